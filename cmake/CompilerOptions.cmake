@@ -1,0 +1,24 @@
+# What every target of the project is compiled and linked with; targets take it by linking vorin_options.
+add_library(vorin_options INTERFACE)
+
+if(MSVC)
+  target_compile_options(vorin_options INTERFACE /W4 /WX /utf-8 /EHsc)
+else()
+  target_compile_options(
+    vorin_options
+    INTERFACE -Wall
+              -Wextra
+              -Wpedantic
+              -Wshadow
+              -Wconversion
+              -Wno-sign-conversion # OpenCV counts in int, the standard library in size_t: a cast at each meeting hides more than it shows
+              -Werror)
+  # RUNPATH, not RPATH: a library search path of the user comes before it, which is how the stand-ins for the hardware get in.
+  target_link_options(vorin_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
+endif()
+
+if(VORIN_SANITIZE)
+  target_compile_options(vorin_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+                                                 -fno-omit-frame-pointer)
+  target_link_options(vorin_options INTERFACE -fsanitize=address,undefined)
+endif()
