@@ -1,0 +1,61 @@
+#include "platform/posix/display_adapters.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace vorin::platform {
+namespace {
+
+constexpr std::uint64_t kDisplayController = 0x03; // the base class, in the topmost of the class code's three bytes
+
+// sysfs writes numbers either in decimal or as "0x..." in hexadecimal.
+std::optional<std::uint64_t> readNumber(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  std::string text;
+  if (!(file >> text)) {
+    return std::nullopt;
+  }
+  const bool hexadecimal = text.starts_with("0x");
+  const char* begin = text.data() + (hexadecimal ? 2 : 0);
+  const char* end = text.data() + text.size();
+  std::uint64_t value = 0;
+  const auto [parsed, error] = std::from_chars(begin, end, value, hexadecimal ? 16 : 10);
+  if (error != std::errc() || parsed != end) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+std::vector<std::filesystem::path> entriesOf(const std::string& folder) {
+  std::vector<std::filesystem::path> entries;
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    entries.push_back(entry->path());
+  }
+  std::sort(entries.begin(), entries.end());
+  return entries;
+}
+
+} // namespace
+
+std::vector<DisplayAdapter> listDisplayAdaptersBelow(const std::string& devices_folder) {
+  std::vector<DisplayAdapter> adapters;
+  for (const std::filesystem::path& entry : entriesOf(devices_folder)) {
+    const auto device_class = readNumber(entry / "class");
+    const auto vendor = readNumber(entry / "vendor");
+    const auto device = readNumber(entry / "device");
+    if (!device_class || *device_class >> 16 != kDisplayController || !vendor || !device) {
+      continue;
+    }
+    adapters.push_back({static_cast<std::uint32_t>(*vendor), static_cast<std::uint32_t>(*device),
+                        readNumber(entry / "mem_info_vram_total").value_or(0)});
+  }
+  return adapters;
+}
+
+std::vector<DisplayAdapter> listDisplayAdapters() { return listDisplayAdaptersBelow("/sys/bus/pci/devices"); }
+
+} // namespace vorin::platform

@@ -1,0 +1,42 @@
+// The log's switch and sinks on POSIX systems: an environment variable, standard error, and stdio.
+#include "platform/platform.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+namespace vorin::platform {
+
+std::optional<std::uint32_t> readLogSwitch() {
+  const char* text = std::getenv("VORIN_DUMP_ST_LOG"); // NOLINT(concurrency-mt-unsafe): the library never writes the environment
+  if (text == nullptr) {
+    return std::nullopt;
+  }
+  std::uint32_t value = 0;
+  const char* end = text + std::strlen(text);
+  const auto [parsed, error] = std::from_chars(text, end, value);
+  if (error != std::errc() || parsed != end) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+void writeDebuggerOutput(const char* line) { static_cast<void>(std::fputs(line, stderr)); }
+
+std::FILE* openTextForWriting(const std::string& path) { return std::fopen(path.c_str(), "w"); }
+
+bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
+  const int length = std::vsnprintf(buffer, size, format, arguments);
+  return length >= 0 && static_cast<std::size_t>(length) < size;
+}
+
+void copyBounded(char* buffer, std::size_t size, const char* text) {
+  const void* end = std::memchr(text, '\0', size);
+  if (end == nullptr) {
+    buffer[0] = '\0';
+    return;
+  }
+  std::memcpy(buffer, text, static_cast<std::size_t>(static_cast<const char*>(end) - text) + 1);
+}
+
+} // namespace vorin::platform
