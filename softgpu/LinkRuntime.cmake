@@ -1,0 +1,24 @@
+# cmake -DRUNTIME_DIR=<the runtime's libraries> -DLINK_DIR=<folder> -DPLUGINS_XML=<file> -P LinkRuntime.cmake
+#
+# Fills LINK_DIR with links to the OpenVINO runtime's libraries and with the stand-ins' plugins.xml. The runtime looks for its
+# plugins.xml beside the path under which it was loaded, so a program that finds it through these links sees this file and not the
+# runtime's own. Links of an earlier runtime go away.
+cmake_minimum_required(VERSION 3.25)
+
+file(MAKE_DIRECTORY ${LINK_DIR})
+file(GLOB entries LIST_DIRECTORIES false ${LINK_DIR}/*)
+foreach(entry IN LISTS entries)
+  if(IS_SYMLINK ${entry})
+    file(REMOVE ${entry})
+  endif()
+endforeach()
+
+file(GLOB libraries ${RUNTIME_DIR}/*.so ${RUNTIME_DIR}/*.so.*)
+if(NOT libraries)
+  message(FATAL_ERROR "no libraries in ${RUNTIME_DIR}")
+endif()
+foreach(library IN LISTS libraries)
+  cmake_path(GET library FILENAME name)
+  file(CREATE_LINK ${library} ${LINK_DIR}/${name} SYMBOLIC)
+endforeach()
+configure_file(${PLUGINS_XML} ${LINK_DIR}/plugins.xml COPYONLY)

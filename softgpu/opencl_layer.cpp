@@ -1,0 +1,106 @@
+// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, which runs
+// OpenCL on the processor.
+//
+// Two answers differ from PoCL's own: its vendor text carries the vendor word, and a query that asks for GPUs finds the processor
+// devices. All else, and every other platform, passes through untouched. The layer interface is that of Khronos' <CL/cl_layer.h>.
+#define CL_TARGET_OPENCL_VERSION 120
+
+#include <CL/cl.h>
+#include <CL/cl_icd.h>
+#include <CL/cl_layer.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view kPoclName = "Portable Computing Language";
+constexpr std::string_view kVendorPrefix = "Merix stand-in: ";
+
+cl_icd_dispatch below; // the loader, or the layer under this one
+cl_icd_dispatch layer; // what callers see: `below` but for the two functions of this file
+
+// A text property of a platform, empty when it cannot be read.
+std::string platformText(cl_platform_id platform, cl_platform_info name) {
+  std::size_t size_bytes = 0;
+  if (below.clGetPlatformInfo(platform, name, 0, nullptr, &size_bytes) != CL_SUCCESS || size_bytes == 0) {
+    return {};
+  }
+  std::string text(size_bytes, '\0');
+  if (below.clGetPlatformInfo(platform, name, size_bytes, text.data(), nullptr) != CL_SUCCESS) {
+    return {};
+  }
+  return text.c_str(); // up to the NUL
+}
+
+bool isPocl(cl_platform_id platform) { return platformText(platform, CL_PLATFORM_NAME) == kPoclName; }
+
+cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info name, std::size_t size_bytes, void* value,
+                                   std::size_t* size_needed) {
+  if (name != CL_PLATFORM_VENDOR || !isPocl(platform)) {
+    return below.clGetPlatformInfo(platform, name, size_bytes, value, size_needed);
+  }
+  const std::string vendor = std::string(kVendorPrefix) + platformText(platform, CL_PLATFORM_VENDOR);
+  if (value != nullptr) {
+    if (size_bytes < vendor.size() + 1) {
+      return CL_INVALID_VALUE;
+    }
+    std::memcpy(value, vendor.c_str(), vendor.size() + 1);
+  }
+  if (size_needed != nullptr) {
+    *size_needed = vendor.size() + 1;
+  }
+  return CL_SUCCESS;
+}
+
+cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl_uint entries, cl_device_id* devices,
+                                cl_uint* count) {
+  const bool asks_all = type == CL_DEVICE_TYPE_ALL; // every bit set: the processor is among them already
+  if (!asks_all && (type & CL_DEVICE_TYPE_GPU) != 0 && isPocl(platform)) {
+    type = (type & ~static_cast<cl_device_type>(CL_DEVICE_TYPE_GPU)) | CL_DEVICE_TYPE_CPU;
+  }
+  return below.clGetDeviceIDs(platform, type, entries, devices, count);
+}
+
+} // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) cl_int CL_API_CALL clGetLayerInfo(cl_layer_info name, std::size_t size_bytes, void* value,
+                                                                         std::size_t* size_needed) {
+  if (name != CL_LAYER_API_VERSION) {
+    return CL_INVALID_VALUE;
+  }
+  const cl_layer_api_version version = CL_LAYER_API_VERSION_100;
+  if (value != nullptr) {
+    if (size_bytes < sizeof version) {
+      return CL_INVALID_VALUE;
+    }
+    std::memcpy(value, &version, sizeof version);
+  }
+  if (size_needed != nullptr) {
+    *size_needed = sizeof version;
+  }
+  return CL_SUCCESS;
+}
+
+__attribute__((visibility("default"))) cl_int CL_API_CALL clInitLayer(cl_uint entries, const cl_icd_dispatch* target,
+                                                                      cl_uint* layer_entries,
+                                                                      const cl_icd_dispatch** layer_dispatch) {
+  if (target == nullptr || layer_entries == nullptr || layer_dispatch == nullptr) {
+    return CL_INVALID_VALUE;
+  }
+  constexpr std::size_t kEntries = sizeof(cl_icd_dispatch) / sizeof(void*);
+  const std::size_t known = std::min<std::size_t>(entries, kEntries); // an older loader knows fewer functions
+  std::memcpy(&below, target, known * sizeof(void*));
+  layer = below;
+  layer.clGetPlatformInfo = getPlatformInfo;
+  layer.clGetDeviceIDs = getDeviceIds;
+  *layer_entries = static_cast<cl_uint>(known);
+  *layer_dispatch = &layer;
+  return CL_SUCCESS;
+}
+
+} // extern "C"
