@@ -2,6 +2,8 @@
 //
 // It lies in a folder of links to the runtime's libraries, beside the plugins.xml that makes the runtime load it for "GPU". The
 // runtime's plugin interface is not among its public headers; the one member used here is declared with the signature it exports.
+#include <openvino/core/except.hpp>
+
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -23,6 +25,13 @@ using CreatePlugin = void (*)(std::shared_ptr<ov::IPlugin>&);
 
 constexpr const char* kCpuPlugin = "libopenvino_intel_cpu_plugin.so";
 
+// Says what is wrong on standard error too: the runtime leaves a device out of its list without a word when its plugin fails.
+[[noreturn]] void fail(const std::string& reason) {
+  const std::string message = "softgpu: no stand-in for OpenVINO's GPU: " + reason;
+  static_cast<void>(std::fprintf(stderr, "%s\n", message.c_str()));
+  OPENVINO_THROW(message);
+}
+
 // The CPU plugin's own entry: of the file beside this one, so that it is the very library that the runtime loads for "CPU".
 CreatePlugin findCpuPlugin() {
   std::string path = kCpuPlugin;
@@ -35,23 +44,18 @@ CreatePlugin findCpuPlugin() {
   void* entry = library == nullptr ? nullptr : dlsym(library, "create_plugin_engine");
   if (entry == nullptr) {
     const char* reason = dlerror();
-    static_cast<void>(std::fprintf(stderr, "softgpu: no stand-in for OpenVINO's GPU: %s\n", reason == nullptr ? "?" : reason));
+    fail(reason == nullptr ? path + " has no plugin entry" : reason);
   }
   return reinterpret_cast<CreatePlugin>(entry);
 }
 
 } // namespace
 
-// Called by the runtime. When it leaves `plugin` empty, the runtime reports that the device's plugin could not be made.
+// Called by the runtime, which dereferences the plugin it gets: without one only an exception will do.
 extern "C" __attribute__((visibility("default"))) void create_plugin_engine(std::shared_ptr<ov::IPlugin>& plugin) {
-  const CreatePlugin create_cpu_plugin = findCpuPlugin();
-  if (create_cpu_plugin == nullptr) {
-    return;
-  }
-  create_cpu_plugin(plugin);
+  findCpuPlugin()(plugin);
   if (plugin == nullptr) {
-    static_cast<void>(std::fputs("softgpu: the CPU plugin made no plugin\n", stderr));
-    return;
+    fail("the CPU plugin made no plugin");
   }
   plugin->set_device_name("GPU");
 }
