@@ -1,0 +1,157 @@
+// The diagnostic log: which sinks a switch opens, what a line looks like in each, what is dropped, when the file is flushed, and what an
+// unusable folder does.
+#include "core/log.h"
+
+#include "support/test_environment.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <thread>
+
+namespace vorin {
+namespace {
+
+using tests::LogSetting;
+using tests::readFile;
+using tests::ScopedVariable;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+class Log : public testing::Test {
+protected:
+  ~Log() override {
+    closeLog();
+    const LogSetting off(0);
+    openLog();
+  }
+};
+
+struct SwitchCase {
+  std::uint32_t value;
+  bool debugger;
+  bool file;
+};
+
+class LogSwitch : public Log, public testing::WithParamInterface<SwitchCase> {};
+
+TEST_P(LogSwitch, OpensTheSinksOfItsTwoLowBits) {
+  const LogSetting setting(GetParam().value);
+  CaptureStderr();
+  openLog();
+  sttLogError("%s %d", "broken", 7);
+  sttLogInfo("told");
+  sttLogVerbose("chatted");
+  closeLog();
+  const std::string lines = "====== sdk: [E] broken 7\n====== sdk: [I] told\n====== sdk: [V] chatted\n";
+  EXPECT_EQ(GetCapturedStderr(), GetParam().debugger ? lines : "");
+  EXPECT_EQ(std::filesystem::exists(setting.logFile()), GetParam().file);
+  EXPECT_EQ(readFile(setting.logFile()), GetParam().file ? lines : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, LogSwitch,
+                         testing::Values(SwitchCase{0, false, false}, SwitchCase{1, true, false}, SwitchCase{2, false, true},
+                                         SwitchCase{3, true, true}, SwitchCase{4, false, false}, SwitchCase{7, true, true}));
+
+TEST_F(Log, KeepsItsSwitchWhereTheMachineHasNoneOrNoNumber) {
+  {
+    const LogSetting on(1);
+    openLog();
+  }
+  for (const std::optional<std::string>& value : {std::optional<std::string>(), std::optional<std::string>("0x2"),
+                                                  std::optional<std::string>(""), std::optional<std::string>("-1")}) {
+    const ScopedVariable variable("VORIN_DUMP_ST_LOG", value);
+    CaptureStderr();
+    openLog();
+    sttLogInfo("still on");
+    EXPECT_EQ(GetCapturedStderr(), "====== sdk: [I] still on\n") << value.value_or("(none)");
+  }
+}
+
+TEST_F(Log, ExpandsALineOnceMoreInTheFileOnly) {
+  const LogSetting setting(3);
+  CaptureStderr();
+  openLog();
+  sttLogInfo("%s", "50%% done");
+  closeLog();
+  EXPECT_EQ(GetCapturedStderr(), "====== sdk: [I] 50%% done\n");
+  EXPECT_EQ(readFile(setting.logFile()), "====== sdk: [I] 50% done\n");
+}
+
+TEST_F(Log, DropsALineThatDoesNotFitAndKeepsTheLongestThatDoes) {
+  const LogSetting setting(1);
+  openLog();
+  // 255 characters and a NUL fill the line's buffer; 17 of them are not the message.
+  for (const std::size_t length : {237U, 238U, 239U, 255U, 256U, 5000U}) {
+    const std::string message(length, 'x');
+    CaptureStderr();
+    sttLogError("%s", message.c_str());
+    EXPECT_EQ(GetCapturedStderr(), length <= 238 ? "====== sdk: [E] " + message + "\n" : "") << length;
+  }
+}
+
+TEST_F(Log, EmptiesTheFileAtEveryOpening) {
+  const LogSetting setting(2);
+  openLog();
+  sttLogInfo("first");
+  closeLog();
+  sttLogInfo("into no file");
+  openLog();
+  sttLogInfo("second");
+  closeLog();
+  EXPECT_EQ(readFile(setting.logFile()), "====== sdk: [I] second\n");
+}
+
+TEST_F(Log, FlushesWithTheFirstLineAfterTwoSeconds) {
+  const LogSetting setting(2);
+  openLog();
+  sttLogInfo("early");
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  sttLogInfo("soon after");
+  EXPECT_EQ(readFile(setting.logFile()), "");
+  std::this_thread::sleep_for(std::chrono::milliseconds(2050));
+  sttLogInfo("late");
+  EXPECT_EQ(readFile(setting.logFile()),
+            "====== sdk: [I] early\n====== sdk: [I] soon after\n====== sdk: [I] late\n");
+  sttLogInfo("next");
+  EXPECT_EQ(readFile(setting.logFile()).find("next"), std::string::npos);
+}
+
+struct ObstacleCase {
+  const char* description;
+  const char* obstacle; // made as a file, or with a trailing "/" as a folder, below the application-data folder
+};
+
+class LogObstacle : public Log, public testing::WithParamInterface<ObstacleCase> {};
+
+TEST_P(LogObstacle, TurnsAllLoggingOff) {
+  const LogSetting setting(3);
+  const std::string obstacle = GetParam().obstacle;
+  if (obstacle.ends_with("/")) {
+    std::filesystem::create_directories(setting.appDataFolder() / obstacle);
+  } else {
+    std::ofstream(setting.appDataFolder() / obstacle) << "in the way";
+  }
+  CaptureStderr();
+  openLog();
+  sttLogError("unheard");
+  closeLog();
+  EXPECT_EQ(GetCapturedStderr(), "") << GetParam().description;
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, LogObstacle,
+                         testing::Values(ObstacleCase{"a file where the folder should be", "temp"},
+                                         ObstacleCase{"a folder where the file should be", "temp/logstt.txt/"}));
+
+TEST_F(Log, UsesAFolderThatExists) {
+  const LogSetting setting(2);
+  std::filesystem::create_directory(setting.appDataFolder() / "temp");
+  openLog();
+  sttLogInfo("heard");
+  closeLog();
+  EXPECT_EQ(readFile(setting.logFile()), "====== sdk: [I] heard\n");
+}
+
+} // namespace
+} // namespace vorin

@@ -1,0 +1,55 @@
+// What the tests change of the process's surroundings, and put back: environment variables, the log switch, folders of their own.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace vorin::tests {
+
+// Sets an environment variable, or removes it (no value), until the end of the scope.
+class ScopedVariable {
+public:
+  ScopedVariable(std::string name, std::optional<std::string> value);
+  ~ScopedVariable();
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+private:
+  std::string name_;
+  std::optional<std::string> before_;
+};
+
+// A fresh empty folder, removed with all it holds at the end of the scope.
+class TemporaryFolder {
+public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+private:
+  std::filesystem::path path_;
+};
+
+// Gives the process a log switch and an application-data folder of its own. The log's state stays with the process: the destructor closes
+// the file and turns the switch off through openLog's own ways.
+class LogSetting {
+public:
+  explicit LogSetting(std::optional<std::uint32_t> log_switch);
+
+  std::filesystem::path appDataFolder() const { return folder_.path(); }
+  std::filesystem::path logFile() const { return folder_.path() / "temp" / "logstt.txt"; }
+
+private:
+  TemporaryFolder folder_;
+  ScopedVariable app_data_;
+  ScopedVariable switch_;
+};
+
+std::string readFile(const std::filesystem::path& path);
+
+} // namespace vorin::tests
