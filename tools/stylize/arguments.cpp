@@ -1,0 +1,209 @@
+#include "arguments.h"
+
+#include "exit_status.h"
+#include "image_file.h"
+#include "name_table.h"
+#include "picture_size.h"
+
+#include <CLI/CLI.hpp>
+
+#include <variant>
+
+namespace vorin::stylize {
+namespace {
+
+// As typed.
+struct RawArguments {
+  std::vector<std::string> photos;
+  std::string output;
+  std::string style;
+  std::string size;
+  std::string device = "auto";
+  std::string format = "bgra";
+  bool overwrite = false;
+  bool quiet = false;
+  bool version = false;
+};
+
+enum CommandSet : unsigned { kForStylize = 1, kForSheet = 2, kForBoth = 3 };
+
+struct OptionRow {
+  const char* names;
+  std::variant<std::string RawArguments::*, bool RawArguments::*> value;
+  const char* placeholder;
+  std::string help;
+  unsigned commands;
+  const char* section;
+};
+
+constexpr const char* kPictureSection = "The drawing";
+constexpr const char* kDeviceSection = "The device";
+constexpr const char* kOtherSection = "Other options";
+
+std::string styleHelp() {
+  std::string help = "How to draw:";
+  for (const Style& style : styles()) {
+    help += "\n  " + std::string(style.name) + ": " + std::string(style.summary);
+  }
+  return help;
+}
+
+std::vector<OptionRow> optionTable() {
+  return {
+      {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind: " + pictureExtensions(),
+       kForBoth, kPictureSection},
+      {"--style", &RawArguments::style, "NAME", styleHelp(), kForStylize, kPictureSection},
+      {"--size", &RawArguments::size, "WxH", "Size of the drawing in pixels (default: the photo's); " + sizeLimits(), kForStylize,
+       kPictureSection},
+      {"--overwrite", &RawArguments::overwrite, "", "Replace the output if it exists", kForBoth, kPictureSection},
+      {"--device", &RawArguments::device, "NAME",
+       "Where to draw: auto (the GPU; without one, software), integrated, discrete or software (this machine's processor)",
+       kForBoth, kDeviceSection},
+      {"--format", &RawArguments::format, "NAME",
+       "Frame format on the way through the library: " + frameFormatNames() +
+           " (default: bgra); nv12 and yuy2 want an even --size",
+       kForStylize, kDeviceSection},
+      {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForBoth, kOtherSection},
+  };
+}
+
+constexpr const char* kFooter = R"(
+Photos are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
+colour become 8, photos marked as turned are turned upright.
+
+Data goes to standard output, all else to standard error.
+
+Exit status: 0 all done, 1 some inputs failed, 2 usage, 3 model or
+configuration, 4 device, 5 input or output, 130 cancelled.
+
+Examples:
+  vorin-stylize photo.jpg -o drawing.png --style pencil
+  vorin-stylize photo.jpg -o small.webp --style stipple --size 640x480
+  vorin-stylize photo.jpg -o drawing.png --style pencil --device software
+  vorin-stylize sheet photo.jpg -o sheet.png
+  vorin-stylize devices)";
+
+Failure usage(const std::string& line) {
+  return {ExitStatus::kUsage, line};
+}
+
+void addOptions(CLI::App& app, RawArguments& raw, unsigned command) {
+  for (const OptionRow& row : optionTable()) {
+    if ((row.commands & command) == 0) {
+      continue;
+    }
+    CLI::Option* option = nullptr;
+    if (const auto* text = std::get_if<std::string RawArguments::*>(&row.value)) {
+      option = app.add_option(row.names, raw.**text, row.help)->type_name(row.placeholder);
+    } else {
+      option = app.add_flag(row.names, raw.*std::get<bool RawArguments::*>(row.value), row.help);
+    }
+    option->group(row.section);
+  }
+  app.set_help_flag("-h,--help", "Print this help")->group(kOtherSection);
+}
+
+const FrameFormat* checkedFormat(const std::string& name) {
+  const FrameFormat* format = findFrameFormat(name);
+  if (format == nullptr) {
+    throw usage("unknown --format '" + name + "': the formats are " + frameFormatNames());
+  }
+  return format;
+}
+
+const Style* checkedStyle(const std::string& name) {
+  if (name.empty()) {
+    throw usage("no style given: add --style with one of " + styleNames());
+  }
+  const Style* style = findStyle(name);
+  if (style == nullptr) {
+    throw usage("unknown --style '" + name + "': the styles are " + styleNames());
+  }
+  return style;
+}
+
+DeviceWish checkedDevice(const std::string& name) {
+  const auto* wish = findByName(deviceWishes(), name);
+  if (wish == nullptr) {
+    throw usage("unknown --device '" + name + "': the devices are " + joinNames(deviceWishes()));
+  }
+  return wish->wish;
+}
+
+std::optional<cv::Size> checkedSize(const std::string& text, const FrameFormat& format) {
+  if (text.empty()) {
+    return std::nullopt;
+  }
+  const auto size = parseSize(text);
+  if (!size) {
+    throw usage("--size '" + text + "' is not a usable size: write it as 640x480, with " + sizeLimits());
+  }
+  if (frameSize(format, *size) != *size) {
+    throw usage("--size " + text + " is odd, and --format " + std::string(format.name) +
+                " takes even widths and heights only: choose an even size or another format");
+  }
+  return size;
+}
+
+std::filesystem::path checkedOutput(const std::string& name) {
+  if (name.empty()) {
+    throw usage("no output named: add -o with the file to write");
+  }
+  if (!isPictureName(name)) {
+    throw usage("the output '" + name + "' has no known file extension: use one of " + pictureExtensions());
+  }
+  return name;
+}
+
+std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>& names, Command command) {
+  if (names.empty()) {
+    throw usage("no photo named: see vorin-stylize --help");
+  }
+  if (command == Command::kStylize && names.size() > 1) {
+    throw usage("one photo at a time: '" + names[1] + "' is too many");
+  }
+  return {names.begin(), names.end()};
+}
+
+} // namespace
+
+Arguments parseArguments(int count, const char* const* arguments) {
+  RawArguments raw;
+  CLI::App app("Draws photos in a style: pencil lines, fine dots.", "vorin-stylize");
+  app.footer(kFooter);
+  app.add_option("photo", raw.photos, "The photo to draw")->type_name("FILE");
+  addOptions(app, raw, kForStylize);
+  app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
+  CLI::App* sheet = app.add_subcommand("sheet", "Write one picture with the original beside all styles, a row for each photo");
+  sheet->add_option("photo", raw.photos, "The photos, a row each")->type_name("FILE");
+  addOptions(*sheet, raw, kForSheet);
+  CLI::App* devices = app.add_subcommand("devices", "List the GPUs to draw on: kind, tabulator, name; a line each");
+  devices->set_help_flag("-h,--help", "Print this help");
+
+  Arguments parsed;
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::CallForHelp&) {
+    parsed.command = Command::kHelp;
+    parsed.help = app.help();
+    return parsed;
+  } catch (const CLI::ParseError& error) {
+    throw usage(std::string(error.what()) + ": see vorin-stylize --help");
+  }
+  if (raw.version || devices->parsed()) {
+    parsed.command = raw.version ? Command::kVersion : Command::kDevices;
+    return parsed;
+  }
+  parsed.command = sheet->parsed() ? Command::kSheet : Command::kStylize;
+  parsed.photos = checkedPhotos(raw.photos, parsed.command);
+  parsed.output = checkedOutput(raw.output);
+  parsed.style = parsed.command == Command::kStylize ? checkedStyle(raw.style) : nullptr;
+  parsed.device = checkedDevice(raw.device);
+  parsed.format = checkedFormat(raw.format);
+  parsed.size = checkedSize(raw.size, *parsed.format);
+  parsed.overwrite = raw.overwrite;
+  parsed.quiet = raw.quiet;
+  return parsed;
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,35 @@
+// arguments.h: the command line, checked. What comes out of here can be carried out, as far as that shows without a file or a
+// device.
+#pragma once
+
+#include "device_choice.h"
+#include "frame_conversion.h"
+#include "styles.h"
+
+#include <opencv2/core/types.hpp>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorin::stylize {
+
+enum class Command { kStylize, kSheet, kDevices, kHelp, kVersion };
+
+struct Arguments {
+  Command command = Command::kStylize;
+  std::string help; // for kHelp: the text
+  std::vector<std::filesystem::path> photos;
+  std::filesystem::path output;
+  const Style* style = nullptr;
+  std::optional<cv::Size> size; // none: the photo's
+  DeviceWish device = DeviceWish::kAuto;
+  const FrameFormat* format = nullptr;
+  bool overwrite = false;
+  bool quiet = false;
+};
+
+Arguments parseArguments(int count, const char* const* arguments); // a Failure with the status for usage when they make no sense
+
+} // namespace vorin::stylize

@@ -1,0 +1,23 @@
+// cancellation.h: Ctrl-C and its like end the program with its status for "cancelled" and leave no half-written file behind.
+#pragma once
+
+#include <filesystem>
+
+namespace vorin::stylize {
+
+// Call once, at the start of main. A signal that the parent process chose to ignore stays ignored.
+void handleCancellation();
+
+// Keeps cancellation waiting until the next handleCancellation, which may be another process image's.
+void holdCancellation();
+
+// While it lives, cancellation removes the file. One at a time.
+class RemovedWhenCancelled {
+public:
+  explicit RemovedWhenCancelled(const std::filesystem::path& file);
+  ~RemovedWhenCancelled();
+  RemovedWhenCancelled(const RemovedWhenCancelled&) = delete;
+  RemovedWhenCancelled& operator=(const RemovedWhenCancelled&) = delete;
+};
+
+} // namespace vorin::stylize

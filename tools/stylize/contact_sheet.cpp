@@ -1,0 +1,85 @@
+#include "contact_sheet.h"
+
+#include "exit_status.h"
+#include "picture_size.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+
+namespace vorin::stylize {
+namespace {
+
+constexpr int kCellWidth = 640;
+constexpr int kCellHeight = 640;
+constexpr int kGap = 16;
+constexpr int kCaptionHeight = 32;
+
+void drawCaption(cv::Mat& sheet, const std::string& caption, int left, int top, int width) {
+  constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
+  constexpr double kScale = 0.7;
+  int baseline = 0;
+  const cv::Size text = cv::getTextSize(caption, kFont, kScale, 1, &baseline);
+  const cv::Point origin(left + std::max(0, (width - text.width) / 2), top + (kCaptionHeight + text.height) / 2);
+  cv::putText(sheet, caption, origin, kFont, kScale, cv::Scalar::all(40), 1, cv::LINE_AA);
+}
+
+int widthOf(const std::vector<SheetPicture>& row) {
+  int width = kGap;
+  for (const SheetPicture& picture : row) {
+    width += picture.bgr.cols + kGap;
+  }
+  return width;
+}
+
+int heightOf(const std::vector<SheetPicture>& row) {
+  int height = 0;
+  for (const SheetPicture& picture : row) {
+    height = std::max(height, picture.bgr.rows);
+  }
+  return height + kCaptionHeight + kGap;
+}
+
+void drawRow(cv::Mat& sheet, const std::vector<SheetPicture>& row, int top) {
+  int left = (sheet.cols - widthOf(row)) / 2 + kGap;
+  const int caption_top = top + heightOf(row) - kCaptionHeight - kGap;
+  for (const SheetPicture& picture : row) {
+    picture.bgr.copyTo(sheet(cv::Rect({left, caption_top - picture.bgr.rows}, picture.bgr.size())));
+    drawCaption(sheet, picture.caption, left, caption_top, picture.bgr.cols);
+    left += picture.bgr.cols + kGap;
+  }
+}
+
+} // namespace
+
+cv::Mat shrunkForSheet(const cv::Mat& bgr) {
+  const double scale = std::min(static_cast<double>(kCellWidth) / bgr.cols, static_cast<double>(kCellHeight) / bgr.rows);
+  if (scale >= 1) {
+    return bgr;
+  }
+  const cv::Size size(std::max(1, cvRound(bgr.cols * scale)), std::max(1, cvRound(bgr.rows * scale)));
+  cv::Mat shrunk;
+  cv::resize(bgr, shrunk, size, 0, 0, cv::INTER_AREA);
+  return shrunk;
+}
+
+cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& rows) {
+  std::uint64_t width = 0;
+  std::uint64_t height = kGap;
+  for (const auto& row : rows) {
+    width = std::max(width, static_cast<std::uint64_t>(widthOf(row)));
+    height += static_cast<std::uint64_t>(heightOf(row));
+  }
+  if (!isUsableSize(width, height)) {
+    throw Failure(ExitStatus::kUsage, "the sheet would be larger than " + sizeLimits() + " allow: name fewer photos");
+  }
+  cv::Mat sheet(static_cast<int>(height), static_cast<int>(width), CV_8UC3, cv::Scalar::all(255));
+  int top = kGap;
+  for (const auto& row : rows) {
+    drawRow(sheet, row, top);
+    top += heightOf(row);
+  }
+  return sheet;
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,42 @@
+// The program vorin-stylize: photos to drawings, by way of the library's public header alone.
+
+#include "arguments.h"
+#include "cancellation.h"
+#include "commands.h"
+#include "software_device.h"
+
+#include <new>
+
+namespace {
+
+using namespace vorin::stylize;
+
+ExitStatus runProgram(int count, char** arguments) {
+  const Arguments parsed = parseArguments(count, arguments);
+  try {
+    return runCommand(parsed);
+  } catch (const RestartOnSoftwareDevice& restart) {
+    if (!restart.reason().empty() && !parsed.quiet) {
+      printLine(restart.reason());
+    }
+  }
+  restartOnSoftwareDevice(arguments);
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+  handleCancellation();
+  ExitStatus status = ExitStatus::kInputOutput;
+  try {
+    status = runProgram(count, arguments);
+  } catch (const Failure& failure) {
+    status = failure.status();
+    printLine(failure.what());
+  } catch (const std::bad_alloc&) {
+    printLine("not enough memory: use a smaller image");
+  } catch (const std::exception& error) {
+    printLine(std::string(error.what()) + ": this should not happen, please report it");
+  }
+  return static_cast<int>(status);
+}

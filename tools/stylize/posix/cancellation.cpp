@@ -1,0 +1,73 @@
+#include "../cancellation.h"
+
+#include "../exit_status.h"
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace vorin::stylize {
+namespace {
+
+constexpr std::array kCancellingSignals = {SIGINT, SIGTERM, SIGHUP};
+
+std::string file_to_remove; // changed only while file_to_remove_is_set is false
+std::atomic<bool> file_to_remove_is_set = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
+
+// Calls only what POSIX allows in a signal handler.
+extern "C" void cancel(int) {
+  if (file_to_remove_is_set) {
+    unlink(file_to_remove.c_str());
+  }
+  constexpr std::string_view kLine = "vorin-stylize: cancelled\n";
+  [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine.data(), kLine.size());
+  _exit(static_cast<int>(ExitStatus::kCancelled));
+}
+
+sigset_t cancellingSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : kCancellingSignals) {
+    sigaddset(&signals, signal);
+  }
+  return signals;
+}
+
+} // namespace
+
+void handleCancellation() {
+  struct sigaction action {};
+  action.sa_handler = cancel;
+  action.sa_mask = cancellingSignals();
+  for (const int signal : kCancellingSignals) {
+    struct sigaction previous {};
+    sigaction(signal, nullptr, &previous);
+    if (previous.sa_handler != SIG_IGN) {
+      sigaction(signal, &action, nullptr);
+    }
+  }
+  // A file that outgrows a limit of the shell then ends as a write error, not as a killed process that leaves its file behind.
+  std::signal(SIGXFSZ, SIG_IGN);
+  const sigset_t signals = cancellingSignals();
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+void holdCancellation() {
+  const sigset_t signals = cancellingSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {
+  file_to_remove = file.string();
+  file_to_remove_is_set = true;
+}
+
+RemovedWhenCancelled::~RemovedWhenCancelled() {
+  file_to_remove_is_set = false;
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,53 @@
+#include "../software_device.h"
+
+#include "../cancellation.h"
+#include "../exit_status.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
+
+namespace vorin::stylize {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kActive = "VORIN_SOFTGPU";
+constexpr const char* kThisProgram = "/proc/self/exe";
+
+void putFirst(const char* variable, const fs::path& path) {
+  const char* previous = std::getenv(variable);
+  const bool is_set = previous != nullptr && *previous != '\0';
+  setenv(variable, (path.string() + (is_set ? ":" + std::string(previous) : std::string())).c_str(), 1);
+}
+
+} // namespace
+
+bool isSoftwareDeviceActive() {
+  const char* active = std::getenv(kActive);
+  return active != nullptr && std::string_view(active) == "1";
+}
+
+void restartOnSoftwareDevice(char** arguments) {
+  std::error_code error;
+  const fs::path stand_ins = fs::read_symlink(kThisProgram, error).parent_path() / "softgpu";
+  const fs::path opencl_layer = stand_ins / "libvorin_softgpu_opencl.so";
+  const fs::path runtime = stand_ins / "runtime";
+  if (error || !fs::exists(opencl_layer, error) || !fs::is_directory(runtime, error)) {
+    throw Failure(ExitStatus::kDevice,
+                  "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
+  }
+  putFirst("OPENCL_LAYERS", opencl_layer);
+  putFirst("LD_LIBRARY_PATH", runtime);
+  setenv(kActive, "1", 1);
+  holdCancellation(); // the new process image handles it, once it is up
+  execv(kThisProgram, arguments);
+  throw Failure(ExitStatus::kDevice, "the software device does not start (" + std::generic_category().message(errno) +
+                                         "): check that the program may be executed");
+}
+
+} // namespace vorin::stylize

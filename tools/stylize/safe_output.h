@@ -1,0 +1,41 @@
+// safe_output.h: an output file that is either all there or not there.
+//
+// The bytes go into a new temporary file in the same folder, which takes the output's name at the end, in one step. Whatever ends
+// the work earlier (a failure, an exception, cancellation) removes the temporary.
+#pragma once
+
+#include "cancellation.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <span>
+
+namespace vorin::stylize {
+
+class SafeOutput {
+public:
+  // Refuses an existing output unless overwrite is set, and anything there that is no regular file. The temporary is made here,
+  // so that a folder that cannot be written to shows before any work is done.
+  SafeOutput(const std::filesystem::path& output, bool overwrite);
+  ~SafeOutput();
+  SafeOutput(const SafeOutput&) = delete;
+  SafeOutput& operator=(const SafeOutput&) = delete;
+
+  // Writes the whole content and gives it its name. Without overwrite, an output that another program made meanwhile stays.
+  void commit(std::span<const std::uint8_t> content);
+
+private:
+  struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
+  std::filesystem::path output_;
+  bool overwrite_;
+  std::filesystem::path temporary_;
+  RemovedWhenCancelled removed_when_cancelled_; // before the file is made: no moment without it
+  std::unique_ptr<std::FILE, FileCloser> file_;
+};
+
+} // namespace vorin::stylize

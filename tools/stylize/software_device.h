@@ -1,0 +1,16 @@
+// software_device.h: the way to a GPU on a machine that has none.
+//
+// Beside the program lies the folder softgpu/ with stand-ins for the hardware: an OpenCL layer and a set of the inference
+// runtime's libraries. Both are found through environment variables that are read when a process starts. So the program sets them
+// and starts itself again with the same arguments; it knows by VORIN_SOFTGPU=1 that this has happened.
+#pragma once
+
+namespace vorin::stylize {
+
+bool isSoftwareDeviceActive();
+
+// Becomes the restarted program. Comes back only as a Failure: where the stand-ins are missing or the start fails.
+// Everything that a destructor would have to clean up must be gone by now.
+[[noreturn]] void restartOnSoftwareDevice(char** arguments);
+
+} // namespace vorin::stylize
