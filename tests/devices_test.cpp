@@ -1,6 +1,5 @@
 // The device table over made-up device lists, and the adapter scan over a made-up PCI tree.
 #include "core/devices.h"
-
 #include "core/log.h"
 #include "core/vendor.h"
 #include "platform/posix/display_adapters.h"
@@ -80,10 +79,11 @@ TEST(Devices, RequestsAreLogged) {
   const DeviceTable table = tableOf({kCpu, kIntegrated0});
   table.requestDevice(8);
   table.requestDevice(1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "====== sdk: [I] Device CPU: A processor\n"
-                                                    "====== sdk: [I] Device GPU.0: Graphics (iGPU)\n"
-                                                    "====== sdk: [I] Request device: 8, return device: GPU.0, name: Graphics (iGPU)\n"
-                                                    "====== sdk: [I] Request device: 1, return device: notfind\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "====== sdk: [I] Device CPU: A processor\n"
+            "====== sdk: [I] Device GPU.0: Graphics (iGPU)\n"
+            "====== sdk: [I] Request device: 8, return device: GPU.0, name: Graphics (iGPU)\n"
+            "====== sdk: [I] Request device: 1, return device: notfind\n");
   const tests::LogSetting off(0);
   openLog();
 }
@@ -157,7 +157,8 @@ TEST(Adapters, AreReadFromThePciTree) {
       std::ofstream(folder.path() / slot / name) << content << '\n';
     }
   };
-  device("0000:03:00.0", {{"class", "0x030000"}, {"vendor", "0x7a3c"}, {"device", "0x56a0"}, {"mem_info_vram_total", "8589934592"}});
+  device("0000:03:00.0",
+         {{"class", "0x030000"}, {"vendor", "0x7a3c"}, {"device", "0x56a0"}, {"mem_info_vram_total", "8589934592"}});
   device("0000:00:02.0", {{"class", "0x038000"}, {"vendor", "0x7a3c"}, {"device", "0x46a6"}, {"mem_info_vram_total", "lots"}});
   device("0000:00:03.0", {{"class", "0x020000"}, {"vendor", "0x7a3c"}, {"device", "0x1000"}}); // a network card
   device("0000:04:00.0", {{"class", "0x030000"}, {"vendor", "0x7a3c"}});                       // tells no device

@@ -1,7 +1,6 @@
-// The diagnostic log: which sinks a switch opens, what a line looks like in each, what is dropped, when the file is flushed, and what an
-// unusable folder does.
+// The diagnostic log: which sinks a switch opens, what a line looks like in each, what is dropped, when the file is flushed, and
+// what an unusable folder does.
 #include "core/log.h"
-
 #include "support/test_environment.h"
 
 #include <gtest/gtest.h>
@@ -13,11 +12,11 @@
 namespace vorin {
 namespace {
 
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 using tests::LogSetting;
 using tests::readFile;
 using tests::ScopedVariable;
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
 
 class Log : public testing::Test {
 protected:
@@ -112,8 +111,7 @@ TEST_F(Log, FlushesWithTheFirstLineAfterTwoSeconds) {
   EXPECT_EQ(readFile(setting.logFile()), "");
   std::this_thread::sleep_for(std::chrono::milliseconds(2050));
   sttLogInfo("late");
-  EXPECT_EQ(readFile(setting.logFile()),
-            "====== sdk: [I] early\n====== sdk: [I] soon after\n====== sdk: [I] late\n");
+  EXPECT_EQ(readFile(setting.logFile()), "====== sdk: [I] early\n====== sdk: [I] soon after\n====== sdk: [I] late\n");
   sttLogInfo("next");
   EXPECT_EQ(readFile(setting.logFile()).find("next"), std::string::npos);
 }

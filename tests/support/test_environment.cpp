@@ -37,7 +37,9 @@ ScopedVariable::ScopedVariable(std::string name, std::optional<std::string> valu
   setVariable(name_, value);
 }
 
-ScopedVariable::~ScopedVariable() { setVariable(name_, before_); }
+ScopedVariable::~ScopedVariable() {
+  setVariable(name_, before_);
+}
 
 TemporaryFolder::TemporaryFolder() : path_(makeTemporaryFolder()) {}
 

@@ -35,8 +35,8 @@ private:
   std::filesystem::path path_;
 };
 
-// Gives the process a log switch and an application-data folder of its own. The log's state stays with the process: the destructor closes
-// the file and turns the switch off through openLog's own ways.
+// Gives the process a log switch and an application-data folder of its own. The log's state stays with the process: the
+// destructor closes the file and turns the switch off through openLog's own ways.
 class LogSetting {
 public:
   explicit LogSetting(std::optional<std::uint32_t> log_switch);

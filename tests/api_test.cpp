@@ -1,0 +1,335 @@
+// The shared library through its public header: both doors, the calling order's statuses and log lines, devices, and what leaves
+// ProcessFrame. What the filters draw is tested at their modules.
+#include "support/guarded_buffer.h"
+#include "support/test_environment.h"
+#include "vorin_stt.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <opencv2/core.hpp>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace vorin {
+namespace {
+
+using testing::HasSubstr;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+using tests::GuardedBuffer;
+using tests::LogSetting;
+
+constexpr const char* kPrefix = "====== sdk: ";
+
+struct Destroyer {
+  void operator()(SttInterface* object) const { SttFactory::Destroy(object); }
+};
+using Object = std::unique_ptr<SttInterface, Destroyer>;
+
+Object makeObject() {
+  SttInterface* object = nullptr;
+  EXPECT_EQ(SttFactory::Create(&object), VORIN_STATUS_OK);
+  return Object(object);
+}
+
+void configure(SttInterface& object, std::int32_t style, std::int32_t width, std::int32_t height) {
+  object.SetConfig(nullptr, SttCfgStyleType, &style);
+  object.SetConfig(nullptr, SttCfgWidth, &width);
+  object.SetConfig(nullptr, SttCfgHeight, &height);
+}
+
+bool softGpu() {
+  return std::getenv("VORIN_SOFTGPU") != nullptr;
+} // NOLINT(concurrency-mt-unsafe)
+
+// The lines of a log that are not about the devices of this machine, without their common front.
+std::vector<std::string> linesOf(const std::string& log) {
+  std::vector<std::string> lines;
+  std::istringstream stream(log);
+  for (std::string line; std::getline(stream, line);) {
+    if (line.find("Device ") == std::string::npos) {
+      EXPECT_EQ(line.rfind(kPrefix, 0), 0U) << line;
+      lines.push_back(line.substr(std::strlen(kPrefix)));
+    }
+  }
+  return lines;
+}
+
+// ---- devices
+// ----------------------------------------------------------------------------------------------------------------------
+
+TEST(Devices, AreTheRuntimesGpus) {
+  const LogSetting setting(1);
+  CaptureStderr();
+  const Object object = makeObject();
+  const std::string log = GetCapturedStderr();
+  EXPECT_THAT(log, HasSubstr("====== sdk: [I] Create StyleTransfer object\n====== sdk: [I] Device CPU: "));
+  std::int32_t count = -1;
+  EXPECT_EQ(object->EnumDevice(nullptr, &count), VORIN_STATUS_OK);
+  if (softGpu()) {
+    ASSERT_EQ(count, 1);
+    SttDeviceInfo info = {};
+    EXPECT_EQ(object->EnumDevice(&info, &count), VORIN_STATUS_OK);
+    EXPECT_EQ(info.kind, SttDeviceIntegratedGpu);
+    EXPECT_STRNE(info.name, "");
+    EXPECT_THAT(log, HasSubstr(std::string("Device GPU: ") + info.name + "\n"));
+  } else if (log.find("Device GPU") == std::string::npos) {
+    EXPECT_EQ(count, 0);
+  }
+}
+
+TEST(Devices, AreRequestedByKindAndHandedOutAlsoOnFailure) {
+  const Object object = makeObject();
+  std::int32_t gpus = 0;
+  object->EnumDevice(nullptr, &gpus);
+  for (const std::int32_t kind : {0, 1, 8, 3, -5}) {
+    SttDeviceRequest request = {kind, 42, "my request"};
+    SttDeviceRecord* device = nullptr;
+    const _VorinStatus status = object->CreateDevice(&request, &device);
+    ASSERT_NE(device, nullptr);
+    EXPECT_EQ(device->kind, kind);
+    EXPECT_EQ(device->reserved, 42);
+    EXPECT_STREQ(device->fullName, "my request");
+    if (softGpu()) {
+      const bool found = kind == 0 || kind == 8;
+      EXPECT_EQ(status, found ? VORIN_STATUS_OK : VORIN_STATUS_FAILED) << kind;
+      EXPECT_STREQ(device->deviceName, found ? "GPU" : "notfind") << kind;
+    } else if (gpus == 0) {
+      EXPECT_EQ(status, VORIN_STATUS_FAILED) << kind;
+      EXPECT_STREQ(device->deviceName, "notfind") << kind;
+    }
+    VorinSttContext context = nullptr;
+    EXPECT_EQ(object->CreateContext(device, &context), VORIN_STATUS_OK);
+    EXPECT_EQ(context, object.get());
+  }
+}
+
+TEST(Devices, RequestsWithATextThatFillsItsFieldBecomeNameless) {
+  const Object object = makeObject();
+  SttDeviceRequest request = {8, 0, {}};
+  std::memset(request.name, 'n', sizeof request.name);
+  SttDeviceRecord* device = nullptr;
+  object->CreateDevice(&request, &device);
+  EXPECT_STREQ(device->fullName, "");
+}
+
+// ---- the object's life
+// ------------------------------------------------------------------------------------------------------------
+
+TEST(Object, AnswersEveryOperationBeforeAnyPrepare) {
+  const Object object = makeObject();
+  SttVersion version = {7, 7};
+  EXPECT_EQ(object->GetVersion(&version), VORIN_STATUS_OK);
+  EXPECT_EQ(version.major, 0);
+  EXPECT_EQ(version.minor, 5);
+  std::int32_t value = 0;
+  EXPECT_EQ(object->GetConfig(nullptr, SttCfgStyleType, &value), VORIN_STATUS_OK);
+  EXPECT_EQ(value, -1);
+  EXPECT_EQ(object->SetConfig(nullptr, 6, &value), VORIN_STATUS_INVALID_PARAM);
+  EXPECT_EQ(object->GetConfig(nullptr, SttCfgModelPath, &value), VORIN_STATUS_INVALID_PARAM);
+  EXPECT_EQ(object->SyncOperation(nullptr), VORIN_STATUS_OK);
+  EXPECT_EQ(object->Stop(nullptr), VORIN_STATUS_OK);
+  EXPECT_EQ(object->DestroyContext(nullptr), VORIN_STATUS_OK);
+  EXPECT_EQ(object->DestroyDevice(nullptr), VORIN_STATUS_OK);
+  EXPECT_EQ(SttFactory::Destroy(nullptr), VORIN_STATUS_OK);
+}
+
+TEST(Object, LogsItsWay) {
+  const LogSetting setting(3);
+  CaptureStderr();
+  Object object = makeObject();
+  object->SyncOperation(nullptr);
+  object->Stop(nullptr);
+  object.reset();
+  EXPECT_EQ(linesOf(GetCapturedStderr()),
+            (std::vector<std::string>{"[I] Create StyleTransfer object", "[V] enter StyleTransfer::SyncOperation",
+                                      "[V] exit StyleTransfer::SyncOperation", "[V] enter StyleTransfer::Stop",
+                                      "[V] exit StyleTransfer::Stop", "[I] Destroy StyleTransfer object"}));
+  // The file is closed before the last line.
+  const std::vector<std::string> in_file = linesOf(tests::readFile(setting.logFile()));
+  ASSERT_FALSE(in_file.empty());
+  EXPECT_EQ(in_file.back(), "[V] exit StyleTransfer::Stop");
+}
+
+TEST(Object, ClosesTheSharedLogFileForAll) {
+  const LogSetting setting(2);
+  const Object first = makeObject();
+  Object second = makeObject();
+  second->Stop(nullptr);
+  second.reset();
+  const std::string at_close = tests::readFile(setting.logFile());
+  EXPECT_THAT(at_close, HasSubstr("exit StyleTransfer::Stop"));
+  first->SyncOperation(nullptr);
+  EXPECT_EQ(tests::readFile(setting.logFile()), at_close);
+}
+
+TEST(Prepare, ReportsEveryFailureAsOne) {
+  const struct {
+    std::int32_t style;
+    const char* reason;
+  } cases[] = {{-1, "[I] unkonwn type"}, {5, "[I] unkonwn type"}, {7, "[I] unkonwn type"}};
+  for (const auto& test : cases) {
+    const LogSetting setting(1);
+    CaptureStderr();
+    const Object object = makeObject();
+    object->SetConfig(nullptr, SttCfgStyleType, &test.style);
+    EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_FAILED);
+    EXPECT_EQ(linesOf(GetCapturedStderr()),
+              (std::vector<std::string>{"[I] Create StyleTransfer object", "[V] enter StyleTransfer::Prepare", "[I] Init plugins",
+                                        test.reason, "[E] init error"}));
+  }
+}
+
+TEST(Prepare, OfAFilterSucceedsWhateverOpenClSays) {
+  for (const std::int32_t style : {3, 4}) {
+    const LogSetting setting(1);
+    const Object object = makeObject();
+    configure(*object, style, 8, 8);
+    SttDeviceRequest request = {1, 0, ""}; // a discrete GPU, which neither this machine's processor nor its stand-in is
+    SttDeviceRecord* device = nullptr;
+    object->CreateDevice(&request, &device);
+    CaptureStderr();
+    EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
+    EXPECT_EQ(
+        linesOf(GetCapturedStderr()),
+        (std::vector<std::string>{"[V] enter StyleTransfer::Prepare", "[I] Init plugins", "[I] Opencl platform init failed!",
+                                  "[I] Init plugins, done", "[V] exit StyleTransfer::Prepare"}));
+  }
+}
+
+// ---- frames
+// -----------------------------------------------------------------------------------------------------------------------
+
+class Frames : public testing::Test {
+protected:
+  SttFrame inputOf(std::uint32_t format) { return {VORIN_MEM_SYSTEM, input_.data(), format, kWidth, kHeight, kWidth * 4}; }
+  SttFrame outputOf(std::uint32_t format) { return {99, output_.data(), format, 1, 2, 3}; }
+  _VorinStatus process(SttInterface& object, const SttFrame& input, SttFrame& output) {
+    return object.ProcessFrame(nullptr, &input, nullptr, &output);
+  }
+
+  static constexpr std::uint32_t kWidth = 24;
+  static constexpr std::uint32_t kHeight = 16;
+  GuardedBuffer input_{kWidth * kHeight * 4, 0x40};
+  GuardedBuffer output_{kWidth * kHeight * 4};
+};
+
+TEST_F(Frames, OutsideSystemMemoryAreRefused) {
+  const LogSetting setting(1);
+  const Object object = makeObject();
+  configure(*object, SttStylePencilSketch, kWidth, kHeight);
+  SttFrame input = inputOf(VORIN_FMT_BGRA);
+  input.memoryType = 1;
+  SttFrame output = outputOf(VORIN_FMT_BGRA);
+  CaptureStderr();
+  EXPECT_EQ(process(*object, input, output), VORIN_STATUS_UNSUPPORTED);
+  EXPECT_EQ(linesOf(GetCapturedStderr()),
+            (std::vector<std::string>{"[V] enter StyleTransfer::ProcessFrame", "[E] only support system memory now!"}));
+  EXPECT_TRUE(output_.untouched());
+  EXPECT_EQ(output.width, 1U);
+  EXPECT_EQ(output.height, 2U);
+}
+
+TEST_F(Frames, OfAnUnknownStyleComeOutEmptyOrThrow) {
+  const LogSetting setting(1);
+  const Object object = makeObject();
+  configure(*object, 9, kWidth, kHeight);
+  const SttFrame input = inputOf(VORIN_FMT_BGRA);
+  SttFrame output = outputOf(VORIN_FMT_BGR24);
+  CaptureStderr();
+  EXPECT_EQ(process(*object, input, output), VORIN_STATUS_OK);
+  EXPECT_EQ(linesOf(GetCapturedStderr()),
+            (std::vector<std::string>{"[V] enter StyleTransfer::ProcessFrame", "[E] error type for style transfer",
+                                      "[V] exit StyleTransfer::ProcessFrame"}));
+  EXPECT_EQ(output.width, 0U);
+  EXPECT_EQ(output.height, 0U);
+  for (const std::uint32_t format : {VORIN_FMT_BGRA, VORIN_FMT_RGBA, VORIN_FMT_NV12, VORIN_FMT_YUY2}) {
+    output = outputOf(format);
+    EXPECT_THROW(process(*object, input, output), cv::Exception) << format;
+  }
+  EXPECT_TRUE(output_.untouched());
+}
+
+TEST_F(Frames, OfAFilterWithoutOpenClComeOutBlackAndTransparent) {
+  const Object object = makeObject();
+  configure(*object, SttStylePencilSketch, kWidth, kHeight);
+  SttDeviceRequest request = {1, 0, ""};
+  SttDeviceRecord* device = nullptr;
+  object->CreateDevice(&request, &device);
+  object->Prepare(nullptr);
+  SttFrame output = outputOf(VORIN_FMT_BGRA);
+  EXPECT_EQ(process(*object, inputOf(VORIN_FMT_BGRA), output), VORIN_STATUS_OK);
+  EXPECT_EQ(output.width, kWidth);
+  EXPECT_EQ(output_.content(), std::vector<std::uint8_t>(output_.size(), 0));
+  EXPECT_TRUE(output_.guardIntact());
+}
+
+TEST_F(Frames, ThrowWhereTheRequestedSizeIsZeroOrTheInputFormatUnknown) {
+  const Object object = makeObject();
+  for (const std::int32_t style : {SttStyleStippling, SttStylePencilSketch}) {
+    configure(*object, style, 0, kHeight);
+    ASSERT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
+    SttFrame output = outputOf(VORIN_FMT_BGRA);
+    EXPECT_THROW(process(*object, inputOf(VORIN_FMT_BGRA), output), cv::Exception);
+    configure(*object, style, kWidth, kHeight);
+    EXPECT_THROW(process(*object, inputOf(4), output), cv::Exception);
+    EXPECT_TRUE(output_.untouched());
+    // Neither leaves the object unusable.
+    EXPECT_EQ(process(*object, inputOf(VORIN_FMT_BGRA), output), VORIN_STATUS_OK);
+    EXPECT_TRUE(output_.guardIntact());
+  }
+}
+
+// ---- the C door
+// -------------------------------------------------------------------------------------------------------------------
+
+TEST(CDoor, ForwardsEachFunctionToItsOperation) {
+  VorinSttHandle handle = nullptr;
+  ASSERT_EQ(vorin_SttCreate(&handle), VORIN_STATUS_OK);
+  SttVersion version = {7, 7};
+  EXPECT_EQ(vorin_SttGetVersion(handle, &version), VORIN_STATUS_OK);
+  EXPECT_EQ(version.minor, 5);
+  std::int32_t count = -1;
+  EXPECT_EQ(vorin_SttEnumDevice(handle, nullptr, &count), VORIN_STATUS_OK);
+  EXPECT_EQ(count > 0, softGpu());
+  const SttDeviceRequest request = {1, 0, "discrete"};
+  SttDeviceRecord* device = nullptr;
+  EXPECT_EQ(vorin_SttCreateDevice(handle, &request, &device), VORIN_STATUS_FAILED);
+  EXPECT_STREQ(device->fullName, "discrete");
+  VorinSttContext context = nullptr;
+  EXPECT_EQ(vorin_SttCreateContext(handle, device, &context), VORIN_STATUS_OK);
+  EXPECT_EQ(context, *reinterpret_cast<void**>(handle)); // the cell's only content is the object
+  std::int32_t value = 12;
+  EXPECT_EQ(vorin_SttSetConfig(handle, context, SttCfgWidth, &value), VORIN_STATUS_OK);
+  EXPECT_EQ(vorin_SttSetConfig(handle, context, 6, &value), VORIN_STATUS_INVALID_PARAM);
+  value = 0;
+  EXPECT_EQ(vorin_SttGetConfig(handle, context, SttCfgWidth, &value), VORIN_STATUS_OK);
+  EXPECT_EQ(value, 12);
+  EXPECT_EQ(vorin_SttPrepare(handle, context), VORIN_STATUS_FAILED);
+  std::uint8_t pixel[4] = {};
+  const SttFrame input = {1, pixel, VORIN_FMT_BGRA, 1, 1, 4};
+  SttFrame output = {0, pixel, VORIN_FMT_BGRA, 0, 0, 4};
+  EXPECT_EQ(vorin_SttProcessFrame(handle, context, &input, nullptr, &output), VORIN_STATUS_UNSUPPORTED);
+  EXPECT_EQ(vorin_SttSyncOperation(handle, context), VORIN_STATUS_OK);
+  EXPECT_EQ(vorin_SttStop(handle, context), VORIN_STATUS_OK);
+  EXPECT_EQ(vorin_SttDestroyContext(handle, context), VORIN_STATUS_OK);
+  EXPECT_EQ(vorin_SttDestroyDevice(handle, device), VORIN_STATUS_OK);
+  EXPECT_EQ(vorin_SttDestroy(handle), VORIN_STATUS_OK);
+}
+
+TEST(CDoor, RunsNoDestructorAndLeavesTheLogFileOpen) {
+  const LogSetting setting(3);
+  Object other = makeObject();
+  VorinSttHandle handle = nullptr;
+  ASSERT_EQ(vorin_SttCreate(&handle), VORIN_STATUS_OK);
+  CaptureStderr();
+  vorin_SttDestroy(handle);
+  EXPECT_EQ(GetCapturedStderr(), "");
+  other->Stop(nullptr);
+  other.reset(); // closes the file that the C door's object had opened
+  EXPECT_THAT(tests::readFile(setting.logFile()), HasSubstr("exit StyleTransfer::Stop"));
+}
+
+} // namespace
+} // namespace vorin

@@ -1,0 +1,61 @@
+// The configuration store and the default model folder's rule.
+#include "core/configuration.h"
+
+#include <gtest/gtest.h>
+
+namespace vorin {
+namespace {
+
+TEST(Configuration, StartsWithItsDefaultsAndStoresAnyNumber) {
+  Configuration configuration;
+  const std::int32_t defaults[] = {-1, -1, 0, 0, 0};
+  for (std::uint32_t key = 0; key < 5; ++key) {
+    std::int32_t value = 77;
+    EXPECT_EQ(configuration.get(key, &value), VORIN_STATUS_OK);
+    EXPECT_EQ(value, defaults[key]) << "key " << key;
+  }
+  for (std::uint32_t key = 0; key < 5; ++key) {
+    const std::int32_t stored = -1000 + static_cast<std::int32_t>(key);
+    EXPECT_EQ(configuration.set(key, &stored), VORIN_STATUS_OK);
+  }
+  for (std::uint32_t key = 0; key < 5; ++key) {
+    std::int32_t value = 77;
+    configuration.get(key, &value);
+    EXPECT_EQ(value, -1000 + static_cast<std::int32_t>(key));
+  }
+}
+
+TEST(Configuration, RefusesUnknownKeysAndKeepsTheModelFolderToItself) {
+  Configuration configuration;
+  char folder[] = "models here";
+  EXPECT_EQ(configuration.set(SttCfgModelPath, folder), VORIN_STATUS_OK);
+  folder[0] = 'X'; // the store has its own copy
+  EXPECT_EQ(configuration.modelFolder(), "models here");
+  std::int32_t value = 77;
+  for (const std::uint32_t key : {6U, 100U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(configuration.set(key, &value), VORIN_STATUS_INVALID_PARAM) << key;
+  }
+  for (const std::uint32_t key : {5U, 6U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(configuration.get(key, &value), VORIN_STATUS_INVALID_PARAM) << key;
+  }
+  EXPECT_EQ(value, 77);
+}
+
+TEST(Configuration, FolderOfCutsBeforeTheLastSeparatorOfEitherKind) {
+  const struct {
+    const char* path;
+    const char* folder;
+  } cases[] = {{"/usr/bin/host", "/usr/bin"},
+               {"C:\\a\\host.exe", "C:\\a"},
+               {"C:\\a/host.exe", "C:\\a"},
+               {"/host", ""},
+               {"host", "host"},
+               {"", ""},
+               {"/usr/bin/", "/usr/bin"}};
+  for (const auto& test : cases) {
+    EXPECT_EQ(folderOf(test.path), test.folder) << test.path;
+  }
+}
+
+} // namespace
+} // namespace vorin

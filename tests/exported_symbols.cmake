@@ -1,0 +1,38 @@
+# Fails unless the library exports exactly the list below, and finds its own libraries by RUNPATH and not by RPATH.
+set(expected
+    _ZN10SttFactory6CreateEPP12SttInterface
+    _ZN10SttFactory7DestroyEP12SttInterface
+    _ZTI12SttInterface
+    _ZTS12SttInterface
+    _ZTV12SttInterface
+    vorin_SttCreate
+    vorin_SttCreateContext
+    vorin_SttCreateDevice
+    vorin_SttDestroy
+    vorin_SttDestroyContext
+    vorin_SttDestroyDevice
+    vorin_SttEnumDevice
+    vorin_SttGetConfig
+    vorin_SttGetVersion
+    vorin_SttPrepare
+    vorin_SttProcessFrame
+    vorin_SttSetConfig
+    vorin_SttStop
+    vorin_SttSyncOperation)
+
+execute_process(COMMAND ${NM} --dynamic --defined-only --format=posix ${LIBRARY} OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^\n]+" lines "${listing}")
+set(exported)
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE " .*" "" symbol "${line}")
+  list(APPEND exported ${symbol})
+endforeach()
+list(SORT exported)
+if(NOT exported STREQUAL expected)
+  message(FATAL_ERROR "exported:\n${exported}\nexpected:\n${expected}")
+endif()
+
+execute_process(COMMAND ${READELF} --dynamic ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
+if(NOT dynamic MATCHES "\\(RUNPATH\\)" OR dynamic MATCHES "\\(RPATH\\)")
+  message(FATAL_ERROR "the library wants a RUNPATH and no RPATH:\n${dynamic}")
+endif()

@@ -1,0 +1,308 @@
+// Conversions between host formats and engine images, against colour formulas written out in double precision. OpenCV computes in
+// fixed point, so a converted byte may differ by 1 (by 2 from video-range YUV to colours, where it rounds the coefficients);
+// moved bytes must be equal.
+#include "core/log.h"
+#include "pipeline/pixel_format.h"
+#include "support/guarded_buffer.h"
+#include "support/plain_colour.h"
+#include "support/test_environment.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+
+namespace vorin {
+namespace {
+
+using tests::Bgr;
+using tests::GuardedBuffer;
+using tests::Yuv;
+
+// A picture of blocks of 2 x 2 equal pixels, so that 4:2:0 and 4:2:2 chroma are the same wherever a converter samples it.
+cv::Mat blockPicture(int width, int height, int channels) {
+  cv::Mat picture(height, width, CV_8UC(channels));
+  std::mt19937 random(4711);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      for (int c = 0; c < channels; ++c) {
+        const bool copy_left = x % 2 == 1;
+        const bool copy_above = y % 2 == 1;
+        picture.ptr(y)[x * channels + c] = copy_above  ? picture.ptr(y - 1)[x * channels + c]
+                                           : copy_left ? picture.ptr(y)[(x - 1) * channels + c]
+                                                       : static_cast<std::uint8_t>(random());
+      }
+    }
+  }
+  return picture;
+}
+
+Bgr bgrAt(const cv::Mat& picture, int x, int y) {
+  const std::uint8_t* pixel = picture.ptr(y) + x * picture.channels();
+  return {pixel[0], pixel[1], pixel[2]};
+}
+
+SttFrame frameOver(void* data, SttPixelFormat format, int width, int height, int pitch_bytes = 0) {
+  return {VORIN_MEM_SYSTEM,
+          data,
+          format,
+          static_cast<std::uint32_t>(width),
+          static_cast<std::uint32_t>(height),
+          static_cast<std::uint32_t>(pitch_bytes)};
+}
+
+void expectNear(std::uint8_t actual, std::uint8_t expected, int tolerance, const char* what, int x, int y) {
+  ASSERT_LE(std::abs(actual - expected), tolerance)
+      << what << " at " << x << ", " << y << ": " << int{actual} << " instead of " << int{expected};
+}
+
+// ---- input
+// ------------------------------------------------------------------------------------------------------------------------
+
+TEST(FilterInput, BgraIsTheHostsOwnMemory) {
+  std::vector<std::uint8_t> host(7 * 5 * 4);
+  cv::Mat storage;
+  const cv::Mat image = hostToFilterInput(frameOver(host.data(), VORIN_FMT_BGRA, 7, 5, 64), storage);
+  EXPECT_EQ(image.data, host.data());
+  EXPECT_EQ(image.size(), cv::Size(7, 5));
+  EXPECT_EQ(image.type(), CV_8UC4);
+  EXPECT_TRUE(storage.empty());
+}
+
+TEST(FilterInput, PackedFormatsAreReorderedAndTwentyFourBitsComeRedFirst) {
+  constexpr int kWidth = 7;
+  constexpr int kHeight = 5;
+  const struct {
+    SttPixelFormat format;
+    int channels;
+    std::array<int, 3> source; // which host byte becomes blue, green, red
+  } cases[] = {{VORIN_FMT_RGBA, 4, {2, 1, 0}}, {VORIN_FMT_BGR24, 3, {2, 1, 0}}};
+  for (const auto& test : cases) {
+    cv::Mat host = blockPicture(kWidth, kHeight, test.channels);
+    cv::Mat storage;
+    const cv::Mat image = hostToFilterInput(frameOver(host.data, test.format, kWidth, kHeight), storage);
+    ASSERT_EQ(image.size(), host.size());
+    ASSERT_EQ(image.type(), CV_8UC4);
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        const std::uint8_t* source = host.ptr(y) + x * test.channels;
+        const Bgr expected = {source[test.source[0]], source[test.source[1]], source[test.source[2]]};
+        ASSERT_EQ(bgrAt(image, x, y), expected);
+        ASSERT_EQ(image.ptr(y)[4 * x + 3], test.channels == 4 ? source[3] : 255);
+      }
+    }
+  }
+}
+
+TEST(FilterInput, VideoFormatsAreConvertedFromPackedRowsWhateverThePitch) {
+  constexpr int kWidth = 38;
+  constexpr int kHeight = 22;
+  std::mt19937 random(7);
+  const auto sample = [&] { return static_cast<std::uint8_t>(16 + random() % 224); };
+  std::vector<std::uint8_t> nv12(kWidth * kHeight * 3 / 2);
+  std::vector<std::uint8_t> yuy2(kWidth * kHeight * 2);
+  std::generate(nv12.begin(), nv12.end(), sample);
+  std::generate(yuy2.begin(), yuy2.end(), sample);
+  const struct {
+    SttPixelFormat format;
+    std::vector<std::uint8_t>& host;
+    std::function<Yuv(int, int)> at;
+  } cases[] = {{VORIN_FMT_NV12, nv12,
+                [&](int x, int y) {
+                  const std::uint8_t* pair = nv12.data() + kWidth * (kHeight + y / 2) + x / 2 * 2;
+                  return Yuv{nv12[static_cast<std::size_t>(y * kWidth + x)], pair[0], pair[1]};
+                }},
+               {VORIN_FMT_YUY2, yuy2, [&](int x, int y) {
+                  const std::uint8_t* pair = yuy2.data() + 2 * (y * kWidth + x / 2 * 2);
+                  return Yuv{pair[x % 2 * 2], pair[1], pair[3]};
+                }}};
+  for (const auto& test : cases) {
+    cv::Mat storage;
+    const cv::Mat image = hostToFilterInput(frameOver(test.host.data(), test.format, kWidth, kHeight, 64), storage);
+    ASSERT_EQ(image.size(), cv::Size(kWidth, kHeight));
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        const Bgr expected = tests::fromVideoYuv(test.at(x, y));
+        for (int c = 0; c < 3; ++c) {
+          expectNear(image.ptr(y)[4 * x + c], expected[static_cast<std::size_t>(c)], 2, "colour", x, y);
+        }
+        ASSERT_EQ(image.ptr(y)[4 * x + 3], 255);
+      }
+    }
+  }
+}
+
+TEST(FilterInput, UnknownFormatsGiveAnEmptyImage) {
+  std::vector<std::uint8_t> host(64);
+  for (const std::uint32_t format : {0U, 4U, 7U, 0xFFFFFFFFU}) {
+    cv::Mat storage;
+    EXPECT_TRUE(hostToFilterInput(frameOver(host.data(), static_cast<SttPixelFormat>(format), 2, 2), storage).empty());
+  }
+}
+
+// ---- output
+// -----------------------------------------------------------------------------------------------------------------------
+
+enum class Way { kNeural, kFilter };
+
+void deliver(Way way, SttFrame& output, const cv::Mat& result) {
+  PixelFormatBuffers buffers;
+  if (way == Way::kNeural) {
+    neuralOutputToHost(output, result, buffers);
+  } else {
+    filterOutputToHost(output, result, buffers);
+  }
+}
+
+class HostOutput : public testing::TestWithParam<Way> {
+protected:
+  static int channels() { return GetParam() == Way::kNeural ? 3 : 4; }
+};
+
+INSTANTIATE_TEST_SUITE_P(Ways, HostOutput, testing::Values(Way::kNeural, Way::kFilter),
+                         [](const auto& info) { return info.param == Way::kNeural ? "Neural" : "Filter"; });
+
+TEST_P(HostOutput, PackedFormatsMoveBytes) {
+  constexpr int kWidth = 37;
+  constexpr int kHeight = 21;
+  const cv::Mat result = blockPicture(kWidth, kHeight, channels());
+  const bool neural = GetParam() == Way::kNeural;
+  const struct {
+    SttPixelFormat format;
+    int channels;
+    std::array<int, 3> source; // which of blue, green, red each byte takes
+  } cases[] = {{VORIN_FMT_BGRA, 4, {0, 1, 2}},
+               {VORIN_FMT_RGBA, 4, {2, 1, 0}},
+               {VORIN_FMT_BGR24, 3, neural ? std::array{0, 1, 2} : std::array{2, 1, 0}}}; // the filters got it exchanged
+  for (const auto& test : cases) {
+    GuardedBuffer host(static_cast<std::size_t>(kWidth * kHeight * test.channels));
+    SttFrame output = frameOver(host.data(), test.format, 1, 1, 4096);
+    deliver(GetParam(), output, result);
+    EXPECT_TRUE(host.guardIntact());
+    EXPECT_EQ(output.width, static_cast<std::uint32_t>(kWidth));
+    EXPECT_EQ(output.height, static_cast<std::uint32_t>(kHeight));
+    for (int index = 0; index < kWidth * kHeight; ++index) {
+      const std::uint8_t* pixel = result.data + index * channels();
+      const std::uint8_t* delivered = host.data() + index * test.channels;
+      for (std::size_t c = 0; c < 3; ++c) {
+        ASSERT_EQ(delivered[c], pixel[test.source[c]]) << "format " << test.format << ", pixel " << index;
+      }
+      if (test.channels == 4) {
+        ASSERT_EQ(delivered[3], neural ? 255 : pixel[3]);
+      }
+    }
+  }
+}
+
+TEST_P(HostOutput, Yuy2TakesTheChromaOfEvenPixels) {
+  for (const int width : {1, 2, 3, 16, 33, 50, 64}) {
+    constexpr int kHeight = 3;
+    cv::Mat result(kHeight, width, CV_8UC(channels()));
+    cv::theRNG().state = 99;
+    cv::randu(result, 0, 256);
+    GuardedBuffer host(static_cast<std::size_t>(width * kHeight * 2));
+    SttFrame output = frameOver(host.data(), VORIN_FMT_YUY2, 1, 1, 4096);
+    deliver(GetParam(), output, result);
+    EXPECT_TRUE(host.guardIntact());
+    const auto yuvAt = [&](int x, int y) {
+      Bgr colour = bgrAt(result, x, y);
+      if (GetParam() == Way::kNeural) {
+        std::swap(colour[0], colour[2]); // the neural way takes blue for red here
+      }
+      return tests::fullYuv(colour);
+    };
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < width; ++x) {
+        const std::uint8_t* pair = host.data() + 2 * (y * width + x);
+        expectNear(pair[0], yuvAt(x, y)[0], 1, "luma", x, y);
+        expectNear(pair[1], x % 2 == 0 ? yuvAt(x, y)[1] : yuvAt(x - 1, y)[2], 1, "chroma", x, y);
+      }
+    }
+  }
+}
+
+TEST_P(HostOutput, Nv12HonoursThePitchOnTheNeuralWayOnly) {
+  constexpr int kWidth = 38;
+  constexpr int kHeight = 22;
+  constexpr int kPitch = 64;
+  const cv::Mat result = blockPicture(kWidth, kHeight, channels());
+  const int row_bytes = GetParam() == Way::kNeural ? kPitch : kWidth;
+  GuardedBuffer host(static_cast<std::size_t>(row_bytes * kHeight * 3 / 2));
+  SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, kPitch);
+  deliver(GetParam(), output, result);
+  EXPECT_TRUE(host.guardIntact());
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const Yuv expected = tests::videoYuv(bgrAt(result, x, y));
+      const std::uint8_t* pair = host.data() + row_bytes * (kHeight + y / 2) + x / 2 * 2;
+      expectNear(host[static_cast<std::size_t>(y * row_bytes + x)], expected[0], 1, "luma", x, y);
+      expectNear(pair[0], expected[1], 1, "U", x, y);
+      expectNear(pair[1], expected[2], 1, "V", x, y);
+    }
+    for (int x = kWidth; x < row_bytes; ++x) {
+      ASSERT_EQ(host[static_cast<std::size_t>(y * row_bytes + x)], 0xCD) << "padding of luma row " << y;
+    }
+  }
+}
+
+TEST_P(HostOutput, OddSizesInNv12ThrowAndWriteNothing) {
+  for (const cv::Size size : {cv::Size(5, 4), cv::Size(4, 5)}) {
+    GuardedBuffer host(64);
+    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 2, 8);
+    EXPECT_THROW(deliver(GetParam(), output, blockPicture(size.width, size.height, channels())), cv::Exception);
+    EXPECT_TRUE(host.untouched());
+    EXPECT_EQ(output.width, 1U);
+  }
+}
+
+TEST_P(HostOutput, UnknownFormatsLeaveThePixelsAndTellTheSize) {
+  const tests::LogSetting setting(1);
+  openLog();
+  for (const std::uint32_t format : {0U, 4U, 7U}) {
+    GuardedBuffer host(256);
+    SttFrame output = frameOver(host.data(), static_cast<SttPixelFormat>(format), 1, 1);
+    testing::internal::CaptureStderr();
+    deliver(GetParam(), output, blockPicture(6, 4, channels()));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "====== sdk: [E] invalid output format\n");
+    EXPECT_TRUE(host.untouched());
+    EXPECT_EQ(output.width, 6U);
+    EXPECT_EQ(output.height, 4U);
+  }
+  const tests::LogSetting off(0);
+  openLog();
+}
+
+TEST(HostOutputOfNothing, CopiesNothingInTheEnginesOwnFormatAndThrowsInTheOthers) {
+  GuardedBuffer host(64);
+  for (const SttPixelFormat format : {VORIN_FMT_BGR24, VORIN_FMT_BGRA, VORIN_FMT_RGBA, VORIN_FMT_YUY2, VORIN_FMT_NV12}) {
+    SttFrame neural = frameOver(host.data(), format, 3, 3, 8);
+    SttFrame filter = neural;
+    if (format == VORIN_FMT_BGR24) {
+      deliver(Way::kNeural, neural, cv::Mat());
+      EXPECT_EQ(neural.width, 0U);
+    } else {
+      EXPECT_THROW(deliver(Way::kNeural, neural, cv::Mat()), cv::Exception) << format;
+      EXPECT_EQ(neural.width, 3U);
+    }
+    if (format == VORIN_FMT_BGRA) {
+      deliver(Way::kFilter, filter, cv::Mat());
+      EXPECT_EQ(filter.width, 0U);
+    } else {
+      EXPECT_THROW(deliver(Way::kFilter, filter, cv::Mat()), cv::Exception) << format;
+    }
+  }
+  EXPECT_TRUE(host.untouched());
+}
+
+TEST(PixelFormats, TwentyFourBitFramesKeepTheirOrderFromEndToEnd) {
+  cv::Mat host = blockPicture(9, 7, 3);
+  cv::Mat storage;
+  const cv::Mat filtered = hostToFilterInput(frameOver(host.data, VORIN_FMT_BGR24, 9, 7), storage);
+  GuardedBuffer delivered(9 * 7 * 3);
+  SttFrame output = frameOver(delivered.data(), VORIN_FMT_BGR24, 0, 0);
+  deliver(Way::kFilter, output, filtered);
+  EXPECT_TRUE(std::equal(host.data, host.data + 9 * 7 * 3, delivered.data()));
+}
+
+} // namespace
+} // namespace vorin

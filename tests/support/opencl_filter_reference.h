@@ -1,0 +1,35 @@
+// Both filters as plain computations on the processor, written out from their definitions, in single precision as the filters are
+// defined; nothing here is shared with the code under test.
+#pragma once
+
+#include "support/opencl_pictures.h"
+
+namespace vorin::tests {
+
+// How much of a picture took each way at the end of the filters, by the strength of its edges.
+struct EdgeCounts {
+  int weak = 0;   // below 0.15
+  int middle = 0; // in between
+  int strong = 0; // above 0.3
+};
+
+// The pencil sketch of a picture, for device images whose sizes are multiples of `edge`: what lies beyond the picture is 0.
+Picture plainPencilSketch(const Picture& picture, int edge, EdgeCounts* counts = nullptr);
+
+// The stippling of a picture, likewise. The displacements are those of the device images' padded size.
+Picture plainStippling(const Picture& picture, int edge, EdgeCounts* counts = nullptr);
+
+// Entry k of the displacement tables for a radius: the first two numbers of the Microsoft C runtime's generator seeded with k,
+// low byte, remainder.
+struct Displacement {
+  int x = 0;
+  int y = 0;
+};
+Displacement plainDisplacement(std::uint32_t k, int radius);
+
+// The weights of the pencil sketch's blur.
+std::vector<float> plainWeights(int radius);
+
+constexpr int kFilterRadius = 4; // of both filters
+
+} // namespace vorin::tests

@@ -1,0 +1,41 @@
+// Pictures for the filters' tests: made from a fixed seed, and compared byte by byte.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace vorin::tests {
+
+// Bytes blue, green, red, alpha; rows without padding.
+struct Picture {
+  int width = 0; // pixels
+  int height = 0;
+  std::vector<std::uint8_t> bytes;
+
+  Picture(int width_, int height_)
+      : width(width_), height(height_), bytes(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4) {}
+  std::size_t offset(int x, int y) const { return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + x) * 4; }
+};
+
+// A picture in which the filters take all their ways: slow gradients, noise of several strengths, hard edges, areas of full black
+// and full white, and alpha values of every size.
+Picture testPicture(int width, int height, std::uint32_t seed);
+
+// Every byte the same.
+Picture plainPicture(int width, int height, std::uint8_t value);
+
+// Left and right exchanged, top and bottom exchanged.
+Picture mirrored(const Picture& picture);
+
+// The picture in the top left corner of a larger one that is 0 elsewhere, each size raised to a multiple of `edge`.
+Picture padded(const Picture& picture, int edge);
+
+// Whether the filtered picture is the expected one: no byte differs by more than 1, and at most 1 byte in 10,000 differs at all,
+// which is what the rounding of single-precision arithmetic in another order comes to. One pixel may differ in any picture: its
+// three colour bytes are equal, so one unlucky rounding is three bytes, whatever the picture's size.
+testing::AssertionResult isNearlyEqual(const std::uint8_t* actual, const Picture& expected);
+
+} // namespace vorin::tests

@@ -1,0 +1,41 @@
+// Colour conversions written out from their definitions, in double precision, as the other side of the library's: nothing here is
+// shared with the code under test.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+
+namespace vorin::tests {
+
+using Bgr = std::array<std::uint8_t, 3>;
+using Yuv = std::array<std::uint8_t, 3>;
+
+inline std::uint8_t toByte(double value) {
+  return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
+}
+
+// ITU-R BT.601, video range: luma 16 to 235, chroma 16 to 240 around 128. Video codecs and NV12 cameras use it.
+inline Yuv videoYuv(const Bgr& c) {
+  const double b = c[0];
+  const double g = c[1];
+  const double r = c[2];
+  return {toByte(16 + (65.481 * r + 128.553 * g + 24.966 * b) / 255), toByte(128 + (-37.797 * r - 74.203 * g + 112.0 * b) / 255),
+          toByte(128 + (112.0 * r - 93.786 * g - 18.214 * b) / 255)};
+}
+
+inline Bgr fromVideoYuv(const Yuv& c) {
+  const double y = std::max(0, c[0] - 16) * 255.0 / 219.0;
+  const double u = (c[1] - 128) * 255.0 / 224.0;
+  const double v = (c[2] - 128) * 255.0 / 224.0;
+  return {toByte(y + 1.772 * u), toByte(y - 0.344136 * u - 0.714136 * v), toByte(y + 1.402 * v)};
+}
+
+// Analogue YUV over the full range: Y by the BT.601 weights, U and V the scaled colour differences around 128.
+inline Yuv fullYuv(const Bgr& c) {
+  const double y = 0.299 * c[2] + 0.587 * c[1] + 0.114 * c[0];
+  return {toByte(y), toByte(128 + 0.492 * (c[0] - y)), toByte(128 + 0.877 * (c[2] - y))};
+}
+
+} // namespace vorin::tests
