@@ -11,8 +11,8 @@ namespace vorin {
 
 class Configuration {
 public:
-  // `value` points to an int32_t, or for SttCfgModelPath to a NUL-terminated text; it is copied. VORIN_STATUS_INVALID_PARAM for an
-  // unknown key, which changes nothing.
+  // `value` points to an int32_t, or for SttCfgModelPath to a NUL-terminated text; it is copied. VORIN_STATUS_INVALID_PARAM for
+  // an unknown key, which changes nothing.
   _VorinStatus set(std::uint32_t key, const void* value);
 
   // Reads a number. VORIN_STATUS_INVALID_PARAM for an unknown key and for SttCfgModelPath, which leaves *value alone.

@@ -96,8 +96,7 @@ AdapterIds scanAdapters(const std::vector<platform::DisplayAdapter>& adapters) {
     if (adapter.vendor_id != SupportedGpuVendorId) {
       continue;
     }
-    std::uint32_t& id =
-        adapter.dedicated_memory_bytes > kDiscreteAboveBytes ? ids.discreteAdapterId : ids.integratedAdapterId;
+    std::uint32_t& id = adapter.dedicated_memory_bytes > kDiscreteAboveBytes ? ids.discreteAdapterId : ids.integratedAdapterId;
     id = adapter.device_id;
   }
   return ids;

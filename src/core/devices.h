@@ -1,12 +1,13 @@
-// The device table: the inference runtime's devices as the object found them when it was made, and the choice of a GPU among them.
+// The device table: the inference runtime's devices as the object found them when it was made, and the choice of a GPU among
+// them.
 //
-// A device is classified by its runtime name ("GPU.0", "CPU", ...) and, for GPUs, by the word "dGPU" in its full name. Only GPUs are
-// reported and can be requested; an integrated one is preferred where any will do, and within one kind the last one listed wins.
+// A device is classified by its runtime name ("GPU.0", "CPU", ...) and, for GPUs, by the word "dGPU" in its full name. Only GPUs
+// are reported and can be requested; an integrated one is preferred where any will do, and within one kind the last one listed
+// wins.
 #pragma once
 
-#include "vorin_stt.h"
-
 #include "platform/platform.h"
+#include "vorin_stt.h"
 
 #include <array>
 #include <cstdint>
@@ -21,7 +22,8 @@ struct ListedDevice {
   std::string full_name;
 };
 
-// The devices of the inference runtime, by a runtime instance that lives for this call only. Runtime errors leave it as exceptions.
+// The devices of the inference runtime, by a runtime instance that lives for this call only. Runtime errors leave it as
+// exceptions.
 std::vector<ListedDevice> listRuntimeDevices();
 
 SttDeviceKind classifyDevice(const std::string& name, const std::string& full_name);
@@ -31,7 +33,8 @@ public:
   // Logs the device and records it while there is room; the seventeenth and later ones are only logged.
   void add(const ListedDevice& device);
 
-  // Writes the kind and name of every GPU into `list`, which must have room for all of them, or may be null. Returns their number.
+  // Writes the kind and name of every GPU into `list`, which must have room for all of them, or may be null. Returns their
+  // number.
   std::int32_t enumerate(SttDeviceInfo* list) const;
 
   // The runtime's name of the GPU that answers a request of this kind, or "notfind". Logs the answer.
@@ -54,7 +57,8 @@ struct AdapterIds {
   std::uint32_t discreteAdapterId = 0;
 };
 
-// An adapter of the supported vendor counts as discrete when it has more than 512 MiB of memory of its own; of several, the last counts.
+// An adapter of the supported vendor counts as discrete when it has more than 512 MiB of memory of its own; of several, the last
+// counts.
 AdapterIds scanAdapters(const std::vector<platform::DisplayAdapter>& adapters);
 
 } // namespace vorin

@@ -1,7 +1,6 @@
 // The boundary of the library: the 14 C functions and the factory. They forward and do nothing else.
-#include "vorin_stt.h"
-
 #include "core/style_transfer.h"
+#include "vorin_stt.h"
 
 #include <cstdlib>
 #include <new>
@@ -35,13 +34,16 @@ _VorinStatus vorin_SttCreate(VorinSttHandle* handle) {
 }
 
 _VorinStatus vorin_SttDestroy(VorinSttHandle handle) {
-  // Deliberate, and hosts rely on it: the destructor does not run on this door, and the storage is given back with the cell's size.
+  // Deliberate, and hosts rely on it: the destructor does not run on this door, and the storage is given back with the cell's
+  // size.
   ::operator delete(static_cast<void*>(handle->object), kCellBytes);
   std::free(handle);
   return VORIN_STATUS_OK;
 }
 
-_VorinStatus vorin_SttGetVersion(VorinSttHandle handle, SttVersion* version) { return handle->object->GetVersion(version); }
+_VorinStatus vorin_SttGetVersion(VorinSttHandle handle, SttVersion* version) {
+  return handle->object->GetVersion(version);
+}
 
 _VorinStatus vorin_SttEnumDevice(VorinSttHandle handle, SttDeviceInfo* list, int32_t* count) {
   return handle->object->EnumDevice(list, count);
@@ -63,7 +65,9 @@ _VorinStatus vorin_SttGetConfig(VorinSttHandle handle, VorinSttContext context, 
   return handle->object->GetConfig(context, key, value);
 }
 
-_VorinStatus vorin_SttPrepare(VorinSttHandle handle, VorinSttContext context) { return handle->object->Prepare(context); }
+_VorinStatus vorin_SttPrepare(VorinSttHandle handle, VorinSttContext context) {
+  return handle->object->Prepare(context);
+}
 
 _VorinStatus vorin_SttProcessFrame(VorinSttHandle handle, VorinSttContext context, const SttFrame* input,
                                    const SttFrame* styleImage, SttFrame* output) {
@@ -74,7 +78,9 @@ _VorinStatus vorin_SttSyncOperation(VorinSttHandle handle, VorinSttContext conte
   return handle->object->SyncOperation(context);
 }
 
-_VorinStatus vorin_SttStop(VorinSttHandle handle, VorinSttContext context) { return handle->object->Stop(context); }
+_VorinStatus vorin_SttStop(VorinSttHandle handle, VorinSttContext context) {
+  return handle->object->Stop(context);
+}
 
 _VorinStatus vorin_SttDestroyContext(VorinSttHandle handle, VorinSttContext context) {
   return handle->object->DestroyContext(context);

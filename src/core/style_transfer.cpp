@@ -90,8 +90,12 @@ _VorinStatus StyleTransfer::Stop(VorinSttContext /*context*/) {
   return VORIN_STATUS_OK;
 }
 
-_VorinStatus StyleTransfer::DestroyContext(VorinSttContext /*context*/) { return VORIN_STATUS_OK; }
+_VorinStatus StyleTransfer::DestroyContext(VorinSttContext /*context*/) {
+  return VORIN_STATUS_OK;
+}
 
-_VorinStatus StyleTransfer::DestroyDevice(SttDeviceRecord* /*device*/) { return VORIN_STATUS_OK; }
+_VorinStatus StyleTransfer::DestroyDevice(SttDeviceRecord* /*device*/) {
+  return VORIN_STATUS_OK;
+}
 
 } // namespace vorin

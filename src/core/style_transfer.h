@@ -1,13 +1,12 @@
-// StyleTransfer: the one implementation of SttInterface. An object holds all that one host's work needs: the device table, the selected
-// device, the configuration, and the frame pipeline with its engines and images. The handles that the host gets for a context and a
-// device point into the object. It keeps no record of the calling order and checks none.
+// StyleTransfer: the one implementation of SttInterface. An object holds all that one host's work needs: the device table, the
+// selected device, the configuration, and the frame pipeline with its engines and images. The handles that the host gets for a
+// context and a device point into the object. It keeps no record of the calling order and checks none.
 #pragma once
-
-#include "vorin_stt.h"
 
 #include "core/configuration.h"
 #include "core/devices.h"
 #include "pipeline/frame_pipeline.h"
+#include "vorin_stt.h"
 
 #include <string>
 

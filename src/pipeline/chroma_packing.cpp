@@ -18,8 +18,7 @@ void packYuy2Row(const std::uint8_t* yuv, int columns, std::uint8_t* output) {
     cv::v_uint8x16 v;
     cv::v_load_deinterleave(yuv + 3 * column, y, u, v);
     // Seen as 16-bit lanes, the low byte of each is an even pixel's: U below, V above.
-    const cv::v_uint16x8 chroma =
-        (cv::v_reinterpret_as_u16(u) & low_byte) | cv::v_shl<8>(cv::v_reinterpret_as_u16(v) & low_byte);
+    const cv::v_uint16x8 chroma = (cv::v_reinterpret_as_u16(u) & low_byte) | cv::v_shl<8>(cv::v_reinterpret_as_u16(v) & low_byte);
     cv::v_store_interleave(output + 2 * column, y, cv::v_reinterpret_as_u8(chroma));
   }
 #endif
@@ -43,7 +42,8 @@ void packNv12(const cv::Mat& i420, std::uint8_t* output, std::size_t pitch_bytes
   const int width = i420.cols;
   const int height = 2 * i420.rows / 3;
   for (int row = 0; row < height; ++row) {
-    std::memcpy(output + static_cast<std::size_t>(row) * pitch_bytes, i420.ptr<std::uint8_t>(row), static_cast<std::size_t>(width));
+    std::memcpy(output + static_cast<std::size_t>(row) * pitch_bytes, i420.ptr<std::uint8_t>(row),
+                static_cast<std::size_t>(width));
   }
   // Two rows of U, and then two of V, lie side by side in each row of the planar picture.
   const std::size_t chroma_step = i420.step / 2;

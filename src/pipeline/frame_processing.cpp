@@ -1,7 +1,6 @@
 // The way of one frame from the host's input descriptor through the engine to the host's output descriptor.
-#include "pipeline/frame_pipeline.h"
-
 #include "core/log.h"
+#include "pipeline/frame_pipeline.h"
 
 #include <opencv2/imgproc.hpp>
 

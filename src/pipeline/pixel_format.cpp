@@ -10,9 +10,13 @@
 namespace vorin {
 namespace {
 
-std::uint8_t* bytesOf(const SttFrame& frame) { return static_cast<std::uint8_t*>(frame.data); }
+std::uint8_t* bytesOf(const SttFrame& frame) {
+  return static_cast<std::uint8_t*>(frame.data);
+}
 
-cv::Mat wrapPacked(const SttFrame& frame, int rows, int columns, int type) { return {rows, columns, type, frame.data}; }
+cv::Mat wrapPacked(const SttFrame& frame, int rows, int columns, int type) {
+  return {rows, columns, type, frame.data};
+}
 
 cv::Mat wrapHost(const SttFrame& frame, int type) {
   return wrapPacked(frame, static_cast<int>(frame.height), static_cast<int>(frame.width), type);

@@ -1,10 +1,11 @@
-// Conversions between the host's pixel formats (SttPixelFormat) and the images that the engines work on: 8-bit blue-green-red for the
-// neural styles, 8-bit blue-green-red-alpha for the filters. Colours are converted by OpenCV; only the chroma samples of NV12 and YUY2
-// are moved into place here.
+// Conversions between the host's pixel formats (SttPixelFormat) and the images that the engines work on: 8-bit blue-green-red for
+// the neural styles, 8-bit blue-green-red-alpha for the filters. Colours are converted by OpenCV; only the chroma samples of NV12
+// and YUY2 are moved into place here.
 //
-// Three rules look like mistakes and are kept, since hosts have adapted to them: a 24-bit frame reaches the filters with red and blue
-// exchanged (and is exchanged back on the way out); the YUY2 output of the neural styles weighs red as blue and blue as red; and only
-// the NV12 output of the neural styles honours the host's pitch. OpenCV's errors (an empty image, odd sizes in 4:2:0) are not caught.
+// Three rules look like mistakes and are kept, since hosts have adapted to them: a 24-bit frame reaches the filters with red and
+// blue exchanged (and is exchanged back on the way out); the YUY2 output of the neural styles weighs red as blue and blue as red;
+// and only the NV12 output of the neural styles honours the host's pitch. OpenCV's errors (an empty image, odd sizes in 4:2:0)
+// are not caught.
 #pragma once
 
 #include "vorin_stt.h"
@@ -20,13 +21,14 @@ struct PixelFormatBuffers {
   cv::Mat i420;
 };
 
-// The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied; others are
-// converted into `storage`, which the result then shares. Empty for an unsupported format. Rows of the host are taken as packed.
+// The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied;
+// others are converted into `storage`, which the result then shares. Empty for an unsupported format. Rows of the host are taken
+// as packed.
 cv::Mat hostToFilterInput(const SttFrame& input, cv::Mat& storage);
 
-// Write an engine's result into the host's buffer in the host's format and set the descriptor's width and height to the result's. For an
-// unsupported format the pixels are left alone, and the log says "invalid output format".
-// `result`: 8-bit, 3 channels, blue-green-red. NV12 rows are output.pitch bytes apart.
+// Write an engine's result into the host's buffer in the host's format and set the descriptor's width and height to the result's.
+// For an unsupported format the pixels are left alone, and the log says "invalid output format". `result`: 8-bit, 3 channels,
+// blue-green-red. NV12 rows are output.pitch bytes apart.
 void neuralOutputToHost(SttFrame& output, const cv::Mat& result, PixelFormatBuffers& buffers);
 // `result`: 8-bit, 4 channels, blue-green-red-alpha. Rows are written packed in every format.
 void filterOutputToHost(SttFrame& output, const cv::Mat& result, PixelFormatBuffers& buffers);

@@ -1,7 +1,6 @@
 // Choosing and setting up the engine of a style.
-#include "pipeline/frame_pipeline.h"
-
 #include "core/log.h"
+#include "pipeline/frame_pipeline.h"
 
 namespace vorin {
 

@@ -1,6 +1,6 @@
-// Everything that differs between the systems, in the library's own terms. One implementation file a concern and system, in windows/
-// and posix/; nothing above this folder knows which system it runs on. Narrow text is the system's: UTF-8 on POSIX, the ANSI code page
-// on Windows. Nothing here throws but std::bad_alloc, and failures are values.
+// Everything that differs between the systems, in the library's own terms. One implementation file a concern and system, in
+// windows/ and posix/; nothing above this folder knows which system it runs on. Narrow text is the system's: UTF-8 on POSIX, the
+// ANSI code page on Windows. Nothing here throws but std::bad_alloc, and failures are values.
 #pragma once
 
 #include <cstdarg>
@@ -16,12 +16,14 @@ namespace vorin::platform {
 // The separator that the system puts between folder names.
 extern const char kPathSeparator;
 
-// ---- log switch (registry; environment on POSIX) ----------------------------------------------------------------------------------
+// ---- log switch (registry; environment on POSIX)
+// ----------------------------------------------------------------------------------
 
 // The machine's setting "DumpSTLog", or nothing where there is none or it cannot be read.
 std::optional<std::uint32_t> readLogSwitch();
 
-// ---- log output -------------------------------------------------------------------------------------------------------------------
+// ---- log output
+// -------------------------------------------------------------------------------------------------------------------
 
 // Hands a line to whoever debugs the process.
 void writeDebuggerOutput(const char* line);
@@ -29,21 +31,24 @@ void writeDebuggerOutput(const char* line);
 // Opens a text file for writing, emptying it; null on failure.
 std::FILE* openTextForWriting(const std::string& path);
 
-// Formats into a buffer of `size` bytes. False when the text does not fit, in which case the buffer holds nothing of use; where the
-// system's own bounds-checked formatter reports that as the caller's fault, it does so.
+// Formats into a buffer of `size` bytes. False when the text does not fit, in which case the buffer holds nothing of use; where
+// the system's own bounds-checked formatter reports that as the caller's fault, it does so.
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments);
 
-// Copies a text with its NUL into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's bounds-checked
-// copy reports it where there is one, and elsewhere the buffer becomes an empty text. `text` is read up to its NUL or `size` bytes.
+// Copies a text with its NUL into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's
+// bounds-checked copy reports it where there is one, and elsewhere the buffer becomes an empty text. `text` is read up to its NUL
+// or `size` bytes.
 void copyBounded(char* buffer, std::size_t size, const char* text);
 
-// ---- time -------------------------------------------------------------------------------------------------------------------------
+// ---- time
+// -------------------------------------------------------------------------------------------------------------------------
 
 // A monotonic counter and its constant rate in ticks per second.
 std::int64_t performanceCounter();
 std::int64_t performanceFrequency();
 
-// ---- folders ----------------------------------------------------------------------------------------------------------------------
+// ---- folders
+// ----------------------------------------------------------------------------------------------------------------------
 
 // The per-user folder for local application data, created when missing, without a trailing separator; nothing when there is none.
 std::optional<std::string> localAppDataFolder();
@@ -57,7 +62,8 @@ bool isFolder(const std::string& path);
 // Makes one folder; false when it cannot be made, also because it exists.
 bool makeFolder(const std::string& path);
 
-// ---- display adapters -------------------------------------------------------------------------------------------------------------
+// ---- display adapters
+// -------------------------------------------------------------------------------------------------------------
 
 struct DisplayAdapter {
   std::uint32_t vendor_id = 0; // PCI

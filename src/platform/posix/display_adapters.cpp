@@ -56,6 +56,8 @@ std::vector<DisplayAdapter> listDisplayAdaptersBelow(const std::string& devices_
   return adapters;
 }
 
-std::vector<DisplayAdapter> listDisplayAdapters() { return listDisplayAdaptersBelow("/sys/bus/pci/devices"); }
+std::vector<DisplayAdapter> listDisplayAdapters() {
+  return listDisplayAdaptersBelow("/sys/bus/pci/devices");
+}
 
 } // namespace vorin::platform

@@ -21,9 +21,13 @@ std::optional<std::uint32_t> readLogSwitch() {
   return value;
 }
 
-void writeDebuggerOutput(const char* line) { static_cast<void>(std::fputs(line, stderr)); }
+void writeDebuggerOutput(const char* line) {
+  static_cast<void>(std::fputs(line, stderr));
+}
 
-std::FILE* openTextForWriting(const std::string& path) { return std::fopen(path.c_str(), "w"); }
+std::FILE* openTextForWriting(const std::string& path) {
+  return std::fopen(path.c_str(), "w");
+}
 
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
   const int length = std::vsnprintf(buffer, size, format, arguments);

@@ -3,9 +3,8 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <system_error>
-
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace vorin::platform {
@@ -57,6 +56,8 @@ bool isFolder(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool makeFolder(const std::string& path) { return ::mkdir(path.c_str(), 0777) == 0; }
+bool makeFolder(const std::string& path) {
+  return ::mkdir(path.c_str(), 0777) == 0;
+}
 
 } // namespace vorin::platform

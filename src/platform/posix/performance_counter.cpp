@@ -14,6 +14,8 @@ std::int64_t performanceCounter() {
   return static_cast<std::int64_t>(time.tv_sec) * kTicksPerSecond + time.tv_nsec;
 }
 
-std::int64_t performanceFrequency() { return kTicksPerSecond; }
+std::int64_t performanceFrequency() {
+  return kTicksPerSecond;
+}
 
 } // namespace vorin::platform
