@@ -160,7 +160,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, HostOutput, testing::Values(Way::kNeural, Way::kFilter),
-                         [](const auto& info) { return info.param == Way::kNeural ? "Neural" : "Filter"; });
+                         [](const auto& way) { return way.param == Way::kNeural ? "Neural" : "Filter"; });
 
 TEST_P(HostOutput, PackedFormatsMoveBytes) {
   constexpr int kWidth = 37;
