@@ -50,18 +50,19 @@ std::string styleHelp() {
 
 std::vector<OptionRow> optionTable() {
   return {
-      {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind: " + pictureExtensions(),
+      {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind:\n" + pictureExtensions(),
        kForBoth, kPictureSection},
       {"--style", &RawArguments::style, "NAME", styleHelp(), kForStylize, kPictureSection},
-      {"--size", &RawArguments::size, "WxH", "Size of the drawing in pixels (default: the photo's); " + sizeLimits(), kForStylize,
-       kPictureSection},
+      {"--size", &RawArguments::size, "WxH", "Size of the drawing in pixels (default: the photo's):\n" + sizeLimits(),
+       kForStylize, kPictureSection},
       {"--overwrite", &RawArguments::overwrite, "", "Replace the output if it exists", kForBoth, kPictureSection},
       {"--device", &RawArguments::device, "NAME",
-       "Where to draw: auto (the GPU; without one, software), integrated, discrete or software (this machine's processor)",
+       "Where to draw: auto (default: the GPU; without one,\nsoftware), integrated, discrete, or software (this\nmachine's "
+       "processor)",
        kForBoth, kDeviceSection},
       {"--format", &RawArguments::format, "NAME",
-       "Frame format on the way through the library: " + frameFormatNames() +
-           " (default: bgra); nv12 and yuy2 want an even --size",
+       "Frame format on the way through the library:\n" + frameFormatNames() +
+           "\n(default: bgra); nv12 and yuy2 want an even --size",
        kForStylize, kDeviceSection},
       {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForBoth, kOtherSection},
   };
@@ -170,15 +171,16 @@ std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>&
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
   CLI::App app("Draws photos in a style: pencil lines, fine dots.", "vorin-stylize");
-  app.footer(kFooter);
   app.add_option("photo", raw.photos, "The photo to draw")->type_name("FILE");
   addOptions(app, raw, kForStylize);
   app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
-  CLI::App* sheet = app.add_subcommand("sheet", "Write one picture with the original beside all styles, a row for each photo");
+  CLI::App* sheet = app.add_subcommand("sheet", "Write one picture with all styles beside the original");
   sheet->add_option("photo", raw.photos, "The photos, a row each")->type_name("FILE");
   addOptions(*sheet, raw, kForSheet);
-  CLI::App* devices = app.add_subcommand("devices", "List the GPUs to draw on: kind, tabulator, name; a line each");
+  CLI::App* devices = app.add_subcommand("devices", "List the GPUs to draw on: kind, tabulator, name");
   devices->set_help_flag("-h,--help", "Print this help");
+  app.footer(kFooter); // after the subcommands, which would take it over
+  sheet->footer("\nExample:\n  vorin-stylize sheet harbour.jpg garden.png -o sheet.png");
 
   Arguments parsed;
   try {

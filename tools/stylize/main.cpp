@@ -16,6 +16,7 @@ ExitStatus runProgram(int count, char** arguments) {
   try {
     return runCommand(parsed);
   } catch (const RestartOnSoftwareDevice& restart) {
+    requireSoftwareDevice();
     if (!restart.reason().empty() && !parsed.quiet) {
       printLine(restart.reason());
     }

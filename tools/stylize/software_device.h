@@ -9,7 +9,9 @@ namespace vorin::stylize {
 
 bool isSoftwareDeviceActive();
 
-// Becomes the restarted program. Comes back only as a Failure: where the stand-ins are missing or the start fails.
+void requireSoftwareDevice(); // a Failure where the stand-ins are missing
+
+// Becomes the restarted program. Comes back only as a Failure, as above or where the start fails.
 // Everything that a destructor would have to clean up must be gone by now.
 [[noreturn]] void restartOnSoftwareDevice(char** arguments);
 

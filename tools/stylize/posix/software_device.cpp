@@ -25,6 +25,22 @@ void putFirst(const char* variable, const fs::path& path) {
   setenv(variable, (path.string() + (is_set ? ":" + std::string(previous) : std::string())).c_str(), 1);
 }
 
+struct StandIns {
+  fs::path opencl_layer;
+  fs::path runtime;
+};
+
+StandIns standIns() {
+  std::error_code error;
+  const fs::path folder = fs::read_symlink(kThisProgram, error).parent_path() / "softgpu";
+  StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / "runtime"};
+  if (error || !fs::exists(found.opencl_layer, error) || !fs::is_directory(found.runtime, error)) {
+    throw Failure(ExitStatus::kDevice,
+                  "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
+  }
+  return found;
+}
+
 } // namespace
 
 bool isSoftwareDeviceActive() {
@@ -32,17 +48,14 @@ bool isSoftwareDeviceActive() {
   return active != nullptr && std::string_view(active) == "1";
 }
 
+void requireSoftwareDevice() {
+  standIns();
+}
+
 void restartOnSoftwareDevice(char** arguments) {
-  std::error_code error;
-  const fs::path stand_ins = fs::read_symlink(kThisProgram, error).parent_path() / "softgpu";
-  const fs::path opencl_layer = stand_ins / "libvorin_softgpu_opencl.so";
-  const fs::path runtime = stand_ins / "runtime";
-  if (error || !fs::exists(opencl_layer, error) || !fs::is_directory(runtime, error)) {
-    throw Failure(ExitStatus::kDevice,
-                  "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
-  }
-  putFirst("OPENCL_LAYERS", opencl_layer);
-  putFirst("LD_LIBRARY_PATH", runtime);
+  const StandIns found = standIns();
+  putFirst("OPENCL_LAYERS", found.opencl_layer);
+  putFirst("LD_LIBRARY_PATH", found.runtime);
   setenv(kActive, "1", 1);
   holdCancellation(); // the new process image handles it, once it is up
   execv(kThisProgram, arguments);

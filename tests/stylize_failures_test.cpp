@@ -1,0 +1,221 @@
+// What vorin-stylize does when something is wrong: the right exit status, one line on standard error that says what to do,
+// nothing on standard output, and not a file more or less than before.
+
+#include "support/stylize_run.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+namespace vorin::tests {
+namespace {
+
+struct FailureCase {
+  std::string name;
+  std::vector<std::string> arguments; // a "%" in front stands for the folder
+  int exit_status;
+  std::string said; // part of the one line
+};
+
+std::vector<FailureCase> failureCases() {
+  const auto stylize = [](const std::string& photo, const std::string& output,
+                          std::vector<std::string> more = {"--style", "pencil"}) {
+    more.insert(more.begin(), {photo, "-o", output});
+    return more;
+  };
+  const auto sized = [&](const std::string& size, const std::string& format) {
+    return stylize("%photo.png", "%out.png", {"--style", "pencil", "--size", size, "--format", format});
+  };
+  return {
+      {"NoArguments", {}, 2, "no photo named"},
+      {"NoOutput", {"%photo.png", "--style", "pencil"}, 2, "add -o"},
+      {"EmptyOutputName", stylize("%photo.png", ""), 2, "-o"},
+      {"NoStyle", stylize("%photo.png", "%out.png", {}), 2, "pencil, stipple"},
+      {"UnknownStyle", stylize("%photo.png", "%out.png", {"--style", "oil"}), 2, "pencil, stipple"},
+      {"UnknownDevice", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "toaster"}), 2, "auto, integrated"},
+      {"UnknownFormat", sized("8x8", "rgb565"), 2, "bgra, rgba, bgr24, nv12, yuy2"},
+      {"UnknownOption", stylize("%photo.png", "%out.png", {"--stile", "pencil"}), 2, "--help"},
+      {"OptionWithoutValue", {"%photo.png", "-o"}, 2, "--help"},
+      {"TwoPhotos", stylize("%photo.png", "%out.png", {"%photo.jpg", "--style", "pencil"}), 2, "one photo at a time"},
+      {"SizeZero", sized("0x10", "bgra"), 2, "640x480"},
+      {"SizeWithoutHeight", sized("640x", "bgra"), 2, "640x480"},
+      {"SizeNegative", sized("-4x4", "bgra"), 2, "640x480"},
+      {"SizeWithTail", sized("64x48x3", "bgra"), 2, "640x480"},
+      {"SizeWithBlank", sized(" 64x48", "bgra"), 2, "640x480"},
+      {"SizeBeyondSide", sized("16385x1", "bgra"), 2, "16384"},
+      {"SizeBeyondPixels", sized("16384x16384", "bgra"), 2, "134217728"},
+      {"SizeBeyond64Bits", sized("99999999999999999999x1", "bgra"), 2, "640x480"},
+      {"OddWidthForNv12", sized("33x20", "nv12"), 2, "even"},
+      {"OddHeightForYuy2", sized("32x21", "yuy2"), 2, "even"},
+      {"UnknownExtension", stylize("%photo.png", "%out.tiff"), 2, ".png, .jpg, .jpeg, .webp, .bmp"},
+      {"NoExtension", stylize("%photo.png", "%out"), 2, ".png"},
+      {"MissingPhoto", stylize("%none.png", "%out.png"), 5, "does not exist"},
+      {"PhotoIsFolder", stylize("%folder.png", "%out.png"), 5, "is a folder"},
+      {"PhotoIsDevice", stylize("/dev/zero", "%out.png"), 5, "not an image file"},
+      {"PhotoEmpty", stylize("%empty.png", "%out.png"), 5, "is empty"},
+      {"PhotoIsText", stylize("%text.jpg", "%out.png"), 5, "not a PNG, JPEG, WebP or BMP"},
+      {"PhotoTruncatedPng", stylize("%cut.png", "%out.png"), 5, "truncated"},
+      {"PhotoTruncatedJpeg", stylize("%cut.jpg", "%out.png"), 5, "truncated"},
+      {"PhotoTruncatedWebp", stylize("%cut.webp", "%out.png"), 5, "truncated"},
+      {"PhotoTruncatedBmp", stylize("%cut.bmp", "%out.png"), 5, "truncated"},
+      {"PhotoDamaged", stylize("%damaged.png", "%out.png"), 5, "damaged"},
+      {"PhotoAbsurdlyLarge", stylize("%absurd.png", "%out.png"), 5, "100000x100000"},
+      {"NameWithLineBreak", stylize("%two\nlines.png", "%out.png"), 5, "does not exist"},
+      {"OutputExists", stylize("%photo.png", "%photo.jpg"), 5, "--overwrite"},
+      {"OutputIsThePhoto", stylize("%photo.png", "%photo.png"), 5, "--overwrite"},
+      {"OutputIsFolder", stylize("%photo.png", "%folder.png", {"--style", "pencil", "--overwrite"}), 5, "is a folder"},
+      {"OutputIsLinkToDevice", stylize("%photo.png", "%device.png", {"--style", "pencil", "--overwrite"}), 5,
+       "not a file that can be replaced"},
+      {"OutputIsLinkToNowhere", stylize("%photo.png", "%dangling.png"), 5, "leads nowhere"},
+      {"OutputFolderMissing", stylize("%photo.png", "%none/out.png"), 5, "make it first"},
+      {"OutputBelowFile", stylize("%photo.png", "%photo.jpg/out.png"), 5, "does not exist"},
+      {"OutputUnwritable", stylize("%photo.png", "/proc/out.png"), 5, "choose another folder"},
+      {"SheetWithoutPhoto", {"sheet", "-o", "%out.png"}, 2, "no photo named"},
+      {"SheetOfMissingPhoto", {"sheet", "%none.png", "-o", "%out.png"}, 5, "does not exist"},
+      {"IntegratedGpuMissing", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "integrated"}), 4, "devices"},
+      {"DiscreteGpuMissing", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "discrete"}), 4, "devices"},
+  };
+}
+
+void cutInHalf(const std::filesystem::path& from, const std::filesystem::path& to) {
+  std::filesystem::copy_file(from, to);
+  std::filesystem::resize_file(to, std::filesystem::file_size(from) / 2);
+}
+
+// A PNG whose header claims 100000 x 100000 pixels; the rest is sound.
+void claimAbsurdSize(const std::filesystem::path& png) {
+  std::fstream file(png, std::ios::binary | std::ios::in | std::ios::out);
+  file.seekp(16);
+  file.write("\x00\x01\x86\xA0\x00\x01\x86\xA0", 8);
+}
+
+// Bytes in the middle of the compressed pixels turned round: the structure stays whole, the checksum does not.
+void damage(const std::filesystem::path& png) {
+  std::fstream file(png, std::ios::binary | std::ios::in | std::ios::out);
+  file.seekp(static_cast<std::streamoff>(std::filesystem::file_size(png) / 2));
+  file.write("\xA5\x5A\xA5\x5A\xA5\x5A\xA5\x5A", 8);
+}
+
+class StylizeFailure : public testing::TestWithParam<FailureCase> {
+protected:
+  void SetUp() override {
+    for (const std::string extension : {".png", ".jpg", ".webp", ".bmp"}) {
+      cutInHalf(run_.photo("photo" + extension, {61, 47}), run_.file("cut" + extension));
+    }
+    claimAbsurdSize(run_.photo("absurd.png", {9, 9}));
+    damage(run_.photo("damaged.png", {61, 47}));
+    std::ofstream(run_.file("empty.png"));
+    std::ofstream(run_.file("text.jpg")) << "not a picture, however long this text may be: it begins like none of them\n";
+    std::filesystem::create_directory(run_.file("folder.png"));
+    std::filesystem::create_symlink("/dev/null", run_.file("device.png"));
+    std::filesystem::create_symlink("nowhere.png", run_.file("dangling.png"));
+  }
+
+  std::vector<std::string> expanded(std::vector<std::string> arguments) const {
+    for (std::string& argument : arguments) {
+      if (argument.starts_with('%')) {
+        argument = run_.file(argument.substr(1));
+      }
+    }
+    return arguments;
+  }
+
+  StylizeRun run_;
+};
+
+TEST_P(StylizeFailure, SaysOneLineAndLeavesNothing) {
+  const FailureCase& failure = GetParam();
+  const auto names_before = run_.names();
+  const std::string photo_before = readFile(run_.file("photo.png"));
+  const ChildResult result = StylizeRun::run(expanded(failure.arguments), StylizeRun::withoutGpu());
+  EXPECT_EQ(result.exit_status, failure.exit_status);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_TRUE(result.standard_error.starts_with("vorin-stylize: ")) << result.standard_error;
+  EXPECT_NE(result.standard_error.find(failure.said), std::string::npos) << result.standard_error;
+  EXPECT_EQ(result.standard_output, "");
+  EXPECT_EQ(run_.names(), names_before);
+  EXPECT_EQ(readFile(run_.file("photo.png")), photo_before);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, StylizeFailure, testing::ValuesIn(failureCases()),
+                         [](const auto& each) { return each.param.name; });
+
+TEST(StylizeFailures, GpuThatDoesNotDrawIsAnErrorWhenAskedForByName) {
+  const StylizeRun run;
+  const ChildResult result = StylizeRun::run(
+      {run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "stipple", "--device", "integrated"},
+      StylizeRun::withGpuThatDoesNotDraw());
+  EXPECT_EQ(result.exit_status, 4);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("--device software"), std::string::npos) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
+}
+
+TEST(StylizeFailures, ProgramWithoutItsStandInsSaysSo) {
+  const StylizeRun run;
+  const std::string lonely = run.file("lonely");
+  std::filesystem::copy_file(StylizeRun::program(), lonely);
+  const ChildResult result =
+      ChildProcess({lonely, run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"},
+                   StylizeRun::withoutGpu())
+          .wait();
+  EXPECT_EQ(result.exit_status, 4);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("softgpu"), std::string::npos) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"lonely", "photo.png"}));
+}
+
+// A stand-in that is said to be active but shows no GPU must not make the program start itself again and again.
+TEST(StylizeFailures, NeverRestartsTwice) {
+  const StylizeRun run;
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.variables["VORIN_SOFTGPU"] = "1";
+  const ChildResult result =
+      StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting);
+  EXPECT_EQ(result.exit_status, 4);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+}
+
+TEST(StylizeFailures, FullDiskLeavesNothing) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {1200, 900});
+  // The limit is far above what the OpenCL compiler writes and far below the 3.2 MB of the drawing.
+  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 2000 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
+                                           run.file("out.bmp"), "--style", "pencil"},
+                                          StylizeRun::withGpu())
+                                 .wait();
+  EXPECT_EQ(result.exit_status, 5);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
+}
+
+TEST(StylizeFailures, FullStandardOutputIsAnOutputError) {
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.standard_output = "/dev/full";
+  const ChildResult result = StylizeRun::run({"--help"}, setting);
+  EXPECT_EQ(result.exit_status, 5);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+}
+
+TEST(StylizeFailures, CancelledWorkLeavesNothing) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.bmp", {4000, 3000});
+  ChildProcess child({StylizeRun::program(), photo, "-o", run.file("out.png"), "--style", "stipple"}, StylizeRun::withGpu());
+  // The temporary beside the output shows that the work has begun; the drawing itself then takes much longer than one look.
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (run.names().size() < 2 && std::chrono::steady_clock::now() < give_up) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  ASSERT_EQ(run.names().size(), 2U);
+  child.signal(SIGINT);
+  const ChildResult result = child.wait();
+  EXPECT_EQ(result.exit_status, 130);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.bmp"}));
+}
+
+} // namespace
+} // namespace vorin::tests

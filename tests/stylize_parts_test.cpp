@@ -1,0 +1,217 @@
+// The pieces of vorin-stylize that are worth testing alone: sizes, image files and frame conversions.
+
+#include "exit_status.h"
+#include "frame_conversion.h"
+#include "image_file.h"
+#include "picture_size.h"
+#include "safe_output.h"
+#include "support/plain_colour.h"
+#include "support/stylize_run.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <fstream>
+
+namespace vorin::tests {
+namespace {
+
+using namespace vorin::stylize;
+
+TEST(PictureSize, ParsesPlainDecimalSizesOnly) {
+  EXPECT_EQ(parseSize("640x480"), cv::Size(640, 480));
+  EXPECT_EQ(parseSize("1x16384"), cv::Size(1, 16384));
+  EXPECT_EQ(parseSize("16384x8192"), cv::Size(16384, 8192));
+  for (const char* text :
+       {"",     "x",    "640", "640x",  "x480",  "0x1",    "1x0",     "-1x1",    "+1x1",       "1x-1",
+        " 1x1", "1x1 ", "1X1", "1x1x1", "1.5x1", "0x10x1", "16385x1", "1x16385", "16384x8193", "18446744073709551617x1"}) {
+    EXPECT_EQ(parseSize(text), std::nullopt) << text;
+  }
+}
+
+// ---- Image files ----
+
+struct EncodingCase {
+  std::string name;
+  std::string extension;
+  std::vector<int> parameters;
+};
+
+class ImageFile : public testing::TestWithParam<EncodingCase> {
+protected:
+  std::vector<std::uint8_t> encoded() const {
+    std::vector<std::uint8_t> bytes;
+    cv::imencode(GetParam().extension, makePhoto({53, 37}), bytes, GetParam().parameters);
+    return bytes;
+  }
+  std::filesystem::path stored(const std::vector<std::uint8_t>& bytes, std::size_t count) const {
+    const std::filesystem::path path = run_.folder() / ("photo" + GetParam().extension);
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(count));
+    return path;
+  }
+  StylizeRun run_;
+};
+
+TEST_P(ImageFile, IsReadWholeAndRefusedWhereverItIsCut) {
+  const std::vector<std::uint8_t> bytes = encoded();
+  EXPECT_EQ(readPicture(stored(bytes, bytes.size())).size(), cv::Size(53, 37));
+  for (std::size_t count = 0; count < bytes.size(); count += count < 200 || count + 200 > bytes.size() ? 1 : 7) {
+    EXPECT_THROW(readPicture(stored(bytes, count)), Failure) << count << " of " << bytes.size() << " bytes";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ImageFile,
+                         testing::Values(EncodingCase{"Png", ".png", {}}, EncodingCase{"Jpeg", ".jpg", {}},
+                                         EncodingCase{"ProgressiveJpeg", ".jpg", {cv::IMWRITE_JPEG_PROGRESSIVE, 1}},
+                                         EncodingCase{"JpegWithRestarts", ".jpg", {cv::IMWRITE_JPEG_RST_INTERVAL, 2}},
+                                         EncodingCase{"LosslessWebp", ".webp", {}},
+                                         EncodingCase{"LossyWebp", ".webp", {cv::IMWRITE_WEBP_QUALITY, 80}},
+                                         EncodingCase{"Bmp", ".bmp", {}}),
+                         [](const auto& each) { return each.param.name; });
+
+TEST(ImageFiles, EveryPixelTypeBecomesEightBitColour) {
+  const StylizeRun run;
+  const cv::Scalar colour(10, 100, 200, 0); // fully transparent where there is an alpha channel
+  for (const int type : {CV_8UC1, CV_8UC3, CV_8UC4, CV_16UC1, CV_16UC3, CV_16UC4}) {
+    const double scale = CV_MAT_DEPTH(type) == CV_16U ? 257 : 1;
+    cv::imwrite(run.file("photo.png"), cv::Mat(5, 7, type, colour * scale));
+    const cv::Mat picture = readPicture(run.file("photo.png"));
+    ASSERT_EQ(picture.type(), CV_8UC3);
+    const bool is_grey = CV_MAT_CN(type) == 1;
+    const cv::Vec3b expected = is_grey ? cv::Vec3b(10, 10, 10) : cv::Vec3b(10, 100, 200);
+    EXPECT_EQ(picture.at<cv::Vec3b>(4, 6), expected) << type;
+  }
+}
+
+TEST(ImageFiles, PhotoMarkedAsTurnedIsTurnedUpright) {
+  const StylizeRun run;
+  std::vector<std::uint8_t> bytes;
+  cv::imencode(".jpg", makePhoto({48, 16}), bytes);
+  // An APP1 segment with one EXIF entry: orientation (0x0112), a short, 6 (turn by 90 degrees clockwise to view).
+  const std::vector<std::uint8_t> exif = {0xFF, 0xE1, 0x00, 0x22, 'E',  'x',  'i',  'f',  0,    0,    'M',  'M',
+                                          0x00, 0x2A, 0x00, 0x00, 0x00, 0x08, 0x00, 0x01, 0x01, 0x12, 0x00, 0x03,
+                                          0x00, 0x00, 0x00, 0x01, 0x00, 0x06, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+  bytes.insert(bytes.begin() + 2, exif.begin(), exif.end());
+  std::ofstream(run.file("turned.jpg"), std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  EXPECT_EQ(readPicture(run.file("turned.jpg")).size(), cv::Size(16, 48));
+}
+
+TEST(ImageFiles, SafeOutputKeepsAFileMadeMeanwhile) {
+  const StylizeRun run;
+  const std::vector<std::uint8_t> content = {1, 2, 3};
+  SafeOutput output(run.file("out.png"), false);
+  std::ofstream(run.file("out.png")) << "theirs";
+  EXPECT_THROW(output.commit(content), Failure);
+  EXPECT_EQ(readFile(run.file("out.png")), "theirs");
+}
+
+// ---- Frame conversions ----
+
+// Patches of 4 x 2 pixels of one colour, so that colour shared between neighbours changes nothing and every pixel has one
+// expected value.
+cv::Mat patches(int darkest, int brightest) {
+  cv::Mat picture(12, 16, CV_8UC3);
+  cv::RNG random(7);
+  for (int row = 0; row < picture.rows; row += 2) {
+    for (int column = 0; column < picture.cols; column += 4) {
+      const cv::Scalar colour(random.uniform(darkest, brightest + 1), random.uniform(darkest, brightest + 1),
+                              random.uniform(darkest, brightest + 1));
+      picture(cv::Rect(column, row, 4, 2)).setTo(colour);
+    }
+  }
+  return picture;
+}
+
+std::uint8_t byteAt(const Frame& frame, std::size_t index) {
+  return frame.bytes.at(index);
+}
+
+// The samples of a pixel in the order of its format, found by the format's own layout.
+Yuv yuvAt(const Frame& frame, int row, int column) {
+  const auto width = static_cast<std::size_t>(frame.size.width);
+  const auto x = static_cast<std::size_t>(column);
+  const auto y = static_cast<std::size_t>(row);
+  if (frame.format == VORIN_FMT_YUY2) {
+    const std::size_t pair = y * width * 2 + x / 2 * 4;
+    return {byteAt(frame, pair + x % 2 * 2), byteAt(frame, pair + 1), byteAt(frame, pair + 3)};
+  }
+  const std::size_t chroma = width * static_cast<std::size_t>(frame.size.height) + y / 2 * width + x / 2 * 2;
+  return {byteAt(frame, y * width + x), byteAt(frame, chroma), byteAt(frame, chroma + 1)};
+}
+
+TEST(FrameConversion, FramesOfTheYuvFormatsFollowTheirDefinition) {
+  const cv::Mat picture = patches(0, 255);
+  for (const char* name : {"nv12", "yuy2"}) {
+    const Frame frame = frameFromPicture(*findFrameFormat(name), picture);
+    for (int row = 0; row < picture.rows; ++row) {
+      for (int column = 0; column < picture.cols; ++column) {
+        const auto& pixel = picture.at<cv::Vec3b>(row, column);
+        const Yuv expected = videoYuv({pixel[0], pixel[1], pixel[2]});
+        const Yuv actual = yuvAt(frame, row, column);
+        for (std::size_t sample = 0; sample < 3; ++sample) {
+          // One step for rounding, one for coefficients of three digits.
+          ASSERT_NEAR(actual[sample], expected[sample], 2) << name << ' ' << row << ' ' << column << ' ' << sample;
+        }
+      }
+    }
+  }
+}
+
+// The library writes NV12 in video range, as above, but YUY2 in full range.
+Frame fullRangeYuy2(const cv::Mat& picture) {
+  Frame frame = emptyFrame(*findFrameFormat("yuy2"), picture.size());
+  for (int row = 0; row < picture.rows; ++row) {
+    for (int column = 0; column < picture.cols; ++column) {
+      const auto& pixel = picture.at<cv::Vec3b>(row, column);
+      const Yuv yuv = fullYuv({pixel[0], pixel[1], pixel[2]});
+      const auto at = static_cast<std::size_t>(row * picture.cols + column) * 2;
+      frame.bytes.at(at) = yuv[0];
+      frame.bytes.at(at + 1) = column % 2 == 0 ? yuv[1] : yuv[2];
+    }
+  }
+  return frame;
+}
+
+TEST(FrameConversion, PicturesComeBackFromTheYuvFormatsThatTheLibraryWrites) {
+  // No saturated colours: V of pure red lies beyond a byte in full range.
+  const cv::Mat picture = patches(60, 195);
+  for (const Frame& frame : {frameFromPicture(*findFrameFormat("nv12"), picture), fullRangeYuy2(picture)}) {
+    // Half a step of chroma is worth one step of blue or red; luma and both roundings add to it.
+    EXPECT_LE(cv::norm(pictureFromFrame(frame), picture, cv::NORM_INF), 4) << "format " << frame.format;
+  }
+}
+
+TEST(FrameConversion, RgbFormatsKeepEveryByteInTheirOrder) {
+  const cv::Mat picture = makePhoto({7, 5});
+  const auto& pixel = picture.at<cv::Vec3b>(4, 6);
+  const std::size_t index = 4 * 7 + 6;
+  const Frame bgra = frameFromPicture(*findFrameFormat("bgra"), picture);
+  const Frame rgba = frameFromPicture(*findFrameFormat("rgba"), picture);
+  const Frame bgr24 = frameFromPicture(*findFrameFormat("bgr24"), picture);
+  for (std::size_t channel = 0; channel < 3; ++channel) {
+    const auto cv_channel = static_cast<int>(channel);
+    EXPECT_EQ(byteAt(bgra, index * 4 + channel), pixel[cv_channel]);
+    EXPECT_EQ(byteAt(rgba, index * 4 + 2 - channel), pixel[cv_channel]);
+    EXPECT_EQ(byteAt(bgr24, index * 3 + channel), pixel[cv_channel]);
+  }
+  for (const Frame* frame : {&bgra, &rgba, &bgr24}) {
+    EXPECT_EQ(cv::norm(pictureFromFrame(*frame), picture, cv::NORM_INF), 0);
+  }
+}
+
+TEST(FrameConversion, OddPicturesRepeatTheirLastColumnAndRow) {
+  const cv::Mat picture = makePhoto({7, 5});
+  const Frame frame = frameFromPicture(*findFrameFormat("nv12"), picture);
+  ASSERT_EQ(frame.size, cv::Size(8, 6));
+  ASSERT_EQ(frame.bytes.size(), 8U * 6 * 3 / 2);
+  for (int row = 0; row < 6; ++row) {
+    EXPECT_EQ(yuvAt(frame, row, 7)[0], yuvAt(frame, row, 6)[0]);
+  }
+  for (int column = 0; column < 8; ++column) {
+    EXPECT_EQ(yuvAt(frame, 5, column)[0], yuvAt(frame, 4, column)[0]);
+  }
+}
+
+} // namespace
+} // namespace vorin::tests

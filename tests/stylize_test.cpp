@@ -1,0 +1,254 @@
+// What vorin-stylize does when all is well: the real program, as a child process, on real files.
+
+#include "support/stylize_run.h"
+#include "vorin_stt.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <fstream>
+#include <memory>
+
+namespace vorin::tests {
+namespace {
+
+// The drawing that the library itself gives, through its public header, for a 32-bit frame of the photo.
+cv::Mat drawnByLibrary(const cv::Mat& photo_bgr, SttStyleType style, cv::Size size) {
+  struct Destroyer {
+    void operator()(SttInterface* object) const { SttFactory::Destroy(object); }
+  };
+  SttInterface* created = nullptr;
+  SttFactory::Create(&created);
+  const std::unique_ptr<SttInterface, Destroyer> object(created);
+  SttDeviceRequest request{};
+  request.kind = SttDeviceAnyGpu;
+  SttDeviceRecord* device = nullptr;
+  EXPECT_EQ(object->CreateDevice(&request, &device), VORIN_STATUS_OK) << "this test runs under scripts/with-softgpu";
+  const int32_t type = style;
+  object->SetConfig(nullptr, SttCfgStyleType, &type);
+  object->SetConfig(nullptr, SttCfgWidth, &size.width);
+  object->SetConfig(nullptr, SttCfgHeight, &size.height);
+  EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
+  cv::Mat frame;
+  cv::cvtColor(photo_bgr, frame, cv::COLOR_BGR2BGRA);
+  cv::Mat drawing(size, CV_8UC4, cv::Scalar::all(0));
+  SttFrame input{VORIN_MEM_SYSTEM,
+                 frame.data,
+                 VORIN_FMT_BGRA,
+                 static_cast<uint32_t>(frame.cols),
+                 static_cast<uint32_t>(frame.rows),
+                 static_cast<uint32_t>(frame.cols * 4)};
+  SttFrame output{VORIN_MEM_SYSTEM, drawing.data, VORIN_FMT_BGRA, 0, 0, 0};
+  EXPECT_EQ(object->ProcessFrame(nullptr, &input, nullptr, &output), VORIN_STATUS_OK);
+  cv::Mat bgr;
+  cv::cvtColor(drawing, bgr, cv::COLOR_BGRA2BGR);
+  return bgr;
+}
+
+double meanDifference(const cv::Mat& a, const cv::Mat& b) {
+  return cv::norm(a, b, cv::NORM_L1) / static_cast<double>(a.total() * 3);
+}
+
+struct DrawingCase {
+  std::string style;
+  SttStyleType type;
+  std::string format;
+  std::string size; // empty: the photo's
+  std::string output;
+  double tolerance; // mean difference from what the library draws from the 32-bit frame
+};
+
+// bgra, rgba: the same pixels reach the filter, so the same drawing comes back. bgr24: the filter weighs red and blue the other
+// way round. nv12, yuy2: 219 steps of luma for 256, colour shared between neighbours, and both filters raise the result to a
+// power of 4 or 5, which widens a step near white to about 5; a swapped plane or a wrong range shows as 20 and more. JPEG and
+// WebP lose too.
+constexpr double kExact = 0;
+constexpr double kLossy = 8;
+
+std::vector<DrawingCase> drawingCases() {
+  return {
+      {"pencil", SttStylePencilSketch, "bgra", "", "out.png", kExact},
+      {"pencil", SttStylePencilSketch, "bgra", "33x57", "out.bmp", kExact},
+      {"pencil", SttStylePencilSketch, "rgba", "", "out.png", kExact},
+      {"pencil", SttStylePencilSketch, "bgr24", "40x31", "out.png", kLossy},
+      {"pencil", SttStylePencilSketch, "nv12", "", "out.png", kLossy},
+      {"pencil", SttStylePencilSketch, "nv12", "64x48", "out.png", kLossy},
+      {"pencil", SttStylePencilSketch, "yuy2", "", "out.png", kLossy},
+      {"pencil", SttStylePencilSketch, "yuy2", "64x48", "out.png", kLossy},
+      {"stipple", SttStyleStippling, "bgra", "", "out.png", kExact},
+      {"stipple", SttStyleStippling, "rgba", "1x1", "out.png", kExact},
+      {"stipple", SttStyleStippling, "nv12", "", "out.jpg", 20},
+      {"pencil", SttStylePencilSketch, "bgra", "", "out.jpeg", kLossy},
+      {"pencil", SttStylePencilSketch, "bgra", "", "OUT.WebP", kLossy},
+  };
+}
+
+class StylizeDrawing : public testing::TestWithParam<DrawingCase> {};
+
+TEST_P(StylizeDrawing, IsWhatTheLibraryDraws) {
+  const DrawingCase& each = GetParam();
+  constexpr int kWidth = 131; // odd, so that nv12 and yuy2 have to pad and crop
+  constexpr int kHeight = 97;
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {kWidth, kHeight});
+  std::vector<std::string> arguments = {photo, "-o", run.file(each.output), "--style", each.style, "--format", each.format};
+  cv::Size size(kWidth, kHeight);
+  if (!each.size.empty()) {
+    arguments.insert(arguments.end(), {"--size", each.size});
+    size = {std::stoi(each.size), std::stoi(each.size.substr(each.size.find('x') + 1))};
+  }
+  const ChildResult result = StylizeRun::run(arguments, StylizeRun::withGpu());
+  ASSERT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(result.standard_output, "");
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  for (const std::string& told : {std::to_string(size.width) + "x" + std::to_string(size.height), each.style,
+                                  std::string("software device"), std::string("ms per frame")}) {
+    EXPECT_NE(result.standard_error.find(told), std::string::npos) << result.standard_error;
+  }
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", each.output}));
+  const cv::Mat drawing = cv::imread(run.file(each.output), cv::IMREAD_UNCHANGED);
+  ASSERT_EQ(drawing.size(), size);
+  ASSERT_EQ(drawing.type(), CV_8UC3);
+  EXPECT_LE(meanDifference(drawing, drawnByLibrary(makePhoto({kWidth, kHeight}), each.type, size)), each.tolerance);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, StylizeDrawing, testing::ValuesIn(drawingCases()), [](const auto& each) {
+  std::string name = each.param.style + "_" + each.param.format + "_" + each.param.size + "_" + each.param.output;
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+});
+
+TEST(Stylize, AutoGoesOnWithTheSoftwareDeviceAndSaysSo) {
+  for (const auto& [setting, said] :
+       {std::pair(StylizeRun::withoutGpu(), "no GPU found"), std::pair(StylizeRun::withGpuThatDoesNotDraw(), "does not draw")}) {
+    const StylizeRun run;
+    const ChildResult result =
+        StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "stipple"}, setting);
+    EXPECT_EQ(result.exit_status, 0);
+    const auto lines = linesOf(result.standard_error);
+    ASSERT_EQ(lines.size(), 2U) << result.standard_error;
+    EXPECT_NE(lines[0].find(said), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find("software device"), std::string::npos) << lines[1];
+    EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", "out.png"}));
+  }
+}
+
+TEST(Stylize, QuietSaysNothingAtAll) {
+  const StylizeRun run;
+  const ChildResult result = StylizeRun::run(
+      {run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil", "--quiet"}, StylizeRun::withoutGpu());
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_EQ(result.standard_output + result.standard_error, "");
+}
+
+// A photo of one grey only gives a drawing of nearly one grey: not to be taken for a filter that does not draw.
+TEST(Stylize, PhotoOfOneColourIsDrawn) {
+  for (const int grey : {0, 255}) {
+    const StylizeRun run;
+    cv::imwrite(run.file("flat.png"), cv::Mat(40, 50, CV_8UC3, cv::Scalar::all(grey)));
+    for (const std::string format : {"bgra", "yuy2", "nv12"}) {
+      const ChildResult result = StylizeRun::run({run.file("flat.png"), "-o", run.file("out.png"), "--style", "stipple",
+                                                  "--format", format, "--device", "integrated", "--overwrite"},
+                                                 StylizeRun::withGpu());
+      EXPECT_EQ(result.exit_status, 0) << grey << ' ' << format << ": " << result.standard_error;
+    }
+  }
+}
+
+TEST(Stylize, WorksFromAnyFolderWithAnyName) {
+  const StylizeRun run;
+  const std::filesystem::path folder = run.folder() / "Eine Mappe für Bilder";
+  std::filesystem::create_directory(folder);
+  std::filesystem::rename(run.photo("photo.png", {61, 47}), folder / "Möwe 1.png");
+  std::filesystem::create_symlink(StylizeRun::program(), folder / "linked");
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.working_folder = folder;
+  const ChildResult result = ChildProcess({"./linked", "Möwe 1.png", "-o", "Skizze ✏.png", "--style", "pencil"}, setting).wait();
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(cv::imread((folder / "Skizze ✏.png").string()).size(), cv::Size(61, 47));
+}
+
+TEST(Stylize, OverwriteReplacesTheFileALinkPointsTo) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  std::ofstream(run.file("old.png")) << "old";
+  std::filesystem::create_symlink("old.png", run.file("link.png"));
+  const ChildResult result =
+      StylizeRun::run({photo, "-o", run.file("link.png"), "--style", "pencil", "--overwrite"}, StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_TRUE(std::filesystem::is_symlink(run.file("link.png")));
+  EXPECT_EQ(cv::imread(run.file("old.png")).size(), cv::Size(61, 47));
+}
+
+TEST(Stylize, OverwriteMayReplaceThePhotoItself) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  const ChildResult result = StylizeRun::run({photo, "-o", photo, "--style", "pencil", "--overwrite"}, StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(meanDifference(cv::imread(photo), drawnByLibrary(makePhoto({61, 47}), SttStylePencilSketch, {61, 47})), 0);
+}
+
+TEST(Stylize, ListsDevicesAsDataOnly) {
+  const ChildResult with_gpu = StylizeRun::run({"devices"}, StylizeRun::withGpu());
+  EXPECT_EQ(with_gpu.exit_status, 0);
+  ASSERT_EQ(linesOf(with_gpu.standard_output).size(), 1U) << with_gpu.standard_output;
+  EXPECT_TRUE(with_gpu.standard_output.starts_with("integrated\t")) << with_gpu.standard_output;
+  EXPECT_EQ(with_gpu.standard_error, "");
+  const ChildResult without_gpu = StylizeRun::run({"devices"}, StylizeRun::withoutGpu());
+  EXPECT_EQ(without_gpu.exit_status, 0);
+  EXPECT_EQ(without_gpu.standard_output, "");
+  ASSERT_EQ(linesOf(without_gpu.standard_error).size(), 1U) << without_gpu.standard_error;
+  EXPECT_NE(without_gpu.standard_error.find("software"), std::string::npos);
+}
+
+TEST(Stylize, HelpAndVersionGoToStandardOutput) {
+  const ChildResult version = StylizeRun::run({"--version"}, StylizeRun::withoutGpu());
+  EXPECT_EQ(version.exit_status, 0);
+  EXPECT_NE(version.standard_output.find("vorin_stt 0.5\n"), std::string::npos) << version.standard_output;
+  const ChildResult help = StylizeRun::run({"--help"}, StylizeRun::withoutGpu());
+  EXPECT_EQ(help.exit_status, 0);
+  for (const std::string told : {"--style", "pencil", "stipple", "--size", "--device", "--format", "--overwrite", "Exit status",
+                                 "Examples", "sheet", "devices", "Transparency"}) {
+    EXPECT_NE(help.standard_output.find(told), std::string::npos) << told;
+  }
+  EXPECT_EQ(version.standard_error + help.standard_error, "");
+}
+
+TEST(StylizeSheet, ShowsTheOriginalBesideAllStyles) {
+  const StylizeRun run;
+  const cv::Size size(211, 120);
+  const std::string photo = run.photo("photo.png", size);
+  const ChildResult result =
+      StylizeRun::run({"sheet", photo, run.photo("small.jpg", {90, 70}), "-o", run.file("sheet.png")}, StylizeRun::withGpu());
+  ASSERT_EQ(result.exit_status, 0) << result.standard_error;
+  const cv::Mat sheet = cv::imread(run.file("sheet.png"));
+  // The first row: three pictures of the photo's size side by side, in order, at one height.
+  const std::vector<cv::Mat> expected = {makePhoto(size), drawnByLibrary(makePhoto(size), SttStylePencilSketch, size),
+                                         drawnByLibrary(makePhoto(size), SttStyleStippling, size)};
+  cv::Point previous(-size.width, 0);
+  for (const cv::Mat& picture : expected) {
+    cv::Mat distance;
+    cv::matchTemplate(sheet, picture, distance, cv::TM_SQDIFF);
+    double least = 0;
+    cv::Point place;
+    cv::minMaxLoc(distance, &least, nullptr, &place);
+    ASSERT_EQ(cv::norm(sheet(cv::Rect(place, size)), picture, cv::NORM_INF), 0);
+    EXPECT_GE(place.x, previous.x + size.width);
+    EXPECT_TRUE(previous.x < 0 || place.y == previous.y);
+    previous = place;
+  }
+}
+
+TEST(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  const ChildResult result =
+      StylizeRun::run({"sheet", run.file("none.png"), photo, "-o", run.file("sheet.png")}, StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_NE(linesOf(result.standard_error).front().find("none.png"), std::string::npos) << result.standard_error;
+  EXPECT_FALSE(cv::imread(run.file("sheet.png")).empty());
+}
+
+} // namespace
+} // namespace vorin::tests

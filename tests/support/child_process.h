@@ -1,0 +1,43 @@
+// Runs a program as a user's shell would, and tells how it ended and what it said.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace vorin::tests {
+
+struct ChildSetting {
+  std::filesystem::path working_folder;                        // empty: the test's own
+  std::map<std::string, std::optional<std::string>> variables; // set, or removed (no value), for the child only
+  std::optional<std::filesystem::path> standard_output = {};   // instead of catching it
+};
+
+struct ChildResult {
+  int exit_status = -1; // -1: ended by a signal
+  std::string standard_output;
+  std::string standard_error;
+};
+
+class ChildProcess {
+public:
+  // arguments: the program first.
+  ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting);
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  ~ChildProcess();
+
+  void signal(int number) const;
+  ChildResult wait();
+
+private:
+  pid_t id_;
+  int output_; // files without a name, which the child writes and the test reads afterwards
+  int error_;
+  bool waited_for_ = false;
+};
+
+} // namespace vorin::tests

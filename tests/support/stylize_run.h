@@ -1,0 +1,42 @@
+// What the tests of vorin-stylize share: a folder to work in, photos to work on, and the program under three kinds of machine.
+#pragma once
+
+#include "support/child_process.h"
+#include "support/test_environment.h"
+
+#include <opencv2/core.hpp>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace vorin::tests {
+
+// A reproducible photo: soft colours, hard edges and grain.
+cv::Mat makePhoto(cv::Size size);
+
+std::vector<std::string> linesOf(const std::string& text);
+
+class StylizeRun {
+public:
+  const std::filesystem::path& folder() const { return folder_.path(); }
+  std::string file(const std::string& name) const { return (folder() / name).string(); }
+  std::set<std::string> names() const; // all that lies in the folder
+
+  // Writes the photo into the folder and gives its path.
+  std::string photo(const std::string& name, cv::Size size) const;
+
+  // The environment of a machine with the stand-in GPU, of one without any GPU, and of one whose GPU is listed but has no OpenCL
+  // driver.
+  static ChildSetting withGpu();
+  static ChildSetting withoutGpu();
+  static ChildSetting withGpuThatDoesNotDraw();
+
+  static std::string program();
+  static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting);
+
+private:
+  TemporaryFolder folder_;
+};
+
+} // namespace vorin::tests
