@@ -44,6 +44,30 @@ void copyInto(const SttFrame& output, const cv::Mat& result) {
 
 } // namespace
 
+cv::Mat hostToNeuralInput(const SttFrame& input, cv::Mat& storage) {
+  switch (input.pixelFormat) {
+  case VORIN_FMT_NV12: {
+    // The padding of the rows is converted with them and left out of the result.
+    const int rows = static_cast<int>(input.height * 3 / 2);
+    cv::cvtColor(wrapPacked(input, rows, static_cast<int>(input.pitch), CV_8UC1), storage, cv::COLOR_YUV2BGR_NV12);
+    return storage.colRange(0, static_cast<int>(input.width));
+  }
+  case VORIN_FMT_BGR24:
+    return wrapHost(input, CV_8UC3);
+  case VORIN_FMT_BGRA:
+    cv::cvtColor(wrapHost(input, CV_8UC4), storage, cv::COLOR_BGRA2BGR);
+    return storage;
+  case VORIN_FMT_RGBA:
+    cv::cvtColor(wrapHost(input, CV_8UC4), storage, cv::COLOR_RGBA2BGR);
+    return storage;
+  case VORIN_FMT_YUY2:
+    cv::cvtColor(wrapHost(input, CV_8UC2), storage, cv::COLOR_YUV2BGR_YUY2);
+    return storage;
+  default:
+    return {};
+  }
+}
+
 cv::Mat hostToFilterInput(const SttFrame& input, cv::Mat& storage) {
   int code = 0;
   cv::Mat host;

@@ -21,6 +21,10 @@ struct PixelFormatBuffers {
   cv::Mat i420;
 };
 
+// The host's frame as the networks take it: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped, not copied;
+// others are converted into `storage`. Empty for an unsupported format. Rows of NV12 are input.pitch bytes apart, all others packed.
+cv::Mat hostToNeuralInput(const SttFrame& input, cv::Mat& storage);
+
 // The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied;
 // others are converted into `storage`, which the result then shares. Empty for an unsupported format. Rows of the host are taken
 // as packed.

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -11,6 +12,7 @@ namespace vorin::platform {
 namespace {
 
 constexpr std::size_t kPathBytes = 260; // the same bound as on Windows, so that a path is accepted by both or by neither
+constexpr mode_t kReadWriteForOwner = 0600;
 
 std::string homeFolder() {
   const char* home = std::getenv("HOME"); // NOLINT(concurrency-mt-unsafe): the library never writes the environment
@@ -20,6 +22,7 @@ std::string homeFolder() {
 } // namespace
 
 const char kPathSeparator = '/';
+const char* const kLastResortFolder = "/var/tmp/temp";
 
 std::optional<std::string> localAppDataFolder() {
   const char* data_home = std::getenv("XDG_DATA_HOME"); // NOLINT(concurrency-mt-unsafe)
@@ -59,5 +62,45 @@ bool isFolder(const std::string& path) {
 bool makeFolder(const std::string& path) {
   return ::mkdir(path.c_str(), 0777) == 0;
 }
+
+bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
+std::optional<std::string> temporaryFolder() {
+  const char* variable = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
+  std::string folder = variable != nullptr && *variable != '\0' ? variable : "/tmp";
+  if (folder.back() != '/') {
+    folder += '/';
+  }
+  return folder.size() < kPathBytes ? std::optional(folder) : std::nullopt;
+}
+
+bool canCreateAndDelete(const std::string& path) {
+  const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kReadWriteForOwner);
+  if (file < 0) {
+    return false;
+  }
+  ::close(file);
+  return ::unlink(path.c_str()) == 0;
+}
+
+std::wstring toWide(const std::string& narrow) {
+  try {
+    return std::filesystem::path(narrow).wstring();
+  } catch (const std::system_error&) { // not UTF-8
+    return {};
+  }
+}
+
+std::string toNarrow(const std::wstring& wide) {
+  try {
+    return std::filesystem::path(wide).string();
+  } catch (const std::system_error&) { // not a sequence of code points
+    return {};
+  }
+}
+
+bool isWritable(const std::wstring& path) { return ::access(toNarrow(path).c_str(), W_OK) == 0; }
+
+std::FILE* openBinaryForReading(const std::wstring& path) { return std::fopen(toNarrow(path).c_str(), "rb"); }
 
 } // namespace vorin::platform

@@ -1,0 +1,26 @@
+#include "neural/style_catalogue.h"
+
+namespace vorin::neural {
+
+std::optional<std::size_t> findCatalogueRow(std::int32_t style_type, std::int32_t style_index) {
+  for (std::size_t row = 0; row < kCatalogue.size(); ++row) {
+    if (kCatalogue[row].style_type == style_type && kCatalogue[row].style_index.value_or(style_index) == style_index) {
+      return row;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string adaptNameToDevice(const std::string& network_name, const std::string& capabilities) {
+  const std::string quantised = "_int8";
+  const std::size_t position = network_name.find(quantised);
+  std::string name = network_name;
+  if (position != std::string::npos && capabilities.find("INT8") == std::string::npos) {
+    name.erase(position, quantised.size());
+  }
+  return name;
+}
+
+std::string weightsName(const std::string& network_name) { return network_name.substr(0, network_name.rfind('.')) + ".bin"; }
+
+} // namespace vorin::neural
