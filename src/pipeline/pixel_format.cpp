@@ -44,25 +44,26 @@ void copyInto(const SttFrame& output, const cv::Mat& result) {
 
 } // namespace
 
-cv::Mat hostToNeuralInput(const SttFrame& input, cv::Mat& storage) {
+cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers) {
   switch (input.pixelFormat) {
   case VORIN_FMT_NV12: {
     // The padding of the rows is converted with them and left out of the result.
     const int rows = static_cast<int>(input.height * 3 / 2);
-    cv::cvtColor(wrapPacked(input, rows, static_cast<int>(input.pitch), CV_8UC1), storage, cv::COLOR_YUV2BGR_NV12);
-    return storage.colRange(0, static_cast<int>(input.width));
+    cv::cvtColor(wrapPacked(input, rows, static_cast<int>(input.pitch), CV_8UC1), buffers.padded_bgr, cv::COLOR_YUV2BGR_NV12);
+    buffers.padded_bgr.colRange(0, static_cast<int>(input.width)).copyTo(buffers.bgr);
+    return buffers.bgr;
   }
   case VORIN_FMT_BGR24:
     return wrapHost(input, CV_8UC3);
   case VORIN_FMT_BGRA:
-    cv::cvtColor(wrapHost(input, CV_8UC4), storage, cv::COLOR_BGRA2BGR);
-    return storage;
+    cv::cvtColor(wrapHost(input, CV_8UC4), buffers.bgr, cv::COLOR_BGRA2BGR);
+    return buffers.bgr;
   case VORIN_FMT_RGBA:
-    cv::cvtColor(wrapHost(input, CV_8UC4), storage, cv::COLOR_RGBA2BGR);
-    return storage;
+    cv::cvtColor(wrapHost(input, CV_8UC4), buffers.bgr, cv::COLOR_RGBA2BGR);
+    return buffers.bgr;
   case VORIN_FMT_YUY2:
-    cv::cvtColor(wrapHost(input, CV_8UC2), storage, cv::COLOR_YUV2BGR_YUY2);
-    return storage;
+    cv::cvtColor(wrapHost(input, CV_8UC2), buffers.bgr, cv::COLOR_YUV2BGR_YUY2);
+    return buffers.bgr;
   default:
     return {};
   }

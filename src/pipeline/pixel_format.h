@@ -16,14 +16,17 @@ namespace vorin {
 
 // Working images, kept by the caller from frame to frame.
 struct PixelFormatBuffers {
+  cv::Mat bgr;
+  cv::Mat padded_bgr;
   cv::Mat rgb;
   cv::Mat yuv;
   cv::Mat i420;
 };
 
 // The host's frame as the networks take it: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped, not copied;
-// others are converted into `storage`. Empty for an unsupported format. Rows of NV12 are input.pitch bytes apart, all others packed.
-cv::Mat hostToNeuralInput(const SttFrame& input, cv::Mat& storage);
+// others are converted into a working image. Rows are packed. Empty for an unsupported format. The host's rows are taken to be
+// input.pitch bytes apart in NV12, and packed in the other formats.
+cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers);
 
 // The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied;
 // others are converted into `storage`, which the result then shares. Empty for an unsupported format. Rows of the host are taken
