@@ -1,5 +1,5 @@
-// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, which runs
-// OpenCL on the processor.
+// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, which
+// runs OpenCL on the processor.
 //
 // Two answers differ from PoCL's own: its vendor text carries the vendor word, and a query that asks for GPUs finds the processor
 // devices. All else, and every other platform, passes through untouched. The layer interface is that of Khronos' <CL/cl_layer.h>.
@@ -35,7 +35,9 @@ std::string platformText(cl_platform_id platform, cl_platform_info name) {
   return text.c_str(); // up to the NUL
 }
 
-bool isPocl(cl_platform_id platform) { return platformText(platform, CL_PLATFORM_NAME) == kPoclName; }
+bool isPocl(cl_platform_id platform) {
+  return platformText(platform, CL_PLATFORM_NAME) == kPoclName;
+}
 
 cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info name, std::size_t size_bytes, void* value,
                                    std::size_t* size_needed) {

@@ -1,12 +1,12 @@
-// A stand-in for the GPU in OpenVINO: a plugin library that lets the CPU plugin make its plugin object and names that object "GPU".
+// A stand-in for the GPU in OpenVINO: a plugin library that lets the CPU plugin make its plugin object and names that object
+// "GPU".
 //
 // It lies in a folder of links to the runtime's libraries, beside the plugins.xml that makes the runtime load it for "GPU". The
 // runtime's plugin interface is not among its public headers; the one member used here is declared with the signature it exports.
 #include <openvino/core/except.hpp>
 
-#include <dlfcn.h>
-
 #include <cstdio>
+#include <dlfcn.h>
 #include <memory>
 #include <string>
 

@@ -22,8 +22,8 @@ bool hasUnifiedMemory(const cl::Device& device) {
   return unified_memory != CL_FALSE;
 }
 
-// Carries out one step of a frame. A step that fails is carried out once more, and the log tells how that went; the frame has failed
-// either way.
+// Carries out one step of a frame. A step that fails is carried out once more, and the log tells how that went; the frame has
+// failed either way.
 template <typename Step> bool succeeds(const Step& step) {
   if (step() == CL_SUCCESS) {
     return true;
@@ -172,7 +172,8 @@ _VorinStatus GpuFilterEngine::runKernel(const char* name, const std::uint8_t* in
   cl::Kernel kernel = found == kernels_.end() ? cl::Kernel() : found->second; // a null kernel takes no argument
   cl_uint index = 0;
   for (const KernelArgument& argument : arguments) {
-    if (!succeeds([&] { return kernel.setArg(index, argument.size_bytes, argument.value); })) {
+    const auto set = [&] { return kernel.setArg(index, argument.size_bytes, argument.value); };
+    if (!succeeds([&] { return argument.missing != CL_SUCCESS ? argument.missing : set(); })) {
       return VORIN_STATUS_FAILED;
     }
     ++index;
@@ -180,10 +181,9 @@ _VorinStatus GpuFilterEngine::runKernel(const char* name, const std::uint8_t* in
 
   const cl::NDRange global(static_cast<cl::size_type>(padded_width_), static_cast<cl::size_type>(padded_height_));
   const cl::NDRange local(static_cast<cl::size_type>(work_group_edge_), static_cast<cl::size_type>(work_group_edge_));
-  const bool done =
-      succeeds([&] { return queue_.enqueueNDRangeKernel(kernel, cl::NullRange, global, local); }) &&
-      succeeds([&] { return queue_.finish(); }) &&
-      succeeds([&] { return queue_.enqueueReadImage(destination_image_, CL_TRUE, origin, region, 0, 0, output); });
+  const bool done = succeeds([&] { return queue_.enqueueNDRangeKernel(kernel, cl::NullRange, global, local); }) &&
+                    succeeds([&] { return queue_.finish(); }) &&
+                    succeeds([&] { return queue_.enqueueReadImage(destination_image_, CL_TRUE, origin, region, 0, 0, output); });
   return done ? VORIN_STATUS_OK : VORIN_STATUS_FAILED;
 }
 

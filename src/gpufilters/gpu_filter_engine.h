@@ -1,11 +1,12 @@
-// One OpenCL picture filter: set-up of platform, device, program and kernels, preparation for a frame size, and the run of a frame.
+// One OpenCL picture filter: set-up of platform, device, program and kernels, preparation for a frame size, and the run of a
+// frame.
 //
-// An engine serves one style: stippling (3) or pencil sketch (4). Both kernels are part of one program text, and every engine makes
-// both. The device images are as large as the frame raised to whole work-groups, so that a launch needs no test for the frame's rim;
-// what lies beyond the frame is 0 and is never read back.
+// An engine serves one style: stippling (3) or pencil sketch (4). Both kernels are part of one program text, and every engine
+// makes both. The device images are as large as the frame raised to whole work-groups, so that a launch needs no test for the
+// frame's rim; what lies beyond the frame is 0 and is never read back.
 //
-// Errors of creations are not examined where they happen: a null handle makes a later call fail, which is then reported. An engine
-// whose set-up failed is therefore still safe to prepare and run; it reports failure.
+// Errors of creations are not examined where they happen: a null handle makes a later call fail, which is then reported. An
+// engine whose set-up failed is therefore still safe to prepare and run; it reports failure.
 #pragma once
 
 #include "gpufilters/opencl_handles.h"
@@ -31,18 +32,17 @@ public:
   // Chooses a GPU of the supported vendor and builds the program. device_kind: 0 integrated, 1 discrete, 8 any, an SttDeviceKind.
   // Success shows in initialised() only; failures are in the log. After a success further calls change nothing; after a failure
   // they try again.
-  void Init(std::int32_t device_kind, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
-            std::int32_t height);
+  void Init(std::int32_t device_kind, std::int32_t style_type, std::int32_t style_index, std::int32_t width, std::int32_t height);
 
   // Makes the device images and tables for frames of width x height pixels, unless that size was prepared last. A size counts as
-  // prepared also when its upload failed. Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED. With a work-group edge of 0, which a device
-  // of work-groups of one item brings about, the division by the edge traps: nothing guards it.
+  // prepared also when its upload failed. Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED. With a work-group edge of 0, which a
+  // device of work-groups of one item brings about, the division by the edge traps: nothing guards it.
   _VorinStatus PreparePencilSketch(std::int32_t width, std::int32_t height);
   _VorinStatus PrepareStippling(std::int32_t width, std::int32_t height);
 
-  // Filters one frame of the prepared size. Both pictures: bytes blue, green, red, alpha, rows of width * 4 bytes without padding.
-  // The output is grey with alpha 255. Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED; after a failure the output's content is
-  // undefined. The device is idle when the call returns.
+  // Filters one frame of the prepared size. Both pictures: bytes blue, green, red, alpha, rows of width * 4 bytes without
+  // padding. The output is grey with alpha 255. Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED; after a failure the output's
+  // content is undefined. The device is idle when the call returns.
   _VorinStatus RunPencilSketch(const std::uint8_t* input, std::uint8_t* output);
   _VorinStatus RunStippling(const std::uint8_t* input, std::uint8_t* output);
 
@@ -69,12 +69,20 @@ private:
   cl::Buffer createTableBuffer(std::size_t size_bytes) const;
   cl_int uploadTable(const cl::Buffer& buffer, std::size_t size_bytes, const void* table) const;
 
-  // A value that a kernel is given; the engine holds the value itself.
+  // A value that a kernel is given; the engine holds the value itself. `missing`: the code of a null handle, else CL_SUCCESS. Not
+  // every OpenCL implementation refuses a null handle as an argument: some take it and crash in the launch.
   struct KernelArgument {
     std::size_t size_bytes;
     const void* value;
+    cl_int missing;
   };
-  template <typename T> static KernelArgument argument(const T& value) { return {sizeof(T), &value}; }
+  static KernelArgument argument(const cl::Memory& memory) {
+    return {sizeof memory(), &memory(), memory() == nullptr ? CL_INVALID_MEM_OBJECT : CL_SUCCESS};
+  }
+  static KernelArgument argument(const cl::Sampler& sampler) {
+    return {sizeof sampler(), &sampler(), sampler() == nullptr ? CL_INVALID_SAMPLER : CL_SUCCESS};
+  }
+  static KernelArgument argument(const std::int32_t& number) { return {sizeof number, &number, CL_SUCCESS}; }
 
   // One frame through the named kernel; `arguments` are all of the kernel's, in order.
   _VorinStatus runKernel(const char* name, const std::uint8_t* input, std::uint8_t* output,

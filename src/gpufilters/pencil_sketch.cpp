@@ -8,8 +8,8 @@
 namespace vorin::gpufilters {
 namespace {
 
-// Weights of a Gaussian of standard deviation 5 at the distances -radius .. radius. 0.39894 stands for 1 / sqrt(2 pi), and the sum is
-// not 1: the kernel divides by it.
+// Weights of a Gaussian of standard deviation 5 at the distances -radius .. radius. 0.39894 stands for 1 / sqrt(2 pi), and the
+// sum is not 1: the kernel divides by it.
 std::vector<float> gaussianWeights(std::int32_t radius) {
   std::vector<float> weights(static_cast<std::size_t>(2 * radius + 1));
   for (std::int32_t i = 0; i <= radius; ++i) {
@@ -43,8 +43,8 @@ _VorinStatus GpuFilterEngine::PreparePencilSketch(std::int32_t width, std::int32
 
 _VorinStatus GpuFilterEngine::RunPencilSketch(const std::uint8_t* input, std::uint8_t* output) {
   return runKernel("pencil_sketch", input, output,
-                   {argument(source_image_()), argument(destination_image_()), argument(sampler_()), argument(width_),
-                    argument(height_), argument(filter_weights_()), argument(pencil_radius_)});
+                   {argument(source_image_), argument(destination_image_), argument(sampler_), argument(width_),
+                    argument(height_), argument(filter_weights_), argument(pencil_radius_)});
 }
 
 } // namespace vorin::gpufilters

@@ -9,7 +9,7 @@ namespace {
 
 using Colour = std::array<float, 4>; // red, green, blue, alpha, 0 to 1
 
-// Reads pixels as the filters do: a coordinate beyond the device image takes the nearest pixel in it.
+// Reads pixels as the filters do: a coordinate beyond the image takes the nearest pixel in it.
 class Image {
 public:
   explicit Image(Picture picture) : picture_(std::move(picture)) {}
@@ -106,8 +106,8 @@ std::vector<float> plainWeights(int radius) {
   return weights;
 }
 
-Picture plainPencilSketch(const Picture& picture, int edge, EdgeCounts* counts) {
-  const Image image(padded(picture, edge));
+Picture plainPencilSketch(const Picture& picture, EdgeCounts* counts) {
+  const Image image(picture);
   const std::vector<float> weights = plainWeights(kFilterRadius);
   Picture result(picture.width, picture.height);
   EdgeCounts own_counts;

@@ -13,13 +13,14 @@ struct EdgeCounts {
   int strong = 0; // above 0.3
 };
 
-// The pencil sketch of a picture, for device images whose sizes are multiples of `edge`: what lies beyond the picture is 0.
-Picture plainPencilSketch(const Picture& picture, int edge, EdgeCounts* counts = nullptr);
+// The pencil sketch of a picture. It reads nothing beyond the picture, so that all four rims are alike.
+Picture plainPencilSketch(const Picture& picture, EdgeCounts* counts = nullptr);
 
-// The stippling of a picture, likewise. The displacements are those of the device images' padded size.
+// The stippling of a picture, for device images whose sizes are multiples of `edge`: it reads beyond the picture, where the
+// device image is 0, and its displacements are those of the device image's size.
 Picture plainStippling(const Picture& picture, int edge, EdgeCounts* counts = nullptr);
 
-// Entry k of the displacement tables for a radius: the first two numbers of the Microsoft C runtime's generator seeded with k,
+// Entry k of the displacement tables for a radius: the first two numbers of the Windows C runtime's generator seeded with k,
 // low byte, remainder.
 struct Displacement {
   int x = 0;

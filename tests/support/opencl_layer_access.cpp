@@ -1,4 +1,8 @@
+#define CL_TARGET_OPENCL_VERSION 120
+
 #include "support/opencl_test_layer.h"
+
+#include <CL/cl.h>
 
 #include <algorithm>
 #include <dlfcn.h>

@@ -1,5 +1,8 @@
+#define CL_TARGET_OPENCL_VERSION 120
+
 #include "support/opencl_test_layer.h"
 
+#include <CL/cl.h>
 #include <CL/cl_icd.h>
 #include <CL/cl_layer.h>
 

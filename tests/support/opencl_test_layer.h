@@ -5,11 +5,8 @@
 // layer's one object with openClTestLayer(). What it does not change passes to the real implementation.
 #pragma once
 
-#define CL_TARGET_OPENCL_VERSION 120
-
-#include <CL/cl.h>
-
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +29,7 @@ struct TestDevice {
 struct TestPlatform {
   std::string vendor;
   std::vector<TestDevice> devices;
-  cl_int device_count_result = CL_SUCCESS; // of the query for the number of devices
+  std::int32_t device_count_result = 0; // of the query for the number of devices: an OpenCL code
 };
 
 class OpenClTestLayer {
@@ -40,9 +37,9 @@ public:
   // Forgets calls, faults and platforms: everything passes.
   virtual void reset() = 0;
 
-  // Lets `skip` calls of the function pass, then makes the next `times` calls fail with the code, which the real function then
-  // never sees. One such order a function.
-  virtual void fail(std::string_view function, cl_int code, int skip, int times) = 0;
+  // Lets `skip` calls of the function pass, then makes the next `times` calls fail with the OpenCL code, which the real function
+  // then never sees. One such order a function.
+  virtual void fail(std::string_view function, std::int32_t code, int skip, int times) = 0;
 
   // Replaces the list of platforms. Work on their devices is done by the real device.
   virtual void setPlatforms(std::vector<TestPlatform> platforms) = 0;

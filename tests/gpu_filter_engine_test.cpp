@@ -1,0 +1,337 @@
+// The filter engine's set-up: which platform and device it takes, the work-group edge, what a failed set-up says and leaves
+// behind, and in which order handles go. Platforms and faults come from the tests' OpenCL layer; the work is done by a real
+// device.
+#include "gpufilters/gpu_filter_engine.h"
+#include "support/opencl_log_lines.h"
+#include "support/opencl_pictures.h"
+#include "support/opencl_test_layer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vorin {
+namespace {
+
+using gpufilters::GpuFilterEngine;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::countCalls;
+using tests::LogLines;
+using tests::OpenClCall;
+using tests::OpenClTestLayer;
+using tests::openClTestLayer;
+using tests::TestDevice;
+using tests::TestPlatform;
+
+constexpr const char* kNoPlatform = "====== sdk: [I] Opencl platform init failed!";
+constexpr bool kUnified = true;
+constexpr bool kDedicated = false;
+
+class GpuFilterSetUp : public testing::Test {
+protected:
+  ~GpuFilterSetUp() override { layer_.reset(); }
+
+  // Sets an engine up and returns the log's lines.
+  static std::vector<std::string> logOfInit(GpuFilterEngine& engine, std::int32_t device_kind) {
+    LogLines lines;
+    engine.Init(device_kind, SttStyleStippling, 0, 0, 0);
+    return lines.take();
+  }
+
+  OpenClTestLayer& layer_ = openClTestLayer();
+};
+
+// ---- the choice of a device
+// -------------------------------------------------------------------------------------------------------
+
+constexpr int kNone = -1;
+
+struct SelectionCase {
+  const char* name;
+  std::int32_t device_kind;
+  std::vector<TestPlatform> platforms;
+  int chosen_platform; // whose first device is taken; kNone: no platform serves
+};
+
+class GpuFilterSelection : public GpuFilterSetUp, public testing::WithParamInterface<SelectionCase> {};
+
+TEST_P(GpuFilterSelection, TakesTheFirstSuitablePlatformsFirstGpu) {
+  layer_.setPlatforms(GetParam().platforms);
+  GpuFilterEngine engine;
+  const std::vector<std::string> lines = logOfInit(engine, GetParam().device_kind);
+  if (GetParam().chosen_platform == kNone) {
+    EXPECT_FALSE(engine.initialised());
+    EXPECT_THAT(lines, ElementsAre(kNoPlatform));
+    EXPECT_EQ(countCalls(layer_, "clCreateContext"), 0u);
+    // Every reference to a device that was only looked at is given back.
+    EXPECT_EQ(countCalls(layer_, "clRetainDevice"), countCalls(layer_, "clReleaseDevice"));
+    return;
+  }
+  EXPECT_TRUE(engine.initialised());
+  EXPECT_THAT(lines, IsEmpty());
+  const void* chosen = layer_.deviceHandle(static_cast<std::size_t>(GetParam().chosen_platform), 0);
+  int held = 0;
+  for (const OpenClCall& call : layer_.calls()) {
+    if (call.handle == chosen) {
+      held += call.name == "clRetainDevice" ? 1 : call.name == "clReleaseDevice" ? -1 : 0;
+    }
+  }
+  EXPECT_EQ(held, 1);
+}
+
+const SelectionCase kSelections[] = {
+    {"VendorWordMissing", 8, {{"Acme Corporation", {{kUnified}}}}, kNone},
+    {"VendorWordInOtherCase", 8, {{"MERIX merix", {{kUnified}}}}, kNone},
+    {"VendorWordWithinText", 8, {{"The Merix(R) company", {{kUnified}}}}, 0},
+    {"NoPlatformWithDevices", 8, {{"Merix", {}}}, kNone},
+    {"PlatformWithoutDevicesIsPassed", 8, {{"Merix", {}}, {"Merix", {{kUnified}}}}, 1},
+    {"DeviceCountFails", 8, {{"Merix", {{kUnified}}, CL_OUT_OF_HOST_MEMORY}, {"Merix", {{kDedicated}}}}, 1},
+    {"IntegratedUnified", 0, {{"Merix", {{kUnified}}}}, 0},
+    {"IntegratedDedicated", 0, {{"Merix", {{kDedicated}}}}, kNone},
+    {"DiscreteUnified", 1, {{"Merix", {{kUnified}}}}, kNone},
+    {"DiscreteDedicated", 1, {{"Merix", {{kDedicated}}}}, 0},
+    {"AnyUnified", 8, {{"Merix", {{kUnified}}}}, 0},
+    {"AnyDedicated", 8, {{"Merix", {{kDedicated}}}}, 0},
+    {"OtherKindUnified", 2, {{"Merix", {{kUnified}}}}, kNone},
+    {"OtherKindDedicated", -1, {{"Merix", {{kDedicated}}}}, kNone},
+    {"OnlyTheFirstGpuCounts", 0, {{"Merix", {{kDedicated}, {kUnified}}}}, kNone},
+    {"FirstSuitablePlatform",
+     0,
+     {{"Acme", {{kUnified}}}, {"Merix", {{kDedicated}}}, {"Merix", {{kUnified}}}, {"Merix", {{kUnified}}}},
+     2},
+    {"AnyTakesTheFirst", 8, {{"Merix", {{kDedicated}, {kUnified}}}, {"Merix", {{kUnified}}}}, 0},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rule, GpuFilterSelection, testing::ValuesIn(kSelections),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_F(GpuFilterSetUp, ListsNoPlatformWhenTheirCountFails) {
+  layer_.fail("clGetPlatformIDs", CL_OUT_OF_HOST_MEMORY, 0, 1);
+  GpuFilterEngine engine;
+  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre(kNoPlatform));
+  EXPECT_FALSE(engine.initialised());
+  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0); // and may be tried again
+  EXPECT_TRUE(engine.initialised());
+}
+
+// ---- the work-group edge
+// ----------------------------------------------------------------------------------------------------------
+
+TEST_F(GpuFilterSetUp, HalvesTheSmallestPowerOfTwoWhoseSquareReachesTheLargestWorkGroup) {
+  struct EdgeCase {
+    std::size_t max_work_group_items;
+    std::int32_t edge;
+  };
+  for (const EdgeCase& c : {EdgeCase{1, 0},
+                            {2, 1},
+                            {4, 1},
+                            {5, 2},
+                            {64, 4},
+                            {255, 8},
+                            {256, 8},
+                            {257, 16},
+                            {512, 16},
+                            {1024, 16},
+                            {4096, 32},
+                            {8192, 64}}) {
+    layer_.setPlatforms({{"Merix", {{kUnified, c.max_work_group_items}}}});
+    GpuFilterEngine engine;
+    EXPECT_EQ(engine.workGroupEdge(), 1);
+    engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+    EXPECT_TRUE(engine.initialised());
+    EXPECT_EQ(engine.workGroupEdge(), c.edge) << c.max_work_group_items;
+  }
+}
+
+// Every attempt starts from the edge that the one before left, which comes to the same edge again.
+TEST_F(GpuFilterSetUp, KeepsTheEdgeThroughAFailedAttempt) {
+  for (const std::size_t max_work_group_items : {std::size_t{1}, std::size_t{256}, std::size_t{8192}}) {
+    layer_.reset();
+    layer_.setPlatforms({{"Merix", {{kUnified, max_work_group_items}}}});
+    layer_.fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 0, 1);
+    GpuFilterEngine engine;
+    engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+    const std::int32_t edge = engine.workGroupEdge();
+    EXPECT_FALSE(engine.initialised());
+    engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+    EXPECT_TRUE(engine.initialised());
+    EXPECT_EQ(engine.workGroupEdge(), edge);
+  }
+}
+
+// ---- what Init stores
+// -------------------------------------------------------------------------------------------------------------
+
+TEST_F(GpuFilterSetUp, StoresTheConfigurationUntilItSucceeds) {
+  const auto stored = [](const GpuFilterEngine& engine) {
+    return std::vector<std::int32_t>{engine.styleType(), engine.styleIndex(), engine.requestedWidth(), engine.requestedHeight()};
+  };
+  GpuFilterEngine engine;
+  engine.Init(2, 3, -7, 640, 480); // no device is of this kind
+  EXPECT_THAT(stored(engine), ElementsAre(3, -7, 640, 480));
+  engine.Init(SttDeviceAnyGpu, 4, 5, 1920, 1080);
+  ASSERT_TRUE(engine.initialised());
+  EXPECT_THAT(stored(engine), ElementsAre(4, 5, 1920, 1080));
+  const std::size_t calls = layer_.calls().size();
+  engine.Init(2, 6, 7, 8, 9);
+  EXPECT_THAT(stored(engine), ElementsAre(4, 5, 1920, 1080));
+  EXPECT_EQ(layer_.calls().size(), calls);
+  EXPECT_TRUE(engine.initialised());
+}
+
+// ---- failing steps
+// ----------------------------------------------------------------------------------------------------------------
+
+TEST_F(GpuFilterSetUp, ReportsAProgramThatDoesNotBuild) {
+  layer_.fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 0, 1);
+  GpuFilterEngine engine;
+  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre("====== sdk: [I] Opencl build kernel failed: -11!"));
+  EXPECT_FALSE(engine.initialised());
+  EXPECT_GE(countCalls(layer_, "clGetProgramBuildInfo"), 1u);
+  EXPECT_EQ(countCalls(layer_, "clCreateKernel"), 0u);
+}
+
+TEST_F(GpuFilterSetUp, ReportsASecondKernelThatCannotBeMadeAndKeepsItsEntry) {
+  layer_.fail("clCreateKernel", CL_INVALID_KERNEL_NAME, 1, 1);
+  GpuFilterEngine engine;
+  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre("====== sdk: [I] Opencl open kernel failed!"));
+  EXPECT_FALSE(engine.initialised());
+  EXPECT_EQ(countCalls(layer_, "clCreateSampler"), 0u);
+  // The next attempt makes both kernels, but what is in the table stays: the pencil sketch remains without one.
+  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+  EXPECT_TRUE(engine.initialised());
+  const tests::Picture picture = tests::plainPicture(8, 8, 100);
+  tests::Picture output = picture;
+  engine.PreparePencilSketch(8, 8);
+  LogLines lines;
+  EXPECT_EQ(engine.RunPencilSketch(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+  EXPECT_THAT(lines.take(), ElementsAre("====== sdk: [I] Opencl failed! -48")); // CL_INVALID_KERNEL
+}
+
+class GpuFilterUnexamined : public GpuFilterSetUp, public testing::WithParamInterface<const char*> {};
+
+// A creation whose error is not examined lets Init succeed; frames show it.
+TEST_P(GpuFilterUnexamined, CreationFailsLater) {
+  layer_.fail(GetParam(), CL_OUT_OF_RESOURCES, 0, 1);
+  GpuFilterEngine engine;
+  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), IsEmpty());
+  EXPECT_TRUE(engine.initialised());
+  const tests::Picture picture = tests::plainPicture(8, 8, 100);
+  tests::Picture output = picture;
+  engine.PrepareStippling(8, 8);
+  EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+}
+
+INSTANTIATE_TEST_SUITE_P(Creations, GpuFilterUnexamined,
+                         testing::Values("clCreateCommandQueue", "clCreateKernel", "clCreateSampler"),
+                         [](const auto& instance) { return std::string(instance.param); });
+
+// Without a context there is no program either, which is noticed.
+TEST_F(GpuFilterSetUp, FindsAMissingContextWhenItBuilds) {
+  layer_.fail("clCreateContext", CL_OUT_OF_HOST_MEMORY, 0, 1);
+  GpuFilterEngine engine;
+  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu),
+              ElementsAre("====== sdk: [I] Opencl build kernel failed: -44!")); // CL_INVALID_PROGRAM
+  EXPECT_FALSE(engine.initialised());
+}
+
+TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
+  GpuFilterEngine engine;
+  const tests::Picture picture = tests::plainPicture(3, 2, 1);
+  tests::Picture output = tests::plainPicture(3, 2, 7);
+  LogLines lines;
+  EXPECT_EQ(engine.PreparePencilSketch(3, 2), VORIN_STATUS_FAILED);
+  EXPECT_EQ(engine.RunPencilSketch(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+  EXPECT_EQ(engine.PrepareStippling(3, 2), VORIN_STATUS_FAILED);
+  EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+  EXPECT_THAT(lines.take(),
+              ElementsAre("====== sdk: [I] Opencl failed[enqueueWriteBuffer]!", "====== sdk: [I] Opencl failed! -36",
+                          "====== sdk: [I] Opencl failed[enqueueWriteBuffer]!",
+                          "====== sdk: [I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
+  EXPECT_EQ(output.bytes, tests::plainPicture(3, 2, 7).bytes);
+}
+
+// ---- the handles' order
+// -----------------------------------------------------------------------------------------------------------
+
+// The names of the calls with their handles' makers, for the calls that create or release a handle.
+std::vector<std::string> releases(const OpenClTestLayer& layer, std::size_t first_call) {
+  std::vector<std::string> names;
+  for (std::size_t i = first_call; i < layer.calls().size(); ++i) {
+    if (layer.calls()[i].name.rfind("clRelease", 0) == 0) {
+      names.push_back(layer.calls()[i].name);
+    }
+  }
+  return names;
+}
+
+// The handles that the creations of a kind gave, in order.
+std::vector<const void*> created(const OpenClTestLayer& layer, const char* function) {
+  std::vector<const void*> handles;
+  for (const OpenClCall& call : layer.calls()) {
+    if (call.name == function) {
+      handles.push_back(call.handle);
+    }
+  }
+  return handles;
+}
+
+TEST_F(GpuFilterSetUp, ReleasesImagesFirstAndTheDeviceLast) {
+  auto engine = std::make_unique<GpuFilterEngine>();
+  engine->Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+  ASSERT_EQ(engine->PrepareStippling(8, 8), VORIN_STATUS_OK);
+  ASSERT_EQ(engine->PreparePencilSketch(9, 9), VORIN_STATUS_OK);
+  const std::vector<const void*> buffers = created(layer_, "clCreateBuffer"); // random X, random Y, weights
+  const std::vector<const void*> images = created(layer_, "clCreateImage");   // a pair for each filter
+  ASSERT_EQ(buffers.size(), 3u);
+  ASSERT_EQ(images.size(), 4u);
+  const std::size_t before = layer_.calls().size();
+  engine.reset();
+  EXPECT_THAT(releases(layer_, before),
+              ElementsAre("clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject",
+                          "clReleaseMemObject", "clReleaseSampler", "clReleaseKernel", "clReleaseKernel", "clReleaseProgram",
+                          "clReleaseCommandQueue", "clReleaseContext", "clReleaseDevice"));
+  std::vector<const void*> memory_objects;
+  for (std::size_t i = before; i < before + 5; ++i) {
+    memory_objects.push_back(layer_.calls()[i].handle);
+  }
+  EXPECT_THAT(memory_objects, ElementsAre(images[3], images[2], buffers[2], buffers[1], buffers[0]));
+}
+
+// A size change never holds two generations of a device object.
+TEST_F(GpuFilterSetUp, ReleasesAHandleBeforeItsSuccessorIsMade) {
+  GpuFilterEngine engine;
+  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+  ASSERT_EQ(engine.PrepareStippling(8, 8), VORIN_STATUS_OK);
+  const std::size_t before = layer_.calls().size();
+  ASSERT_EQ(engine.PrepareStippling(70, 8), VORIN_STATUS_OK);
+  std::vector<std::string> names;
+  for (std::size_t i = before; i < layer_.calls().size(); ++i) {
+    names.push_back(layer_.calls()[i].name);
+  }
+  EXPECT_THAT(names, ElementsAre("clReleaseMemObject", "clCreateBuffer", "clReleaseMemObject", "clCreateBuffer",
+                                 "clReleaseMemObject", "clCreateImage", "clEnqueueFillImage", "clReleaseMemObject",
+                                 "clCreateImage", "clEnqueueFillImage", "clEnqueueWriteBuffer", "clEnqueueWriteBuffer"));
+}
+
+// A later attempt replaces what a failed one left.
+TEST_F(GpuFilterSetUp, ReplacesTheHandlesOfAFailedAttempt) {
+  layer_.fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1, 1);
+  GpuFilterEngine engine;
+  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+  const std::size_t before = layer_.calls().size();
+  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
+  const std::vector<std::string> names = releases(layer_, before);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseContext"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseCommandQueue"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseProgram"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseKernel"), 2); // the new ones, which found their names taken
+}
+
+} // namespace
+} // namespace vorin

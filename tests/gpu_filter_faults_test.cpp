@@ -1,0 +1,204 @@
+// What a frame costs, and what becomes of it when OpenCL calls fail: the calls of a frame are counted, and each of them is made
+// to fail once and twice by the tests' OpenCL layer.
+#include "gpufilters/gpu_filter_engine.h"
+#include "support/guarded_buffer.h"
+#include "support/opencl_log_lines.h"
+#include "support/opencl_pictures.h"
+#include "support/opencl_test_layer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace vorin {
+namespace {
+
+using gpufilters::GpuFilterEngine;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::countCalls;
+using tests::GuardedBuffer;
+using tests::LogLines;
+using tests::OpenClCall;
+using tests::OpenClTestLayer;
+using tests::openClTestLayer;
+using tests::Picture;
+
+constexpr const char* kUploadFailed = "====== sdk: [I] Opencl failed[enqueueWriteBuffer]!";
+
+// One of the two filters, by its functions.
+struct Filter {
+  const char* name;
+  _VorinStatus (GpuFilterEngine::*prepare)(std::int32_t, std::int32_t);
+  _VorinStatus (GpuFilterEngine::*run)(const std::uint8_t*, std::uint8_t*);
+  int kernel_arguments;
+  int tables;
+};
+
+const Filter kFilters[] = {
+    {"PencilSketch", &GpuFilterEngine::PreparePencilSketch, &GpuFilterEngine::RunPencilSketch, 7, 1},
+    {"Stippling", &GpuFilterEngine::PrepareStippling, &GpuFilterEngine::RunStippling, 8, 2},
+};
+
+class GpuFilterFrame : public testing::TestWithParam<Filter> {
+protected:
+  GpuFilterFrame() { engine_.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0); }
+  ~GpuFilterFrame() override { layer_.reset(); }
+
+  _VorinStatus prepare(std::int32_t width, std::int32_t height) { return (engine_.*GetParam().prepare)(width, height); }
+  _VorinStatus run(std::uint8_t* output) { return (engine_.*GetParam().run)(picture_.bytes.data(), output); }
+
+  // The calls of a piece of work that make, move or compute something.
+  std::vector<std::string> callsSince(std::size_t first) const {
+    std::vector<std::string> names;
+    for (std::size_t i = first; i < layer_.calls().size(); ++i) {
+      const std::string& name = layer_.calls()[i].name;
+      if (name.rfind("clEnqueue", 0) == 0 || name.rfind("clCreate", 0) == 0 || name == "clFinish") {
+        names.push_back(name);
+      }
+    }
+    return names;
+  }
+
+  OpenClTestLayer& layer_ = openClTestLayer();
+  GpuFilterEngine engine_;
+  Picture picture_ = tests::testPicture(37, 21, 53);
+};
+
+TEST_P(GpuFilterFrame, IsOneWriteOneLaunchAndOneRead) {
+  ASSERT_EQ(prepare(37, 21), VORIN_STATUS_OK);
+  GuardedBuffer output(picture_.bytes.size());
+  for (int frame = 0; frame < 3; ++frame) {
+    const std::size_t before = layer_.calls().size();
+    EXPECT_EQ(prepare(37, 21), VORIN_STATUS_OK);
+    EXPECT_EQ(run(output.data()), VORIN_STATUS_OK);
+    EXPECT_THAT(callsSince(before),
+                ElementsAre("clEnqueueWriteImage", "clEnqueueNDRangeKernel", "clFinish", "clEnqueueReadImage"));
+  }
+  EXPECT_TRUE(output.guardIntact());
+}
+
+TEST_P(GpuFilterFrame, PreparesEachChangeOfSizeAnew) {
+  const auto prepared = [this](std::int32_t width, std::int32_t height) {
+    const std::size_t before = layer_.calls().size();
+    EXPECT_EQ(prepare(width, height), VORIN_STATUS_OK);
+    return !callsSince(before).empty();
+  };
+  EXPECT_TRUE(prepared(37, 21));
+  EXPECT_FALSE(prepared(37, 21));
+  EXPECT_TRUE(prepared(38, 21)); // though the padded size stays
+  EXPECT_TRUE(prepared(38, 22));
+  EXPECT_TRUE(prepared(37, 21));
+}
+
+// ---- failing steps of a frame
+// -----------------------------------------------------------------------------------------------------
+
+TEST_P(GpuFilterFrame, RepeatsAFailingStepOnceAndReportsTheRepetition) {
+  struct Step {
+    const char* function;
+    int skip;
+  };
+  std::vector<Step> steps = {
+      {"clEnqueueWriteImage", 0}, {"clEnqueueNDRangeKernel", 0}, {"clFinish", 0}, {"clEnqueueReadImage", 0}};
+  for (int argument = 0; argument < GetParam().kernel_arguments; ++argument) {
+    steps.push_back({"clSetKernelArg", argument});
+  }
+  ASSERT_EQ(prepare(37, 21), VORIN_STATUS_OK);
+  GuardedBuffer intact(picture_.bytes.size());
+  ASSERT_EQ(run(intact.data()), VORIN_STATUS_OK);
+  for (const Step& step : steps) {
+    for (const int failures : {1, 2, 3}) {
+      SCOPED_TRACE(std::string(step.function) + " " + std::to_string(step.skip) + ", failing times: " + std::to_string(failures));
+      layer_.reset();
+      layer_.fail(step.function, CL_OUT_OF_RESOURCES, step.skip, failures);
+      GuardedBuffer output(picture_.bytes.size());
+      {
+        LogLines lines;
+        EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
+        EXPECT_THAT(lines.take(),
+                    ElementsAre(failures == 1 ? "====== sdk: [I] Opencl failed! 0" : "====== sdk: [I] Opencl failed! -5"));
+      }
+      const std::size_t tries = static_cast<std::size_t>(step.skip) + 2;
+      EXPECT_EQ(countCalls(layer_, step.function), tries); // and nothing of this kind after it
+      EXPECT_TRUE(output.guardIntact());
+      // The failure is the frame's alone: the next one is drawn as ever.
+      layer_.reset();
+      EXPECT_EQ(run(output.data()), VORIN_STATUS_OK);
+      EXPECT_EQ(output.content(), intact.content());
+    }
+  }
+}
+
+TEST_P(GpuFilterFrame, DoesNothingAfterAFailedStep) {
+  ASSERT_EQ(prepare(37, 21), VORIN_STATUS_OK);
+  GuardedBuffer output(picture_.bytes.size());
+  layer_.reset();
+  layer_.fail("clEnqueueWriteImage", CL_OUT_OF_RESOURCES, 0, 1);
+  EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
+  EXPECT_THAT(callsSince(0), ElementsAre("clEnqueueWriteImage", "clEnqueueWriteImage"));
+  EXPECT_EQ(countCalls(layer_, "clSetKernelArg"), 0u);
+  EXPECT_TRUE(output.untouched());
+}
+
+// ---- failing steps of a preparation
+// -----------------------------------------------------------------------------------------------
+
+TEST_P(GpuFilterFrame, ReportsEachFailingUploadAndCountsTheSizeAsPrepared) {
+  for (int table = 0; table < GetParam().tables; ++table) {
+    layer_.reset();
+    layer_.fail("clEnqueueWriteBuffer", CL_OUT_OF_RESOURCES, table, 1);
+    LogLines lines;
+    EXPECT_EQ(prepare(37 + table, 21), VORIN_STATUS_FAILED);
+    EXPECT_THAT(lines.take(), ElementsAre(kUploadFailed));
+    EXPECT_EQ(countCalls(layer_, "clEnqueueWriteBuffer"),
+              static_cast<std::size_t>(GetParam().tables)); // the others go out all the same
+    const std::size_t before = layer_.calls().size();
+    EXPECT_EQ(prepare(37 + table, 21), VORIN_STATUS_OK);
+    EXPECT_EQ(layer_.calls().size(), before);
+  }
+  EXPECT_EQ(prepare(36, 21), VORIN_STATUS_OK);
+}
+
+// Creations are not examined: a missing buffer shows when it is written, and again in the frames that are to use it.
+TEST_P(GpuFilterFrame, ShowsAMissingTableLater) {
+  GuardedBuffer output(picture_.bytes.size());
+  for (int table = 0; table < GetParam().tables; ++table) {
+    layer_.reset();
+    layer_.fail("clCreateBuffer", CL_OUT_OF_RESOURCES, table, 1);
+    LogLines lines;
+    EXPECT_EQ(prepare(37, 21 - table), VORIN_STATUS_FAILED);
+    EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
+    EXPECT_THAT(lines.take(), ElementsAre(kUploadFailed, "====== sdk: [I] Opencl failed! -38")); // CL_INVALID_MEM_OBJECT
+  }
+  EXPECT_EQ(prepare(40, 21), VORIN_STATUS_OK);
+}
+
+TEST_P(GpuFilterFrame, ShowsAMissingImageLater) {
+  GuardedBuffer output(picture_.bytes.size());
+  for (const int image : {0, 1}) {
+    layer_.reset();
+    layer_.fail("clCreateImage", CL_OUT_OF_RESOURCES, image, 1);
+    LogLines lines;
+    EXPECT_EQ(prepare(36, 21), VORIN_STATUS_OK);
+    EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
+    EXPECT_THAT(lines.take(), ElementsAre("====== sdk: [I] Opencl failed! -38")); // CL_INVALID_MEM_OBJECT
+    EXPECT_EQ(prepare(37, 21), VORIN_STATUS_OK);
+    EXPECT_EQ(run(output.data()), VORIN_STATUS_OK);
+  }
+}
+
+TEST_P(GpuFilterFrame, SaysNothingOfImagesThatCannotBeCleared) {
+  layer_.fail("clEnqueueFillImage", CL_OUT_OF_RESOURCES, 0, 2);
+  LogLines lines;
+  EXPECT_EQ(prepare(41, 21), VORIN_STATUS_OK);
+  EXPECT_THAT(lines.take(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Filters, GpuFilterFrame, testing::ValuesIn(kFilters),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+} // namespace
+} // namespace vorin

@@ -1,0 +1,158 @@
+// The stand-ins for the hardware: what programs find with them and without, and how the OpenCL one answers unusual questions.
+#define CL_TARGET_OPENCL_VERSION 120
+
+#include <CL/cl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vorin {
+namespace {
+
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+struct CommandResult {
+  int status = -1;
+  std::vector<std::string> lines; // of the standard output
+};
+
+// Runs a shell command without the stand-ins of this process.
+CommandResult runPlainly(const std::string& command) {
+  const std::string plain = "env -u OPENCL_LAYERS -u LD_LIBRARY_PATH -u VORIN_SOFTGPU -u VORIN_BUILD_DIR " + command;
+  CommandResult result;
+  std::FILE* output = popen(plain.c_str(), "r"); // NOLINT(cert-env33-c): the test's own command
+  if (output == nullptr) {
+    return result;
+  }
+  std::string text;
+  std::array<char, 512> part{};
+  while (std::fgets(part.data(), static_cast<int>(part.size()), output) != nullptr) {
+    text += part.data();
+  }
+  result.status = pclose(output);
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    result.lines.push_back(line);
+  }
+  return result;
+}
+
+const std::string kReport = "'" VORIN_HARDWARE_REPORT "'";
+const std::string kWithSoftGpu = "'" VORIN_WITH_SOFTGPU "'";
+const std::string kPocl = "opencl Portable Computing Language|";
+
+std::string deviceName(const std::vector<std::string>& lines, const std::string& device) {
+  for (const std::string& line : lines) {
+    const std::string start = "openvino " + device + "|";
+    if (line.rfind(start, 0) == 0) {
+      return line.substr(start.size());
+    }
+  }
+  return {};
+}
+
+TEST(SoftGpu, GivesProgramsAGpuInBothRuntimes) {
+  const CommandResult result = runPlainly(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), HasSubstr("Merix"), EndsWith("|1"))));
+  EXPECT_THAT(result.lines, Contains("compiled GPU"));
+  EXPECT_EQ(deviceName(result.lines, "GPU"), deviceName(result.lines, "CPU"));
+  EXPECT_NE(deviceName(result.lines, "GPU"), "");
+}
+
+TEST(SoftGpu, IsNotThereWithoutTheScript) {
+  const CommandResult result = runPlainly(kReport);
+  EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), Not(HasSubstr("Merix")), EndsWith("|0"))));
+  EXPECT_NE(deviceName(result.lines, "CPU"), "");
+  EXPECT_NE(deviceName(result.lines, "GPU"), deviceName(result.lines, "CPU"));
+}
+
+TEST(WithSoftGpu, PutsTheStandInsInFrontOfWhatWasSet) {
+  const CommandResult result = runPlainly("OPENCL_LAYERS=/other/layer.so LD_LIBRARY_PATH=/other/folder " + kWithSoftGpu +
+                                          " --build='" VORIN_BUILD_FOLDER "' env");
+  EXPECT_THAT(result.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so:/other/layer.so"));
+  EXPECT_THAT(result.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime:/other/folder"));
+  EXPECT_THAT(result.lines, Contains("VORIN_SOFTGPU=1"));
+  const CommandResult by_variable = runPlainly("VORIN_BUILD_DIR='" VORIN_BUILD_FOLDER "' " + kWithSoftGpu + " env");
+  EXPECT_THAT(by_variable.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so"));
+  EXPECT_THAT(by_variable.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime"));
+}
+
+TEST(WithSoftGpu, RefusesWhatItCannotDo) {
+  struct Refusal {
+    std::string arguments;
+    std::string message;
+  };
+  for (const Refusal& refusal : {Refusal{"", "usage: with-softgpu"},
+                                 {"--build", "--build needs a folder"},
+                                 {"--wrong true", "unknown option --wrong"},
+                                 {"--build /nowhere true", "no build folder /nowhere"},
+                                 {"--build / true", "not built: /"}}) {
+    const CommandResult result = runPlainly(kWithSoftGpu + " " + refusal.arguments + " 2>&1");
+    EXPECT_NE(result.status, 0) << refusal.arguments;
+    EXPECT_THAT(result.lines, Contains(HasSubstr(refusal.message)));
+  }
+}
+
+// ---- the OpenCL layer, in this process
+// --------------------------------------------------------------------------------------------
+
+class SoftGpuLayer : public testing::Test {
+protected:
+  void SetUp() override {
+    std::array<cl_platform_id, 16> platforms{};
+    cl_uint count = 0;
+    clGetPlatformIDs(static_cast<cl_uint>(platforms.size()), platforms.data(), &count);
+    for (cl_uint i = 0; i < count; ++i) {
+      std::array<char, 256> name{};
+      clGetPlatformInfo(platforms[i], CL_PLATFORM_NAME, name.size(), name.data(), nullptr);
+      if (std::string(name.data()) == "Portable Computing Language") {
+        platform_ = platforms[i];
+      }
+    }
+    ASSERT_NE(platform_, nullptr);
+  }
+
+  cl_platform_id platform_ = nullptr;
+};
+
+TEST_F(SoftGpuLayer, TellsTheVendorInABufferOfAnySize) {
+  std::size_t size_bytes = 0;
+  ASSERT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, 0, nullptr, &size_bytes), CL_SUCCESS);
+  std::vector<char> text(size_bytes + 1, '#');
+  EXPECT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, size_bytes - 1, text.data(), nullptr), CL_INVALID_VALUE);
+  EXPECT_EQ(text, std::vector<char>(size_bytes + 1, '#'));
+  EXPECT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, size_bytes, text.data(), nullptr), CL_SUCCESS);
+  EXPECT_EQ(std::string(text.data()).size() + 1, size_bytes);
+  EXPECT_EQ(text.back(), '#');
+  EXPECT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, 0, nullptr, nullptr), CL_SUCCESS);
+}
+
+TEST_F(SoftGpuLayer, AnswersForGpusWithTheProcessorAndForOtherTypesTruly) {
+  cl_device_id processor = nullptr;
+  ASSERT_EQ(clGetDeviceIDs(platform_, CL_DEVICE_TYPE_CPU, 1, &processor, nullptr), CL_SUCCESS);
+  for (const cl_device_type type : {cl_device_type{CL_DEVICE_TYPE_GPU}, cl_device_type{CL_DEVICE_TYPE_GPU | CL_DEVICE_TYPE_CPU},
+                                    cl_device_type{CL_DEVICE_TYPE_ALL}}) {
+    std::array<cl_device_id, 4> devices{};
+    cl_uint count = 0;
+    EXPECT_EQ(clGetDeviceIDs(platform_, type, 0, nullptr, &count), CL_SUCCESS);
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(clGetDeviceIDs(platform_, type, static_cast<cl_uint>(devices.size()), devices.data(), nullptr), CL_SUCCESS);
+    EXPECT_EQ(devices[0], processor);
+  }
+  cl_uint count = 0;
+  EXPECT_EQ(clGetDeviceIDs(platform_, CL_DEVICE_TYPE_ACCELERATOR, 0, nullptr, &count), CL_DEVICE_NOT_FOUND);
+  EXPECT_EQ(clGetDeviceIDs(platform_, CL_DEVICE_TYPE_GPU, 0, &processor, nullptr), CL_INVALID_VALUE);
+}
+
+} // namespace
+} // namespace vorin
