@@ -1,0 +1,102 @@
+"""Style types 1 and 2: one mixture each of the 26 fixed styles, with the finishing that makes it light grey or a cartoon.
+
+Both networks take any size from 8 x 8 pixels on and give a picture of the same size: the trained layers want multiples of 4, so the
+graph itself adds mirrored columns and rows and cuts them off again. See docs/models.md for why these styles were chosen.
+"""
+
+from __future__ import annotations
+
+import numpy as np
+import openvino as ov
+import openvino.opset13 as ops
+from style_network import fold_input, reorder_output, repaint
+from trained_weights import FIXED_STYLE_COUNT, fixed_style_layers
+
+# The size that the network has before anybody reshapes it.
+DEFAULT_HEIGHT = 540
+DEFAULT_WIDTH = 960
+
+# Each mixture's shares add up to 1.
+LIGHT_GREY_MIX = {8: 0.5, 14: 0.5}
+CARTOON_MIX = {2: 0.6, 21: 0.4}
+
+# Below 1: middle tones become lighter, black and white stay.
+LIGHT_GREY_EXPONENT = 0.7
+# How much of a cartoon's colour is the style's own; the rest is the photo's, a little stronger than it was.
+CARTOON_STYLE_COLOUR = 0.2
+CARTOON_PHOTO_COLOUR = 1.04
+
+# The lightness of planes in the order blue, green, red (the weights of Rec. 601).
+LIGHTNESS = np.array([0.114, 0.587, 0.299])
+REVERSED = [2, 1, 0]
+
+
+def light_grey_network() -> ov.Model:
+    """Style type 1: three equal planes; the library stretches whatever range they have."""
+    image, padded = _image_input()
+    grey = _mix_planes(_repainted(padded, LIGHT_GREY_MIX), np.tile(LIGHTNESS, (3, 1)), "grey")
+    light = ops.power(ops.clamp(grey, 0.0, 1.0), np.float32(LIGHT_GREY_EXPONENT), name="light")
+    return _model(image, light, "light_grey")
+
+
+def cartoon_network() -> ov.Model:
+    """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1."""
+    image, padded = _image_input()
+    only_lightness = np.tile(LIGHTNESS, (3, 1))
+    identity = np.eye(3)
+    # From 0..1 to -1..1 is a factor of 2 and an offset of -1; the photo's colours already have that scale, and no offset.
+    shades = only_lightness * (1.0 - CARTOON_STYLE_COLOUR) + identity * CARTOON_STYLE_COLOUR
+    painted = _mix_planes(_repainted(padded, CARTOON_MIX), 2.0 * shades, "shades")
+    colours = _mix_planes(padded, CARTOON_PHOTO_COLOUR * (identity - only_lightness), "photo_colours")
+    picture = ops.add(ops.add(painted, colours), np.float32(-1.0), name="coloured")
+    return _model(image, picture, "cartoon")
+
+
+def _image_input() -> tuple[ov.Node, ov.Node]:
+    """The network's input, and the same image with its sides made multiples of 4."""
+    image = ops.parameter([1, 3, -1, -1], np.float32, name="input")
+    image.output(0).set_names({"input"})
+    four = np.array([4, 4], dtype=np.int64)
+    missing = ops.mod(ops.subtract(four, ops.mod(_size_of(image), four)), four)
+    ends = ops.concat([np.array([0, 0], dtype=np.int64), missing], 0)
+    return image, ops.pad(image, np.zeros(4, dtype=np.int64), ends, "reflect", name="padded")
+
+
+def _size_of(image: ov.Node) -> ov.Node:
+    """Height and width."""
+    return ops.gather(ops.shape_of(image, "i64"), np.array([2, 3]), np.array(0))
+
+
+def _repainted(padded: ov.Node, mix: dict[int, float]) -> ov.Node:
+    """The mixture of fixed styles in planes blue, green, red, 0 to 1, for an image in the same planes, -1 to 1."""
+    shares = np.zeros(FIXED_STYLE_COUNT, dtype=np.float32)
+    for style, share in mix.items():
+        shares[style] = share
+    layers, scales, shifts = fixed_style_layers()
+    half = np.full(3, 0.5)
+    layers["contract.0"] = fold_input(layers["contract.0"], half, half, REVERSED)
+    layers["expand.2"] = reorder_output(layers["expand.2"], REVERSED)
+    scales["expand.2"] = scales["expand.2"][:, REVERSED]
+    shifts["expand.2"] = shifts["expand.2"][:, REVERSED]
+
+    def normalisation(name: str) -> tuple[ov.Node, ov.Node]:
+        scale, shift = (ops.constant((shares @ table[name]).reshape(1, -1, 1, 1)) for table in (scales, shifts))
+        return scale, shift
+
+    return repaint(padded, layers, normalisation)
+
+
+def _mix_planes(planes: ov.Node, matrix: np.ndarray, name: str) -> ov.Node:
+    """Each plane as the sum of the three planes with the weights of one row of the matrix."""
+    kernel = matrix.astype(np.float32).reshape(3, 3, 1, 1)
+    return ops.convolution(planes, kernel, [1, 1], [0, 0], [0, 0], [1, 1], name=name)
+
+
+def _model(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:
+    """The network, cut to the image's own size, at the default size."""
+    start, step, axes = np.array([0, 0]), np.array([1, 1]), np.array([2, 3])
+    picture = ops.slice(picture, start, _size_of(image), step, axes, name="picture")
+    picture.output(0).set_names({"output"})
+    model = ov.Model([picture], [image], name)
+    model.reshape([1, 3, DEFAULT_HEIGHT, DEFAULT_WIDTH])
+    return model
