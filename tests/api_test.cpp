@@ -270,6 +270,7 @@ TEST_F(Frames, ThrowWhereTheRequestedSizeIsZeroOrTheInputFormatUnknown) {
   for (const std::int32_t style : {SttStyleStippling, SttStylePencilSketch}) {
     configure(*object, style, 0, kHeight);
     ASSERT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
+    output_ = GuardedBuffer(output_.size());
     SttFrame output = outputOf(VORIN_FMT_BGRA);
     EXPECT_THROW(process(*object, inputOf(VORIN_FMT_BGRA), output), cv::Exception);
     configure(*object, style, kWidth, kHeight);
