@@ -181,15 +181,30 @@ TEST(StylizeFailures, NeverRestartsTwice) {
 
 TEST(StylizeFailures, FullDiskLeavesNothing) {
   const StylizeRun run;
-  const std::string photo = run.photo("photo.png", {1200, 900});
-  // The limit is far above what the OpenCL compiler writes and far below the 3.2 MB of the drawing.
-  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 2000 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
+  const std::string photo = run.photo("photo.png", {2000, 1500});
+  // The limit is far above what the OpenCL compiler writes and far below the 9 MB of the drawing.
+  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 5000 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
                                            run.file("out.bmp"), "--style", "pencil"},
                                           StylizeRun::withGpu())
                                  .wait();
   EXPECT_EQ(result.exit_status, 5);
   EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
   EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
+}
+
+// Where even the OpenCL compiler finds no room, it ends the process: with its words and status, but nothing may stay behind.
+TEST(StylizeFailures, CompilerWithoutRoomLeavesNothing) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["POCL_CACHE_DIR"] = run.file("cache"); // nothing compiled yet
+  std::filesystem::create_directory(run.file("cache"));
+  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 20 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
+                                           run.file("out.png"), "--style", "pencil"},
+                                          setting)
+                                 .wait();
+  EXPECT_NE(result.exit_status, 0);
+  EXPECT_EQ(run.names(), std::set<std::string>({"cache", "photo.png"}));
 }
 
 TEST(StylizeFailures, FullStandardOutputIsAnOutputError) {

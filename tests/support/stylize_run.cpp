@@ -16,20 +16,24 @@ std::filesystem::path standIns() {
 } // namespace
 
 cv::Mat makePhoto(cv::Size size) {
-  cv::Mat photo(size, CV_8UC3);
-  for (int row = 0; row < photo.rows; ++row) {
-    for (int column = 0; column < photo.cols; ++column) {
-      photo.at<cv::Vec3b>(row, column) = {static_cast<std::uint8_t>(40 + 180 * column / photo.cols),
-                                          static_cast<std::uint8_t>(60 + 150 * row / photo.rows),
-                                          static_cast<std::uint8_t>(220 - 160 * column / photo.cols)};
+  const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
+  cv::Mat blocks(half, CV_8UC3);
+  for (int row = 0; row < half.height; ++row) {
+    for (int column = 0; column < half.width; ++column) {
+      blocks.at<cv::Vec3b>(row, column) = {static_cast<std::uint8_t>(40 + 180 * column / half.width),
+                                           static_cast<std::uint8_t>(60 + 150 * row / half.height),
+                                           static_cast<std::uint8_t>(220 - 160 * column / half.width)};
     }
   }
-  cv::rectangle(photo, {size.width / 4, size.height / 4}, {size.width / 2, size.height / 2}, {30, 200, 90}, cv::FILLED);
-  cv::circle(photo, {size.width * 2 / 3, size.height * 2 / 3}, size.height / 5, {200, 40, 60}, cv::FILLED);
-  cv::Mat grain(size, CV_8UC3);
+  cv::rectangle(blocks, {half.width / 4, half.height / 4}, {half.width / 2, half.height / 2}, {30, 200, 90}, cv::FILLED);
+  cv::circle(blocks, {half.width * 2 / 3, half.height * 2 / 3}, half.height / 5, {200, 40, 60}, cv::FILLED);
+  cv::Mat grain(half, CV_8UC3);
   cv::RNG random(20);
-  random.fill(grain, cv::RNG::UNIFORM, 0, 12);
-  return photo + grain;
+  random.fill(grain, cv::RNG::UNIFORM, 0, 30);
+  blocks += grain;
+  cv::Mat photo;
+  cv::resize(blocks, photo, half * 2, 0, 0, cv::INTER_NEAREST);
+  return photo(cv::Rect({0, 0}, size)).clone();
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

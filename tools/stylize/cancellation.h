@@ -11,7 +11,7 @@ void handleCancellation();
 // Keeps cancellation waiting until the next handleCancellation, which may be another process image's.
 void holdCancellation();
 
-// While it lives, cancellation removes the file. One at a time.
+// While it lives, cancellation removes the file, and so does an end of the process by a library below. One at a time.
 class RemovedWhenCancelled {
 public:
   explicit RemovedWhenCancelled(const std::filesystem::path& file);

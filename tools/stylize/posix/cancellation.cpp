@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -18,11 +19,15 @@ std::string file_to_remove; // changed only while file_to_remove_is_set is false
 std::atomic<bool> file_to_remove_is_set = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
 
-// Calls only what POSIX allows in a signal handler.
-extern "C" void cancel(int) {
+// This and the next call only what POSIX allows in a signal handler.
+extern "C" void removeFile() {
   if (file_to_remove_is_set) {
     unlink(file_to_remove.c_str());
   }
+}
+
+extern "C" void cancel(int) {
+  removeFile();
   constexpr std::string_view kLine = "vorin-stylize: cancelled\n";
   [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine.data(), kLine.size());
   _exit(static_cast<int>(ExitStatus::kCancelled));
@@ -50,6 +55,8 @@ void handleCancellation() {
       sigaction(signal, &action, nullptr);
     }
   }
+  // The OpenCL compiler ends the process by itself when it is out of space.
+  std::atexit(removeFile);
   // A file that outgrows a limit of the shell then ends as a write error, not as a killed process that leaves its file behind.
   std::signal(SIGXFSZ, SIG_IGN);
   const sigset_t signals = cancellingSignals();
