@@ -32,7 +32,8 @@ std::string platformText(cl_platform_id platform, cl_platform_info name) {
   if (below.clGetPlatformInfo(platform, name, size_bytes, text.data(), nullptr) != CL_SUCCESS) {
     return {};
   }
-  return text.c_str(); // up to the NUL
+  text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+  return text;
 }
 
 bool isPocl(cl_platform_id platform) {

@@ -25,7 +25,6 @@ using tests::LogLines;
 using tests::OpenClCall;
 using tests::OpenClTestLayer;
 using tests::openClTestLayer;
-using tests::TestDevice;
 using tests::TestPlatform;
 
 constexpr const char* kNoPlatform = "====== sdk: [I] Opencl platform init failed!";
@@ -53,8 +52,8 @@ constexpr int kNone = -1;
 
 struct SelectionCase {
   const char* name;
-  std::int32_t device_kind;
   std::vector<TestPlatform> platforms;
+  std::int32_t device_kind;
   int chosen_platform; // whose first device is taken; kNone: no platform serves
 };
 
@@ -85,26 +84,26 @@ TEST_P(GpuFilterSelection, TakesTheFirstSuitablePlatformsFirstGpu) {
 }
 
 const SelectionCase kSelections[] = {
-    {"VendorWordMissing", 8, {{"Acme Corporation", {{kUnified}}}}, kNone},
-    {"VendorWordInOtherCase", 8, {{"MERIX merix", {{kUnified}}}}, kNone},
-    {"VendorWordWithinText", 8, {{"The Merix(R) company", {{kUnified}}}}, 0},
-    {"NoPlatformWithDevices", 8, {{"Merix", {}}}, kNone},
-    {"PlatformWithoutDevicesIsPassed", 8, {{"Merix", {}}, {"Merix", {{kUnified}}}}, 1},
-    {"DeviceCountFails", 8, {{"Merix", {{kUnified}}, CL_OUT_OF_HOST_MEMORY}, {"Merix", {{kDedicated}}}}, 1},
-    {"IntegratedUnified", 0, {{"Merix", {{kUnified}}}}, 0},
-    {"IntegratedDedicated", 0, {{"Merix", {{kDedicated}}}}, kNone},
-    {"DiscreteUnified", 1, {{"Merix", {{kUnified}}}}, kNone},
-    {"DiscreteDedicated", 1, {{"Merix", {{kDedicated}}}}, 0},
-    {"AnyUnified", 8, {{"Merix", {{kUnified}}}}, 0},
-    {"AnyDedicated", 8, {{"Merix", {{kDedicated}}}}, 0},
-    {"OtherKindUnified", 2, {{"Merix", {{kUnified}}}}, kNone},
-    {"OtherKindDedicated", -1, {{"Merix", {{kDedicated}}}}, kNone},
-    {"OnlyTheFirstGpuCounts", 0, {{"Merix", {{kDedicated}, {kUnified}}}}, kNone},
+    {"VendorWordMissing", {{"Acme Corporation", {{kUnified}}}}, 8, kNone},
+    {"VendorWordInOtherCase", {{"MERIX merix", {{kUnified}}}}, 8, kNone},
+    {"VendorWordWithinText", {{"The Merix(R) company", {{kUnified}}}}, 8, 0},
+    {"NoPlatformWithDevices", {{"Merix", {}}}, 8, kNone},
+    {"PlatformWithoutDevicesIsPassed", {{"Merix", {}}, {"Merix", {{kUnified}}}}, 8, 1},
+    {"DeviceCountFails", {{"Merix", {{kUnified}}, CL_OUT_OF_HOST_MEMORY}, {"Merix", {{kDedicated}}}}, 8, 1},
+    {"IntegratedUnified", {{"Merix", {{kUnified}}}}, 0, 0},
+    {"IntegratedDedicated", {{"Merix", {{kDedicated}}}}, 0, kNone},
+    {"DiscreteUnified", {{"Merix", {{kUnified}}}}, 1, kNone},
+    {"DiscreteDedicated", {{"Merix", {{kDedicated}}}}, 1, 0},
+    {"AnyUnified", {{"Merix", {{kUnified}}}}, 8, 0},
+    {"AnyDedicated", {{"Merix", {{kDedicated}}}}, 8, 0},
+    {"OtherKindUnified", {{"Merix", {{kUnified}}}}, 2, kNone},
+    {"OtherKindDedicated", {{"Merix", {{kDedicated}}}}, -1, kNone},
+    {"OnlyTheFirstGpuCounts", {{"Merix", {{kDedicated}, {kUnified}}}}, 0, kNone},
     {"FirstSuitablePlatform",
-     0,
      {{"Acme", {{kUnified}}}, {"Merix", {{kDedicated}}}, {"Merix", {{kUnified}}}, {"Merix", {{kUnified}}}},
+     0,
      2},
-    {"AnyTakesTheFirst", 8, {{"Merix", {{kDedicated}, {kUnified}}}, {"Merix", {{kUnified}}}}, 0},
+    {"AnyTakesTheFirst", {{"Merix", {{kDedicated}, {kUnified}}}, {"Merix", {{kUnified}}}}, 8, 0},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rule, GpuFilterSelection, testing::ValuesIn(kSelections),

@@ -21,7 +21,6 @@ using testing::IsEmpty;
 using tests::countCalls;
 using tests::GuardedBuffer;
 using tests::LogLines;
-using tests::OpenClCall;
 using tests::OpenClTestLayer;
 using tests::openClTestLayer;
 using tests::Picture;

@@ -76,11 +76,12 @@ private:
     const void* value;
     cl_int missing;
   };
+  static constexpr std::size_t kHandleBytes = sizeof(void*);
   static KernelArgument argument(const cl::Memory& memory) {
-    return {sizeof memory(), &memory(), memory() == nullptr ? CL_INVALID_MEM_OBJECT : CL_SUCCESS};
+    return {kHandleBytes, &memory(), memory() == nullptr ? CL_INVALID_MEM_OBJECT : CL_SUCCESS};
   }
   static KernelArgument argument(const cl::Sampler& sampler) {
-    return {sizeof sampler(), &sampler(), sampler() == nullptr ? CL_INVALID_SAMPLER : CL_SUCCESS};
+    return {kHandleBytes, &sampler(), sampler() == nullptr ? CL_INVALID_SAMPLER : CL_SUCCESS};
   }
   static KernelArgument argument(const std::int32_t& number) { return {sizeof number, &number, CL_SUCCESS}; }
 

@@ -11,12 +11,13 @@ namespace {
 // Weights of a Gaussian of standard deviation 5 at the distances -radius .. radius. 0.39894 stands for 1 / sqrt(2 pi), and the
 // sum is not 1: the kernel divides by it.
 std::vector<float> gaussianWeights(std::int32_t radius) {
-  std::vector<float> weights(static_cast<std::size_t>(2 * radius + 1));
-  for (std::int32_t i = 0; i <= radius; ++i) {
+  const auto centre = static_cast<std::size_t>(radius);
+  std::vector<float> weights(2 * centre + 1);
+  for (std::size_t i = 0; i <= centre; ++i) {
     const auto distance = static_cast<float>(i);
     const double weight = std::exp(distance * -0.5 * distance / 25.0) * 0.39894 / 5.0;
-    weights[static_cast<std::size_t>(radius - i)] = static_cast<float>(weight);
-    weights[static_cast<std::size_t>(radius + i)] = static_cast<float>(weight);
+    weights[centre - i] = static_cast<float>(weight);
+    weights[centre + i] = static_cast<float>(weight);
   }
   return weights;
 }

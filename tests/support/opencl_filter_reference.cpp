@@ -76,8 +76,7 @@ Colour blurred(const Image& image, int x, int y, const std::vector<float>& weigh
   Colour sum{};
   for (int i = -kFilterRadius; i <= kFilterRadius; ++i) {
     for (int j = -kFilterRadius; j <= kFilterRadius; ++j) {
-      const float weight =
-          weights[static_cast<std::size_t>(kFilterRadius + j)] * weights[static_cast<std::size_t>(kFilterRadius + i)];
+      const float weight = weights.at(kFilterRadius + j) * weights.at(kFilterRadius + i);
       const Colour pixel = image.at(x + i, y + j);
       for (std::size_t c = 0; c < 4; ++c) {
         sum[c] += weight * pixel[c];
