@@ -6,16 +6,17 @@
 #include "safe_output.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <iomanip>
 #include <iostream>
+#include <sstream>
 
 namespace vorin::stylize {
 namespace {
 
 std::string millisecondsText(double elapsed_ms) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f", elapsed_ms);
-  return text;
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(1) << elapsed_ms;
+  return text.str();
 }
 
 // The drawing as the user gets told about it.

@@ -12,8 +12,12 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 bool textAt(Bytes file, std::size_t offset, std::string_view text) {
-  return file.size() >= offset + text.size() && std::equal(text.begin(), text.end(), file.begin() + offset,
-                                                           [](char a, auto b) { return static_cast<std::uint8_t>(a) == b; });
+  if (file.size() < offset + text.size()) {
+    return false;
+  }
+  const Bytes found = file.subspan(offset, text.size());
+  return std::equal(text.begin(), text.end(), found.begin(),
+                    [](char letter, std::uint8_t byte) { return static_cast<std::uint8_t>(letter) == byte; });
 }
 
 // Callers have compared the offset with the size.

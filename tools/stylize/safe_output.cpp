@@ -93,8 +93,8 @@ SafeOutput::SafeOutput(const fs::path& output, bool overwrite)
 }
 
 SafeOutput::~SafeOutput() {
-  if (file_ != nullptr) {
-    file_.reset();
+  file_.reset();
+  if (!committed_) {
     std::error_code ignored;
     fs::remove(temporary_, ignored);
   }
@@ -103,7 +103,7 @@ SafeOutput::~SafeOutput() {
 void SafeOutput::commit(std::span<const std::uint8_t> content) {
   const bool written =
       std::fwrite(content.data(), 1, content.size(), file_.get()) == content.size() && std::fflush(file_.get()) == 0;
-  if (!written) {
+  if (!written || std::fclose(file_.release()) != 0) {
     throw unwritable(output_, "cannot be written (" + errnoText() + "): make room or choose another folder");
   }
   try {
@@ -115,7 +115,7 @@ void SafeOutput::commit(std::span<const std::uint8_t> content) {
   } catch (const fs::filesystem_error& error) {
     throw unwritable(output_, "cannot be written (" + error.code().message() + "): choose another name");
   }
-  file_.reset(); // nothing left to remove
+  committed_ = true;
 }
 
 } // namespace vorin::stylize

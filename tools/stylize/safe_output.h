@@ -28,7 +28,7 @@ public:
 
 private:
   struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
 
   std::filesystem::path output_;
@@ -36,6 +36,7 @@ private:
   std::filesystem::path temporary_;
   RemovedWhenCancelled removed_when_cancelled_; // before the file is made: no moment without it
   std::unique_ptr<std::FILE, FileCloser> file_;
+  bool committed_ = false;
 };
 
 } // namespace vorin::stylize

@@ -56,9 +56,9 @@ void handleCancellation() {
     }
   }
   // The OpenCL compiler ends the process by itself when it is out of space.
-  std::atexit(removeFile);
+  static_cast<void>(std::atexit(removeFile));
   // A file that outgrows a limit of the shell then ends as a write error, not as a killed process that leaves its file behind.
-  std::signal(SIGXFSZ, SIG_IGN);
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   const sigset_t signals = cancellingSignals();
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }

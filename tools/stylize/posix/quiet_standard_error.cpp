@@ -11,7 +11,7 @@ QuietStandardError::QuietStandardError() : saved_(-1) {
   if (nowhere < 0) {
     return;
   }
-  std::fflush(stderr);
+  static_cast<void>(std::fflush(stderr));
   saved_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (saved_ >= 0) {
     dup2(nowhere, STDERR_FILENO);
@@ -21,7 +21,7 @@ QuietStandardError::QuietStandardError() : saved_(-1) {
 
 QuietStandardError::~QuietStandardError() {
   if (saved_ >= 0) {
-    std::fflush(stderr);
+    static_cast<void>(std::fflush(stderr));
     dup2(saved_, STDERR_FILENO);
     close(saved_);
   }
