@@ -32,6 +32,8 @@ template <typename Step> bool succeeds(const Step& step) {
   return false;
 }
 
+std::uint32_t squared(std::uint32_t edge) { return edge * edge; }
+
 std::int32_t raisedToMultiple(std::int32_t size, std::int32_t edge) {
   const std::int32_t rest = size % edge;
   return rest == 0 ? size : size + edge - rest;
@@ -94,7 +96,7 @@ void GpuFilterEngine::computeWorkGroupEdge() {
   device_.getInfo(CL_DEVICE_MAX_WORK_GROUP_SIZE, &max_work_group_items);
   auto edge = static_cast<std::uint32_t>(work_group_edge_);
   // Starting over from an edge of 0 must not loop for ever.
-  while (edge != 0 && static_cast<std::size_t>(edge * edge) < max_work_group_items) {
+  while (edge != 0 && squared(edge) < max_work_group_items) {
     edge *= 2;
   }
   work_group_edge_ = static_cast<std::int32_t>(edge / 2);
