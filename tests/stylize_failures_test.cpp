@@ -107,7 +107,7 @@ protected:
     }
     claimAbsurdSize(run_.photo("absurd.png", {9, 9}));
     damage(run_.photo("damaged.png", {61, 47}));
-    std::ofstream(run_.file("empty.png"));
+    std::ofstream(run_.file("empty.png")).close();
     std::ofstream(run_.file("text.jpg")) << "not a picture, however long this text may be: it begins like none of them\n";
     std::filesystem::create_directory(run_.file("folder.png"));
     std::filesystem::create_symlink("/dev/null", run_.file("device.png"));

@@ -45,7 +45,7 @@ protected:
     return bytes;
   }
   std::filesystem::path stored(const std::vector<std::uint8_t>& bytes, std::size_t count) const {
-    const std::filesystem::path path = run_.folder() / ("photo" + GetParam().extension);
+    std::filesystem::path path = run_.folder() / ("photo" + GetParam().extension);
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(count));
     return path;
   }

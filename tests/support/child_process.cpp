@@ -34,7 +34,7 @@ std::string contentOf(int descriptor) {
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& arguments, const ChildSetting& setting) {
   // What a signal does must not depend on how the tests were started.
-  std::signal(SIGINT, SIG_DFL);
+  static_cast<void>(std::signal(SIGINT, SIG_DFL));
   for (const auto& [name, value] : setting.variables) {
     value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
   }

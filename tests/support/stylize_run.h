@@ -12,8 +12,8 @@
 
 namespace vorin::tests {
 
-// A reproducible photo: soft colours, hard edges and grain. Each 2 x 2 pixels have one colour, so that the formats in which neighbours
-// share colour lose nothing by it.
+// A reproducible photo: soft colours, hard edges and grain. Each 2 x 2 pixels have one colour, so that the formats in which
+// neighbours share colour lose nothing by it.
 cv::Mat makePhoto(cv::Size size);
 
 std::vector<std::string> linesOf(const std::string& text);
