@@ -1,5 +1,6 @@
 #include "gpufilters/displacement_tables.h"
 
+#include <algorithm>
 #include <array>
 
 namespace vorin::gpufilters {
@@ -20,53 +21,52 @@ struct AffineState {
 constexpr AffineState kAfterOneCall = AffineState{1, 0}.next();
 constexpr AffineState kAfterTwoCalls = kAfterOneCall.next();
 
-// Entries filled in one step. A loop of known length over a block is what the compiler turns into vector code without options.
+// The byte of a state that a draw uses starts at bit 16. Seeds this far apart therefore give states whose lower bits agree, and
+// bytes that differ by the low byte of the factor, whatever the seed: the bytes of one period give all others by addition.
+constexpr std::size_t kPeriod = 1U << 16;
+
+// Entries filled in one step. A loop of known length is what the compiler turns into vector code without being told to.
 constexpr std::size_t kBlock = 64;
 
-using StateSteps = std::array<std::uint32_t, kBlock>;
-
-constexpr StateSteps stepsWithinBlock(std::uint32_t factor) {
-  StateSteps steps{};
-  for (std::uint32_t i = 0; i < kBlock; ++i) {
-    steps[i] = i * factor;
+std::vector<std::uint8_t> bytesOfFirstPeriod(AffineState state) {
+  std::vector<std::uint8_t> bytes(kPeriod);
+  std::uint32_t value = state.offset;
+  for (std::uint8_t& byte : bytes) {
+    byte = static_cast<std::uint8_t>(value >> 16);
+    value += state.factor;
   }
-  return steps;
+  return bytes;
 }
 
-// Remainders of bytes by multiplication: for a byte and the reciprocal rounded up, the error of the quotient stays below the
-// distance to the next whole number.
-class ByteRemainder {
-public:
-  explicit ByteRemainder(int divisor)
-      : divisor_(static_cast<std::uint16_t>(divisor)), reciprocal_(static_cast<std::uint16_t>((0xFFFF + divisor) / divisor)) {}
+using Block = std::array<std::uint8_t, kBlock>;
 
-  std::uint8_t operator()(std::uint16_t byte) const {
-    const auto quotient = static_cast<std::uint16_t>((static_cast<std::uint32_t>(byte) * reciprocal_) >> 16);
-    return static_cast<std::uint8_t>(byte - quotient * divisor_);
+// Long division in base 2, keeping the remainders only: a byte that is too small for a subtraction wraps round to a larger one,
+// so the minimum subtracts where it fits. No byte is changed by a divisor above 255.
+void takeRemainders(Block& block, int divisor) {
+  int step = divisor;
+  while (2 * step <= 0xFF) {
+    step *= 2;
   }
-
-private:
-  std::uint16_t divisor_;
-  std::uint16_t reciprocal_;
-};
-
-void fillBlock(std::uint8_t* block, std::uint32_t first_state, const StateSteps& steps, ByteRemainder remainder) {
-  for (std::size_t i = 0; i < kBlock; ++i) {
-    const std::uint32_t state = first_state + steps[i];
-    block[i] = remainder(static_cast<std::uint16_t>((state >> 16) & 0xFF));
+  for (; step >= divisor && step <= 0xFF; step /= 2) {
+    for (std::uint8_t& byte : block) {
+      byte = std::min(byte, static_cast<std::uint8_t>(byte - step));
+    }
   }
 }
 
 std::vector<std::uint8_t> buildTable(std::size_t entries, AffineState state, int divisor) {
   const std::size_t blocks = (entries + kBlock - 1) / kBlock;
   std::vector<std::uint8_t> table(blocks * kBlock);
-  if (divisor > 1) { // everything is 0 modulo 1, as the table is already
-    const StateSteps steps = stepsWithinBlock(state.factor);
-    const ByteRemainder remainder(divisor);
-    for (std::size_t block = 0; block < blocks; ++block) {
-      const auto seed = static_cast<std::uint32_t>(block * kBlock); // 32 bits, as srand takes it
-      fillBlock(&table[block * kBlock], seed * state.factor + state.offset, steps, remainder);
+  const std::vector<std::uint8_t> bytes = bytesOfFirstPeriod(state);
+  for (std::size_t first = 0; first < table.size(); first += kBlock) {
+    const auto shift = static_cast<std::uint8_t>(first / kPeriod * state.factor);
+    Block block;
+    std::copy_n(&bytes[first % kPeriod], kBlock, block.begin());
+    for (std::uint8_t& byte : block) {
+      byte = static_cast<std::uint8_t>(byte + shift);
     }
+    takeRemainders(block, divisor);
+    std::copy(block.begin(), block.end(), &table[first]);
   }
   table.resize(entries);
   return table;

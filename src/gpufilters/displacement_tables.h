@@ -17,7 +17,7 @@ struct DisplacementTables {
   std::vector<std::uint8_t> y;
 };
 
-// filter_radius is 0 to 32767. The low values are slightly more frequent than the high ones; that is part of the look.
+// filter_radius is 0 or more. The low values are slightly more frequent than the high ones; that is part of the look.
 DisplacementTables buildDisplacementTables(std::size_t entries, int filter_radius);
 
 } // namespace vorin::gpufilters

@@ -1,0 +1,26 @@
+// The benchmarks' names: the rows of the ratio table refer to them.
+#pragma once
+
+namespace vorin::bench {
+
+constexpr const char* kCopyKernel = "kernel/copy_image";
+constexpr const char* kPencilSketchKernel = "kernel/pencil_sketch";
+constexpr const char* kPlainPencilSketchKernel = "kernel/plain_pencil_sketch";
+constexpr const char* kStipplingKernel = "kernel/stippling";
+constexpr const char* kPlainStipplingKernel = "kernel/plain_stippling";
+
+constexpr const char* kTables = "tables/library";
+constexpr const char* kPlainTables = "tables/plain_loop";
+
+constexpr const char* kFrameBeyondKernel = "frame/pencil_sketch_beyond_kernel";
+constexpr const char* kFrameCopy = "frame/memcpy";
+
+constexpr const char* kNeuralToNv12 = "output/neural_nv12";
+constexpr const char* kNeuralToYuy2 = "output/neural_yuy2";
+constexpr const char* kFilterToNv12 = "output/filter_nv12";
+constexpr const char* kFilterToYuy2 = "output/filter_yuy2";
+constexpr const char* kColourBgrToI420 = "output/colour_only_bgr_i420";
+constexpr const char* kColourBgraToI420 = "output/colour_only_bgra_i420";
+constexpr const char* kColourRgbToYuv = "output/colour_only_rgb_yuv";
+
+} // namespace vorin::bench
