@@ -1,3 +1,5 @@
+cmake_minimum_required(VERSION 3.25)
+
 # Fails unless the library exports exactly the lists below, and finds its own libraries by RUNPATH and not by RPATH.
 set(expected
     _ZN10SttFactory6CreateEPP12SttInterface
