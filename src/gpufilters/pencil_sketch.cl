@@ -10,9 +10,6 @@
 #define EACH_TAP(DO) DO(0) DO(1) DO(2) DO(3) DO(4) DO(5) DO(6) DO(7) DO(8)
 #define TAPS (2 * HALO + 1)
 
-// Largest edge that the host's rule can choose; only the per-column and per-row factors are kept for all of it.
-#define MAX_EDGE 64
-
 // The weights around the centre, divided by their sum: the blur is then the plain weighted sum. Radii above HALO, for which the
 // tile has no room, lose their outer taps.
 INLINE void normaliseWeights(__local float* weights, __constant float* filter, int radius) {
@@ -35,11 +32,11 @@ INLINE float vignetteFactor(int position, int size) {
 
 INLINE void prepareColumnsAndRows(__local float* column_vignette, __local float* row_vignette, __local int* inner_column,
                                   __local int* inner_row, int width, int height) {
-  if (get_local_id(1) == 0) {
+  if (hasTile() && get_local_id(1) == 0) {
     column_vignette[get_local_id(0)] = vignetteFactor((int)get_global_id(0), width);
     inner_column[get_local_id(0)] = isInner((int)get_global_id(0), width);
   }
-  if (get_local_id(0) == 0) {
+  if (hasTile() && get_local_id(0) == 0) {
     row_vignette[get_local_id(1)] = vignetteFactor((int)get_global_id(1), height);
     inner_row[get_local_id(1)] = isInner((int)get_global_id(1), height);
   }
@@ -107,7 +104,7 @@ INLINE void sketchTile(__local float* gray, __local const uint* tile, __local co
 
 // One pixel straight from the image, for work-groups too large for a tile.
 INLINE float sketchImage(__read_only image2d_t image, sampler_t sampler, __local const float* weights, int x, int y, int width,
-                         int height, float vignette) {
+                         int height) {
   float3 blurred = (float3)(0.0f, 0.0f, 0.0f);
   for (int dy = -HALO; dy <= HALO; ++dy)
     for (int dx = -HALO; dx <= HALO; ++dx) {
@@ -121,7 +118,7 @@ INLINE float sketchImage(__read_only image2d_t image, sampler_t sampler, __local
   return sketch(lightenChannel(blurred.x, pixel, RED_SHIFT, RED_LUMA) +
                     lightenChannel(blurred.y, pixel, GREEN_SHIFT, GREEN_LUMA) +
                     lightenChannel(blurred.z, pixel, BLUE_SHIFT, BLUE_LUMA),
-                vignette, edge);
+                vignetteFactor(x, width) * vignetteFactor(y, height), edge);
 }
 
 // input_width and input_height are those of the frame, not of the padded image: taps are clamped to the frame, so the right and
@@ -134,10 +131,10 @@ __kernel void pencil_sketch(__read_only image2d_t src, __write_only image2d_t ds
   __local float green_rows[TILE_PITCH * TILE_EDGE];
   __local float blue_rows[TILE_PITCH * TILE_EDGE];
   __local float gray[TILE_EDGE * TILE_EDGE];
-  __local float column_vignette[MAX_EDGE];
-  __local float row_vignette[MAX_EDGE];
-  __local int inner_column[MAX_EDGE];
-  __local int inner_row[MAX_EDGE];
+  __local float column_vignette[TILE_EDGE];
+  __local float row_vignette[TILE_EDGE];
+  __local int inner_column[TILE_EDGE];
+  __local int inner_row[TILE_EDGE];
   __local float weights[TAPS];
 
   normaliseWeights(weights, filter, filterRadius);
@@ -157,8 +154,7 @@ __kernel void pencil_sketch(__read_only image2d_t src, __write_only image2d_t ds
   const int2 p = (int2)((int)get_global_id(0), (int)get_global_id(1));
   if (p.x < input_width && p.y < input_height) {
     const float value = hasTile() ? gray[(int)get_local_id(1) * TILE_EDGE + (int)get_local_id(0)]
-                                  : sketchImage(src, sampler, weights, p.x, p.y, input_width, input_height,
-                                                column_vignette[get_local_id(0)] * row_vignette[get_local_id(1)]);
+                                  : sketchImage(src, sampler, weights, p.x, p.y, input_width, input_height);
     write_imagef(dst, p, (float4)(value, value, value, 1.0f));
   }
 }
