@@ -52,6 +52,13 @@ def cartoon_network() -> ov.Model:
     return _model(image, picture, "cartoon")
 
 
+def painting_network(style: int) -> ov.Model:
+    """One of the 26 styles as it was trained, with the values of style type 2: -1 to 1."""
+    image, padded = _image_input()
+    painted = _repainted(padded, {style: 1.0})
+    return _model(image, ops.subtract(ops.multiply(painted, np.float32(2.0)), np.float32(1.0)), f"style_{style}")
+
+
 def _image_input() -> tuple[ov.Node, ov.Node]:
     """The network's input, and the same image with its sides made multiples of 4."""
     image = ops.parameter([1, 3, -1, -1], np.float32, name="input")

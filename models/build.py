@@ -1,0 +1,112 @@
+"""Builds the demo networks under the names that the library asks for, each 8-bit twin measured before it counts as built.
+
+Usage: build.py FOLDER. The folder afterwards holds an .xml and a .bin file for each network of `NETWORKS` and for each twin.
+"""
+
+from __future__ import annotations
+
+import sys
+import time
+from collections.abc import Callable
+from dataclasses import dataclass
+from pathlib import Path
+
+import numpy as np
+import openvino as ov
+from calibration import calibration_pairs, calibration_photos, held_out_pairs, held_out_photos
+from fixed_style import cartoon_network, light_grey_network
+from fuse_transfer import transfer_network
+from library_way import content_planes, stretched_picture, style_planes, symmetric_planes, transfer_picture
+from quantise import Inputs, quantised, twin_psnr
+
+# A twin whose worst held-out picture falls below this is not shipped.
+LEAST_PSNR_DB = 30.0
+
+
+@dataclass(frozen=True)
+class Network:
+    """One network of the package; `samples` is None where the library never asks for an 8-bit twin."""
+
+    name: str
+    build: Callable[[], ov.Model]
+    samples: Callable[[], tuple[list[Inputs], list[Inputs]]] | None = None
+    picture: Callable[[np.ndarray], np.ndarray] = transfer_picture
+
+
+def _transfer_samples(size: int) -> tuple[list[Inputs], list[Inputs]]:
+    """Calibration and held-out samples of a square transfer network."""
+
+    def inputs(pairs: list[tuple[np.ndarray, np.ndarray]]) -> list[Inputs]:
+        return [{"input_content": content_planes(c), "input_style": style_planes(s)} for c, s in pairs]
+
+    return inputs(calibration_pairs(size, size, size)), inputs(held_out_pairs(size, size, size))
+
+
+def _fixed_samples() -> tuple[list[Inputs], list[Inputs]]:
+    """Calibration and held-out samples of the light-grey network, at its default size."""
+
+    def inputs(images: list[np.ndarray]) -> list[Inputs]:
+        return [{"input": symmetric_planes(image)} for image in images]
+
+    return inputs(calibration_photos(960, 540)), inputs(held_out_photos(960, 540))
+
+
+NETWORKS = (
+    Network(
+        "ensemble_out_r31_512_retrained_autoencoder",
+        lambda: transfer_network(512, 512, style_size=512),
+        lambda: _transfer_samples(512),
+    ),
+    Network(
+        "ensemble_out_r31_256_retrained_autoencoder",
+        lambda: transfer_network(256, 256, style_size=256),
+        lambda: _transfer_samples(256),
+    ),
+    Network(
+        "ensemble_out_r31_c540p_s512_retrained_autoencoder",
+        lambda: transfer_network(540, 960, style_size=512),
+    ),
+    Network("model_lightgrey_v19", light_grey_network, _fixed_samples, stretched_picture),
+    Network("cartoon_model_slim5", cartoon_network),
+)
+
+
+def build_network(network: Network, folder: Path) -> None:
+    """Writes one network and, where the library asks for it, its measured 8-bit twin."""
+    started = time.monotonic()
+    model = network.build()
+    float_file = folder / f"{network.name}.xml"
+    ov.save_model(model, float_file)
+    report = f"{network.name}: {_size_text(float_file)}"
+    if network.samples is not None:
+        calibration, held_out = network.samples()
+        twin_file = folder / f"{network.name}_int8.xml"
+        ov.save_model(quantised(model, calibration), twin_file)
+        figures = twin_psnr(float_file, twin_file, held_out, network.picture)
+        report += (
+            f"; int8 twin {_size_text(twin_file)}, calibrated on {len(calibration)} samples, PSNR against float on "
+            f"{len(figures)} held-out ones: worst {min(figures):.1f} dB, mean {np.mean(figures):.1f} dB"
+        )
+        if min(figures) < LEAST_PSNR_DB:
+            raise RuntimeError(f"{report}: below {LEAST_PSNR_DB:.0f} dB, so it is not shipped")
+    print(f"{report} ({time.monotonic() - started:.0f} s)", flush=True)
+
+
+def _size_text(file: Path) -> str:
+    total_bytes = file.stat().st_size + file.with_suffix(".bin").stat().st_size
+    return f"{total_bytes / 1e6:.1f} MB"
+
+
+def main(arguments: list[str]) -> int:
+    if len(arguments) != 1:
+        print("usage: build.py FOLDER", file=sys.stderr)
+        return 2
+    folder = Path(arguments[0])
+    folder.mkdir(parents=True, exist_ok=True)
+    for network in NETWORKS:
+        build_network(network, folder)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
