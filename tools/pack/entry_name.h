@@ -1,0 +1,23 @@
+// entry_name.h: names of package entries, which are bytes of anyone's making: what of them is safe to show and to use as a file
+// name.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace vorin::pack {
+
+// The name in quotes on one line: control characters as \x1B.
+std::string quoted(const std::string& name);
+
+// The same for the name of a file.
+std::string quotedPath(const std::filesystem::path& file);
+
+// The name as a JSON string, quotes included. A name that is not UTF-8 is read as Latin-1.
+std::string jsonText(const std::string& name);
+
+// Why the name cannot be a file's name in a folder: empty, a separator of any system, a step up, a control character. Empty if it
+// can.
+std::string unusableAsFileName(const std::string& name);
+
+} // namespace vorin::pack

@@ -1,0 +1,116 @@
+#include "network_source.h"
+
+#include "cancellation.h"
+#include "entry_name.h"
+#include "failure.h"
+#include "onnx_to_ir.h"
+#include "temporary_folder.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <fstream>
+#include <sstream>
+
+namespace vorin::pack {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string lowerCaseExtension(const fs::path& file) {
+  std::string extension = file.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+  return extension;
+}
+
+} // namespace
+
+bool isNetworkName(const fs::path& file) {
+  const std::string extension = lowerCaseExtension(file);
+  return extension == ".xml" || extension == ".onnx";
+}
+
+void requireFile(const fs::path& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (!fs::exists(status)) {
+    throw Failure(quotedPath(file) + " does not exist: check the name");
+  }
+  if (!fs::is_regular_file(status)) {
+    throw Failure(quotedPath(file) + " is not a file: name a file");
+  }
+}
+
+bool looksLikeIr(const fs::path& file) {
+  constexpr std::size_t kHeadBytes = 4096;
+  std::array<char, kHeadBytes> head{};
+  std::ifstream stream(file, std::ios::binary);
+  stream.read(head.data(), head.size());
+  return std::string_view(head.data(), static_cast<std::size_t>(stream.gcount())).find("<net") != std::string_view::npos;
+}
+
+std::string runtimeReason(const std::exception& error) {
+  std::istringstream lines(error.what());
+  std::string reason = "no reason given";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find_first_not_of(" \t\r") != std::string::npos && line.rfind("Exception from", 0) != 0) {
+      reason = line;
+    }
+  }
+  return reason;
+}
+
+NetworkSource::NetworkSource(bool half_precision) : half_precision_(half_precision) {}
+
+NetworkSource::~NetworkSource() = default;
+
+NetworkFiles NetworkSource::load(const fs::path& file) {
+  throwIfCancelled();
+  const auto known = loaded_.find(file);
+  if (known != loaded_.end()) {
+    return known->second;
+  }
+  if (!isNetworkName(file)) {
+    throw Failure(quotedPath(file) +
+                  " is not a network, an .xml or .onnx file: leave it out (weights come by themselves), or pack it as it is with "
+                  "--name ENTRY=FILE");
+  }
+  requireFile(file);
+  const NetworkFiles files = lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
+  loaded_[file] = files;
+  return files;
+}
+
+NetworkFiles NetworkSource::loadIr(const fs::path& file) {
+  const fs::path weights = fs::path(file).replace_extension(".bin");
+  if (!fs::is_regular_file(weights)) {
+    throw Failure(quotedPath(file) + " has no weights: put '" + weights.filename().string() + "' beside it");
+  }
+  if (!looksLikeIr(file)) {
+    throw Failure(quotedPath(file) + " is not a network in OpenVINO's IR: export it as that or as ONNX");
+  }
+  try {
+    core_.read_model(file.string(), weights.string());
+  } catch (const std::exception& error) {
+    throw Failure(quotedPath(file) + " is not a network that the runtime can read (" + runtimeReason(error) +
+                  "): export it anew as OpenVINO IR or ONNX");
+  }
+  return {file, weights};
+}
+
+NetworkFiles NetworkSource::convertOnnx(const fs::path& file) {
+  if (!converted_) {
+    converted_ = std::make_unique<TemporaryFolder>();
+  }
+  const fs::path network = converted_->path() / (std::to_string(loaded_.size()) + ".xml");
+  try {
+    convertOnnxToIr(file, network, half_precision_);
+  } catch (const std::exception& error) {
+    throw Failure(quotedPath(file) + " is not an ONNX network that the runtime can convert (" + runtimeReason(error) +
+                  "): export it anew, or convert it with OpenVINO's own tools and pack the IR");
+  }
+  return {network, fs::path(network).replace_extension(".bin")};
+}
+
+} // namespace vorin::pack

@@ -1,0 +1,21 @@
+// package_writer.h: files put together as a packed model file, whose format src/modelpack/model_package_reader.h describes.
+//
+// The directory comes first, then the files one after the other, streamed. A file that is packed under several names lies in the
+// package once, and their records share it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vorin::pack {
+
+struct PackedFile {
+  std::string entry_name;
+  std::filesystem::path file;
+};
+
+// Throws a Failure for a name or a file that the format or the library cannot hold, and leaves no package then.
+void writePackage(const std::vector<PackedFile>& files, const std::filesystem::path& package, bool overwrite);
+
+} // namespace vorin::pack
