@@ -158,10 +158,10 @@ TEST(StylizeFailures, ProgramWithoutItsStandInsSaysSo) {
   const StylizeRun run;
   const std::string lonely = run.file("lonely");
   std::filesystem::copy_file(StylizeRun::program(), lonely);
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.variables["LD_LIBRARY_PATH"] = std::filesystem::path(StylizeRun::program()).parent_path().string();
   const ChildResult result =
-      ChildProcess({lonely, run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"},
-                   StylizeRun::withoutGpu())
-          .wait();
+      ChildProcess({lonely, run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting).wait();
   EXPECT_EQ(result.exit_status, 4);
   ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
   EXPECT_NE(result.standard_error.find("softgpu"), std::string::npos) << result.standard_error;
