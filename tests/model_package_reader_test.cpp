@@ -1,0 +1,215 @@
+// Reading one entry of a package: which record counts, what its numbers may be, and what a damaged package, an unusable target
+// and the log get. The packages are bytes that the test puts together itself.
+#include "core/log.h"
+#include "modelpack/model_package_reader.h"
+#include "support/package_bytes.h"
+#include "support/test_environment.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+
+namespace vorin::modelpack {
+namespace {
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+using namespace tests;
+
+constexpr auto kWritten = PackageStatus::kWritten;
+constexpr auto kNoSuchEntry = PackageStatus::kNoSuchEntry;
+constexpr auto kError = PackageStatus::kError;
+constexpr std::uint32_t kMaxSize = 0x40000000;
+
+const char* const kNoLine = "";
+const char* const kTooBig = "====== sdk: [E] the file size is too big\n";
+const char* const kNoSeek = "====== sdk: [E] unpack file error\n";
+
+class ModelPackageReaderTest : public testing::Test {
+protected:
+  ModelPackageReaderTest() { openLog(); }
+  ~ModelPackageReaderTest() override {
+    const LogSetting off(0);
+    openLog();
+  }
+
+  std::string path(const std::string& name) const { return (folder_.path() / name).string(); }
+  std::string target() const { return path("target"); }
+
+  // Puts the package down, asks for the entry, and expects the status, the log, and a target file only after success.
+  void expectReading(const std::string& package, const std::string& entry_name, PackageStatus status,
+                     const std::string& log = "") {
+    writeFile(path("package"), package);
+    std::filesystem::remove(target());
+    CaptureStderr();
+    EXPECT_EQ(ModelPackageReader(std::filesystem::path(path("package")).wstring(), entry_name, target()), status);
+    EXPECT_EQ(GetCapturedStderr(), log);
+    EXPECT_EQ(std::filesystem::exists(target()), status == kWritten);
+  }
+
+private:
+  LogSetting log_setting_{1};
+  TemporaryFolder folder_;
+};
+
+TEST_F(ModelPackageReaderTest, UnscramblesEntriesOfAnySizeAnywhereInTheFile) {
+  const std::vector<std::size_t> sizes = {0, 1, 63, 64, 65, 4095, 4096, 4097, 8192, 10007};
+  std::vector<NamedContent> entries;
+  for (const std::size_t size : sizes) {
+    entries.push_back({"entry" + std::to_string(size), randomBytes(size, 7)});
+  }
+  for (const NamedContent& entry : entries) {
+    expectReading(packageBytes(entries), entry.name, kWritten);
+    EXPECT_EQ(readFile(target()), entry.content) << entry.name;
+  }
+  // Out of order, with a gap, overlapping, and down to the directory's own first byte.
+  const std::string data = randomBytes(100, 8);
+  const std::string directory = recordBytes("late", 10, 100 + 80) + recordBytes("early", 50, 100) +
+                                recordBytes("across", 50, 100 + 45) + recordBytes("directory", 5, 0) + recordBytes("", 0, 0);
+  ASSERT_LT(directory.size(), 100U);
+  const std::string package = directory + std::string(100 - directory.size(), 'g') + data;
+  const std::vector<NamedContent> wanted = {{"late", scrambled(data.substr(80, 10))},
+                                            {"early", scrambled(data.substr(0, 50))},
+                                            {"across", scrambled(data.substr(45, 50))},
+                                            {"directory", scrambled(std::string("late\0", 5))}};
+  for (const NamedContent& entry : wanted) {
+    expectReading(package, entry.name, kWritten);
+    EXPECT_EQ(readFile(target()), entry.content) << entry.name;
+  }
+}
+
+TEST_F(ModelPackageReaderTest, TakesTheFirstRecordOfExactlyThatName) {
+  const std::string package = packageBytes({{"Net.xml", "case"},
+                                            {"net.xm", "prefix"},
+                                            {"net.xml2", "longer"},
+                                            {" net.xml", "blank"},
+                                            {"folder/net.xml", "folder"},
+                                            {"net.xml", "wanted"},
+                                            {"net.xml", "second"}});
+  expectReading(package, "net.xml", kWritten);
+  EXPECT_EQ(readFile(target()), "wanted");
+  for (const char* const missing : {"NET.XML", "net", "et.xml", "net.xml ", "net.xml23", "x"}) {
+    expectReading(package, missing, kNoSuchEntry);
+  }
+  expectReading(package, std::string("net.xml\0", 8), kNoSuchEntry);
+}
+
+TEST_F(ModelPackageReaderTest, ReadsNamesOf1023BytesAndNoLongerOnes) {
+  const std::string longest(1023, 'n');
+  expectReading(packageBytes({{longest, "found"}, {"after", "too"}}), longest, kWritten);
+  EXPECT_EQ(readFile(target()), "found");
+  expectReading(packageBytes({{longest, "found"}, {"after", "too"}}), "after", kWritten);
+  const std::string too_long(1024, 'n');
+  expectReading(packageBytes({{too_long, "found"}, {"after", "too"}}), too_long, kError);
+  expectReading(packageBytes({{too_long, "found"}, {"after", "too"}}), "after", kError);
+  expectReading(std::string(100000, 'n'), "n", kError);
+}
+
+TEST_F(ModelPackageReaderTest, RefusesASizeAboveOneGibibyteInAnyRecordUpToTheWantedOne) {
+  struct Case {
+    std::string package;
+    PackageStatus status;
+    const char* log;
+  };
+  const auto around = [](std::uint32_t before, std::uint32_t wanted, std::uint32_t wanted_offset, std::uint32_t after) {
+    return recordBytes("before", before, 0) + recordBytes("wanted", wanted, wanted_offset) + recordBytes("after", after, 0) +
+           recordBytes("", 0, 0);
+  };
+  const std::vector<Case> cases = {
+      {around(kMaxSize, 0, 0, 0), kWritten, kNoLine},
+      {around(kMaxSize + 1, 0, 0, 0), kError, kTooBig},
+      {around(0xFFFFFFFF, 0, 0, 0), kError, kTooBig},
+      {around(0, kMaxSize, 0xFFFFFFFF, 0), kError, kNoSeek}, // the size is accepted, the offset is not
+      {around(0, kMaxSize + 1, 0, 0), kError, kTooBig},
+      {around(0, 0, 0, kMaxSize + 1), kWritten, kNoLine},
+      {recordBytes("other", 0, 0) + recordBytes("", kMaxSize, 0), kNoSuchEntry, kNoLine},
+      {recordBytes("other", 0, 0) + recordBytes("", kMaxSize + 1, 0), kError, kTooBig},
+  };
+  for (std::size_t index = 0; index < cases.size(); ++index) {
+    SCOPED_TRACE(index);
+    expectReading(cases[index].package, "wanted", cases[index].status, cases[index].log);
+  }
+}
+
+TEST_F(ModelPackageReaderTest, EndsWithAnErrorWhereverTheDirectoryBreaksOff) {
+  const std::string directory = recordBytes("first", 0, 0) + recordBytes("last", 0, 0) + recordBytes("", 0, 0);
+  const std::size_t last_ends_at = recordBytes("first", 0, 0).size() + recordBytes("last", 0, 0).size();
+  for (std::size_t length = 0; length <= directory.size(); ++length) {
+    SCOPED_TRACE(length);
+    expectReading(directory.substr(0, length), "missing", length < directory.size() ? kError : kNoSuchEntry);
+    expectReading(directory.substr(0, length), "last", length < last_ends_at ? kError : kWritten);
+  }
+}
+
+TEST_F(ModelPackageReaderTest, MatchesTheClosingRecordWithAnEmptyName) {
+  const std::string directory = recordBytes("net.xml", 3, 0);
+  const auto closing_offset = static_cast<std::uint32_t>(directory.size() + 9);
+  expectReading(directory + recordBytes("", 6, closing_offset) + scrambled("ending"), "", kWritten);
+  EXPECT_EQ(readFile(target()), "ending");
+  expectReading(directory + recordBytes("", 0, 0), "", kWritten);
+  EXPECT_EQ(readFile(target()), "");
+}
+
+TEST_F(ModelPackageReaderTest, SeeksBySignedOffsetsAndBeyondTheEndOfTheFile) {
+  for (const std::uint32_t offset : {0U, 50U, 100000U, 0x7FFFFFFFU}) {
+    SCOPED_TRACE(offset);
+    expectReading(recordBytes("empty", 0, offset) + recordBytes("", 0, 0), "empty", kWritten);
+    EXPECT_EQ(readFile(target()), "");
+  }
+  for (const std::uint32_t offset : {0x80000000U, 0xFFFFFFF6U, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(offset);
+    expectReading(recordBytes("net", 0, offset) + recordBytes("", 0, 0), "net", kError, kNoSeek);
+    expectReading(recordBytes("net", 4, offset) + recordBytes("", 0, 0) + "data", "net", kError, kNoSeek);
+  }
+}
+
+TEST_F(ModelPackageReaderTest, FailsWithoutALineForPackagesAndTargetsThatCannotBeOpened) {
+  writeFile(path("package"), packageBytes({{"net.xml", "content"}}));
+  std::filesystem::create_directory(path("folder"));
+  const std::wstring package = std::filesystem::path(path("package")).wstring();
+  CaptureStderr();
+  EXPECT_EQ(ModelPackageReader(std::filesystem::path(path("none")).wstring(), "net.xml", target()), kError);
+  EXPECT_EQ(ModelPackageReader(std::filesystem::path(path("folder")).wstring(), "net.xml", target()), kError);
+  EXPECT_EQ(ModelPackageReader(L"", "net.xml", target()), kError);
+  EXPECT_EQ(ModelPackageReader(package, "net.xml", path("folder")), kError);
+  EXPECT_EQ(ModelPackageReader(package, "net.xml", path("none/target")), kError);
+  EXPECT_EQ(ModelPackageReader(package, "net.xml", ""), kError);
+  EXPECT_EQ(GetCapturedStderr(), kNoLine);
+  EXPECT_FALSE(std::filesystem::exists(target()));
+  EXPECT_TRUE(std::filesystem::is_directory(path("folder")));
+  EXPECT_FALSE(std::filesystem::exists(path("none")));
+}
+
+TEST_F(ModelPackageReaderTest, ReplacesALongerTargetAndLeavesItAloneWithoutAnEntry) {
+  writeFile(path("package"), packageBytes({{"net.xml", "short"}}));
+  writeFile(target(), "much longer than the entry");
+  const std::wstring package = std::filesystem::path(path("package")).wstring();
+  EXPECT_EQ(ModelPackageReader(package, "other.xml", target()), kNoSuchEntry);
+  EXPECT_EQ(readFile(target()), "much longer than the entry");
+  EXPECT_EQ(ModelPackageReader(package, "net.xml", target()), kWritten);
+  EXPECT_EQ(readFile(target()), "short");
+}
+
+TEST_F(ModelPackageReaderTest, ReportsATargetThatCannotTakeTheBytes) {
+  // By a link, so that what the reader removes afterwards is the link and not the device.
+  std::filesystem::create_symlink("/dev/full", target());
+  for (const std::size_t size : {1U, 4096U, 20000U}) {
+    writeFile(path("package"), packageBytes({{"net.xml", randomBytes(size, 3)}}));
+    if (!std::filesystem::is_symlink(target())) {
+      std::filesystem::create_symlink("/dev/full", target());
+    }
+    EXPECT_EQ(ModelPackageReader(std::filesystem::path(path("package")).wstring(), "net.xml", target()), kError) << size;
+    EXPECT_FALSE(std::filesystem::is_symlink(target())) << size;
+  }
+}
+
+TEST_F(ModelPackageReaderTest, OpensPackagesAndTargetsWithNamesBeyondAscii) {
+  writeFile(path("größe 模型.bin"), packageBytes({{"netz_ä.xml", "umlaut"}}));
+  const std::wstring package = std::filesystem::path(path("")).wstring() + L"größe 模型.bin";
+  EXPECT_EQ(ModelPackageReader(package, "netz_ä.xml", path("ziel_ä")), kWritten);
+  EXPECT_EQ(readFile(path("ziel_ä")), "umlaut");
+}
+
+} // namespace
+} // namespace vorin::modelpack

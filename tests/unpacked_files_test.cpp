@@ -1,0 +1,147 @@
+// Entries of a package as files: into the program's folder first, into the folder of last resort second, and away again.
+#include "core/log.h"
+#include "modelpack/unpacked_files.h"
+#include "platform/platform.h"
+#include "support/package_bytes.h"
+#include "support/test_environment.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace vorin::modelpack {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+using namespace tests;
+
+constexpr const char* kEntry = "vorin_unpacked_files_test.xml";
+const fs::path kLastResort = "/var/tmp/temp";
+
+class UnpackedFilesTest : public testing::Test {
+protected:
+  UnpackedFilesTest() : had_last_resort_(fs::exists(kLastResort)) {
+    openLog();
+    clear();
+  }
+
+  ~UnpackedFilesTest() override {
+    clear();
+    std::error_code ignored; // a folder in use stays
+    if (!had_last_resort_) {
+      fs::remove(kLastResort, ignored);
+    }
+    const LogSetting off(0);
+    openLog();
+  }
+
+  // Where this program lies, and may write.
+  static std::string programFolder() { return fs::read_symlink("/proc/self/exe").parent_path().string(); }
+  static std::string programFile() { return programFolder() + "/" + kEntry; }
+  static std::string lastResortFile() { return kLastResort.string() + kEntry; }
+
+  std::wstring package(const std::vector<NamedContent>& entries) const {
+    const fs::path file = folder_.path() / "model_st.bin";
+    writeFile(file.string(), packageBytes(entries));
+    return file.wstring();
+  }
+
+  std::string unpack(const std::wstring& package_path, const std::string& entry_name) {
+    CaptureStderr();
+    std::string path = UnpackModelFile(files_, package_path, entry_name);
+    log_ = GetCapturedStderr();
+    return path;
+  }
+
+  UnpackedFiles files_;
+  std::string log_;
+
+private:
+  static void clear() {
+    fs::remove_all(programFile());
+    fs::remove(lastResortFile());
+  }
+
+  LogSetting log_setting_{1};
+  TemporaryFolder folder_;
+  bool had_last_resort_;
+};
+
+std::string folderLine(const std::string& folder) {
+  return "====== sdk: [I] getWritableFolder: " + folder + "\n";
+}
+
+TEST_F(UnpackedFilesTest, WritesIntoTheProgramsFolderAndDeletesInOrder) {
+  const std::string weights = "vorin_unpacked_files_test.bin";
+  const std::wstring path = package({{kEntry, "network"}, {weights, "weights"}});
+  EXPECT_EQ(unpack(path, kEntry), programFile());
+  EXPECT_EQ(log_, folderLine(programFolder()));
+  EXPECT_EQ(unpack(path, weights), programFolder() + "/" + weights);
+  EXPECT_EQ(readFile(programFile()), "network");
+  EXPECT_EQ(readFile(programFolder() + "/" + weights), "weights");
+  EXPECT_EQ(files_, (UnpackedFiles{programFile(), programFolder() + "/" + weights}));
+
+  fs::remove(programFile());
+  CaptureStderr();
+  DeleteUnpackedFiles(files_);
+  EXPECT_EQ(GetCapturedStderr(), "====== sdk: [V] del " + programFile() + " fail\n====== sdk: [V] del " + programFolder() + "/" +
+                                     weights + " success\n");
+  EXPECT_FALSE(fs::exists(programFolder() + "/" + weights));
+  EXPECT_EQ(files_, UnpackedFiles{});
+}
+
+TEST_F(UnpackedFilesTest, KeepsEntriesWithFoldersInTheirNamesInTheFolder) {
+  for (const std::string before : {"../", "a/b/", "/", "/etc/../", "../../../../"}) {
+    const std::string name = before + kEntry;
+    EXPECT_EQ(unpack(package({{name, before}}), name), programFolder() + "//" + kEntry) << name;
+    EXPECT_EQ(readFile(programFile()), before);
+    DeleteUnpackedFiles(files_);
+    EXPECT_FALSE(fs::exists(programFile()));
+  }
+}
+
+TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
+  fs::create_directory(programFile()); // no file of that name can be made there
+  EXPECT_EQ(unpack(package({{kEntry, "network"}}), kEntry), lastResortFile());
+  EXPECT_EQ(log_, folderLine(programFolder()));
+  EXPECT_EQ(readFile("/var/tmp/tempvorin_unpacked_files_test.xml"), "network");
+  EXPECT_TRUE(fs::is_directory(kLastResort));
+  EXPECT_EQ(files_, UnpackedFiles{lastResortFile()});
+  DeleteUnpackedFiles(files_);
+  EXPECT_FALSE(fs::exists(lastResortFile()));
+}
+
+TEST_F(UnpackedFilesTest, ReportsWhatNeitherFolderGets) {
+  struct Case {
+    const char* what;
+    std::wstring package;
+  };
+  const std::wstring sound = package({{"other.xml", "network"}});
+  for (const Case& wrong : {Case{"no such entry", sound}, Case{"no package", sound + L"x"}}) {
+    EXPECT_EQ(unpack(wrong.package, kEntry), "") << wrong.what;
+    EXPECT_EQ(log_, folderLine(programFolder()) + "====== sdk: [E] unpack file failed.\n") << wrong.what;
+    EXPECT_TRUE(fs::is_directory(kLastResort)) << wrong.what;
+    EXPECT_FALSE(fs::exists(programFile())) << wrong.what;
+    EXPECT_FALSE(fs::exists(lastResortFile())) << wrong.what;
+    EXPECT_EQ(files_, UnpackedFiles{}) << wrong.what;
+  }
+}
+
+TEST_F(UnpackedFilesTest, ReportsALastResortThatCannotBeMade) {
+  std::error_code error;
+  fs::remove(kLastResort, error);
+  fs::create_symlink("/var/tmp/vorin-leads-nowhere", kLastResort, error);
+  if (error) {
+    GTEST_SKIP() << kLastResort << " is in use";
+  }
+  const std::string path = unpack(package({{"other.xml", "network"}}), kEntry);
+  fs::remove(kLastResort);
+  EXPECT_EQ(path, "");
+  EXPECT_EQ(log_, folderLine(programFolder()) + "====== sdk: [E] create model file dir failed.\n");
+  EXPECT_EQ(files_, UnpackedFiles{});
+}
+
+} // namespace
+} // namespace vorin::modelpack

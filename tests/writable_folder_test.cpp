@@ -1,0 +1,118 @@
+// The folder that the library writes to: which of the candidates, what is made and logged on the way, and that no probe stays
+// behind. A folder in place of the probe file makes a candidate unusable, for root too.
+#include "support/child_process.h"
+#include "support/test_environment.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <set>
+#include <thread>
+
+namespace vorin {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace tests;
+
+class WritableFolder : public testing::Test {
+protected:
+  WritableFolder() {
+    for (const fs::path& folder : {program(), data(), temporary()}) {
+      fs::create_directory(folder);
+    }
+    fs::copy_file(VORIN_PRINT_WRITABLE_FOLDER, program() / "host");
+  }
+
+  fs::path program() const { return folder_.path() / "program"; }
+  fs::path data() const { return folder_.path() / "data"; }
+  fs::path temporary() const { return folder_.path() / "temporary"; }
+
+  static fs::path obstacle(const fs::path& folder) { return folder / "vorin989.tes"; }
+  static void block(const fs::path& folder) { fs::create_directory(obstacle(folder)); }
+
+  ChildProcess start(const std::string& data_home, const std::string& temporary_folder) const {
+    ChildSetting setting;
+    setting.variables = {{"XDG_DATA_HOME", data_home}, {"TMPDIR", temporary_folder}, {"VORIN_DUMP_ST_LOG", "1"}};
+    return {{(program() / "host").string()}, setting};
+  }
+
+  // Expects the folder as result, and these lines before the last one, which names it.
+  static void expectResult(ChildProcess& process, const std::string& folder, const std::string& lines = "") {
+    const ChildResult result = process.wait();
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.standard_output, folder + "\n");
+    EXPECT_EQ(result.standard_error, lines + "====== sdk: [I] getWritableFolder: " + folder + "\n");
+  }
+
+  // Expects the folder, and expects no call to leave more behind than the given names below the test's folder.
+  void expectFolder(const std::string& folder, const std::set<std::string>& files_after, const std::string& lines = "") {
+    ChildProcess process = start(data().string(), temporary().string());
+    expectResult(process, folder, lines);
+    std::set<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(folder_.path())) {
+      names.insert(fs::relative(entry.path(), folder_.path()).string());
+    }
+    std::set<std::string> expected = files_after;
+    expected.insert({"program", "program/host", "data", "temporary"});
+    EXPECT_EQ(names, expected);
+  }
+
+private:
+  TemporaryFolder folder_;
+};
+
+TEST_F(WritableFolder, IsTheProgramsOwnFirst) {
+  expectFolder(program().string(), {});
+}
+
+TEST_F(WritableFolder, IsBelowTheApplicationDataSecond) {
+  block(program());
+  const std::set<std::string> files = {"program/vorin989.tes", "data/Merix", "data/Merix/VORIN"};
+  expectFolder((data() / "Merix/VORIN").string(), files);
+  expectFolder((data() / "Merix/VORIN").string(), files); // made already
+}
+
+TEST_F(WritableFolder, KeepsItsResultWhereAFolderCannotBeMade) {
+  block(program());
+  std::ofstream(data() / "Merix") << "a file, where the folder should be";
+  const std::string folder = (data() / "Merix/VORIN").string();
+  expectFolder(folder, {"program/vorin989.tes", "data/Merix"}, "====== sdk: [E] make dir failed: " + folder + "\n");
+}
+
+TEST_F(WritableFolder, IsTheTemporaryFolderThird) {
+  block(program());
+  block(data());
+  expectFolder(temporary().string() + "/", {"program/vorin989.tes", "data/vorin989.tes"});
+  ChildProcess with_separator = start(data().string(), temporary().string() + "/");
+  expectResult(with_separator, temporary().string() + "/");
+  ChildProcess without_data = start((program() / "host/below-a-file").string(), temporary().string());
+  expectResult(without_data, temporary().string() + "/");
+}
+
+TEST_F(WritableFolder, WaitsForATemporaryFolderThatCannotBeUsedYet) {
+  block(program());
+  block(data());
+  block(temporary());
+  ChildProcess process = start(data().string(), temporary().string());
+  std::this_thread::sleep_for(std::chrono::milliseconds(200)); // a search that gave up has ended by then, with another result
+  fs::remove(obstacle(temporary()));
+  expectResult(process, temporary().string() + "/");
+}
+
+TEST_F(WritableFolder, IsTheLastResortWithoutATemporaryFolder) {
+  block(program());
+  block(data());
+  const bool was_there = fs::exists("/var/tmp/temp");
+  ChildProcess process = start(data().string(), "/" + std::string(300, 't')); // longer than a path may be
+  expectResult(process, "/var/tmp/temp");
+  EXPECT_TRUE(fs::is_directory("/var/tmp/temp"));
+  std::error_code ignored;
+  if (!was_there) {
+    fs::remove("/var/tmp/temp", ignored);
+  }
+}
+
+} // namespace
+} // namespace vorin
