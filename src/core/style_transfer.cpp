@@ -60,6 +60,8 @@ StyleSettings StyleTransfer::settings() const {
           .style_index = configuration_.number(SttCfgStyleIndex),
           .width = configuration_.number(SttCfgWidth),
           .height = configuration_.number(SttCfgHeight),
+          .model_folder = configuration_.modelFolder(),
+          .device_name = device_name_,
           .device_kind = selected_device_.kind};
 }
 

@@ -8,9 +8,13 @@
 namespace vorin {
 namespace {
 
-std::string below(const std::string& folder, const char* name) { return folder + platform::kPathSeparator + name; }
+std::string below(const std::string& folder, const char* name) {
+  return folder + platform::kPathSeparator + name;
+}
 
-bool isProvenWritable(const std::string& folder) { return platform::canCreateAndDelete(below(folder, "vorin989.tes")); }
+bool isProvenWritable(const std::string& folder) {
+  return platform::canCreateAndDelete(below(folder, "vorin989.tes"));
+}
 
 void makeIfMissing(const std::string& folder) {
   if (!platform::exists(folder) && !platform::makeFolder(folder)) {

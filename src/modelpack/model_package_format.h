@@ -1,4 +1,5 @@
-// The constants of the packed model file, whose format model_package_reader.h describes; shared by the library's reader and the packer.
+// The constants of the packed model file, whose format model_package_reader.h describes; shared by the library's reader and the
+// packer.
 #pragma once
 
 #include <cstddef>

@@ -39,8 +39,8 @@ std::string capabilityText(ov::Core& core, const std::string& device_name) {
   return text;
 }
 
-// The library's frames: 8-bit blue-green-red, interleaved. The colour conversion changes nothing; hosts of the runtime's own tools see
-// it in the network and expect it there.
+// The library's frames: 8-bit blue-green-red, interleaved. The colour conversion changes nothing; hosts of the runtime's own
+// tools see it in the network and expect it there.
 ov::preprocess::PreProcessSteps& takeFrames(ov::preprocess::InputInfo& input) {
   input.tensor()
       .set_element_type(ov::element::u8)
@@ -97,8 +97,8 @@ _VorinStatus NeuralEngine::load(std::string device_name, std::int32_t style_type
 
 _VorinStatus NeuralEngine::unpackNetwork(const std::string& network_name, const std::string& package_folder,
                                          std::string& network_path) {
-  const std::wstring package_path = platform::toWide(package_folder) +
-                                    platform::toWide(std::string(1, platform::kPathSeparator) + modelpack::kPackageFileName);
+  const std::wstring package_path =
+      platform::toWide(package_folder) + platform::toWide(std::string(1, platform::kPathSeparator) + modelpack::kPackageFileName);
   network_path = modelpack::UnpackModelFile(unpackedFiles_, package_path, network_name);
   if (network_path.empty()) {
     sttLogError("create model file error.");

@@ -1,5 +1,5 @@
-// NeuralEngine: one network of the catalogue with all that running it needs. There is one engine a catalogue row, and a network once
-// loaded is kept as long as the engine.
+// NeuralEngine: one network of the catalogue with all that running it needs. There is one engine a catalogue row, and a network
+// once loaded is kept as long as the engine.
 //
 //   load            unpacks the network, fixes its size, puts the conversion from 8-bit blue-green-red frames in front of it,
 //                   compiles it, and deletes the unpacked files (network_loading.cpp)
@@ -10,9 +10,8 @@
 // channels, while the style image gets them matched to its colours. Both are what the networks were made for.
 #pragma once
 
-#include "vorin_stt.h"
-
 #include "modelpack/unpacked_files.h"
+#include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
 #include <openvino/core/model.hpp>
@@ -37,22 +36,22 @@ public:
   // VORIN_STATUS_UNKNOWN_TYPE.
   static constexpr auto kExtractionFailed = VORIN_STATUS_UNSUPPORTED;
 
-  // Loads the network of a style for the named device of the inference runtime, from the package in `package_folder`. The networks of
-  // style types 1 and 2 are reshaped to width x height pixels, at most 1920 x 1080, unless one of the two is 0. A network that is
-  // loaded already is kept, whatever the arguments. After a failure the next call starts anew; files that were unpacked stay on disk
-  // until a later load ends well. When the network cannot be compiled in five attempts, loading still succeeds, and infer fails.
-  // No exception leaves it.
+  // Loads the network of a style for the named device of the inference runtime, from the package in `package_folder`. The
+  // networks of style types 1 and 2 are reshaped to width x height pixels, at most 1920 x 1080, unless one of the two is 0. A
+  // network that is loaded already is kept, whatever the arguments. After a failure the next call starts anew; files that were
+  // unpacked stay on disk until a later load ends well. When the network cannot be compiled in five attempts, loading still
+  // succeeds, and infer fails. No exception leaves it.
   _VorinStatus load(std::string device_name, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
                     std::int32_t height, std::string package_folder);
 
-  // Makes the image the look of all frames that follow. VORIN_STATUS_INVALID_PARAM when the engine's style type is not 0. The image is
-  // read during the call only, its rows as packed. Errors of OpenCV and of the runtime leave it as exceptions.
+  // Makes the image the look of all frames that follow. VORIN_STATUS_INVALID_PARAM when the engine's style type is not 0. The
+  // image is read during the call only, its rows as packed. Errors of OpenCV and of the runtime leave it as exceptions.
   _VorinStatus bindStyleImage(const SttFrame& style_image);
 
-  // Runs the network on an 8-bit blue-green-red image of any size and returns its output, float32, [1, channels, height, width], which
-  // shares the request's memory and is valid until the next call. An image of the network's own size is not copied: the smoothing of
-  // style type 0 and the black last column of style type 2 are then written into its pixels. An empty tensor for an engine that was
-  // never loaded. Errors of OpenCV and of the runtime leave it as exceptions.
+  // Runs the network on an 8-bit blue-green-red image of any size and returns its output, float32, [1, channels, height, width],
+  // which shares the request's memory and is valid until the next call. An image of the network's own size is not copied: the
+  // smoothing of style type 0 and the black last column of style type 2 are then written into its pixels. An empty tensor for an
+  // engine that was never loaded. Errors of OpenCV and of the runtime leave it as exceptions.
   ov::Tensor infer(cv::Mat image);
 
 private:

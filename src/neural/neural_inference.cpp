@@ -14,9 +14,8 @@ ov::Tensor NeuralEngine::infer(cv::Mat image) {
     image = resized_;
   }
   const auto input_tensor = [&] {
-    return ov::Tensor(
-        ov::element::u8,
-        {1, static_cast<std::size_t>(network_height_), static_cast<std::size_t>(network_width_), 3}, image.data);
+    return ov::Tensor(ov::element::u8,
+                      {1, static_cast<std::size_t>(network_height_), static_cast<std::size_t>(network_width_), 3}, image.data);
   };
   switch (style_type_) {
   case SttStyleTransfer:

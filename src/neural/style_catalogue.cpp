@@ -21,6 +21,8 @@ std::string adaptNameToDevice(const std::string& network_name, const std::string
   return name;
 }
 
-std::string weightsName(const std::string& network_name) { return network_name.substr(0, network_name.rfind('.')) + ".bin"; }
+std::string weightsName(const std::string& network_name) {
+  return network_name.substr(0, network_name.rfind('.')) + ".bin";
+}
 
 } // namespace vorin::neural

@@ -1,4 +1,5 @@
-// The catalogue of neural styles: which network file of the model package serves a style, and which of its two precisions a device gets.
+// The catalogue of neural styles: which network file of the model package serves a style, and which of its two precisions a
+// device gets.
 //
 // A name that contains "_int8" is a network quantised to 8-bit integers; the package holds its floating-point twin under the name
 // without it. A device gets the quantised one if it reports "INT8" among its capabilities.

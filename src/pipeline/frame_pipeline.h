@@ -1,18 +1,22 @@
 // The way of one frame: which engine serves the configured style, and what happens between the host's input and output frames.
 //
 // initPlugins chooses and sets up the engine of a style (style_dispatch.cpp); processFrame takes the frame through it and back
-// into the host's pixel format (frame_processing.cpp). Every engine is a member and keeps what it loaded, so switching between
-// styles and back sets up nothing twice. The choice is made by the style type alone and is not undone by a later one of the other
-// family.
+// into the host's pixel format (frame_processing.cpp, with the neural styles' part in neural_frame.cpp). Every engine is a member
+// and keeps what it loaded, so switching between styles and back sets up nothing twice. The choice is made by the style type
+// alone and is not undone by a later one of the other family.
 #pragma once
 
 #include "gpufilters/gpu_filter_engine.h"
+#include "neural/neural_engine.h"
+#include "neural/style_catalogue.h"
 #include "pipeline/pixel_format.h"
 #include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
 
+#include <array>
 #include <cstdint>
+#include <string>
 
 namespace vorin {
 
@@ -22,6 +26,8 @@ struct StyleSettings {
   std::int32_t style_index = -1;
   std::int32_t width = 0; // requested output size, pixels
   std::int32_t height = 0;
+  std::string model_folder;
+  std::string device_name = "GPU";            // which device of the inference runtime the networks are compiled for
   std::int32_t device_kind = SttDeviceAnyGpu; // which OpenCL GPU the filters look for
 };
 
@@ -32,21 +38,38 @@ public:
   // its log lines and its frames show it.
   _VorinStatus initPlugins(const StyleSettings& settings);
 
-  // Restyles one frame, as SttInterface::ProcessFrame says. Errors of the imaging library leave it as exceptions.
+  // Restyles one frame, as SttInterface::ProcessFrame says. Errors of the imaging library and of the inference runtime leave it
+  // as exceptions.
   _VorinStatus processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, SttFrame& output);
 
 private:
-  // Runs the current filter engine on the frame and leaves the drawing at the requested size in result_.
-  void runFilter(const StyleSettings& settings, const SttFrame& input);
+  _VorinStatus initNeural(const StyleSettings& settings, std::size_t catalogue_row);
+  void initFilter(const StyleSettings& settings, gpufilters::GpuFilterEngine& engine);
 
-  void resizeResult(std::int32_t width, std::int32_t height);
+  // Each runs the current engine on the frame and gives its picture at the size to deliver, in memory that the next frame
+  // overwrites.
+  _VorinStatus runTransfer(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, cv::Mat& picture);
+  cv::Mat runFixedStyle(const StyleSettings& settings, const SttFrame& input);
+  cv::Mat runFilter(const StyleSettings& settings, const SttFrame& input);
 
+  // One frame through the current network; empty when anything failed, which the log then tells.
+  ov::Tensor inferFrame(const SttFrame& input);
+
+  // The engine's result at a size; errors of OpenCV, such as for a size of 0, leave it as exceptions.
+  cv::Mat resultAtSize(std::int32_t width, std::int32_t height);
+
+  std::array<neural::NeuralEngine, neural::kCatalogue.size()> neural_engines_; // by catalogue row
+  neural::NeuralEngine* current_network_ = nullptr;                            // set by initPlugins, never cleared
   gpufilters::GpuFilterEngine stippling_engine_;
   gpufilters::GpuFilterEngine pencil_sketch_engine_;
   gpufilters::GpuFilterEngine* current_filter_ = nullptr; // set by initPlugins, never cleared
 
+  std::int64_t inferred_frames_ = 0;
+  cv::Mat previous_output_; // style type 0: the last picture as the network gave it, smoothed; survives every change of style
+
   // Images kept from frame to frame, so that a steady stream of frames allocates nothing.
   PixelFormatBuffers format_buffers_;
+  cv::Mat byte_planes_;
   cv::Mat filter_input_;
   cv::Mat result_;
   cv::Mat resized_;

@@ -4,11 +4,9 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include <stdexcept>
-
 namespace vorin {
 
-_VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* /*style_image*/,
+_VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image,
                                          SttFrame& output) {
   sttLogVerbose("enter StyleTransfer::ProcessFrame");
   if (input.memoryType != VORIN_MEM_SYSTEM) {
@@ -16,14 +14,22 @@ _VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const St
     return VORIN_STATUS_UNSUPPORTED;
   }
   switch (settings.style_type) {
-  case SttStyleTransfer:
+  case SttStyleTransfer: {
+    cv::Mat picture;
+    if (const _VorinStatus status = runTransfer(settings, input, style_image, picture); status != VORIN_STATUS_OK) {
+      sttLogError("set style error");
+      return status;
+    }
+    neuralOutputToHost(output, picture, format_buffers_);
+    break;
+  }
   case SttStyleLightGrey:
   case SttStyleCartoon:
-    throw std::runtime_error("no network has been loaded for this style");
+    neuralOutputToHost(output, runFixedStyle(settings, input), format_buffers_);
+    break;
   case SttStyleStippling:
   case SttStylePencilSketch:
-    runFilter(settings, input);
-    filterOutputToHost(output, result_, format_buffers_);
+    filterOutputToHost(output, runFilter(settings, input), format_buffers_);
     break;
   default:
     sttLogError("error type for style transfer");
@@ -34,7 +40,7 @@ _VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const St
   return VORIN_STATUS_OK;
 }
 
-void FramePipeline::runFilter(const StyleSettings& settings, const SttFrame& input) {
+cv::Mat FramePipeline::runFilter(const StyleSettings& settings, const SttFrame& input) {
   const cv::Mat source = hostToFilterInput(input, filter_input_);
   result_.create(source.rows, source.cols, CV_8UC4);
   _VorinStatus status = VORIN_STATUS_OK;
@@ -49,14 +55,15 @@ void FramePipeline::runFilter(const StyleSettings& settings, const SttFrame& inp
     // The host is not told, and shall get neither chance memory nor the frame before.
     result_.setTo(cv::Scalar::all(0));
   }
-  if (result_.cols != settings.width || result_.rows != settings.height) {
-    resizeResult(settings.width, settings.height);
-  }
+  return resultAtSize(settings.width, settings.height);
 }
 
-void FramePipeline::resizeResult(std::int32_t width, std::int32_t height) {
+cv::Mat FramePipeline::resultAtSize(std::int32_t width, std::int32_t height) {
+  if (result_.cols == width && result_.rows == height) {
+    return result_;
+  }
   cv::resize(result_, resized_, cv::Size(width, height), 0.0, 0.0, cv::INTER_LINEAR);
-  cv::swap(result_, resized_);
+  return resized_;
 }
 
 } // namespace vorin

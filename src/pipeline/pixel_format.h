@@ -23,9 +23,9 @@ struct PixelFormatBuffers {
   cv::Mat i420;
 };
 
-// The host's frame as the networks take it: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped, not copied;
-// others are converted into a working image. Rows are packed. Empty for an unsupported format. The host's rows are taken to be
-// input.pitch bytes apart in NV12, and packed in the other formats.
+// The host's frame as the networks take it: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped, not
+// copied; others are converted into a working image. Rows are packed. Empty for an unsupported format. The host's rows are taken
+// to be input.pitch bytes apart in NV12, and packed in the other formats.
 cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers);
 
 // The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied;

@@ -65,16 +65,19 @@ bool makeFolder(const std::string& path);
 // Whether anything has this path.
 bool exists(const std::string& path);
 
-// The folder for temporary files, ending in a separator; nothing when the system does not tell or the path has 260 characters or more.
+// The folder for temporary files, ending in a separator; nothing when the system does not tell or the path has 260 characters or
+// more.
 std::optional<std::string> temporaryFolder();
 
 // The folder of last resort for files. A file "in" it is named by appending the file's name without a separator.
 extern const char* const kLastResortFolder;
 
-// Proves that a file can be made under this path and deleted again; an existing one is replaced. Leaves nothing behind where both work.
+// Proves that a file can be made under this path and deleted again; an existing one is replaced. Leaves nothing behind where both
+// work.
 bool canCreateAndDelete(const std::string& path);
 
-// ---- files named by wide text -----------------------------------------------------------------------------------------------------
+// ---- files named by wide text
+// -----------------------------------------------------------------------------------------------------
 
 // Narrow text to wide and back; empty for an empty text and for one that cannot be converted.
 std::wstring toWide(const std::string& narrow);

@@ -2,8 +2,8 @@
 #include "platform/platform.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -63,7 +63,9 @@ bool makeFolder(const std::string& path) {
   return ::mkdir(path.c_str(), 0777) == 0;
 }
 
-bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+bool exists(const std::string& path) {
+  return ::access(path.c_str(), F_OK) == 0;
+}
 
 std::optional<std::string> temporaryFolder() {
   const char* variable = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
@@ -99,8 +101,12 @@ std::string toNarrow(const std::wstring& wide) {
   }
 }
 
-bool isWritable(const std::wstring& path) { return ::access(toNarrow(path).c_str(), W_OK) == 0; }
+bool isWritable(const std::wstring& path) {
+  return ::access(toNarrow(path).c_str(), W_OK) == 0;
+}
 
-std::FILE* openBinaryForReading(const std::wstring& path) { return std::fopen(toNarrow(path).c_str(), "rb"); }
+std::FILE* openBinaryForReading(const std::wstring& path) {
+  return std::fopen(toNarrow(path).c_str(), "rb");
+}
 
 } // namespace vorin::platform
