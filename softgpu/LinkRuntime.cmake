@@ -1,4 +1,5 @@
-# cmake -DRUNTIME_DIR=<the runtime's libraries> -DLINK_DIR=<folder> -DPLUGINS_XML=<file> -P LinkRuntime.cmake
+# cmake -DRUNTIME_DIR=<the runtime's libraries> -DLINK_DIR=<folder> -DPLUGINS_XML=<file> [-DEXCLUDE=<start of names>]
+#       -P LinkRuntime.cmake
 #
 # Fills LINK_DIR with links to the OpenVINO runtime's libraries and with the stand-ins' plugins.xml. The runtime looks for its
 # plugins.xml beside the path under which it was loaded, so a program that finds it through these links sees this file and not the
@@ -19,6 +20,9 @@ if(NOT libraries)
 endif()
 foreach(library IN LISTS libraries)
   cmake_path(GET library FILENAME name)
+  if(EXCLUDE AND name MATCHES "^${EXCLUDE}")
+    continue()
+  endif()
   file(CREATE_LINK ${library} ${LINK_DIR}/${name} SYMBOLIC)
 endforeach()
 configure_file(${PLUGINS_XML} ${LINK_DIR}/plugins.xml COPYONLY)
