@@ -159,7 +159,8 @@ TEST(StylizeFailures, ProgramWithoutItsStandInsSaysSo) {
   const std::string lonely = run.file("lonely");
   std::filesystem::copy_file(StylizeRun::program(), lonely);
   ChildSetting setting = StylizeRun::withoutGpu();
-  setting.variables["LD_LIBRARY_PATH"] = std::filesystem::path(StylizeRun::program()).parent_path().string();
+  setting.variables["LD_LIBRARY_PATH"] = std::filesystem::path(StylizeRun::program()).parent_path().string() + ":" +
+                                         setting.variables["LD_LIBRARY_PATH"].value_or("");
   const ChildResult result =
       ChildProcess({lonely, run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting).wait();
   EXPECT_EQ(result.exit_status, 4);

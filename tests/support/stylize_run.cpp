@@ -3,6 +3,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 
@@ -70,7 +71,11 @@ ChildSetting StylizeRun::withGpu() {
 
 ChildSetting StylizeRun::withoutGpu() {
   ChildSetting setting;
-  setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"LD_LIBRARY_PATH", std::nullopt}, {"VORIN_SOFTGPU", std::nullopt}};
+  // Empty in ordinary builds. AddressSanitizer needs the inference runtime's own thread library, which must be found first.
+  const char* libraries = std::getenv("VORIN_TEST_LIBRARY_PATH"); // NOLINT(concurrency-mt-unsafe): the tests run on one thread
+  setting.variables = {{"OPENCL_LAYERS", std::nullopt},
+                       {"LD_LIBRARY_PATH", libraries == nullptr ? std::nullopt : std::optional<std::string>(libraries)},
+                       {"VORIN_SOFTGPU", std::nullopt}};
   return setting;
 }
 
