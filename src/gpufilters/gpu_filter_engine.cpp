@@ -32,7 +32,9 @@ template <typename Step> bool succeeds(const Step& step) {
   return false;
 }
 
-std::uint32_t squared(std::uint32_t edge) { return edge * edge; }
+std::uint32_t squared(std::uint32_t edge) {
+  return edge * edge;
+}
 
 std::int32_t raisedToMultiple(std::int32_t size, std::int32_t edge) {
   const std::int32_t rest = size % edge;
