@@ -9,7 +9,7 @@ from __future__ import annotations
 import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
-from style_network import fold_input, reorder_output, repaint
+from style_network import fold_input, mix_planes, reorder_output, repaint
 from trained_weights import FIXED_STYLE_COUNT, fixed_style_layers
 
 # The size that the network has before anybody reshapes it.
@@ -34,7 +34,7 @@ REVERSED = [2, 1, 0]
 def light_grey_network() -> ov.Model:
     """Style type 1: three equal planes; the library stretches whatever range they have."""
     image, padded = _image_input()
-    grey = _mix_planes(_repainted(padded, LIGHT_GREY_MIX), np.tile(LIGHTNESS, (3, 1)), "grey")
+    grey = mix_planes(_repainted(padded, LIGHT_GREY_MIX), np.tile(LIGHTNESS, (3, 1)), "grey")
     light = ops.power(ops.clamp(grey, 0.0, 1.0), np.float32(LIGHT_GREY_EXPONENT), name="light")
     return _model(image, light, "light_grey")
 
@@ -46,8 +46,8 @@ def cartoon_network() -> ov.Model:
     identity = np.eye(3)
     # From 0..1 to -1..1 is a factor of 2 and an offset of -1; the photo's colours already have that scale, and no offset.
     shades = only_lightness * (1.0 - CARTOON_STYLE_COLOUR) + identity * CARTOON_STYLE_COLOUR
-    painted = _mix_planes(_repainted(padded, CARTOON_MIX), 2.0 * shades, "shades")
-    colours = _mix_planes(padded, CARTOON_PHOTO_COLOUR * (identity - only_lightness), "photo_colours")
+    painted = mix_planes(_repainted(padded, CARTOON_MIX), 2.0 * shades, "shades")
+    colours = mix_planes(padded, CARTOON_PHOTO_COLOUR * (identity - only_lightness), "photo_colours")
     picture = ops.add(ops.add(painted, colours), np.float32(-1.0), name="coloured")
     return _model(image, picture, "cartoon")
 
@@ -55,8 +55,8 @@ def cartoon_network() -> ov.Model:
 def painting_network(style: int) -> ov.Model:
     """One of the 26 styles as it was trained, with the values of style type 2: -1 to 1."""
     image, padded = _image_input()
-    painted = _repainted(padded, {style: 1.0})
-    return _model(image, ops.subtract(ops.multiply(painted, np.float32(2.0)), np.float32(1.0)), f"style_{style}")
+    painted = mix_planes(_repainted(padded, {style: 1.0}), 2.0 * np.eye(3), "painted")
+    return _model(image, ops.add(painted, np.float32(-1.0), name="painting"), f"style_{style}")
 
 
 def _image_input() -> tuple[ov.Node, ov.Node]:
@@ -75,7 +75,7 @@ def _size_of(image: ov.Node) -> ov.Node:
 
 
 def _repainted(padded: ov.Node, mix: dict[int, float]) -> ov.Node:
-    """The mixture of fixed styles in planes blue, green, red, 0 to 1, for an image in the same planes, -1 to 1."""
+    """The mixture of fixed styles, 0 to 1, its first planes blue, green, red, for an image in these planes, -1 to 1."""
     shares = np.zeros(FIXED_STYLE_COUNT, dtype=np.float32)
     for style, share in mix.items():
         shares[style] = share
@@ -91,12 +91,6 @@ def _repainted(padded: ov.Node, mix: dict[int, float]) -> ov.Node:
         return scale, shift
 
     return repaint(padded, layers, normalisation)
-
-
-def _mix_planes(planes: ov.Node, matrix: np.ndarray, name: str) -> ov.Node:
-    """Each plane as the sum of the three planes with the weights of one row of the matrix."""
-    kernel = matrix.astype(np.float32).reshape(3, 3, 1, 1)
-    return ops.convolution(planes, kernel, [1, 1], [0, 0], [0, 0], [1, 1], name=name)
 
 
 def _model(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:

@@ -9,7 +9,7 @@ import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
 from library_way import CONTENT_DEVIATION, CONTENT_MEAN, OUTPUT_DEVIATION, OUTPUT_MEAN, STYLE_DEVIATION, STYLE_MEAN
-from style_network import fold_input, reorder_output, repaint
+from style_network import fold_input, mix_planes, reorder_output, repaint
 from style_predictor import predict_style
 from trained_weights import Convolution, StyleProjection, transformer_layers
 
@@ -39,9 +39,8 @@ def transfer_network(content_height: int, content_width: int, style_size: int) -
             vector, projection.shift, f"{name}/style_shift"
         )
 
-    picture = repaint(content, layers, normalisation)
-    inverse = _planes(1.0 / OUTPUT_DEVIATION)
-    picture = ops.multiply(ops.subtract(picture, _planes(OUTPUT_MEAN)), inverse, name="normalised_planes")
+    picture = mix_planes(repaint(content, layers, normalisation), np.diag(1.0 / OUTPUT_DEVIATION), "planes")
+    picture = ops.subtract(picture, _planes(OUTPUT_MEAN / OUTPUT_DEVIATION), name="normalised_planes")
     picture.output(0).set_names({"output"})
     return ov.Model([picture], [content, style], "style_transfer")
 

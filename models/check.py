@@ -1,0 +1,157 @@
+"""Runs the built networks on held-out photos as the library runs them, checks what the library relies on, and writes pictures.
+
+Usage: check.py NETWORKS OUTPUT [--sheet]. Pictures go to the folder OUTPUT; `--sheet` also paints all 26 fixed styles there.
+Checks: each network compiles with an empty property map; its inputs have the names and sizes that its file name promises; reshaped
+to even, odd and tiny sizes, types 1 and 2 give a picture of the input's own size; what the runtime's own conversion of bytes gives
+agrees with `library_way.py`.
+"""
+
+from __future__ import annotations
+
+import sys
+from pathlib import Path
+
+import numpy as np
+import openvino as ov
+from calibration import repainted
+from library_way import (
+    CONTENT_DEVIATION,
+    CONTENT_MEAN,
+    content_planes,
+    psnr,
+    resized,
+    stretched_picture,
+    style_planes,
+    symmetric_picture,
+    symmetric_planes,
+    transfer_picture,
+)
+from openvino.preprocess import ColorFormat, PrePostProcessor
+from photos import HELD_OUT, read_photo
+from PIL import Image, ImageDraw
+from trained_weights import FIXED_STYLE_COUNT
+
+F32 = {"INFERENCE_PRECISION_HINT": "f32"}
+TRANSFER_SIZES = {  # content width, content height, style size
+    "ensemble_out_r31_512_retrained_autoencoder": (512, 512, 512),
+    "ensemble_out_r31_512_retrained_autoencoder_int8": (512, 512, 512),
+    "ensemble_out_r31_256_retrained_autoencoder": (256, 256, 256),
+    "ensemble_out_r31_256_retrained_autoencoder_int8": (256, 256, 256),
+    "ensemble_out_r31_c540p_s512_retrained_autoencoder": (960, 540, 512),
+}
+IMAGE_NETWORKS = {
+    "model_lightgrey_v19": stretched_picture,
+    "model_lightgrey_v19_int8": stretched_picture,
+    "cartoon_model_slim5": symmetric_picture,
+}
+# Width and height, even, odd and tiny.
+SIZES = ((960, 540), (1920, 1080), (961, 543), (64, 48), (33, 35))
+# The style image of the pictures: a photo of the held-out list, repainted in this fixed style.
+PAINTING_STYLE = 19
+# The runtime converts through 16-bit floats and may compute in bfloat16: far from equal, but nothing is missing or exchanged.
+LEAST_AGREEMENT_DB = 24.0
+
+
+def library_network(core: ov.Core, model: ov.Model, properties: dict[str, str]) -> ov.CompiledModel:
+    """Puts the library's conversions into the network and compiles it."""
+    processor = PrePostProcessor(model)
+    transfer = len(model.inputs) == 2
+    image = processor.input("input_content") if transfer else processor.input()
+    image.tensor().set_element_type(ov.Type.u8).set_layout(ov.Layout("NHWC")).set_color_format(ColorFormat.BGR)
+    steps = image.preprocess().convert_color(ColorFormat.BGR).convert_element_type(ov.Type.f16)
+    if transfer:
+        steps.mean(CONTENT_MEAN.tolist()).scale(CONTENT_DEVIATION.tolist())
+        processor.input("input_style").model().set_layout(ov.Layout("NCHW"))
+    else:
+        steps.mean(127.5).scale([127.5, 127.5, 127.5])
+    image.model().set_layout(ov.Layout("NCHW"))
+    processor.output().tensor().set_element_type(ov.Type.f32)
+    return core.compile_model(processor.build(), "CPU", properties)
+
+
+def check_transfer(core: ov.Core, folder: Path, output: Path, name: str) -> None:
+    """One network of style type 0, on every held-out photo."""
+    width, height, style_size = TRANSFER_SIZES[name]
+    file = folder / f"{name}.xml"
+    model = core.read_model(file)
+    shapes = {port.any_name: list(port.shape) for port in model.inputs}
+    wanted = {"input_content": [1, 3, height, width], "input_style": [1, 3, style_size, style_size]}
+    if shapes != wanted or list(model.output().shape) != [1, 3, height, width]:
+        raise AssertionError(f"{name}: inputs {shapes}, output {model.output().shape}")
+
+    network = library_network(core, model, {})
+    reference = core.compile_model(core.read_model(file), "CPU", F32)
+    painting = repainted(PAINTING_STYLE, [resized(read_photo("china"), style_size, style_size)])[0]
+    style = style_planes(painting)
+    _write(painting, output / f"style_{style_size}.png")
+    agreement = []
+    for photo in HELD_OUT:
+        content = resized(read_photo(photo), width, height)
+        picture = transfer_picture(network({"input_content": content[None], "input_style": style})[0])
+        plain = transfer_picture(reference({"input_content": content_planes(content), "input_style": style})[0])
+        agreement.append(psnr(picture, plain))
+        _write(plain, output / f"{name}_{photo}.png")
+    _report(name, agreement)
+
+
+def check_image_network(core: ov.Core, folder: Path, output: Path, name: str) -> None:
+    """One network of style type 1 or 2, at every size."""
+    file = folder / f"{name}.xml"
+    agreement = []
+    for width, height in SIZES:
+        for photo in HELD_OUT:
+            image = resized(read_photo(photo), width, height)
+            models = [core.read_model(file) for _ in range(2)]
+            for model in models:
+                model.reshape([1, 3, height, width])
+            result = library_network(core, models[0], {})(image[None])[0]
+            if result.shape != (1, 3, height, width):
+                raise AssertionError(f"{name}: {result.shape} for an image of {width} x {height}")
+            plain = IMAGE_NETWORKS[name](core.compile_model(models[1], "CPU", F32)(symmetric_planes(image))[0])
+            agreement.append(psnr(IMAGE_NETWORKS[name](result), plain))
+            _write(plain, output / f"{name}_{photo}_{width}x{height}.png")
+    _report(name, agreement)
+
+
+def write_sheet(output: Path, photo: str) -> None:
+    """The photo and all fixed styles, numbered, as one picture."""
+    width, height, columns = 320, 180, 7
+    image = resized(read_photo(photo), 2 * width, 2 * height)
+    tiles = [image] + [repainted(style, [image])[0] for style in range(FIXED_STYLE_COUNT)]
+    sheet = Image.new("RGB", (columns * width, -(-len(tiles) // columns) * height), "white")
+    for index, tile in enumerate(tiles):
+        x, y = index % columns * width, index // columns * height
+        sheet.paste(Image.fromarray(resized(tile, width, height)[:, :, ::-1]), (x, y))
+        label = "photo" if index == 0 else str(index - 1)
+        ImageDraw.Draw(sheet).text((x + 4, y + 2), label, fill="white", stroke_width=2, stroke_fill="black")
+    sheet.save(output / "fixed_styles.jpg", quality=85)
+
+
+def _report(name: str, agreement: list[float]) -> None:
+    print(f"{name}: compiles, agrees with plain numpy to {min(agreement):.1f} dB or better", flush=True)
+    if min(agreement) < LEAST_AGREEMENT_DB:
+        raise AssertionError(f"{name}: below {LEAST_AGREEMENT_DB:.0f} dB")
+
+
+def _write(picture: np.ndarray, file: Path) -> None:
+    Image.fromarray(np.ascontiguousarray(picture[:, :, ::-1])).save(file)
+
+
+def main(arguments: list[str]) -> int:
+    if len(arguments) not in (2, 3) or arguments[2:] not in ([], ["--sheet"]):
+        print("usage: check.py NETWORKS OUTPUT [--sheet]", file=sys.stderr)
+        return 2
+    folder, output = Path(arguments[0]), Path(arguments[1])
+    output.mkdir(parents=True, exist_ok=True)
+    core = ov.Core()
+    for name in TRANSFER_SIZES:
+        check_transfer(core, folder, output, name)
+    for name in IMAGE_NETWORKS:
+        check_image_network(core, folder, output, name)
+    if len(arguments) == 3:
+        write_sheet(output, "china")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
