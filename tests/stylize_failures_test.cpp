@@ -200,10 +200,11 @@ TEST(StylizeFailures, CompilerWithoutRoomLeavesNothing) {
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["POCL_CACHE_DIR"] = run.file("cache"); // nothing compiled yet
   std::filesystem::create_directory(run.file("cache"));
-  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 20 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
+  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 400 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
                                            run.file("out.png"), "--style", "pencil"},
                                           setting)
                                  .wait();
+  EXPECT_EQ(result.standard_error.find("vorin-stylize"), std::string::npos) << "the compiler found room";
   EXPECT_NE(result.exit_status, 0);
   EXPECT_EQ(run.names(), std::set<std::string>({"cache", "photo.png"}));
 }
