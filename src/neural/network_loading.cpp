@@ -31,9 +31,9 @@ bool hasModelCache(const std::string& device_name) {
 }
 
 std::string capabilityText(ov::Core& core, const std::string& device_name) {
+  const ov::Any capabilities = core.get_property(device_name, "OPTIMIZATION_CAPABILITIES");
   std::string text;
-  for (const std::string& capability :
-       core.get_property(device_name, "OPTIMIZATION_CAPABILITIES").as<std::vector<std::string>>()) {
+  for (const std::string& capability : capabilities.as<std::vector<std::string>>()) { // a reference into the ov::Any
     text += ' ' + capability;
   }
   return text;
@@ -73,7 +73,8 @@ _VorinStatus NeuralEngine::load(std::string device_name, std::int32_t style_type
     return VORIN_STATUS_UNKNOWN_TYPE;
   }
   if (hasModelCache(device_name)) {
-    core.set_property(device_name, {{"CACHE_DIR", getWritableFolder() + platform::kPathSeparator + "cache"}});
+    const std::string cache_folder = getWritableFolder() + platform::kPathSeparator + "cache";
+    core.set_property(device_name, ov::AnyMap{{"CACHE_DIR", cache_folder}});
   }
   const std::string capabilities = capabilityText(core, device_name);
   sttLogInfo("Device info: %s, support: %s", device_name.c_str(), capabilities.c_str());
