@@ -1,14 +1,18 @@
 // The stand-ins for the hardware: what programs find with them and without, and how the OpenCL one answers unusual questions.
 #define CL_TARGET_OPENCL_VERSION 120
 
+#include "support/test_environment.h"
+
 #include <CL/cl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <vector>
 
 namespace vorin {
@@ -74,6 +78,20 @@ TEST(SoftGpu, IsNotThereWithoutTheScript) {
   EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), Not(HasSubstr("Merix")), EndsWith("|0"))));
   EXPECT_NE(deviceName(result.lines, "CPU"), "");
   EXPECT_NE(deviceName(result.lines, "GPU"), deviceName(result.lines, "CPU"));
+}
+
+// A runtime whose CPU plugin cannot be loaded has no GPU to offer either: the program goes on and is told why.
+TEST(SoftGpu, SaysWhyThereIsNoneWithoutTheCpuPlugin) {
+  const tests::TemporaryFolder runtime;
+  for (const auto& entry : std::filesystem::directory_iterator(VORIN_BUILD_FOLDER "/softgpu/runtime")) {
+    if (entry.path().filename() != "libopenvino_intel_cpu_plugin.so") {
+      std::filesystem::copy(entry.path(), runtime.path() / entry.path().filename(), std::filesystem::copy_options::copy_symlinks);
+    }
+  }
+  const CommandResult result = runPlainly("LD_LIBRARY_PATH='" + runtime.path().string() + "' " + kReport + " 2>&1");
+  ASSERT_TRUE(WIFEXITED(result.status));
+  EXPECT_EQ(WEXITSTATUS(result.status), 1);
+  EXPECT_THAT(result.lines, Contains(HasSubstr("softgpu: no stand-in for OpenVINO's GPU: ")));
 }
 
 TEST(WithSoftGpu, PutsTheStandInsInFrontOfWhatWasSet) {
