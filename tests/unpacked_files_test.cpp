@@ -55,6 +55,12 @@ protected:
     return path;
   }
 
+  void deleteAll() {
+    CaptureStderr();
+    DeleteUnpackedFiles(files_);
+    log_ = GetCapturedStderr();
+  }
+
   UnpackedFiles files_;
   std::string log_;
 
@@ -84,10 +90,9 @@ TEST_F(UnpackedFilesTest, WritesIntoTheProgramsFolderAndDeletesInOrder) {
   EXPECT_EQ(files_, (UnpackedFiles{programFile(), programFolder() + "/" + weights}));
 
   fs::remove(programFile());
-  CaptureStderr();
-  DeleteUnpackedFiles(files_);
-  EXPECT_EQ(GetCapturedStderr(), "====== sdk: [V] del " + programFile() + " fail\n====== sdk: [V] del " + programFolder() + "/" +
-                                     weights + " success\n");
+  deleteAll();
+  EXPECT_EQ(log_, "====== sdk: [V] del " + programFile() + " fail\n====== sdk: [V] del " + programFolder() + "/" + weights +
+                      " success\n");
   EXPECT_FALSE(fs::exists(programFolder() + "/" + weights));
   EXPECT_EQ(files_, UnpackedFiles{});
 }
@@ -97,7 +102,7 @@ TEST_F(UnpackedFilesTest, KeepsEntriesWithFoldersInTheirNamesInTheFolder) {
     const std::string name = before + kEntry;
     EXPECT_EQ(unpack(package({{name, before}}), name), programFolder() + "//" + kEntry) << name;
     EXPECT_EQ(readFile(programFile()), before);
-    DeleteUnpackedFiles(files_);
+    deleteAll();
     EXPECT_FALSE(fs::exists(programFile()));
   }
 }
@@ -109,7 +114,7 @@ TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
   EXPECT_EQ(readFile("/var/tmp/tempvorin_unpacked_files_test.xml"), "network");
   EXPECT_TRUE(fs::is_directory(kLastResort));
   EXPECT_EQ(files_, UnpackedFiles{lastResortFile()});
-  DeleteUnpackedFiles(files_);
+  deleteAll();
   EXPECT_FALSE(fs::exists(lastResortFile()));
 }
 

@@ -38,7 +38,8 @@ std::string names(const ov::OutputVector& ports) {
 }
 
 bool isNhwc(const ov::PartialShape& shape) {
-  return shape[3].is_static() && shape[3] == kPlanes && !shape[1].compatible(kPlanes);
+  const auto isPlanes = [](const ov::Dimension& dimension) { return dimension.is_static() && dimension == kPlanes; };
+  return isPlanes(shape[3]) && !isPlanes(shape[1]);
 }
 
 // The dimensions of an input or output, as far as they are known.

@@ -1,0 +1,187 @@
+// vorin-pack list and extract on packages that the test wrote byte by byte, sound and damaged.
+#include "support/pack_run.h"
+#include "support/package_bytes.h"
+
+#include <gmock/gmock.h>
+
+namespace vorin::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class PackReading : public testing::Test {
+protected:
+  PackReading() { fs::create_directory(pack_.file("work")); }
+
+  void package(const std::string& bytes) const { writeFile(pack_.file("p.bin"), bytes); }
+
+  // A run that fails with status 1, these data and these lines, and changes no file.
+  void expectFailure(const std::vector<std::string>& arguments, const std::string& data, const std::string& lines) const {
+    const auto before = pack_.content();
+    const ChildResult result = pack_.run(arguments);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.standard_output, data);
+    EXPECT_EQ(result.standard_error, lines);
+    EXPECT_EQ(pack_.content(), before);
+    EXPECT_THAT(pack_.leftovers(), IsEmpty());
+  }
+
+  PackRun pack_;
+};
+
+TEST_F(PackReading, ListsSizesOffsetsAndNames) {
+  package(packageBytes({{"net.xml", "12345"}, {"a\tb\"\\", ""}, {"\xFF\xE4", "1"}, {"\xC3\xA4", "12"}}));
+  const ChildResult table = pack_.run({"list", "p.bin"});
+  EXPECT_EQ(table.exit_status, 0);
+  EXPECT_EQ(table.standard_error, "");
+  EXPECT_EQ(table.standard_output, "5\t61\tnet.xml\n0\t66\ta\\x09b\"\\\n1\t66\t\xFF\xE4\n2\t67\t\xC3\xA4\n");
+  const ChildResult json = pack_.run({"list", "--json", "p.bin"});
+  EXPECT_EQ(json.exit_status, 0);
+  EXPECT_EQ(json.standard_output, "[\n"
+                                  "  {\"name\": \"net.xml\", \"size_bytes\": 5, \"offset_bytes\": 61},\n"
+                                  "  {\"name\": \"a\\u0009b\\\"\\\\\", \"size_bytes\": 0, \"offset_bytes\": 66},\n"
+                                  "  {\"name\": \"\\u00FF\\u00E4\", \"size_bytes\": 1, \"offset_bytes\": 66},\n"
+                                  "  {\"name\": \"\xC3\xA4\", \"size_bytes\": 2, \"offset_bytes\": 67}\n]\n");
+  package(recordBytes("", 0, 0));
+  EXPECT_EQ(pack_.run({"list", "p.bin"}).standard_output, "");
+  EXPECT_EQ(pack_.run({"list", "--json", "p.bin"}).standard_output, "[]\n");
+}
+
+TEST_F(PackReading, TellsWhatIsWrongWithAPackage) {
+  const std::string closing = recordBytes("", 0, 0);
+  struct Case {
+    std::string package;
+    const char* table;
+    const char* line;
+  };
+  for (const Case& wrong : std::vector<Case>{
+           {"", "", "the directory ends early, so this is no package or a damaged one: build the package anew"},
+           {recordBytes("a", 0, 0), "0\t0\ta\n",
+            "the directory ends early, so this is no package or a damaged one: build the package anew"},
+           {recordBytes("a", 0, 0) + std::string(8, '\0'), "0\t0\ta\n",
+            "the directory ends early, so this is no package or a damaged one: build the package anew"},
+           {std::string(2000, 'n'), "",
+            "the directory holds a name of more than 1023 bytes, so this is no package or a damaged one: build the package anew"},
+           {recordBytes("a", 0x40000001, 0) + closing, "1073741825\t0\ta\n",
+            "entry 'a' has a size of 1073741825 bytes, and the library reads no package beyond an entry above 1073741824: build "
+            "the package "
+            "anew"},
+           {recordBytes("", 0x40000001, 0), "",
+            "the record that ends the directory has a size of 1073741825 bytes, and the library reads no package beyond an entry "
+            "above "
+            "1073741824: build the package anew"},
+           {recordBytes("a", 1, 0x80000000) + closing, "1\t2147483648\ta\n",
+            "entry 'a' lies beyond the first 2 GiB, where the library does not reach: build the package anew with fewer "
+            "networks"},
+           {recordBytes("a", 5, 19) + closing + "12", "5\t19\ta\n",
+            "entry 'a' runs 3 bytes past the end of the file, and the library would wait for them without end: copy or build the "
+            "package "
+            "anew"},
+           {recordBytes("a", 0x40000000, 0x7FFFFFFF) + closing, "1073741824\t2147483647\ta\n",
+            "entry 'a' runs 3221225452 bytes past the end of the file, and the library would wait for them without end: copy or "
+            "build the "
+            "package anew"},
+           {recordBytes("a", 0, 0) + recordBytes("a", 1, 0) + closing, "0\t0\ta\n1\t0\ta\n",
+            "entry 'a' is there more than once, and the library sees the first only: build the package anew"}}) {
+    package(wrong.package);
+    expectFailure({"list", "p.bin"}, wrong.table, "vorin-pack: 'p.bin': " + std::string(wrong.line) + "\n");
+    expectFailure({"extract", "p.bin", "-o", "out"}, "",
+                  "vorin-pack: 'p.bin': " + std::string(wrong.line) + ", or name the entries that you want\n");
+  }
+  package(recordBytes("sound", 0, 1000) + closing); // no bytes, so no end to run past
+  EXPECT_EQ(pack_.run({"list", "p.bin"}).exit_status, 0);
+}
+
+TEST_F(PackReading, FailsWithOneLineForFilesThatAreNotThere) {
+  expectFailure({"list", "none.bin"}, "", "vorin-pack: 'none.bin' does not exist: name a package file\n");
+  expectFailure({"verify", "none.bin"}, "", "vorin-pack: 'none.bin' does not exist: name a package file\n");
+  expectFailure({"extract", "none.bin", "-o", "out"}, "", "vorin-pack: 'none.bin' does not exist: name a package file\n");
+  expectFailure({"list", "work"}, "", "vorin-pack: 'work' is not a file: name a package file\n");
+}
+
+TEST_F(PackReading, NoticesThatItsOutputCannotBeWritten) {
+  package(packageBytes({{"net.xml", "12345"}}));
+  ChildSetting setting = pack_.setting();
+  setting.standard_output = "/dev/full";
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"list", "p.bin"}, {"list", "--json", "p.bin"}, {"verify", "p.bin"}, {"--help"}}) {
+    std::vector<std::string> line = {VORIN_PACK_PROGRAM};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    const ChildResult result = ChildProcess(line, setting).wait();
+    EXPECT_EQ(result.exit_status, 1) << arguments.front();
+    EXPECT_THAT(result.standard_error, HasSubstr("the output cannot be written"));
+  }
+}
+
+TEST_F(PackReading, ExtractsAllOrTheNamedEntries) {
+  const std::string large = randomBytes(200000, 9);
+  package(packageBytes({{"net.xml", "network"}, {"net.bin", large}, {"empty", ""}, {"n\xC3\xA4me", "x"}}));
+  auto expected = pack_.content();
+  const auto expectFiles = [&](const std::string& folder, const std::map<std::string, std::string>& files) {
+    expected[folder] = "(folder)";
+    for (const auto& [name, content] : files) {
+      expected[folder + "/" + name] = content;
+    }
+    EXPECT_EQ(pack_.content(), expected);
+  };
+  const ChildResult all = pack_.run({"extract", "p.bin", "-o", "new/all"});
+  EXPECT_EQ(all.exit_status, 0);
+  EXPECT_EQ(all.standard_error, "vorin-pack: wrote 4 files to 'new/all'\n");
+  expected["new"] = "(folder)";
+  expectFiles("new/all", {{"net.xml", "network"}, {"net.bin", large}, {"empty", ""}, {"n\xC3\xA4me", "x"}});
+  EXPECT_EQ(pack_.run({"extract", "p.bin", "net.bin", "empty", "net.bin", "-o", "work"}).exit_status, 0);
+  expectFiles("work", {{"net.bin", large}, {"empty", ""}});
+}
+
+TEST_F(PackReading, ExtractsTheSoundEntriesOfADamagedPackage) {
+  const std::string directory = recordBytes("cut", 100, 30) + recordBytes("sound", 4, 40) + recordBytes("sound", 9, 0);
+  ASSERT_EQ(directory.size(), 40U);
+  package(directory + scrambled("data")); // without an end of the directory
+  EXPECT_EQ(pack_.run({"extract", "p.bin", "sound", "-o", "work"}).exit_status, 0);
+  EXPECT_EQ(readFile(pack_.file("work/sound")), "data");
+  expectFailure(
+      {"extract", "p.bin", "cut", "-o", "work"}, "",
+      "vorin-pack: 'p.bin': entry 'cut' runs 86 bytes past the end of the file, and the library would wait for them without "
+      "end: copy or build the package anew\n");
+}
+
+TEST_F(PackReading, NeverWritesOutsideTheFolder) {
+  struct Case {
+    std::string name;
+    const char* shown;
+    const char* why;
+  };
+  for (const Case& wrong : std::vector<Case>{{"../out", "'../out'", "holds a path separator"},
+                                             {"/tmp/vorin-out", "'/tmp/vorin-out'", "holds a path separator"},
+                                             {"..\\out", "'..\\out'", "holds a path separator"},
+                                             {"c:out", "'c:out'", "holds a path separator"},
+                                             {"..", "'..'", "is a folder's"},
+                                             {".", "'.'", "is a folder's"},
+                                             {"a\x1B[2Jb", "'a\\x1B[2Jb'", "holds a control character"}}) {
+    package(packageBytes({{"net.xml", "network"}, {wrong.name, "out"}}));
+    const std::string line = "vorin-pack: 'p.bin': the name of entry " + std::string(wrong.shown) + " " + wrong.why +
+                             ", so it is not extracted: name the others\n";
+    expectFailure({"extract", "p.bin", "-o", "work"}, "", line);
+    expectFailure({"extract", "p.bin", wrong.name, "-o", "work"}, "", line);
+  }
+}
+
+TEST_F(PackReading, ReplacesFilesOnRequestOnly) {
+  package(packageBytes({{"first", "1"}, {"net.xml", "network"}}));
+  writeFile(pack_.file("work/net.xml"), "mine");
+  writeFile(pack_.file("file"), "");
+  expectFailure({"extract", "p.bin", "-o", "work"}, "",
+                "vorin-pack: 'work/net.xml' exists: choose another name, or replace it with --overwrite\n");
+  expectFailure({"extract", "p.bin", "none", "-o", "work"}, "",
+                "vorin-pack: 'p.bin': there is no entry 'none': see vorin-pack list\n");
+  expectFailure({"extract", "p.bin", "-o", "file"}, "",
+                "vorin-pack: 'file' is no folder and cannot be made one: choose another with -o\n");
+  EXPECT_EQ(pack_.run({"extract", "p.bin", "-o", "work", "--overwrite"}).exit_status, 0);
+  EXPECT_EQ(readFile(pack_.file("work/net.xml")), "network");
+  EXPECT_EQ(readFile(pack_.file("work/first")), "1");
+}
+
+} // namespace
+} // namespace vorin::tests

@@ -1,0 +1,295 @@
+// vorin-pack build, run as a user does: which entries with which bytes, and what it refuses, with one line and nothing
+// half-written. Packages are read by the tests' own reader, and by the library's.
+#include "modelpack/model_package_reader.h"
+#include "support/pack_networks.h"
+#include "support/pack_run.h"
+#include "support/package_bytes.h"
+
+#include <gmock/gmock.h>
+#include <openvino/runtime/core.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+namespace vorin::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class PackBuild : public testing::Test {
+protected:
+  std::vector<NamedContent> entries() const { return entriesOf(readFile(pack_.file("model_st.bin"))); }
+
+  NamedContent entry(const std::string& name, const std::string& file) const { return {name, readFile(pack_.file(file))}; }
+
+  // Builds model_st.bin; expects success and the line, or lines, on standard error.
+  void build(std::vector<std::string> arguments, const std::string& lines) {
+    arguments.insert(arguments.begin(), {"build", "model_st.bin"});
+    const ChildResult result = pack_.run(arguments);
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.standard_output, "");
+    EXPECT_EQ(result.standard_error, lines);
+    EXPECT_THAT(pack_.leftovers(), IsEmpty());
+  }
+
+  // Expects the run to fail with this status, one line that holds the text, and no file changed.
+  void expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) {
+    const auto before = pack_.content();
+    const ChildResult result = pack_.run(arguments);
+    EXPECT_EQ(result.exit_status, status) << text;
+    EXPECT_EQ(result.standard_output, "") << text;
+    EXPECT_THAT(result.standard_error, StartsWith("vorin-pack: "));
+    EXPECT_THAT(result.standard_error, HasSubstr(text));
+    EXPECT_EQ(std::count(result.standard_error.begin(), result.standard_error.end(), '\n'), 1) << result.standard_error;
+    EXPECT_EQ(pack_.content(), before) << text;
+    EXPECT_THAT(pack_.leftovers(), IsEmpty()) << text;
+  }
+
+  PackRun pack_;
+};
+
+TEST_F(PackBuild, PacksNetworksUnderTheirOwnAndOtherNames) {
+  saveNetwork(fixedStyleRecipe(0.5F), pack_.file("one.xml"));
+  saveNetwork(transferRecipe(0.25F), pack_.file("two.xml"));
+  writeFile(pack_.file("notes.txt"), randomBytes(100000, 5));
+  writeFile(pack_.file("empty"), "");
+  const std::string longest(1023, 'n');
+  build({"one.xml", "--name", "renamed.v2.xml=two.xml", "--name", "notes=notes.txt", "--name", "empty=empty", "--name",
+         longest + "=notes.txt"},
+        "vorin-pack: wrote 'model_st.bin' with 7 entries\n");
+  EXPECT_THAT(entries(), ElementsAre(entry("one.xml", "one.xml"), entry("one.bin", "one.bin"), entry("renamed.v2.xml", "two.xml"),
+                                     entry("renamed.v2.bin", "two.bin"), entry("notes", "notes.txt"), entry("empty", "empty"),
+                                     entry(longest, "notes.txt")));
+  for (const NamedContent& packed : entries()) {
+    ASSERT_EQ(modelpack::ModelPackageReader(fs::path(pack_.file("model_st.bin")).wstring(), packed.name, pack_.file("unpacked")),
+              modelpack::PackageStatus::kWritten);
+    EXPECT_EQ(readFile(pack_.file("unpacked")), packed.content) << packed.name;
+  }
+}
+
+TEST_F(PackBuild, ConvertsOnnxToIrWithItsWeightsAsTheyAre) {
+  writeFile(pack_.file("net.onnx"), onnxBytes(onnxWeights()));
+  build({"net.onnx", "--name", "again.xml=net.onnx"}, "vorin-pack: wrote 'model_st.bin' with 4 entries\n");
+  const std::vector<NamedContent> packed = entries();
+  ASSERT_EQ(packed.size(), 4U);
+  EXPECT_EQ(packed[0].name, "net.xml");
+  EXPECT_EQ(packed[1].name, "net.bin");
+  EXPECT_EQ(packed[2], (NamedContent{"again.xml", packed[0].content}));
+  EXPECT_EQ(packed[3], (NamedContent{"again.bin", packed[1].content}));
+  EXPECT_THAT(packed[1].content, HasSubstr(onnxWeights()));
+
+  writeFile(pack_.file("net.xml"), packed[0].content);
+  writeFile(pack_.file("net.bin"), packed[1].content);
+  const auto network = ov::Core().read_model(pack_.file("net.xml"));
+  EXPECT_EQ(network->input("frame").get_partial_shape(), (ov::PartialShape{1, 3, -1, -1}));
+  EXPECT_EQ(network->output("picture").get_element_type(), ov::element::f32);
+
+  fs::remove(pack_.file("model_st.bin"));
+  build({"--fp16", "net.onnx"}, "vorin-pack: wrote 'model_st.bin' with 2 entries\n");
+  EXPECT_THAT(entries()[1].content, testing::Not(HasSubstr(onnxWeights())));
+}
+
+// The names that the library asks its package for.
+const char* const k512 = "ensemble_out_r31_512_retrained_autoencoder";
+const char* const k256 = "ensemble_out_r31_256_retrained_autoencoder";
+const char* const k540p = "ensemble_out_r31_c540p_s512_retrained_autoencoder";
+const char* const kLightGrey = "model_lightgrey_v19";
+const char* const kCartoon = "cartoon_model_slim5";
+
+TEST_F(PackBuild, GivesTheCataloguesNamesToFloatNetworksAndTwins) {
+  const std::vector<std::string> files = {"a", "a8", "b", "b8", "c", "d", "d8", "e"};
+  for (std::size_t index = 0; index < files.size(); ++index) {
+    saveNetwork(fixedStyleRecipe(static_cast<float>(index)), pack_.file(files[index] + ".xml"));
+  }
+  build({"--as", "transfer-512",  "a.xml", "--int8", "a8.xml",    "--as",  "transfer-256",  "b.xml", "--int8",  "b8.xml",
+         "--as", "transfer-540p", "c.xml", "--as",   "lightgrey", "d.xml", "--int8=d8.xml", "--as",  "cartoon", "e.xml"},
+        "vorin-pack: wrote 'model_st.bin' with 16 entries\n");
+  std::vector<NamedContent> expected;
+  const std::vector<std::string> names = {
+      k512,       k512 + std::string("_int8"),       k256,    k256 + std::string("_int8"), k540p,
+      kLightGrey, kLightGrey + std::string("_int8"), kCartoon};
+  for (std::size_t index = 0; index < files.size(); ++index) {
+    expected.push_back(entry(names[index] + ".xml", files[index] + ".xml"));
+    expected.push_back(entry(names[index] + ".bin", files[index] + ".bin"));
+  }
+  EXPECT_EQ(entries(), expected);
+}
+
+TEST_F(PackBuild, GivesTheFloatNetworkToAllDevicesWithoutATwinAndSaysSo) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  build({"--as", "lightgrey", "net.xml"},
+        "vorin-pack: lightgrey: no --int8 given, so devices that work with 8-bit integers get 'net.xml' "
+        "too\nvorin-pack: wrote 'model_st.bin' with 4 entries\n");
+  EXPECT_THAT(entries(),
+              ElementsAre(entry("model_lightgrey_v19.xml", "net.xml"), entry("model_lightgrey_v19.bin", "net.bin"),
+                          entry("model_lightgrey_v19_int8.xml", "net.xml"), entry("model_lightgrey_v19_int8.bin", "net.bin")));
+  // The two share their bytes.
+  EXPECT_LT(readFile(pack_.file("model_st.bin")).size(),
+            readFile(pack_.file("net.xml")).size() + readFile(pack_.file("net.bin")).size() + 4 * 64);
+}
+
+TEST_F(PackBuild, RefusesWhatIsNoNetwork) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  fs::create_directory(pack_.file("folder.xml"));
+  writeFile(pack_.file("alone.xml"), readFile(pack_.file("net.xml")));
+  writeFile(pack_.file("text.xml"), "hello");
+  writeFile(pack_.file("text.bin"), "hello");
+  writeFile(pack_.file("cut.xml"), readFile(pack_.file("net.xml")).substr(0, 300));
+  writeFile(pack_.file("cut.bin"), readFile(pack_.file("net.bin")));
+  writeFile(pack_.file("text.onnx"), "hello");
+  writeFile(pack_.file("cut.onnx"), onnxBytes(onnxWeights()).substr(0, 60));
+  writeFile(pack_.file("short.onnx"), onnxBytes("ab")); // 2 bytes of weights in place of 12
+  struct Case {
+    const char* file;
+    const char* line;
+  };
+  for (const Case& wrong : {Case{"none.xml", "'none.xml' does not exist"}, Case{"none.onnx", "'none.onnx' does not exist"},
+                            Case{"folder.xml", "'folder.xml' is not a file"}, Case{"net.bin", "'net.bin' is not a network"},
+                            Case{"alone.xml", "'alone.xml' has no weights: put 'alone.bin' beside it"},
+                            Case{"text.xml", "'text.xml' is not a network in OpenVINO's IR"},
+                            Case{"cut.xml", "'cut.xml' is not a network that the runtime can read ("},
+                            Case{"text.onnx", "'text.onnx' is not an ONNX network that the runtime can convert ("},
+                            Case{"cut.onnx", "'cut.onnx' is not an ONNX network that the runtime can convert ("},
+                            Case{"short.onnx", "'short.onnx' is not an ONNX network that the runtime can convert ("}}) {
+    expectRefusal({"build", "model_st.bin", "net.xml", wrong.file}, 1, wrong.line);
+    expectRefusal({"build", "model_st.bin", "--as", "cartoon", wrong.file}, 1, wrong.line);
+  }
+  expectRefusal({"build", "model_st.bin", "--as", "lightgrey", "net.xml", "--int8", "none.xml"}, 1, "'none.xml' does not exist");
+  expectRefusal({"build", "model_st.bin", "--name", "notes=none.txt"}, 1, "'none.txt' does not exist");
+}
+
+TEST_F(PackBuild, RefusesEntryNamesThatThePackageCannotHold) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  fs::create_directory(pack_.file("other"));
+  saveNetwork(fixedStyleRecipe(), pack_.file("other/net.xml"));
+  writeFile(pack_.file("data"), "data");
+  struct Case {
+    std::string name;
+    const char* line;
+  };
+  for (const Case& wrong : {Case{std::string(1024, 'n'), "has 1024 bytes: shorten it to at most 1023"},
+                            Case{"../out", "path separator"}, Case{"a\\b", "path separator"}, Case{"c:d", "path separator"},
+                            Case{"..", "is a folder's"}, Case{"a\nb", "'a\\x0Ab' holds a control character"}}) {
+    expectRefusal({"build", "model_st.bin", "--name", wrong.name + "=data"}, 1, wrong.line);
+  }
+  expectRefusal({"build", "model_st.bin", "--name", std::string(1020, 'n') + ".xml=net.xml"}, 1, "has 1024 bytes");
+  expectRefusal({"build", "model_st.bin", "--name", "net.txt=net.xml"}, 1,
+                "'net.txt' is to hold a network and does not end in .xml");
+  expectRefusal({"build", "model_st.bin", "net.xml", "other/net.xml"}, 1, "two files would become the entry 'net.xml'");
+  expectRefusal({"build", "model_st.bin", "net.xml", "--name", "net.bin=data"}, 1, "two files would become the entry 'net.bin'");
+  expectRefusal({"build", "model_st.bin", "--as", "cartoon", "net.xml", "--as", "cartoon", "other/net.xml"}, 1,
+                "two files would become");
+}
+
+TEST_F(PackBuild, RefusesMoreBytesThanTheFormatHolds) {
+  // Files of holes only: they take no space, and the refusal comes before they are read.
+  for (const char* const name : {"one", "two", "three"}) {
+    writeFile(pack_.file(name), "");
+    fs::resize_file(pack_.file(name), 0x40000000);
+  }
+  writeFile(pack_.file("large"), "");
+  fs::resize_file(pack_.file("large"), 0x40000001);
+  const auto expectLine = [&](const std::vector<std::string>& arguments, const std::string& line) {
+    const ChildResult result = pack_.run(arguments);
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.standard_error, line);
+    EXPECT_FALSE(fs::exists(pack_.file("model_st.bin")));
+    EXPECT_THAT(pack_.leftovers(), IsEmpty());
+  };
+  expectLine({"build", "model_st.bin", "--name", "large=large"},
+             "vorin-pack: 'large' has 1073741825 bytes, and an entry holds at most "
+             "1073741824: make the network smaller\n");
+  expectLine(
+      {"build", "model_st.bin", "--name", "1=one", "--name", "2=two", "--name", "3=three"},
+      "vorin-pack: 'three' would begin beyond the first 2 GiB of the package, where the library does not reach: pack fewer or "
+      "smaller networks\n");
+}
+
+TEST_F(PackBuild, RefusesTargetsThatItCannotOrMustNotWrite) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  writeFile(pack_.file("there.bin"), "a package that someone needs");
+  fs::create_directory(pack_.file("folder"));
+  fs::create_symlink("nowhere/at/all", pack_.file("link"));
+  expectRefusal({"build", "there.bin", "net.xml"}, 1, "'there.bin' exists: choose another name, or replace it with --overwrite");
+  expectRefusal({"build", "folder", "net.xml", "--overwrite"}, 1, "'folder' is a folder");
+  expectRefusal({"build", "/dev/null", "net.xml", "--overwrite"}, 1, "'/dev/null' is not a file that can be replaced");
+  expectRefusal({"build", "none/model_st.bin", "net.xml"}, 1, "the folder 'none' does not exist");
+  expectRefusal({"build", "net.bin", "net.xml", "--overwrite"}, 1, "'net.bin' is one of the files to pack");
+  expectRefusal({"build", "/proc/model_st.bin", "net.xml"}, 1, "'/proc/model_st.bin' cannot be written (");
+  fs::remove(pack_.file("link"));
+}
+
+TEST_F(PackBuild, RefusesLinesItDoesNotUnderstand) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  struct Case {
+    std::vector<std::string> arguments;
+    const char* line;
+  };
+  for (const Case& wrong : std::vector<Case>{
+           {{}, "no command given"},
+           {{"pack"}, "pack"},
+           {{"build"}, "PACKAGE is required"},
+           {{"build", "model_st.bin"}, "no network named"},
+           {{"build", "model_st.bin", "--as", "pencil", "net.xml"},
+            "unknown network 'pencil': the networks are transfer-512, transfer-256, "
+            "transfer-540p, lightgrey, cartoon"},
+           {{"build", "model_st.bin", "--as", "cartoon"}, "NETWORK FILE"},
+           {{"build", "model_st.bin", "--int8", "net.xml", "--as", "lightgrey", "net.xml"},
+            "--int8 net.xml belongs to no network"},
+           {{"build", "model_st.bin", "--as", "lightgrey", "net.xml", "--int8", "net.xml", "--int8", "a.xml"},
+            "--int8 a.xml belongs"},
+           {{"build", "model_st.bin", "--as", "cartoon", "net.xml", "--int8", "net.xml"}, "no quantised twin of cartoon"},
+           {{"build", "model_st.bin", "--name", "net.xml"}, "--name 'net.xml' is not of the form ENTRY=FILE"},
+           {{"build", "model_st.bin", "--name", "=net.xml"}, "is not of the form"},
+           {{"verify", "model_st.bin", "pencil"}, "unknown network 'pencil'"},
+           {{"extract", "model_st.bin"}, "--output"}}) {
+    expectRefusal(wrong.arguments, 2, wrong.line);
+  }
+}
+
+TEST_F(PackBuild, ReplacesAPackageAndKeepsALinkOnRequest) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  writeFile(pack_.file("real.bin"), "old");
+  fs::create_symlink("real.bin", pack_.file("model_st.bin"));
+  build({"--overwrite", "net.xml"}, "vorin-pack: wrote 'model_st.bin' with 2 entries\n");
+  EXPECT_TRUE(fs::is_symlink(pack_.file("model_st.bin")));
+  EXPECT_THAT(entriesOf(readFile(pack_.file("real.bin"))), ElementsAre(entry("net.xml", "net.xml"), entry("net.bin", "net.bin")));
+}
+
+TEST_F(PackBuild, LeavesNothingWhereThereIsNoRoom) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  writeFile(pack_.file("large"), randomBytes(200000, 4));
+  const std::string line = "ulimit -f 64; exec '" VORIN_PACK_PROGRAM "' build model_st.bin net.xml --name large=large";
+  const ChildResult result = ChildProcess({"/bin/sh", "-c", line}, pack_.setting()).wait();
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_THAT(result.standard_error, StartsWith("vorin-pack: 'model_st.bin' cannot be written ("));
+  EXPECT_FALSE(fs::exists(pack_.file("model_st.bin")));
+  EXPECT_THAT(pack_.leftovers(), IsEmpty());
+}
+
+TEST_F(PackBuild, LeavesNothingAfterASignal) {
+  writeFile(pack_.file("large"), "");
+  fs::resize_file(pack_.file("large"), 0x40000000); // long enough to be met at work
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, pack_.setting());
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (pack_.leftovers().empty() && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    process.signal(signal);
+    const ChildResult result = process.wait();
+    EXPECT_EQ(result.exit_status, 130) << signal;
+    EXPECT_EQ(result.standard_error, "vorin-pack: cancelled\n");
+    EXPECT_FALSE(fs::exists(pack_.file("model_st.bin")));
+    EXPECT_THAT(pack_.leftovers(), IsEmpty());
+  }
+}
+
+} // namespace
+} // namespace vorin::tests

@@ -1,0 +1,250 @@
+// vorin-pack verify: a line for each thing that the library would stumble over, with networks that are wrong in one point each.
+#include "support/pack_networks.h"
+#include "support/pack_run.h"
+#include "support/package_bytes.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+namespace vorin::tests {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class PackVerify : public testing::Test {
+protected:
+  // Expects this one finding, which may leave out what follows `text`.
+  void expectFinding(const std::vector<std::string>& arguments, const std::string& text) const {
+    const ChildResult result = pack_.run(arguments);
+    EXPECT_EQ(result.exit_status, 1) << text;
+    EXPECT_THAT(result.standard_output, StartsWith(text));
+    EXPECT_EQ(std::count(result.standard_output.begin(), result.standard_output.end(), '\n'), 1) << result.standard_output;
+    EXPECT_EQ(result.standard_error, "") << text;
+    EXPECT_THAT(pack_.leftovers(), IsEmpty());
+  }
+
+  void expectSound(const std::vector<std::string>& arguments) const {
+    const ChildResult result = pack_.run(arguments);
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.standard_output, "");
+    EXPECT_EQ(result.standard_error, "vorin-pack: 'p.bin' holds what the library asks for\n");
+    EXPECT_THAT(pack_.leftovers(), IsEmpty());
+  }
+
+  // A package with the network as the named one of the catalogue, the float and the 8-bit one alike.
+  void pack(const NetworkRecipe& recipe, const std::string& network) const {
+    saveNetwork(recipe, pack_.file("net.xml"));
+    ASSERT_EQ(pack_.run({"build", "p.bin", "--overwrite", "--as", network, "net.xml"}).exit_status, 0);
+  }
+
+  PackRun pack_;
+};
+
+TEST_F(PackVerify, FindsNothingInACompletePackage) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("fixed.xml"));
+  saveNetwork(transferRecipe(), pack_.file("transfer.xml"));
+  ASSERT_EQ(pack_
+                .run({"build", "p.bin", "--as", "transfer-512", "transfer.xml", "--as", "transfer-256", "transfer.xml", "--as",
+                      "transfer-540p", "transfer.xml", "--as", "lightgrey", "fixed.xml", "--as", "cartoon", "fixed.xml"})
+                .exit_status,
+            0);
+  expectSound({"verify", "p.bin"});
+}
+
+TEST_F(PackVerify, NamesEveryMissingEntry) {
+  writeFile(pack_.file("p.bin"), packageBytes({{"other", ""}}));
+  const ChildResult result = pack_.run({"verify", "p.bin"});
+  EXPECT_EQ(result.exit_status, 1);
+  const std::string k512 = "ensemble_out_r31_512_retrained_autoencoder";
+  const std::string k256 = "ensemble_out_r31_256_retrained_autoencoder";
+  std::string expected;
+  const auto expectMissing = [&](const std::string& network, const std::string& entry, const std::string& twin = "") {
+    for (const char* const ending : {".xml", ".bin"}) {
+      expected +=
+          network + ": there is no entry '" + entry + ending + "': pack the network with --as " + network + " FILE" + twin + "\n";
+    }
+  };
+  expectMissing("transfer-512", k512);
+  expectMissing("transfer-512", k512 + "_int8", " --int8 FILE");
+  expectMissing("transfer-256", k256);
+  expectMissing("transfer-256", k256 + "_int8", " --int8 FILE");
+  expectMissing("transfer-540p", "ensemble_out_r31_c540p_s512_retrained_autoencoder");
+  expectMissing("lightgrey", "model_lightgrey_v19");
+  expectMissing("lightgrey", "model_lightgrey_v19_int8", " --int8 FILE");
+  expectMissing("cartoon", "cartoon_model_slim5");
+  EXPECT_EQ(result.standard_output, expected);
+}
+
+TEST_F(PackVerify, LooksAtTheNamedNetworksOnly) {
+  pack(fixedStyleRecipe(), "cartoon");
+  expectSound({"verify", "p.bin", "cartoon"});
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  ASSERT_EQ(pack_
+                .run({"build", "p.bin", "--overwrite", "--name", "model_lightgrey_v19.xml=net.xml", "--name",
+                      "model_lightgrey_v19_int8.xml=net.xml"})
+                .exit_status,
+            0);
+  expectSound({"verify", "p.bin", "lightgrey"});
+}
+
+TEST_F(PackVerify, ReportsEntriesThatAreNoNetworks) {
+  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  const std::string network = readFile(pack_.file("net.xml"));
+  const std::string weights = readFile(pack_.file("net.bin"));
+  const std::string subject = "cartoon: the network 'cartoon_model_slim5.xml' ";
+  const auto expectFor = [&](const std::string& network_entry, const std::string& weights_entry, const std::string& finding) {
+    writeFile(pack_.file("p.bin"),
+              packageBytes({{"cartoon_model_slim5.xml", network_entry}, {"cartoon_model_slim5.bin", weights_entry}}));
+    expectFinding({"verify", "p.bin", "cartoon"}, finding);
+  };
+  expectFor("hello", weights, subject + "is not one in OpenVINO's IR: pack it anew with --as cartoon FILE\n");
+  expectFor(network.substr(0, network.size() / 2), weights, subject + "cannot be read by the runtime (");
+  expectFor(network, "", subject + "cannot be read by the runtime (");
+
+  const std::string record = recordBytes("cartoon_model_slim5.bin", 10, 100000) + recordBytes("", 0, 0);
+  const std::string first = recordBytes("cartoon_model_slim5.xml", static_cast<std::uint32_t>(network.size()), 0);
+  writeFile(pack_.file("p.bin"), first + record + network);
+  expectFinding({"verify", "p.bin", "cartoon"}, "entry 'cartoon_model_slim5.bin' runs ");
+}
+
+struct WrongNetwork {
+  const char* what;
+  NetworkRecipe recipe;
+  const char* finding;
+};
+
+void PrintTo(const WrongNetwork& wrong, std::ostream* stream) {
+  *stream << wrong.what;
+}
+
+NetworkRecipe with(NetworkRecipe recipe, const std::function<void(NetworkRecipe&)>& change) {
+  change(recipe);
+  return recipe;
+}
+
+NetworkRecipe withFrame(const NetworkInput& input) {
+  return with(fixedStyleRecipe(), [&](NetworkRecipe& recipe) { recipe.inputs = {input}; });
+}
+
+NetworkRecipe withInputs(const NetworkInput& content, const NetworkInput& style) {
+  return with(transferRecipe(), [&](NetworkRecipe& recipe) { recipe.inputs = {content, style}; });
+}
+
+const NetworkInput kContent = {{"input_content"}, {1, 3, 24, 40}};
+const NetworkInput kStyle = {{"input_style"}, {1, 3, 16, 16}};
+
+class PackVerifyFixedStyle : public PackVerify, public testing::WithParamInterface<WrongNetwork> {};
+
+TEST_P(PackVerifyFixedStyle, SaysWhatIsWrong) {
+  pack(GetParam().recipe, "cartoon");
+  expectFinding({"verify", "p.bin", "cartoon"},
+                "cartoon: the network 'cartoon_model_slim5.xml' " + std::string(GetParam().finding));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Networks, PackVerifyFixedStyle,
+    testing::Values(
+        WrongNetwork{"two inputs", transferRecipe(),
+                     "takes 2 inputs (input_content, input_style) where one is needed, the frame: build "},
+        WrongNetwork{"three dimensions", withFrame({{"x"}, {3, -1, -1}}),
+                     "takes an input that has the shape [3,?,?] where [1,3,height,width] is needed: export it with these four"},
+        WrongNetwork{"any rank", withFrame({{"x"}, ov::PartialShape::dynamic()}),
+                     "takes an input that has the shape [...] where "},
+        WrongNetwork{"planes last", withFrame({{"x"}, {1, -1, -1, 3}}), "takes an input that has the shape [1,?,?,3] where "},
+        WrongNetwork{"planes last, fixed", withFrame({{"x"}, {1, 480, 640, 3}}),
+                     "takes an input that has the shape [1,480,640,3] where [1,3,height,width] is needed: put a transpose there"},
+        WrongNetwork{"one plane", withFrame({{"x"}, {1, 1, -1, -1}}),
+                     "takes an input that has the shape [1,1,?,?] where [1,3,height,width] is needed: export it for pictures of "
+                     "three planes"},
+        WrongNetwork{"four pictures", withFrame({{"x"}, {4, 3, -1, -1}}),
+                     "takes an input that has the shape [4,3,?,?] where [1,3,height,width] is needed: export it for one picture "
+                     "at a time"},
+        WrongNetwork{"bytes", withFrame({{"x"}, {1, 3, -1, -1}, ov::element::u8}),
+                     "takes an input of the type u8, and the library"},
+        WrongNetwork{"declared layout", withFrame({{"x"}, {1, 3, -1, -1}, ov::element::f32, "NHWC"}),
+                     "takes an input that declares the layout [N,H,W,C], and the library takes it as NCHW"},
+        WrongNetwork{"two outputs", with(fixedStyleRecipe(), [](NetworkRecipe& recipe) { recipe.outputs = 2; }),
+                     "gives 2 outputs where one is needed: keep the picture only"},
+        WrongNetwork{
+            "output of one plane",
+            with(fixedStyleRecipe(),
+                 [](NetworkRecipe& recipe) {
+                   recipe.output_shape = {1, 1, 1, -1};
+                 }),
+            "gives an output for frames of 1920x1080 that has the shape [1,1,1,6220800] where [1,3,height,width] is needed"},
+        WrongNetwork{"one size only",
+                     with(fixedStyleRecipe(),
+                          [](NetworkRecipe& recipe) {
+                            recipe.output_shape = {1, 3, 1080, 1920};
+                          }),
+                     "cannot be given the size 960x540 ("},
+        WrongNetwork{"even sizes only",
+                     with(fixedStyleRecipe(),
+                          [](NetworkRecipe& recipe) {
+                            recipe.output_shape = {1, 3, 2, -1};
+                          }),
+                     "cannot be given the size 641x481 ("}));
+
+class PackVerifyTransfer : public PackVerify, public testing::WithParamInterface<WrongNetwork> {};
+
+TEST_P(PackVerifyTransfer, SaysWhatIsWrong) {
+  pack(GetParam().recipe, "transfer-540p");
+  expectFinding({"verify", "p.bin", "transfer-540p"},
+                "transfer-540p: the network 'ensemble_out_r31_c540p_s512_retrained_autoencoder.xml' " +
+                    std::string(GetParam().finding));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Networks, PackVerifyTransfer,
+    testing::Values(
+        WrongNetwork{"three inputs",
+                     with(transferRecipe(),
+                          [](NetworkRecipe& recipe) {
+                            recipe.inputs.push_back({{"strength"}, {1}});
+                          }),
+                     "takes 3 inputs where two are needed, 'input_content' and 'input_style': export it with these"},
+        WrongNetwork{"other name", withInputs(kContent, {{"style"}, {1, 3, 16, 16}}),
+                     "has no input named 'input_style' (its inputs: input_content, style): name it so"},
+        WrongNetwork{"name in capitals", withInputs({{"Input_Content"}, {1, 3, 24, 40}}, kStyle),
+                     "has no input named 'input_content' ("},
+        WrongNetwork{"two names", withInputs({{"input_content", "x"}, {1, 3, 24, 40}}, kStyle),
+                     "takes an input 'input_content' that has other names too (input_content, x): leave it this one only"},
+        WrongNetwork{
+            "no size", withInputs({{"input_content"}, {1, 3, -1, -1}}, kStyle),
+            "takes an input 'input_content' that has no fixed size ([1,3,?,?]), which this style needs: export it with one"},
+        WrongNetwork{"style without size", withInputs(kContent, {{"input_style"}, {1, 3, 16, -1}}),
+                     "takes an input 'input_style' that has no fixed size ([1,3,16,?])"},
+        WrongNetwork{
+            "style in half precision", withInputs(kContent, {{"input_style"}, {1, 3, 16, 16}, ov::element::f16}),
+            "takes an input 'input_style' that has elements of the type f16, and the library passes f32: export it in f32"},
+        WrongNetwork{"content in bytes", withInputs({{"input_content"}, {1, 3, 24, 40}, ov::element::u8}, kStyle),
+                     "takes an input 'input_content' that has elements of the type u8, and the library passes fractions"},
+        WrongNetwork{
+            "style with planes last", withInputs(kContent, {{"input_style"}, {1, 16, 16, 3}}),
+            "takes an input 'input_style' that has the shape [1,16,16,3] where [1,3,height,width] is needed: put a transpose"},
+        WrongNetwork{"output of other planes",
+                     with(transferRecipe(),
+                          [](NetworkRecipe& recipe) {
+                            recipe.output_shape = {1, 1, 72, 40};
+                          }),
+                     "gives an output that has the shape [1,1,72,40] where [1,3,height,width] is needed"}));
+
+TEST_F(PackVerify, AcceptsWhatTheLibraryCanUse) {
+  for (const NetworkRecipe& recipe :
+       {withFrame({{"a", "b"}, {1, 3, -1, -1}}), withFrame({{"x"}, {-1, 3, 64, 64}}),
+        withFrame({{"x"}, {1, 3, -1, -1}, ov::element::f16}), withFrame({{"x"}, {-1, -1, -1, -1}}),
+        withFrame({{"x"}, {1, 3, -1, -1}, ov::element::f32, "NCHW"}), withFrame({{}, {1, 3, -1, -1}})}) {
+    pack(recipe, "cartoon");
+    expectSound({"verify", "p.bin", "cartoon"});
+  }
+  pack(withInputs({{"input_content"}, {1, 3, 24, 40}, ov::element::f16}, kStyle), "transfer-540p");
+  expectSound({"verify", "p.bin", "transfer-540p"});
+  pack(withInputs(kStyle, kContent), "transfer-540p"); // in either order
+  expectSound({"verify", "p.bin", "transfer-540p"});
+}
+
+} // namespace
+} // namespace vorin::tests

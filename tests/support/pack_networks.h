@@ -1,0 +1,41 @@
+// Small networks for the tests of the packer: as OpenVINO IR by the runtime's own operations, and as ONNX by the bytes.
+#pragma once
+
+#include <openvino/core/model.hpp>
+
+#include <string>
+#include <vector>
+
+namespace vorin::tests {
+
+struct NetworkInput {
+  std::vector<std::string> names;
+  ov::PartialShape shape;
+  ov::element::Type type = ov::element::f32;
+  std::string layout = {}; // as the network declares it
+};
+
+struct NetworkRecipe {
+  std::vector<NetworkInput> inputs;
+  std::vector<std::int64_t> output_shape = {}; // as the network's own Reshape wants it; empty: the first input's
+  std::size_t outputs = 1;
+  float weight = 0.5F;
+};
+
+// The first input times a weight, plus the mean of each further one.
+std::shared_ptr<ov::Model> makeNetwork(const NetworkRecipe& recipe);
+
+// Writes the network as NAME.xml and NAME.bin for a file NAME.xml.
+void saveNetwork(const NetworkRecipe& recipe, const std::string& file);
+
+// What the catalogue's styles want: one input of any size; a frame and a style image of fixed sizes.
+NetworkRecipe fixedStyleRecipe(float weight = 0.5F);
+NetworkRecipe transferRecipe(float weight = 0.5F);
+
+// An ONNX file of one multiplication, input "frame" [1, 3, h, w] times three weights, output "picture".
+std::string onnxBytes(const std::string& weights);
+
+// The three weights as the 12 bytes that such a file holds.
+std::string onnxWeights();
+
+} // namespace vorin::tests
