@@ -31,15 +31,8 @@ def transfer_network(content_height: int, content_width: int, style_size: int) -
     last = projections["expand.2"]
     projections["expand.2"] = StyleProjection(reorder_output(last.scale, REVERSED), reorder_output(last.shift, REVERSED))
 
-    def normalisation(name: str) -> tuple[ov.Node, ov.Node] | None:
-        if name not in projections:
-            return None
-        projection = projections[name]
-        return _project(vector, projection.scale, f"{name}/style_scale"), _project(
-            vector, projection.shift, f"{name}/style_shift"
-        )
-
-    picture = mix_planes(repaint(content, layers, normalisation), np.diag(1.0 / OUTPUT_DEVIATION), "planes")
+    styles = _scales_and_shifts(vector, projections)
+    picture = mix_planes(repaint(content, layers, styles.get), np.diag(1.0 / OUTPUT_DEVIATION), "planes")
     picture = ops.subtract(picture, _planes(OUTPUT_MEAN / OUTPUT_DEVIATION), name="normalised_planes")
     picture.output(0).set_names({"output"})
     return ov.Model([picture], [content, style], "style_transfer")
@@ -63,12 +56,15 @@ def _predictor_image(style: ov.Node, style_size: int) -> ov.Node:
     return ops.avg_pool(image, window, [0, 0], [0, 0], window, False, name="style_averaged")
 
 
-def _project(vector: ov.Node, projection: Convolution, name: str) -> ov.Node:
-    """One normalisation's scale or shift, [1, channels, 1, 1], from the style vector."""
-    product = ops.matmul(vector, projection.weights[:, :, 0, 0], False, True, name=f"{name}/product")
-    assert projection.bias is not None
-    row = ops.add(product, projection.bias.reshape(1, -1), name=f"{name}/row")
-    return ops.reshape(row, np.array([1, projection.weights.shape[0], 1, 1]), False, name=name)
+def _scales_and_shifts(vector: ov.Node, projections: dict[str, StyleProjection]) -> dict[str, tuple[ov.Node, ov.Node]]:
+    """Each normalisation's scale and shift, [1, channels, 1, 1] each, all from one product with the style vector."""
+    parts = [part for projection in projections.values() for part in (projection.scale, projection.shift)]
+    matrix = np.concatenate([part.weights[:, :, 0, 0] for part in parts])
+    bias = np.concatenate([part.bias for part in parts if part.bias is not None])
+    product = ops.matmul(vector, matrix, False, True, name="style/product")
+    column = ops.reshape(ops.add(product, bias[None], name="style/sum"), np.array([1, -1, 1, 1]), False, name="style/column")
+    split = ops.variadic_split(column, np.array(1), np.array([len(part.weights) for part in parts]), name="style/parts")
+    return {name: (split.output(2 * index), split.output(2 * index + 1)) for index, name in enumerate(projections)}
 
 
 def _planes(values: np.ndarray) -> np.ndarray:

@@ -21,8 +21,10 @@ import openvino as ov
 import openvino.opset13 as ops
 from trained_weights import Convolution
 
+# A node with one output, or one output of a node with several.
+Values = ov.Node | ov.Output
 # Gives one layer's scale and shift, each [1, channels, 1, 1]; None where the layer has a bias instead of a normalisation.
-Normalisation = Callable[[str], tuple[ov.Node, ov.Node] | None]
+Normalisation = Callable[[str], tuple[Values, Values] | None]
 
 EPSILON = 1e-5
 LAST_LAYER_PLANES = 8
@@ -67,7 +69,7 @@ def repaint(image: ov.Node, layers: dict[str, Convolution], normalisation: Norma
 
 def mix_planes(planes: ov.Node, matrix: np.ndarray, name: str) -> ov.Node:
     """Each plane k as the sum of the first three planes with the weights matrix[k]."""
-    count = planes.get_output_partial_shape(0)[1].get_length()
+    count = _channels(planes)
     kernel = np.zeros((3, count, 1, 1), dtype=np.float32)
     kernel[:, :3, 0, 0] = matrix
     return ops.convolution(planes, kernel, [1, 1], [0, 0], [0, 0], [1, 1], name=name)
@@ -77,7 +79,7 @@ def _layer(
     x: ov.Node,
     name: str,
     convolution: Convolution,
-    norm: tuple[ov.Node, ov.Node] | None,
+    norm: tuple[Values, Values] | None,
     stride: int,
     activate: bool,
 ) -> ov.Node:
@@ -96,10 +98,15 @@ def _layer(
     return ops.relu(x, name=f"{name}/relu") if activate else x
 
 
-def _widened(values: ov.Node) -> ov.Node:
+def _widened(values: Values) -> ov.Node:
     """The last layer's scale or shift with zeros for the empty planes."""
-    missing = LAST_LAYER_PLANES - values.get_output_partial_shape(0)[1].get_length()
+    missing = LAST_LAYER_PLANES - _channels(values)
     return ops.pad(values, [0, 0, 0, 0], [0, missing, 0, 0], "constant", np.float32(0.0))
+
+
+def _channels(values: Values) -> int:
+    output = values.output(0) if isinstance(values, ov.Node) else values
+    return output.get_partial_shape()[1].get_length()
 
 
 def _double_size(x: ov.Node, name: str) -> ov.Node:
