@@ -23,4 +23,15 @@ constexpr const char* kColourBgrToI420 = "output/colour_only_bgr_i420";
 constexpr const char* kColourBgraToI420 = "output/colour_only_bgra_i420";
 constexpr const char* kColourRgbToYuv = "output/colour_only_rgb_yuv";
 
+constexpr const char* kTransferOutput = "neural/transfer_output";
+constexpr const char* kLiteralTransferOutput = "neural/literal_transfer_output";
+constexpr const char* kContentSmoothingMoving = "neural/content_smoothing_moving";
+constexpr const char* kLiteralContentSmoothingMoving = "neural/literal_content_smoothing_moving";
+constexpr const char* kContentSmoothingCut = "neural/content_smoothing_cut";
+constexpr const char* kLiteralContentSmoothingCut = "neural/literal_content_smoothing_cut";
+constexpr const char* kOutputSmoothingMoving = "neural/output_smoothing_moving";
+constexpr const char* kLiteralOutputSmoothingMoving = "neural/literal_output_smoothing_moving";
+constexpr const char* kOutputSmoothingCut = "neural/output_smoothing_cut";
+constexpr const char* kLiteralOutputSmoothingCut = "neural/literal_output_smoothing_cut";
+
 } // namespace vorin::bench

@@ -21,6 +21,13 @@ constexpr std::array kRows = {
     RatioRow{"YUY2 of a neural style : colours alone", kNeuralToYuy2, kColourRgbToYuv, Bound::kAtMost, 3.0},
     RatioRow{"NV12 of a filter : colours alone", kFilterToNv12, kColourBgraToI420, Bound::kAtMost, 3.0},
     RatioRow{"YUY2 of a filter : colours alone", kFilterToYuy2, kColourRgbToYuv, Bound::kAtMost, 3.0},
+    RatioRow{"transfer's output, literal loops : ours", kLiteralTransferOutput, kTransferOutput, Bound::kAtLeast, 3.0},
+    RatioRow{"content smoothing, moving, literal : ours", kLiteralContentSmoothingMoving, kContentSmoothingMoving,
+             Bound::kAtLeast, 4.0},
+    RatioRow{"content smoothing, cut, literal : ours", kLiteralContentSmoothingCut, kContentSmoothingCut, Bound::kAtLeast, 4.0},
+    RatioRow{"output smoothing, moving, literal : ours", kLiteralOutputSmoothingMoving, kOutputSmoothingMoving, Bound::kAtLeast,
+             4.0},
+    RatioRow{"output smoothing, cut, literal : ours", kLiteralOutputSmoothingCut, kOutputSmoothingCut, Bound::kAtLeast, 4.0},
 };
 
 constexpr int kWhatWidth = 42;

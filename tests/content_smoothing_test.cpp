@@ -33,7 +33,7 @@ Pixel smoothedPixel(const Pixel& current, const Pixel& previous) {
 
 Pixel pixelAt(const cv::Mat& image, int x, int y) {
   Pixel pixel;
-  std::memcpy(pixel.data(), image.ptr(y) + 3 * x, 3);
+  std::memcpy(pixel.data(), image.ptr(y, x), 3);
   return pixel;
 }
 

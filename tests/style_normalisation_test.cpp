@@ -19,10 +19,10 @@ void expectNormalised(const cv::Mat& image) {
   GuardedBuffer buffer(3 * plane * sizeof(float));
   auto* planes = reinterpret_cast<float*>(buffer.data());
   normaliseStyle(image, planes);
+  const float* value = planes;
   for (int y = 0; y < image.rows; ++y) {
-    for (int x = 0; x < image.cols; ++x) {
-      const std::uint8_t* pixel = image.ptr(y) + 3 * x;
-      const float* value = planes + y * image.cols + x;
+    for (int x = 0; x < image.cols; ++x, ++value) {
+      const std::uint8_t* pixel = image.ptr(y, x);
       ASSERT_EQ(value[0], static_cast<float>((pixel[0] - 103.53) / 57.375)) << x << ", " << y;
       ASSERT_EQ(value[plane], static_cast<float>((pixel[1] - 116.28) / 57.12)) << x << ", " << y;
       ASSERT_EQ(value[2 * plane], static_cast<float>((pixel[2] - 123.675) / 58.395)) << x << ", " << y;
