@@ -1,0 +1,93 @@
+// Small networks whose answers can be computed by hand, and model packages that hold them.
+#pragma once
+
+#include "support/package_bytes.h"
+#include "support/test_environment.h"
+
+#include <openvino/core/model.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vorin::tests {
+
+// The names that the library asks a package for, and the twins for devices without 8-bit integers.
+inline constexpr const char* kTransfer512 = "ensemble_out_r31_512_retrained_autoencoder";
+inline constexpr const char* kTransfer540 = "ensemble_out_r31_c540p_s512_retrained_autoencoder";
+inline constexpr const char* kTransfer256 = "ensemble_out_r31_256_retrained_autoencoder";
+inline constexpr const char* kLightGrey = "model_lightgrey_v19";
+inline constexpr const char* kCartoon = "cartoon_model_slim5";
+inline constexpr const char* kQuantised = "_int8";
+
+// Two inputs, "input_content" and "input_style", [1, 3, height, width] each. The output has the content's size:
+//     content_gain x content + style_gain x style + bias
+// where the style is taken value by value if it has the content's size, and else as the mean of each of its planes.
+struct TransferNetwork {
+  int width = 13;
+  int height = 7;
+  int style_width = 13;
+  int style_height = 7;
+  float content_gain = 1.0F;
+  float style_gain = 1.0F;
+  float bias = 0.0F;
+  bool style_first = false; // the order of the inputs
+  int channels = 3;         // of the output: fewer leave out the last planes, more repeat the first
+};
+std::shared_ptr<ov::Model> makeNetwork(const TransferNetwork& recipe);
+
+// One input [1, 3, height, width]; the output is gain x input + bias, of the same size. It can be reshaped to any size.
+struct FixedNetwork {
+  int width = 13;
+  int height = 7;
+  float gain = 1.0F;
+  float bias = 0.0F;
+  int channels = 3;
+};
+std::shared_ptr<ov::Model> makeNetwork(const FixedNetwork& recipe);
+
+// Inputs of the given names, added up.
+std::shared_ptr<ov::Model> makeSum(const std::vector<std::string>& input_names);
+
+// The two files of a network, NAME.xml and NAME.bin.
+std::vector<NamedContent> networkFiles(const std::string& name, const std::shared_ptr<ov::Model>& network);
+
+template <typename Recipe> std::vector<NamedContent> networkFiles(const std::string& name, const Recipe& recipe) {
+  return networkFiles(name, makeNetwork(recipe));
+}
+
+// A network's float and quantised files. They stand for trained twins, and both are of float here; the quantised one's bias is
+// greater by this, so that its answers tell which of the two was run.
+inline constexpr float kTwinBias = 0.25F;
+
+template <typename Recipe> std::vector<NamedContent> twinFiles(const std::string& name, Recipe recipe) {
+  std::vector<NamedContent> files = networkFiles(name, recipe);
+  recipe.bias += kTwinBias;
+  for (NamedContent& file : networkFiles(name + kQuantised, recipe)) {
+    files.push_back(std::move(file));
+  }
+  return files;
+}
+
+// A folder with a model package in it, removed at the end of the scope.
+class TestPackage {
+public:
+  explicit TestPackage(const std::vector<std::vector<NamedContent>>& networks = {}) { write(networks); }
+
+  // Writes the package anew.
+  void write(const std::vector<std::vector<NamedContent>>& networks);
+
+  std::string folder() const { return folder_.path().string(); }
+
+private:
+  TemporaryFolder folder_;
+};
+
+// Where the library unpacks the files of this program: its own folder.
+std::string programFolder();
+
+// The files of the catalogue's networks that lie in the program's folder, sorted.
+std::vector<std::string> unpackedNetworkFiles();
+
+} // namespace vorin::tests
