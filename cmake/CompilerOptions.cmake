@@ -11,6 +11,7 @@ else()
               -Wpedantic
               -Wshadow
               -Wconversion
+              -ffp-contract=off # the pixel passes promise the bytes of separate multiplications and additions
               -Wno-sign-conversion # OpenCV counts in int, the standard library in size_t: a cast at each meeting hides more than it shows
               -Werror)
   # RUNPATH, not RPATH: a library search path of the user comes before it, which is how the stand-ins for the hardware get in.
