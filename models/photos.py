@@ -36,8 +36,18 @@ def read_photo(name: str) -> np.ndarray:
     found = find_spec(package)
     if found is None or found.origin is None:
         raise FileNotFoundError(f"the Python package that carries the photo {name} is not installed (models/build installs it)")
-    with Image.open(Path(found.origin).parent / folder / file) as image:
+    return read_bytes(Path(found.origin).parent / folder / file)
+
+
+def read_bytes(file: Path) -> np.ndarray:
+    """A picture file as bytes in the order blue, green, red."""
+    with Image.open(file) as image:
         return np.ascontiguousarray(np.asarray(image.convert("RGB"))[:, :, ::-1])
+
+
+def write_bytes(picture: np.ndarray, file: Path) -> None:
+    """Writes such bytes as a picture file."""
+    Image.fromarray(np.ascontiguousarray(picture[:, :, ::-1])).save(file)
 
 
 def views(photo: np.ndarray, width: int, height: int) -> list[np.ndarray]:
