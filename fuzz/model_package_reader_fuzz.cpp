@@ -1,0 +1,136 @@
+// Any bytes as a package: the library's reader must end with the status, and write the bytes, that a plain reading of the format
+// gives.
+//
+// The first byte of the input says what is asked for, the rest is the package. The one case in which the reader does not end, an
+// entry that runs past the end of the file, is recognised by the plain reading and left out.
+#include "modelpack/model_package_reader.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <random>
+#include <string>
+#include <system_error>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace {
+
+namespace fs = std::filesystem;
+using vorin::modelpack::ModelPackageReader;
+using vorin::modelpack::PackageStatus;
+
+// Two files of this process's own.
+class WorkFolder {
+public:
+  WorkFolder() : path_(fs::temp_directory_path() / ("vorin-fuzz-" + std::to_string(std::random_device()()))) {
+    fs::create_directory(path_);
+  }
+  ~WorkFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
+
+  fs::path package() const { return path_ / "package"; }
+  fs::path target() const { return path_ / "target"; }
+
+private:
+  fs::path path_;
+};
+
+struct Reading {
+  PackageStatus status;
+  std::string content = {};
+};
+
+std::uint32_t numberAt(const std::string& bytes, std::size_t position) {
+  std::uint32_t value = 0;
+  for (std::size_t index = 4; index-- > 0;) {
+    value = value * 256 + static_cast<unsigned char>(bytes[position + index]);
+  }
+  return value;
+}
+
+// What reading ought to give; nothing for the endless case.
+std::optional<Reading> plainReading(const std::string& package, const std::string& wanted) {
+  for (std::size_t position = 0;;) {
+    const std::size_t zero = package.find('\0', position);
+    if (zero == std::string::npos || zero - position > 1023 || package.size() - zero < 9) {
+      return Reading{PackageStatus::kError};
+    }
+    const std::string name = package.substr(position, zero - position);
+    const std::uint32_t size = numberAt(package, zero + 1);
+    const std::uint32_t offset = numberAt(package, zero + 5);
+    if (size > 0x40000000) {
+      return Reading{PackageStatus::kError};
+    }
+    if (name == wanted) {
+      if (offset > 0x7FFFFFFF) {
+        return Reading{PackageStatus::kError};
+      }
+      if (size > 0 && std::uint64_t{offset} + size > package.size()) {
+        return std::nullopt;
+      }
+      std::string content = size == 0 ? std::string() : package.substr(offset, size);
+      for (char& character : content) {
+        character = static_cast<char>(character ^ 0x3C);
+      }
+      return Reading{PackageStatus::kWritten, content};
+    }
+    if (name.empty()) {
+      return Reading{PackageStatus::kNoSuchEntry};
+    }
+    position = zero + 9;
+  }
+}
+
+// An even choice asks for the name that stands at some place of the package, so that names are often found; the others for fixed
+// ones.
+std::string wantedName(std::uint8_t choice, const std::string& package) {
+  if (choice % 2 == 0) {
+    const std::size_t start = package.empty() ? 0 : choice * std::size_t{7} % package.size();
+    return package.substr(start, package.find('\0', start) - start).substr(0, 1100);
+  }
+  return choice % 4 == 1 ? "net.xml" : "";
+}
+
+[[noreturn]] void fail(const char* what, const std::string& wanted) {
+  static_cast<void>(std::fprintf(stderr, "%s for the entry '%s'\n", what, wanted.c_str()));
+  std::abort();
+}
+
+void check(const WorkFolder& folder, const std::string& package, const std::string& wanted) {
+  const std::optional<Reading> expected = plainReading(package, wanted);
+  if (!expected) {
+    return;
+  }
+  fs::remove(folder.target());
+  std::ofstream(folder.package(), std::ios::binary) << package;
+  if (ModelPackageReader(folder.package().wstring(), wanted, folder.target().string()) != expected->status) {
+    fail("another status", wanted);
+  }
+  if (fs::exists(folder.target()) != (expected->status == PackageStatus::kWritten)) {
+    fail("a target file too many or too few", wanted);
+  }
+  std::ifstream target(folder.target(), std::ios::binary);
+  if (std::string(std::istreambuf_iterator<char>(target), {}) != expected->content) {
+    fail("other bytes", wanted);
+  }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const WorkFolder folder;
+  if (size > 0) {
+    const std::string package(reinterpret_cast<const char*>(data) + 1, size - 1);
+    check(folder, package, wantedName(data[0], package));
+  }
+  return 0;
+}
