@@ -1,6 +1,6 @@
 """Runs the built networks on held-out photos as the library runs them, checks what the library relies on, and writes pictures.
 
-Usage: check.py NETWORKS OUTPUT [--sheet]. Pictures go to the folder OUTPUT; `--sheet` also paints all 26 fixed styles there.
+Usage: check.py NETWORKS OUTPUT. Pictures go to the folder OUTPUT.
 Checks: each network compiles with an empty property map; its inputs have the names and sizes that its file name promises; reshaped
 to even, odd and tiny sizes, types 1 and 2 give a picture of the input's own size; the runtime's own conversion of bytes agrees with
 `library_way.py`, and so does the precision that the device chooses, as far as it can.
@@ -13,7 +13,6 @@ from pathlib import Path
 
 import numpy as np
 import openvino as ov
-from calibration import repainted
 from library_way import (
     CONTENT_DEVIATION,
     CONTENT_MEAN,
@@ -28,8 +27,6 @@ from library_way import (
 )
 from openvino.preprocess import ColorFormat, PrePostProcessor
 from photos import HELD_OUT, read_bytes, read_photo, write_bytes
-from PIL import Image, ImageDraw
-from trained_weights import FIXED_STYLE_COUNT
 
 F32 = {"INFERENCE_PRECISION_HINT": "f32"}
 TRANSFER_SIZES = {  # content width, content height, style size
@@ -135,23 +132,9 @@ def check_image_network(core: ov.Core, folder: Path, output: Path, name: str) ->
     agreement.report()
 
 
-def write_sheet(output: Path, photo: str) -> None:
-    """The photo and all fixed styles, numbered, as one picture."""
-    width, height, columns = 320, 180, 7
-    image = resized(read_photo(photo), 2 * width, 2 * height)
-    tiles = [image] + [repainted(style, [image])[0] for style in range(FIXED_STYLE_COUNT)]
-    sheet = Image.new("RGB", (columns * width, -(-len(tiles) // columns) * height), "white")
-    for index, tile in enumerate(tiles):
-        x, y = index % columns * width, index // columns * height
-        sheet.paste(Image.fromarray(resized(tile, width, height)[:, :, ::-1]), (x, y))
-        label = "photo" if index == 0 else str(index - 1)
-        ImageDraw.Draw(sheet).text((x + 4, y + 2), label, fill="white", stroke_width=2, stroke_fill="black")
-    sheet.save(output / "fixed_styles.jpg", quality=85)
-
-
 def main(arguments: list[str]) -> int:
-    if len(arguments) not in (2, 3) or arguments[2:] not in ([], ["--sheet"]):
-        print("usage: check.py NETWORKS OUTPUT [--sheet]", file=sys.stderr)
+    if len(arguments) != 2:
+        print("usage: check.py NETWORKS OUTPUT", file=sys.stderr)
         return 2
     folder, output = Path(arguments[0]), Path(arguments[1])
     output.mkdir(parents=True, exist_ok=True)
@@ -160,8 +143,6 @@ def main(arguments: list[str]) -> int:
         check_transfer(core, folder, output, name)
     for name in IMAGE_NETWORKS:
         check_image_network(core, folder, output, name)
-    if len(arguments) == 3:
-        write_sheet(output, "china")
     return 0
 
 

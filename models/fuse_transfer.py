@@ -11,7 +11,7 @@ import openvino.opset13 as ops
 from library_way import CONTENT_DEVIATION, CONTENT_MEAN, OUTPUT_DEVIATION, OUTPUT_MEAN, STYLE_DEVIATION, STYLE_MEAN
 from style_network import fold_input, mix_planes, reorder_output, repaint
 from style_predictor import predict_style
-from trained_weights import Convolution, StyleProjection, transformer_layers
+from trained_weights import StyleProjection, transformer_layers
 
 # The library's planes are blue, green, red; the trained networks' are red, green, blue.
 REVERSED = [2, 1, 0]

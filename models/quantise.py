@@ -1,8 +1,8 @@
 """Makes a network's 8-bit twin and measures how far its pictures are from the float network's.
 
-Only the trained convolutions are quantised, and not the first: what a normalisation is multiplied with spans a wide range (quantising it cost
-12 dB on transfer networks), and the first layer's rounding reaches every later one (2 dB). The finishing after the last layer
-stays in float too, since its rounding would be seen as it is.
+Only the trained convolutions are quantised, and not the first of them. What a normalisation is multiplied with spans a wide range
+(quantising it cost 12 dB on transfer networks), and the first layer's rounding reaches every later one (2 dB). The finishing after
+the last layer stays in float too, since its rounding would be seen as it is.
 """
 
 from __future__ import annotations
@@ -51,15 +51,11 @@ def twin_psnr(
     """The PSNR of the twin's finished pictures against the float network's, one for each sample, both computed in f32."""
     return [
         psnr(ours, reference)
-        for ours, reference in zip(
-            _pictures(twin_file, samples, picture), _pictures(float_file, samples, picture), strict=True
-        )
+        for ours, reference in zip(_pictures(twin_file, samples, picture), _pictures(float_file, samples, picture), strict=True)
     ]
 
 
-def _pictures(
-    file: Path, samples: Sequence[Inputs], picture: Callable[[np.ndarray], np.ndarray]
-) -> list[np.ndarray]:
+def _pictures(file: Path, samples: Sequence[Inputs], picture: Callable[[np.ndarray], np.ndarray]) -> list[np.ndarray]:
     core = ov.Core()
     model = core.read_model(file)
     if len(model.inputs) == 1:
