@@ -6,7 +6,6 @@
 #include "support/test_networks.h"
 
 #include <gtest/gtest.h>
-#include <opencv2/imgproc.hpp>
 
 namespace vorin::neural {
 namespace {
@@ -131,9 +130,7 @@ TEST_F(NeuralInferenceTest, OtherSizesAreFittedToTheNetworkAndLeftAlone) {
       Picture frame = randomPicture(size.width, size.height, 4);
       const Picture before = frame;
       const cv::Mat image(size, CV_8UC3, frame.data());
-      cv::Mat fitted;
-      cv::resize(image, fitted, cv::Size(kWidth, kHeight), 0, 0, cv::INTER_LINEAR);
-      Picture expected(fitted.datastart, fitted.dataend);
+      Picture expected = resizedPicture(frame, size, cv::Size(kWidth, kHeight));
       if (style_type == SttStyleCartoon) {
         expected = withBlackLastColumn(expected);
       }

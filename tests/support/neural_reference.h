@@ -3,6 +3,9 @@
 // Pictures are bytes, three a pixel, blue, green, red; planes are floats, three of them one behind the other.
 #pragma once
 
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -100,44 +103,47 @@ inline Picture smoothedOutput(Picture now, const Picture& before) {
   return now;
 }
 
-inline Picture stretched(const Planes& planes) {
-  const auto [lowest, highest] = std::minmax_element(planes.begin(), planes.end());
-  const double scale = 255.0 / (double{*highest} - *lowest);
-  const std::size_t pixels = planes.size() / 3;
-  Picture picture(planes.size());
-  for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-      const double value = (double{planes[channel * pixels + pixel]} - *lowest) * scale;
-      picture[3 * pixel + channel] = static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
+// Planes as the imaging library's picture of floats.
+inline cv::Mat mergedPlanes(const Planes& planes, int width, int height) {
+  cv::Mat image(height, width, CV_32FC3);
+  for (int index = 0; index < width * height; ++index) {
+    for (int plane = 0; plane < 3; ++plane) {
+      image.ptr<float>()[3 * index + plane] = planes[static_cast<std::size_t>(plane * width * height + index)];
     }
   }
-  return picture;
+  return image;
 }
 
-// The picture in a style-transfer network's output.
-inline Picture transferPicture(Planes planes) {
+// Bytes by the imaging library's own stretching and conversion: its roundings are part of the definition.
+inline Picture stretchedPicture(const Planes& planes, int width, int height) {
+  cv::Mat image = mergedPlanes(planes, width, height);
+  cv::normalize(image, image, 0, 255, cv::NORM_MINMAX);
+  image.convertTo(image, CV_8U);
+  return {image.datastart, image.dataend};
+}
+
+// The picture in a style-transfer network's output, before smoothing.
+inline Picture transferPicture(Planes planes, int width, int height) {
   constexpr double kDeviations[] = {0.225, 0.224, 0.229};
   constexpr double kMeans[] = {0.406, 0.456, 0.485};
-  const std::size_t pixels = planes.size() / 3;
+  const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   for (std::size_t index = 0; index < planes.size(); ++index) {
-    const double value = planes[index] * kDeviations[index / pixels] + kMeans[index / pixels];
-    planes[index] = static_cast<float>(std::clamp(value, 0.0, 1.0));
+    const float value = static_cast<float>(planes[index] * kDeviations[index / pixels] + kMeans[index / pixels]);
+    planes[index] = std::clamp(value, 0.0F, 1.0F);
   }
-  return stretched(planes);
+  return stretchedPicture(planes, width, height);
 }
 
-inline Picture lightGreyPicture(const Planes& planes) {
-  return stretched(planes);
+inline Picture cartoonPicture(const Planes& planes, int width, int height) {
+  cv::Mat image = mergedPlanes(planes, width, height);
+  image.convertTo(image, CV_8U, 127.5, 127.5);
+  return {image.datastart, image.dataend};
 }
 
-inline Picture cartoonPicture(const Planes& planes) {
-  const std::size_t pixels = planes.size() / 3;
-  Picture picture(planes.size());
-  for (std::size_t index = 0; index < planes.size(); ++index) {
-    const long value = std::lround(double{planes[index]} * 127.5 + 127.5);
-    picture[3 * (index % pixels) + index / pixels] = static_cast<std::uint8_t>(std::clamp(value, 0L, 255L));
-  }
-  return picture;
+inline Picture resizedPicture(Picture picture, cv::Size from, cv::Size to) {
+  cv::Mat fitted;
+  cv::resize(cv::Mat(from, CV_8UC3, picture.data()), fitted, to, 0, 0, cv::INTER_LINEAR);
+  return {fitted.datastart, fitted.dataend};
 }
 
 // The greatest difference of two pictures or planes of one size; a great one where the sizes differ.
