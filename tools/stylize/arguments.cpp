@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <variant>
 
 namespace vorin::stylize {
@@ -17,6 +18,9 @@ struct RawArguments {
   std::vector<std::string> photos;
   std::string output;
   std::string style;
+  std::string style_image;
+  std::string network;
+  std::string models;
   std::string size;
   std::string device = "auto";
   std::string format = "bgra";
@@ -37,6 +41,7 @@ struct OptionRow {
 };
 
 constexpr const char* kPictureSection = "The drawing";
+constexpr const char* kNeuralSection = "The neural styles";
 constexpr const char* kDeviceSection = "The device";
 constexpr const char* kOtherSection = "Other options";
 
@@ -48,6 +53,10 @@ std::string styleHelp() {
   return help;
 }
 
+const Style& transferStyle() {
+  return *std::find_if(styles().begin(), styles().end(), [](const Style& style) { return style.takesStyleImage(); });
+}
+
 std::vector<OptionRow> optionTable() {
   return {
       {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind:\n" + pictureExtensions(),
@@ -56,6 +65,18 @@ std::vector<OptionRow> optionTable() {
       {"--size", &RawArguments::size, "WxH", "Size of the drawing in pixels (default: the photo's):\n" + sizeLimits(),
        kForStylize, kPictureSection},
       {"--overwrite", &RawArguments::overwrite, "", "Replace the output if it exists", kForBoth, kPictureSection},
+      {"--style-image", &RawArguments::style_image, "FILE",
+       "For transfer: the picture whose look to take (for a\nsheet, default: painting.png beside the package)", kForBoth,
+       kNeuralSection},
+      {"--network", &RawArguments::network, "NAME",
+       "For transfer: the network, by the size it works at:\n" + joinNames(transferStyle().networks) +
+           " (default: " + std::string(transferStyle().networks.front().name) + ")",
+       kForBoth, kNeuralSection},
+      {"--models", &RawArguments::models, "FOLDER",
+       "The folder of the model package, model_st.bin\n(default: the program's folder, its folder models, or\n../models seen "
+       "from "
+       "it, the first that holds one);\nmust be writable",
+       kForBoth, kNeuralSection},
       {"--device", &RawArguments::device, "NAME",
        "Where to draw: auto (default: the GPU; without one,\nsoftware), integrated, discrete, or software (this\nmachine's "
        "processor)",
@@ -72,6 +93,10 @@ constexpr const char* kFooter = R"(
 Photos are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
 colour become 8, photos marked as turned are turned upright.
 
+A neural style loads its network anew for each photo. lightgrey and cartoon work
+at the photo's size, but at 1920x1080 at most; transfer works at the size of its
+network. The library brings the drawing to the photo's size.
+
 Data goes to standard output, all else to standard error.
 
 Exit status: 0 all done, 1 some inputs failed, 2 usage, 3 model or
@@ -81,6 +106,8 @@ Examples:
   vorin-stylize photo.jpg -o drawing.png --style pencil
   vorin-stylize photo.jpg -o small.webp --style stipple --size 640x480
   vorin-stylize photo.jpg -o drawing.png --style pencil --device software
+  vorin-stylize photo.jpg -o drawing.png --style cartoon --models folder
+  vorin-stylize photo.jpg -o drawing.png --style transfer --style-image p.jpg
   vorin-stylize sheet photo.jpg -o sheet.png
   vorin-stylize devices)";
 
@@ -121,6 +148,36 @@ const Style* checkedStyle(const std::string& name) {
     throw usage("unknown --style '" + name + "': the styles are " + styleNames());
   }
   return style;
+}
+
+const Network* checkedNetwork(const std::string& name) {
+  if (name.empty()) {
+    return nullptr;
+  }
+  const Network* network = findByName(transferStyle().networks, name);
+  if (network == nullptr) {
+    throw usage("unknown --network '" + name + "': the networks are " + joinNames(transferStyle().networks));
+  }
+  return network;
+}
+
+// style: null for a sheet, which goes without a style image if need be.
+void checkStyleOptions(const Style* style, const RawArguments& raw) {
+  if (style == nullptr) {
+    return;
+  }
+  const std::string name(style->name);
+  if (style->takesStyleImage() && raw.style_image.empty()) {
+    throw usage("the style '" + name + "' takes the look of a picture: add --style-image with an image file");
+  }
+  if (!style->takesStyleImage() && !(raw.style_image.empty() && raw.network.empty())) {
+    throw usage(std::string(raw.style_image.empty() ? "--network" : "--style-image") + " is of no use to the style '" + name +
+                "': leave it out, or use --style " + std::string(transferStyle().name));
+  }
+}
+
+std::optional<std::filesystem::path> optionalPath(const std::string& name) {
+  return name.empty() ? std::nullopt : std::optional<std::filesystem::path>(name);
 }
 
 DeviceWish checkedDevice(const std::string& name) {
@@ -170,7 +227,7 @@ std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>&
 
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
-  CLI::App app("Draws photos in a style: pencil lines, fine dots.", "vorin-stylize");
+  CLI::App app("Draws photos in a style: pencil lines, fine dots, paintings by neural networks.", "vorin-stylize");
   app.add_option("photo", raw.photos, "The photo to draw")->type_name("FILE");
   addOptions(app, raw, kForStylize);
   app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
@@ -200,6 +257,10 @@ Arguments parseArguments(int count, const char* const* arguments) {
   parsed.photos = checkedPhotos(raw.photos, parsed.command);
   parsed.output = checkedOutput(raw.output);
   parsed.style = parsed.command == Command::kStylize ? checkedStyle(raw.style) : nullptr;
+  checkStyleOptions(parsed.style, raw);
+  parsed.network = checkedNetwork(raw.network);
+  parsed.style_image = optionalPath(raw.style_image);
+  parsed.models = optionalPath(raw.models);
   parsed.device = checkedDevice(raw.device);
   parsed.format = checkedFormat(raw.format);
   parsed.size = checkedSize(raw.size, *parsed.format);

@@ -22,7 +22,10 @@ struct Arguments {
   std::string help; // for kHelp: the text
   std::vector<std::filesystem::path> photos;
   std::filesystem::path output;
-  const Style* style = nullptr;
+  const Style* style = nullptr;     // null for a sheet: all of them
+  const Network* network = nullptr; // for a style with a choice of networks; null where none is named
+  std::optional<std::filesystem::path> style_image;
+  std::optional<std::filesystem::path> models;
   std::optional<cv::Size> size; // none: the photo's
   DeviceWish device = DeviceWish::kAuto;
   const FrameFormat* format = nullptr;

@@ -2,6 +2,7 @@
 
 #include "contact_sheet.h"
 #include "image_file.h"
+#include "model_package.h"
 #include "picture_size.h"
 #include "safe_output.h"
 
@@ -19,41 +20,92 @@ std::string millisecondsText(double elapsed_ms) {
   return text.str();
 }
 
+// The network at work, for the user: "network 512", or for one that takes any size "network 640x480".
+std::string networkText(const Manner& manner, cv::Size drawing_size) {
+  const std::string_view name = manner.network->name;
+  return "network " + (name.empty() ? sizeText(networkSize(drawing_size)) : std::string(name));
+}
+
 // The drawing as the user gets told about it.
-void report(const Arguments& arguments, const std::string& subject, const Style& style, const Drawing& drawing,
+void report(const Arguments& arguments, const std::string& subject, const Manner& manner, const Drawing& drawing,
             const std::string& device) {
-  if (!arguments.quiet) {
-    printLine(subject + ": " + sizeText(drawing.bgr.size()) + ", " + std::string(style.name) + ", " + device + ", " +
-              millisecondsText(drawing.elapsed_ms) + " ms per frame");
+  if (arguments.quiet) {
+    return;
   }
+  const cv::Size size = drawing.bgr.size();
+  std::string line = subject + ": " + sizeText(size) + ", " + std::string(manner.style->name) + ", ";
+  if (manner.network != nullptr) {
+    line += networkText(manner, size) + ", ";
+  }
+  line += device + ", " + millisecondsText(drawing.elapsed_ms) + " ms per frame";
+  if (manner.network != nullptr) {
+    line += ", loaded in " + millisecondsText(drawing.load_ms) + " ms";
+  }
+  printLine(line);
+}
+
+// What the neural styles draw with.
+struct NeuralTools {
+  ModelPackage package;
+  cv::Mat style_image_bgr;
+};
+
+Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTools* tools) {
+  Manner manner;
+  manner.style = &style;
+  manner.format = arguments.format;
+  manner.size = arguments.size;
+  if (style.isNeural()) {
+    manner.package = &tools->package;
+    manner.network = style.takesStyleImage() && arguments.network != nullptr ? arguments.network : &style.networks.front();
+    manner.style_image_bgr = tools->style_image_bgr;
+  }
+  return manner;
 }
 
 ExitStatus stylizePhoto(const Arguments& arguments) {
   const cv::Mat photo = readPicture(arguments.photos.front());
   requireFits(arguments.output, arguments.size.value_or(photo.size()));
+  std::optional<NeuralTools> tools;
+  if (arguments.style->isNeural()) {
+    tools = {ModelPackage(arguments.models), arguments.style_image ? readPicture(*arguments.style_image) : cv::Mat()};
+  }
   SafeOutput output(arguments.output, arguments.overwrite);
   ChosenDevice device(arguments.device);
-  const Drawing drawing = device.prepared(*arguments.style).draw(photo, *arguments.format, arguments.size);
+  const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
+  const Drawing drawing = device.draw(photo, manner);
   output.commit(encodePicture(arguments.output, drawing.bgr));
-  report(arguments, arguments.output.string(), *arguments.style, drawing, device.name());
+  report(arguments, arguments.output.string(), manner, drawing, device.name());
   return ExitStatus::kDone;
 }
 
-std::vector<SheetPicture> sheetRow(const Arguments& arguments, const std::filesystem::path& file, const cv::Mat& photo,
-                                   ChosenDevice& device) {
-  std::vector<SheetPicture> row = {{shrunkForSheet(photo), "original"}};
-  for (const Style& style : styles()) {
-    const Drawing drawing = device.prepared(style).draw(photo, *arguments.format, std::nullopt);
-    report(arguments, file.string(), style, drawing, device.name());
-    row.push_back({shrunkForSheet(drawing.bgr), std::string(style.name)});
+NeuralTools toolsForSheet(const Arguments& arguments) {
+  ModelPackage package(arguments.models);
+  const std::filesystem::path painting = package.folder() / "painting.png";
+  if (!arguments.style_image && !std::filesystem::exists(painting)) {
+    throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no '" +
+                                          painting.string() + "': add --style-image with an image file");
   }
-  return row;
+  return {package, readPicture(arguments.style_image.value_or(painting))};
+}
+
+std::vector<SheetPicture> sheetPictures(const Arguments& arguments, const std::filesystem::path& file, const cv::Mat& photo,
+                                        const NeuralTools& tools, ChosenDevice& device) {
+  std::vector<SheetPicture> pictures = {{shrunkForSheet(photo), "original"}};
+  for (const Style& style : styles()) {
+    const Manner manner = mannerOf(arguments, style, &tools);
+    const Drawing drawing = device.draw(photo, manner);
+    report(arguments, file.string(), manner, drawing, device.name());
+    pictures.push_back({shrunkForSheet(drawing.bgr), std::string(style.name)});
+  }
+  return pictures;
 }
 
 ExitStatus makeSheet(const Arguments& arguments) {
   SafeOutput output(arguments.output, arguments.overwrite);
-  std::vector<std::vector<SheetPicture>> rows;
-  std::optional<ChosenDevice> device; // made once a photo needs it: a missing photo shows without one
+  std::vector<std::vector<SheetPicture>> photos;
+  std::optional<NeuralTools> tools;
+  std::optional<ChosenDevice> device; // both made once a photo needs them: a missing photo shows without them
   bool some_failed = false;
   for (const auto& file : arguments.photos) {
     cv::Mat photo;
@@ -68,14 +120,15 @@ ExitStatus makeSheet(const Arguments& arguments) {
       continue;
     }
     if (!device) {
+      tools = toolsForSheet(arguments);
       device.emplace(arguments.device);
     }
-    rows.push_back(sheetRow(arguments, file, photo, *device));
+    photos.push_back(sheetPictures(arguments, file, photo, *tools, *device));
   }
-  if (rows.empty()) {
+  if (photos.empty()) {
     throw Failure(ExitStatus::kInputOutput, "none of the photos can be read: no sheet made");
   }
-  const cv::Mat sheet = makeContactSheet(rows);
+  const cv::Mat sheet = makeContactSheet(photos);
   requireFits(arguments.output, sheet.size());
   output.commit(encodePicture(arguments.output, sheet));
   if (!arguments.quiet) {

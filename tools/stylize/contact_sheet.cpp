@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <span>
 
 namespace vorin::stylize {
 namespace {
@@ -14,6 +15,9 @@ constexpr int kCellWidth = 640;
 constexpr int kCellHeight = 640;
 constexpr int kGap = 16;
 constexpr int kCaptionHeight = 32;
+constexpr std::size_t kPicturesInARow = 3;
+
+using Row = std::span<const SheetPicture>;
 
 void drawCaption(cv::Mat& sheet, const std::string& caption, int left, int top, int width) {
   constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
@@ -24,7 +28,7 @@ void drawCaption(cv::Mat& sheet, const std::string& caption, int left, int top, 
   cv::putText(sheet, caption, origin, kFont, kScale, cv::Scalar::all(40), 1, cv::LINE_AA);
 }
 
-int widthOf(const std::vector<SheetPicture>& row) {
+int widthOf(Row row) {
   int width = kGap;
   for (const SheetPicture& picture : row) {
     width += picture.bgr.cols + kGap;
@@ -32,7 +36,7 @@ int widthOf(const std::vector<SheetPicture>& row) {
   return width;
 }
 
-int heightOf(const std::vector<SheetPicture>& row) {
+int heightOf(Row row) {
   int height = 0;
   for (const SheetPicture& picture : row) {
     height = std::max(height, picture.bgr.rows);
@@ -40,7 +44,19 @@ int heightOf(const std::vector<SheetPicture>& row) {
   return height + kCaptionHeight + kGap;
 }
 
-void drawRow(cv::Mat& sheet, const std::vector<SheetPicture>& row, int top) {
+std::vector<Row> rowsOf(const std::vector<std::vector<SheetPicture>>& groups) {
+  std::vector<Row> rows;
+  for (Row rest : groups) {
+    while (!rest.empty()) {
+      const std::size_t count = std::min(rest.size(), kPicturesInARow);
+      rows.push_back(rest.first(count));
+      rest = rest.subspan(count);
+    }
+  }
+  return rows;
+}
+
+void drawRow(cv::Mat& sheet, Row row, int top) {
   int left = (sheet.cols - widthOf(row)) / 2 + kGap;
   const int caption_top = top + heightOf(row) - kCaptionHeight - kGap;
   for (const SheetPicture& picture : row) {
@@ -63,10 +79,11 @@ cv::Mat shrunkForSheet(const cv::Mat& bgr) {
   return shrunk;
 }
 
-cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& rows) {
+cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& groups) {
+  const std::vector<Row> rows = rowsOf(groups);
   std::uint64_t width = 0;
   std::uint64_t height = kGap;
-  for (const auto& row : rows) {
+  for (const Row row : rows) {
     width = std::max(width, static_cast<std::uint64_t>(widthOf(row)));
     height += static_cast<std::uint64_t>(heightOf(row));
   }
@@ -75,7 +92,7 @@ cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& rows) {
   }
   cv::Mat sheet(static_cast<int>(height), static_cast<int>(width), CV_8UC3, cv::Scalar::all(255));
   int top = kGap;
-  for (const auto& row : rows) {
+  for (const Row row : rows) {
     drawRow(sheet, row, top);
     top += heightOf(row);
   }

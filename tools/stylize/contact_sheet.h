@@ -1,4 +1,4 @@
-// contact_sheet.h: pictures in rows on a white sheet, each with a caption below it.
+// contact_sheet.h: pictures in rows of three on a white sheet, each with a caption below it.
 #pragma once
 
 #include <opencv2/core/mat.hpp>
@@ -16,7 +16,7 @@ struct SheetPicture {
 // Shrinks a picture that is too large for its place on the sheet; never enlarges one.
 cv::Mat shrunkForSheet(const cv::Mat& bgr);
 
-// At least one row. Fails when the sheet would be larger than the program's pictures may be.
-cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& rows);
+// At least one picture; each group begins a row. Fails when the sheet would be larger than the program's pictures may be.
+cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& groups);
 
 } // namespace vorin::stylize

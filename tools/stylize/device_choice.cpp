@@ -69,9 +69,19 @@ ChosenDevice::ChosenDevice(DeviceWish wish) : wish_(wish) {
   name_ = active ? "software device (" + gpu->name + ")" : gpu->name;
 }
 
-Stylizer& ChosenDevice::prepared(const Style& style) {
-  if (stylizer_.prepare(style)) {
-    return stylizer_;
+Drawing ChosenDevice::draw(const cv::Mat& photo_bgr, const Manner& manner) {
+  if (manner.style->isNeural()) {
+    Stylizer stylizer;
+    stylizer.selectGpu(requestedKind(wish_));
+    return stylizer.drawNeural(photo_bgr, manner);
+  }
+  prepareFilter(*manner.style);
+  return stylizer_.drawFiltered(photo_bgr, manner);
+}
+
+void ChosenDevice::prepareFilter(const Style& style) {
+  if (stylizer_.prepareFilter(style)) {
+    return;
   }
   if (isSoftwareDeviceActive()) {
     throw Failure(ExitStatus::kDevice, "the software device does not draw: check that PoCL (pocl-opencl-icd) is installed");

@@ -29,18 +29,19 @@ private:
   std::string reason_;
 };
 
-// A library object on the wished-for device.
+// The wished-for device.
 class ChosenDevice {
 public:
   explicit ChosenDevice(DeviceWish wish);
 
   const std::string& name() const { return name_; } // for the user
-  // Prepares the style; the device does draw it afterwards.
-  Stylizer& prepared(const Style& style);
+  Drawing draw(const cv::Mat& photo_bgr, const Manner& manner);
 
 private:
+  void prepareFilter(const Style& style);
+
   DeviceWish wish_;
-  Stylizer stylizer_;
+  Stylizer stylizer_; // for the filters
   std::string name_;
 };
 

@@ -2,7 +2,7 @@
 #include "image_file.h"
 #include "image_header.h"
 #include "picture_size.h"
-#include "quiet_standard_error.h"
+#include "quiet_output.h"
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -94,7 +94,7 @@ cv::Mat readPicture(const fs::path& file) {
   requireSound(file, bytes);
   cv::Mat bgr;
   try {
-    const QuietStandardError quiet;
+    const Quiet quiet(Stream::kError);
     bgr = cv::imdecode(bytes, cv::IMREAD_COLOR);
   } catch (const cv::Exception&) {
     bgr.release();
@@ -131,7 +131,7 @@ std::vector<std::uint8_t> encodePicture(const fs::path& file, const cv::Mat& bgr
   std::vector<std::uint8_t> bytes;
   bool encoded = false;
   try {
-    const QuietStandardError quiet;
+    const Quiet quiet(Stream::kError);
     encoded = cv::imencode(lowerCaseExtension(file), bgr, bytes);
   } catch (const cv::Exception&) {
     encoded = false;

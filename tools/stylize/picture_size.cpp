@@ -1,5 +1,8 @@
 #include "picture_size.h"
 
+#include <opencv2/core.hpp>
+
+#include <algorithm>
 #include <charconv>
 
 namespace vorin::stylize {
@@ -22,6 +25,14 @@ bool isUsableSize(std::uint64_t width, std::uint64_t height) {
 
 std::string sizeLimits() {
   return "sides of 1 to " + std::to_string(kMaxSide) + " and at most " + std::to_string(kMaxPixels) + " pixels";
+}
+
+cv::Size networkSize(cv::Size picture_size) {
+  constexpr int kLeastSide = 32;
+  constexpr double kMaxWidth = 1920;
+  constexpr double kMaxHeight = 1080;
+  const double scale = std::min({1.0, kMaxWidth / picture_size.width, kMaxHeight / picture_size.height});
+  return {std::max(kLeastSide, cvRound(picture_size.width * scale)), std::max(kLeastSide, cvRound(picture_size.height * scale))};
 }
 
 std::optional<cv::Size> parseSize(std::string_view text) {

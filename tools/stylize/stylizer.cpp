@@ -2,8 +2,10 @@
 
 #include "exit_status.h"
 #include "picture_size.h"
+#include "quiet_output.h"
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -46,18 +48,46 @@ cv::Mat testPicture() {
   return picture;
 }
 
-bool isConstant(const cv::Mat& picture) {
-  double lowest = 0;
-  double highest = 0;
-  cv::minMaxLoc(picture.reshape(1), &lowest, &highest);
-  return lowest == highest;
+// The standard deviation of the channel that varies most.
+double contrastOf(const cv::Mat& picture) {
+  cv::Scalar mean;
+  cv::Scalar deviation;
+  cv::meanStdDev(picture, mean, deviation);
+  return *std::max_element(deviation.val, deviation.val + picture.channels());
 }
 
-// No style delivers pure black alone: both filters draw dark on white, and even a black photo comes out light.
+bool isConstant(const cv::Mat& picture) {
+  return contrastOf(picture) == 0;
+}
+
+// A network that is broken, or whose numbers overflow on the device, gives one colour for whatever it sees.
+bool isDrawnFrom(const cv::Mat& photo, const cv::Mat& drawing) {
+  constexpr double kClearContrast = 8;
+  cv::Mat seen;
+  cv::resize(photo, seen, drawing.size(), 0, 0, cv::INTER_AREA);
+  return !isConstant(drawing) || contrastOf(seen) < kClearContrast;
+}
+
+// No filter delivers pure black alone: both draw dark on white, and even a black photo comes out light.
 bool isBlack(const cv::Mat& picture) {
   double highest = 0;
   cv::minMaxLoc(picture.reshape(1), nullptr, &highest);
   return highest == 0;
+}
+
+// The size that the library is to deliver. Where none is asked for, a photo that had to be padded gets its own size back below.
+cv::Size deliveredSize(const cv::Mat& photo, const Manner& manner) {
+  return manner.size.value_or(frameSize(*manner.format, photo.size()));
+}
+
+void cropToPhoto(Drawing& drawing, const cv::Mat& photo, const Manner& manner) {
+  if (!manner.size) {
+    drawing.bgr = drawing.bgr(cv::Rect({0, 0}, photo.size()));
+  }
+}
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
 SttFrame descriptorOf(const Frame& frame) {
@@ -113,48 +143,92 @@ void Stylizer::setConfig(SttConfigKey key, int32_t value) {
   require(object_->SetConfig(context_, key, &value), ExitStatus::kConfiguration, "the library refuses a setting");
 }
 
-bool Stylizer::prepare(const Style& style) {
+bool Stylizer::prepareFilter(const Style& style) {
   const std::string what = "the style '" + std::string(style.name) + "' cannot be prepared";
   setConfig(SttCfgStyleType, style.type);
   require(guarded(what.c_str(), [&] { return object_->Prepare(context_); }), ExitStatus::kConfiguration, what);
   const cv::Mat photo = testPicture();
-  return !isConstant(drawFrame(photo, *findFrameFormat("bgra"), photo.size()).bgr);
+  return !isConstant(drawGuarded(photo, *findFrameFormat("bgra"), photo.size()).bgr);
 }
 
-Drawing Stylizer::draw(const cv::Mat& photo_bgr, const FrameFormat& format, std::optional<cv::Size> size) {
-  Drawing drawing = drawFrame(photo_bgr, format, size.value_or(frameSize(format, photo_bgr.size())));
+Drawing Stylizer::drawFiltered(const cv::Mat& photo_bgr, const Manner& manner) {
+  Drawing drawing = drawGuarded(photo_bgr, *manner.format, deliveredSize(photo_bgr, manner));
   if (isBlack(drawing.bgr)) {
     throw Failure(ExitStatus::kDevice, "the device cannot draw a photo of " + sizeText(photo_bgr.size()) +
                                            " pixels: use a smaller one or another --device");
   }
-  if (!size) {
-    drawing.bgr = drawing.bgr(cv::Rect({0, 0}, photo_bgr.size()));
-  }
+  cropToPhoto(drawing, photo_bgr, manner);
   return drawing;
 }
 
-Drawing Stylizer::drawFrame(const cv::Mat& photo_bgr, const FrameFormat& format, cv::Size size) {
+Drawing Stylizer::drawGuarded(const cv::Mat& photo_bgr, const FrameFormat& format, cv::Size size) {
+  return guarded("the photo cannot be drawn", [&] { return drawFrame(photo_bgr, format, size, nullptr); });
+}
+
+Drawing Stylizer::drawNeural(const cv::Mat& photo_bgr, const Manner& manner) {
+  const cv::Size size = deliveredSize(photo_bgr, manner);
+  const double load_ms = loadNetwork(manner, networkSize(size));
+  Drawing drawing;
+  try {
+    const std::optional<Frame> style_image =
+        manner.style->takesStyleImage() ? std::optional(frameFromPicture(*findFrameFormat("bgr24"), manner.style_image_bgr))
+                                        : std::nullopt;
+    drawing = drawFrame(photo_bgr, *manner.format, size, style_image ? &*style_image : nullptr);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) { // the library's log has the reason, this exception has not
+    throw manner.package->failedToRun(*manner.style);
+  }
+  cropToPhoto(drawing, photo_bgr, manner);
+  if (!isDrawnFrom(photo_bgr, drawing.bgr)) {
+    throw manner.package->failedToRun(*manner.style);
+  }
+  drawing.load_ms = load_ms;
+  return drawing;
+}
+
+double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
+  const auto start = std::chrono::steady_clock::now();
+  setConfig(SttCfgStyleType, manner.style->type);
+  setConfig(SttCfgStyleIndex, manner.network->style_index);
+  setSize(network_size);
+  const std::string folder = manner.package->folder().string();
+  require(object_->SetConfig(context_, SttCfgModelPath, folder.c_str()), ExitStatus::kConfiguration,
+          "the library refuses the folder of the models");
+  const _VorinStatus status = guarded("the network cannot be loaded", [&] {
+    const Quiet quiet(Stream::kOutput); // where the library reports each failed attempt, and where only data may go
+    return object_->Prepare(context_);
+  });
+  if (status != VORIN_STATUS_OK) {
+    throw manner.package->failedToLoad(*manner.style, *manner.network);
+  }
+  return millisecondsSince(start);
+}
+
+void Stylizer::setSize(cv::Size size) {
   setConfig(SttCfgWidth, size.width);
   setConfig(SttCfgHeight, size.height);
-  Drawing drawing{};
-  guarded("the photo cannot be drawn", [&] {
-    const Frame input = frameFromPicture(format, photo_bgr);
-    Frame output = emptyFrame(format, size);
-    drawing.elapsed_ms = process(input, output);
-    drawing.bgr = pictureFromFrame(output);
-  });
+}
+
+Drawing Stylizer::drawFrame(const cv::Mat& photo_bgr, const FrameFormat& format, cv::Size size, const Frame* style_image) {
+  setSize(size);
+  const Frame input = frameFromPicture(format, photo_bgr);
+  Frame output = emptyFrame(format, size);
+  Drawing drawing;
+  drawing.elapsed_ms = process(input, style_image, output);
+  drawing.bgr = pictureFromFrame(output);
   return drawing;
 }
 
-double Stylizer::process(const Frame& input, Frame& output) {
-  using Clock = std::chrono::steady_clock;
+double Stylizer::process(const Frame& input, const Frame* style_image, Frame& output) {
   const SttFrame in = descriptorOf(input);
+  const SttFrame style = style_image == nullptr ? SttFrame{} : descriptorOf(*style_image);
   SttFrame out = descriptorOf(output);
-  const auto start = Clock::now();
-  const _VorinStatus status = object_->ProcessFrame(context_, &in, nullptr, &out);
-  const std::chrono::duration<double, std::milli> elapsed = Clock::now() - start;
+  const auto start = std::chrono::steady_clock::now();
+  const _VorinStatus status = object_->ProcessFrame(context_, &in, style_image == nullptr ? nullptr : &style, &out);
+  const double elapsed_ms = millisecondsSince(start);
   require(status, ExitStatus::kDevice, "the photo cannot be drawn");
-  return elapsed.count();
+  return elapsed_ms;
 }
 
 } // namespace vorin::stylize

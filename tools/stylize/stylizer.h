@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame_conversion.h"
+#include "model_package.h"
 #include "styles.h"
 #include "vorin_stt.h"
 
@@ -19,9 +20,21 @@ struct Gpu {
   std::string name;
 };
 
+// How to draw a photo.
+struct Manner {
+  const Style* style = nullptr;
+  const FrameFormat* format = nullptr;
+  std::optional<cv::Size> size; // of the drawing, a frame size of the format; none: the photo's own
+  // For the neural styles:
+  const ModelPackage* package = nullptr;
+  const Network* network = nullptr;
+  cv::Mat style_image_bgr; // for a style that takes one
+};
+
 struct Drawing {
   cv::Mat bgr;
-  double elapsed_ms; // the library's work on this one frame
+  double elapsed_ms = 0; // the library's work on this one frame
+  double load_ms = 0;    // and on the network before; 0 for a filter
 };
 
 // Every failure of the library, status or exception, comes out as a Failure.
@@ -33,12 +46,16 @@ public:
   std::vector<Gpu> gpus();
   void selectGpu(SttDeviceKind kind); // SttDeviceIntegratedGpu, SttDeviceDiscreteGpu or SttDeviceAnyGpu
 
-  // Whether the style draws on the selected GPU. The library does not report a filter whose set-up failed, so a built-in picture
+  // Whether the filter draws on the selected GPU. The library does not report a filter whose set-up failed, so a built-in picture
   // is drawn and looked at.
-  bool prepare(const Style& style);
+  bool prepareFilter(const Style& style);
 
-  // Draws a photo in the style prepared last. size: of the drawing, a frame size of the format; none: the photo's own.
-  Drawing draw(const cv::Mat& photo_bgr, const FrameFormat& format, std::optional<cv::Size> size);
+  // Draws a photo with the filter prepared last.
+  Drawing drawFiltered(const cv::Mat& photo_bgr, const Manner& manner);
+
+  // Draws a photo in a neural style. Once in the life of an object: a loaded network keeps its size, and style transfer blends
+  // each frame with the one before.
+  Drawing drawNeural(const cv::Mat& photo_bgr, const Manner& manner);
 
 private:
   struct Destroyer {
@@ -46,8 +63,11 @@ private:
   };
 
   void setConfig(SttConfigKey key, int32_t value);
-  Drawing drawFrame(const cv::Mat& photo_bgr, const FrameFormat& format, cv::Size size);
-  double process(const Frame& input, Frame& output); // the elapsed milliseconds
+  double loadNetwork(const Manner& manner, cv::Size network_size); // the elapsed milliseconds
+  void setSize(cv::Size size);
+  Drawing drawGuarded(const cv::Mat& photo_bgr, const FrameFormat& format, cv::Size size);
+  Drawing drawFrame(const cv::Mat& photo_bgr, const FrameFormat& format, cv::Size size, const Frame* style_image);
+  double process(const Frame& input, const Frame* style_image, Frame& output); // the elapsed milliseconds
 
   std::unique_ptr<SttInterface, Destroyer> object_;
   VorinSttContext context_ = nullptr;

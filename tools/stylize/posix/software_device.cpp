@@ -2,6 +2,7 @@
 
 #include "../cancellation.h"
 #include "../exit_status.h"
+#include "../program_files.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -31,10 +32,10 @@ struct StandIns {
 };
 
 StandIns standIns() {
-  std::error_code error;
-  const fs::path folder = fs::read_symlink(kThisProgram, error).parent_path() / "softgpu";
+  const fs::path folder = programFolder() / "softgpu";
   StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / "runtime"};
-  if (error || !fs::exists(found.opencl_layer, error) || !fs::is_directory(found.runtime, error)) {
+  std::error_code error;
+  if (!fs::exists(found.opencl_layer, error) || !fs::is_directory(found.runtime, error)) {
     throw Failure(ExitStatus::kDevice,
                   "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
   }

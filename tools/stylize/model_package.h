@@ -1,0 +1,38 @@
+// model_package.h: the packed file of the networks, "model_st.bin", as far as the program looks into it before the library does.
+//
+// The library says only that a network cannot be prepared, not why, and it waits without end for an entry that runs past the end
+// of the file. So the program reads the directory first and knows what to tell. The file begins with records of a name that ends
+// with a zero byte, the entry's size in bytes and its offset (32 bits each, little-endian); an empty name ends the directory.
+#pragma once
+
+#include "exit_status.h"
+#include "styles.h"
+
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace vorin::stylize {
+
+class ModelPackage {
+public:
+  // named: the folder that the user named. Without one: the program's folder, its folder "models", and "models" beside it (as in
+  // a build), the first that holds a package. Fails where there is no package that the library can use.
+  explicit ModelPackage(const std::optional<std::filesystem::path>& named);
+
+  const std::filesystem::path& folder() const { return folder_; }
+
+  // What to tell when the library does not load a network of this package, or when the network does not work.
+  Failure failedToLoad(const Style& style, const Network& network) const;
+  Failure failedToRun(const Style& style) const;
+
+private:
+  std::string checkAdvice() const;
+
+  std::filesystem::path folder_;
+  std::filesystem::path file_;
+  std::set<std::string> entries_;
+};
+
+} // namespace vorin::stylize
