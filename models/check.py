@@ -1,9 +1,9 @@
 """Runs the built networks on held-out photos as the library runs them, checks what the library relies on, and writes pictures.
 
 Usage: check.py NETWORKS OUTPUT. Pictures go to the folder OUTPUT.
-Checks: each network compiles with an empty property map; its inputs have the names and sizes that its file name promises; reshaped
-to even, odd and tiny sizes, types 1 and 2 give a picture of the input's own size; the runtime's own conversion of bytes agrees with
-`library_way.py`, and so does the precision that the device chooses, as far as it can.
+Checks: each network compiles with an empty property map; its inputs have the names and sizes that its file name promises;
+reshaped to even, odd and tiny sizes, types 1 and 2 give a picture of the input's own size; the runtime's own conversion of bytes
+agrees with `library_way.py`, and so does the precision that the device chooses, as far as it can.
 """
 
 from __future__ import annotations

@@ -1,7 +1,7 @@
 """Style types 1 and 2: one mixture each of the 26 fixed styles, with the finishing that makes it light grey or a cartoon.
 
-Both networks take any size from 8 x 8 pixels on and give a picture of the same size: the trained layers want multiples of 4, so the
-graph itself adds mirrored columns and rows and cuts them off again. See docs/models.md for why these styles were chosen.
+Both networks take any size from 8 x 8 pixels on and give a picture of the same size: the trained layers want multiples of 4, so
+the graph itself adds mirrored columns and rows and cuts them off again. See docs/models.md for why these styles were chosen.
 """
 
 from __future__ import annotations

@@ -60,7 +60,7 @@ def views(photo: np.ndarray, width: int, height: int) -> list[np.ndarray]:
 
 
 def _part(photo: np.ndarray, width: int, height: int, scale: float, across: float, down: float) -> np.ndarray:
-    """The part of a photo with the ratio width to height, `scale` of the largest such part, placed by two shares of the free room."""
+    """A part with the ratio width to height, `scale` of the largest such part, placed by two shares of the free room."""
     full = min(photo.shape[1] / width, photo.shape[0] / height) * scale
     part_width, part_height = max(1, int(full * width)), max(1, int(full * height))
     x = int((photo.shape[1] - part_width) * across)

@@ -1,15 +1,17 @@
 """Makes a network's 8-bit twin and measures how far its pictures are from the float network's.
 
 Only the trained convolutions are quantised, and not the first of them. What a normalisation is multiplied with spans a wide range
-(quantising it cost 12 dB on transfer networks), and the first layer's rounding reaches every later one (2 dB). The finishing after
-the last layer stays in float too, since its rounding would be seen as it is.
+(quantising it cost 12 dB on transfer networks), and the first layer's rounding reaches every later one (2 dB). The finishing
+after the last layer stays in float too, since its rounding would be seen as it is.
 """
 
 from __future__ import annotations
 
+import io
 import logging
 import os
 from collections.abc import Callable, Sequence
+from contextlib import redirect_stdout
 from pathlib import Path
 
 # A build tells nobody that it ran: this switches off the usage reports of nncf, and is read when it is imported.
@@ -33,13 +35,14 @@ Inputs = dict[str, np.ndarray]
 def quantised(model: ov.Model, samples: Sequence[Inputs]) -> ov.Model:
     """The 8-bit twin, calibrated on all of the samples."""
     nncf.set_log_level(logging.ERROR)
-    return nncf.quantize(
-        model,
-        nncf.Dataset(samples),
-        preset=nncf.QuantizationPreset.MIXED,
-        subset_size=len(samples),
-        ignored_scope=LEFT_IN_FLOAT,
-    )
+    with redirect_stdout(io.StringIO()):  # progress bars
+        return nncf.quantize(
+            model,
+            nncf.Dataset(samples),
+            preset=nncf.QuantizationPreset.MIXED,
+            subset_size=len(samples),
+            ignored_scope=LEFT_IN_FLOAT,
+        )
 
 
 def twin_psnr(

@@ -7,8 +7,8 @@ mirrored, never black. Source: Dumoulin, Shlens, Kudlur, "A Learned Representati
 The colour order and the value range that the library delivers are folded into the first convolution's weights, and the order that
 it takes into the last one's, so that neither costs time. Folding an offset is exact because the borders are mirrored.
 
-The last layer gets five empty planes beside the picture's three: the runtime normalises eight planes, a vector's width, in a fifth
-of the time that it takes for three (seen with OpenVINO 2026.4.1). `mix_planes` afterwards takes the three out.
+The last layer gets five empty planes beside the picture's three: the runtime normalises eight planes, a vector's width, in a
+fifth of the time that it takes for three (seen with OpenVINO 2026.4.1). `mix_planes` afterwards takes the three out.
 """
 
 from __future__ import annotations
@@ -31,7 +31,7 @@ LAST_LAYER_PLANES = 8
 
 
 def fold_input(first: Convolution, scale: np.ndarray, offset: np.ndarray, order: list[int]) -> Convolution:
-    """The first convolution for an input whose plane k, times scale[k] plus offset[k], is the trained network's plane order[k]."""
+    """The first convolution for an input whose plane k, times scale[k] plus offset[k], is the trained plane order[k]."""
     weights = first.weights[:, order]
     bias = np.einsum("oihw,i->o", weights.astype(np.float64), offset)
     if first.bias is not None:
