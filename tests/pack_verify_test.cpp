@@ -10,7 +10,6 @@
 namespace vorin::tests {
 namespace {
 
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 

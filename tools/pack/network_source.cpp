@@ -77,7 +77,7 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
                   "--name ENTRY=FILE");
   }
   requireFile(file);
-  const NetworkFiles files = lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
+  NetworkFiles files = lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
   loaded_[file] = files;
   return files;
 }

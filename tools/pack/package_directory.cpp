@@ -40,8 +40,8 @@ std::optional<std::uint32_t> readNumber(std::istream& file) {
     return std::nullopt;
   }
   std::uint32_t value = 0;
-  for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
-    value = value << 8U | static_cast<unsigned char>(*byte);
+  for (std::size_t index = 0; index < bytes.size(); ++index) {
+    value |= std::uint32_t{static_cast<unsigned char>(bytes[index])} << (8 * index);
   }
   return value;
 }

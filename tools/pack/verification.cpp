@@ -65,7 +65,7 @@ private:
   }
 
   fs::path unpack(const std::string& entry_name, const TemporaryFolder& folder) {
-    const fs::path file = folder.path() / entry_name;
+    fs::path file = folder.path() / entry_name;
     OutputFile output(file, false);
     readEntry(package_, *directory_.find(entry_name), [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();
