@@ -107,7 +107,7 @@ PackageStatus ModelPackageReader(const std::wstring& package_path, const std::st
   if (found != PackageStatus::kWritten) {
     return found;
   }
-  File target(std::fopen(target_path.c_str(), "wb"));
+  File target(platform::createBinary(target_path));
   if (!target) {
     return PackageStatus::kError;
   }

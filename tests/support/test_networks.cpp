@@ -38,6 +38,11 @@ Value meanOfPlanes(const Value& value) {
   return std::make_shared<op::ReduceMean>(value, axes, true);
 }
 
+Value sumOfZeros(std::size_t count) {
+  const auto zeros = op::Constant::create(ov::element::f32, {1, count}, std::vector<float>(count, 0.0F));
+  return std::make_shared<op::ReduceSum>(zeros, op::Constant::create(ov::element::i64, {1}, {1}), false);
+}
+
 Value withChannels(const Value& value, int channels) {
   std::vector<std::int64_t> planes;
   for (int plane = 0; plane < channels; ++plane) {
@@ -66,7 +71,11 @@ std::shared_ptr<ov::Model> makeNetwork(const TransferNetwork& recipe) {
 
 std::shared_ptr<ov::Model> makeNetwork(const FixedNetwork& recipe) {
   const auto input = makeInput("frame", recipe.width, recipe.height);
-  return modelOf(withChannels(plus(times(input, recipe.gain), scalar(recipe.bias)), recipe.channels), {input});
+  Value value = plus(times(input, recipe.gain), scalar(recipe.bias));
+  if (recipe.padding_floats != 0) {
+    value = plus(value, sumOfZeros(recipe.padding_floats));
+  }
+  return modelOf(withChannels(value, recipe.channels), {input});
 }
 
 std::shared_ptr<ov::Model> makeSum(const std::vector<std::string>& input_names) {

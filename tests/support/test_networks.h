@@ -37,13 +37,15 @@ struct TransferNetwork {
 };
 std::shared_ptr<ov::Model> makeNetwork(const TransferNetwork& recipe);
 
-// One input [1, 3, height, width]; the output is gain x input + bias, of the same size. It can be reshaped to any size.
+// One input [1, 3, height, width]; the output is gain x input + bias, of the same size. It can be reshaped to any size. The
+// weights can be made longer by floats that play no part in the answer.
 struct FixedNetwork {
   int width = 13;
   int height = 7;
   float gain = 1.0F;
   float bias = 0.0F;
   int channels = 3;
+  std::size_t padding_floats = 0;
 };
 std::shared_ptr<ov::Model> makeNetwork(const FixedNetwork& recipe);
 

@@ -105,6 +105,15 @@ bool isWritable(const std::wstring& path) {
   return ::access(toNarrow(path).c_str(), W_OK) == 0;
 }
 
+std::FILE* createBinary(const std::string& path) {
+  struct stat status = {};
+  if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    return std::fopen(path.c_str(), "wb"); // a device, or a link to wherever it leads
+  }
+  static_cast<void>(::unlink(path.c_str()));
+  return std::fopen(path.c_str(), "wbx"); // never the file of a program that came in between
+}
+
 std::FILE* openBinaryForReading(const std::wstring& path) {
   return std::fopen(toNarrow(path).c_str(), "rb");
 }

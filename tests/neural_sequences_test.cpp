@@ -1,0 +1,232 @@
+// Frames after frames, across changes of style: what each frame inherits from those before it, from which of them, and what two
+// objects share, which is nothing.
+//
+// The other side keeps the few things that survive: an engine for each network, and one last picture of style transfer.
+#include "core/style_transfer.h"
+#include "pipeline/frame_pipeline.h"
+#include "support/neural_reference.h"
+#include "support/opencl_log_lines.h"
+#include "support/test_networks.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <optional>
+
+namespace vorin {
+namespace {
+
+using namespace tests;
+using testing::ElementsAre;
+
+constexpr int kWidth = 13;
+constexpr int kHeight = 7;
+const cv::Size kSize(kWidth, kHeight);
+const cv::Size kWideSize(20, 9); // of the 540p network
+
+std::vector<std::vector<NamedContent>> allNetworks() {
+  return {twinFiles(kTransfer512, TransferNetwork{.content_gain = 0.4F, .style_gain = 0.2F}),
+          twinFiles(kTransfer256, TransferNetwork{.content_gain = 0.4F, .style_gain = 0.3F, .style_first = true}),
+          networkFiles(kTransfer540, TransferNetwork{.width = kWideSize.width, .height = kWideSize.height, .content_gain = 0.4F}),
+          twinFiles(kLightGrey, FixedNetwork{}), networkFiles(kCartoon, FixedNetwork{})};
+}
+
+SttFrame frameOf(Picture& picture, cv::Size size = kSize) {
+  return {.memoryType = VORIN_MEM_SYSTEM,
+          .data = picture.data(),
+          .pixelFormat = VORIN_FMT_BGR24,
+          .width = static_cast<std::uint32_t>(size.width),
+          .height = static_cast<std::uint32_t>(size.height),
+          .pitch = 0};
+}
+
+struct Step {
+  std::int32_t style_type;
+  std::int32_t style_index;
+  std::uint32_t look = 0; // which style image comes with the frame; 0: none
+};
+
+StyleSettings settingsOf(const Step& step, const std::string& model_folder) {
+  StyleSettings settings;
+  settings.style_type = step.style_type;
+  settings.style_index = step.style_index;
+  settings.width = step.style_type == SttStyleTransfer ? 0 : kWidth;
+  settings.height = step.style_type == SttStyleTransfer ? 0 : kHeight;
+  settings.model_folder = model_folder;
+  return settings;
+}
+
+// What an object must give, from the definition of what survives.
+class Expectation {
+public:
+  Picture frame(const Step& step, const StyleSettings& settings, Picture frame, const SttFrame* look) {
+    neural::NeuralEngine& engine = engines_.at(neural::findCatalogueRow(step.style_type, step.style_index).value());
+    EXPECT_EQ(engine.load(settings.device_name, settings.style_type, settings.style_index, settings.width, settings.height,
+                          settings.model_folder),
+              VORIN_STATUS_OK);
+    if (look != nullptr && step.style_type == SttStyleTransfer) {
+      EXPECT_EQ(engine.bindStyleImage(*look), VORIN_STATUS_OK);
+    }
+    const ov::Tensor output = engine.infer(cv::Mat(kSize, CV_8UC3, frame.data()));
+    const Planes planes(output.data<float>(), output.data<float>() + output.get_size());
+    if (step.style_type == SttStyleCartoon) {
+      return cartoonPicture(planes, kWidth, kHeight);
+    }
+    if (step.style_type == SttStyleLightGrey) {
+      return stretchedPicture(planes, kWidth, kHeight);
+    }
+    const cv::Size size = step.style_index == 2 ? kWideSize : kSize;
+    Picture picture = transferPicture(planes, size.width, size.height);
+    if (!last_transfer_.empty() && last_size_ == size) {
+      picture = smoothedOutput(picture, last_transfer_);
+    }
+    last_transfer_ = picture;
+    last_size_ = size;
+    return picture;
+  }
+
+private:
+  std::array<neural::NeuralEngine, neural::kCatalogue.size()> engines_;
+  Picture last_transfer_;
+  cv::Size last_size_;
+};
+
+class NeuralSequencesTest : public testing::Test {
+protected:
+  // One step of a host: prepares the style, and restyles a frame that moved a little.
+  Picture run(FramePipeline& pipeline, const Step& step, Picture frame) {
+    const StyleSettings settings = settingsOf(step, package_.folder());
+    EXPECT_EQ(pipeline.initPlugins(settings), VORIN_STATUS_OK);
+    Picture memory(static_cast<std::size_t>(3 * kWideSize.area()), 0xCD);
+    SttFrame output = frameOf(memory);
+    Picture look = randomPicture(6, 5, 100 + step.look);
+    const SttFrame look_frame = frameOf(look, {6, 5});
+    EXPECT_EQ(pipeline.processFrame(settings, frameOf(frame), step.look == 0 ? nullptr : &look_frame, output), VORIN_STATUS_OK);
+    memory.resize(static_cast<std::size_t>(3) * output.width * output.height);
+    return memory;
+  }
+
+  Picture expect(Expectation& expectation, const Step& step, const Picture& frame) {
+    Picture look = randomPicture(6, 5, 100 + step.look);
+    const SttFrame look_frame = frameOf(look, {6, 5});
+    return expectation.frame(step, settingsOf(step, package_.folder()), frame, step.look == 0 ? nullptr : &look_frame);
+  }
+
+  TestPackage package_{allNetworks()};
+};
+
+const Step kJourney[] = {
+    {0, 0, 1}, // the first frame
+    {0, 0},    // smoothed, with the style image before
+    {0, 0, 1}, // the same style image again
+    {0, 0, 2}, // another
+    {0, 1, 3}, // another network of the same size: a frame of its own, but the picture before is the other network's
+    {0, 7},    // an index that means the same network, with its style image
+    {0, 0},    // back, with the last style image of this network and the last picture of the other
+    {2, 0, 1}, // a style that keeps nothing
+    {0, 0},    // and left it as it was
+    {0, 2, 4}, // another size: nothing to be smoothed with
+    {0, 2},    //
+    {1, 5},    // as style 2
+    {0, 0, 5}, // the picture before is of another size now
+    {0, -1},   //
+    {0, 0},
+};
+
+TEST_F(NeuralSequencesTest, EachFrameInheritsWhatItShould) {
+  FramePipeline pipeline;
+  Expectation expectation;
+  Picture frame = randomPicture(kWidth, kHeight, 1);
+  std::uint32_t number = 0;
+  for (const Step& step : kJourney) {
+    SCOPED_TRACE(testing::Message() << "frame " << number << ", style " << step.style_type << ", index " << step.style_index);
+    EXPECT_EQ(run(pipeline, step, frame), expect(expectation, step, frame));
+    frame = movedPicture(frame, ++number);
+  }
+}
+
+TEST_F(NeuralSequencesTest, TwoObjectsSideBySideKnowNothingOfEachOther) {
+  FramePipeline left;
+  FramePipeline right;
+  Expectation left_expectation;
+  Expectation right_expectation;
+  Picture frame = randomPicture(kWidth, kHeight, 2);
+  for (std::uint32_t number = 0; number < 6; ++number) {
+    SCOPED_TRACE(number);
+    const std::uint32_t look = number % 3 == 0 ? 1 : 0;
+    const Step left_step = {0, 0, look};
+    const Step right_step = {0, number < 3 ? 0 : 1, look == 0 ? 0 : look + 1};
+    EXPECT_EQ(run(left, left_step, frame), expect(left_expectation, left_step, frame));
+    frame = movedPicture(frame, number);
+    EXPECT_EQ(run(right, right_step, frame), expect(right_expectation, right_step, frame));
+  }
+}
+
+// A whole object, as the public interface hands it out.
+class NeuralObjectTest : public testing::Test {
+protected:
+  NeuralObjectTest() { EXPECT_EQ(SttFactory::Create(&object_), VORIN_STATUS_OK); }
+  ~NeuralObjectTest() override { SttFactory::Destroy(object_); }
+  NeuralObjectTest(const NeuralObjectTest&) = delete;
+  NeuralObjectTest& operator=(const NeuralObjectTest&) = delete;
+  NeuralObjectTest(NeuralObjectTest&&) = delete;
+  NeuralObjectTest& operator=(NeuralObjectTest&&) = delete;
+
+  _VorinStatus prepare(std::int32_t type, std::int32_t index) {
+    const std::int32_t width = kWidth;
+    const std::int32_t height = kHeight;
+    object_->SetConfig(nullptr, SttCfgStyleType, &type);
+    object_->SetConfig(nullptr, SttCfgStyleIndex, &index);
+    object_->SetConfig(nullptr, SttCfgWidth, &width);
+    object_->SetConfig(nullptr, SttCfgHeight, &height);
+    object_->SetConfig(nullptr, SttCfgModelPath, package_.folder().c_str());
+    LogLines log;
+    const _VorinStatus status = object_->Prepare(nullptr);
+    lines_ = log.take();
+    return status;
+  }
+
+  TestPackage package_{allNetworks()};
+  SttInterface* object_ = nullptr;
+  std::vector<std::string> lines_;
+};
+
+TEST_F(NeuralObjectTest, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
+  const std::string enter = "====== sdk: [V] enter StyleTransfer::Prepare";
+  const std::string leave = "====== sdk: [V] exit StyleTransfer::Prepare";
+  const std::string begun = "====== sdk: [I] Init plugins";
+  const std::string done = "====== sdk: [I] Init plugins, done";
+  const std::string error = "====== sdk: [E] init error";
+  for (const auto& [type, index] : {std::pair(0, 0), std::pair(0, 1), std::pair(0, 2), std::pair(1, 0), std::pair(2, 0)}) {
+    EXPECT_EQ(prepare(type, index), VORIN_STATUS_OK);
+    EXPECT_GT(lines_.size(), 8U);
+    EXPECT_EQ(lines_.back(), leave);
+  }
+  std::filesystem::remove(package_.folder() + "/model_st.bin");
+  for (const auto& [type, index] : {std::pair(0, 0), std::pair(0, -1), std::pair(0, 7), std::pair(1, 9), std::pair(2, 3)}) {
+    EXPECT_EQ(prepare(type, index), VORIN_STATUS_OK);
+    EXPECT_THAT(lines_, ElementsAre(enter, begun, done, leave));
+  }
+  for (const std::int32_t type : {-1, 5}) {
+    EXPECT_EQ(prepare(type, 0), VORIN_STATUS_FAILED);
+    EXPECT_THAT(lines_, ElementsAre(enter, begun, "====== sdk: [I] unkonwn type", error));
+  }
+  SttFactory::Destroy(object_);
+  SttFactory::Create(&object_);
+  EXPECT_EQ(prepare(1, 0), VORIN_STATUS_FAILED);
+  const std::vector<std::string> last(lines_.end() - 3, lines_.end());
+  EXPECT_THAT(last, ElementsAre("====== sdk: [E] create model file error.", "====== sdk: [I] Init model failed", error));
+}
+
+TEST_F(NeuralObjectTest, ADeviceThatWasNotFoundHasNoNetworks) {
+  const SttDeviceRequest request = {.kind = SttDeviceDiscreteGpu, .reserved = 0, .name = ""};
+  SttDeviceRecord* device = nullptr;
+  if (object_->CreateDevice(&request, &device) == VORIN_STATUS_OK) {
+    GTEST_SKIP() << "this machine has a discrete GPU";
+  }
+  EXPECT_EQ(prepare(1, 0), VORIN_STATUS_FAILED);
+  EXPECT_EQ(lines_.back(), "====== sdk: [E] init error");
+}
+
+} // namespace
+} // namespace vorin
