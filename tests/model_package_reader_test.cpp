@@ -56,6 +56,7 @@ private:
 TEST_F(ModelPackageReaderTest, UnscramblesEntriesOfAnySizeAnywhereInTheFile) {
   const std::vector<std::size_t> sizes = {0, 1, 63, 64, 65, 4095, 4096, 4097, 8192, 10007};
   std::vector<NamedContent> entries;
+  entries.reserve(sizes.size());
   for (const std::size_t size : sizes) {
     entries.push_back({"entry" + std::to_string(size), randomBytes(size, 7)});
   }

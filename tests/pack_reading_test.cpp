@@ -122,7 +122,7 @@ TEST_F(PackReading, ExtractsAllOrTheNamedEntries) {
   const auto expectFiles = [&](const std::string& folder, const std::map<std::string, std::string>& files) {
     expected[folder] = "(folder)";
     for (const auto& [name, content] : files) {
-      expected[folder + "/" + name] = content;
+      expected[(fs::path(folder) / name).string()] = content;
     }
     EXPECT_EQ(pack_.content(), expected);
   };

@@ -62,8 +62,8 @@ TEST_F(PackVerify, NamesEveryMissingEntry) {
   std::string expected;
   const auto expectMissing = [&](const std::string& network, const std::string& entry, const std::string& twin = "") {
     for (const char* const ending : {".xml", ".bin"}) {
-      expected +=
-          network + ": there is no entry '" + entry + ending + "': pack the network with --as " + network + " FILE" + twin + "\n";
+      expected.append(network).append(": there is no entry '").append(entry).append(ending);
+      expected.append("': pack the network with --as ").append(network).append(" FILE").append(twin).append("\n");
     }
   };
   expectMissing("transfer-512", k512);
