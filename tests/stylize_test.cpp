@@ -215,46 +215,12 @@ TEST(Stylize, HelpAndVersionGoToStandardOutput) {
   EXPECT_NE(version.standard_output.find("vorin_stt 0.5\n"), std::string::npos) << version.standard_output;
   const ChildResult help = StylizeRun::run({"--help"}, StylizeRun::withoutGpu());
   EXPECT_EQ(help.exit_status, 0);
-  for (const std::string told : {"--style", "pencil", "stipple", "--size", "--device", "--format", "--overwrite", "Exit status",
-                                 "Examples", "sheet", "devices", "Transparency"}) {
+  for (const std::string told :
+       {"--style", "pencil", "stipple", "--size", "--device", "--format", "--overwrite", "Exit status", "Examples", "lightgrey",
+        "cartoon", "transfer", "--style-image", "--network", "--models", "sheet", "devices", "Transparency"}) {
     EXPECT_NE(help.standard_output.find(told), std::string::npos) << told;
   }
   EXPECT_EQ(version.standard_error + help.standard_error, "");
-}
-
-TEST(StylizeSheet, ShowsTheOriginalBesideAllStyles) {
-  const StylizeRun run;
-  const cv::Size size(211, 120);
-  const std::string photo = run.photo("photo.png", size);
-  const ChildResult result =
-      StylizeRun::run({"sheet", photo, run.photo("small.jpg", {90, 70}), "-o", run.file("sheet.png")}, StylizeRun::withGpu());
-  ASSERT_EQ(result.exit_status, 0) << result.standard_error;
-  const cv::Mat sheet = cv::imread(run.file("sheet.png"));
-  // The first row: three pictures of the photo's size side by side, in order, at one height.
-  const std::vector<cv::Mat> expected = {makePhoto(size), drawnByLibrary(makePhoto(size), SttStylePencilSketch, size),
-                                         drawnByLibrary(makePhoto(size), SttStyleStippling, size)};
-  cv::Point previous(-size.width, 0);
-  for (const cv::Mat& picture : expected) {
-    cv::Mat distance;
-    cv::matchTemplate(sheet, picture, distance, cv::TM_SQDIFF);
-    double least = 0;
-    cv::Point place;
-    cv::minMaxLoc(distance, &least, nullptr, &place);
-    ASSERT_EQ(cv::norm(sheet(cv::Rect(place, size)), picture, cv::NORM_INF), 0);
-    EXPECT_GE(place.x, previous.x + size.width);
-    EXPECT_TRUE(previous.x < 0 || place.y == previous.y);
-    previous = place;
-  }
-}
-
-TEST(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
-  const StylizeRun run;
-  const std::string photo = run.photo("photo.png", {61, 47});
-  const ChildResult result =
-      StylizeRun::run({"sheet", run.file("none.png"), photo, "-o", run.file("sheet.png")}, StylizeRun::withGpu());
-  EXPECT_EQ(result.exit_status, 1);
-  EXPECT_NE(linesOf(result.standard_error).front().find("none.png"), std::string::npos) << result.standard_error;
-  EXPECT_FALSE(cv::imread(run.file("sheet.png")).empty());
 }
 
 } // namespace

@@ -21,9 +21,9 @@ std::string millisecondsText(double elapsed_ms) {
 }
 
 // The network at work, for the user: "network 512", or for one that takes any size "network 640x480".
-std::string networkText(const Manner& manner, cv::Size drawing_size) {
+std::string networkText(const Manner& manner, const Drawing& drawing) {
   const std::string_view name = manner.network->name;
-  return "network " + (name.empty() ? sizeText(networkSize(drawing_size)) : std::string(name));
+  return "network " + (name.empty() ? sizeText(drawing.network_size) : std::string(name));
 }
 
 // The drawing as the user gets told about it.
@@ -32,10 +32,9 @@ void report(const Arguments& arguments, const std::string& subject, const Manner
   if (arguments.quiet) {
     return;
   }
-  const cv::Size size = drawing.bgr.size();
-  std::string line = subject + ": " + sizeText(size) + ", " + std::string(manner.style->name) + ", ";
+  std::string line = subject + ": " + sizeText(drawing.bgr.size()) + ", " + std::string(manner.style->name) + ", ";
   if (manner.network != nullptr) {
-    line += networkText(manner, size) + ", ";
+    line += networkText(manner, drawing) + ", ";
   }
   line += device + ", " + millisecondsText(drawing.elapsed_ms) + " ms per frame";
   if (manner.network != nullptr) {

@@ -1,4 +1,4 @@
-// program_files.h: where the program lies, and what it may do with a folder.
+// program_files.h: where the program lies, what it may do with a folder, and whose turn it is.
 #pragma once
 
 #include <filesystem>
@@ -9,5 +9,18 @@ namespace vorin::stylize {
 std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
+
+// Waits until no other process of this program holds a turn, and holds it while it lives. The library unpacks networks under
+// fixed names, so two processes that load at the same time would spoil each other's files.
+class Turn {
+public:
+  Turn();
+  ~Turn();
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+private:
+  int program_; // a descriptor; -1: there is no way to wait here, and the program goes on
+};
 
 } // namespace vorin::stylize

@@ -5,7 +5,7 @@ namespace vorin::stylize {
 
 enum class Stream { kOutput, kError };
 
-// One at a time, and only while no other thread has something to say.
+// One at a time for each stream, and only while no other thread has something to say.
 class Quiet {
 public:
   explicit Quiet(Stream stream);

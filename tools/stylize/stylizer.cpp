@@ -2,6 +2,7 @@
 
 #include "exit_status.h"
 #include "picture_size.h"
+#include "program_files.h"
 #include "quiet_output.h"
 
 #include <opencv2/core.hpp>
@@ -167,7 +168,8 @@ Drawing Stylizer::drawGuarded(const cv::Mat& photo_bgr, const FrameFormat& forma
 
 Drawing Stylizer::drawNeural(const cv::Mat& photo_bgr, const Manner& manner) {
   const cv::Size size = deliveredSize(photo_bgr, manner);
-  const double load_ms = loadNetwork(manner, networkSize(size));
+  const cv::Size network_size = networkSize(size);
+  const double load_ms = loadNetwork(manner, network_size);
   Drawing drawing;
   try {
     const std::optional<Frame> style_image =
@@ -179,15 +181,20 @@ Drawing Stylizer::drawNeural(const cv::Mat& photo_bgr, const Manner& manner) {
   } catch (const std::exception&) { // the library's log has the reason, this exception has not
     throw manner.package->failedToRun(*manner.style);
   }
+  if (manner.format->code == VORIN_FMT_YUY2) { // of a neural style, with red and blue exchanged
+    cv::cvtColor(drawing.bgr, drawing.bgr, cv::COLOR_BGR2RGB);
+  }
   cropToPhoto(drawing, photo_bgr, manner);
   if (!isDrawnFrom(photo_bgr, drawing.bgr)) {
     throw manner.package->failedToRun(*manner.style);
   }
   drawing.load_ms = load_ms;
+  drawing.network_size = network_size;
   return drawing;
 }
 
 double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
+  const Turn turn;
   const auto start = std::chrono::steady_clock::now();
   setConfig(SttCfgStyleType, manner.style->type);
   setConfig(SttCfgStyleIndex, manner.network->style_index);
@@ -196,7 +203,8 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
   require(object_->SetConfig(context_, SttCfgModelPath, folder.c_str()), ExitStatus::kConfiguration,
           "the library refuses the folder of the models");
   const _VorinStatus status = guarded("the network cannot be loaded", [&] {
-    const Quiet quiet(Stream::kOutput); // where the library reports each failed attempt, and where only data may go
+    const Quiet output(Stream::kOutput); // where the library reports each failed attempt, and where only data may go
+    const Quiet error(Stream::kError);   // where the inference runtime's readers complain about files that are not theirs
     return object_->Prepare(context_);
   });
   if (status != VORIN_STATUS_OK) {

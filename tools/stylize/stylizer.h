@@ -35,6 +35,7 @@ struct Drawing {
   cv::Mat bgr;
   double elapsed_ms = 0; // the library's work on this one frame
   double load_ms = 0;    // and on the network before; 0 for a filter
+  cv::Size network_size; // of a network that takes any size
 };
 
 // Every failure of the library, status or exception, comes out as a Failure.

@@ -1,0 +1,204 @@
+// What vorin-stylize does when a model package, a network or a style image is wrong: the right exit status, one line on standard
+// error that says what to do, nothing on standard output, and not a file more or less than before.
+
+#include "support/stylize_run.h"
+#include "support/test_networks.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <openvino/op/ops.hpp>
+
+#include <fstream>
+#include <unistd.h>
+
+namespace vorin::tests {
+namespace {
+
+namespace fs = std::filesystem;
+namespace op = ov::op::v0;
+
+constexpr const char* kCartoonEntry = "cartoon_model_slim5.xml";
+
+std::string cartoonPackage() {
+  return packageBytes(networkFiles(kCartoon, FixedNetwork{}));
+}
+
+std::shared_ptr<op::Parameter> frameInput() {
+  return std::make_shared<op::Parameter>(ov::element::f32, ov::PartialShape{1, 3, 7, 13});
+}
+
+std::shared_ptr<ov::Model> modelOf(const std::shared_ptr<ov::Node>& output, const std::shared_ptr<op::Parameter>& input) {
+  return std::make_shared<ov::Model>(ov::ResultVector{std::make_shared<op::Result>(output)}, ov::ParameterVector{input});
+}
+
+// Read by the runtime, but refused by the compiler, which works out the constant: it has no element 99.
+std::shared_ptr<ov::Model> networkThatDoesNotCompile() {
+  const auto input = frameInput();
+  const auto three = op::Constant::create(ov::element::f32, {1, 3, 1, 1}, {1.0F, 2.0F, 3.0F});
+  const auto beyond = op::Constant::create(ov::element::i32, {1, 3, 1, 1}, {99, 99, 99});
+  return modelOf(std::make_shared<ov::op::v1::Add>(input, std::make_shared<ov::op::v6::GatherElements>(three, beyond, 1)), input);
+}
+
+// Compiled, but it fails when it runs: sequences longer than there are numbers.
+std::shared_ptr<ov::Model> networkThatDoesNotRun() {
+  const auto input = frameInput();
+  const auto beyond = op::Constant::create(ov::element::i32, {3}, {9999, 9999, 9999});
+  return modelOf(std::make_shared<op::ReverseSequence>(input, beyond, 1, 2), input);
+}
+
+struct FailureCase {
+  std::string name;
+  std::string package;                // the bytes of model_st.bin
+  std::vector<std::string> arguments; // after the photo and the output; a "%" in front stands for the folder
+  int exit_status;
+  std::string said; // part of the one line
+};
+
+std::vector<FailureCase> packageCases() {
+  const std::vector<std::string> cartoon = {"--style", "cartoon", "--models", "%models"};
+  const std::vector<std::string> transfer = {"--style", "transfer", "--style-image", "%photo.png", "--models", "%models"};
+  const std::string complete = cartoonPackage();
+  const std::string directory_end = recordBytes("", 0, 0);
+  return {
+      {"Empty", "", cartoon, 3, "no model package, or an incomplete one"},
+      {"Text", "this is a text and no package\n", cartoon, 3, "no model package, or an incomplete one"},
+      {"RandomBytes", randomBytes(5000, 11), cartoon, 3, "no model package, or an incomplete one"},
+      {"DirectoryCut", complete.substr(0, 30), cartoon, 3, "no model package, or an incomplete one"},
+      {"NoEndOfDirectory", recordBytes("a", 0, 0) + recordBytes("b", 0, 0), cartoon, 3, "no model package, or an incomplete one"},
+      {"NameWithoutEnd", std::string(5000, 'n'), cartoon, 3, "no model package, or an incomplete one"},
+      {"DataCut", complete.substr(0, complete.size() - 1), cartoon, 3, "no model package, or an incomplete one"},
+      {"EntryPastTheEnd", recordBytes(kCartoonEntry, 100, 1000) + directory_end, cartoon, 3,
+       "no model package, or an incomplete one"},
+      {"OffsetBeyond2GiB", recordBytes(kCartoonEntry, 0, 0x80000000) + directory_end, cartoon, 3,
+       "no model package, or an incomplete one"},
+      {"HugeEntry", recordBytes("huge", 0x40000001, 0) + directory_end, cartoon, 3, "no model package, or an incomplete one"},
+      {"NoEntries", directory_end, cartoon, 3, "lacks 'cartoon_model_slim5.xml', 'cartoon_model_slim5.bin'"},
+      {"OtherStyleOnly", complete, {"--style", "lightgrey", "--models", "%models"}, 3, "lacks 'model_lightgrey_v19.xml'"},
+      {"OtherNetworkOnly",
+       packageBytes(networkFiles(kTransfer512, TransferNetwork{})),
+       {"--style", "transfer", "--style-image", "%photo.png", "--network", "540p", "--models", "%models"},
+       3,
+       "lacks 'ensemble_out_r31_c540p_s512"},
+      {"NoWeights", packageBytes({networkFiles(kCartoon, FixedNetwork{}).front()}), cartoon, 3,
+       "lacks 'cartoon_model_slim5.bin'"},
+      {"NetworkIsText", packageBytes({{kCartoonEntry, "no network"}, {"cartoon_model_slim5.bin", ""}}), cartoon, 3,
+       "vorin-pack verify"},
+      {"ThreeInputs", packageBytes(networkFiles(kCartoon, makeSum({"a", "b", "c"}))), cartoon, 3, "vorin-pack verify"},
+      {"InputsWithoutTheirNames",
+       packageBytes(networkFiles(kTransfer540, makeSum({"a", "b"}))),
+       {"--style", "transfer", "--style-image", "%photo.png", "--network", "540p", "--models", "%models"},
+       3,
+       "vorin-pack verify"},
+      {"DoesNotCompile", packageBytes(networkFiles(kCartoon, networkThatDoesNotCompile())), cartoon, 3, "does not work"},
+      {"DoesNotRun", packageBytes(networkFiles(kCartoon, networkThatDoesNotRun())), cartoon, 3, "does not work"},
+      {"OneColourForEverything", packageBytes(networkFiles(kCartoon, FixedNetwork{.gain = 0})), cartoon, 3, "does not work"},
+      {"MissingFolder", complete, {"--style", "cartoon", "--models", "%none"}, 3, "not a folder"},
+      {"FileForAFolder", complete, {"--style", "cartoon", "--models", "%photo.png"}, 3, "not a folder"},
+      {"FolderWithoutPackage", complete, {"--style", "cartoon", "--models", "%"}, 3, "does not exist"},
+      {"PackageIsFolder", complete, {"--style", "cartoon", "--models", "%wrong"}, 3, "is not a file"},
+  };
+}
+
+std::vector<FailureCase> styleImageCases() {
+  const auto transfer = [](std::vector<std::string> more) {
+    more.insert(more.begin(), {"--style", "transfer", "--models", "%models"});
+    return more;
+  };
+  const std::string package = cartoonPackage();
+  return {
+      {"NoStyleImage", package, transfer({}), 2, "--style-image"},
+      {"StyleImageMissing", package, transfer({"--style-image", "%none.png"}), 5, "none.png' does not exist"},
+      {"StyleImageIsText", package, transfer({"--style-image", "%text.png"}), 5, "text.png' is not a PNG"},
+      {"StyleImageForCartoon", package, {"--style", "cartoon", "--style-image", "%photo.png"}, 2, "--style-image is of no use"},
+      {"StyleImageForPencil", package, {"--style", "pencil", "--style-image", "%photo.png"}, 2, "--style-image is of no use"},
+      {"NetworkForLightGrey", package, {"--style", "lightgrey", "--network", "256"}, 2, "--network is of no use"},
+      {"UnknownNetwork", package, transfer({"--style-image", "%photo.png", "--network", "1024"}), 2, "512, 256, 540p"},
+  };
+}
+
+class StylizeNeuralFailure : public testing::TestWithParam<FailureCase> {
+protected:
+  void SetUp() override {
+    run_.photo("photo.png", {61, 47});
+    std::ofstream(run_.file("text.png")) << "not a picture, however long this text may be: it begins like none of them\n";
+    fs::create_directory(run_.file("models"));
+    fs::create_directories(run_.file("wrong") + "/model_st.bin");
+  }
+
+  // The library leaves the files of a network that it could not read beside the program, until it loads that style again.
+  void TearDown() override {
+    for (const char* const name : {kTransfer512, kTransfer540, kTransfer256, kLightGrey, kCartoon}) {
+      for (const char* const ending : {".xml", ".bin", "_int8.xml", "_int8.bin"}) {
+        fs::remove(fs::path(StylizeRun::program()).parent_path() / (std::string(name) + ending));
+      }
+    }
+  }
+
+  std::vector<std::string> commandLine(const FailureCase& failure) const {
+    std::vector<std::string> arguments = {run_.file("photo.png"), "-o", run_.file("out.png")};
+    for (const std::string& argument : failure.arguments) {
+      arguments.push_back(argument.starts_with('%') ? run_.file(argument.substr(1)) : argument);
+    }
+    return arguments;
+  }
+
+  StylizeRun run_;
+};
+
+TEST_P(StylizeNeuralFailure, SaysOneLineAndLeavesNothing) {
+  const FailureCase& failure = GetParam();
+  writeFile(run_.file("models") + "/model_st.bin", failure.package);
+  const auto names_before = run_.names();
+  const ChildResult result = StylizeRun::run(commandLine(failure), StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, failure.exit_status);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_TRUE(result.standard_error.starts_with("vorin-stylize: ")) << result.standard_error;
+  EXPECT_NE(result.standard_error.find(failure.said), std::string::npos) << result.standard_error;
+  EXPECT_EQ(result.standard_output, "");
+  EXPECT_EQ(run_.names(), names_before);
+  EXPECT_EQ(readFile(run_.file("models") + "/model_st.bin"), failure.package);
+}
+
+INSTANTIATE_TEST_SUITE_P(Packages, StylizeNeuralFailure, testing::ValuesIn(packageCases()),
+                         [](const auto& each) { return each.param.name; });
+INSTANTIATE_TEST_SUITE_P(StyleImages, StylizeNeuralFailure, testing::ValuesIn(styleImageCases()),
+                         [](const auto& each) { return each.param.name; });
+
+// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser.
+TEST_F(StylizeNeuralFailure, FolderThatIsNotWritable) {
+  writeFile(run_.file("models") + "/model_st.bin", cartoonPackage());
+  fs::permissions(run_.file("models"),
+                  fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
+  fs::permissions(run_.folder(), fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
+  std::vector<std::string> arguments = commandLine({"", "", {"--style", "cartoon", "--models", "%models"}, 3, ""});
+  arguments.insert(arguments.begin(), StylizeRun::program());
+  if (geteuid() == 0) {
+    arguments.insert(arguments.begin(), {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+  }
+  const ChildResult result = ChildProcess(arguments, StylizeRun::withGpu()).wait();
+  fs::permissions(run_.file("models"), fs::perms::owner_all);
+  if (result.exit_status == 126 || result.exit_status == 127) {
+    GTEST_SKIP() << "nobody else can start the program here: " << result.standard_error;
+  }
+  EXPECT_EQ(result.exit_status, 3);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("not writable"), std::string::npos) << result.standard_error;
+}
+
+TEST(StylizeNeuralFailures, NoPackageNearTheProgram) {
+  const StylizeRun run;
+  const fs::path program = run.folder() / "vorin-stylize";
+  fs::copy_file(StylizeRun::program(), program);
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["LD_LIBRARY_PATH"] =
+      setting.variables["LD_LIBRARY_PATH"].value_or("") + ":" + fs::path(StylizeRun::program()).parent_path().string();
+  const ChildResult result =
+      ChildProcess({program, run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "cartoon"}, setting).wait();
+  EXPECT_EQ(result.exit_status, 3);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("--models"), std::string::npos) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", "vorin-stylize"}));
+}
+
+} // namespace
+} // namespace vorin::tests

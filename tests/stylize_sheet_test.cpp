@@ -1,0 +1,112 @@
+// The contact sheet of vorin-stylize.
+
+#include "support/stylize_run.h"
+#include "support/test_networks.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+namespace vorin::tests {
+namespace {
+
+constexpr int kWidth = 211;
+constexpr int kHeight = 120;
+
+std::vector<std::vector<NamedContent>> networks() {
+  std::vector<std::vector<NamedContent>> all = {networkFiles(kCartoon, FixedNetwork{.gain = -1})};
+  for (const std::string twin : {"", "_int8"}) {
+    all.push_back(networkFiles(kLightGrey + twin, FixedNetwork{.gain = 0.5F}));
+    all.push_back(networkFiles(kTransfer512 + twin, TransferNetwork{.width = kWidth, .height = kHeight}));
+  }
+  return all;
+}
+
+class StylizeSheet : public testing::Test {
+protected:
+  void SetUp() override { cv::imwrite(package_.folder() + "/painting.png", cv::Mat(30, 20, CV_8UC3, cv::Scalar(90, 140, 60))); }
+
+  ChildResult run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.end(), {"--models", package_.folder()});
+    return StylizeRun::run(arguments, StylizeRun::withGpu());
+  }
+
+  // The drawing of one photo alone.
+  cv::Mat drawing(const std::string& photo, const std::string& style) const {
+    std::vector<std::string> arguments = {photo, "-o", run_.file("alone.png"), "--style", style, "--overwrite"};
+    if (style == "transfer") {
+      arguments.insert(arguments.end(), {"--style-image", package_.folder() + "/painting.png"});
+    }
+    const ChildResult result = run(arguments);
+    EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+    return cv::imread(run_.file("alone.png"));
+  }
+
+  // Where the picture stands on the sheet, byte for byte; nowhere fails the test.
+  static cv::Point placeOf(const cv::Mat& picture, const cv::Mat& sheet) {
+    cv::Mat distance;
+    cv::matchTemplate(sheet, picture, distance, cv::TM_SQDIFF);
+    cv::Point place;
+    cv::minMaxLoc(distance, nullptr, nullptr, &place);
+    EXPECT_EQ(cv::norm(sheet(cv::Rect(place, picture.size())), picture, cv::NORM_INF), 0);
+    return place;
+  }
+
+  StylizeRun run_;
+  TestPackage package_{networks()};
+};
+
+TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
+  const cv::Size size(kWidth, kHeight);
+  const std::string photo = run_.photo("photo.png", size);
+  const ChildResult result = run({"sheet", photo, run_.photo("small.jpg", {90, 70}), "-o", run_.file("sheet.png")});
+  ASSERT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(result.standard_output, "");
+  EXPECT_EQ(linesOf(result.standard_error).size(), 11U) << result.standard_error; // ten drawings and the sheet
+  const cv::Mat sheet = cv::imread(run_.file("sheet.png"));
+  std::vector<cv::Point> places = {placeOf(makePhoto(size), sheet)};
+  for (const std::string style : {"pencil", "stipple", "lightgrey", "cartoon", "transfer"}) {
+    places.push_back(placeOf(drawing(photo, style), sheet));
+  }
+  for (std::size_t index = 1; index < places.size(); ++index) {
+    const cv::Point previous = places[index - 1];
+    if (index == 3) {
+      EXPECT_EQ(places[index].x, places[0].x);
+      EXPECT_GE(places[index].y, previous.y + size.height);
+    } else {
+      EXPECT_GE(places[index].x, previous.x + size.width);
+      EXPECT_EQ(places[index].y, previous.y);
+    }
+  }
+}
+
+// Two photos that are nearly the same: the library would take the second one's flat parts for a flickering of the first one's.
+TEST_F(StylizeSheet, PhotosDoNotShineThroughEachOther) {
+  const cv::Mat first = makePhoto({kWidth, kHeight});
+  const cv::Mat second = first + cv::Scalar(7, 3, 5);
+  cv::imwrite(run_.file("first.png"), first);
+  cv::imwrite(run_.file("second.png"), second);
+  const ChildResult result = run({"sheet", run_.file("first.png"), run_.file("second.png"), "-o", run_.file("sheet.png")});
+  ASSERT_EQ(result.exit_status, 0) << result.standard_error;
+  placeOf(drawing(run_.file("second.png"), "transfer"), cv::imread(run_.file("sheet.png")));
+}
+
+TEST_F(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
+  const std::string photo = run_.photo("photo.png", {61, 47});
+  const ChildResult result = run({"sheet", run_.file("none.png"), photo, "-o", run_.file("sheet.png")});
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_NE(linesOf(result.standard_error).front().find("none.png"), std::string::npos) << result.standard_error;
+  EXPECT_FALSE(cv::imread(run_.file("sheet.png")).empty());
+}
+
+TEST_F(StylizeSheet, SaysWhenItHasNoStyleImage) {
+  std::filesystem::remove(package_.folder() + "/painting.png");
+  const ChildResult result = run({"sheet", run_.photo("photo.png", {61, 47}), "-o", run_.file("sheet.png")});
+  EXPECT_EQ(result.exit_status, 2);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("--style-image"), std::string::npos) << result.standard_error;
+  EXPECT_EQ(run_.names(), std::set<std::string>({"photo.png"}));
+}
+
+} // namespace
+} // namespace vorin::tests
