@@ -1,7 +1,7 @@
-# cmake -DRUNTIME_DIR=<the runtime's libraries> -DLINK_DIR=<folder> -DPLUGINS_XML=<file> [-DEXCLUDE=<start of names>]
-#       -P LinkRuntime.cmake
+# cmake -DRUNTIME_DIR=<the runtime's libraries> -DLINK_DIR=<folder> -DPLUGIN=<the stand-in plugin> -DPLUGINS_XML=<template>
+#       -DPRECISION=<f32 or bf16> [-DEXCLUDE=<start of names>] -P LinkRuntime.cmake
 #
-# Fills LINK_DIR with links to the OpenVINO runtime's libraries and with the stand-ins' plugins.xml. The runtime looks for its
+# Fills LINK_DIR with links to the OpenVINO runtime's libraries and with the stand-ins' plugin and plugins.xml. The runtime looks for its
 # plugins.xml beside the path under which it was loaded, so a program that finds it through these links sees this file and not the
 # runtime's own. Links of an earlier runtime go away.
 cmake_minimum_required(VERSION 3.25)
@@ -25,4 +25,8 @@ foreach(library IN LISTS libraries)
   endif()
   file(CREATE_LINK ${library} ${LINK_DIR}/${name} SYMBOLIC)
 endforeach()
-configure_file(${PLUGINS_XML} ${LINK_DIR}/plugins.xml COPYONLY)
+cmake_path(GET PLUGIN FILENAME name)
+if(NOT EXISTS ${LINK_DIR}/${name}) # one of the folders holds the file itself
+  file(CREATE_LINK ${PLUGIN} ${LINK_DIR}/${name} SYMBOLIC)
+endif()
+configure_file(${PLUGINS_XML} ${LINK_DIR}/plugins.xml @ONLY)

@@ -19,6 +19,7 @@ namespace vorin {
 namespace {
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -73,6 +74,13 @@ TEST(SoftGpu, GivesProgramsAGpuInBothRuntimes) {
   EXPECT_NE(deviceName(result.lines, "GPU"), "");
 }
 
+TEST(SoftGpu, KeepsCompiledNetworksInTheCache) {
+  const tests::TemporaryFolder cache;
+  const CommandResult result =
+      runPlainly(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport + " '" + cache.path().string() + "'");
+  EXPECT_THAT(result.lines, ElementsAre("cached GPU"));
+}
+
 TEST(SoftGpu, IsNotThereWithoutTheScript) {
   const CommandResult result = runPlainly(kReport);
   EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), Not(HasSubstr("Merix")), EndsWith("|0"))));
@@ -100,6 +108,8 @@ TEST(WithSoftGpu, PutsTheStandInsInFrontOfWhatWasSet) {
   EXPECT_THAT(result.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so:/other/layer.so"));
   EXPECT_THAT(result.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime:/other/folder"));
   EXPECT_THAT(result.lines, Contains("VORIN_SOFTGPU=1"));
+  const CommandResult shorter = runPlainly(kWithSoftGpu + " --build='" VORIN_BUILD_FOLDER "' --precision bf16 env");
+  EXPECT_THAT(shorter.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime-bf16"));
   const CommandResult by_variable = runPlainly("VORIN_BUILD_DIR='" VORIN_BUILD_FOLDER "' " + kWithSoftGpu + " env");
   EXPECT_THAT(by_variable.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so"));
   EXPECT_THAT(by_variable.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime"));
@@ -112,6 +122,7 @@ TEST(WithSoftGpu, RefusesWhatItCannotDo) {
   };
   for (const Refusal& refusal : {Refusal{"", "usage: with-softgpu"},
                                  {"--build", "--build needs a folder"},
+                                 {"--precision f16 true", "unknown precision f16"},
                                  {"--wrong true", "unknown option --wrong"},
                                  {"--build /nowhere true", "no build folder /nowhere"},
                                  {"--build / true", "not built: /"}}) {

@@ -3,6 +3,9 @@
 //   opencl <platform name>|<vendor>|<number of GPUs>      a line for each platform
 //   openvino <device>|<full name>                          a line for each device
 //   compiled <device>                                      when a network was compiled for "GPU" and gave the right result
+//
+// hardware_report FOLDER prints instead whether a compiled network comes back from the cache in the folder:
+//   cached <device>
 #define CL_TARGET_OPENCL_VERSION 120
 
 #include <CL/cl.h>
@@ -49,6 +52,24 @@ bool computesOn(ov::Core& core, const std::string& device) {
   return results[0] == 0.0F && results[1] == 2.5F;
 }
 
+// A chain of operations that processors run as one, of an operation of the plugin's own: with the plugin of "GPU" alone in use.
+bool loadsFromCache(const std::string& cache_folder) {
+  using ov::opset8::Constant;
+  const auto input = std::make_shared<ov::opset8::Parameter>(ov::element::f32, ov::Shape{1, 3, 16, 16});
+  const auto scale = Constant::create(ov::element::f32, {1, 3, 1, 1}, {2.0F, 3.0F, 4.0F});
+  const auto scaled = std::make_shared<ov::opset8::Multiply>(input, scale);
+  const auto squared = std::make_shared<ov::opset8::Multiply>(scaled, input);
+  const auto output = std::make_shared<ov::opset8::Subtract>(squared, scale);
+  const auto model = std::make_shared<ov::Model>(ov::OutputVector{output}, ov::ParameterVector{input});
+  const auto compile = [&] {
+    ov::Core core;
+    core.set_property("GPU", ov::cache_dir(cache_folder));
+    return core.compile_model(model, "GPU");
+  };
+  const bool before = compile().get_property(ov::loaded_from_cache);
+  return !before && compile().get_property(ov::loaded_from_cache);
+}
+
 void reportOpenVino() {
   ov::Core core;
   for (const std::string& device : core.get_available_devices()) {
@@ -61,8 +82,12 @@ void reportOpenVino() {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
   try {
+    if (argc == 2) {
+      std::cout << (loadsFromCache(argv[1]) ? "cached GPU\n" : "");
+      return 0;
+    }
     reportOpenCl();
     reportOpenVino();
   } catch (const std::exception&) {
