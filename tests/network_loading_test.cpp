@@ -62,9 +62,7 @@ protected:
 
 private:
   static void clear() {
-    for (const std::string& file : unpackedNetworkFiles()) {
-      fs::remove(programFolder() + "/" + file);
-    }
+    removeUnpackedNetworkFiles();
     fs::remove_all(cacheFolder());
   }
 };

@@ -3,6 +3,7 @@
 #include "neural/neural_engine.h"
 #include "support/guarded_buffer.h"
 #include "support/neural_reference.h"
+#include "support/opencl_log_lines.h"
 #include "support/test_networks.h"
 
 #include <gtest/gtest.h>
@@ -159,6 +160,18 @@ TEST_F(NeuralInferenceTest, EachFrameIsReadFromItsOwnMemory) {
 TEST_F(NeuralInferenceTest, AnEngineThatLoadedNothingHasNoAnswer) {
   NeuralEngine engine;
   EXPECT_THROW(engine.infer(cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(1))), std::exception);
+}
+
+// The first load gets as far as the network's size, the second to the style.
+TEST_F(NeuralInferenceTest, AnEngineOfAnUnsupportedStyleSaysSo) {
+  const TestPackage package({networkFiles(kTransfer540, makeSum({"input_content", "no_style"}))});
+  NeuralEngine engine;
+  ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, package.folder()), VORIN_STATUS_FAILED);
+  ASSERT_EQ(engine.load("GPU", 5, 2, 0, 0, package.folder()), VORIN_STATUS_UNKNOWN_TYPE);
+  LogLines log;
+  EXPECT_FALSE(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(1))));
+  EXPECT_EQ(log.take(), std::vector<std::string>{"====== sdk: [E] error: unsupported style types"});
+  removeUnpackedNetworkFiles();
 }
 
 } // namespace

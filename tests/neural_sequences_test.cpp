@@ -11,7 +11,8 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <optional>
+#include <filesystem>
+#include <thread>
 
 namespace vorin {
 namespace {
@@ -159,6 +160,35 @@ TEST_F(NeuralSequencesTest, TwoObjectsSideBySideKnowNothingOfEachOther) {
     EXPECT_EQ(run(left, left_step, frame), expect(left_expectation, left_step, frame));
     frame = movedPicture(frame, number);
     EXPECT_EQ(run(right, right_step, frame), expect(right_expectation, right_step, frame));
+  }
+}
+
+// Prepared one after the other, then each on a thread of its own.
+TEST_F(NeuralSequencesTest, TwoObjectsOnTwoThreadsKnowNothingOfEachOther) {
+  constexpr std::uint32_t kFrames = 40;
+  const Step steps[] = {{0, 0, 1}, {0, 0, 2}};
+  std::array<FramePipeline, 2> pipelines;
+  std::array<std::vector<Picture>, 2> given;
+  std::vector<Picture> frames = {randomPicture(kWidth, kHeight, 3)};
+  while (frames.size() < kFrames) {
+    frames.push_back(movedPicture(frames.back(), static_cast<std::uint32_t>(frames.size())));
+  }
+  for (FramePipeline& pipeline : pipelines) {
+    ASSERT_EQ(pipeline.initPlugins(settingsOf(steps[0], package_.folder())), VORIN_STATUS_OK);
+  }
+  const auto work = [&](std::size_t side) {
+    for (const Picture& frame : frames) {
+      given[side].push_back(run(pipelines[side], steps[side], frame));
+    }
+  };
+  std::thread other(work, 1);
+  work(0);
+  other.join();
+  for (std::size_t side = 0; side < 2; ++side) {
+    Expectation expectation;
+    for (std::size_t number = 0; number < kFrames; ++number) {
+      EXPECT_EQ(given[side][number], expect(expectation, steps[side], frames[number])) << side << ", frame " << number;
+    }
   }
 }
 

@@ -207,9 +207,7 @@ TEST(StyleImageInput, ANetworkWithoutAStyleInputIsTold) {
       engine.bindStyleImage({.memoryType = 0, .data = picture.data(), .pixelFormat = 3, .width = 1, .height = 1, .pitch = 3}),
       cv::Exception);
   EXPECT_EQ(log.take(), std::vector<std::string>{"====== sdk: [E] input size should be 2"});
-  for (const char* ending : {".xml", ".bin"}) {
-    std::filesystem::remove(programFolder() + "/" + kTransfer540 + ending);
-  }
+  removeUnpackedNetworkFiles();
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "modelpack/unpacked_files.h"
+#include "neural/bilinear_resize.h"
 #include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
@@ -50,8 +51,8 @@ public:
 
   // Runs the network on an 8-bit blue-green-red image of any size and returns its output, float32, [1, channels, height, width],
   // which shares the request's memory and is valid until the next call. An image of the network's own size is not copied: the
-  // smoothing of style type 0 and the black last column of style type 2 are then written into its pixels. An empty tensor for an
-  // engine that was never loaded. Errors of OpenCV and of the runtime leave it as exceptions.
+  // smoothing of style type 0 and the black last column of style type 2 are then written into its pixels. Errors of OpenCV and of
+  // the runtime leave it as exceptions, also for an engine that loaded nothing.
   ov::Tensor infer(cv::Mat image);
 
 private:
@@ -81,6 +82,8 @@ private:
   cv::Mat style_converted_;               // working images, kept from call to call
   cv::Mat style_resized_;
   cv::Mat resized_;
+  BilinearResize style_resize_;
+  BilinearResize content_resize_;
   cv::Mat previous_frame_; // style type 0: the last frame as the network got it
 };
 

@@ -120,4 +120,10 @@ std::vector<std::string> unpackedNetworkFiles() {
   return found;
 }
 
+void removeUnpackedNetworkFiles() {
+  for (const std::string& file : unpackedNetworkFiles()) {
+    std::filesystem::remove(programFolder() + "/" + file);
+  }
+}
+
 } // namespace vorin::tests

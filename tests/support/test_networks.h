@@ -91,5 +91,6 @@ std::string programFolder();
 
 // The files of the catalogue's networks that lie in the program's folder, sorted.
 std::vector<std::string> unpackedNetworkFiles();
+void removeUnpackedNetworkFiles();
 
 } // namespace vorin::tests
