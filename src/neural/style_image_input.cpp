@@ -63,7 +63,7 @@ _VorinStatus NeuralEngine::bindStyleImage(const SttFrame& style_image) {
     cv::cvtColor(image, image, cv::COLOR_GRAY2BGR); // only the empty image of an unknown format: OpenCV refuses it
   }
   if (image.size() != size) {
-    cv::resize(image, style_resized_, size, 0.0, 0.0, cv::INTER_LINEAR);
+    style_resize_.resize(image, style_resized_, size);
     image = style_resized_;
   }
   if (!style_planes_) {

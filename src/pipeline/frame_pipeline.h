@@ -7,6 +7,7 @@
 #pragma once
 
 #include "gpufilters/gpu_filter_engine.h"
+#include "neural/bilinear_resize.h"
 #include "neural/neural_engine.h"
 #include "neural/style_catalogue.h"
 #include "pipeline/pixel_format.h"
@@ -73,6 +74,7 @@ private:
   cv::Mat filter_input_;
   cv::Mat result_;
   cv::Mat resized_;
+  neural::BilinearResize result_resize_;
 };
 
 } // namespace vorin

@@ -2,8 +2,6 @@
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 
-#include <opencv2/imgproc.hpp>
-
 namespace vorin {
 
 _VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image,
@@ -62,7 +60,7 @@ cv::Mat FramePipeline::resultAtSize(std::int32_t width, std::int32_t height) {
   if (result_.cols == width && result_.rows == height) {
     return result_;
   }
-  cv::resize(result_, resized_, cv::Size(width, height), 0.0, 0.0, cv::INTER_LINEAR);
+  result_resize_.resize(result_, resized_, cv::Size(width, height));
   return resized_;
 }
 
