@@ -76,8 +76,8 @@ extern const char* const kLastResortFolder;
 // work.
 bool canCreateAndDelete(const std::string& path);
 
-// Makes a file for binary writing; null on failure. An existing file gives way to a new one where the system allows it, and is not
-// emptied: another program may still read it, or have it mapped into memory, and would stop when it shrinks.
+// Makes a file for binary writing; null on failure. An existing file gives way to a new one where the system allows it, and is
+// not emptied: another program may still read it, or have it mapped into memory, and would stop when it shrinks.
 std::FILE* createBinary(const std::string& path);
 
 // ---- files named by wide text

@@ -87,7 +87,8 @@ bool canCreateAndDelete(const std::string& path) {
 
 std::wstring toWide(const std::string& narrow) {
   try {
-    return std::filesystem::path(narrow).wstring();
+    const std::u32string code_points = std::filesystem::path(narrow).u32string(); // UTF-8 whatever the locale, unlike wstring()
+    return {code_points.begin(), code_points.end()};
   } catch (const std::system_error&) { // not UTF-8
     return {};
   }
@@ -95,7 +96,7 @@ std::wstring toWide(const std::string& narrow) {
 
 std::string toNarrow(const std::wstring& wide) {
   try {
-    return std::filesystem::path(wide).string();
+    return std::filesystem::path(std::u32string(wide.begin(), wide.end())).string();
   } catch (const std::system_error&) { // not a sequence of code points
     return {};
   }
