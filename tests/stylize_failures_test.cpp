@@ -36,6 +36,7 @@ std::vector<FailureCase> failureCases() {
       {"NoStyle", stylize("%photo.png", "%out.png", {}), 2, "pencil, stipple"},
       {"UnknownStyle", stylize("%photo.png", "%out.png", {"--style", "oil"}), 2, "pencil, stipple"},
       {"UnknownDevice", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "toaster"}), 2, "auto, integrated"},
+      {"UnknownPrecision", stylize("%photo.png", "%out.png", {"--style", "pencil", "--precision", "f16"}), 2, "f32, bf16"},
       {"UnknownFormat", sized("8x8", "rgb565"), 2, "bgra, rgba, bgr24, nv12, yuy2"},
       {"UnknownOption", stylize("%photo.png", "%out.png", {"--stile", "pencil"}), 2, "--help"},
       {"OptionWithoutValue", {"%photo.png", "-o"}, 2, "--help"},
@@ -167,6 +168,27 @@ TEST(StylizeFailures, ProgramWithoutItsStandInsSaysSo) {
   ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
   EXPECT_NE(result.standard_error.find("softgpu"), std::string::npos) << result.standard_error;
   EXPECT_EQ(run.names(), std::set<std::string>({"lonely", "photo.png"}));
+}
+
+// Of the stand-ins' two runtimes only the one that was asked for counts.
+TEST(StylizeFailures, EachPrecisionHasItsOwnRuntime) {
+  const StylizeRun run;
+  const std::filesystem::path build = std::filesystem::path(StylizeRun::program()).parent_path();
+  const std::string photo = run.photo("photo.png", {61, 47});
+  std::filesystem::copy_file(StylizeRun::program(), run.file("lonely"));
+  std::filesystem::create_directory(run.file("softgpu"));
+  for (const char* const name : {"libvorin_softgpu_opencl.so", "runtime"}) {
+    std::filesystem::create_symlink(build / "softgpu" / name, run.folder() / "softgpu" / name);
+  }
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.variables["LD_LIBRARY_PATH"] = build.string() + ":" + setting.variables["LD_LIBRARY_PATH"].value_or("");
+  for (const auto& [precision, exit_status] : {std::pair("f32", 0), std::pair("bf16", 4)}) {
+    const ChildResult result = ChildProcess({run.file("lonely"), photo, "-o", run.file("out.png"), "--style", "pencil",
+                                             "--overwrite", "--device", "software", "--precision", precision},
+                                            setting)
+                                   .wait();
+    EXPECT_EQ(result.exit_status, exit_status) << precision << ": " << result.standard_error;
+  }
 }
 
 // A stand-in that is said to be active but shows no GPU must not make the program start itself again and again.

@@ -217,7 +217,7 @@ TEST(Stylize, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(help.exit_status, 0);
   for (const std::string told :
        {"--style", "pencil", "stipple", "--size", "--device", "--format", "--overwrite", "Exit status", "Examples", "lightgrey",
-        "cartoon", "transfer", "--style-image", "--network", "--models", "sheet", "devices", "Transparency"}) {
+        "cartoon", "transfer", "--style-image", "--network", "--models", "--precision", "sheet", "devices", "Transparency"}) {
     EXPECT_NE(help.standard_output.find(told), std::string::npos) << told;
   }
   EXPECT_EQ(version.standard_error + help.standard_error, "");

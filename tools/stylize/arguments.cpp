@@ -23,6 +23,7 @@ struct RawArguments {
   std::string models;
   std::string size;
   std::string device = "auto";
+  std::string precision = std::string(precisions().front().name);
   std::string format = "bgra";
   bool overwrite = false;
   bool quiet = false;
@@ -80,6 +81,11 @@ std::vector<OptionRow> optionTable() {
       {"--device", &RawArguments::device, "NAME",
        "Where to draw: auto (default: the GPU; without one,\nsoftware), integrated, discrete, or software (this\nmachine's "
        "processor)",
+       kForBoth, kDeviceSection},
+      {"--precision", &RawArguments::precision, "NAME",
+       "What networks compute in on the software device:\nf32 (default: the same drawing everywhere) or bf16\n(faster on "
+       "processors "
+       "that have it)",
        kForBoth, kDeviceSection},
       {"--format", &RawArguments::format, "NAME",
        "Frame format on the way through the library:\n" + frameFormatNames() +
@@ -188,6 +194,14 @@ DeviceWish checkedDevice(const std::string& name) {
   return wish->wish;
 }
 
+const Precision* checkedPrecision(const std::string& name) {
+  const Precision* precision = findByName(precisions(), name);
+  if (precision == nullptr) {
+    throw usage("unknown --precision '" + name + "': the precisions are " + joinNames(precisions()));
+  }
+  return precision;
+}
+
 std::optional<cv::Size> checkedSize(const std::string& text, const FrameFormat& format) {
   if (text.empty()) {
     return std::nullopt;
@@ -262,6 +276,7 @@ Arguments parseArguments(int count, const char* const* arguments) {
   parsed.style_image = optionalPath(raw.style_image);
   parsed.models = optionalPath(raw.models);
   parsed.device = checkedDevice(raw.device);
+  parsed.precision = checkedPrecision(raw.precision);
   parsed.format = checkedFormat(raw.format);
   parsed.size = checkedSize(raw.size, *parsed.format);
   parsed.overwrite = raw.overwrite;

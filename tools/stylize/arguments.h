@@ -4,6 +4,7 @@
 
 #include "device_choice.h"
 #include "frame_conversion.h"
+#include "software_device.h"
 #include "styles.h"
 
 #include <opencv2/core/types.hpp>
@@ -28,6 +29,7 @@ struct Arguments {
   std::optional<std::filesystem::path> models;
   std::optional<cv::Size> size; // none: the photo's
   DeviceWish device = DeviceWish::kAuto;
+  const Precision* precision = nullptr; // of the software device
   const FrameFormat* format = nullptr;
   bool overwrite = false;
   bool quiet = false;

@@ -16,12 +16,12 @@ ExitStatus runProgram(int count, char** arguments) {
   try {
     return runCommand(parsed);
   } catch (const RestartOnSoftwareDevice& restart) {
-    requireSoftwareDevice();
+    requireSoftwareDevice(*parsed.precision);
     if (!restart.reason().empty() && !parsed.quiet) {
       printLine(restart.reason());
     }
   }
-  restartOnSoftwareDevice(arguments);
+  restartOnSoftwareDevice(*parsed.precision, arguments);
 }
 
 } // namespace

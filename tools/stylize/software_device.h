@@ -5,14 +5,24 @@
 // and starts itself again with the same arguments; it knows by VORIN_SOFTGPU=1 that this has happened.
 #pragma once
 
+#include <span>
+#include <string_view>
+
 namespace vorin::stylize {
+
+// What the software device's networks compute in.
+struct Precision {
+  std::string_view name;
+  std::string_view runtime; // the folder of the libraries that do
+};
+std::span<const Precision> precisions(); // the default first
 
 bool isSoftwareDeviceActive();
 
-void requireSoftwareDevice(); // a Failure where the stand-ins are missing
+void requireSoftwareDevice(const Precision& precision); // a Failure where the stand-ins are missing
 
 // Becomes the restarted program. Comes back only as a Failure, as above or where the start fails.
 // Everything that a destructor would have to clean up must be gone by now.
-[[noreturn]] void restartOnSoftwareDevice(char** arguments);
+[[noreturn]] void restartOnSoftwareDevice(const Precision& precision, char** arguments);
 
 } // namespace vorin::stylize

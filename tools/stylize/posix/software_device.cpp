@@ -4,6 +4,7 @@
 #include "../exit_status.h"
 #include "../program_files.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -19,6 +20,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kActive = "VORIN_SOFTGPU";
 constexpr const char* kThisProgram = "/proc/self/exe";
+constexpr std::array kPrecisions = {Precision{"f32", "runtime"}, Precision{"bf16", "runtime-bf16"}};
 
 void putFirst(const char* variable, const fs::path& path) {
   const char* previous = std::getenv(variable);
@@ -31,9 +33,9 @@ struct StandIns {
   fs::path runtime;
 };
 
-StandIns standIns() {
+StandIns standIns(const Precision& precision) {
   const fs::path folder = programFolder() / "softgpu";
-  StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / "runtime"};
+  StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / precision.runtime};
   std::error_code error;
   if (!fs::exists(found.opencl_layer, error) || !fs::is_directory(found.runtime, error)) {
     throw Failure(ExitStatus::kDevice,
@@ -44,17 +46,21 @@ StandIns standIns() {
 
 } // namespace
 
+std::span<const Precision> precisions() {
+  return kPrecisions;
+}
+
 bool isSoftwareDeviceActive() {
   const char* active = std::getenv(kActive);
   return active != nullptr && std::string_view(active) == "1";
 }
 
-void requireSoftwareDevice() {
-  standIns();
+void requireSoftwareDevice(const Precision& precision) {
+  standIns(precision);
 }
 
-void restartOnSoftwareDevice(char** arguments) {
-  const StandIns found = standIns();
+void restartOnSoftwareDevice(const Precision& precision, char** arguments) {
+  const StandIns found = standIns(precision);
   putFirst("OPENCL_LAYERS", found.opencl_layer);
   putFirst("LD_LIBRARY_PATH", found.runtime);
   setenv(kActive, "1", 1);
