@@ -8,6 +8,7 @@
 #include "support/test_environment.h"
 
 #include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 #include <functional>
 #include <random>
@@ -58,6 +59,44 @@ void expectNear(std::uint8_t actual, std::uint8_t expected, int tolerance, const
 
 // ---- input
 // ------------------------------------------------------------------------------------------------------------------------
+
+// The bytes of a frame that is converted first and resized after.
+TEST(NeuralInput, LargerFramesOfFourBytesComeAtTheNetworksSize) {
+  struct Case {
+    SttPixelFormat format;
+    cv::Size frame;
+    cv::Size network;
+    bool is_resized;
+  };
+  for (const Case& each : {Case{VORIN_FMT_BGRA, {74, 46}, {37, 23}, true},
+                           {VORIN_FMT_RGBA, {75, 41}, {33, 20}, true},
+                           {VORIN_FMT_BGRA, {30, 20}, {60, 40}, false},
+                           {VORIN_FMT_RGBA, {31, 21}, {}, false},
+                           {VORIN_FMT_BGR24, {74, 46}, {37, 23}, false}}) {
+    const int channels = each.format == VORIN_FMT_BGR24 ? 3 : 4;
+    cv::Mat picture = blockPicture(each.frame.width, each.frame.height, channels);
+    PixelFormatBuffers buffers;
+    const cv::Mat input =
+        hostToNeuralInput(frameOver(picture.data, each.format, each.frame.width, each.frame.height), buffers, each.network);
+    cv::Mat expected(each.frame, CV_8UC3);
+    for (int y = 0; y < each.frame.height; ++y) {
+      for (int x = 0; x < each.frame.width; ++x) {
+        for (int c = 0; c < 3; ++c) {
+          const int host_channel = each.format == VORIN_FMT_RGBA ? 2 - c : c;
+          expected.ptr(y)[3 * x + c] = picture.ptr(y)[channels * x + host_channel];
+        }
+      }
+    }
+    if (each.is_resized) {
+      cv::Mat resized;
+      cv::resize(expected, resized, each.network, 0.0, 0.0, cv::INTER_LINEAR);
+      expected = resized;
+    }
+    ASSERT_EQ(input.size(), expected.size()) << "format " << each.format;
+    ASSERT_EQ(input.type(), CV_8UC3);
+    EXPECT_EQ(cv::norm(input, expected, cv::NORM_INF), 0.0) << "format " << each.format;
+  }
+}
 
 TEST(FilterInput, BgraIsTheHostsOwnMemory) {
   std::vector<std::uint8_t> host(7 * 5 * 4);

@@ -54,26 +54,36 @@ BilinearResize::Row rowAt(int index, double scale, int source_rows) {
           weightsOf(position.fraction)};
 }
 
-// One row of the source at the result's columns. What the vectors leave are the pixels whose eight bytes would reach behind it.
-template <int kChannels>
-void blendColumns(const std::uint8_t* source, int source_bytes, const std::vector<BilinearResize::Column>& columns,
-                  std::int16_t* blended) {
-  std::size_t index = 0;
 #if CV_SIMD128
-  for (; index < columns.size() && columns[index].offset_bytes + 8 <= source_bytes; ++index) {
-    int both_weights = 0;
-    std::memcpy(&both_weights, columns[index].weights.data(), sizeof both_weights);
-    const cv::v_int16x8 left = cv::v_reinterpret_as_s16(cv::v_load_expand(source + columns[index].offset_bytes));
-    const cv::v_int16x8 right = cv::v_rotate_right<kChannels>(left);
-    cv::v_int16x8 pairs;
-    cv::v_int16x8 unused;
-    cv::v_zip(left, right, pairs, unused);
-    const cv::v_int32x4 sums = cv::v_dotprod(pairs, cv::v_reinterpret_as_s16(cv::v_setall_s32(both_weights)));
-    const cv::v_int32x4 short_sums = cv::v_shr<4>(sums);
-    cv::v_store_low(blended + index * kChannels, cv::v_pack(short_sums, short_sums)); // of 3 channels: a fourth value, for now
+
+// The channels of one column, and behind those of 3 channels one value of no meaning. Reads eight bytes.
+template <int kChannels> cv::v_int32x4 blendColumn(const std::uint8_t* source, const BilinearResize::Column& column) {
+  int both_weights = 0;
+  std::memcpy(&both_weights, column.weights.data(), sizeof both_weights);
+  const cv::v_int16x8 left = cv::v_reinterpret_as_s16(cv::v_load_expand(source + column.offset_bytes));
+  const cv::v_int16x8 right = cv::v_rotate_right<kChannels>(left);
+  cv::v_int16x8 pairs;
+  cv::v_int16x8 unused;
+  cv::v_zip(left, right, pairs, unused);
+  return cv::v_shr<4>(cv::v_dotprod(pairs, cv::v_reinterpret_as_s16(cv::v_setall_s32(both_weights))));
+}
+
+#endif
+
+// One row of the source at the result's columns. For the first `vector_count` columns eight bytes can be read.
+template <int kChannels>
+void blendColumns(const std::uint8_t* source, const BilinearResize::Column* columns, int count, [[maybe_unused]] int vector_count,
+                  std::int16_t* blended) {
+  int index = 0;
+#if CV_SIMD128
+  for (; index + 2 <= vector_count; index += 2) {
+    const cv::v_int16x8 two =
+        cv::v_pack(blendColumn<kChannels>(source, columns[index]), blendColumn<kChannels>(source, columns[index + 1]));
+    cv::v_store_low(blended + index * kChannels, two);
+    cv::v_store_high(blended + (index + 1) * kChannels, two);
   }
 #endif
-  for (; index < columns.size(); ++index) {
+  for (; index < count; ++index) {
     const std::uint8_t* left = source + columns[index].offset_bytes;
     const auto& weights = columns[index].weights;
     for (int channel = 0; channel < kChannels; ++channel) {
@@ -194,7 +204,7 @@ void BilinearResize::resize(const cv::Mat& source, cv::Mat& destination, const c
         std::int16_t* const elements = blended_rows_.data() + static_cast<std::size_t>(2 * stripe + buffer) * buffer_elements;
         if (buffered_rows[buffer] != source_row) {
           const auto blend = channels_ == 3 ? blendColumns<3> : blendColumns<4>;
-          blend(source.ptr<std::uint8_t>(source_row), source.cols * channels_, columns_, elements);
+          blend(source.ptr<std::uint8_t>(source_row), columns_.data(), size.width, vector_columns_, elements);
           buffered_rows[buffer] = source_row;
         }
         return elements;
@@ -220,6 +230,9 @@ void BilinearResize::prepare(const cv::Mat& source, const cv::Size& size) {
   for (int column = 0; column < size.width; ++column) {
     columns_.push_back(columnAt(column, scaleOf(source.cols, size.width), source.cols, channels_));
   }
+  vector_columns_ = static_cast<int>(std::count_if(columns_.begin(), columns_.end(), [&](const Column& column) {
+    return column.offset_bytes + 8 <= source.cols * channels_;
+  }));
   rows_.clear();
   for (int row = 0; row < size.height; ++row) {
     rows_.push_back(rowAt(row, scaleOf(source.rows, size.height), source.rows));

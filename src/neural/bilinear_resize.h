@@ -41,6 +41,7 @@ private:
   cv::Size size_;
   int channels_ = 0;
   std::vector<Column> columns_;
+  int vector_columns_ = 0; // the first ones, which eight bytes can be read for
   std::vector<Row> rows_;
   std::vector<std::int16_t> blended_rows_; // two for each stripe of rows that is worked on at once
 };

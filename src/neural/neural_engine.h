@@ -55,6 +55,9 @@ public:
   // the runtime leave it as exceptions, also for an engine that loaded nothing.
   ov::Tensor infer(cv::Mat image);
 
+  // The size of the network's frames; empty before a network is loaded.
+  cv::Size frameSize() const { return {network_width_, network_height_}; }
+
 private:
   _VorinStatus unpackNetwork(const std::string& network_name, const std::string& package_folder, std::string& network_path);
   _VorinStatus loadUnpacked(ov::Core& core, const std::string& device_name, const std::string& network_path);

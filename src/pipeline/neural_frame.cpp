@@ -27,7 +27,7 @@ struct OutputShape {
 
 ov::Tensor FramePipeline::inferFrame(const SttFrame& input) try {
   sttLogInfo("inference frame: %d", static_cast<std::int32_t>(inferred_frames_));
-  const cv::Mat image = hostToNeuralInput(input, format_buffers_);
+  const cv::Mat image = hostToNeuralInput(input, format_buffers_, current_network_->frameSize());
   sttLogInfo("-------------------------------------------------------");
   ov::Tensor output = current_network_->infer(image);
   ++inferred_frames_;

@@ -22,6 +22,16 @@ cv::Mat wrapHost(const SttFrame& frame, int type) {
   return wrapPacked(frame, static_cast<int>(frame.height), static_cast<int>(frame.width), type);
 }
 
+// A frame of 4 channels, in a working image where it is larger than the network's.
+cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size) {
+  const cv::Mat host = wrapHost(input, CV_8UC4);
+  if (host.empty() || network_size.empty() || host.size().area() <= network_size.area()) {
+    return host;
+  }
+  buffers.reduction.resize(host, buffers.reduced, network_size);
+  return buffers.reduced;
+}
+
 // A host buffer as the destination of a conversion: OpenCV writes in place where size and type already fit.
 cv::Mat wrapOutput(const SttFrame& output, const cv::Mat& result, int type) {
   return wrapPacked(output, result.rows, result.cols, type);
@@ -44,7 +54,7 @@ void copyInto(const SttFrame& output, const cv::Mat& result) {
 
 } // namespace
 
-cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers) {
+cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size) {
   switch (input.pixelFormat) {
   case VORIN_FMT_NV12: {
     // The padding of the rows is converted with them and left out of the result.
@@ -56,10 +66,10 @@ cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers) {
   case VORIN_FMT_BGR24:
     return wrapHost(input, CV_8UC3);
   case VORIN_FMT_BGRA:
-    cv::cvtColor(wrapHost(input, CV_8UC4), buffers.bgr, cv::COLOR_BGRA2BGR);
+    cv::cvtColor(wrapReduced(input, buffers, network_size), buffers.bgr, cv::COLOR_BGRA2BGR);
     return buffers.bgr;
   case VORIN_FMT_RGBA:
-    cv::cvtColor(wrapHost(input, CV_8UC4), buffers.bgr, cv::COLOR_RGBA2BGR);
+    cv::cvtColor(wrapReduced(input, buffers, network_size), buffers.bgr, cv::COLOR_RGBA2BGR);
     return buffers.bgr;
   case VORIN_FMT_YUY2:
     cv::cvtColor(wrapHost(input, CV_8UC2), buffers.bgr, cv::COLOR_YUV2BGR_YUY2);

@@ -8,6 +8,7 @@
 // are not caught.
 #pragma once
 
+#include "neural/bilinear_resize.h"
 #include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
@@ -17,6 +18,8 @@ namespace vorin {
 // Working images, kept by the caller from frame to frame.
 struct PixelFormatBuffers {
   cv::Mat bgr;
+  cv::Mat reduced;
+  neural::BilinearResize reduction;
   cv::Mat padded_bgr;
   cv::Mat rgb;
   cv::Mat yuv;
@@ -25,8 +28,10 @@ struct PixelFormatBuffers {
 
 // The host's frame as the networks take it: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped, not
 // copied; others are converted into a working image. Rows are packed. Empty for an unsupported format. The host's rows are taken
-// to be input.pitch bytes apart in NV12, and packed in the other formats.
-cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers);
+// to be input.pitch bytes apart in NV12, and packed in the other formats. A BGRA or RGBA frame that is larger than the network's
+// frames is given at their size already, resized bilinearly before its alpha goes: channels do not mix, so the bytes are the same
+// and fewer of them are converted. With an empty size no frame is resized.
+cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size = {});
 
 // The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied;
 // others are converted into `storage`, which the result then shares. Empty for an unsupported format. Rows of the host are taken
