@@ -34,4 +34,18 @@ constexpr const char* kLiteralOutputSmoothingMoving = "neural/literal_output_smo
 constexpr const char* kOutputSmoothingCut = "neural/output_smoothing_cut";
 constexpr const char* kLiteralOutputSmoothingCut = "neural/literal_output_smoothing_cut";
 
+// Benchmarks that measure both sides themselves, by turns: the other sides are counters, in milliseconds, whose medians are found
+// under the benchmark's name, a slash and the counter's name.
+constexpr const char* kTransferFrame = "neural_frame/transfer";
+constexpr const char* kLightGreyFrame = "neural_frame/light_grey";
+constexpr const char* kCartoonFrame = "neural_frame/cartoon";
+constexpr const char* kBareInferenceMs = "bare_inference_ms";
+constexpr const char* kBeyondInferenceMs = "beyond_inference_ms";
+constexpr const char* kFrameCopyMs = "memcpy_ms";
+
+constexpr const char* kTransferPrepare = "prepare/transfer_warm";
+constexpr const char* kLightGreyPrepare = "prepare/light_grey_warm";
+constexpr const char* kCartoonPrepare = "prepare/cartoon_warm";
+constexpr const char* kColdCacheMs = "cold_ms";
+
 } // namespace vorin::bench

@@ -1,5 +1,6 @@
 // Runs the benchmarks, repeated and interleaved at random so that a busy moment of the machine meets both sides of a ratio, and
 // prints the ratios of their medians. The exit status does not depend on the figures.
+#include "neural_case.h"
 #include "ratio_table.h"
 
 #include <benchmark/benchmark.h>
@@ -23,6 +24,9 @@ public:
       if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" && !run.error_occurred) {
         const double per_second = benchmark::GetTimeUnitMultiplier(run.time_unit);
         medians_ms_[run.run_name.function_name] = run.GetAdjustedRealTime() / per_second * 1e3;
+        for (const auto& [name, counter] : run.counters) {
+          medians_ms_[run.run_name.function_name + '/' + name] = counter.value;
+        }
       }
     }
   }
@@ -55,7 +59,7 @@ int main(int argc, char** argv) {
   vorin::bench::MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::cout << "\n";
-  vorin::bench::printRatioTable(std::cout, reporter.mediansMs());
+  vorin::bench::printRatioTable(std::cout, reporter.mediansMs(), vorin::bench::computesInBf16());
   benchmark::Shutdown();
   return 0;
 }

@@ -28,13 +28,34 @@ constexpr std::array kRows = {
     RatioRow{"output smoothing, moving, literal : ours", kLiteralOutputSmoothingMoving, kOutputSmoothingMoving, Bound::kAtLeast,
              4.0},
     RatioRow{"output smoothing, cut, literal : ours", kLiteralOutputSmoothingCut, kOutputSmoothingCut, Bound::kAtLeast, 4.0},
+    RatioRow{"transfer frame : infer()", kTransferFrame, {kTransferFrame, kBareInferenceMs}, Bound::kAtMost, {1.06, 1.15}},
+    RatioRow{"light-grey frame : infer()", kLightGreyFrame, {kLightGreyFrame, kBareInferenceMs}, Bound::kAtMost, {1.03, 1.08}},
+    RatioRow{"cartoon frame : infer()", kCartoonFrame, {kCartoonFrame, kBareInferenceMs}, Bound::kAtMost, {1.03, 1.08}},
+    RatioRow{"transfer beyond infer() : memcpy",
+             {kTransferFrame, kBeyondInferenceMs},
+             {kTransferFrame, kFrameCopyMs},
+             Bound::kAtMost,
+             16.0},
+    RatioRow{"light grey beyond infer() : memcpy",
+             {kLightGreyFrame, kBeyondInferenceMs},
+             {kLightGreyFrame, kFrameCopyMs},
+             Bound::kAtMost,
+             8.0},
+    RatioRow{"cartoon beyond infer() : memcpy",
+             {kCartoonFrame, kBeyondInferenceMs},
+             {kCartoonFrame, kFrameCopyMs},
+             Bound::kAtMost,
+             8.0},
+    RatioRow{"transfer, Prepare warm : cold", kTransferPrepare, {kTransferPrepare, kColdCacheMs}, Bound::kAtMost, 0.55},
+    RatioRow{"light grey, Prepare warm : cold", kLightGreyPrepare, {kLightGreyPrepare, kColdCacheMs}, Bound::kAtMost, 0.55},
+    RatioRow{"cartoon, Prepare warm : cold", kCartoonPrepare, {kCartoonPrepare, kColdCacheMs}, Bound::kAtMost, 0.55},
 };
 
 constexpr int kWhatWidth = 42;
 constexpr int kNumberWidth = 13;
 
-std::optional<double> median(const Medians& medians_ms, const char* name) {
-  const auto found = medians_ms.find(name);
+std::optional<double> median(const Medians& medians_ms, const Side& side) {
+  const auto found = medians_ms.find(side.counter == nullptr ? side.benchmark : std::string(side.benchmark) + '/' + side.counter);
   return found == medians_ms.end() ? std::nullopt : std::optional(found->second);
 }
 
@@ -44,8 +65,8 @@ std::string fixed(double value, int decimals, const char* unit) {
   return text.str();
 }
 
-std::string limitText(const RatioRow& row) {
-  return (row.bound == Bound::kAtMost ? "<= " : ">= ") + fixed(row.limit, 1, "");
+std::string limitText(Bound bound, double limit) {
+  return (bound == Bound::kAtMost ? "<= " : ">= ") + fixed(limit, 2, "");
 }
 
 void printCells(std::ostream& out, const std::string& what, const std::array<std::string, 5>& cells) {
@@ -56,25 +77,28 @@ void printCells(std::ostream& out, const std::string& what, const std::array<std
   out << "\n";
 }
 
-void printRow(std::ostream& out, const RatioRow& row, const Medians& medians_ms) {
+void printRow(std::ostream& out, const RatioRow& row, const Medians& medians_ms, bool networks_in_bf16) {
+  const double limit = networks_in_bf16 ? row.limit.in_bf16 : row.limit.in_f32;
   const auto ours = median(medians_ms, row.this_side);
   const auto other = median(medians_ms, row.other_side);
   if (!ours || !other) {
-    printCells(out, row.what, {"", "", "", limitText(row), "not measured"});
+    printCells(out, row.what, {"", "", "", limitText(row.bound, limit), "not measured"});
     return;
   }
   const double ratio = *ours / *other;
-  const bool kept = row.bound == Bound::kAtMost ? ratio <= row.limit : ratio >= row.limit;
-  printCells(out, row.what,
-             {fixed(*ours, 3, " ms"), fixed(*other, 3, " ms"), fixed(ratio, 2, ""), limitText(row), kept ? "ok" : "OVER"});
+  const bool kept = row.bound == Bound::kAtMost ? ratio <= limit : ratio >= limit;
+  printCells(
+      out, row.what,
+      {fixed(*ours, 3, " ms"), fixed(*other, 3, " ms"), fixed(ratio, 3, ""), limitText(row.bound, limit), kept ? "ok" : "OVER"});
 }
 
 } // namespace
 
-void printRatioTable(std::ostream& out, const Medians& medians_ms) {
+void printRatioTable(std::ostream& out, const Medians& medians_ms, bool networks_in_bf16) {
+  out << "networks compute in " << (networks_in_bf16 ? "bf16" : "f32") << "\n";
   printCells(out, "what", {"this", "other side", "ratio", "limit", "ok"});
   for (const RatioRow& row : kRows) {
-    printRow(out, row, medians_ms);
+    printRow(out, row, medians_ms, networks_in_bf16);
   }
 }
 

@@ -1,0 +1,142 @@
+// Whole frames of the neural styles with the trained networks of the demo package, 1920 x 1080 BGRA in and BGRA out: against the
+// bare inference of the same network, and what they take beyond inference in copies of the frame. The two sides take turns frame
+// by frame. Without a "GPU" of the inference runtime or its stand-in, or without the package, there is nothing to measure.
+#include "bench_names.h"
+#include "inference_clock.h"
+#include "neural_case.h"
+#include "photo_like_picture.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace vorin::bench {
+namespace {
+
+constexpr NeuralCase kTransfer = {SttStyleTransfer, 2, kWidth, kHeight}; // the network of 960 x 540
+constexpr NeuralCase kLightGrey = {SttStyleLightGrey, 0, 960, 540};
+constexpr NeuralCase kCartoon = {SttStyleCartoon, 0, 960, 540};
+
+constexpr int kTurns = 5; // of each side in one repetition
+constexpr int kStyleEdge = 512;
+
+template <typename Action> double elapsedMs(Action action) {
+  const auto start = std::chrono::steady_clock::now();
+  action();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+void mustBeOk(_VorinStatus status) {
+  if (status != VORIN_STATUS_OK) {
+    throw std::runtime_error("no trained networks (models/build), or no GPU of the inference runtime");
+  }
+}
+
+// Both sides of one case, ready to run.
+class Sides {
+public:
+  explicit Sides(const NeuralCase& neural_case)
+      : settings_(settingsOf(neural_case)), input_pixels_(photoLikePicture(kWidth, kHeight + 1)),
+        output_pixels_(static_cast<std::size_t>(kWidth) * kHeight * 4) {
+    mustBeOk(pipeline_.initPlugins(settings_));
+    bare_ = std::make_unique<BareNetwork>(neural_case);
+    std::vector<std::uint8_t> style_pixels = photoLikePicture(kStyleEdge, kStyleEdge);
+    const SttFrame style = bgraFrame(style_pixels.data(), kStyleEdge, kStyleEdge);
+    frame(&style);
+    bare_->infer();
+    copyFrame();
+  }
+
+  // The camera moves down and up by one row, so that both temporal smoothings have both kinds of pixels.
+  void frame(const SttFrame* style = nullptr) {
+    const std::size_t first_row = count_++ % 2;
+    const SttFrame input = bgraFrame(input_pixels_.data() + first_row * kWidth * 4, kWidth, kHeight);
+    SttFrame output = bgraFrame(output_pixels_.data(), 0, 0);
+    mustBeOk(pipeline_.processFrame(settings_, input, style, output));
+  }
+
+  void bareInference() { bare_->infer(); }
+
+  void copyFrame() { std::memcpy(copy_.data(), input_pixels_.data(), copy_.size()); }
+
+private:
+  StyleSettings settings_;
+  FramePipeline pipeline_;
+  std::unique_ptr<BareNetwork> bare_;
+  std::vector<std::uint8_t> input_pixels_;
+  std::vector<std::uint8_t> output_pixels_;
+  std::vector<std::uint8_t> copy_ = std::vector<std::uint8_t>(static_cast<std::size_t>(kWidth) * kHeight * 4);
+  std::size_t count_ = 0;
+};
+
+// The same for all repetitions: a network takes a second to load.
+Sides& sidesOf(const NeuralCase& neural_case) {
+  static std::map<std::int32_t, std::unique_ptr<Sides>> sides;
+  std::unique_ptr<Sides>& found = sides[neural_case.style_type];
+  if (!found) {
+    found = std::make_unique<Sides>(neural_case);
+  }
+  return *found;
+}
+
+void timeFrames(benchmark::State& state, const NeuralCase& neural_case) try {
+  Sides& sides = sidesOf(neural_case);
+  for ([[maybe_unused]] const auto iteration : state) {
+    std::vector<double> frame_ms;
+    std::vector<double> beyond_ms;
+    std::vector<double> bare_ms;
+    std::vector<double> copy_ms;
+    for (int turn = 0; turn < kTurns; ++turn) {
+      const double inference_before = inferenceSeconds();
+      frame_ms.push_back(elapsedMs([&] { sides.frame(); }));
+      beyond_ms.push_back(frame_ms.back() - (inferenceSeconds() - inference_before) * 1e3);
+      bare_ms.push_back(elapsedMs([&] { sides.bareInference(); }));
+      copy_ms.push_back(elapsedMs([&] { sides.copyFrame(); }));
+    }
+    state.SetIterationTime(median(frame_ms) / 1e3);
+    state.counters[kBareInferenceMs] = median(bare_ms);
+    state.counters[kBeyondInferenceMs] = median(beyond_ms);
+    state.counters[kFrameCopyMs] = median(copy_ms);
+  }
+} catch (const std::exception& error) {
+  state.SkipWithError(error.what());
+}
+
+// One engine's set-up with an empty cache of compiled networks, and then with what that has put there.
+void timePrepare(benchmark::State& state, const NeuralCase& neural_case) try {
+  const StyleSettings settings = settingsOf(neural_case);
+  const auto prepare = [&] { mustBeOk(FramePipeline().initPlugins(settings)); };
+  for ([[maybe_unused]] const auto iteration : state) {
+    removeNetworkCache();
+    state.counters[kColdCacheMs] = elapsedMs(prepare);
+    state.SetIterationTime(elapsedMs(prepare) / 1e3);
+  }
+} catch (const std::exception& error) {
+  state.SkipWithError(error.what());
+}
+
+void once(benchmark::internal::Benchmark* benchmark) {
+  benchmark->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK_CAPTURE(timeFrames, transfer, kTransfer)->Name(kTransferFrame)->Apply(once);
+BENCHMARK_CAPTURE(timeFrames, light_grey, kLightGrey)->Name(kLightGreyFrame)->Apply(once);
+BENCHMARK_CAPTURE(timeFrames, cartoon, kCartoon)->Name(kCartoonFrame)->Apply(once);
+BENCHMARK_CAPTURE(timePrepare, transfer, kTransfer)->Name(kTransferPrepare)->Apply(once);
+BENCHMARK_CAPTURE(timePrepare, light_grey, kLightGrey)->Name(kLightGreyPrepare)->Apply(once);
+BENCHMARK_CAPTURE(timePrepare, cartoon, kCartoon)->Name(kCartoonPrepare)->Apply(once);
+
+} // namespace
+} // namespace vorin::bench
