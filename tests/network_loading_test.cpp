@@ -180,7 +180,7 @@ TEST_F(NetworkLoadingTest, FitsNetworksOfOneInputToTheFrameUpToFullHd) {
     SCOPED_TRACE(testing::Message() << "style " << size.style_type << ", " << size.width << " x " << size.height);
     NeuralEngine engine;
     ASSERT_EQ(engine.load("CPU", size.style_type, -1, size.width, size.height, package_.folder()), VORIN_STATUS_OK);
-    std::vector<std::uint8_t> style(13 * 7 * 3);
+    std::vector<std::uint8_t> style(std::size_t{13} * 7 * 3);
     if (size.style_type == SttStyleTransfer) {
       engine.bindStyleImage({.memoryType = 0, .data = style.data(), .pixelFormat = 3, .width = 13, .height = 7, .pitch = 0});
     }

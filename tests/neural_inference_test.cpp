@@ -15,6 +15,7 @@ using namespace tests;
 
 constexpr int kWidth = 37;
 constexpr int kHeight = 21;
+constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
 
 // Frames are converted through 16-bit floats, in which the constants are off by up to one part in 2048: of values up to 2.7 in
 // all, with the mean's own rounding by up to 1/32 of a byte. Exchanging two colours' constants moves values by 0.2 and more.
@@ -105,7 +106,7 @@ TEST_F(NeuralInferenceTest, EqualFramesStayAndAStepOfTenInOneColourGoesThrough) 
   NeuralEngine engine;
   load(engine, SttStyleTransfer);
   Picture frame;
-  for (std::size_t pixel = 0; pixel < kWidth * kHeight; ++pixel) {
+  for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
     frame.insert(frame.end(), 3, static_cast<std::uint8_t>(pixel)); // every byte value
   }
   infer(engine, frame);
@@ -113,7 +114,7 @@ TEST_F(NeuralInferenceTest, EqualFramesStayAndAStepOfTenInOneColourGoesThrough) 
   EXPECT_EQ(memory_.content(), frame);
 
   Picture moved = frame;
-  for (std::size_t pixel = 0; pixel < kWidth * kHeight; ++pixel) {
+  for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
     const std::size_t colour = 3 * pixel + pixel % 3;
     moved[colour] = static_cast<std::uint8_t>(frame[colour] < 128 ? frame[colour] + 10 : frame[colour] - 10);
     moved[3 * pixel + (pixel + 1) % 3] ^= 1U;

@@ -35,7 +35,7 @@ TEST_P(SteadyMemoryTest, AThousandFramesLeaveTheProcessAsTheFirstFiftyDid) {
   }
   constexpr int kWidth = 64;
   constexpr int kHeight = 48;
-  constexpr std::size_t kFrameBytes = 4 * kWidth * kHeight;
+  constexpr std::size_t kFrameBytes = std::size_t{4} * kWidth * kHeight;
   constexpr std::size_t kGrowthBytes = 2U << 20U;
   const TransferNetwork transfer{.width = kWidth, .height = kHeight};
   const TestPackage package(

@@ -15,7 +15,7 @@ using namespace tests;
 
 constexpr int kWidth = 14;
 constexpr int kHeight = 6;
-constexpr int kPixels = kWidth * kHeight;
+constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
 
 // The planes come from a table of floats rounded once, and pass the network unchanged.
 constexpr double kExact = 1e-6;
@@ -139,7 +139,7 @@ TEST_F(StyleImageInputTest, OtherSizesAreFittedToTheNetwork) {
   const Picture pixel = {10, 200, 90};
   ASSERT_EQ(bind(pixel, VORIN_FMT_BGR24, 1, 1), VORIN_STATUS_OK);
   Picture stretched;
-  for (int index = 0; index < kPixels; ++index) {
+  while (stretched.size() < 3 * kPixels) {
     stretched.insert(stretched.end(), pixel.begin(), pixel.end());
   }
   EXPECT_LT(greatestDifference(style(), planesOf(stretched, styleValue)), kExact);

@@ -106,9 +106,10 @@ inline Picture smoothedOutput(Picture now, const Picture& before) {
 // Planes as the imaging library's picture of floats.
 inline cv::Mat mergedPlanes(const Planes& planes, int width, int height) {
   cv::Mat image(height, width, CV_32FC3);
-  for (int index = 0; index < width * height; ++index) {
-    for (int plane = 0; plane < 3; ++plane) {
-      image.ptr<float>()[3 * index + plane] = planes[static_cast<std::size_t>(plane * width * height + index)];
+  const std::size_t pixels = image.total();
+  for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+      image.ptr<float>()[3 * pixel + plane] = planes[plane * pixels + pixel];
     }
   }
   return image;
