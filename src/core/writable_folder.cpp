@@ -45,7 +45,7 @@ std::optional<std::string> applicationDataFolder() {
 
 std::string temporaryFolder() {
   for (;;) {
-    const std::optional<std::string> folder = platform::temporaryFolder();
+    std::optional<std::string> folder = platform::temporaryFolder();
     if (!folder) {
       makeIfMissing(platform::kLastResortFolder);
       return platform::kLastResortFolder;
@@ -69,7 +69,7 @@ std::string findWritableFolder() {
 } // namespace
 
 std::string getWritableFolder() {
-  const std::string folder = findWritableFolder();
+  std::string folder = findWritableFolder();
   sttLogInfo("getWritableFolder: %s", folder.c_str());
   return folder;
 }

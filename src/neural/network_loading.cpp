@@ -52,8 +52,8 @@ ov::preprocess::PreProcessSteps& takeFrames(ov::preprocess::InputInfo& input) {
 
 } // namespace
 
-_VorinStatus NeuralEngine::load(std::string device_name, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
-                                std::int32_t height, std::string package_folder) try {
+_VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t style_type, std::int32_t style_index,
+                                std::int32_t width, std::int32_t height, const std::string& package_folder) try {
   if (initialised_) {
     return VORIN_STATUS_OK;
   }

@@ -42,8 +42,8 @@ public:
   // network that is loaded already is kept, whatever the arguments. After a failure the next call starts anew; files that were
   // unpacked stay on disk until a later load ends well. When the network cannot be compiled in five attempts, loading still
   // succeeds, and infer fails. No exception leaves it.
-  _VorinStatus load(std::string device_name, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
-                    std::int32_t height, std::string package_folder);
+  _VorinStatus load(const std::string& device_name, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
+                    std::int32_t height, const std::string& package_folder);
 
   // Makes the image the look of all frames that follow. VORIN_STATUS_INVALID_PARAM when the engine's style type is not 0. The
   // image is read during the call only, its rows as packed. Errors of OpenCV and of the runtime leave it as exceptions.

@@ -8,8 +8,8 @@ namespace vorin {
 namespace {
 
 // One row; a plain loop over what the vector loop leaves.
-void packYuy2Row(const std::uint8_t* yuv, int columns, std::uint8_t* output) {
-  int column = 0;
+void packYuy2Row(const std::uint8_t* yuv, std::size_t columns, std::uint8_t* output) {
+  std::size_t column = 0;
 #if CV_SIMD128
   const cv::v_uint16x8 low_byte = cv::v_setall_u16(0x00FF);
   for (; column + 16 <= columns; column += 16) {
@@ -34,7 +34,8 @@ void packYuy2Row(const std::uint8_t* yuv, int columns, std::uint8_t* output) {
 void packYuy2(const cv::Mat& yuv, std::uint8_t* output) {
   const std::size_t row_bytes = 2 * static_cast<std::size_t>(yuv.cols);
   for (int row = 0; row < yuv.rows; ++row) {
-    packYuy2Row(yuv.ptr<std::uint8_t>(row), yuv.cols, output + static_cast<std::size_t>(row) * row_bytes);
+    packYuy2Row(yuv.ptr<std::uint8_t>(row), static_cast<std::size_t>(yuv.cols),
+                output + static_cast<std::size_t>(row) * row_bytes);
   }
 }
 
