@@ -220,8 +220,7 @@ TEST_F(StylizeTransfer, WaitsForItsTurn) {
 
 TEST_F(StylizeTransfer, SoftwareDeviceDrawsWithoutBeingAskedFor) {
   cv::imwrite(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
-  // Of a shorter type there is an answer to eight bits, on processors that compute in it: 256 steps over the range of the
-  // network's answer, which is stretched by up to 2; three sums make an error of a few steps.
+  // A number of bf16 has eight bits, so a few steps may go amiss where the runtime computes such a small network in it.
   for (const auto& [precision, tolerance] : {std::pair("f32", 3), std::pair("bf16", 12)}) {
     const ChildResult result = StylizeRun::run({run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"),
                                                 "--overwrite", "--style", "transfer", "--style-image", run_.file("style.png"),
