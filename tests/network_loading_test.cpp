@@ -211,7 +211,6 @@ std::vector<FailureCase> failureCases() {
   const std::vector<std::string> transfer_left = {std::string(kTransfer540) + ".bin", std::string(kTransfer540) + ".xml"};
   std::vector<FailureCase> cases = {
       {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"====== sdk: \\[E\\] unsupported style"}, {}},
-      {"style -1", {cartoon}, {.style_type = -1}, VORIN_STATUS_UNKNOWN_TYPE, {"====== sdk: \\[E\\] unsupported style"}, {}},
       {"no network", {{cartoon[1]}}, wanted, NeuralEngine::kExtractionFailed, {no_entry, no_file}, {}},
       {"three inputs",
        {networkFiles(kCartoon, makeSum({"a", "b", "c"}))},
@@ -251,9 +250,15 @@ std::vector<FailureCase> failureCases() {
        {read, exception},
        {bin, xml}},
   };
-  // The runtime's message can be longer than a line of the log may be, and is dropped then.
-  cases.push_back({"not a network", {{{xml, "<net>"}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {}, {bin, xml}});
-  cases.push_back({"an empty network", {{{xml, ""}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {}, {bin, xml}});
+  // Both begin as networks do: for other texts the runtime asks all its readers, one of which leaks.
+  const std::string cut = "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>";
+  cases.push_back({"a network cut off", {{{xml, cut}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {}, {bin, xml}});
+  cases.push_back({"no inputs",
+                   {{{xml, cut + "</layers></net>"}, cartoon[1]}},
+                   wanted,
+                   VORIN_STATUS_INVALID_PARAM,
+                   {"====== sdk: \\[I\\] only support 1 or 2 inputs"},
+                   {bin, xml}});
   return cases;
 }
 
