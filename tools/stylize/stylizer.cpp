@@ -10,12 +10,19 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <exception>
+#include <optional>
 
 namespace vorin::stylize {
 namespace {
 
 constexpr const char* kTrySoftware = ": try --device software";
+
+bool libraryLogIsOn() {
+  const char* log_switch = std::getenv("VORIN_DUMP_ST_LOG"); // NOLINT(concurrency-mt-unsafe): one thread so far
+  return log_switch != nullptr && std::string(log_switch) != "0";
+}
 
 void require(_VorinStatus status, ExitStatus exit_status, const std::string& line) {
   if (status != VORIN_STATUS_OK) {
@@ -204,7 +211,12 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
           "the library refuses the folder of the models");
   const _VorinStatus status = guarded("the network cannot be loaded", [&] {
     const Quiet output(Stream::kOutput); // where the library reports each failed attempt, and where only data may go
-    const Quiet error(Stream::kError);   // where the inference runtime's readers complain about files that are not theirs
+    // The inference runtime's readers complain on standard error about files that are not theirs. The library's log goes there
+    // too, and whoever has switched it on wants to see it.
+    std::optional<Quiet> error;
+    if (!libraryLogIsOn()) {
+      error.emplace(Stream::kError);
+    }
     return object_->Prepare(context_);
   });
   if (status != VORIN_STATUS_OK) {
