@@ -50,9 +50,9 @@ double residentKib() {
 }
 
 // One style, prepared, with a frame of its own size to work on.
-class Stream {
+class FrameStream {
 public:
-  Stream(const NeuralCase& neural_case, int input_width, int input_height)
+  FrameStream(const NeuralCase& neural_case, int input_width, int input_height)
       : settings_(settingsOf(neural_case)), input_pixels_(photoLikePicture(input_width, input_height)),
         output_pixels_(static_cast<std::size_t>(neural_case.output_width) * neural_case.output_height * 4),
         style_pixels_(photoLikePicture(kStyleEdge, kStyleEdge)),
@@ -89,7 +89,7 @@ void measure(const MemoryCase& memory_case) {
   std::int64_t allocations = 0;
   std::int64_t largest_bytes = 0;
   {
-    Stream stream(memory_case.full_size, kWidth, kHeight);
+    FrameStream stream(memory_case.full_size, kWidth, kHeight);
     for (int frame = 0; frame < 3; ++frame) {
       stream.frame();
     }
@@ -100,7 +100,7 @@ void measure(const MemoryCase& memory_case) {
     allocations = counter.count();
     largest_bytes = counter.largestBytes();
   }
-  Stream stream(memory_case.small_size, memory_case.small_size.output_width, memory_case.small_size.output_height);
+  FrameStream stream(memory_case.small_size, memory_case.small_size.output_width, memory_case.small_size.output_height);
   double before_kib = 0;
   for (int frame = 0; frame < kFrames; ++frame) {
     if (frame == kFramesBefore) {

@@ -97,7 +97,7 @@ BareNetwork::BareNetwork(const NeuralCase& neural_case) {
   ov::CompiledModel compiled = core.compile_model(withConversions(model, neural_case.style_type), kDevice);
   request_ = compiled.create_infer_request();
   for (const ov::Output<const ov::Node>& input : compiled.inputs()) {
-    const ov::Shape shape = input.get_shape();
+    const ov::Shape& shape = input.get_shape();
     if (input.get_element_type() == ov::element::u8) {
       content_ = threeChannelPicture(shape);
       request_.set_tensor(input, ov::Tensor(ov::element::u8, shape, content_.data()));

@@ -23,7 +23,7 @@ constexpr NeuralCase kTransfer = {SttStyleTransfer, 2, kWidth, kHeight}; // the 
 constexpr NeuralCase kLightGrey = {SttStyleLightGrey, 0, 960, 540};
 constexpr NeuralCase kCartoon = {SttStyleCartoon, 0, 960, 540};
 
-constexpr int kTurns = 5; // of each side in one repetition
+constexpr int kTurns = 15; // of each side in one repetition
 constexpr int kStyleEdge = 512;
 
 template <typename Action> double elapsedMs(Action action) {
@@ -99,10 +99,16 @@ void timeFrames(benchmark::State& state, const NeuralCase& neural_case) try {
     std::vector<double> bare_ms;
     std::vector<double> copy_ms;
     for (int turn = 0; turn < kTurns; ++turn) {
+      const bool is_bare_first = turn % 2 == 1; // whoever comes second finds the caches as the other left them
+      if (is_bare_first) {
+        bare_ms.push_back(elapsedMs([&] { sides.bareInference(); }));
+      }
       const double inference_before = inferenceSeconds();
       frame_ms.push_back(elapsedMs([&] { sides.frame(); }));
       beyond_ms.push_back(frame_ms.back() - (inferenceSeconds() - inference_before) * 1e3);
-      bare_ms.push_back(elapsedMs([&] { sides.bareInference(); }));
+      if (!is_bare_first) {
+        bare_ms.push_back(elapsedMs([&] { sides.bareInference(); }));
+      }
       copy_ms.push_back(elapsedMs([&] { sides.copyFrame(); }));
     }
     state.SetIterationTime(median(frame_ms) / 1e3);

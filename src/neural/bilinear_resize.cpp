@@ -79,8 +79,9 @@ void blendColumns(const std::uint8_t* source, const BilinearResize::Column* colu
   for (; index + 2 <= vector_count; index += 2) {
     const cv::v_int16x8 two =
         cv::v_pack(blendColumn<kChannels>(source, columns[index]), blendColumn<kChannels>(source, columns[index + 1]));
-    cv::v_store_low(blended + index * kChannels, two);
-    cv::v_store_high(blended + (index + 1) * kChannels, two);
+    std::int16_t* const first = blended + static_cast<std::ptrdiff_t>(index) * kChannels;
+    cv::v_store_low(first, two);
+    cv::v_store_high(first + kChannels, two);
   }
 #endif
   for (; index < count; ++index) {
@@ -155,7 +156,7 @@ template <int kChannels> void halveRow(const std::uint8_t* upper, const std::uin
       means[channel] = cv::v_rshr_pack<2>(sumsOfNeighbours(planes[0][0][channel]) + sumsOfNeighbours(planes[1][0][channel]),
                                           sumsOfNeighbours(planes[0][1][channel]) + sumsOfNeighbours(planes[1][1][channel]));
     }
-    storePlanes(result + column * kChannels, means);
+    storePlanes(result + static_cast<std::ptrdiff_t>(column) * kChannels, means);
   }
 #endif
   for (; column < columns; ++column) {
@@ -193,37 +194,39 @@ void BilinearResize::resize(const cv::Mat& source, cv::Mat& destination, const c
     return;
   }
   prepare(source, size);
-  const int row_elements = size.width * channels_;
-  const std::size_t buffer_elements = static_cast<std::size_t>(row_elements + kRowMargin);
   cv::parallel_for_(cv::Range(0, kStripes), [&](const cv::Range& stripes) {
     for (int stripe = stripes.start; stripe < stripes.end; ++stripe) {
-      // Neighbouring rows of the source are an even and an odd one, so each of the two buffers serves its own.
-      std::array<int, 2> buffered_rows = {-1, -1};
-      const auto blended = [&](int source_row) {
-        const int buffer = source_row % 2;
-        std::int16_t* const elements = blended_rows_.data() + static_cast<std::size_t>(2 * stripe + buffer) * buffer_elements;
-        if (buffered_rows[buffer] != source_row) {
-          const auto blend = channels_ == 3 ? blendColumns<3> : blendColumns<4>;
-          blend(source.ptr<std::uint8_t>(source_row), columns_.data(), size.width, vector_columns_, elements);
-          buffered_rows[buffer] = source_row;
-        }
-        return elements;
-      };
-      const int end_row = (stripe + 1) * size.height / kStripes;
-      for (int row = stripe * size.height / kStripes; row < end_row; ++row) {
-        const Row& blend = rows_[row];
-        blendRows(blended(blend.source_rows[0]), blended(blend.source_rows[1]), blend.weights, row_elements,
-                  destination.ptr<std::uint8_t>(row));
-      }
+      resizeStripe(source, destination, stripe);
     }
   });
+}
+
+void BilinearResize::resizeStripe(const cv::Mat& source, cv::Mat& destination, int stripe) {
+  // Neighbouring rows of the source are an even and an odd one, so each of the two buffers serves its own.
+  std::array<int, 2> buffered_rows = {-1, -1};
+  const auto blended = [&](int source_row) {
+    const int buffer = source_row % 2;
+    std::int16_t* const elements = blended_rows_.data() + static_cast<std::size_t>(2 * stripe + buffer) * buffer_elements_;
+    if (buffered_rows[buffer] != source_row) {
+      const auto blend = channels_ == 3 ? blendColumns<3> : blendColumns<4>;
+      blend(source.ptr<std::uint8_t>(source_row), columns_.data(), destination.cols, vector_columns_, elements);
+      buffered_rows[buffer] = source_row;
+    }
+    return elements;
+  };
+  const int end_row = (stripe + 1) * destination.rows / kStripes;
+  for (int row = stripe * destination.rows / kStripes; row < end_row; ++row) {
+    const Row& blend = rows_[row];
+    blendRows(blended(blend.source_rows[0]), blended(blend.source_rows[1]), blend.weights, destination.cols * channels_,
+              destination.ptr<std::uint8_t>(row));
+  }
 }
 
 void BilinearResize::prepare(const cv::Mat& source, const cv::Size& size) {
   if (source.size() == source_size_ && size == size_ && source.channels() == channels_) {
     return;
   }
-  source_size_ = source.size();
+  source_size_ = {}; // until all is there
   size_ = size;
   channels_ = source.channels();
   columns_.clear();
@@ -237,7 +240,9 @@ void BilinearResize::prepare(const cv::Mat& source, const cv::Size& size) {
   for (int row = 0; row < size.height; ++row) {
     rows_.push_back(rowAt(row, scaleOf(source.rows, size.height), source.rows));
   }
-  blended_rows_.resize(2 * kStripes * static_cast<std::size_t>(size.width * channels_ + kRowMargin));
+  buffer_elements_ = static_cast<std::size_t>(size.width) * channels_ + kRowMargin;
+  blended_rows_.resize(buffer_elements_ * 2 * kStripes);
+  source_size_ = source.size();
 }
 
 } // namespace vorin::neural

@@ -10,6 +10,7 @@
 #include <opencv2/core.hpp>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -36,6 +37,7 @@ public:
 
 private:
   void prepare(const cv::Mat& source, const cv::Size& size);
+  void resizeStripe(const cv::Mat& source, cv::Mat& destination, int stripe);
 
   cv::Size source_size_;
   cv::Size size_;
@@ -43,6 +45,7 @@ private:
   std::vector<Column> columns_;
   int vector_columns_ = 0; // the first ones, which eight bytes can be read for
   std::vector<Row> rows_;
+  std::size_t buffer_elements_ = 0;        // of one blended row
   std::vector<std::int16_t> blended_rows_; // two for each stripe of rows that is worked on at once
 };
 
