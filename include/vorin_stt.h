@@ -16,9 +16,10 @@
  *   destroy
  *
  * Threads. The library starts no threads of its own and takes no locks. One object serves one thread at a time; the host
- * serialises its calls into one object. Different objects may work on different threads, except for the diagnostic log, whose
- * state is shared by the whole process without synchronisation: leave it off when objects work in parallel. Every call is
- * synchronous: when a function returns, its work is done.
+ * serialises its calls into one object. Different objects may work on different threads, with two exceptions: the diagnostic log,
+ * whose state is shared by the whole process without synchronisation (leave it off when objects work in parallel), and Prepare
+ * for a neural style, which writes and deletes files of fixed names in the writable folder (one Prepare at a time; programs that
+ * share that folder count as one). Every call is synchronous: when a function returns, its work is done.
  *
  * Exceptions. Errors found while an engine is set up become statuses. ProcessFrame catches nothing: an error of the imaging
  * library or of the inference runtime leaves it as a C++ exception (cv::Exception and the like, all derived from std::exception).
@@ -69,15 +70,17 @@ typedef struct SttVersion {
   int32_t minor;
 } SttVersion;
 
-/* ---- Devices ------------------------------------------------------------------------------------------------------------------
- */
+/* ---- Devices ----------------------------------------------------------------------------------- */
 
-/* Kinds of devices. EnumDevice reports kinds 0 and 1; CreateDevice takes 0, 1 and 8. */
+/* Kinds of devices. EnumDevice reports kinds 0 and 1; hosts ask CreateDevice for 0, 1 or 8. */
 typedef enum SttDeviceKind VORIN_STT_ENUM_BASE(int32_t){
-    SttDeviceIntegratedGpu = 0, SttDeviceDiscreteGpu = 1,
-    SttDeviceAnyGpu = 8, /* request only: an integrated GPU before a discrete one */
-    SttDeviceGna = 14,          SttDeviceCpu = 15,
-    SttDeviceOther = 16} SttDeviceKind;
+    SttDeviceIntegratedGpu = 0, /* reported and requested */
+    SttDeviceDiscreteGpu = 1,   /* reported and requested */
+    SttDeviceAnyGpu = 8,        /* request only: an integrated GPU before a discrete one */
+    SttDeviceGna = 14,          /* kept in the device table, never reported */
+    SttDeviceCpu = 15,          /* likewise */
+    SttDeviceOther = 16         /* likewise */
+} SttDeviceKind;
 
 #define VORIN_STT_NAME_BYTES 128 /* size of every text field below, terminating NUL included */
 
@@ -109,8 +112,7 @@ typedef struct SttDeviceRecord {
   char deviceName[VORIN_STT_NAME_BYTES]; /* the inference runtime's name, such as "GPU.0"; "notfind" after a failed request */
 } SttDeviceRecord;
 
-/* ---- Configuration ------------------------------------------------------------------------------------------------------------
- */
+/* ---- Configuration ----------------------------------------------------------------------------- */
 
 typedef enum SttConfigKey VORIN_STT_ENUM_BASE(uint32_t){
     SttCfgStyleType = 0, /* int32_t, an SttStyleType; -1 until set */
@@ -131,19 +133,18 @@ typedef enum SttStyleType VORIN_STT_ENUM_BASE(int32_t){
     SttStylePencilSketch = 4 /* an OpenCL filter */
 } SttStyleType;
 
-/* ---- Frames -------------------------------------------------------------------------------------------------------------------
- */
+/* ---- Frames ------------------------------------------------------------------------------------ */
 
 #define VORIN_MEM_SYSTEM 0u /* pixels in ordinary host memory: the only memory type accepted for an input frame */
 
 /* Pixel formats: 8 bits a sample, top row first, no alignment asked of any pointer. Other codes are unsupported: as an output
- * format they leave the buffer untouched, as an input format they make ProcessFrame throw (all but 24-bit output of a filter
- * style need a picture to convert). YUV is the video-range BT.601 conversion for NV12 and for YUY2 input; YUY2 output is
- * full-range YUV. */
+ * format they leave the buffer untouched, as an input format they make ProcessFrame throw (with SttCfgWidth and SttCfgHeight both
+ * 0 a filter style's BGRA output comes out empty instead). YUV is the video-range BT.601 conversion for NV12 and for YUY2 input;
+ * YUY2 output is full-range YUV. */
 typedef enum SttPixelFormat VORIN_STT_ENUM_BASE(uint32_t){
     VORIN_FMT_BGRA = 1,  /* 4 bytes a pixel: blue, green, red, alpha. Output alpha is 255 */
     VORIN_FMT_RGBA = 2,  /* 4 bytes a pixel: red, green, blue, alpha */
-    VORIN_FMT_BGR24 = 3, /* 3 bytes a pixel: blue, green, red */
+    VORIN_FMT_BGR24 = 3, /* 3 bytes a pixel: blue, green, red; a neural style may write into such an input, see ProcessFrame */
     VORIN_FMT_NV12 = 5,  /* 4:2:0: height rows of luma, then height / 2 rows of width / 2 pairs U, V; width and height even */
     VORIN_FMT_YUY2 = 6   /* 4:2:2, 2 bytes a pixel: Y0, U, Y1, V for each pair of pixels; input widths even */
 } SttPixelFormat;
@@ -160,8 +161,7 @@ typedef struct SttFrame {
   uint32_t pitch;       /* bytes a row of the first plane; read in the two cases above only */
 } SttFrame;
 
-/* ---- C functions --------------------------------------------------------------------------------------------------------------
- */
+/* ---- C functions ------------------------------------------------------------------------------- */
 
 typedef struct VorinSttCell* VorinSttHandle; /* an object seen from C */
 typedef void* VorinSttContext;               /* given out by CreateContext; every function ignores the one it is passed */
@@ -196,8 +196,7 @@ VORIN_STT_API _VorinStatus vorin_SttDestroyDevice(VorinSttHandle handle, SttDevi
 #ifdef __cplusplus
 } /* extern "C" */
 
-/* ---- C++ classes --------------------------------------------------------------------------------------------------------------
- */
+/* ---- C++ classes ------------------------------------------------------------------------------- */
 
 /* The twelve operations, in the order of the table of virtual functions, which is part of the binary interface. There is no
  * virtual destructor: only SttFactory::Destroy ends an object. Thread-safety of all: one call at a time on one object. */
@@ -210,9 +209,10 @@ public:
    * *count: the number of GPUs, 0 on a machine without one. Returns VORIN_STATUS_OK. */
   virtual _VorinStatus EnumDevice(SttDeviceInfo* list, int32_t* count) = 0;
 
-  /* Selects the last GPU of the requested kind; SttDeviceAnyGpu prefers an integrated one. *device: the selected record, owned by
-   * the object, written in every case. Returns VORIN_STATUS_OK, or VORIN_STATUS_FAILED when there is none; the object then goes
-   * on with the device name "notfind", for which no network can be prepared. */
+  /* Selects the last GPU of the requested kind; SttDeviceAnyGpu prefers an integrated one. (The other kinds select the last
+   * device of that kind, for the neural styles; the filters run on none of them.) *device: the selected record, owned by the
+   * object, written in every case. Returns VORIN_STATUS_OK, or VORIN_STATUS_FAILED when there is none; the object then goes on
+   * with the device name "notfind", for which no network can be prepared. */
   virtual _VorinStatus CreateDevice(const SttDeviceRequest* request, SttDeviceRecord** device) = 0;
 
   /* *context: the object itself; there is nothing to release. The device is ignored. Returns VORIN_STATUS_OK. */
@@ -234,17 +234,19 @@ public:
   virtual _VorinStatus Prepare(VorinSttContext context) = 0;
 
   /* Restyles one frame.
-   * input: read during the call only. styleImage: for SttStyleTransfer, the image whose look the frame takes, or null to keep the
-   * one given last; other styles ignore it. output: the host sets data and pixelFormat (and pitch for NV12); the library fills
-   * the pixels and sets width and height to the delivered size W x H, which is SttCfgWidth x SttCfgHeight (for SttStyleTransfer
-   * the network's size while one of the two is 0). The buffer must hold, unchecked, 4 W H bytes for BGRA and RGBA, 3 W H for
-   * BGR24, 2 W H for YUY2, and for NV12 3/2 pitch H after a neural style, 3/2 W H after a filter style. Returns VORIN_STATUS_OK;
-   * VORIN_STATUS_UNSUPPORTED for an input memory type other than VORIN_MEM_SYSTEM (nothing is written);
-   * VORIN_STATUS_INVALID_PARAM when the style image cannot be taken (nothing is written). An unsupported output format returns
-   * VORIN_STATUS_OK with the size written and the pixels untouched.
-   * Throws, among others: for every style but SttStyleTransfer when SttCfgWidth or SttCfgHeight is 0 while the size would have to
-   * change; for an unsupported input format; for NV12 frames of odd size and YUY2 input of odd width; for a neural style that was
-   * not prepared. Calling it for a filter style without a Prepare for one is undefined. */
+   * input: read during the call only, with one exception: a VORIN_FMT_BGR24 frame of exactly the network's size is worked on in
+   * place, so that SttStyleTransfer smooths its pixels against the frame before, and SttStyleCartoon blackens its last column;
+   * pass a copy if you need the frame afterwards, and never read-only memory. styleImage: for SttStyleTransfer, the image whose
+   * look the frame takes, or null to keep the one given last; other styles ignore it. output: the host sets data and pixelFormat
+   * (and pitch for NV12); the library fills the pixels and sets width and height to the delivered size W x H, which is
+   * SttCfgWidth x SttCfgHeight (for SttStyleTransfer the network's size while one of the two is 0). The buffer must hold,
+   * unchecked, 4 W H bytes for BGRA and RGBA, 3 W H for BGR24, 2 W H for YUY2, and for NV12 3/2 pitch H after a neural style, 3/2
+   * W H after a filter style. Returns VORIN_STATUS_OK; VORIN_STATUS_UNSUPPORTED for an input memory type other than
+   * VORIN_MEM_SYSTEM (nothing is written); VORIN_STATUS_INVALID_PARAM when the style image cannot be taken (nothing is written).
+   * An unsupported output format returns VORIN_STATUS_OK with the size written and the pixels untouched. Throws, among others:
+   * for every style but SttStyleTransfer when SttCfgWidth or SttCfgHeight is 0 while the size would have to change; for an
+   * unsupported input format; for NV12 output of odd size and NV12 input of odd rows or an odd height; for YUY2 input of odd
+   * width; for a neural style that was not prepared. Calling it for a filter style without a Prepare for one is undefined. */
   virtual _VorinStatus ProcessFrame(VorinSttContext context, const SttFrame* input, const SttFrame* styleImage,
                                     SttFrame* output) = 0;
 

@@ -179,6 +179,17 @@ TEST(FilterInput, UnknownFormatsGiveAnEmptyImage) {
   }
 }
 
+TEST(HostInput, Yuy2OfOddWidthThrows) {
+  std::vector<std::uint8_t> host(64);
+  cv::Mat storage;
+  PixelFormatBuffers buffers;
+  for (const int width : {1, 3, 5}) {
+    const SttFrame frame = frameOver(host.data(), VORIN_FMT_YUY2, width, 4);
+    EXPECT_THROW(hostToFilterInput(frame, storage), cv::Exception) << width;
+    EXPECT_THROW(hostToNeuralInput(frame, buffers, cv::Size()), cv::Exception) << width;
+  }
+}
+
 // ---- output
 // -----------------------------------------------------------------------------------------------------------------------
 
@@ -281,6 +292,29 @@ TEST_P(HostOutput, Nv12HonoursThePitchOnTheNeuralWayOnly) {
     for (int x = kWidth; x < row_bytes; ++x) {
       ASSERT_EQ(host[static_cast<std::size_t>(y * row_bytes + x)], 0xCD) << "padding of luma row " << y;
     }
+  }
+}
+
+TEST(NeuralNv12Output, KeepsToAnyPitch) {
+  constexpr int kWidth = 38;
+  constexpr int kHeight = 4;
+  const cv::Mat result = blockPicture(kWidth, kHeight, 3);
+  const auto deliverWithPitch = [&](std::uint32_t pitch_bytes) {
+    GuardedBuffer host(64 * kHeight * 3 / 2);
+    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, static_cast<int>(pitch_bytes));
+    deliver(Way::kNeural, output, result);
+    EXPECT_TRUE(host.guardIntact());
+    return host.content();
+  };
+  const std::vector<std::uint8_t> apart = deliverWithPitch(64);
+  // With a pitch below the width rows overlap; each byte is that of the row written last.
+  for (const std::uint32_t pitch_bytes : {0U, 20U}) {
+    std::vector<std::uint8_t> expected(64 * kHeight * 3 / 2, 0xCD);
+    for (std::size_t row = 0; row < kHeight * 3 / 2; ++row) {
+      std::copy_n(apart.begin() + static_cast<std::ptrdiff_t>(64 * row), kWidth,
+                  expected.begin() + static_cast<std::ptrdiff_t>(pitch_bytes * row));
+    }
+    EXPECT_EQ(deliverWithPitch(pitch_bytes), expected) << pitch_bytes;
   }
 }
 

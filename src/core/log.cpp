@@ -94,7 +94,11 @@ void sttLogVerbose(const char* format, ...) {
 }
 
 void openLog() {
-  log_state.log_switch = platform::readLogSwitch().value_or(log_state.log_switch);
+  // Written only where it changes: with the log off, objects may be made while others work on other threads.
+  const std::optional<std::uint32_t> log_switch = platform::readLogSwitch();
+  if (log_switch && *log_switch != log_state.log_switch) {
+    log_state.log_switch = *log_switch;
+  }
   if ((log_state.log_switch & kToFile) == 0) {
     return;
   }

@@ -11,8 +11,9 @@ namespace vorin::neural {
 namespace {
 
 constexpr float kWeightOne = 2048.0F;
-constexpr int kStripes = 8;    // of rows, for the imaging library's threads
-constexpr int kRowMargin = 16; // elements behind a blended row that a vector may write
+constexpr int kStripes = 8;           // of rows, for the imaging library's threads
+constexpr int kLargestSide = 1 << 16; // beyond it products of sizes leave the range of int
+constexpr int kRowMargin = 16;        // elements behind a blended row that a vector may write
 
 // Between which two pixels of an axis a pixel of the result lies, and how near to the second. In single precision where the
 // imaging library is.
@@ -184,7 +185,9 @@ template <int kChannels> void halve(const cv::Mat& source, cv::Mat& destination)
 
 void BilinearResize::resize(const cv::Mat& source, cv::Mat& destination, const cv::Size& size) {
   const bool is_known_type = source.type() == CV_8UC3 || source.type() == CV_8UC4;
-  if (!is_known_type || source.rows < 1 || source.cols < 2 || size.width < 1 || size.height < 1) {
+  const bool is_known_size = size.width >= 1 && size.height >= 1 && std::max(size.width, size.height) <= kLargestSide &&
+                             source.rows >= 1 && source.cols >= 2 && std::max(source.rows, source.cols) <= kLargestSide;
+  if (!is_known_type || !is_known_size) {
     cv::resize(source, destination, size, 0.0, 0.0, cv::INTER_LINEAR);
     return;
   }

@@ -124,6 +124,7 @@ _VorinStatus NeuralEngine::loadUnpacked(ov::Core& core, const std::string& devic
         ov::PartialShape{1, 3, std::min(requested_height_, kMaxNetworkHeight), std::min(requested_width_, kMaxNetworkWidth)});
   }
   inputs_ = model->inputs();
+  style_planes_.reset(); // of the size that an earlier attempt had read
   if (inputs_.size() != 1 && inputs_.size() != 2) {
     sttLogInfo("only support 1 or 2 inputs");
     return VORIN_STATUS_INVALID_PARAM;

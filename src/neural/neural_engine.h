@@ -55,7 +55,7 @@ public:
   // the runtime leave it as exceptions, also for an engine that loaded nothing.
   ov::Tensor infer(cv::Mat image);
 
-  // The size of the network's frames; empty before a network is loaded.
+  // The size of the network's frames; empty before a network was read.
   cv::Size frameSize() const { return {network_width_, network_height_}; }
 
 private:

@@ -31,6 +31,7 @@ cv::Mat toStyleColours(const SttFrame& image, cv::Mat& storage) {
     cv::cvtColor(wrapRows(image, image.height, CV_8UC4), storage, cv::COLOR_RGBA2BGR);
     return storage;
   case VORIN_FMT_YUY2:
+    CV_CheckEQ(static_cast<int>(image.width % 2), 0, "the width of a YUY2 image must be even"); // OpenCV goes past the rows' ends
     cv::cvtColor(wrapRows(image, image.height, CV_8UC2), storage, cv::COLOR_YUV2RGB_YUY2);
     return storage;
   default:

@@ -29,6 +29,19 @@ void packYuy2Row(const std::uint8_t* yuv, std::size_t columns, std::uint8_t* out
   }
 }
 
+void interleaveRow(const std::uint8_t* u, const std::uint8_t* v, std::size_t pairs, std::uint8_t* output) {
+  std::size_t pair = 0;
+#if CV_SIMD128
+  for (; pair + 16 <= pairs; pair += 16) {
+    cv::v_store_interleave(output + 2 * pair, cv::v_load(u + pair), cv::v_load(v + pair));
+  }
+#endif
+  for (; pair < pairs; ++pair) {
+    output[2 * pair] = u[pair];
+    output[2 * pair + 1] = v[pair];
+  }
+}
+
 } // namespace
 
 void packYuy2(const cv::Mat& yuv, std::uint8_t* output) {
@@ -40,20 +53,18 @@ void packYuy2(const cv::Mat& yuv, std::uint8_t* output) {
 }
 
 void packNv12(const cv::Mat& i420, std::uint8_t* output, std::size_t pitch_bytes) {
-  const int width = i420.cols;
-  const int height = 2 * i420.rows / 3;
-  for (int row = 0; row < height; ++row) {
-    std::memcpy(output + static_cast<std::size_t>(row) * pitch_bytes, i420.ptr<std::uint8_t>(row),
-                static_cast<std::size_t>(width));
+  const auto width = static_cast<std::size_t>(i420.cols);
+  const auto height = static_cast<std::size_t>(2 * i420.rows / 3);
+  for (std::size_t row = 0; row < height; ++row) {
+    std::memcpy(output + row * pitch_bytes, i420.data + row * i420.step, width);
   }
   // Two rows of U, and then two of V, lie side by side in each row of the planar picture.
   const std::size_t chroma_step = i420.step / 2;
-  std::uint8_t* u_data = i420.data + i420.step * static_cast<std::size_t>(height);
-  std::uint8_t* v_data = u_data + chroma_step * static_cast<std::size_t>(height / 2);
-  const cv::Mat planes[] = {cv::Mat(height / 2, width / 2, CV_8UC1, u_data, chroma_step),
-                            cv::Mat(height / 2, width / 2, CV_8UC1, v_data, chroma_step)};
-  cv::Mat pairs(height / 2, width / 2, CV_8UC2, output + static_cast<std::size_t>(height) * pitch_bytes, pitch_bytes);
-  cv::merge(planes, 2, pairs);
+  const std::uint8_t* u_data = i420.data + i420.step * height;
+  const std::uint8_t* v_data = u_data + chroma_step * (height / 2);
+  for (std::size_t row = 0; row < height / 2; ++row) {
+    interleaveRow(u_data + row * chroma_step, v_data + row * chroma_step, width / 2, output + (height + row) * pitch_bytes);
+  }
 }
 
 } // namespace vorin

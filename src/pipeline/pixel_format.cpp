@@ -22,10 +22,17 @@ cv::Mat wrapHost(const SttFrame& frame, int type) {
   return wrapPacked(frame, static_cast<int>(frame.height), static_cast<int>(frame.width), type);
 }
 
+// Pixels of YUY2 come in pairs. OpenCV takes an odd width for granted and goes past the rows' ends.
+cv::Mat wrapYuy2(const SttFrame& input) {
+  CV_CheckEQ(static_cast<int>(input.width % 2), 0, "the width of a YUY2 frame must be even");
+  return wrapHost(input, CV_8UC2);
+}
+
 // A frame of 4 channels, in a working image where it is larger than the network's.
 cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size) {
   const cv::Mat host = wrapHost(input, CV_8UC4);
-  if (host.empty() || network_size.empty() || host.size().area() <= network_size.area()) {
+  if (host.empty() || network_size.empty() ||
+      host.total() <= static_cast<std::size_t>(network_size.width) * static_cast<std::size_t>(network_size.height)) {
     return host;
   }
   buffers.reduction.resize(host, buffers.reduced, network_size);
@@ -72,7 +79,7 @@ cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers, co
     cv::cvtColor(wrapReduced(input, buffers, network_size), buffers.bgr, cv::COLOR_RGBA2BGR);
     return buffers.bgr;
   case VORIN_FMT_YUY2:
-    cv::cvtColor(wrapHost(input, CV_8UC2), buffers.bgr, cv::COLOR_YUV2BGR_YUY2);
+    cv::cvtColor(wrapYuy2(input), buffers.bgr, cv::COLOR_YUV2BGR_YUY2);
     return buffers.bgr;
   default:
     return {};
@@ -98,7 +105,7 @@ cv::Mat hostToFilterInput(const SttFrame& input, cv::Mat& storage) {
     code = cv::COLOR_BGRA2RGBA;
     break;
   case VORIN_FMT_YUY2:
-    host = wrapHost(input, CV_8UC2);
+    host = wrapYuy2(input);
     code = cv::COLOR_YUV2BGRA_YUY2;
     break;
   default:

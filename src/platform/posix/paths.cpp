@@ -77,6 +77,10 @@ std::optional<std::string> temporaryFolder() {
 }
 
 bool canCreateAndDelete(const std::string& path) {
+  struct stat status = {};
+  if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+    static_cast<void>(::unlink(path.c_str())); // what it leads to is nobody's probe
+  }
   const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kReadWriteForOwner);
   if (file < 0) {
     return false;
@@ -108,8 +112,8 @@ bool isWritable(const std::wstring& path) {
 
 std::FILE* createBinary(const std::string& path) {
   struct stat status = {};
-  if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    return std::fopen(path.c_str(), "wb"); // a device, or a link to wherever it leads
+  if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    return std::fopen(path.c_str(), "wb"); // a device, also by a link
   }
   static_cast<void>(::unlink(path.c_str()));
   return std::fopen(path.c_str(), "wbx"); // never the file of a program that came in between
