@@ -8,7 +8,10 @@
 #include <opencv2/imgcodecs.hpp>
 #include <openvino/op/ops.hpp>
 
+#include <chrono>
+#include <csignal>
 #include <fstream>
+#include <thread>
 #include <unistd.h>
 
 namespace vorin::tests {
@@ -175,6 +178,32 @@ TEST_F(StylizeNeuralFailure, NetworkIsText) {
   EXPECT_EQ(result.exit_status, 3);
   ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
   EXPECT_NE(result.standard_error.find("vorin-pack verify"), std::string::npos) << result.standard_error;
+}
+
+// The library unpacks the network beside the program and removes its files once they are loaded.
+TEST_F(StylizeNeuralFailure, CancelledLoadingSaysSoAndLeavesNothing) {
+  constexpr std::size_t kPaddingBytes = 64U << 20U; // so much that the loading takes far longer than a look for the file
+  writeFile(run_.file("models") + "/model_st.bin",
+            packageBytes(networkFiles(kCartoon, FixedNetwork{.padding_floats = kPaddingBytes / 4})));
+  const auto names_before = run_.names();
+  const fs::path program(StylizeRun::program());
+  const fs::path unpacked = program.parent_path() / kCartoonEntry;
+  ASSERT_FALSE(fs::exists(unpacked));
+  std::vector<std::string> arguments = commandLine({"", "", {"--style", "cartoon", "--models", "%models"}, 130, ""});
+  arguments.insert(arguments.begin(), program);
+  ChildProcess child(arguments, StylizeRun::withGpu());
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (!fs::exists(unpacked) && std::chrono::steady_clock::now() < give_up) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  child.signal(SIGINT);
+  const ChildResult result = child.wait();
+  EXPECT_EQ(result.exit_status, 130);
+  EXPECT_EQ(result.standard_error, "vorin-stylize: cancelled\n");
+  EXPECT_EQ(result.standard_output, "");
+  EXPECT_EQ(run_.names(), names_before);
+  EXPECT_FALSE(fs::exists(unpacked));
+  EXPECT_FALSE(fs::exists(fs::path(unpacked).replace_extension(".bin")));
 }
 
 // The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser.

@@ -11,6 +11,16 @@ void handleCancellation();
 // Keeps cancellation waiting until the next handleCancellation, which may be another process image's.
 void holdCancellation();
 
+// While it lives, cancellation waits; its end carries out what came meanwhile. For work of a second or two that a library must
+// bring to its own end, or it leaves files behind. One at a time.
+class CancellationWaits {
+public:
+  CancellationWaits();
+  ~CancellationWaits();
+  CancellationWaits(const CancellationWaits&) = delete;
+  CancellationWaits& operator=(const CancellationWaits&) = delete;
+};
+
 // While it lives, cancellation removes the file, and so does an end of the process by a library below. One at a time.
 class RemovedWhenCancelled {
 public:

@@ -1,5 +1,6 @@
 #include "stylizer.h"
 
+#include "cancellation.h"
 #include "exit_status.h"
 #include "picture_size.h"
 #include "program_files.h"
@@ -210,7 +211,8 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
   require(object_->SetConfig(context_, SttCfgModelPath, folder.c_str()), ExitStatus::kConfiguration,
           "the library refuses the folder of the models");
   const _VorinStatus status = guarded("the network cannot be loaded", [&] {
-    const Quiet output(Stream::kOutput); // where the library reports each failed attempt, and where only data may go
+    const CancellationWaits until_the_files_are_gone; // that the library unpacks, and until there is a standard error again
+    const Quiet output(Stream::kOutput);              // where the library reports each failed attempt, and where only data may go
     // The inference runtime's readers complain on standard error about files that are not theirs. The library's log goes there
     // too, and whoever has switched it on wants to see it.
     std::optional<Quiet> error;

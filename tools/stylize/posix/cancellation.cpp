@@ -17,20 +17,35 @@ constexpr std::array kCancellingSignals = {SIGINT, SIGTERM, SIGHUP};
 
 std::string file_to_remove; // changed only while file_to_remove_is_set is false
 std::atomic<bool> file_to_remove_is_set = false;
+std::atomic<bool> cancellation_waits = false;
+std::atomic<bool> cancellation_is_due = false; // a signal has come
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
 
-// This and the next call only what POSIX allows in a signal handler.
+// This and the next three call only what POSIX allows in a signal handler.
 extern "C" void removeFile() {
   if (file_to_remove_is_set) {
     unlink(file_to_remove.c_str());
   }
 }
 
-extern "C" void cancel(int) {
+void cancelNow() {
   removeFile();
   constexpr std::string_view kLine = "vorin-stylize: cancelled\n";
   [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine.data(), kLine.size());
   _exit(static_cast<int>(ExitStatus::kCancelled));
+}
+
+// A library's thread may run it, so blocking the signals in one thread would not make them wait. Whoever of this handler and the
+// end of the waiting comes second sees what the first has set; exactly one of them cancels.
+void cancelIfDue() {
+  if (!cancellation_waits && cancellation_is_due.exchange(false)) {
+    cancelNow();
+  }
+}
+
+extern "C" void cancel(int) {
+  cancellation_is_due = true;
+  cancelIfDue();
 }
 
 sigset_t cancellingSignals() {
@@ -66,6 +81,15 @@ void handleCancellation() {
 void holdCancellation() {
   const sigset_t signals = cancellingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+CancellationWaits::CancellationWaits() {
+  cancellation_waits = true;
+}
+
+CancellationWaits::~CancellationWaits() {
+  cancellation_waits = false;
+  cancelIfDue();
 }
 
 RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {
