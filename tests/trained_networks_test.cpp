@@ -164,5 +164,29 @@ TEST_P(TrainedNetworksTest, TheLibraryGivesWhatTheRuntimeGives) {
 INSTANTIATE_TEST_SUITE_P(Styles, TrainedNetworksTest, testing::ValuesIn(kTrainedStyles),
                          [](const testing::TestParamInfo<TrainedStyle>& style) { return std::string(style.param.name); });
 
+// The precision that the processor chooses for itself, 16-bit floats where it has them, with no property set: hosts may name
+// "CPU".
+TEST(TrainedNetworks, CompileAndRunOnTheProcessorAsItChooses) {
+  if (!std::filesystem::exists(VORIN_MODELS_FOLDER "/model_st.bin")) {
+    GTEST_SKIP() << "no trained networks: run models/build, which makes " VORIN_MODELS_FOLDER "/model_st.bin";
+  }
+  ov::Core core;
+  int networks = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(VORIN_MODELS_FOLDER)) {
+    if (entry.path().extension() != ".xml") {
+      continue;
+    }
+    ++networks;
+    EXPECT_NO_THROW({
+      const std::shared_ptr<ov::Model> model = core.read_model(entry.path().string());
+      if (model->inputs().size() == 1) {
+        model->reshape(ov::PartialShape{1, 3, 96, 160});
+      }
+      core.compile_model(model, "CPU", ov::AnyMap{}).create_infer_request().infer();
+    }) << entry.path();
+  }
+  EXPECT_EQ(networks, 8);
+}
+
 } // namespace
 } // namespace vorin
