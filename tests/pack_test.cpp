@@ -181,6 +181,7 @@ TEST_F(PackBuild, RefusesEntryNamesThatThePackageCannotHold) {
   expectRefusal({"build", "model_st.bin", "--name", std::string(1020, 'n') + ".xml=net.xml"}, 1, "has 1024 bytes");
   expectRefusal({"build", "model_st.bin", "--name", "net.txt=net.xml"}, 1,
                 "'net.txt' is to hold a network and does not end in .xml");
+  expectRefusal({"build", "model_st.bin", "--name", "model.xml=data"}, 1, "'model.xml' promises a network, and 'data' is none");
   expectRefusal({"build", "model_st.bin", "net.xml", "other/net.xml"}, 1, "two files would become the entry 'net.xml'");
   expectRefusal({"build", "model_st.bin", "net.xml", "--name", "net.bin=data"}, 1, "two files would become the entry 'net.bin'");
   expectRefusal({"build", "model_st.bin", "--as", "cartoon", "net.xml", "--as", "cartoon", "other/net.xml"}, 1,
@@ -220,6 +221,8 @@ TEST_F(PackBuild, RefusesTargetsThatItCannotOrMustNotWrite) {
   expectRefusal({"build", "folder", "net.xml", "--overwrite"}, 1, "'folder' is a folder");
   expectRefusal({"build", "/dev/null", "net.xml", "--overwrite"}, 1, "'/dev/null' is not a file that can be replaced");
   expectRefusal({"build", "none/model_st.bin", "net.xml"}, 1, "the folder 'none' does not exist");
+  expectRefusal({"build", "there.bin/model_st.bin", "net.xml"}, 1, "'there.bin' is not a folder");
+  expectRefusal({"build", "there.bin/none/model_st.bin", "net.xml"}, 1, "'there.bin' is not a folder");
   expectRefusal({"build", "net.bin", "net.xml", "--overwrite"}, 1, "'net.bin' is one of the files to pack");
   expectRefusal({"build", "/proc/model_st.bin", "net.xml"}, 1, "'/proc/model_st.bin' cannot be written (");
   fs::remove(pack_.file("link"));

@@ -35,6 +35,10 @@ public:
   void addNamed(const NamedFile& named) {
     if (!isNetworkName(named.file)) {
       requireFile(named.file);
+      if (fs::path(named.entry_name).extension() == ".xml") {
+        throw Failure("the entry name " + quoted(named.entry_name) + " promises a network, and " + quotedPath(named.file) +
+                      " is none, an .xml or .onnx file: name one, or choose another ending");
+      }
       files_.push_back({named.entry_name, named.file});
       return;
     }

@@ -43,6 +43,22 @@ fs::path folderOf(const fs::path& output) {
   return output.has_parent_path() ? output.parent_path() : fs::path(".");
 }
 
+// Of the folders above the output, the uppermost one at fault is named: what lies below a file does not exist either.
+void requireFolder(const fs::path& output) {
+  std::error_code error;
+  fs::path upper;
+  for (const fs::path& part : folderOf(output)) {
+    upper /= part;
+    const fs::file_status status = fs::status(upper, error);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+      throw unwritable(output, "cannot be written: '" + upper.string() + "' is not a folder: choose another one");
+    }
+  }
+  if (!fs::is_directory(folderOf(output), error)) {
+    throw unwritable(output, "cannot be written: the folder '" + folderOf(output).string() + "' does not exist: make it first");
+  }
+}
+
 // Gives the file its final name unless that name is taken: a second name that must be new, then the first one removed.
 void renameToNew(const fs::path& from, const fs::path& to) {
   std::error_code error;
@@ -82,9 +98,7 @@ void requireWritable(const fs::path& output, bool overwrite) {
   if (fs::exists(status) && !overwrite) {
     throw existing(output);
   }
-  if (!fs::is_directory(folderOf(output), error)) {
-    throw unwritable(output, "cannot be written: the folder '" + folderOf(output).string() + "' does not exist: make it first");
-  }
+  requireFolder(output);
 }
 
 OutputFile::OutputFile(const fs::path& output, bool overwrite)
