@@ -72,12 +72,15 @@ std::vector<FailureCase> failureCases() {
        "not a file that can be replaced"},
       {"OutputIsLinkToNowhere", stylize("%photo.png", "%dangling.png"), 5, "leads nowhere"},
       {"OutputFolderMissing", stylize("%photo.png", "%none/out.png"), 5, "make it first"},
-      {"OutputBelowFile", stylize("%photo.png", "%photo.jpg/out.png"), 5, "does not exist"},
+      {"OutputBelowFile", stylize("%photo.png", "%photo.jpg/out.png"), 5, "photo.jpg' is not a folder"},
+      {"OutputFarBelowFile", stylize("%photo.png", "%photo.jpg/none/out.png"), 5, "photo.jpg' is not a folder"},
       {"OutputUnwritable", stylize("%photo.png", "/proc/out.png"), 5, "choose another folder"},
       {"SheetWithoutPhoto", {"sheet", "-o", "%out.png"}, 2, "no photo named"},
       {"SheetOfMissingPhoto", {"sheet", "%none.png", "-o", "%out.png"}, 5, "does not exist"},
-      {"IntegratedGpuMissing", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "integrated"}), 4, "devices"},
-      {"DiscreteGpuMissing", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "discrete"}), 4, "devices"},
+      {"IntegratedGpuMissing", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "integrated"}), 4,
+       "no GPU of the kind integrated here, nor any other: see 'vorin-stylize devices'"},
+      {"DiscreteGpuMissing", stylize("%photo.png", "%out.png", {"--style", "pencil", "--device", "discrete"}), 4,
+       "no GPU of the kind discrete here, nor any other: see 'vorin-stylize devices'"},
   };
 }
 
@@ -200,6 +203,28 @@ TEST(StylizeFailures, NeverRestartsTwice) {
       StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting);
   EXPECT_EQ(result.exit_status, 4);
   EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+}
+
+// The stand-in is of the integrated kind.
+TEST(StylizeFailures, NamesTheKindThatThereIs) {
+  const StylizeRun run;
+  const ChildResult result =
+      StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil", "--device", "discrete"},
+                      StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 4);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("only of the kind integrated"), std::string::npos) << result.standard_error;
+}
+
+// PoCL keeps what it has compiled in a folder, and draws nothing where it cannot make it.
+TEST(StylizeFailures, CompilerWithoutItsFolderIsHinted) {
+  const StylizeRun run;
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["POCL_CACHE_DIR"] = "/proc/none";
+  const ChildResult result =
+      StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting);
+  EXPECT_EQ(result.exit_status, 4);
+  EXPECT_NE(result.standard_error.find("POCL_CACHE_DIR, is writable"), std::string::npos) << result.standard_error;
 }
 
 TEST(StylizeFailures, FullDiskLeavesNothing) {

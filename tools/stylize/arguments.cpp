@@ -167,7 +167,7 @@ const Network* checkedNetwork(const std::string& name) {
   return network;
 }
 
-// style: null for a sheet, which goes without a style image if need be.
+// style: null for a sheet, which has all styles; where its style image is to come from shows once the package is found.
 void checkStyleOptions(const Style* style, const RawArguments& raw) {
   if (style == nullptr) {
     return;
@@ -246,7 +246,8 @@ Arguments parseArguments(int count, const char* const* arguments) {
   addOptions(app, raw, kForStylize);
   app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
   CLI::App* sheet = app.add_subcommand("sheet", "Write one picture with all styles beside the original");
-  sheet->add_option("photo", raw.photos, "The photos, a row each")->type_name("FILE");
+  sheet->add_option("photo", raw.photos, "The photos; each takes two rows of three pictures:\nitself, then the five drawings")
+      ->type_name("FILE");
   addOptions(*sheet, raw, kForSheet);
   CLI::App* devices = app.add_subcommand("devices", "List the GPUs to draw on: kind, tabulator, name");
   devices->set_help_flag("-h,--help", "Print this help");

@@ -50,20 +50,32 @@ std::string_view kindName(SttDeviceKind kind) {
   return kind == SttDeviceDiscreteGpu ? "discrete" : "integrated";
 }
 
+namespace {
+
+// Where there is a GPU at all, it is of the other kind.
+Failure noSuchGpu(SttDeviceKind kind, const std::vector<Gpu>& gpus) {
+  const std::string others = gpus.empty() ? "nor any other" : "only of the kind " + std::string(kindName(gpus.front().kind));
+  return {ExitStatus::kDevice, "there is no GPU of the kind " + std::string(kindName(kind)) + " here, " + others +
+                                   ": see 'vorin-stylize devices', or leave --device out"};
+}
+
+} // namespace
+
 ChosenDevice::ChosenDevice(DeviceWish wish) : wish_(wish) {
   const bool active = isSoftwareDeviceActive();
   if (wish == DeviceWish::kSoftware && !active) {
     throw RestartOnSoftwareDevice({});
   }
-  const auto gpu = gpuFor(requestedKind(wish), stylizer_.gpus());
-  if (!gpu && active) {
+  const std::vector<Gpu> gpus = stylizer_.gpus();
+  const auto gpu = gpuFor(requestedKind(wish), gpus);
+  if (!gpu && active && gpus.empty()) {
     throw Failure(ExitStatus::kDevice, "the software device does not start: build it again");
   }
   if (!gpu && wish == DeviceWish::kAuto) {
     throw RestartOnSoftwareDevice("no GPU found: going on with the software device, which is slower");
   }
   if (!gpu) {
-    throw Failure(ExitStatus::kDevice, "no such GPU here: see 'vorin-stylize devices', or leave --device out");
+    throw noSuchGpu(requestedKind(wish), gpus);
   }
   stylizer_.selectGpu(requestedKind(wish));
   name_ = active ? "software device (" + gpu->name + ")" : gpu->name;
@@ -84,7 +96,8 @@ void ChosenDevice::prepareFilter(const Style& style) {
     return;
   }
   if (isSoftwareDeviceActive()) {
-    throw Failure(ExitStatus::kDevice, "the software device does not draw: check that PoCL (pocl-opencl-icd) is installed");
+    throw Failure(ExitStatus::kDevice, "the software device does not draw: check that PoCL (pocl-opencl-icd) is installed, and "
+                                       "that $HOME, or the folder in POCL_CACHE_DIR, is writable");
   }
   if (wish_ == DeviceWish::kAuto) {
     throw RestartOnSoftwareDevice("the GPU '" + name_ + "' does not draw: going on with the software device, which is slower");

@@ -38,6 +38,22 @@ fs::path folderOf(const fs::path& output) {
   return output.has_parent_path() ? output.parent_path() : fs::path(".");
 }
 
+// Of the folders above the output, the uppermost one at fault is named: what lies below a file does not exist either.
+void requireFolder(const fs::path& output) {
+  std::error_code error;
+  fs::path upper;
+  for (const fs::path& part : folderOf(output)) {
+    upper /= part;
+    const fs::file_status status = fs::status(upper, error);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+      throw unwritable(output, "cannot be written: '" + upper.string() + "' is not a folder: choose another one");
+    }
+  }
+  if (!fs::is_directory(folderOf(output), error)) {
+    throw unwritable(output, "cannot be written: the folder '" + folderOf(output).string() + "' does not exist: make it first");
+  }
+}
+
 void requireWritable(const fs::path& output, bool overwrite) {
   std::error_code error;
   const fs::file_status status = fs::status(output, error);
@@ -50,9 +66,7 @@ void requireWritable(const fs::path& output, bool overwrite) {
   if (fs::exists(status) && !overwrite) {
     throw unwritable(output, "exists: choose another name, or replace it with --overwrite");
   }
-  if (!fs::is_directory(folderOf(output), error)) {
-    throw unwritable(output, "cannot be written: the folder '" + folderOf(output).string() + "' does not exist: make it first");
-  }
+  requireFolder(output);
 }
 
 fs::path temporaryBeside(const fs::path& output) {
