@@ -82,6 +82,11 @@ std::vector<FailureCase> packageCases() {
        {"--style", "transfer", "--style-image", "%photo.png", "--network", "540p", "--models", "%models"},
        3,
        "lacks 'ensemble_out_r31_c540p_s512"},
+      {"NoTwin",
+       packageBytes(networkFiles(kLightGrey, FixedNetwork{})),
+       {"--style", "lightgrey", "--models", "%models"},
+       3,
+       "lacks 'model_lightgrey_v19_int8.xml', 'model_lightgrey_v19_int8.bin'"},
       {"NoWeights", packageBytes({networkFiles(kCartoon, FixedNetwork{}).front()}), cartoon, 3,
        "lacks 'cartoon_model_slim5.bin'"},
       {"NetworkCut", packageBytes({{kCartoonEntry, "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>"}}), cartoon,
@@ -107,7 +112,7 @@ std::vector<FailureCase> styleImageCases() {
     more.insert(more.begin(), {"--style", "transfer", "--models", "%models"});
     return more;
   };
-  const std::string package = cartoonPackage();
+  const std::string package = packageBytes(twinFiles(kTransfer512, TransferNetwork{}));
   return {
       {"NoStyleImage", package, transfer({}), 2, "--style-image"},
       {"StyleImageMissing", package, transfer({"--style-image", "%none.png"}), 5, "none.png' does not exist"},
@@ -204,6 +209,21 @@ TEST_F(StylizeNeuralFailure, CancelledLoadingSaysSoAndLeavesNothing) {
   EXPECT_EQ(run_.names(), names_before);
   EXPECT_FALSE(fs::exists(unpacked));
   EXPECT_FALSE(fs::exists(fs::path(unpacked).replace_extension(".bin")));
+}
+
+// What a package lacks shows before there is a device: no word of a missing GPU, and no drawing for a sheet.
+TEST_F(StylizeNeuralFailure, AbsentNetworksShowFirst) {
+  writeFile(run_.file("models") + "/model_st.bin", cartoonPackage());
+  fs::copy_file(run_.file("photo.png"), run_.file("models") + "/painting.png");
+  for (const std::vector<std::string>& what : {std::vector<std::string>{run_.file("photo.png"), "--style", "lightgrey"},
+                                               std::vector<std::string>{"sheet", run_.file("photo.png")}}) {
+    std::vector<std::string> arguments = what;
+    arguments.insert(arguments.end(), {"-o", run_.file("out.png"), "--models", run_.file("models")});
+    const ChildResult result = StylizeRun::run(arguments, StylizeRun::withoutGpu());
+    EXPECT_EQ(result.exit_status, 3);
+    ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+    EXPECT_NE(result.standard_error.find("lacks 'model_lightgrey_v19.xml'"), std::string::npos) << result.standard_error;
+  }
 }
 
 // The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser.

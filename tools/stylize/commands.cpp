@@ -49,6 +49,10 @@ struct NeuralTools {
   cv::Mat style_image_bgr;
 };
 
+const Network& networkFor(const Arguments& arguments, const Style& style) {
+  return style.takesStyleImage() && arguments.network != nullptr ? *arguments.network : style.networks.front();
+}
+
 Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTools* tools) {
   Manner manner;
   manner.style = &style;
@@ -56,10 +60,16 @@ Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTool
   manner.size = arguments.size;
   if (style.isNeural()) {
     manner.package = &tools->package;
-    manner.network = style.takesStyleImage() && arguments.network != nullptr ? arguments.network : &style.networks.front();
+    manner.network = &networkFor(arguments, style);
     manner.style_image_bgr = tools->style_image_bgr;
   }
   return manner;
+}
+
+NeuralTools toolsForStyle(const Arguments& arguments) {
+  ModelPackage package(arguments.models);
+  package.requireNetwork(*arguments.style, networkFor(arguments, *arguments.style));
+  return {package, arguments.style_image ? readPicture(*arguments.style_image) : cv::Mat()};
 }
 
 ExitStatus stylizePhoto(const Arguments& arguments) {
@@ -67,7 +77,7 @@ ExitStatus stylizePhoto(const Arguments& arguments) {
   requireFits(arguments.output, arguments.size.value_or(photo.size()));
   std::optional<NeuralTools> tools;
   if (arguments.style->isNeural()) {
-    tools = {ModelPackage(arguments.models), arguments.style_image ? readPicture(*arguments.style_image) : cv::Mat()};
+    tools = toolsForStyle(arguments);
   }
   SafeOutput output(arguments.output, arguments.overwrite);
   ChosenDevice device(arguments.device);
@@ -80,6 +90,11 @@ ExitStatus stylizePhoto(const Arguments& arguments) {
 
 NeuralTools toolsForSheet(const Arguments& arguments) {
   ModelPackage package(arguments.models);
+  for (const Style& style : styles()) {
+    if (style.isNeural()) {
+      package.requireNetwork(style, networkFor(arguments, style));
+    }
+  }
   const std::filesystem::path painting = package.folder() / "painting.png";
   if (!arguments.style_image && !std::filesystem::exists(painting)) {
     throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no '" +

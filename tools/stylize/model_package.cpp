@@ -137,7 +137,7 @@ ModelPackage::ModelPackage(const std::optional<fs::path>& named)
   }
 }
 
-Failure ModelPackage::failedToLoad(const Style& style, const Network& network) const {
+void ModelPackage::requireNetwork(const Style& style, const Network& network) const {
   std::string absent;
   for (const std::string& name : fileNames(network)) {
     if (!entries_.contains(name)) {
@@ -145,10 +145,13 @@ Failure ModelPackage::failedToLoad(const Style& style, const Network& network) c
     }
   }
   if (!absent.empty()) {
-    return unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + quoted(file_) + " lacks " + absent +
-                    ": build a package with " + (absent.find(',') == std::string::npos ? "it" : "them") +
-                    " (see vorin-pack --help)");
+    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + quoted(file_) + " lacks " + absent +
+                   ": build a package with " + (absent.find(',') == std::string::npos ? "it" : "them") +
+                   " (see vorin-pack --help)");
   }
+}
+
+Failure ModelPackage::failedToLoad(const Style& style) const {
   return unusable("the style '" + std::string(style.name) + "' cannot be prepared: its network is not loaded" + checkAdvice());
 }
 

@@ -23,8 +23,12 @@ public:
 
   const std::filesystem::path& folder() const { return folder_; }
 
+  // A Failure where a file of the network is absent. Which of the twins the library asks for depends on the device, and this is
+  // to show before there is one: a package has to hold both (the float one under both names will do).
+  void requireNetwork(const Style& style, const Network& network) const;
+
   // What to tell when the library does not load a network of this package, or when the network does not work.
-  Failure failedToLoad(const Style& style, const Network& network) const;
+  Failure failedToLoad(const Style& style) const;
   Failure failedToRun(const Style& style) const;
 
 private:

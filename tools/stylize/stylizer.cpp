@@ -222,7 +222,7 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
     return object_->Prepare(context_);
   });
   if (status != VORIN_STATUS_OK) {
-    throw manner.package->failedToLoad(*manner.style, *manner.network);
+    throw manner.package->failedToLoad(*manner.style);
   }
   return millisecondsSince(start);
 }
