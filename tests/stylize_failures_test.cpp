@@ -41,6 +41,14 @@ std::vector<FailureCase> failureCases() {
       {"UnknownOption", stylize("%photo.png", "%out.png", {"--stile", "pencil"}), 2, "--help"},
       {"OptionWithoutValue", {"%photo.png", "-o"}, 2, "--help"},
       {"TwoPhotos", stylize("%photo.png", "%out.png", {"%photo.jpg", "--style", "pencil"}), 2, "one photo at a time"},
+      {"EmptyFolderOfModels", stylize("%photo.png", "%out.png", {"--style", "cartoon", "--models", ""}), 2, "--models"},
+      {"EmptySize", sized("", "bgra"), 2, "--size"},
+      {"WordsBeforeDevices", {"one", "two", "devices"}, 2, "leave 'one' out"},
+      {"WordsAfterDevices", {"devices", "one"}, 2, "one"},
+      {"OptionBeforeDevices", {"-o", "out.png", "devices"}, 2, "leave 'out.png' out"},
+      {"WordsAfterVersion", {"--version", "one"}, 2, "leave 'one' out"},
+      {"CommandAfterVersion", {"--version", "devices"}, 2, "leave 'devices' out"},
+      {"PhotoBeforeSheet", {"%photo.png", "sheet", "%photo.jpg", "-o", "%out.png"}, 2, "photo.png' stands before 'sheet'"},
       {"SizeZero", sized("0x10", "bgra"), 2, "640x480"},
       {"SizeWithoutHeight", sized("640x", "bgra"), 2, "640x480"},
       {"SizeNegative", sized("-4x4", "bgra"), 2, "640x480"},
@@ -203,6 +211,19 @@ TEST(StylizeFailures, NeverRestartsTwice) {
       StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting);
   EXPECT_EQ(result.exit_status, 4);
   EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+}
+
+TEST(StylizeFailures, PrecisionCannotChangeOnceTheSoftwareDeviceIsActive) {
+  const StylizeRun run;
+  const std::vector<std::string> arguments = {
+      run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil", "--precision"};
+  for (const auto& [precision, exit_status] : {std::pair("bf16", 2), std::pair("f32", 0)}) {
+    std::vector<std::string> line = arguments;
+    line.emplace_back(precision);
+    const ChildResult result = StylizeRun::run(line, StylizeRun::withGpu());
+    EXPECT_EQ(result.exit_status, exit_status) << result.standard_error;
+    EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  }
 }
 
 // The stand-in is of the integrated kind.

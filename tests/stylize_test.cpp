@@ -220,6 +220,9 @@ TEST(Stylize, HelpAndVersionGoToStandardOutput) {
         "cartoon", "transfer", "--style-image", "--network", "--models", "--precision", "sheet", "devices", "Transparency"}) {
     EXPECT_NE(help.standard_output.find(told), std::string::npos) << told;
   }
+  EXPECT_NE(help.standard_output.find("[photo] "), std::string::npos) << help.standard_output; // one
+  const ChildResult sheet = StylizeRun::run({"sheet", "--help"}, StylizeRun::withoutGpu());
+  EXPECT_NE(sheet.standard_output.find("[photo...]"), std::string::npos) << sheet.standard_output;
   EXPECT_EQ(version.standard_error + help.standard_error, "");
 }
 

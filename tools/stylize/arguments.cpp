@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <memory>
 #include <variant>
 
 namespace vorin::stylize {
@@ -23,7 +24,7 @@ struct RawArguments {
   std::string models;
   std::string size;
   std::string device = "auto";
-  std::string precision = std::string(precisions().front().name);
+  std::string precision;
   std::string format = "bgra";
   bool overwrite = false;
   bool quiet = false;
@@ -117,6 +118,12 @@ Examples:
   vorin-stylize sheet photo.jpg -o sheet.png
   vorin-stylize devices)";
 
+// The parser is to take several photos, so that one too many gets its own line; the help is to show the one.
+class OnePhotoFormatter : public CLI::Formatter {
+public:
+  std::string make_option_usage(const CLI::Option* /*photo*/) const override { return "[photo]"; }
+};
+
 Failure usage(const std::string& line) {
   return {ExitStatus::kUsage, line};
 }
@@ -129,6 +136,7 @@ void addOptions(CLI::App& app, RawArguments& raw, unsigned command) {
     CLI::Option* option = nullptr;
     if (const auto* text = std::get_if<std::string RawArguments::*>(&row.value)) {
       option = app.add_option(row.names, raw.**text, row.help)->type_name(row.placeholder);
+      option->check([](const std::string& value) { return std::string(value.empty() ? "an empty value is of no use" : ""); });
     } else {
       option = app.add_flag(row.names, raw.*std::get<bool RawArguments::*>(row.value), row.help);
     }
@@ -195,6 +203,9 @@ DeviceWish checkedDevice(const std::string& name) {
 }
 
 const Precision* checkedPrecision(const std::string& name) {
+  if (name.empty()) {
+    return nullptr;
+  }
   const Precision* precision = findByName(precisions(), name);
   if (precision == nullptr) {
     throw usage("unknown --precision '" + name + "': the precisions are " + joinNames(precisions()));
@@ -237,21 +248,33 @@ std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>&
   return {names.begin(), names.end()};
 }
 
+// allowed: the one option of the program itself that may be there; null for none.
+void requireNothingElse(const CLI::App& app, const CLI::Option* allowed, const std::string& what) {
+  for (const CLI::Option* option : app.get_options()) {
+    if (option != allowed && option->count() > 0) {
+      throw usage(what + " stands alone: leave '" + option->results().front() + "' out");
+    }
+  }
+}
+
 } // namespace
 
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
   CLI::App app("Draws photos in a style: pencil lines, fine dots, paintings by neural networks.", "vorin-stylize");
-  app.add_option("photo", raw.photos, "The photo to draw")->type_name("FILE");
+  CLI::Option* photo = app.add_option("photo", raw.photos, "The photo to draw")->option_text("FILE");
   addOptions(app, raw, kForStylize);
-  app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
+  CLI::Option* version =
+      app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
   CLI::App* sheet = app.add_subcommand("sheet", "Write one picture with all styles beside the original");
   sheet->add_option("photo", raw.photos, "The photos; each takes two rows of three pictures:\nitself, then the five drawings")
       ->type_name("FILE");
   addOptions(*sheet, raw, kForSheet);
   CLI::App* devices = app.add_subcommand("devices", "List the GPUs to draw on: kind, tabulator, name");
   devices->set_help_flag("-h,--help", "Print this help");
-  app.footer(kFooter); // after the subcommands, which would take it over
+  app.require_subcommand(0, 1);
+  app.formatter(std::make_shared<OnePhotoFormatter>()); // not the subcommands'
+  app.footer(kFooter);                                  // after the subcommands, which would take it over
   sheet->footer("\nExample:\n  vorin-stylize sheet harbour.jpg garden.png -o sheet.png");
 
   Arguments parsed;
@@ -264,7 +287,14 @@ Arguments parseArguments(int count, const char* const* arguments) {
   } catch (const CLI::ParseError& error) {
     throw usage(std::string(error.what()) + ": see vorin-stylize --help");
   }
+  if (raw.version && !app.get_subcommands().empty()) {
+    throw usage("--version stands alone: leave '" + app.get_subcommands().front()->get_name() + "' out");
+  }
+  if (sheet->parsed() && photo->count() > 0) {
+    throw usage("'" + photo->results().front() + "' stands before 'sheet': name the photos after it");
+  }
   if (raw.version || devices->parsed()) {
+    requireNothingElse(app, raw.version ? version : nullptr, raw.version ? "--version" : "devices");
     parsed.command = raw.version ? Command::kVersion : Command::kDevices;
     return parsed;
   }

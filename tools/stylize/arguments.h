@@ -29,7 +29,7 @@ struct Arguments {
   std::optional<std::filesystem::path> models;
   std::optional<cv::Size> size; // none: the photo's
   DeviceWish device = DeviceWish::kAuto;
-  const Precision* precision = nullptr; // of the software device
+  const Precision* precision = nullptr; // of the software device; null where none is named
   const FrameFormat* format = nullptr;
   bool overwrite = false;
   bool quiet = false;

@@ -13,15 +13,19 @@ using namespace vorin::stylize;
 
 ExitStatus runProgram(int count, char** arguments) {
   const Arguments parsed = parseArguments(count, arguments);
+  const Precision& precision = parsed.precision != nullptr ? *parsed.precision : precisions().front();
+  if (parsed.precision != nullptr) {
+    requireNoOtherActive(precision);
+  }
   try {
     return runCommand(parsed);
   } catch (const RestartOnSoftwareDevice& restart) {
-    requireSoftwareDevice(*parsed.precision);
+    requireSoftwareDevice(precision);
     if (!restart.reason().empty() && !parsed.quiet) {
       printLine(restart.reason());
     }
   }
-  restartOnSoftwareDevice(*parsed.precision, arguments);
+  restartOnSoftwareDevice(precision, arguments);
 }
 
 } // namespace

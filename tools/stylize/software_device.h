@@ -19,6 +19,9 @@ std::span<const Precision> precisions(); // the default first
 
 bool isSoftwareDeviceActive();
 
+// A Failure where the software device is active with another precision, which stays as it is while the process lives.
+void requireNoOtherActive(const Precision& precision);
+
 void requireSoftwareDevice(const Precision& precision); // a Failure where the stand-ins are missing
 
 // Becomes the restarted program. Comes back only as a Failure, as above or where the start fails.

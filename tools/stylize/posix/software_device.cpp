@@ -4,10 +4,12 @@
 #include "../exit_status.h"
 #include "../program_files.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -19,6 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kActive = "VORIN_SOFTGPU";
+constexpr const char* kLibraryFolders = "LD_LIBRARY_PATH";
+constexpr const char* kFolder = "softgpu";
 constexpr const char* kThisProgram = "/proc/self/exe";
 constexpr std::array kPrecisions = {Precision{"f32", "runtime"}, Precision{"bf16", "runtime-bf16"}};
 
@@ -34,7 +38,7 @@ struct StandIns {
 };
 
 StandIns standIns(const Precision& precision) {
-  const fs::path folder = programFolder() / "softgpu";
+  const fs::path folder = programFolder() / kFolder;
   StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / precision.runtime};
   std::error_code error;
   if (!fs::exists(found.opencl_layer, error) || !fs::is_directory(found.runtime, error)) {
@@ -42,6 +46,22 @@ StandIns standIns(const Precision& precision) {
                   "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
   }
   return found;
+}
+
+// That of the stand-ins' runtime that this process has found its libraries in; null where it is none of them.
+const Precision* activePrecision() {
+  const char* folders = std::getenv(kLibraryFolders);
+  std::istringstream list(folders == nullptr ? "" : folders);
+  for (std::string folder; std::getline(list, folder, ':');) {
+    const fs::path path(folder);
+    const auto found = std::find_if(kPrecisions.begin(), kPrecisions.end(), [&](const Precision& precision) {
+      return path.filename() == precision.runtime && path.parent_path().filename() == kFolder;
+    });
+    if (found != kPrecisions.end()) {
+      return &*found;
+    }
+  }
+  return nullptr;
 }
 
 } // namespace
@@ -55,6 +75,15 @@ bool isSoftwareDeviceActive() {
   return active != nullptr && std::string_view(active) == "1";
 }
 
+void requireNoOtherActive(const Precision& precision) {
+  const Precision* active = isSoftwareDeviceActive() ? activePrecision() : nullptr;
+  if (active != nullptr && active->name != precision.name) {
+    throw Failure(ExitStatus::kUsage, "--precision " + std::string(precision.name) +
+                                          " comes too late: the software device is active already, with networks in " +
+                                          std::string(active->name) + ": leave the option out, or start without the stand-ins");
+  }
+}
+
 void requireSoftwareDevice(const Precision& precision) {
   standIns(precision);
 }
@@ -62,7 +91,7 @@ void requireSoftwareDevice(const Precision& precision) {
 void restartOnSoftwareDevice(const Precision& precision, char** arguments) {
   const StandIns found = standIns(precision);
   putFirst("OPENCL_LAYERS", found.opencl_layer);
-  putFirst("LD_LIBRARY_PATH", found.runtime);
+  putFirst(kLibraryFolders, found.runtime);
   setenv(kActive, "1", 1);
   holdCancellation(); // the new process image handles it, once it is up
   execv(kThisProgram, arguments);
