@@ -84,7 +84,10 @@ void addBuild(CLI::App& app, RawArguments& raw) {
       ->required()
       ->type_name("");
   build->add_option("FILE", raw.files, "Networks to pack under their own names")->type_name("");
-  build->add_option("--name", raw.named, "Pack FILE under the name ENTRY")->type_name("ENTRY=FILE")->allow_extra_args(false);
+  build->add_option("--name", raw.named, "Pack FILE under the name ENTRY")
+      ->type_name("ENTRY=FILE")
+      ->option_text("ENTRY=FILE")
+      ->allow_extra_args(false);
   // These two depend on each other's order, so they are taken in while the line is read.
   const auto take_network = [&raw](const std::vector<std::string>& values) {
     raw.catalogue_parts.push_back({checkedNetwork(values.at(0)), values.at(1), std::nullopt});
@@ -93,7 +96,8 @@ void addBuild(CLI::App& app, RawArguments& raw) {
       ->type_size(2)
       ->allow_extra_args(false)
       ->trigger_on_parse()
-      ->type_name("NETWORK FILE");
+      ->type_name("NETWORK FILE")
+      ->option_text("NETWORK FILE");
   const auto take_quantised = [&raw](const std::string& file) { addQuantised(raw.catalogue_parts, file); };
   build->add_option_function<std::string>("--int8", take_quantised, "The quantised twin of the --as before")
       ->trigger_on_parse()
