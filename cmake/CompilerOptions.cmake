@@ -11,6 +11,7 @@ else()
               -Wpedantic
               -Wshadow
               -Wconversion
+              $<$<COMPILE_LANGUAGE:CXX>:-fsized-deallocation> # Clang 14 has it off
               -ffp-contract=off # the pixel passes promise the bytes of separate multiplications and additions
               -Wno-sign-conversion # OpenCV counts in int, the standard library in size_t: a cast at each meeting hides more than it shows
               -Werror)

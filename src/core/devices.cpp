@@ -82,7 +82,7 @@ std::string DeviceTable::requestDevice(std::int32_t kind) const {
     chosen = lastOfKind(kind);
   }
   if (chosen == nullptr) {
-    const std::string result = "notfind";
+    std::string result = "notfind";
     sttLogInfo("Request device: %d, return device: %s", kind, result.c_str());
     return result;
   }

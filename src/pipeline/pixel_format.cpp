@@ -30,7 +30,7 @@ cv::Mat wrapYuy2(const SttFrame& input) {
 
 // A frame of 4 channels, in a working image where it is larger than the network's.
 cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size) {
-  const cv::Mat host = wrapHost(input, CV_8UC4);
+  cv::Mat host = wrapHost(input, CV_8UC4);
   if (host.empty() || network_size.empty() ||
       host.total() <= static_cast<std::size_t>(network_size.width) * static_cast<std::size_t>(network_size.height)) {
     return host;

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 
 namespace {
 
@@ -51,6 +52,6 @@ int main(int argument_count, char** arguments) try {
   }
   return 0;
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "%s\n", error.what());
+  std::cerr << error.what() << '\n';
   return 1;
 }

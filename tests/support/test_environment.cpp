@@ -30,7 +30,7 @@ std::optional<std::string> text(std::optional<std::uint32_t> number) {
 
 } // namespace
 
-ScopedVariable::ScopedVariable(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
+ScopedVariable::ScopedVariable(std::string name, const std::optional<std::string>& value) : name_(std::move(name)) {
   if (const char* before = std::getenv(name_.c_str())) { // NOLINT(concurrency-mt-unsafe)
     before_ = before;
   }

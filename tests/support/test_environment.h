@@ -11,7 +11,7 @@ namespace vorin::tests {
 // Sets an environment variable, or removes it (no value), until the end of the scope.
 class ScopedVariable {
 public:
-  ScopedVariable(std::string name, std::optional<std::string> value);
+  ScopedVariable(std::string name, const std::optional<std::string>& value);
   ~ScopedVariable();
   ScopedVariable(const ScopedVariable&) = delete;
   ScopedVariable& operator=(const ScopedVariable&) = delete;

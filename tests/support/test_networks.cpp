@@ -44,9 +44,9 @@ Value sumOfZeros(std::size_t count) {
 }
 
 Value withChannels(const Value& value, int channels) {
-  std::vector<std::int64_t> planes;
-  for (int plane = 0; plane < channels; ++plane) {
-    planes.push_back(plane % 3);
+  std::vector<std::int64_t> planes(static_cast<std::size_t>(channels));
+  for (std::size_t plane = 0; plane < planes.size(); ++plane) {
+    planes[plane] = static_cast<std::int64_t>(plane % 3);
   }
   const auto indices = op::Constant::create(ov::element::i64, {planes.size()}, planes);
   const auto axis = op::Constant::create(ov::element::i64, {}, {1});
