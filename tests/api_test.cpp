@@ -40,8 +40,8 @@ void configure(SttInterface& object, std::int32_t style, std::int32_t width, std
 }
 
 bool softGpu() {
-  return std::getenv("VORIN_SOFTGPU") != nullptr;
-} // NOLINT(concurrency-mt-unsafe)
+  return std::getenv("VORIN_SOFTGPU") != nullptr; // NOLINT(concurrency-mt-unsafe): the tests run on one thread
+}
 
 // The lines of a log that are not about the devices of this machine, without their common front.
 std::vector<std::string> linesOf(const std::string& log) {
@@ -56,8 +56,7 @@ std::vector<std::string> linesOf(const std::string& log) {
   return lines;
 }
 
-// ---- devices
-// ----------------------------------------------------------------------------------------------------------------------
+// ---- devices ----
 
 TEST(Devices, AreTheRuntimesGpus) {
   const LogSetting setting(1);
@@ -114,8 +113,7 @@ TEST(Devices, RequestsWithATextThatFillsItsFieldBecomeNameless) {
   EXPECT_STREQ(device->fullName, "");
 }
 
-// ---- the object's life
-// ------------------------------------------------------------------------------------------------------------
+// ---- the object's life ----
 
 TEST(Object, AnswersEveryOperationBeforeAnyPrepare) {
   const Object object = makeObject();
@@ -198,8 +196,7 @@ TEST(Prepare, OfAFilterSucceedsWhateverOpenClSays) {
   }
 }
 
-// ---- frames
-// -----------------------------------------------------------------------------------------------------------------------
+// ---- frames ----
 
 class Frames : public testing::Test {
 protected:
@@ -282,8 +279,7 @@ TEST_F(Frames, ThrowWhereTheRequestedSizeIsZeroOrTheInputFormatUnknown) {
   }
 }
 
-// ---- the C door
-// -------------------------------------------------------------------------------------------------------------------
+// ---- the C door ----
 
 TEST(CDoor, ForwardsEachFunctionToItsOperation) {
   VorinSttHandle handle = nullptr;

@@ -45,8 +45,7 @@ protected:
   OpenClTestLayer& layer_ = openClTestLayer();
 };
 
-// ---- the choice of a device
-// -------------------------------------------------------------------------------------------------------
+// ---- the choice of a device ----
 
 constexpr int kNone = -1;
 
@@ -118,8 +117,7 @@ TEST_F(GpuFilterSetUp, ListsNoPlatformWhenTheirCountFails) {
   EXPECT_TRUE(engine.initialised());
 }
 
-// ---- the work-group edge
-// ----------------------------------------------------------------------------------------------------------
+// ---- the work-group edge ----
 
 TEST_F(GpuFilterSetUp, HalvesTheSmallestPowerOfTwoWhoseSquareReachesTheLargestWorkGroup) {
   struct EdgeCase {
@@ -163,8 +161,7 @@ TEST_F(GpuFilterSetUp, KeepsTheEdgeThroughAFailedAttempt) {
   }
 }
 
-// ---- what Init stores
-// -------------------------------------------------------------------------------------------------------------
+// ---- what Init stores ----
 
 TEST_F(GpuFilterSetUp, StoresTheConfigurationUntilItSucceeds) {
   const auto stored = [](const GpuFilterEngine& engine) {
@@ -183,8 +180,7 @@ TEST_F(GpuFilterSetUp, StoresTheConfigurationUntilItSucceeds) {
   EXPECT_TRUE(engine.initialised());
 }
 
-// ---- failing steps
-// ----------------------------------------------------------------------------------------------------------------
+// ---- failing steps ----
 
 TEST_F(GpuFilterSetUp, ReportsAProgramThatDoesNotBuild) {
   layer_.fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 0, 1);
@@ -255,8 +251,7 @@ TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
   EXPECT_EQ(output.bytes, tests::plainPicture(3, 2, 7).bytes);
 }
 
-// ---- the handles' order
-// -----------------------------------------------------------------------------------------------------------
+// ---- the handles' order ----
 
 // The names of the calls with their handles' makers, for the calls that create or release a handle.
 std::vector<std::string> releases(const OpenClTestLayer& layer, std::size_t first_call) {

@@ -92,8 +92,7 @@ TEST_P(GpuFilterFrame, PreparesEachChangeOfSizeAnew) {
   EXPECT_TRUE(prepared(37, 21));
 }
 
-// ---- failing steps of a frame
-// -----------------------------------------------------------------------------------------------------
+// ---- failing steps of a frame ----
 
 TEST_P(GpuFilterFrame, RepeatsAFailingStepOnceAndReportsTheRepetition) {
   struct Step {
@@ -142,8 +141,7 @@ TEST_P(GpuFilterFrame, DoesNothingAfterAFailedStep) {
   EXPECT_TRUE(output.untouched());
 }
 
-// ---- failing steps of a preparation
-// -----------------------------------------------------------------------------------------------
+// ---- failing steps of a preparation ----
 
 TEST_P(GpuFilterFrame, ReportsEachFailingUploadAndCountsTheSizeAsPrepared) {
   for (int table = 0; table < GetParam().tables; ++table) {

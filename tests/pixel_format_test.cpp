@@ -3,6 +3,7 @@
 // moved bytes must be equal.
 #include "core/log.h"
 #include "pipeline/pixel_format.h"
+#include "support/format_pictures.h"
 #include "support/guarded_buffer.h"
 #include "support/plain_colour.h"
 #include "support/test_environment.h"
@@ -11,54 +12,11 @@
 #include <opencv2/imgproc.hpp>
 
 #include <functional>
-#include <random>
 
 namespace vorin {
 namespace {
 
-using tests::Bgr;
-using tests::GuardedBuffer;
-using tests::Yuv;
-
-// A picture of blocks of 2 x 2 equal pixels, so that 4:2:0 and 4:2:2 chroma are the same wherever a converter samples it.
-cv::Mat blockPicture(int width, int height, int channels) {
-  cv::Mat picture(height, width, CV_8UC(channels));
-  std::mt19937 random(4711);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      for (int c = 0; c < channels; ++c) {
-        const bool copy_left = x % 2 == 1;
-        const bool copy_above = y % 2 == 1;
-        picture.ptr(y)[x * channels + c] = copy_above  ? picture.ptr(y - 1)[x * channels + c]
-                                           : copy_left ? picture.ptr(y)[(x - 1) * channels + c]
-                                                       : static_cast<std::uint8_t>(random());
-      }
-    }
-  }
-  return picture;
-}
-
-Bgr bgrAt(const cv::Mat& picture, int x, int y) {
-  const std::uint8_t* pixel = picture.ptr(y) + x * picture.channels();
-  return {pixel[0], pixel[1], pixel[2]};
-}
-
-SttFrame frameOver(void* data, SttPixelFormat format, int width, int height, int pitch_bytes = 0) {
-  return {VORIN_MEM_SYSTEM,
-          data,
-          format,
-          static_cast<std::uint32_t>(width),
-          static_cast<std::uint32_t>(height),
-          static_cast<std::uint32_t>(pitch_bytes)};
-}
-
-void expectNear(std::uint8_t actual, std::uint8_t expected, int tolerance, const char* what, int x, int y) {
-  ASSERT_LE(std::abs(actual - expected), tolerance)
-      << what << " at " << x << ", " << y << ": " << int{actual} << " instead of " << int{expected};
-}
-
-// ---- input
-// ------------------------------------------------------------------------------------------------------------------------
+using namespace tests;
 
 // The bytes of a frame that is converted first and resized after.
 TEST(NeuralInput, LargerFramesOfFourBytesComeAtTheNetworksSize) {
@@ -161,7 +119,7 @@ TEST(FilterInput, VideoFormatsAreConvertedFromPackedRowsWhateverThePitch) {
     ASSERT_EQ(image.size(), cv::Size(kWidth, kHeight));
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {
-        const Bgr expected = tests::fromVideoYuv(test.at(x, y));
+        const Bgr expected = fromVideoYuv(test.at(x, y));
         for (int c = 0; c < 3; ++c) {
           expectNear(image.ptr(y)[4 * x + c], expected[static_cast<std::size_t>(c)], 2, "colour", x, y);
         }
@@ -187,20 +145,6 @@ TEST(HostInput, Yuy2OfOddWidthThrows) {
     const SttFrame frame = frameOver(host.data(), VORIN_FMT_YUY2, width, 4);
     EXPECT_THROW(hostToFilterInput(frame, storage), cv::Exception) << width;
     EXPECT_THROW(hostToNeuralInput(frame, buffers, cv::Size()), cv::Exception) << width;
-  }
-}
-
-// ---- output
-// -----------------------------------------------------------------------------------------------------------------------
-
-enum class Way { kNeural, kFilter };
-
-void deliver(Way way, SttFrame& output, const cv::Mat& result) {
-  PixelFormatBuffers buffers;
-  if (way == Way::kNeural) {
-    neuralOutputToHost(output, result, buffers);
-  } else {
-    filterOutputToHost(output, result, buffers);
   }
 }
 
@@ -244,92 +188,8 @@ TEST_P(HostOutput, PackedFormatsMoveBytes) {
   }
 }
 
-TEST_P(HostOutput, Yuy2TakesTheChromaOfEvenPixels) {
-  for (const int width : {1, 2, 3, 16, 33, 50, 64}) {
-    constexpr int kHeight = 3;
-    cv::Mat result(kHeight, width, CV_8UC(channels()));
-    cv::theRNG().state = 99;
-    cv::randu(result, 0, 256);
-    GuardedBuffer host(static_cast<std::size_t>(width * kHeight * 2));
-    SttFrame output = frameOver(host.data(), VORIN_FMT_YUY2, 1, 1, 4096);
-    deliver(GetParam(), output, result);
-    EXPECT_TRUE(host.guardIntact());
-    const auto yuvAt = [&](int x, int y) {
-      Bgr colour = bgrAt(result, x, y);
-      if (GetParam() == Way::kNeural) {
-        std::swap(colour[0], colour[2]); // the neural way takes blue for red here
-      }
-      return tests::fullYuv(colour);
-    };
-    for (int y = 0; y < kHeight; ++y) {
-      for (int x = 0; x < width; ++x) {
-        const std::uint8_t* pair = host.data() + 2 * (y * width + x);
-        expectNear(pair[0], yuvAt(x, y)[0], 1, "luma", x, y);
-        expectNear(pair[1], x % 2 == 0 ? yuvAt(x, y)[1] : yuvAt(x - 1, y)[2], 1, "chroma", x, y);
-      }
-    }
-  }
-}
-
-TEST_P(HostOutput, Nv12HonoursThePitchOnTheNeuralWayOnly) {
-  constexpr int kWidth = 38;
-  constexpr int kHeight = 22;
-  constexpr int kPitch = 64;
-  const cv::Mat result = blockPicture(kWidth, kHeight, channels());
-  const int row_bytes = GetParam() == Way::kNeural ? kPitch : kWidth;
-  GuardedBuffer host(static_cast<std::size_t>(row_bytes * kHeight * 3 / 2));
-  SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, kPitch);
-  deliver(GetParam(), output, result);
-  EXPECT_TRUE(host.guardIntact());
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      const Yuv expected = tests::videoYuv(bgrAt(result, x, y));
-      const std::uint8_t* pair = host.data() + row_bytes * (kHeight + y / 2) + x / 2 * 2;
-      expectNear(host[static_cast<std::size_t>(y * row_bytes + x)], expected[0], 1, "luma", x, y);
-      expectNear(pair[0], expected[1], 1, "U", x, y);
-      expectNear(pair[1], expected[2], 1, "V", x, y);
-    }
-    for (int x = kWidth; x < row_bytes; ++x) {
-      ASSERT_EQ(host[static_cast<std::size_t>(y * row_bytes + x)], 0xCD) << "padding of luma row " << y;
-    }
-  }
-}
-
-TEST(NeuralNv12Output, KeepsToAnyPitch) {
-  constexpr int kWidth = 38;
-  constexpr int kHeight = 4;
-  const cv::Mat result = blockPicture(kWidth, kHeight, 3);
-  const auto deliverWithPitch = [&](std::uint32_t pitch_bytes) {
-    GuardedBuffer host(64 * kHeight * 3 / 2);
-    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, static_cast<int>(pitch_bytes));
-    deliver(Way::kNeural, output, result);
-    EXPECT_TRUE(host.guardIntact());
-    return host.content();
-  };
-  const std::vector<std::uint8_t> apart = deliverWithPitch(64);
-  // With a pitch below the width rows overlap; each byte is that of the row written last.
-  for (const std::uint32_t pitch_bytes : {0U, 20U}) {
-    std::vector<std::uint8_t> expected(64 * kHeight * 3 / 2, 0xCD);
-    for (std::size_t row = 0; row < kHeight * 3 / 2; ++row) {
-      std::copy_n(apart.begin() + static_cast<std::ptrdiff_t>(64 * row), kWidth,
-                  expected.begin() + static_cast<std::ptrdiff_t>(pitch_bytes * row));
-    }
-    EXPECT_EQ(deliverWithPitch(pitch_bytes), expected) << pitch_bytes;
-  }
-}
-
-TEST_P(HostOutput, OddSizesInNv12ThrowAndWriteNothing) {
-  for (const cv::Size size : {cv::Size(5, 4), cv::Size(4, 5)}) {
-    GuardedBuffer host(64);
-    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 2, 8);
-    EXPECT_THROW(deliver(GetParam(), output, blockPicture(size.width, size.height, channels())), cv::Exception);
-    EXPECT_TRUE(host.untouched());
-    EXPECT_EQ(output.width, 1U);
-  }
-}
-
 TEST_P(HostOutput, UnknownFormatsLeaveThePixelsAndTellTheSize) {
-  const tests::LogSetting setting(1);
+  const LogSetting setting(1);
   openLog();
   for (const std::uint32_t format : {0U, 4U, 7U}) {
     GuardedBuffer host(256);
@@ -341,7 +201,7 @@ TEST_P(HostOutput, UnknownFormatsLeaveThePixelsAndTellTheSize) {
     EXPECT_EQ(output.width, 6U);
     EXPECT_EQ(output.height, 4U);
   }
-  const tests::LogSetting off(0);
+  const LogSetting off(0);
   openLog();
 }
 

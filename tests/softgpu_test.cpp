@@ -132,8 +132,7 @@ TEST(WithSoftGpu, RefusesWhatItCannotDo) {
   }
 }
 
-// ---- the OpenCL layer, in this process
-// --------------------------------------------------------------------------------------------
+// ---- the OpenCL layer, in this process ----
 
 class SoftGpuLayer : public testing::Test {
 protected:

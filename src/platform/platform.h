@@ -16,14 +16,12 @@ namespace vorin::platform {
 // The separator that the system puts between folder names.
 extern const char kPathSeparator;
 
-// ---- log switch (registry; environment on POSIX)
-// ----------------------------------------------------------------------------------
+// ---- log switch (registry; environment on POSIX) ----
 
 // The machine's setting "DumpSTLog", or nothing where there is none or it cannot be read.
 std::optional<std::uint32_t> readLogSwitch();
 
-// ---- log output
-// -------------------------------------------------------------------------------------------------------------------
+// ---- log output ----
 
 // Hands a line to whoever debugs the process.
 void writeDebuggerOutput(const char* line);
@@ -40,15 +38,13 @@ bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_l
 // or `size` bytes.
 void copyBounded(char* buffer, std::size_t size, const char* text);
 
-// ---- time
-// -------------------------------------------------------------------------------------------------------------------------
+// ---- time ----
 
 // A monotonic counter and its constant rate in ticks per second.
 std::int64_t performanceCounter();
 std::int64_t performanceFrequency();
 
-// ---- folders
-// ----------------------------------------------------------------------------------------------------------------------
+// ---- folders ----
 
 // The per-user folder for local application data, created when missing, without a trailing separator; nothing when there is none.
 std::optional<std::string> localAppDataFolder();
@@ -80,8 +76,7 @@ bool canCreateAndDelete(const std::string& path);
 // not emptied: another program may still read it, or have it mapped into memory, and would stop when it shrinks.
 std::FILE* createBinary(const std::string& path);
 
-// ---- files named by wide text
-// -----------------------------------------------------------------------------------------------------
+// ---- files named by wide text ----
 
 // Narrow text to wide and back; empty for an empty text and for one that cannot be converted.
 std::wstring toWide(const std::string& narrow);
@@ -93,8 +88,7 @@ bool isWritable(const std::wstring& path);
 // Opens a file for binary reading; null on failure.
 std::FILE* openBinaryForReading(const std::wstring& path);
 
-// ---- display adapters
-// -------------------------------------------------------------------------------------------------------------
+// ---- display adapters ----
 
 struct DisplayAdapter {
   std::uint32_t vendor_id = 0; // PCI

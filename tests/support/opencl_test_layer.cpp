@@ -97,8 +97,7 @@ private:
 
 Layer state;
 
-// ---- the test's platforms
-// ---------------------------------------------------------------------------------------------------------
+// ---- the test's platforms ----
 
 cl_int copyProperty(const void* property, std::size_t property_bytes, std::size_t size_bytes, void* value, std::size_t* needed) {
   if (value != nullptr) {
@@ -195,8 +194,7 @@ cl_int CL_API_CALL getDeviceInfo(cl_device_id device, cl_device_info name, std::
   return below.clGetDeviceInfo(translated(device), name, size_bytes, value, needed);
 }
 
-// ---- notes and faults
-// -------------------------------------------------------------------------------------------------------------
+// ---- notes and faults ----
 
 // What goes down in place of an argument: the real device in place of a test's device, alone or in a list of one.
 template <typename T> T goingDown(T argument) {
