@@ -1,7 +1,5 @@
-// output_file.h: an output file that is either all there or not there.
-//
-// The bytes go into a new temporary file in the same folder, which takes the output's name at the end, in one step. Whatever ends
-// the work earlier removes the temporary.
+// output_file.h: an output file, written piece by piece, that is either all there or not there. Whatever ends the work early
+// removes the temporary file that the pieces go into.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +7,6 @@
 #include <filesystem>
 #include <memory>
 #include <span>
-#include <string>
 
 namespace vorin::pack {
 
@@ -40,8 +37,5 @@ private:
 
 // Throws the Failure that making the OutputFile would throw for what is there now.
 void requireWritable(const std::filesystem::path& output, bool overwrite);
-
-// A name that no other file has, by chance alone: 16 random hexadecimal digits between the two texts.
-std::string randomName(const std::string& before, const std::string& after);
 
 } // namespace vorin::pack

@@ -1,7 +1,7 @@
 #include "temporary_folder.h"
 
 #include "failure.h"
-#include "output_file.h"
+#include "output_path.h"
 
 #include <system_error>
 
@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 TemporaryFolder::TemporaryFolder() {
   std::error_code error;
   const fs::path folder = fs::temp_directory_path(error);
-  path_ = folder / randomName("vorin-pack-", "");
+  path_ = folder / tools::randomName("vorin-pack-", "");
   if (error || !fs::create_directory(path_, error)) {
     throw Failure("no folder for temporary files (" + error.message() + "): name one in the environment variable TMPDIR");
   }

@@ -1,7 +1,5 @@
-// safe_output.h: an output file that is either all there or not there.
-//
-// The bytes go into a new temporary file in the same folder, which takes the output's name at the end, in one step. Whatever ends
-// the work earlier (a failure, an exception, cancellation) removes the temporary.
+// safe_output.h: an output file, written in one piece, that is either all there or not there. Whatever ends the work early (a
+// failure, an exception, cancellation) removes the temporary file that the piece goes into.
 #pragma once
 
 #include "cancellation.h"
