@@ -15,8 +15,17 @@ else()
               -ffp-contract=off # the pixel passes promise the bytes of separate multiplications and additions
               -Wno-sign-conversion # OpenCV counts in int, the standard library in size_t: a cast at each meeting hides more than it shows
               -Werror)
+endif()
+if(MINGW)
+  # A program or DLL needs nothing that Windows does not have: the compiler's own libraries are inside.
+  target_link_options(vorin_options INTERFACE -static)
+elseif(NOT MSVC)
   # RUNPATH, not RPATH: a library search path of the user comes before it, which is how the stand-ins for the hardware get in.
   target_link_options(vorin_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
+endif()
+
+if(WIN32)
+  target_compile_definitions(vorin_options INTERFACE _WIN32_WINNT=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN) # Windows 10
 endif()
 
 if(VORIN_SANITIZE)

@@ -1,7 +1,14 @@
 # The libraries that the project calls. docs/dependencies.md says why each is there.
 
+# MinGW's variants of the packages are laid out by scripts/setup --windows and found by modules of the project's own.
+if(MINGW)
+  list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/mingw)
+  file(GLOB OpenCV_DIR ${PROJECT_SOURCE_DIR}/build/windows-deps/opencv/x64/mingw/staticlib
+       ${PROJECT_SOURCE_DIR}/build/windows-deps/opencv/lib/cmake/opencv4)
+endif()
+
 # OpenVINO comes as a wheel, which scripts/setup unpacks into the venv below build/. Another copy may be named with -DOpenVINO_DIR.
-if(NOT OpenVINO_DIR)
+if(NOT OpenVINO_DIR AND NOT MINGW)
   file(GLOB vorin_openvino_dirs ${PROJECT_SOURCE_DIR}/build/venv/lib/python3*/site-packages/openvino/cmake)
   list(APPEND CMAKE_PREFIX_PATH ${vorin_openvino_dirs})
 endif()
@@ -9,5 +16,4 @@ find_package(OpenVINO 2026.4.1 REQUIRED COMPONENTS Runtime)
 
 find_package(OpenCV 4.5 REQUIRED COMPONENTS core imgproc)
 find_package(OpenCL 1.2 REQUIRED)
-find_package(OpenCLHeadersCpp QUIET)
-find_path(VORIN_OPENCL_HPP_DIR CL/opencl.hpp REQUIRED)
+find_path(VORIN_OPENCL_HPP_DIR CL/opencl.hpp HINTS ${OpenCL_INCLUDE_DIRS} REQUIRED)
