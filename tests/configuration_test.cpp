@@ -1,7 +1,10 @@
-// The configuration store and the default model folder's rule.
+// The configuration store and the default model folder.
 #include "core/configuration.h"
+#include "platform/platform.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 namespace vorin {
 namespace {
@@ -41,20 +44,11 @@ TEST(Configuration, RefusesUnknownKeysAndKeepsTheModelFolderToItself) {
   EXPECT_EQ(value, 77);
 }
 
-TEST(Configuration, FolderOfCutsBeforeTheLastSeparatorOfEitherKind) {
-  const struct {
-    const char* path;
-    const char* folder;
-  } cases[] = {{"/usr/bin/host", "/usr/bin"},
-               {"C:\\a\\host.exe", "C:\\a"},
-               {"C:\\a/host.exe", "C:\\a"},
-               {"/host", ""},
-               {"host", "host"},
-               {"", ""},
-               {"/usr/bin/", "/usr/bin"}};
-  for (const auto& test : cases) {
-    EXPECT_EQ(folderOf(test.path), test.folder) << test.path;
-  }
+TEST(Configuration, DefaultModelFolderIsTheProgramsOwn) {
+  const std::optional<std::string> folder = platform::executableFolder();
+  ASSERT_TRUE(folder);
+  EXPECT_TRUE(std::filesystem::equivalent(*folder, VORIN_BUILD_FOLDER)) << *folder;
+  EXPECT_EQ(platform::executablePath()->find_last_of("\\/"), folder->size());
 }
 
 } // namespace

@@ -24,8 +24,4 @@ _VorinStatus Configuration::get(std::uint32_t key, std::int32_t* value) const {
   return VORIN_STATUS_OK;
 }
 
-std::string folderOf(const std::string& path) {
-  return path.substr(0, path.find_last_of("\\/"));
-}
-
 } // namespace vorin

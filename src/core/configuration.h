@@ -28,7 +28,4 @@ private:
   std::string model_folder_;
 };
 
-// The folder part of a path: all before its last separator ("\" and "/" both count); the whole path where it has none.
-std::string folderOf(const std::string& path);
-
 } // namespace vorin

@@ -6,7 +6,7 @@ namespace vorin {
 StyleTransfer::StyleTransfer() {
   openLog();
   sttLogInfo("Create StyleTransfer object");
-  configuration_.set(SttCfgModelPath, folderOf(platform::executablePath().value_or(std::string())).c_str());
+  configuration_.set(SttCfgModelPath, platform::executableFolder().value_or(std::string()).c_str());
   // A fresh object works as if any GPU had been asked for.
   selected_device_.kind = SttDeviceAnyGpu;
   platform::copyBounded(selected_device_.deviceName, sizeof selected_device_.deviceName, device_name_.c_str());

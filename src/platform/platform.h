@@ -52,7 +52,11 @@ std::optional<std::string> localAppDataFolder();
 // Full path of the running program's file; nothing when the system does not tell or the path has 260 characters or more.
 std::optional<std::string> executablePath();
 
-// Whether the path names a folder. The path may end in a separator.
+// The folder of the running program's file, without a trailing separator; nothing where there is no executablePath.
+std::optional<std::string> executableFolder();
+
+// Whether the path names a folder. Whether one that ends in a separator does is for the C runtime to say: the log's folder test
+// asks it so.
 bool isFolder(const std::string& path);
 
 // Makes one folder; false when it cannot be made, also because it exists.

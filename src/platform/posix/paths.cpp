@@ -54,6 +54,11 @@ std::optional<std::string> executablePath() {
   return std::string(path, static_cast<std::size_t>(length));
 }
 
+std::optional<std::string> executableFolder() {
+  const std::optional<std::string> path = executablePath();
+  return path ? std::optional(path->substr(0, path->rfind('/'))) : std::nullopt;
+}
+
 bool isFolder(const std::string& path) {
   struct stat status = {};
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);

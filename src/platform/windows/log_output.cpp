@@ -1,0 +1,30 @@
+// The log's sinks on Windows: the debugger, and a text file of the C runtime. The bounds-checked functions of the runtime hand a
+// text that does not fit to its invalid-parameter handler, which the host may have set; what is done here is for when it returns.
+#include "platform/platform.h"
+
+#include <cstring>
+#include <windows.h>
+
+namespace vorin::platform {
+
+void writeDebuggerOutput(const char* line) {
+  ::OutputDebugStringA(line);
+}
+
+std::FILE* openTextForWriting(const std::string& path) {
+  std::FILE* file = nullptr;
+  // Where the runtime lets nobody else open what this opens, a file that another object still holds cannot be opened again.
+  return ::fopen_s(&file, path.c_str(), "wt") == 0 ? file : nullptr;
+}
+
+bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
+  const int length = ::vsprintf_s(buffer, size, format, arguments);
+  // Some runtimes return the length, and leave the NUL out, where just the NUL does not fit.
+  return length >= 0 && static_cast<std::size_t>(length) < size;
+}
+
+void copyBounded(char* buffer, std::size_t size, const char* text) {
+  static_cast<void>(::strcpy_s(buffer, size, text)); // leaves an empty text where it does not fit
+}
+
+} // namespace vorin::platform

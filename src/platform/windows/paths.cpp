@@ -1,0 +1,91 @@
+// Folders and files of Windows, by the calls for narrow text but where a name comes wide.
+#include "platform/platform.h"
+
+#include <direct.h>
+#include <io.h>
+#include <shlobj.h>
+#include <sys/stat.h>
+#include <windows.h>
+
+namespace vorin::platform {
+namespace {
+
+constexpr int kExistence = 0; // modes of _access
+constexpr int kWritability = 2;
+
+// What a call reports that fills a path of MAX_PATH characters: 0 for a failure, and the capacity or more for a path too long.
+bool isFilled(DWORD length) {
+  return length != 0 && length < MAX_PATH;
+}
+
+} // namespace
+
+const char kPathSeparator = '\\';
+const char* const kLastResortFolder = "c:\\temp";
+
+std::optional<std::string> localAppDataFolder() {
+  char folder[MAX_PATH] = {};
+  if (::SHGetSpecialFolderPathA(nullptr, folder, CSIDL_LOCAL_APPDATA, TRUE) == FALSE) {
+    return std::nullopt;
+  }
+  return folder;
+}
+
+std::optional<std::string> executablePath() {
+  char path[MAX_PATH] = {};
+  const DWORD length = ::GetModuleFileNameA(nullptr, path, MAX_PATH);
+  return isFilled(length) ? std::optional<std::string>(path) : std::nullopt;
+}
+
+std::optional<std::string> executableFolder() {
+  wchar_t path[MAX_PATH] = {};
+  const DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+  if (!isFilled(length)) {
+    return std::nullopt;
+  }
+  const std::wstring wide = path;
+  return toNarrow(wide.substr(0, wide.find_last_of(L"\\/"))); // cut first: a narrow character may hold the byte of a "\"
+}
+
+bool isFolder(const std::string& path) {
+  struct _stat status = {};
+  return ::_stat(path.c_str(), &status) == 0 && (status.st_mode & _S_IFDIR) != 0;
+}
+
+bool makeFolder(const std::string& path) {
+  return ::_mkdir(path.c_str()) == 0;
+}
+
+bool exists(const std::string& path) {
+  return ::_access(path.c_str(), kExistence) == 0;
+}
+
+std::optional<std::string> temporaryFolder() {
+  char folder[MAX_PATH] = {};
+  const DWORD length = ::GetTempPathA(MAX_PATH, folder);
+  return isFilled(length) ? std::optional<std::string>(folder) : std::nullopt;
+}
+
+bool canCreateAndDelete(const std::string& path) {
+  const HANDLE file =
+      ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  ::CloseHandle(file);
+  return ::DeleteFileA(path.c_str()) != FALSE;
+}
+
+std::FILE* createBinary(const std::string& path) {
+  return std::fopen(path.c_str(), "wb");
+}
+
+bool isWritable(const std::wstring& path) {
+  return ::_waccess(path.c_str(), kWritability) == 0;
+}
+
+std::FILE* openBinaryForReading(const std::wstring& path) {
+  return ::_wfopen(path.c_str(), L"rb");
+}
+
+} // namespace vorin::platform
