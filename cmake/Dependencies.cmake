@@ -16,4 +16,4 @@ find_package(OpenVINO 2026.4.1 REQUIRED COMPONENTS Runtime)
 
 find_package(OpenCV 4.5 REQUIRED COMPONENTS core imgproc)
 find_package(OpenCL 1.2 REQUIRED)
-find_path(VORIN_OPENCL_HPP_DIR CL/opencl.hpp HINTS ${OpenCL_INCLUDE_DIRS} REQUIRED)
+find_path(VORIN_OPENCL_HPP_DIR CL/opencl.hpp HINTS ${OpenCL_INCLUDE_DIRS} NO_CMAKE_FIND_ROOT_PATH REQUIRED)
