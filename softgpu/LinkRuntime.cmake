@@ -1,9 +1,9 @@
-# cmake -DRUNTIME_DIR=<the runtime's libraries> -DLINK_DIR=<folder> -DPLUGIN=<the stand-in plugin> -DPLUGINS_XML=<template>
-#       -DPRECISION=<f32 or bf16> [-DEXCLUDE=<start of names>] -P LinkRuntime.cmake
+# cmake -DRUNTIME_DIR=<the runtime's libraries> "-DLIBRARIES=<names;name patterns>" -DLINK_DIR=<folder> -DPLUGIN=<the stand-in plugin>
+#       -DCPU_PLUGIN=<file name> -DPLUGINS_XML=<template> -DPRECISION=<f32 or bf16> [-DEXCLUDE=<start of names>] -P LinkRuntime.cmake
 #
-# Fills LINK_DIR with links to the OpenVINO runtime's libraries and with the stand-ins' plugin and plugins.xml. The runtime looks for its
-# plugins.xml beside the path under which it was loaded, so a program that finds it through these links sees this file and not the
-# runtime's own. Links of an earlier runtime go away.
+# Fills LINK_DIR with links to the OpenVINO runtime's libraries and with the stand-ins' plugin and plugins.xml; with copies where links
+# cannot be made, as on Windows without the right to it. The runtime looks for its plugins.xml beside the path under which it was loaded,
+# so a program that finds it through these links sees this file and not the runtime's own. Links of an earlier runtime go away.
 cmake_minimum_required(VERSION 3.25)
 
 file(MAKE_DIRECTORY ${LINK_DIR})
@@ -14,7 +14,8 @@ foreach(entry IN LISTS entries)
   endif()
 endforeach()
 
-file(GLOB libraries ${RUNTIME_DIR}/*.so ${RUNTIME_DIR}/*.so.*)
+list(TRANSFORM LIBRARIES PREPEND ${RUNTIME_DIR}/)
+file(GLOB libraries ${LIBRARIES})
 if(NOT libraries)
   message(FATAL_ERROR "no libraries in ${RUNTIME_DIR}")
 endif()
@@ -23,10 +24,10 @@ foreach(library IN LISTS libraries)
   if(EXCLUDE AND name MATCHES "^${EXCLUDE}")
     continue()
   endif()
-  file(CREATE_LINK ${library} ${LINK_DIR}/${name} SYMBOLIC)
+  file(CREATE_LINK ${library} ${LINK_DIR}/${name} COPY_ON_ERROR SYMBOLIC)
 endforeach()
-cmake_path(GET PLUGIN FILENAME name)
-if(NOT EXISTS ${LINK_DIR}/${name}) # one of the folders holds the file itself
-  file(CREATE_LINK ${PLUGIN} ${LINK_DIR}/${name} SYMBOLIC)
+cmake_path(GET PLUGIN FILENAME GPU_PLUGIN)
+if(NOT PLUGIN STREQUAL "${LINK_DIR}/${GPU_PLUGIN}") # one of the folders holds the file itself
+  file(CREATE_LINK ${PLUGIN} ${LINK_DIR}/${GPU_PLUGIN} COPY_ON_ERROR SYMBOLIC)
 endif()
 configure_file(${PLUGINS_XML} ${LINK_DIR}/plugins.xml @ONLY)
