@@ -35,7 +35,8 @@ fs::path findFolder(const std::optional<fs::path>& named) {
     return *named;
   }
   const fs::path program = programFolder();
-  for (const fs::path& folder : {program, program / "models", program.parent_path() / "models"}) {
+  const fs::path above = program.parent_path();
+  for (const fs::path& folder : {program, program / "models", above / "models", above / "share/vorin-stt/models"}) {
     if (fs::exists(folder / kFileName, error)) {
       return folder;
     }

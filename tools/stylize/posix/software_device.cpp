@@ -37,15 +37,18 @@ struct StandIns {
   fs::path runtime;
 };
 
+// Beside the program as in a build folder, or beside the runtime as in an installed copy.
 StandIns standIns(const Precision& precision) {
-  const fs::path folder = programFolder() / kFolder;
-  StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / precision.runtime};
-  std::error_code error;
-  if (!fs::exists(found.opencl_layer, error) || !fs::is_directory(found.runtime, error)) {
-    throw Failure(ExitStatus::kDevice,
-                  "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
+  const fs::path program = programFolder();
+  for (const fs::path& folder : {program / kFolder, program.parent_path() / "lib/vorin-stt" / kFolder}) {
+    const StandIns found = {folder / "libvorin_softgpu_opencl.so", folder / precision.runtime};
+    std::error_code error;
+    if (fs::exists(found.opencl_layer, error) && fs::is_directory(found.runtime, error)) {
+      return found;
+    }
   }
-  return found;
+  throw Failure(ExitStatus::kDevice,
+                "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
 }
 
 // That of the stand-ins' runtime that this process has found its libraries in; null where it is none of them.

@@ -1,0 +1,68 @@
+# What `cmake --install` lays out, in four components. All paths are relative to each other, so the whole may move:
+#   library       lib/libvorin_stt.so.0 and, in lib/vorin-stt, the inference runtime that it finds beside itself (Windows: all in bin)
+#   development   the header, the CMake package vorin_stt, the pkg-config file, the import libraries
+#   programs      bin/vorin-stylize, bin/vorin-pack, and the software device in lib/vorin-stt/softgpu (Windows: bin/softgpu)
+#   models        the demo's networks in share/vorin-stt/models, where models/build has made them (Windows: models)
+include(CMakePackageConfigHelpers)
+
+set(vorin_doc_dir ${CMAKE_INSTALL_DOCDIR})
+set(vorin_model_dir ${CMAKE_INSTALL_DATADIR}/vorin-stt/models)
+if(WIN32)
+  set(vorin_runtime_dir ${CMAKE_INSTALL_BINDIR})
+  set(vorin_doc_dir .)
+  set(vorin_model_dir models)
+else()
+  set(vorin_runtime_dir ${CMAKE_INSTALL_LIBDIR}/vorin-stt)
+  set_target_properties(vorin_stt PROPERTIES INSTALL_RPATH "$ORIGIN/vorin-stt")
+  set(vorin_program_rpath "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${vorin_runtime_dir}")
+endif()
+
+# ---- library, development ----
+install(
+  TARGETS vorin_stt
+  EXPORT vorin_sttTargets
+  RUNTIME COMPONENT library
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/include/vorin_stt.h TYPE INCLUDE COMPONENT development)
+set(vorin_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vorin_stt)
+install(
+  EXPORT vorin_sttTargets
+  NAMESPACE vorin_stt::
+  FILE vorin_sttConfig.cmake # needs no other package: what the library stands on is its own affair
+  DESTINATION ${vorin_package_dir}
+  COMPONENT development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorin_sttConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vorin_sttConfigVersion.cmake DESTINATION ${vorin_package_dir} COMPONENT development)
+if(NOT WIN32)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/vorin_stt.pc.in ${PROJECT_BINARY_DIR}/vorin_stt.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/vorin_stt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
+
+# ---- the inference runtime: what reads IR and ONNX networks and runs them on GPUs and processors, and nothing of other devices ----
+set(vorin_runtime_wanted "openvino(\\.|_c\\.|_intel_[cg]pu_plugin|_(ir|onnx)_frontend)|tbb(12|\\.|bind)|hwloc|cache\\.json")
+install(
+  DIRECTORY $<TARGET_FILE_DIR:openvino::runtime>/
+  DESTINATION ${vorin_runtime_dir}
+  COMPONENT library
+  FILES_MATCHING
+  REGEX "/(lib)?(${vorin_runtime_wanted})"
+  PATTERN "*.lib" EXCLUDE
+  PATTERN "*_debug*" EXCLUDE
+  PATTERN "*.pc" EXCLUDE)
+
+# ---- programs, models, papers ----
+if(VORIN_BUILD_TOOLS)
+  if(NOT WIN32)
+    set_target_properties(vorin-stylize vorin-pack PROPERTIES INSTALL_RPATH "${vorin_program_rpath}")
+    include(${PROJECT_SOURCE_DIR}/softgpu/InstallSoftwareDevice.cmake)
+    vorin_install_software_device(${vorin_runtime_dir} ${vorin_runtime_wanted})
+  endif()
+  install(TARGETS vorin-stylize vorin-pack RUNTIME COMPONENT programs)
+endif()
+install(
+  FILES ${PROJECT_SOURCE_DIR}/build/models/model_st.bin ${PROJECT_SOURCE_DIR}/build/models/painting.png
+  DESTINATION ${vorin_model_dir}
+  COMPONENT models
+  OPTIONAL)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${vorin_doc_dir} COMPONENT library)
