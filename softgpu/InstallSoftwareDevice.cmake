@@ -16,8 +16,8 @@ function(vorin_install_software_device runtime_dir wanted)
     install(FILES ${PROJECT_BINARY_DIR}/softgpu/installed/${name}/plugins.xml DESTINATION ${target_dir} COMPONENT programs)
     install(TARGETS vorin_softgpu_openvino LIBRARY DESTINATION ${target_dir} COMPONENT programs)
     install(
-      CODE "foreach(library IN ITEMS ${libraries})
-  file(CREATE_LINK ../../\${library} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${target_dir}/\${library}\" SYMBOLIC)
+      CODE "foreach(vorin_linked IN ITEMS ${libraries})
+  file(CREATE_LINK ../../\${vorin_linked} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${target_dir}/\${vorin_linked}\" SYMBOLIC)
 endforeach()"
       COMPONENT programs)
   endforeach()
