@@ -55,8 +55,7 @@ std::optional<std::string> executablePath();
 // The folder of the running program's file, without a trailing separator; nothing where there is no executablePath.
 std::optional<std::string> executableFolder();
 
-// Whether the path names a folder. Whether one that ends in a separator does is for the C runtime to say: the log's folder test
-// asks it so.
+// Whether the path names a folder. The path may end in a separator.
 bool isFolder(const std::string& path);
 
 // Makes one folder; false when it cannot be made, also because it exists.

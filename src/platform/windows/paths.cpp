@@ -4,7 +4,6 @@
 #include <direct.h>
 #include <io.h>
 #include <shlobj.h>
-#include <sys/stat.h>
 #include <windows.h>
 
 namespace vorin::platform {
@@ -48,8 +47,10 @@ std::optional<std::string> executableFolder() {
 }
 
 bool isFolder(const std::string& path) {
-  struct _stat status = {};
-  return ::_stat(path.c_str(), &status) == 0 && (status.st_mode & _S_IFDIR) != 0;
+  // What _stat of today's C runtime says. MinGW links an older one, whose _stat finds no folder under a name that ends in a
+  // separator; the log names its folder so, and would be off for good once the folder exists.
+  const DWORD attributes = ::GetFileAttributesA(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 bool makeFolder(const std::string& path) {

@@ -1,0 +1,115 @@
+// Folders and names of Windows: the probe of a folder, the temporary folder, and what the ANSI code page does to names.
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <windows.h>
+
+namespace vorin {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Paths : public testing::Test {
+protected:
+  Paths() { fs::create_directory(folder_); }
+  ~Paths() override { fs::remove_all(folder_); }
+
+  std::string below(const std::string& name) const { return folder_.string() + "\\" + name; }
+
+  fs::path folder_ = fs::temp_directory_path() / ("vorin-paths-" + std::to_string(::GetCurrentProcessId()));
+};
+
+TEST_F(Paths, ProbeReplacesAFileAndLeavesNothing) {
+  const std::string probe = below("vorin989.tes");
+  EXPECT_TRUE(platform::canCreateAndDelete(probe));
+  std::ofstream(probe) << "left by another program";
+  EXPECT_TRUE(platform::canCreateAndDelete(probe));
+  EXPECT_TRUE(platform::canCreateAndDelete(below("\\vorin989.tes"))); // as below a temporary folder, which ends in a separator
+  EXPECT_TRUE(fs::is_empty(folder_));
+}
+
+TEST_F(Paths, ProbeFailsWhereItCannotBeMadeOrDeleted) {
+  const std::string probe = below("vorin989.tes");
+  EXPECT_FALSE(platform::canCreateAndDelete(below("none\\vorin989.tes")));
+  for (const DWORD sharing : {DWORD{0}, DWORD{FILE_SHARE_READ}, DWORD{FILE_SHARE_READ | FILE_SHARE_WRITE}}) {
+    const HANDLE other = ::CreateFileA(probe.c_str(), GENERIC_READ, sharing, nullptr, CREATE_ALWAYS, 0, nullptr);
+    EXPECT_FALSE(platform::canCreateAndDelete(probe)) << sharing;
+    ::CloseHandle(other);
+    EXPECT_TRUE(platform::canCreateAndDelete(probe));
+  }
+  fs::create_directory(probe);
+  EXPECT_FALSE(platform::canCreateAndDelete(probe));
+}
+
+TEST_F(Paths, TemporaryFolderIsTheVariablesWithASeparator) {
+  char before[MAX_PATH] = {};
+  ::GetEnvironmentVariableA("TMP", before, MAX_PATH);
+  ::SetEnvironmentVariableA("TMP", folder_.string().c_str());
+  EXPECT_EQ(platform::temporaryFolder(), folder_.string() + "\\");
+  ::SetEnvironmentVariableA("TMP", ("c:\\" + std::string(300, 't')).c_str());
+  EXPECT_EQ(platform::temporaryFolder(), std::nullopt);
+  ::SetEnvironmentVariableA("TMP", before);
+}
+
+TEST_F(Paths, WritabilityIsThatOfTheName) {
+  EXPECT_TRUE(platform::isWritable(folder_.wstring()));
+  EXPECT_FALSE(platform::isWritable((folder_ / "none").wstring()));
+  const std::string file = below("file");
+  std::ofstream(file) << "content";
+  EXPECT_TRUE(platform::isWritable(platform::toWide(file)));
+  ::SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_READONLY);
+  EXPECT_FALSE(platform::isWritable(platform::toWide(file)));
+  ::SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+// The tests run with a code page of Western Europe, in which "\xFC" is U+00FC.
+class CodePage : public Paths {
+protected:
+  void SetUp() override { ASSERT_EQ(::GetACP(), 1252U); }
+};
+
+TEST_F(CodePage, ConvertsWhatItHasAndReplacesWhatItLacks) {
+  EXPECT_EQ(platform::toWide("Gr\xFC\xDF"
+                             "e"),
+            L"Gr\u00FC\u00DFe");
+  EXPECT_EQ(platform::toNarrow(L"Gr\u00FC\u00DFe \u20AC"), "Gr\xFC\xDF"
+                                                           "e \x80");
+  EXPECT_EQ(platform::toNarrow(L"\u6F22"), "?");
+  EXPECT_EQ(platform::toNarrow(L"\u0101"), "a"); // the nearest
+  EXPECT_EQ(platform::toWide(""), L"");
+  EXPECT_EQ(platform::toNarrow(L""), "");
+}
+
+TEST_F(CodePage, ReachesFilesWhoseNamesItHas) {
+  const std::string narrow = below("Gr\xFC\xDF"
+                                   "e.bin");
+  const std::wstring wide = (folder_ / L"Gr\u00FC\u00DFe.bin").wstring();
+  std::FILE* const written = platform::createBinary(narrow);
+  ASSERT_NE(written, nullptr);
+  std::fclose(written);
+  EXPECT_TRUE(fs::exists(wide));
+  EXPECT_TRUE(platform::exists(narrow));
+  EXPECT_TRUE(platform::isWritable(wide));
+  std::FILE* const read = platform::openBinaryForReading(wide);
+  ASSERT_NE(read, nullptr);
+  std::fclose(read);
+}
+
+TEST_F(CodePage, ReachesOtherFilesByTheirWideNameOnly) {
+  const std::wstring wide = (folder_ / L"\u6F22\u5B57.bin").wstring();
+  std::ofstream(fs::path(wide)) << "content";
+  std::FILE* const read = platform::openBinaryForReading(wide);
+  ASSERT_NE(read, nullptr);
+  std::fclose(read);
+  EXPECT_TRUE(platform::isWritable(wide));
+  const std::string narrow = platform::toNarrow(wide);
+  EXPECT_EQ(narrow, below("??.bin"));
+  EXPECT_FALSE(platform::exists(narrow));
+  EXPECT_EQ(platform::createBinary(narrow), nullptr); // "?" may be in no name
+}
+
+} // namespace
+} // namespace vorin
