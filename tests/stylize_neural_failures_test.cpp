@@ -226,8 +226,9 @@ TEST_F(StylizeNeuralFailure, AbsentNetworksShowFirst) {
   }
 }
 
-// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser.
-TEST_F(StylizeNeuralFailure, FolderThatIsNotWritable) {
+// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser. With a home, the program
+// would put a link to the package there.
+TEST_F(StylizeNeuralFailure, FolderThatIsNotWritableAndNoHome) {
   writeFile(run_.file("models") + "/model_st.bin", cartoonPackage());
   fs::permissions(run_.file("models"),
                   fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
@@ -237,7 +238,9 @@ TEST_F(StylizeNeuralFailure, FolderThatIsNotWritable) {
   if (geteuid() == 0) {
     arguments.insert(arguments.begin(), {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
   }
-  const ChildResult result = ChildProcess(arguments, StylizeRun::withGpu()).wait();
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["HOME"] = setting.variables["XDG_CACHE_HOME"] = std::nullopt;
+  const ChildResult result = ChildProcess(arguments, setting).wait();
   fs::permissions(run_.file("models"), fs::perms::owner_all);
   if (result.exit_status == 126 || result.exit_status == 127) {
     GTEST_SKIP() << "nobody else can start the program here: " << result.standard_error;

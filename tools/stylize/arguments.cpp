@@ -75,9 +75,8 @@ std::vector<OptionRow> optionTable() {
            " (default: " + std::string(transferStyle().networks.front().name) + ")",
        kForBoth, kNeuralSection},
       {"--models", &RawArguments::models, "FOLDER",
-       "The folder of the model package, model_st.bin\n(default: the program's folder, its folder models, or\n../models seen "
-       "from "
-       "it, the first that holds one);\nmust be writable",
+       "The folder of the model package, model_st.bin\n(default: the program's folder, its folder models,\n../models or "
+       "../share/vorin-stt/models seen from it,\nthe first that holds one)",
        kForBoth, kNeuralSection},
       {"--device", &RawArguments::device, "NAME",
        "Where to draw: auto (default: the GPU; without one,\nsoftware), integrated, discrete, or software (this\nmachine's "

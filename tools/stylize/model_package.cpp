@@ -129,12 +129,15 @@ std::vector<std::string> fileNames(const Network& network) {
 } // namespace
 
 ModelPackage::ModelPackage(const std::optional<fs::path>& named)
-    : folder_(findFolder(named)), file_(folder_ / kFileName), entries_(readEntryNames(file_)) {
-  // It asks for that although it writes nothing there.
-  if (!isWritable(folder_)) {
-    throw unusable("the folder " + quoted(folder_) +
-                   " is not writable, and the library takes no package from such a one: change " + "its permissions, or copy " +
-                   kFileName + " elsewhere and name that folder with --models");
+    : folder_(findFolder(named)), library_folder_(folder_), file_(folder_ / kFileName), entries_(readEntryNames(file_)) {
+  if (!isWritable(folder_)) { // as that of an installed package
+    const std::optional<fs::path> own = folderOfLinkTo(file_);
+    if (!own) {
+      throw unusable("the folder " + quoted(folder_) +
+                     " is not writable, and the library takes no package from such a one: change its permissions, or copy " +
+                     kFileName + " elsewhere and name that folder with --models");
+    }
+    library_folder_ = *own;
   }
 }
 

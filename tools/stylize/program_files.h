@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
 namespace vorin::stylize {
 
@@ -9,6 +10,10 @@ namespace vorin::stylize {
 std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
+
+// A folder of the user's own that holds a link to the file under the file's own name; nothing where there can be none. It stays for the
+// next time.
+std::optional<std::filesystem::path> folderOfLinkTo(const std::filesystem::path& file);
 
 // Waits until no other process of this program holds a turn, and holds it while it lives. The library unpacks networks under
 // fixed names, so two processes that load at the same time would spoil each other's files.

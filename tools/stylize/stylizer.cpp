@@ -207,7 +207,7 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
   setConfig(SttCfgStyleType, manner.style->type);
   setConfig(SttCfgStyleIndex, manner.network->style_index);
   setSize(network_size);
-  const std::string folder = manner.package->folder().string();
+  const std::string folder = manner.package->libraryFolder().string();
   require(object_->SetConfig(context_, SttCfgModelPath, folder.c_str()), ExitStatus::kConfiguration,
           "the library refuses the folder of the models");
   const _VorinStatus status = guarded("the network cannot be loaded", [&] {

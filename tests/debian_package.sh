@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# The Debian package: made, its dependencies installed, unpacked, and its program draws a photo as a user without rights.
+#   debian_package.sh BUILD_FOLDER PHOTO
+# Ends with 77 (skipped) where the dependencies cannot be installed for want of rights.
+set -euo pipefail
+build="$1" photo="$2"
+[ "$(id -u)" -eq 0 ] || { echo "needs root to install the package's dependencies"; exit 77; }
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"
+
+quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }; }
+
+quietly cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work/package" -D CPACK_STRIP_FILES=OFF
+package=("$work"/package/*.deb)
+quietly env DEBIAN_FRONTEND=noninteractive apt-get satisfy -y -qq --no-install-recommends "$(dpkg-deb -f "${package[0]}" Depends)"
+quietly dpkg-deb -x "${package[0]}" "$work/root"
+
+mkdir "$work/home"
+cp "$photo" "$work/home/photo.png"
+chown -R 65534:65534 "$work/home"
+quietly setpriv --reuid=65534 --regid=65534 --clear-groups env "HOME=$work/home" XDG_DATA_HOME= XDG_CACHE_HOME= \
+  "$work/root/usr/bin/vorin-stylize" "$work/home/photo.png" -o "$work/home/drawn.png" --style lightgrey
+test -s "$work/home/drawn.png"

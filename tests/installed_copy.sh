@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# An installed copy, moved to another folder: other projects' programs find it, link and run; and its own programs draw there as a user
+# who may write nowhere but to a home of his own.
+#   installed_copy.sh BUILD_FOLDER PHOTO
+set -euo pipefail
+build="$1" photo="$2"
+source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"
+
+quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }; }
+expect() { # expect TEXT COMMAND...: the command succeeds and prints the text
+  local text="$1"
+  shift
+  quietly "$@"
+  grep -qF -- "$text" "$work/log" || { cat "$work/log"; echo "no '$text' from: $*"; exit 1; }
+}
+
+quietly cmake --install "$build" --prefix "$work/made"
+mv "$work/made" "$work/copy" # nothing may remember where it was made
+
+quietly cmake -S "$source_dir/examples/with_cmake" -B "$work/cmake" "-DCMAKE_PREFIX_PATH=$work/copy"
+quietly cmake --build "$work/cmake"
+expect "vorin_stt 0.5" "$work/cmake/list_gpus"
+
+cp -r "$source_dir/examples" "$work/examples"
+quietly env "PKG_CONFIG_PATH=$work/copy/lib/pkgconfig" make -C "$work/examples/with_pkg_config"
+expect "drew 320 x 180 pixels" "$source_dir/scripts/with-softgpu" --build "$build" "$work/examples/with_pkg_config/restyle_a_frame"
+
+mv "$work/copy" "$work/a copy"
+mkdir "$work/home"
+cp "$photo" "$work/home/photo.png"
+as_user=(env "HOME=$work/home" XDG_DATA_HOME= XDG_CACHE_HOME=)
+if [ "$(id -u)" -eq 0 ]; then
+  chown -R 65534:65534 "$work/home"
+  as_user=(setpriv --reuid=65534 --regid=65534 --clear-groups "${as_user[@]}")
+fi
+chmod -R a-w "$work/a copy"
+for style in cartoon pencil; do
+  expect "software device" "${as_user[@]}" "$work/a copy/bin/vorin-stylize" "$work/home/photo.png" -o "$work/home/$style.png" \
+    --style "$style" --device software
+  test -s "$work/home/$style.png"
+done
+expect "cartoon_model_slim5.xml" "${as_user[@]}" "$work/a copy/bin/vorin-pack" list "$work/a copy/share/vorin-stt/models/model_st.bin"
+chmod -R u+w "$work/a copy"
