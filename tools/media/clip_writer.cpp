@@ -1,0 +1,272 @@
+#include "clip_writer.h"
+
+#include "clip_streams.h"
+#include "output_path.h"
+#include "video_encoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ContainerRow {
+  std::string_view extension;
+  const char* format;
+};
+
+constexpr std::array kContainers = {ContainerRow{".mp4", "mp4"}, ContainerRow{".m4v", "mp4"}, ContainerRow{".mov", "mov"},
+                                    ContainerRow{".mkv", "matroska"}};
+
+const ContainerRow* findContainer(const fs::path& file) {
+  std::string extension = file.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  const auto* row =
+      std::find_if(kContainers.begin(), kContainers.end(), [&](const ContainerRow& each) { return each.extension == extension; });
+  return row == kContainers.end() ? nullptr : row;
+}
+
+MediaError fault(const fs::path& output, const std::string& what) {
+  return MediaError("'" + output.string() + "' " + what);
+}
+
+fs::path checkedOutput(const fs::path& output, bool overwrite) {
+  std::optional<fs::path> resolved = tools::resolvedOutput(output);
+  if (!resolved) {
+    throw fault(output, tools::kLeadsNowhere);
+  }
+  if (const std::optional<std::string> reason = tools::reasonAgainst(*resolved, overwrite)) {
+    throw fault(output, *reason);
+  }
+  return *std::move(resolved);
+}
+
+bool isTurned(const std::array<std::int32_t, 9>& matrix) {
+  constexpr std::array<std::int32_t, 9> kUpright = {1 << 16, 0, 0, 0, 1 << 16, 0, 0, 0, 1 << 30};
+  return matrix != kUpright;
+}
+
+} // namespace
+
+bool isClipName(const fs::path& file) {
+  return findContainer(file) != nullptr;
+}
+
+std::string clipExtensions() {
+  std::string text;
+  for (const ContainerRow& row : kContainers) {
+    text += (text.empty() ? "" : ", ") + std::string(row.extension);
+  }
+  return text;
+}
+
+class ClipWriter::File {
+public:
+  File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options);
+  ~File();
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  Size size() const { return size_; }
+  const std::vector<std::string>& warnings() const { return warnings_; }
+  void write(VideoFrame&& frame);
+  void write(AVPacket& packet);
+  void finish();
+  void finishEarly();
+
+private:
+  void addVideo(const VideoInfo& source);
+  void open();
+  bool writeEncoded(); // the next packet of the encoder; false: none
+  void hand(AVPacket& packet);
+  void close();
+  void check(int status) const;
+
+  fs::path output_;
+  Size size_;
+  bool overwrite_;
+  fs::path temporary_;
+  OutputHandle context_;
+  std::optional<VideoEncoder> encoder_;
+  std::optional<CopiedStreams> copied_;
+  PacketHandle packet_ = newPacket();
+  std::vector<std::string> warnings_;
+  std::int64_t frames_ = 0;
+  std::int64_t encoded_ = 0;
+};
+
+ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
+    : output_(checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
+      temporary_(tools::temporaryBeside(output_)) {
+  silenceLibav();
+  const ContainerRow* row = findContainer(output);
+  if (row == nullptr) {
+    throw OptionError("the output '" + output.string() + "' has no file extension of a clip: use one of " + clipExtensions());
+  }
+  AVFormatContext* context = nullptr;
+  if (avformat_alloc_output_context2(&context, nullptr, row->format, fileUrl(temporary_.string()).c_str()) < 0) {
+    throw std::bad_alloc();
+  }
+  context_.reset(context);
+  encoder_.emplace(source, size, options, *context_->oformat);
+  addVideo(source);
+  if (source.streams != nullptr) {
+    copied_.emplace(*source.streams, *context_);
+    CopiedStreams::copyMetadata(*source.streams->context, *context_);
+    warnings_.insert(warnings_.end(), copied_->warnings().begin(), copied_->warnings().end());
+  }
+  try {
+    open();
+  } catch (...) {
+    std::error_code ignored;
+    fs::remove(temporary_, ignored);
+    throw;
+  }
+}
+
+ClipWriter::File::~File() {
+  context_.reset();
+  std::error_code ignored;
+  fs::remove(temporary_, ignored); // not there any more where all went well
+}
+
+void ClipWriter::File::addVideo(const VideoInfo& source) {
+  AVStream* stream = avformat_new_stream(context_.get(), nullptr);
+  if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder_->context()) < 0) {
+    throw std::bad_alloc();
+  }
+  stream->time_base = encoder_->context().time_base;
+  stream->avg_frame_rate = encoder_->context().framerate;
+  stream->sample_aspect_ratio = encoder_->context().sample_aspect_ratio;
+  if (source.streams != nullptr) {
+    const AVStream& video = source.streams->video();
+    stream->disposition = video.disposition;
+    av_dict_copy(&stream->metadata, video.metadata, 0);
+    av_dict_set(&stream->metadata, "encoder", nullptr, 0);
+  }
+  if (!source.rotation || !isTurned(*source.rotation)) {
+    return;
+  }
+  if (std::strcmp(context_->oformat->name, "matroska") == 0) {
+    warnings_.emplace_back("the clip is turned by its player, which a .mkv file cannot say: name the output .mp4 or .mov");
+    return;
+  }
+  std::uint8_t* matrix = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof(*source.rotation));
+  if (matrix == nullptr) {
+    throw std::bad_alloc();
+  }
+  std::memcpy(matrix, source.rotation->data(), sizeof(*source.rotation));
+}
+
+void ClipWriter::File::open() {
+  int status = avio_open(&context_->pb, context_->url, AVIO_FLAG_WRITE);
+  if (status < 0) {
+    throw fault(output_, "cannot be written (" + libavText(status) + "): choose another folder");
+  }
+  status = avformat_write_header(context_.get(), nullptr);
+  if (status < 0 && context_->pb->error < 0) {
+    check(status);
+  } else if (status < 0) {
+    throw fault(output_, "cannot be made with these streams (" + libavText(status) + "): name the output .mkv");
+  }
+}
+
+void ClipWriter::File::check(int status) const {
+  const int error = context_->pb != nullptr && context_->pb->error < 0 ? context_->pb->error : status;
+  if (error < 0) {
+    throw fault(output_, "cannot be written (" + libavText(error) + "): make room or choose another folder");
+  }
+}
+
+void ClipWriter::File::write(VideoFrame&& frame) {
+  encoder_->send(std::move(frame));
+  ++frames_;
+  while (writeEncoded()) {
+  }
+}
+
+bool ClipWriter::File::writeEncoded() {
+  if (!encoder_->receive(*packet_)) {
+    return false;
+  }
+  packet_->stream_index = 0;
+  av_packet_rescale_ts(packet_.get(), encoder_->context().time_base, context_->streams[0]->time_base);
+  hand(*packet_);
+  ++encoded_;
+  return true;
+}
+
+void ClipWriter::File::write(AVPacket& packet) {
+  if (copied_ && copied_->place(packet, *context_)) {
+    hand(packet);
+  }
+}
+
+void ClipWriter::File::hand(AVPacket& packet) {
+  check(av_interleaved_write_frame(context_.get(), &packet));
+}
+
+void ClipWriter::File::finish() {
+  encoder_->sendEnd();
+  while (writeEncoded()) {
+  }
+  close();
+}
+
+void ClipWriter::File::finishEarly() {
+  if (frames_ == 0) {
+    return;
+  }
+  constexpr std::chrono::milliseconds kPatience(100);
+  const auto start = std::chrono::steady_clock::now();
+  encoder_->sendEnd();
+  while ((encoded_ == 0 || std::chrono::steady_clock::now() - start < kPatience) && writeEncoded()) {
+  }
+  close();
+}
+
+void ClipWriter::File::close() {
+  check(av_write_trailer(context_.get()));
+  check(avio_closep(&context_->pb));
+  if (const std::optional<std::string> reason = tools::moveIntoPlace(temporary_, output_, overwrite_)) {
+    throw fault(output_, *reason);
+  }
+}
+
+ClipWriter::ClipWriter(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
+    : file_(std::make_unique<File>(output, source, size, options)) {}
+ClipWriter::~ClipWriter() = default;
+
+Size ClipWriter::size() const {
+  return file_->size();
+}
+
+void ClipWriter::write(VideoFrame&& frame) {
+  file_->write(std::move(frame));
+}
+
+void ClipWriter::write(StreamPacket&& packet) {
+  file_->write(*packet.data->packet);
+}
+
+void ClipWriter::finish() {
+  file_->finish();
+}
+
+void ClipWriter::finishEarly() {
+  file_->finishEarly();
+}
+
+std::vector<std::string> ClipWriter::warnings() const {
+  return file_->warnings();
+}
+
+} // namespace vorin::media

@@ -1,0 +1,145 @@
+#include "colour_change.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vorin::media {
+namespace {
+
+constexpr int kMiddle = 128; // of the colour differences
+
+struct LumaWeights {
+  double red;
+  double blue;
+  double green() const { return 1 - red - blue; }
+};
+
+LumaWeights lumaWeights(int matrix) {
+  switch (matrix) {
+  case 1:
+    return {0.2126, 0.0722};
+  case 4:
+    return {0.30, 0.11};
+  case 7:
+    return {0.212, 0.087};
+  case 9:
+    return {0.2627, 0.0593};
+  default:
+    return {0.299, 0.114};
+  }
+}
+
+struct Range {
+  double luma_offset;
+  double luma_steps;
+  double colour_steps;
+};
+
+Range rangeOf(bool full) {
+  return full ? Range{0, 255, 255} : Range{16, 219, 224};
+}
+
+// Red, green or blue from y, u, v: the factors of u and v; that of y is 1.
+struct ColourTerm {
+  double u;
+  double v;
+};
+
+std::uint8_t clamped(int value) {
+  return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+}
+
+} // namespace
+
+YuvColours yuvColours(const ColourTags& tags, Size size) {
+  constexpr int kUnknown = 2;
+  constexpr int kBt709 = 1;
+  constexpr int kBt601 = 6;
+  constexpr int kWidthOfHd = 1280;
+  constexpr int kTallestBelowHd = 576;
+  YuvColours colours;
+  colours.full_range = tags.full_range;
+  switch (tags.matrix) {
+  case 1:
+  case 4:
+  case 5:
+  case 6:
+  case 7:
+  case 9:
+    colours.matrix = tags.matrix;
+    break;
+  case 10: // BT.2020 with constant luminance, near enough to the other one
+    colours.matrix = 9;
+    break;
+  case 0: // red, green and blue: what they are to become is free
+  case kUnknown:
+    colours.matrix = size.width >= kWidthOfHd || size.height > kTallestBelowHd ? kBt709 : kBt601;
+    break;
+  default:
+    colours.matrix = kBt601;
+  }
+  return colours;
+}
+
+ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
+  const LumaWeights old = lumaWeights(from.matrix);
+  const LumaWeights fresh = lumaWeights(to.matrix);
+  is_none_ = old.red == fresh.red && old.blue == fresh.blue && from.full_range == to.full_range;
+  const Range read = rangeOf(from.full_range);
+  const Range written = rangeOf(to.full_range);
+
+  const ColourTerm red = {0, 2 * (1 - old.red)};
+  const ColourTerm blue = {2 * (1 - old.blue), 0};
+  const ColourTerm green = {-old.blue / old.green() * blue.u, -old.red / old.green() * red.v};
+  const ColourTerm luma = {fresh.red * red.u + fresh.green() * green.u + fresh.blue * blue.u,
+                           fresh.red * red.v + fresh.green() * green.v + fresh.blue * blue.v};
+
+  const auto fixed = [](double value) { return static_cast<int>(std::lround(value * (1 << kFractionBits))); };
+  const double colour_scale = written.colour_steps / read.colour_steps;
+  const double luma_per_colour = written.luma_steps / read.colour_steps;
+  const double luma_scale = written.luma_steps / read.luma_steps;
+  luma_scale_ = fixed(luma_scale);
+  luma_offset_ = fixed(written.luma_offset - luma_scale * read.luma_offset + 0.5);
+  luma_ = {fixed(luma.u * luma_per_colour), fixed(luma.v * luma_per_colour)};
+  const double u_steps = colour_scale / (2 * (1 - fresh.blue));
+  const double v_steps = colour_scale / (2 * (1 - fresh.red));
+  u_ = {fixed((blue.u - luma.u) * u_steps), fixed((blue.v - luma.v) * u_steps)};
+  v_ = {fixed((red.u - luma.u) * v_steps), fixed((red.v - luma.v) * v_steps)};
+}
+
+void ColourChange::changePairs(std::uint8_t* pairs, int count, std::vector<int>& luma_terms) const {
+  constexpr int kOffset = (kMiddle << kFractionBits) + (1 << (kFractionBits - 1));
+  for (int i = 0; i < count; ++i) {
+    const int u = pairs[2 * i] - kMiddle;
+    const int v = pairs[2 * i + 1] - kMiddle;
+    luma_terms[static_cast<std::size_t>(i)] = luma_.from_u * u + luma_.from_v * v + luma_offset_;
+    pairs[2 * i] = clamped((u_.from_u * u + u_.from_v * v + kOffset) >> kFractionBits);
+    pairs[2 * i + 1] = clamped((v_.from_u * u + v_.from_v * v + kOffset) >> kFractionBits);
+  }
+}
+
+void ColourChange::changeLuma(std::uint8_t* row, int width, const std::vector<int>& luma_terms) const {
+  const int* terms = luma_terms.data();
+  for (int i = 0; i < width / 2; ++i) {
+    row[2 * i] = clamped((luma_scale_ * row[2 * i] + terms[i]) >> kFractionBits);
+    row[2 * i + 1] = clamped((luma_scale_ * row[2 * i + 1] + terms[i]) >> kFractionBits);
+  }
+}
+
+void ColourChange::apply(Picture& nv12) const {
+  if (is_none_) {
+    return;
+  }
+  const auto [width, height] = nv12.size;
+  const auto row_bytes = static_cast<std::size_t>(width);
+  std::uint8_t* luma = nv12.bytes.data();
+  std::uint8_t* pairs = luma + row_bytes * static_cast<std::size_t>(height);
+  std::vector<int> luma_terms(row_bytes / 2);
+  for (int row = 0; row < height; row += 2, luma += 2 * row_bytes, pairs += row_bytes) {
+    changePairs(pairs, width / 2, luma_terms);
+    changeLuma(luma, width, luma_terms);
+    changeLuma(luma + row_bytes, width, luma_terms);
+  }
+}
+
+} // namespace vorin::media

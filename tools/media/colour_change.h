@@ -1,0 +1,50 @@
+// colour_change.h: NV12 pictures from one YUV matrix and range to another, in place.
+//
+// Both decode to the same red, green and blue, so the change is linear: with the colour differences taken from their middle,
+//   y' = s y + a u + b v,  u' = c u + d v,  v' = e u + f v
+// and grey stays grey. It is done per pair U, V and its four luma samples, in fixed point, and loses nothing but rounding (one
+// step of 255 at most each way, as long as the colours are ones that both can hold). Source: ITU-R BT.601, BT.709 and BT.2020,
+// and ITU-T H.273 for the numbers of the matrices.
+#pragma once
+
+#include "frames.h"
+
+namespace vorin::media {
+
+struct YuvColours {
+  int matrix = 6; // of H.273: 1 is BT.709, 5 and 6 are BT.601
+  bool full_range = false;
+};
+
+constexpr YuvColours kLibraryColours = {};
+
+// The matrix and range of pictures with these tags. Where they do not tell, what players assume: BT.709 from HD sizes on, BT.601
+// below, video range. A matrix that is none of the linear ones counts as BT.601.
+YuvColours yuvColours(const ColourTags& tags, Size size);
+
+class ColourChange {
+public:
+  ColourChange(const YuvColours& from, const YuvColours& to);
+
+  void apply(Picture& nv12) const;
+
+private:
+  static constexpr int kFractionBits = 14;
+
+  struct Term { // in fixed point
+    int from_u = 0;
+    int from_v = 0;
+  };
+
+  void changePairs(std::uint8_t* pairs, int count, std::vector<int>& luma_terms) const;
+  void changeLuma(std::uint8_t* row, int width, const std::vector<int>& luma_terms) const;
+
+  bool is_none_ = false;
+  int luma_scale_ = 0;
+  int luma_offset_ = 0;
+  Term luma_;
+  Term u_;
+  Term v_;
+};
+
+} // namespace vorin::media

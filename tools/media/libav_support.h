@@ -1,0 +1,78 @@
+// libav_support.h: owners for libav's objects, and its errors in words. For the inside of this folder.
+#pragma once
+
+#include "frames.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+#include <libavutil/display.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+#include <memory>
+#include <string>
+
+namespace vorin::media {
+
+struct InputCloser {
+  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+struct OutputCloser { // closes the file without finishing it
+  void operator()(AVFormatContext* context) const {
+    avio_closep(&context->pb);
+    avformat_free_context(context);
+  }
+};
+struct CodecCloser {
+  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct FrameFreer {
+  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct PacketFreer {
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct ScalerFreer {
+  void operator()(SwsContext* context) const { sws_freeContext(context); }
+};
+struct DictionaryFreer {
+  void operator()(AVDictionary* dictionary) const { av_dict_free(&dictionary); }
+};
+
+using InputHandle = std::unique_ptr<AVFormatContext, InputCloser>;
+using OutputHandle = std::unique_ptr<AVFormatContext, OutputCloser>;
+using CodecHandle = std::unique_ptr<AVCodecContext, CodecCloser>;
+using FrameHandle = std::unique_ptr<AVFrame, FrameFreer>;
+using PacketHandle = std::unique_ptr<AVPacket, PacketFreer>;
+using ScalerHandle = std::unique_ptr<SwsContext, ScalerFreer>;
+using DictionaryHandle = std::unique_ptr<AVDictionary, DictionaryFreer>;
+
+// What StreamPacket carries.
+struct PacketData {
+  PacketHandle packet; // stream_index and time stamps are the source's
+};
+
+FrameHandle newFrame(); // std::bad_alloc where there is no memory, as for the next
+PacketHandle newPacket();
+
+std::string libavText(int error);
+
+// libav writes its complaints to standard error; the program says all that there is to say itself. For the whole process.
+void silenceLibav();
+
+// libav takes "name:" before a path for a protocol.
+std::string fileUrl(const std::string& path);
+
+inline AVRational toLibav(Rational value) {
+  return {value.num, value.den};
+}
+inline Rational fromLibav(AVRational value) {
+  return {value.num, value.den};
+}
+
+} // namespace vorin::media

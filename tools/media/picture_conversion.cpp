@@ -1,0 +1,158 @@
+#include "picture_conversion.h"
+
+#include <array>
+#include <memory>
+#include <new>
+
+namespace vorin::media {
+namespace {
+
+struct Planes {
+  std::array<std::uint8_t*, 4> data{};
+  std::array<int, 4> pitches_bytes{};
+};
+
+AVPixelFormat formatOf(PixelLayout layout) {
+  return layout == PixelLayout::kNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_BGRA;
+}
+
+Planes planesOf(Picture& picture) {
+  Planes planes;
+  av_image_fill_arrays(planes.data.data(), planes.pitches_bytes.data(), picture.bytes.data(), formatOf(picture.layout),
+                       picture.size.width, picture.size.height, 1);
+  return planes;
+}
+
+bool isYuv(AVPixelFormat format) {
+  const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+  return (descriptor->flags & AV_PIX_FMT_FLAG_RGB) == 0 && descriptor->nb_components >= 3;
+}
+
+void freePicture(void* picture, std::uint8_t* /*bytes*/) {
+  delete static_cast<Picture*>(picture); // NOLINT(cppcoreguidelines-owning-memory)
+}
+
+// A frame over the picture's own memory, which it owns from now on.
+FrameHandle frameOver(Picture&& picture) {
+  auto owner = std::make_unique<Picture>(std::move(picture));
+  FrameHandle frame = newFrame();
+  const Planes planes = planesOf(*owner);
+  std::copy(planes.data.begin(), planes.data.end(), frame->data);
+  std::copy(planes.pitches_bytes.begin(), planes.pitches_bytes.end(), frame->linesize);
+  frame->format = formatOf(owner->layout);
+  frame->width = owner->size.width;
+  frame->height = owner->size.height;
+  frame->buf[0] = av_buffer_create(owner->bytes.data(), owner->bytes.size(), freePicture, owner.get(), 0);
+  if (frame->buf[0] == nullptr) {
+    throw std::bad_alloc();
+  }
+  static_cast<void>(owner.release());
+  return frame;
+}
+
+} // namespace
+
+AVPixelFormat plainFormat(AVPixelFormat format) {
+  switch (format) {
+  case AV_PIX_FMT_YUVJ420P:
+    return AV_PIX_FMT_YUV420P;
+  case AV_PIX_FMT_YUVJ422P:
+    return AV_PIX_FMT_YUV422P;
+  case AV_PIX_FMT_YUVJ444P:
+    return AV_PIX_FMT_YUV444P;
+  case AV_PIX_FMT_YUVJ440P:
+    return AV_PIX_FMT_YUV440P;
+  case AV_PIX_FMT_YUVJ411P:
+    return AV_PIX_FMT_YUV411P;
+  default:
+    return format;
+  }
+}
+
+bool impliesFullRange(AVPixelFormat format) {
+  return plainFormat(format) != format;
+}
+
+PixelLayout layoutForFormat(AVPixelFormat format, Size size) {
+  const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+  const bool is_420 = isYuv(format) && descriptor->log2_chroma_w == 1 && descriptor->log2_chroma_h == 1;
+  return layoutFor(is_420 ? PixelLayout::kNv12 : PixelLayout::kBgra, size);
+}
+
+void Scaler::prepare(const End& from, const End& to) {
+  if (context_ && from_ == from && to_ == to) {
+    return;
+  }
+  constexpr int kQuality = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+  context_.reset(sws_getContext(from.size.width, from.size.height, from.format, to.size.width, to.size.height, to.format,
+                                kQuality, nullptr, nullptr, nullptr));
+  if (!context_) {
+    throw MediaError(std::string("pictures of the kind ") + av_get_pix_fmt_name(from.format) +
+                     " cannot be converted: convert the clip with another program first");
+  }
+  // Fails where neither end is YUV, and does nothing then.
+  constexpr int kNeutral = 1 << 16;
+  static_cast<void>(sws_setColorspaceDetails(context_.get(), sws_getCoefficients(from.colours.matrix),
+                                             from.colours.full_range ? 1 : 0, sws_getCoefficients(to.colours.matrix),
+                                             to.colours.full_range ? 1 : 0, 0, kNeutral, kNeutral));
+  from_ = from;
+  to_ = to;
+}
+
+void Scaler::scale(const End& from, const std::uint8_t* const* planes, const int* pitches_bytes, const End& to,
+                   std::uint8_t* const* to_planes, const int* to_pitches_bytes) {
+  prepare(from, to);
+  sws_scale(context_.get(), planes, pitches_bytes, 0, from.size.height, to_planes, to_pitches_bytes);
+}
+
+PictureFromFrame::PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours)
+    : layout_(layout), size_(size), colours_(colours), to_library_(colours, kLibraryColours) {}
+
+Picture PictureFromFrame::convert(const AVFrame& frame) {
+  Picture picture = makePicture(layout_, size_);
+  const Planes planes = planesOf(picture);
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const Scaler::End from = {plainFormat(format), {frame.width, frame.height}, colours_};
+  scaler_.scale(from, frame.data, frame.linesize, {formatOf(layout_), size_, colours_}, planes.data.data(),
+                planes.pitches_bytes.data());
+  if (layout_ == PixelLayout::kNv12) {
+    to_library_.apply(picture);
+  }
+  return picture;
+}
+
+FrameFromPicture::FrameFromPicture(AVPixelFormat format, Size size, const YuvColours& colours)
+    : format_(format), size_(size), colours_(colours), from_library_(kLibraryColours, colours) {}
+
+YuvColours FrameFromPicture::toClip(Picture& picture) const {
+  if (picture.layout == PixelLayout::kNv12 && isYuv(format_)) {
+    from_library_.apply(picture);
+    return colours_;
+  }
+  return kLibraryColours;
+}
+
+FrameHandle FrameFromPicture::convert(Picture&& picture) {
+  if (picture.layout == PixelLayout::kNv12 && format_ == AV_PIX_FMT_NV12) {
+    static_cast<void>(toClip(picture));
+    return frameOver(std::move(picture));
+  }
+  FrameHandle frame = newFrame();
+  frame->format = format_;
+  frame->width = size_.width;
+  frame->height = size_.height;
+  if (av_frame_get_buffer(frame.get(), 0) < 0) {
+    throw std::bad_alloc();
+  }
+  convert(std::move(picture), frame->data, frame->linesize);
+  return frame;
+}
+
+void FrameFromPicture::convert(Picture&& picture, std::uint8_t* const* planes, const int* pitches_bytes) {
+  const YuvColours colours = toClip(picture);
+  const Planes from = planesOf(picture);
+  scaler_.scale({formatOf(picture.layout), picture.size, colours}, from.data.data(), from.pitches_bytes.data(),
+                {format_, size_, colours_}, planes, pitches_bytes);
+}
+
+} // namespace vorin::media

@@ -1,0 +1,197 @@
+#include "pipe_format.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <sstream>
+#include <string_view>
+
+namespace vorin::media {
+namespace {
+
+constexpr int kLargestSide = 16384;
+constexpr std::string_view kY4mWord = "YUV4MPEG2";
+
+struct RawRow {
+  std::string_view name;
+  RawPixels pixels;
+  bool even_width;
+  bool even_height;
+};
+
+constexpr std::array kRawRows = {
+    RawRow{"bgra", RawPixels::kBgra, false, false},   RawRow{"rgba", RawPixels::kRgba, false, false},
+    RawRow{"bgr24", RawPixels::kBgr24, false, false}, RawRow{"nv12", RawPixels::kNv12, true, true},
+    RawRow{"yuy2", RawPixels::kYuy2, true, false},    RawRow{"yuyv422", RawPixels::kYuy2, true, false},
+};
+
+std::optional<int> wholeNumber(std::string_view text) {
+  int value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+// The text before the first separator and the one behind it.
+std::optional<std::pair<std::string_view, std::string_view>> cut(std::string_view text, char separator) {
+  const std::size_t at = text.find(separator);
+  if (at == std::string_view::npos) {
+    return std::nullopt;
+  }
+  return std::pair(text.substr(0, at), text.substr(at + 1));
+}
+
+std::optional<Size> parseSize(std::string_view text) {
+  const auto sides = cut(text, 'x');
+  const auto width = sides ? wholeNumber(sides->first) : std::nullopt;
+  const auto height = sides ? wholeNumber(sides->second) : std::nullopt;
+  const auto fits = [](std::optional<int> side) { return side && *side > 0 && *side <= kLargestSide; };
+  return fits(width) && fits(height) ? std::optional(Size{*width, *height}) : std::nullopt;
+}
+
+std::optional<Rational> parseRatio(std::string_view text, char separator) {
+  const auto parts = cut(text, separator);
+  const auto num = parts ? wholeNumber(parts->first) : std::nullopt;
+  const auto den = parts ? wholeNumber(parts->second) : std::nullopt;
+  return num && den && *num > 0 && *den > 0 ? std::optional(Rational{*num, *den}) : std::nullopt;
+}
+
+// 25, 30000/1001 or 29.97
+std::optional<Rational> parseRate(std::string_view text) {
+  if (const auto ratio = parseRatio(text, '/')) {
+    return ratio;
+  }
+  if (const auto whole = wholeNumber(text)) {
+    return *whole > 0 ? std::optional(Rational{*whole, 1}) : std::nullopt;
+  }
+  constexpr int kThousandths = 1000;
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool fits = error == std::errc() && end == text.data() + text.size() && value >= 0.001 && value <= 10000;
+  return fits ? std::optional(Rational{static_cast<int>(std::lround(value * kThousandths)), kThousandths}) : std::nullopt;
+}
+
+const RawRow* findRawRow(std::string_view name) {
+  for (const RawRow& row : kRawRows) {
+    if (row.name == name) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+void readColour(VideoInfo& info, const std::string& value) {
+  constexpr int kLeft = 1; // of libav's chroma positions
+  constexpr int kCentre = 2;
+  constexpr int kTopLeft = 3;
+  if (value == "420mpeg2") {
+    info.colours.chroma_position = kLeft;
+  } else if (value == "420" || value == "420jpeg") {
+    info.colours.chroma_position = kCentre;
+  } else if (value == "420paldv") {
+    info.colours.chroma_position = kTopLeft;
+  } else {
+    throw MediaError(info.name + " is Y4M of the kind C" + value +
+                     ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
+  }
+}
+
+void readParameter(VideoInfo& info, const std::string& word) {
+  const std::string value = word.substr(1);
+  switch (word.front()) {
+  case 'W':
+    info.size.width = wholeNumber(value).value_or(0);
+    return;
+  case 'H':
+    info.size.height = wholeNumber(value).value_or(0);
+    return;
+  case 'F':
+    info.frame_rate = parseRatio(value, ':').value_or(Rational{});
+    break;
+  case 'A':
+    info.pixel_aspect = parseRatio(value, ':').value_or(Rational{});
+    break;
+  case 'C':
+    readColour(info, value);
+    break;
+  case 'X':
+    if (value == "COLORRANGE=FULL" || value == "COLORRANGE=LIMITED") {
+      info.colours.range_is_known = true;
+      info.colours.full_range = value == "COLORRANGE=FULL";
+    }
+    break;
+  default:
+    break;
+  }
+  info.y4m_parameters += ' ' + word;
+}
+
+std::string ratioText(char letter, Rational value) {
+  return std::string(" ") + letter + std::to_string(value.num) + ':' + std::to_string(value.den);
+}
+
+} // namespace
+
+RawFormat parseRawFormat(const std::string& text) {
+  const auto kind = cut(text, ':');
+  const auto shape = kind ? cut(kind->second, '@') : std::nullopt;
+  const RawRow* row = kind ? findRawRow(kind->first) : nullptr;
+  const auto size = shape ? parseSize(shape->first) : std::nullopt;
+  const auto rate = shape ? parseRate(shape->second) : std::nullopt;
+  if (kind && row == nullptr) {
+    throw OptionError("unknown pixels in --raw '" + text + "': use one of " + rawPixelNames());
+  }
+  if (!size || !rate) {
+    throw OptionError("--raw '" + text + "' cannot be read: write it as nv12:1280x720@30, the rate also as 30000/1001");
+  }
+  if ((row->even_width && size->width % 2 != 0) || (row->even_height && size->height % 2 != 0)) {
+    throw OptionError("--raw '" + text + "' has an odd size, which " + std::string(row->name) + " cannot hold: use bgra");
+  }
+  return {row->pixels, *size, *rate};
+}
+
+std::string rawPixelNames() {
+  std::string names;
+  for (const RawRow& row : kRawRows) {
+    names += (names.empty() ? "" : ", ") + std::string(row.name);
+  }
+  return names;
+}
+
+VideoInfo parseY4mHeader(const std::string& line, const std::string& name) {
+  std::istringstream words(line);
+  std::string word;
+  words >> word;
+  if (word != kY4mWord) {
+    throw MediaError(name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
+  }
+  VideoInfo info;
+  info.name = name;
+  while (words >> word) {
+    readParameter(info, word);
+  }
+  const auto fits = [](int side) { return side > 0 && side <= kLargestSide; };
+  if (!fits(info.size.width) || !fits(info.size.height)) {
+    throw MediaError(name + " is Y4M without a usable size: it must name W and H, each up to " + std::to_string(kLargestSide));
+  }
+  if (info.frame_rate.num == 0) {
+    info.frame_rate = {25, 1};
+  }
+  info.time_base = {info.frame_rate.den, info.frame_rate.num};
+  info.layout = layoutFor(PixelLayout::kNv12, info.size);
+  return info;
+}
+
+std::string y4mHeader(const VideoInfo& source, Size size) {
+  std::string line = std::string(kY4mWord) + " W" + std::to_string(size.width) + " H" + std::to_string(size.height);
+  if (!source.y4m_parameters.empty()) {
+    return line + source.y4m_parameters + '\n';
+  }
+  constexpr int kCentre = 2;
+  line += source.frame_rate.num > 0 ? ratioText('F', source.frame_rate) : " F25:1";
+  line += " Ip" + ratioText('A', source.pixel_aspect.num > 0 ? source.pixel_aspect : Rational{1, 1});
+  line += source.colours.chroma_position == kCentre ? " C420jpeg" : " C420mpeg2";
+  line += source.colours.full_range ? " XCOLORRANGE=FULL" : " XCOLORRANGE=LIMITED";
+  return line + '\n';
+}
+
+} // namespace vorin::media

@@ -1,0 +1,32 @@
+// pipe_format.h: what goes through a pipe: raw frames, of which the user tells the kind, or Y4M, which tells itself.
+//
+// Y4M (YUV4MPEG2, as the MJPEG tools' yuv4mpeg(5) describes it): a header line "YUV4MPEG2" with parameters W, H, F (rate), I
+// (interlacing), A (pixel aspect), C (colour) and X (comments), then for each frame a line "FRAME" and the planes Y, U, V. Taken
+// and written is 8-bit 4:2:0. The header's parameters other than the size go from a source to a sink as they are.
+#pragma once
+
+#include "frames.h"
+
+namespace vorin::media {
+
+enum class RawPixels { kBgra, kRgba, kBgr24, kNv12, kYuy2, kI420 };
+
+struct RawFormat {
+  RawPixels pixels = RawPixels::kBgra;
+  Size size;
+  Rational rate;
+};
+
+// FORMAT:WxH@FPS, such as nv12:1280x720@30000/1001. An OptionError for anything else.
+RawFormat parseRawFormat(const std::string& text);
+
+// bgra, rgba, bgr24, nv12, yuy2 (or yuyv422)
+std::string rawPixelNames();
+
+// The header line without its end. Throws a MediaError, with name in it. The colours are those of what players assume.
+VideoInfo parseY4mHeader(const std::string& line, const std::string& name);
+
+// The header line, with its end, for pictures of this size.
+std::string y4mHeader(const VideoInfo& source, Size size);
+
+} // namespace vorin::media

@@ -1,0 +1,155 @@
+#include "pipeline.h"
+
+#include "bounded_queue.h"
+
+#include <chrono>
+#include <exception>
+#include <thread>
+#include <utility>
+
+namespace vorin::media {
+namespace {
+
+constexpr std::size_t kFramesThatWait = 4;
+constexpr std::size_t kBytesOfPacket = 4096; // more or less: packets hold no pixels
+
+std::size_t bytesOf(const Item& item) {
+  const auto* frame = std::get_if<VideoFrame>(&item);
+  return frame == nullptr ? kBytesOfPacket : frame->picture.bytes.size();
+}
+
+std::size_t capacityFor(PixelLayout layout, Size size) {
+  return kFramesThatWait * (makePicture(layout, size).bytes.size() + kBytesOfPacket);
+}
+
+// The two threads and what lies between them and the caller's. Its end ends both.
+class Threads {
+public:
+  Threads(FrameSource& source, FrameSink& sink, const std::atomic<bool>& cancelled)
+      : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
+        drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled),
+        reader_([this] { readAhead(); }), writer_([this] { writeBehind(); }) {}
+
+  ~Threads() { stop(); }
+  Threads(const Threads&) = delete;
+  Threads& operator=(const Threads&) = delete;
+
+  // Nothing at the end of the source, and when cancelled.
+  std::optional<Item> next() { return read_.pop(); }
+
+  // False when the sink has failed or the work is cancelled.
+  bool write(Item&& item) {
+    const std::size_t bytes = bytesOf(item);
+    return drawn_.push(std::move(item), bytes);
+  }
+
+  // Waits until all is written.
+  void join() {
+    drawn_.close();
+    writer_.join();
+    read_.abort();
+    reader_.join();
+    rethrow();
+  }
+
+  void stop() {
+    read_.abort();
+    drawn_.abort();
+    if (reader_.joinable()) {
+      source_.interrupt();
+      reader_.join();
+    }
+    if (writer_.joinable()) {
+      sink_.interrupt();
+      writer_.join();
+    }
+  }
+
+  void rethrow() const {
+    for (const std::exception_ptr& failure : {source_failure_, sink_failure_}) {
+      if (failure) {
+        std::rethrow_exception(failure);
+      }
+    }
+  }
+
+private:
+  void readAhead() {
+    try {
+      while (std::optional<Item> item = source_.next()) {
+        const std::size_t bytes = bytesOf(*item);
+        if (!read_.push(*std::move(item), bytes)) {
+          return;
+        }
+      }
+    } catch (...) {
+      source_failure_ = std::current_exception();
+    }
+    read_.close();
+  }
+
+  void writeBehind() {
+    try {
+      while (std::optional<Item> item = drawn_.pop()) {
+        std::visit([this](auto& what) { sink_.write(std::move(what)); }, *item);
+      }
+    } catch (...) {
+      sink_failure_ = std::current_exception();
+      drawn_.abort();
+    }
+  }
+
+  FrameSource& source_;
+  FrameSink& sink_;
+  BoundedQueue<Item> read_;
+  BoundedQueue<Item> drawn_;
+  std::exception_ptr source_failure_; // each set by its thread, read after its end
+  std::exception_ptr sink_failure_;
+  std::thread reader_;
+  std::thread writer_;
+};
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+} // namespace
+
+PipelineResult runPipeline(FrameSource& source, FrameSink& sink, const FrameEffect& effect, const PipelineOptions& options) {
+  const auto start = std::chrono::steady_clock::now();
+  const PixelLayout layout = layoutFor(source.info().layout, sink.size());
+  PipelineResult result;
+  Threads threads(source, sink, options.cancelled);
+  while (std::optional<Item> item = threads.next()) {
+    if (auto* frame = std::get_if<VideoFrame>(&*item)) {
+      Picture drawing = makePicture(layout, sink.size());
+      effect(*frame, drawing);
+      frame->picture = std::move(drawing);
+      if (!threads.write(*std::move(item))) {
+        break;
+      }
+      ++result.frames;
+      if (options.on_frame) {
+        options.on_frame({result.frames, source.info().frames_expected, millisecondsSince(start)});
+      }
+    } else if (!threads.write(*std::move(item))) {
+      break;
+    }
+  }
+  if (options.cancelled) {
+    threads.stop();
+    threads.rethrow();
+  } else {
+    threads.join();
+  }
+  result.cancelled = options.cancelled; // perhaps only now
+  if (result.cancelled) {
+    sink.finishEarly();
+  } else {
+    sink.finish();
+    result.damage = source.damage();
+  }
+  return result;
+}
+
+} // namespace vorin::media

@@ -1,0 +1,169 @@
+#include "video_encoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+namespace vorin::media {
+namespace {
+
+// What the encoders are used with. The speeds are such that encoding does not hold up the drawing.
+struct EncoderRow {
+  std::string_view name; // as the user may call it
+  const char* encoder;
+  int usual_crf;
+  const char* settings; // of the encoder's own
+};
+
+constexpr std::array kEncoders = {
+    EncoderRow{"h264", "libx264", 20, "preset=veryfast"},
+    EncoderRow{"h265", "libx265", 24, "preset=veryfast,x265-params=log-level=none"},
+    EncoderRow{"hevc", "libx265", 24, "preset=veryfast,x265-params=log-level=none"},
+    EncoderRow{"vp9", "libvpx-vp9", 31, "deadline=good,cpu-used=5,row-mt=1"},
+    EncoderRow{"av1", "libaom-av1", 35, "usage=realtime,cpu-used=8,row-mt=1"},
+};
+
+const EncoderRow* findRow(const std::string& codec) {
+  const auto* row = std::find_if(kEncoders.begin(), kEncoders.end(),
+                                 [&](const EncoderRow& each) { return each.name == codec || each.encoder == codec; });
+  return row == kEncoders.end() ? nullptr : row;
+}
+
+const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& container) {
+  const EncoderRow* row = findRow(codec);
+  const AVCodec* encoder = avcodec_find_encoder_by_name(row != nullptr ? row->encoder : codec.c_str());
+  if (encoder == nullptr || encoder->type != AVMEDIA_TYPE_VIDEO) {
+    throw OptionError("there is no encoder for --codec '" + codec +
+                      "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
+  }
+  if (avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL) != 1) {
+    throw OptionError("a file of the kind " + std::string(container.name) + " cannot hold --codec '" + codec +
+                      "': name the output .mkv");
+  }
+  return *encoder;
+}
+
+bool needsEvenSize(const AVCodec& encoder) {
+  return encoder.id == AV_CODEC_ID_H264 || encoder.id == AV_CODEC_ID_HEVC;
+}
+
+AVPixelFormat chooseFormat(const AVCodec& encoder, Size size) {
+  if (encoder.pix_fmts == nullptr) {
+    return AV_PIX_FMT_YUV420P;
+  }
+  const bool is_odd = size.width % 2 != 0 || size.height % 2 != 0;
+  if (is_odd && needsEvenSize(encoder)) {
+    return avcodec_find_best_pix_fmt_of_list(encoder.pix_fmts, AV_PIX_FMT_YUV444P, 0, nullptr);
+  }
+  const AVPixelFormat* end = encoder.pix_fmts;
+  while (*end != AV_PIX_FMT_NONE) {
+    ++end;
+  }
+  for (const AVPixelFormat wanted : {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P}) { // NV12 goes in without another copy
+    if (!is_odd && std::find(encoder.pix_fmts, end, wanted) != end) {
+      return wanted;
+    }
+  }
+  return avcodec_find_best_pix_fmt_of_list(encoder.pix_fmts, AV_PIX_FMT_YUV420P, 0, nullptr);
+}
+
+void setQuality(AVCodecContext& context, const ClipWriterOptions& options) {
+  const EncoderRow* row = findRow(options.codec);
+  const bool has_crf = av_opt_find(context.priv_data, "crf", nullptr, 0, 0) != nullptr;
+  if (options.crf && !has_crf) {
+    throw OptionError("the encoder of --codec '" + options.codec + "' knows no --crf: leave it out");
+  }
+  if (has_crf && (options.crf || row != nullptr)) {
+    const int crf = options.crf.value_or(row != nullptr ? row->usual_crf : 0);
+    if (av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
+      throw OptionError("--crf " + std::to_string(crf) + " is not a quality of --codec '" + options.codec +
+                        "': use 0 (best) to 51, 63 for vp9 and av1");
+    }
+    context.bit_rate = 0; // or it would be a limit
+  }
+  if (!has_crf) {
+    constexpr int kGood = 3; // of 2 to 31
+    context.flags |= AV_CODEC_FLAG_QSCALE;
+    context.global_quality = kGood * FF_QP2LAMBDA;
+  }
+}
+
+} // namespace
+
+VideoEncoder::VideoEncoder(const VideoInfo& source, Size size, const ClipWriterOptions& options,
+                           const AVOutputFormat& container) {
+  const AVCodec& encoder = findEncoder(options.codec, container);
+  codec_.reset(avcodec_alloc_context3(&encoder));
+  if (!codec_) {
+    throw std::bad_alloc();
+  }
+  setPictures(source, size, chooseFormat(encoder, size));
+  if (const EncoderRow* row = findRow(options.codec)) {
+    static_cast<void>(av_set_options_string(codec_->priv_data, row->settings, "=", ","));
+  }
+  setQuality(*codec_, options);
+  if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
+    codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  }
+  if (encoder.id == AV_CODEC_ID_HEVC && std::strcmp(container.name, "matroska") != 0) {
+    codec_->codec_tag = MKTAG('h', 'v', 'c', '1'); // the one of the two that all players take
+  }
+  const int status = avcodec_open2(codec_.get(), &encoder, nullptr);
+  if (status < 0) {
+    throw OptionError("--codec '" + options.codec + "' cannot encode pictures of " + std::to_string(size.width) + "x" +
+                      std::to_string(size.height) + " at this rate (" + libavText(status) + "): use h264");
+  }
+}
+
+void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat format) {
+  const YuvColours colours = yuvColours(source.colours, size);
+  AVCodecContext& context = *codec_;
+  context.width = size.width;
+  context.height = size.height;
+  context.pix_fmt = format;
+  context.time_base = toLibav(source.time_base);
+  context.framerate = toLibav(source.frame_rate);
+  context.sample_aspect_ratio = toLibav(source.pixel_aspect);
+  context.thread_count = 0;
+  context.colorspace = static_cast<AVColorSpace>(source.colours.matrix);
+  context.color_primaries = static_cast<AVColorPrimaries>(source.colours.primaries);
+  context.color_trc = static_cast<AVColorTransferCharacteristic>(source.colours.transfer);
+  context.chroma_sample_location = static_cast<AVChromaLocation>(source.colours.chroma_position);
+  if (source.colours.range_is_known) {
+    context.color_range = colours.full_range ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  }
+  to_frame_.emplace(plainFormat(format), size, colours);
+}
+
+void VideoEncoder::send(VideoFrame&& frame) {
+  durations_[frame.time] = frame.duration;
+  const FrameHandle pixels = to_frame_->convert(std::move(frame.picture));
+  pixels->pts = frame.time;
+  pixels->pkt_duration = frame.duration;
+  const int status = avcodec_send_frame(codec_.get(), pixels.get());
+  if (status < 0) {
+    throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
+  }
+}
+
+void VideoEncoder::sendEnd() {
+  static_cast<void>(avcodec_send_frame(codec_.get(), nullptr));
+}
+
+bool VideoEncoder::receive(AVPacket& packet) {
+  const int status = avcodec_receive_packet(codec_.get(), &packet);
+  if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) {
+    return false;
+  }
+  if (status < 0) {
+    throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
+  }
+  if (const auto duration = durations_.find(packet.pts); duration != durations_.end()) {
+    packet.duration = duration->second;
+    durations_.erase(duration);
+  }
+  return true;
+}
+
+} // namespace vorin::media
