@@ -57,6 +57,9 @@ if(VORIN_BUILD_TOOLS)
     set_target_properties(vorin-stylize vorin-pack PROPERTIES INSTALL_RPATH "${vorin_program_rpath}")
     include(${PROJECT_SOURCE_DIR}/softgpu/InstallSoftwareDevice.cmake)
     vorin_install_software_device(${vorin_runtime_dir} ${vorin_runtime_wanted})
+    include(ManPage)
+    vorin_add_man_page(vorin-stylize "repaint pictures in an artistic style")
+    vorin_add_man_page(vorin-pack "make and check packages of style networks")
   endif()
   install(TARGETS vorin-stylize vorin-pack RUNTIME COMPONENT programs)
 endif()
@@ -66,3 +69,7 @@ install(
   COMPONENT models
   OPTIONAL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${vorin_doc_dir} COMPONENT library)
+# The inference runtime's own, and those of what is inside it.
+file(GLOB_RECURSE vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/venv/lib/python3*/site-packages/openvino-*.dist-info/licenses/*
+     ${PROJECT_SOURCE_DIR}/build/windows-deps/openvino/licenses/*)
+install(FILES ${vorin_runtime_licenses} DESTINATION ${vorin_doc_dir}/licenses/openvino COMPONENT library)

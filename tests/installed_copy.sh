@@ -28,6 +28,10 @@ cp -r "$source_dir/examples" "$work/examples"
 quietly env "PKG_CONFIG_PATH=$work/copy/lib/pkgconfig" make -C "$work/examples/with_pkg_config"
 expect "drew 320 x 180 pixels" "$source_dir/scripts/with-softgpu" --build "$build" "$work/examples/with_pkg_config/restyle_a_frame"
 
+for program in vorin-stylize vorin-pack; do
+  expect "Exit status" cat "$work/copy/share/man/man1/$program.1"
+done
+
 mv "$work/copy" "$work/a copy"
 mkdir "$work/home"
 cp "$photo" "$work/home/photo.png"

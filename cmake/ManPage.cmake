@@ -1,0 +1,20 @@
+# vorin_add_man_page(<program target> <what it does>) makes <program>.1 from the program's own --help, so that both say the same, and
+# installs it.
+find_program(VORIN_HELP2MAN help2man)
+mark_as_advanced(VORIN_HELP2MAN)
+
+function(vorin_add_man_page program purpose)
+  if(NOT VORIN_HELP2MAN)
+    message(STATUS "No man pages: help2man is not installed")
+    return()
+  endif()
+  set(page ${CMAKE_CURRENT_BINARY_DIR}/${program}.1)
+  add_custom_command(
+    OUTPUT ${page}
+    COMMAND ${VORIN_HELP2MAN} --no-info "--name=${purpose}" --output=${page} $<TARGET_FILE:${program}>
+    DEPENDS ${program}
+    COMMENT "Making the man page of ${program}"
+    VERBATIM)
+  add_custom_target(${program}_man_page ALL DEPENDS ${page})
+  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
+endfunction()
