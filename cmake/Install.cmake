@@ -6,10 +6,12 @@
 include(CMakePackageConfigHelpers)
 
 set(vorin_doc_dir ${CMAKE_INSTALL_DOCDIR})
+set(vorin_license_dir ${CMAKE_INSTALL_DOCDIR}/licenses)
 set(vorin_model_dir ${CMAKE_INSTALL_DATADIR}/vorin-stt/models)
 if(WIN32)
   set(vorin_runtime_dir ${CMAKE_INSTALL_BINDIR})
   set(vorin_doc_dir .)
+  set(vorin_license_dir licenses)
   set(vorin_model_dir models)
 else()
   set(vorin_runtime_dir ${CMAKE_INSTALL_LIBDIR}/vorin-stt)
@@ -37,6 +39,11 @@ install(FILES ${PROJECT_BINARY_DIR}/vorin_sttConfigVersion.cmake DESTINATION ${v
 if(NOT WIN32)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/vorin_stt.pc.in ${PROJECT_BINARY_DIR}/vorin_stt.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/vorin_stt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
+
+if(MINGW)
+  install(FILES ${PROJECT_BINARY_DIR}/vorin_stt.lib DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development) # for MSVC
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/windows-package/README.txt DESTINATION . COMPONENT library)
 endif()
 
 # ---- the inference runtime: what reads IR and ONNX networks and runs them on GPUs and processors, and nothing of other devices ----
@@ -70,6 +77,11 @@ install(
   OPTIONAL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${vorin_doc_dir} COMPONENT library)
 # The inference runtime's own, and those of what is inside it.
-file(GLOB_RECURSE vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/venv/lib/python3*/site-packages/openvino-*.dist-info/licenses/*
-     ${PROJECT_SOURCE_DIR}/build/windows-deps/openvino/licenses/*)
-install(FILES ${vorin_runtime_licenses} DESTINATION ${vorin_doc_dir}/licenses/openvino COMPONENT library)
+if(WIN32)
+  file(GLOB vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/windows-deps/openvino/licenses/*)
+  # OpenCV and the compiler's libraries are inside the DLL and the programs.
+  install(FILES ${PROJECT_SOURCE_DIR}/build/windows-deps/opencv/LICENSE DESTINATION ${vorin_license_dir}/opencv COMPONENT library)
+else()
+  file(GLOB_RECURSE vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/venv/lib/python3*/site-packages/openvino-*.dist-info/licenses/*)
+endif()
+install(FILES ${vorin_runtime_licenses} DESTINATION ${vorin_license_dir}/openvino COMPONENT library)
