@@ -1,5 +1,7 @@
 #include "output_path.h"
 
+#include "utf8_path.h"
+
 #include <random>
 #include <string_view>
 #include <system_error>
@@ -23,11 +25,11 @@ std::optional<std::string> reasonAgainstFolder(const fs::path& folder) {
     upper /= part;
     const fs::file_status status = fs::status(upper, error);
     if (fs::exists(status) && !fs::is_directory(status)) {
-      return "cannot be written: '" + upper.string() + "' is not a folder: choose another one";
+      return "cannot be written: '" + utf8Text(upper) + "' is not a folder: choose another one";
     }
   }
   if (!fs::is_directory(folder, error)) {
-    return "cannot be written: the folder '" + folder.string() + "' does not exist: make it first";
+    return "cannot be written: the folder '" + utf8Text(folder) + "' does not exist: make it first";
   }
   return std::nullopt;
 }

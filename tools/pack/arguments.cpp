@@ -1,8 +1,12 @@
 #include "arguments.h"
 
 #include "failure.h"
+#include "utf8_path.h"
 
 #include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iterator>
 
 namespace vorin::pack {
 namespace {
@@ -75,7 +79,7 @@ void addQuantised(std::vector<CataloguePart>& parts, const std::string& file) {
     throw usage("--int8 " + file + ": the library asks for no quantised twin of " + parts.back().network.name +
                 ": leave it out, or name it in --as");
   }
-  parts.back().quantised_file = file;
+  parts.back().quantised_file = tools::pathFromUtf8(file);
 }
 
 void addBuild(CLI::App& app, RawArguments& raw) {
@@ -90,7 +94,7 @@ void addBuild(CLI::App& app, RawArguments& raw) {
       ->allow_extra_args(false);
   // These two depend on each other's order, so they are taken in while the line is read.
   const auto take_network = [&raw](const std::vector<std::string>& values) {
-    raw.catalogue_parts.push_back({checkedNetwork(values.at(0)), values.at(1), std::nullopt});
+    raw.catalogue_parts.push_back({checkedNetwork(values.at(0)), tools::pathFromUtf8(values.at(1)), std::nullopt});
   };
   build->add_option_function<std::vector<std::string>>("--as", take_network, "Pack FILE as that network of the library")
       ->type_size(2)
@@ -127,13 +131,13 @@ NamedFile checkedNamedFile(const std::string& text) {
   if (separator == 0 || separator == std::string::npos || separator + 1 == text.size()) {
     throw usage("--name '" + text + "' is not of the form ENTRY=FILE: write it as net.xml=folder/net.onnx");
   }
-  return {text.substr(0, separator), text.substr(separator + 1)};
+  return {text.substr(0, separator), tools::pathFromUtf8(text.substr(separator + 1))};
 }
 
 BuildArguments checkedBuild(const RawArguments& raw) {
   BuildArguments build;
-  build.package = raw.package;
-  build.networks.assign(raw.files.begin(), raw.files.end());
+  build.package = tools::pathFromUtf8(raw.package);
+  std::transform(raw.files.begin(), raw.files.end(), std::back_inserter(build.networks), tools::pathFromUtf8);
   for (const std::string& text : raw.named) {
     build.named_files.push_back(checkedNamedFile(text));
   }
@@ -147,7 +151,7 @@ BuildArguments checkedBuild(const RawArguments& raw) {
 }
 
 VerifyArguments checkedVerify(const RawArguments& raw) {
-  VerifyArguments verify = {raw.package, {}};
+  VerifyArguments verify = {tools::pathFromUtf8(raw.package), {}};
   for (const std::string& name : raw.files) {
     verify.networks.push_back(checkedNetwork(name));
   }
@@ -163,6 +167,7 @@ VerifyArguments checkedVerify(const RawArguments& raw) {
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
   CLI::App app("Packs neural networks for the style-transfer library, and looks into such packages.", "vorin-pack");
+  app.allow_windows_style_options(false); // "/name" is a file on every system
   app.set_help_flag("-h,--help", "Print this help");
   app.add_flag("--version", raw.version, "Print the program's version");
   app.require_subcommand(0, 1);
@@ -183,13 +188,13 @@ Arguments parseArguments(int count, const char* const* arguments) {
     return checkedBuild(raw);
   }
   if (app.got_subcommand("list")) {
-    return ListArguments{raw.package, raw.as_json};
+    return ListArguments{tools::pathFromUtf8(raw.package), raw.as_json};
   }
   if (app.got_subcommand("verify")) {
     return checkedVerify(raw);
   }
   if (app.got_subcommand("extract")) {
-    return ExtractArguments{raw.package, raw.files, raw.folder, raw.overwrite};
+    return ExtractArguments{tools::pathFromUtf8(raw.package), raw.files, tools::pathFromUtf8(raw.folder), raw.overwrite};
   }
   throw usage("no command given: build, list, verify or extract; see vorin-pack --help");
 }

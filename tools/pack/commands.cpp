@@ -7,6 +7,7 @@
 #include "output_file.h"
 #include "package_directory.h"
 #include "package_writer.h"
+#include "utf8_path.h"
 #include "verification.h"
 
 #include <cstdio>
@@ -35,14 +36,14 @@ public:
   void addNamed(const NamedFile& named) {
     if (!isNetworkName(named.file)) {
       requireFile(named.file);
-      if (fs::path(named.entry_name).extension() == ".xml") {
+      if (tools::pathFromUtf8(named.entry_name).extension() == ".xml") {
         throw Failure("the entry name " + quoted(named.entry_name) + " promises a network, and " + quotedPath(named.file) +
                       " is none, an .xml or .onnx file: name one, or choose another ending");
       }
       files_.push_back({named.entry_name, named.file});
       return;
     }
-    if (fs::path(named.entry_name).extension() != ".xml") {
+    if (tools::pathFromUtf8(named.entry_name).extension() != ".xml") {
       throw Failure("the entry name " + quoted(named.entry_name) +
                     " is to hold a network and does not end in .xml: give it that ending");
     }
@@ -54,8 +55,8 @@ public:
     if (part.network.hasTwin()) {
       addNetwork(part.network.quantised_entry, part.quantised_file.value_or(part.file));
       if (!part.quantised_file) {
-        printLine(part.network.name + ": no --int8 given, so devices that work with 8-bit integers get '" + part.file.string() +
-                  "' too");
+        printLine(part.network.name + ": no --int8 given, so devices that work with 8-bit integers get '" +
+                  tools::utf8Text(part.file) + "' too");
       }
     }
   }
@@ -85,7 +86,7 @@ ExitStatus run(const BuildArguments& arguments) {
   requireWritable(arguments.package, arguments.overwrite); // before the networks are read, which takes time
   PackageContent content(arguments.half_precision);
   for (const fs::path& file : arguments.networks) {
-    content.addNetwork(file.stem().string() + ".xml", file);
+    content.addNetwork(tools::utf8Text(file.stem()) + ".xml", file);
   }
   for (const NamedFile& named : arguments.named_files) {
     content.addNamed(named);
@@ -95,7 +96,7 @@ ExitStatus run(const BuildArguments& arguments) {
   }
   requireOtherFile(arguments.package, content.files());
   writePackage(content.files(), arguments.package, arguments.overwrite);
-  printLine("wrote '" + arguments.package.string() + "' with " + std::to_string(content.files().size()) + " entries");
+  printLine("wrote '" + tools::utf8Text(arguments.package) + "' with " + std::to_string(content.files().size()) + " entries");
   return ExitStatus::kDone;
 }
 
@@ -143,7 +144,7 @@ ExitStatus run(const VerifyArguments& arguments) {
 
 ExitStatus run(const ExtractArguments& arguments) {
   const std::size_t count = extractEntries(arguments.package, arguments.entry_names, arguments.folder, arguments.overwrite);
-  printLine("wrote " + std::to_string(count) + " files to '" + arguments.folder.string() + "'");
+  printLine("wrote " + std::to_string(count) + " files to '" + tools::utf8Text(arguments.folder) + "'");
   return ExitStatus::kDone;
 }
 

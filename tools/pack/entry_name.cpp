@@ -1,5 +1,7 @@
 #include "entry_name.h"
 
+#include "utf8_path.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -64,7 +66,7 @@ std::string quoted(const std::string& name) {
 }
 
 std::string quotedPath(const std::filesystem::path& file) {
-  return quoted(file.string());
+  return quoted(tools::utf8Text(file));
 }
 
 std::string jsonText(const std::string& name) {
@@ -94,7 +96,7 @@ std::string unusableAsFileName(const std::string& name) {
   if (std::any_of(name.begin(), name.end(), isControl)) {
     return "holds a control character";
   }
-  return {};
+  return isReservedFileName(name) ? "is none for a file on this system" : "";
 }
 
 } // namespace vorin::pack

@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "output_file.h"
 #include "package_directory.h"
+#include "utf8_path.h"
 
 #include <set>
 
@@ -61,10 +62,10 @@ std::size_t extractEntries(const fs::path& package, const std::vector<std::strin
   }
   makeFolder(folder);
   for (const PackageEntry& entry : entries) {
-    requireWritable(folder / entry.name, overwrite);
+    requireWritable(folder / tools::pathFromUtf8(entry.name), overwrite);
   }
   for (const PackageEntry& entry : entries) {
-    OutputFile output(folder / entry.name, overwrite);
+    OutputFile output(folder / tools::pathFromUtf8(entry.name), overwrite);
     readEntry(package, entry, [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();
   }

@@ -2,17 +2,21 @@
 
 #include "arguments.h"
 #include "cancellation.h"
+#include "command_line.h"
 #include "commands.h"
+#include "standard_streams.h"
 
 #include <exception>
 #include <new>
 
 int main(int count, char** arguments) {
   using namespace vorin::pack;
+  vorin::tools::prepareStandardStreams();
   handleCancellation();
   ExitStatus status = ExitStatus::kFailed;
   try {
-    status = runCommand(parseArguments(count, arguments));
+    const vorin::tools::CommandLine line(count, arguments);
+    status = runCommand(parseArguments(line.count(), line.arguments()));
   } catch (const Failure& failure) {
     status = failure.status();
     printLine(failure.what());

@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "onnx_to_ir.h"
 #include "temporary_folder.h"
+#include "utf8_path.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string lowerCaseExtension(const fs::path& file) {
-  std::string extension = file.extension().string();
+  std::string extension = tools::utf8Text(file.extension());
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
   return extension;
@@ -85,13 +86,13 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
 NetworkFiles NetworkSource::loadIr(const fs::path& file) {
   const fs::path weights = fs::path(file).replace_extension(".bin");
   if (!fs::is_regular_file(weights)) {
-    throw Failure(quotedPath(file) + " has no weights: put '" + weights.filename().string() + "' beside it");
+    throw Failure(quotedPath(file) + " has no weights: put '" + tools::utf8Text(weights.filename()) + "' beside it");
   }
   if (!looksLikeIr(file)) {
     throw Failure(quotedPath(file) + " is not a network in OpenVINO's IR: export it as that or as ONNX");
   }
   try {
-    core_.read_model(file.string(), weights.string());
+    core_.read_model(tools::utf8Text(file), tools::utf8Text(weights));
   } catch (const std::exception& error) {
     throw Failure(quotedPath(file) + " is not a network that the runtime can read (" + runtimeReason(error) +
                   "): export it anew as OpenVINO IR or ONNX");
@@ -106,6 +107,8 @@ NetworkFiles NetworkSource::convertOnnx(const fs::path& file) {
   const fs::path network = converted_->path() / (std::to_string(loaded_.size()) + ".xml");
   try {
     convertOnnxToIr(file, network, half_precision_);
+  } catch (const Failure&) {
+    throw;
   } catch (const std::exception& error) {
     throw Failure(quotedPath(file) + " is not an ONNX network that the runtime can convert (" + runtimeReason(error) +
                   "): export it anew, or convert it with OpenVINO's own tools and pack the IR");

@@ -2,6 +2,7 @@
 
 #include "entry_name.h"
 #include "failure.h"
+#include "new_file.h"
 #include "output_path.h"
 
 #include <cerrno>
@@ -41,15 +42,15 @@ void requireWritable(const fs::path& output, bool overwrite) {
 OutputFile::OutputFile(const fs::path& output, bool overwrite)
     : output_(resolved(output)), overwrite_(overwrite), temporary_(tools::temporaryBeside(output_)) {
   requireWritable(output_, overwrite_);
-  file_.reset(std::fopen(temporary_.string().c_str(), "wbx"));
+  file_.reset(tools::makeNewFile(temporary_));
   if (file_ == nullptr) {
     throw unwritable(output, "cannot be written (" + errnoText() + "): choose another folder");
   }
 }
 
 OutputFile::~OutputFile() {
-  if (file_ != nullptr) {
-    file_.reset();
+  file_.reset();
+  if (!committed_) {
     std::error_code ignored;
     fs::remove(temporary_, ignored);
   }
@@ -62,13 +63,14 @@ void OutputFile::write(std::span<const std::uint8_t> bytes) {
 }
 
 void OutputFile::commit() {
-  if (std::fflush(file_.get()) != 0) {
+  // Closed before it is renamed: Windows does not rename an open file.
+  if (std::fflush(file_.get()) != 0 || std::fclose(file_.release()) != 0) {
     throw unwritable(output_, "cannot be written (" + errnoText() + "): make room or choose another folder");
   }
   if (const std::optional<std::string> reason = tools::moveIntoPlace(temporary_, output_, overwrite_)) {
     throw unwritable(output_, *reason);
   }
-  file_.reset(); // nothing left to remove
+  committed_ = true;
 }
 
 } // namespace vorin::pack

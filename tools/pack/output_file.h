@@ -33,6 +33,7 @@ private:
   bool overwrite_;
   std::filesystem::path temporary_;
   std::unique_ptr<std::FILE, FileCloser> file_;
+  bool committed_ = false;
 };
 
 // Throws the Failure that making the OutputFile would throw for what is there now.

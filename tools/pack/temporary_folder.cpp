@@ -14,7 +14,8 @@ TemporaryFolder::TemporaryFolder() {
   const fs::path folder = fs::temp_directory_path(error);
   path_ = folder / tools::randomName("vorin-pack-", "");
   if (error || !fs::create_directory(path_, error)) {
-    throw Failure("no folder for temporary files (" + error.message() + "): name one in the environment variable TMPDIR");
+    throw Failure("no folder for temporary files (" + error.message() +
+                  "): name one in the environment variable TMPDIR (TMP on Windows)");
   }
   fs::permissions(path_, fs::perms::owner_all, error); // networks may be private
 }

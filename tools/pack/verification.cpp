@@ -8,6 +8,7 @@
 #include "output_file.h"
 #include "package_directory.h"
 #include "temporary_folder.h"
+#include "utf8_path.h"
 
 #include <openvino/runtime/core.hpp>
 
@@ -47,7 +48,7 @@ private:
       return;
     }
     try {
-      for (const std::string& finding : checkNetwork(core_.read_model(file.string()), wanted.style_type)) {
+      for (const std::string& finding : checkNetwork(core_.read_model(tools::utf8Text(file)), wanted.style_type)) {
         findings_.push_back(subject + finding);
       }
     } catch (const ov::Exception& error) {
@@ -65,7 +66,7 @@ private:
   }
 
   fs::path unpack(const std::string& entry_name, const TemporaryFolder& folder) {
-    fs::path file = folder.path() / entry_name;
+    fs::path file = folder.path() / tools::pathFromUtf8(entry_name);
     OutputFile output(file, false);
     readEntry(package_, *directory_.find(entry_name), [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();

@@ -3,119 +3,19 @@
 #include "exit_status.h"
 #include "image_file.h"
 #include "name_table.h"
+#include "option_table.h"
 #include "picture_size.h"
+#include "utf8_path.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <variant>
 
 namespace vorin::stylize {
 namespace {
-
-// As typed.
-struct RawArguments {
-  std::vector<std::string> photos;
-  std::string output;
-  std::string style;
-  std::string style_image;
-  std::string network;
-  std::string models;
-  std::string size;
-  std::string device = "auto";
-  std::string precision;
-  std::string format = "bgra";
-  bool overwrite = false;
-  bool quiet = false;
-  bool version = false;
-};
-
-enum CommandSet : unsigned { kForStylize = 1, kForSheet = 2, kForBoth = 3 };
-
-struct OptionRow {
-  const char* names;
-  std::variant<std::string RawArguments::*, bool RawArguments::*> value;
-  const char* placeholder;
-  std::string help;
-  unsigned commands;
-  const char* section;
-};
-
-constexpr const char* kPictureSection = "The drawing";
-constexpr const char* kNeuralSection = "The neural styles";
-constexpr const char* kDeviceSection = "The device";
-constexpr const char* kOtherSection = "Other options";
-
-std::string styleHelp() {
-  std::string help = "How to draw:";
-  for (const Style& style : styles()) {
-    help += "\n  " + std::string(style.name) + ": " + std::string(style.summary);
-  }
-  return help;
-}
-
-const Style& transferStyle() {
-  return *std::find_if(styles().begin(), styles().end(), [](const Style& style) { return style.takesStyleImage(); });
-}
-
-std::vector<OptionRow> optionTable() {
-  return {
-      {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind:\n" + pictureExtensions(),
-       kForBoth, kPictureSection},
-      {"--style", &RawArguments::style, "NAME", styleHelp(), kForStylize, kPictureSection},
-      {"--size", &RawArguments::size, "WxH", "Size of the drawing in pixels (default: the photo's):\n" + sizeLimits(),
-       kForStylize, kPictureSection},
-      {"--overwrite", &RawArguments::overwrite, "", "Replace the output if it exists", kForBoth, kPictureSection},
-      {"--style-image", &RawArguments::style_image, "FILE",
-       "For transfer: the picture whose look to take (for a\nsheet, default: painting.png beside the package)", kForBoth,
-       kNeuralSection},
-      {"--network", &RawArguments::network, "NAME",
-       "For transfer: the network, by the size it works at:\n" + joinNames(transferStyle().networks) +
-           " (default: " + std::string(transferStyle().networks.front().name) + ")",
-       kForBoth, kNeuralSection},
-      {"--models", &RawArguments::models, "FOLDER",
-       "The folder of the model package, model_st.bin\n(default: the program's folder, its folder models,\n../models or "
-       "../share/vorin-stt/models seen from it,\nthe first that holds one)",
-       kForBoth, kNeuralSection},
-      {"--device", &RawArguments::device, "NAME",
-       "Where to draw: auto (default: the GPU; without one,\nsoftware), integrated, discrete, or software (this\nmachine's "
-       "processor)",
-       kForBoth, kDeviceSection},
-      {"--precision", &RawArguments::precision, "NAME",
-       "What networks compute in on the software device:\nf32 (default: the same drawing everywhere) or bf16\n(faster on "
-       "processors "
-       "that have it)",
-       kForBoth, kDeviceSection},
-      {"--format", &RawArguments::format, "NAME",
-       "Frame format on the way through the library:\n" + frameFormatNames() +
-           "\n(default: bgra); nv12 and yuy2 want an even --size",
-       kForStylize, kDeviceSection},
-      {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForBoth, kOtherSection},
-  };
-}
-
-constexpr const char* kFooter = R"(
-Photos are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
-colour become 8, photos marked as turned are turned upright.
-
-A neural style loads its network anew for each photo. lightgrey and cartoon work
-at the photo's size, but at 1920x1080 at most; transfer works at the size of its
-network. The library brings the drawing to the photo's size.
-
-Data goes to standard output, all else to standard error.
-
-Exit status: 0 all done, 1 some inputs failed, 2 usage, 3 model or
-configuration, 4 device, 5 input or output, 130 cancelled.
-
-Examples:
-  vorin-stylize photo.jpg -o drawing.png --style pencil
-  vorin-stylize photo.jpg -o small.webp --style stipple --size 640x480
-  vorin-stylize photo.jpg -o drawing.png --style pencil --device software
-  vorin-stylize photo.jpg -o drawing.png --style cartoon --models folder
-  vorin-stylize photo.jpg -o drawing.png --style transfer --style-image p.jpg
-  vorin-stylize sheet photo.jpg -o sheet.png
-  vorin-stylize devices)";
 
 // The parser is to take several photos, so that one too many gets its own line; the help is to show the one.
 class OnePhotoFormatter : public CLI::Formatter {
@@ -190,7 +90,7 @@ void checkStyleOptions(const Style* style, const RawArguments& raw) {
 }
 
 std::optional<std::filesystem::path> optionalPath(const std::string& name) {
-  return name.empty() ? std::nullopt : std::optional<std::filesystem::path>(name);
+  return name.empty() ? std::nullopt : std::optional(tools::pathFromUtf8(name));
 }
 
 DeviceWish checkedDevice(const std::string& name) {
@@ -231,10 +131,11 @@ std::filesystem::path checkedOutput(const std::string& name) {
   if (name.empty()) {
     throw usage("no output named: add -o with the file to write");
   }
-  if (!isPictureName(name)) {
+  std::filesystem::path output = tools::pathFromUtf8(name);
+  if (!isPictureName(output)) {
     throw usage("the output '" + name + "' has no known file extension: use one of " + pictureExtensions());
   }
-  return name;
+  return output;
 }
 
 std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>& names, Command command) {
@@ -244,7 +145,9 @@ std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>&
   if (command == Command::kStylize && names.size() > 1) {
     throw usage("one photo at a time: '" + names[1] + "' is too many");
   }
-  return {names.begin(), names.end()};
+  std::vector<std::filesystem::path> photos;
+  std::transform(names.begin(), names.end(), std::back_inserter(photos), tools::pathFromUtf8);
+  return photos;
 }
 
 // allowed: the one option of the program itself that may be there; null for none.
@@ -261,6 +164,7 @@ void requireNothingElse(const CLI::App& app, const CLI::Option* allowed, const s
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
   CLI::App app("Draws photos in a style: pencil lines, fine dots, paintings by neural networks.", "vorin-stylize");
+  app.allow_windows_style_options(false); // "/name" is a file on every system
   CLI::Option* photo = app.add_option("photo", raw.photos, "The photo to draw")->option_text("FILE");
   addOptions(app, raw, kForStylize);
   CLI::Option* version =
@@ -274,7 +178,7 @@ Arguments parseArguments(int count, const char* const* arguments) {
   app.require_subcommand(0, 1);
   app.formatter(std::make_shared<OnePhotoFormatter>()); // not the subcommands'
   app.footer(kFooter);                                  // after the subcommands, which would take it over
-  sheet->footer("\nExample:\n  vorin-stylize sheet harbour.jpg garden.png -o sheet.png");
+  sheet->footer(kSheetFooter);
 
   Arguments parsed;
   try {

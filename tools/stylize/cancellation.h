@@ -8,7 +8,7 @@ namespace vorin::stylize {
 // Call once, at the start of main. A signal that the parent process chose to ignore stays ignored.
 void handleCancellation();
 
-// Keeps cancellation waiting until the next handleCancellation, which may be another process image's.
+// Keeps cancellation waiting until the next handleCancellation, which may be another process's.
 void holdCancellation();
 
 // While it lives, cancellation waits; its end carries out what came meanwhile. For work of a second or two that a library must

@@ -5,6 +5,7 @@
 #include "model_package.h"
 #include "picture_size.h"
 #include "safe_output.h"
+#include "utf8_path.h"
 
 #include <algorithm>
 #include <iomanip>
@@ -84,7 +85,7 @@ ExitStatus stylizePhoto(const Arguments& arguments) {
   const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
   const Drawing drawing = device.draw(photo, manner);
   output.commit(encodePicture(arguments.output, drawing.bgr));
-  report(arguments, arguments.output.string(), manner, drawing, device.name());
+  report(arguments, tools::utf8Text(arguments.output), manner, drawing, device.name());
   return ExitStatus::kDone;
 }
 
@@ -98,7 +99,7 @@ NeuralTools toolsForSheet(const Arguments& arguments) {
   const std::filesystem::path painting = package.folder() / "painting.png";
   if (!arguments.style_image && !std::filesystem::exists(painting)) {
     throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no '" +
-                                          painting.string() + "': add --style-image with an image file");
+                                          tools::utf8Text(painting) + "': add --style-image with an image file");
   }
   return {package, readPicture(arguments.style_image.value_or(painting))};
 }
@@ -109,7 +110,7 @@ std::vector<SheetPicture> sheetPictures(const Arguments& arguments, const std::f
   for (const Style& style : styles()) {
     const Manner manner = mannerOf(arguments, style, &tools);
     const Drawing drawing = device.draw(photo, manner);
-    report(arguments, file.string(), manner, drawing, device.name());
+    report(arguments, tools::utf8Text(file), manner, drawing, device.name());
     pictures.push_back({shrunkForSheet(drawing.bgr), std::string(style.name)});
   }
   return pictures;
@@ -146,7 +147,7 @@ ExitStatus makeSheet(const Arguments& arguments) {
   requireFits(arguments.output, sheet.size());
   output.commit(encodePicture(arguments.output, sheet));
   if (!arguments.quiet) {
-    printLine(arguments.output.string() + ": sheet of " + sizeText(sheet.size()) + " pixels");
+    printLine(tools::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
   }
   return some_failed ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
 }

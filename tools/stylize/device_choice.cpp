@@ -96,8 +96,7 @@ void ChosenDevice::prepareFilter(const Style& style) {
     return;
   }
   if (isSoftwareDeviceActive()) {
-    throw Failure(ExitStatus::kDevice, "the software device does not draw: check that PoCL (pocl-opencl-icd) is installed, and "
-                                       "that $HOME, or the folder in POCL_CACHE_DIR, is writable");
+    throw Failure(ExitStatus::kDevice, std::string("the software device does not draw in this style: ") + filterAdvice());
   }
   if (wish_ == DeviceWish::kAuto) {
     throw RestartOnSoftwareDevice("the GPU '" + name_ + "' does not draw: going on with the software device, which is slower");

@@ -2,8 +2,10 @@
 
 #include "arguments.h"
 #include "cancellation.h"
+#include "command_line.h"
 #include "commands.h"
 #include "software_device.h"
+#include "standard_streams.h"
 
 #include <new>
 
@@ -12,7 +14,8 @@ namespace {
 using namespace vorin::stylize;
 
 ExitStatus runProgram(int count, char** arguments) {
-  const Arguments parsed = parseArguments(count, arguments);
+  const vorin::tools::CommandLine line(count, arguments);
+  const Arguments parsed = parseArguments(line.count(), line.arguments());
   const Precision& precision = parsed.precision != nullptr ? *parsed.precision : precisions().front();
   if (parsed.precision != nullptr) {
     requireNoOtherActive(precision);
@@ -31,6 +34,7 @@ ExitStatus runProgram(int count, char** arguments) {
 } // namespace
 
 int main(int count, char** arguments) {
+  vorin::tools::prepareStandardStreams();
   handleCancellation();
   ExitStatus status = ExitStatus::kInputOutput;
   try {

@@ -2,6 +2,7 @@
 
 #include "program_files.h"
 #include "software_device.h"
+#include "utf8_path.h"
 
 #include <array>
 #include <cstdint>
@@ -19,7 +20,7 @@ constexpr std::uint32_t kMaxEntryBytes = 0x40000000;
 constexpr std::uint32_t kMaxOffset = 0x7FFFFFFF;
 
 std::string quoted(const fs::path& path) {
-  return std::string("'").append(path.string()).append("'");
+  return std::string("'").append(tools::utf8Text(path)).append("'");
 }
 
 Failure unusable(const std::string& line) {
@@ -114,6 +115,16 @@ std::set<std::string> readEntryNames(const fs::path& package) {
   }
 }
 
+std::string checkedNarrowText(const fs::path& folder) {
+  std::optional<std::string> text = narrowText(folder);
+  if (!text) {
+    throw unusable("the folder " + quoted(folder) +
+                   " has characters in its name that the library does not take on this system: copy " + kFileName +
+                   " to a folder with a plain name and name that one with --models");
+  }
+  return *std::move(text);
+}
+
 std::vector<std::string> fileNames(const Network& network) {
   std::vector<std::string> names;
   for (const char* const twin : {"", "_int8"}) {
@@ -129,7 +140,8 @@ std::vector<std::string> fileNames(const Network& network) {
 } // namespace
 
 ModelPackage::ModelPackage(const std::optional<fs::path>& named)
-    : folder_(findFolder(named)), library_folder_(folder_), file_(folder_ / kFileName), entries_(readEntryNames(file_)) {
+    : folder_(findFolder(named)), file_(folder_ / kFileName), entries_(readEntryNames(file_)) {
+  fs::path library_folder = folder_;
   if (!isWritable(folder_)) { // as that of an installed package
     const std::optional<fs::path> own = folderOfLinkTo(file_);
     if (!own) {
@@ -137,8 +149,9 @@ ModelPackage::ModelPackage(const std::optional<fs::path>& named)
                      " is not writable, and the library takes no package from such a one: change its permissions, or copy " +
                      kFileName + " elsewhere and name that folder with --models");
     }
-    library_folder_ = *own;
+    library_folder = *own;
   }
+  library_folder_ = checkedNarrowText(library_folder);
 }
 
 void ModelPackage::requireNetwork(const Style& style, const Network& network) const {
@@ -165,7 +178,7 @@ Failure ModelPackage::failedToRun(const Style& style) const {
 }
 
 std::string ModelPackage::checkAdvice() const {
-  return ": see what 'vorin-pack verify " + file_.string() + "' finds" +
+  return ": see what 'vorin-pack verify " + tools::utf8Text(file_) + "' finds" +
          (isSoftwareDeviceActive() ? "" : ", or try --device software");
 }
 

@@ -23,9 +23,9 @@ public:
 
   const std::filesystem::path& folder() const { return folder_; }
 
-  // The folder to name to the library, which takes no package from a folder that cannot be written to: the package's own, or one of the
-  // user's with a link to the package.
-  const std::filesystem::path& libraryFolder() const { return library_folder_; }
+  // The folder to name to the library, which takes no package from a folder that cannot be written to: the package's own, or one
+  // of the user's with a link to the package. In the system's narrow text, as the library takes it.
+  const std::string& libraryFolder() const { return library_folder_; }
 
   // A Failure where a file of the network is absent. Which of the twins the library asks for depends on the device, and this is
   // to show before there is one: a package has to hold both (the float one under both names will do).
@@ -39,7 +39,7 @@ private:
   std::string checkAdvice() const;
 
   std::filesystem::path folder_;
-  std::filesystem::path library_folder_;
+  std::string library_folder_;
   std::filesystem::path file_;
   std::set<std::string> entries_;
 };

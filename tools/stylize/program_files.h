@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace vorin::stylize {
 
@@ -11,9 +12,12 @@ std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
 
-// A folder of the user's own that holds a link to the file under the file's own name; nothing where there can be none. It stays for the
-// next time.
+// A folder of the user's own that holds a link to the file under the file's own name; nothing where there can be none. It stays
+// for the next time.
 std::optional<std::filesystem::path> folderOfLinkTo(const std::filesystem::path& file);
+
+// The path as the library takes paths: narrow text of the system. Nothing where the system's code page lacks a character of it.
+std::optional<std::string> narrowText(const std::filesystem::path& path);
 
 // Waits until no other process of this program holds a turn, and holds it while it lives. The library unpacks networks under
 // fixed names, so two processes that load at the same time would spoil each other's files.

@@ -3,6 +3,7 @@
 #include "exit_status.h"
 #include "new_file.h"
 #include "output_path.h"
+#include "utf8_path.h"
 
 #include <cerrno>
 #include <optional>
@@ -15,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 Failure unwritable(const fs::path& output, const std::string& why) {
-  return {ExitStatus::kInputOutput, "'" + output.string() + "' " + why};
+  return {ExitStatus::kInputOutput, "'" + tools::utf8Text(output) + "' " + why};
 }
 
 std::string errnoText() {
@@ -38,7 +39,7 @@ SafeOutput::SafeOutput(const fs::path& output, bool overwrite)
   if (const std::optional<std::string> reason = tools::reasonAgainst(output_, overwrite_)) {
     throw unwritable(output_, *reason);
   }
-  file_.reset(makeNewFile(temporary_));
+  file_.reset(tools::makeNewFile(temporary_));
   if (file_ == nullptr) {
     throw unwritable(output, "cannot be written (" + errnoText() + "): choose another folder");
   }

@@ -207,8 +207,7 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
   setConfig(SttCfgStyleType, manner.style->type);
   setConfig(SttCfgStyleIndex, manner.network->style_index);
   setSize(network_size);
-  const std::string folder = manner.package->libraryFolder().string();
-  require(object_->SetConfig(context_, SttCfgModelPath, folder.c_str()), ExitStatus::kConfiguration,
+  require(object_->SetConfig(context_, SttCfgModelPath, manner.package->libraryFolder().c_str()), ExitStatus::kConfiguration,
           "the library refuses the folder of the models");
   const _VorinStatus status = guarded("the network cannot be loaded", [&] {
     const CancellationWaits until_the_files_are_gone; // that the library unpacks, and until there is a standard error again

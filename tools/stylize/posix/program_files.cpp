@@ -60,6 +60,10 @@ std::optional<fs::path> folderOfLinkTo(const fs::path& file) {
   return fs::exists(link, error) && isWritable(folder) ? std::optional(folder) : std::nullopt;
 }
 
+std::optional<std::string> narrowText(const fs::path& path) {
+  return path.string();
+}
+
 Turn::Turn() : program_(open(kThisProgram, O_RDONLY | O_CLOEXEC)) {
   while (program_ >= 0 && flock(program_, LOCK_EX) != 0 && errno == EINTR) {
   }

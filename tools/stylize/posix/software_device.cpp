@@ -5,13 +5,11 @@
 #include "../program_files.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <unistd.h>
 
@@ -20,11 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kActive = "VORIN_SOFTGPU";
 constexpr const char* kLibraryFolders = "LD_LIBRARY_PATH";
 constexpr const char* kFolder = "softgpu";
 constexpr const char* kThisProgram = "/proc/self/exe";
-constexpr std::array kPrecisions = {Precision{"f32", "runtime"}, Precision{"bf16", "runtime-bf16"}};
 
 void putFirst(const char* variable, const fs::path& path) {
   const char* previous = std::getenv(variable);
@@ -51,40 +47,26 @@ StandIns standIns(const Precision& precision) {
                 "the software device is not installed: put the folder 'softgpu' of the build beside the program, or use a GPU");
 }
 
-// That of the stand-ins' runtime that this process has found its libraries in; null where it is none of them.
+} // namespace
+
 const Precision* activePrecision() {
+  const auto all = precisions();
   const char* folders = std::getenv(kLibraryFolders);
   std::istringstream list(folders == nullptr ? "" : folders);
   for (std::string folder; std::getline(list, folder, ':');) {
     const fs::path path(folder);
-    const auto found = std::find_if(kPrecisions.begin(), kPrecisions.end(), [&](const Precision& precision) {
+    const auto found = std::find_if(all.begin(), all.end(), [&](const Precision& precision) {
       return path.filename() == precision.runtime && path.parent_path().filename() == kFolder;
     });
-    if (found != kPrecisions.end()) {
+    if (found != all.end()) {
       return &*found;
     }
   }
   return nullptr;
 }
 
-} // namespace
-
-std::span<const Precision> precisions() {
-  return kPrecisions;
-}
-
-bool isSoftwareDeviceActive() {
-  const char* active = std::getenv(kActive);
-  return active != nullptr && std::string_view(active) == "1";
-}
-
-void requireNoOtherActive(const Precision& precision) {
-  const Precision* active = isSoftwareDeviceActive() ? activePrecision() : nullptr;
-  if (active != nullptr && active->name != precision.name) {
-    throw Failure(ExitStatus::kUsage, "--precision " + std::string(precision.name) +
-                                          " comes too late: the software device is active already, with networks in " +
-                                          std::string(active->name) + ": leave the option out, or start without the stand-ins");
-  }
+const char* filterAdvice() {
+  return "check that PoCL (pocl-opencl-icd) is installed, and that $HOME, or the folder in POCL_CACHE_DIR, is writable";
 }
 
 void requireSoftwareDevice(const Precision& precision) {
@@ -95,7 +77,7 @@ void restartOnSoftwareDevice(const Precision& precision, char** arguments) {
   const StandIns found = standIns(precision);
   putFirst("OPENCL_LAYERS", found.opencl_layer);
   putFirst(kLibraryFolders, found.runtime);
-  setenv(kActive, "1", 1);
+  setenv(kSoftwareDeviceVariable, "1", 1);
   holdCancellation(); // the new process image handles it, once it is up
   execv(kThisProgram, arguments);
   throw Failure(ExitStatus::kDevice, "the software device does not start (" + std::generic_category().message(errno) +

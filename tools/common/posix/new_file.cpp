@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace vorin::stylize {
+namespace vorin::tools {
 
 std::FILE* makeNewFile(const std::filesystem::path& file) {
   constexpr mode_t kReadableAndWritable = 0666; // less the umask
@@ -18,4 +18,4 @@ std::FILE* makeNewFile(const std::filesystem::path& file) {
   return stream;
 }
 
-} // namespace vorin::stylize
+} // namespace vorin::tools

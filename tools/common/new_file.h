@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <filesystem>
 
-namespace vorin::stylize {
+namespace vorin::tools {
 
 // Opens the new file for writing, with the permissions that any new file of this user gets. Null, with errno set, when it exists
 // or cannot be made.
 std::FILE* makeNewFile(const std::filesystem::path& file);
 
-} // namespace vorin::stylize
+} // namespace vorin::tools

@@ -1,13 +1,12 @@
-#include "exit_status.h"
 #include "image_file.h"
+
+#include "exit_status.h"
+#include "image_codec.h"
 #include "image_header.h"
 #include "picture_size.h"
-#include "quiet_output.h"
-
-#include <opencv2/imgcodecs.hpp>
+#include "utf8_path.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <fstream>
 #include <system_error>
@@ -17,31 +16,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Extension {
-  std::string_view text;
-  int largest_side;
-};
-
-constexpr std::array kExtensions = {
-    Extension{".png", kMaxSide}, Extension{".jpg", kMaxSide}, Extension{".jpeg", kMaxSide},
-    Extension{".webp", 16383},   Extension{".bmp", kMaxSide},
-};
-
 std::string lowerCaseExtension(const fs::path& file) {
-  std::string extension = file.extension().string();
+  std::string extension = tools::utf8Text(file.extension());
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
   return extension;
 }
 
-const Extension* findExtension(const fs::path& file) {
+const ImageEncoding* findEncoding(const fs::path& file) {
   const std::string extension = lowerCaseExtension(file);
-  const auto row = std::find_if(kExtensions.begin(), kExtensions.end(), [&](const Extension& e) { return e.text == extension; });
-  return row == kExtensions.end() ? nullptr : &*row;
+  const auto encodings = imageEncodings();
+  const auto row = std::find_if(encodings.begin(), encodings.end(),
+                                [&](const ImageEncoding& encoding) { return encoding.extension == extension; });
+  return row == encodings.end() ? nullptr : &*row;
 }
 
 Failure unreadable(const fs::path& file, const std::string& why) {
-  return {ExitStatus::kInputOutput, "'" + file.string() + "' " + why};
+  return {ExitStatus::kInputOutput, "'" + tools::utf8Text(file) + "' " + why};
 }
 
 std::vector<std::uint8_t> readBytes(const fs::path& file) {
@@ -92,13 +83,11 @@ void requireSound(const fs::path& file, const std::vector<std::uint8_t>& bytes) 
 cv::Mat readPicture(const fs::path& file) {
   const std::vector<std::uint8_t> bytes = readBytes(file);
   requireSound(file, bytes);
-  cv::Mat bgr;
-  try {
-    const Quiet quiet(Stream::kError);
-    bgr = cv::imdecode(bytes, cv::IMREAD_COLOR);
-  } catch (const cv::Exception&) {
-    bgr.release();
+  const std::optional<cv::Mat> decoded = decodeImage(bytes);
+  if (!decoded) {
+    throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
   }
+  const cv::Mat& bgr = *decoded;
   // The decoder has the last word on the size: the header that was checked need not be the one that it used.
   if (bgr.empty() || !isUsableSize(static_cast<std::uint64_t>(bgr.cols), static_cast<std::uint64_t>(bgr.rows))) {
     throw unreadable(file, "is damaged and cannot be decoded: use another copy of the image");
@@ -107,37 +96,31 @@ cv::Mat readPicture(const fs::path& file) {
 }
 
 bool isPictureName(const fs::path& file) {
-  return findExtension(file) != nullptr;
+  return findEncoding(file) != nullptr;
 }
 
 std::string pictureExtensions() {
   std::string list;
-  for (const Extension& extension : kExtensions) {
-    list += (list.empty() ? "" : ", ") + std::string(extension.text);
+  for (const ImageEncoding& encoding : imageEncodings()) {
+    list += (list.empty() ? "" : ", ") + std::string(encoding.extension);
   }
   return list;
 }
 
 void requireFits(const fs::path& file, cv::Size size) {
-  const Extension* extension = findExtension(file);
-  if (extension != nullptr && std::max(size.width, size.height) > extension->largest_side) {
-    throw Failure(ExitStatus::kUsage, "'" + file.string() + "': a " + std::string(extension->text) +
-                                          " image has sides of at most " + std::to_string(extension->largest_side) +
+  const ImageEncoding* encoding = findEncoding(file);
+  if (encoding != nullptr && std::max(size.width, size.height) > encoding->largest_side) {
+    throw Failure(ExitStatus::kUsage, "'" + tools::utf8Text(file) + "': a " + std::string(encoding->extension) +
+                                          " image has sides of at most " + std::to_string(encoding->largest_side) +
                                           ": choose .png or a smaller size");
   }
 }
 
 std::vector<std::uint8_t> encodePicture(const fs::path& file, const cv::Mat& bgr) {
-  std::vector<std::uint8_t> bytes;
-  bool encoded = false;
-  try {
-    const Quiet quiet(Stream::kError);
-    encoded = cv::imencode(lowerCaseExtension(file), bgr, bytes);
-  } catch (const cv::Exception&) {
-    encoded = false;
-  }
-  if (!encoded) {
-    throw Failure(ExitStatus::kInputOutput, "'" + file.string() + "' cannot be encoded: choose another file extension");
+  const ImageEncoding* encoding = findEncoding(file);
+  std::vector<std::uint8_t> bytes = encoding == nullptr ? std::vector<std::uint8_t>() : encodeImage(*encoding, bgr);
+  if (bytes.empty()) {
+    throw Failure(ExitStatus::kInputOutput, "'" + tools::utf8Text(file) + "' cannot be encoded: choose another file extension");
   }
   return bytes;
 }

@@ -1,0 +1,182 @@
+// The decoders and encoders of the Windows Imaging Component. It has no encoder for WebP, and a decoder only where the user, or a
+// newer Windows, has installed one.
+#include "../image_codec.h"
+#include "../picture_size.h"
+#include "com_pointer.h"
+#include "image_orientation.h"
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <array>
+#include <oleauto.h>
+#include <wincodec.h>
+#include <windows.h> // before the next, which need it
+
+namespace vorin::stylize {
+namespace {
+
+constexpr std::array kEncodings = {
+    ImageEncoding{".png", kMaxSide},
+    ImageEncoding{".jpg", kMaxSide},
+    ImageEncoding{".jpeg", kMaxSide},
+    ImageEncoding{".bmp", kMaxSide},
+};
+constexpr float kJpegQuality = 0.95F; // what OpenCV's encoder does elsewhere
+
+void makeFactory(ComPointer<IWICImagingFactory>& factory) {
+  requireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
+                                  reinterpret_cast<void**>(factory.out())));
+}
+
+// The pixels of any kind of image as 8-bit blue, green, red; transparency is dropped, not blended. In strips of rows, so that the
+// wider pixels in between take no room.
+cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
+  ComPointer<IWICFormatConverter> converter;
+  requireSuccess(factory.CreateFormatConverter(converter.out()));
+  requireSuccess(converter->Initialize(&source, GUID_WICPixelFormat32bppBGRA, WICBitmapDitherTypeNone, nullptr, 0,
+                                       WICBitmapPaletteTypeCustom));
+  UINT width = 0;
+  UINT height = 0;
+  requireSuccess(converter->GetSize(&width, &height));
+  if (!isUsableSize(width, height)) {
+    throw ComError(WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
+  }
+  cv::Mat bgr(static_cast<int>(height), static_cast<int>(width), CV_8UC3);
+  constexpr int kStripRows = 64;
+  cv::Mat strip(kStripRows, bgr.cols, CV_8UC4);
+  for (int row = 0; row < bgr.rows; row += kStripRows) {
+    const int rows = std::min(kStripRows, bgr.rows - row);
+    const WICRect place = {0, row, bgr.cols, rows};
+    const auto row_bytes = static_cast<UINT>(strip.step);
+    requireSuccess(converter->CopyPixels(&place, row_bytes, row_bytes * static_cast<UINT>(rows), strip.data));
+    cv::Mat target = bgr.rowRange(row, row + rows);
+    cv::cvtColor(strip.rowRange(0, rows), target, cv::COLOR_BGRA2BGR);
+  }
+  return bgr;
+}
+
+cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
+  cv::Mat turned = picture;
+  if (orientation >= 5) { // the camera's rows are columns
+    cv::transpose(picture, turned);
+  }
+  constexpr int kBoth = -1;
+  constexpr int kRows = 0;
+  constexpr int kColumns = 1;
+  cv::Mat upright = turned;
+  if (orientation == 2 || orientation == 6) {
+    cv::flip(turned, upright, kColumns);
+  } else if (orientation == 3 || orientation == 7) {
+    cv::flip(turned, upright, kBoth);
+  } else if (orientation == 4 || orientation == 8) {
+    cv::flip(turned, upright, kRows);
+  }
+  return upright;
+}
+
+cv::Mat decode(std::span<const std::uint8_t> file) {
+  ComPointer<IWICImagingFactory> factory;
+  makeFactory(factory);
+  ComPointer<IWICStream> stream;
+  requireSuccess(factory->CreateStream(stream.out()));
+  auto* const bytes = const_cast<std::uint8_t*>(file.data()); // only read
+  requireSuccess(stream->InitializeFromMemory(bytes, static_cast<DWORD>(file.size())));
+  ComPointer<IWICBitmapDecoder> decoder;
+  requireSuccess(factory->CreateDecoderFromStream(stream.get(), nullptr, WICDecodeMetadataCacheOnDemand, decoder.out()));
+  ComPointer<IWICBitmapFrameDecode> frame;
+  requireSuccess(decoder->GetFrame(0, frame.out()));
+  return copyPixels(*factory.get(), *frame.get());
+}
+
+// ---- Encoding ----
+
+const GUID& containerOf(const ImageEncoding& encoding) {
+  if (encoding.extension == ".png") {
+    return GUID_ContainerFormatPng;
+  }
+  return encoding.extension == ".bmp" ? GUID_ContainerFormatBmp : GUID_ContainerFormatJpeg;
+}
+
+void setJpegQuality(IPropertyBag2& options) {
+  std::wstring name = L"ImageQuality";
+  PROPBAG2 option = {};
+  option.pstrName = name.data();
+  VARIANT quality;
+  VariantInit(&quality);
+  quality.vt = VT_R4;
+  quality.fltVal = kJpegQuality;
+  requireSuccess(options.Write(1, &option, &quality));
+}
+
+void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const cv::Mat& bgr) {
+  ComPointer<IWICBitmapFrameEncode> frame;
+  ComPointer<IPropertyBag2> options;
+  requireSuccess(encoder.CreateNewFrame(frame.out(), options.out()));
+  if (containerOf(encoding) == GUID_ContainerFormatJpeg) {
+    setJpegQuality(*options.get());
+  }
+  requireSuccess(frame->Initialize(options.get()));
+  requireSuccess(frame->SetSize(static_cast<UINT>(bgr.cols), static_cast<UINT>(bgr.rows)));
+  WICPixelFormatGUID format = GUID_WICPixelFormat24bppBGR;
+  requireSuccess(frame->SetPixelFormat(&format));
+  if (format != GUID_WICPixelFormat24bppBGR) {
+    throw ComError(WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
+  }
+  for (int row = 0; row < bgr.rows; ++row) { // whose bytes need not follow each other
+    const auto row_bytes = static_cast<UINT>(bgr.cols * 3);
+    requireSuccess(frame->WritePixels(1, row_bytes, row_bytes, const_cast<std::uint8_t*>(bgr.ptr(row)))); // only read
+  }
+  requireSuccess(frame->Commit());
+}
+
+std::vector<std::uint8_t> contentOf(IStream& stream) {
+  STATSTG status = {};
+  requireSuccess(stream.Stat(&status, STATFLAG_NONAME));
+  requireSuccess(stream.Seek({}, STREAM_SEEK_SET, nullptr));
+  std::vector<std::uint8_t> content(static_cast<std::size_t>(status.cbSize.QuadPart));
+  ULONG read_bytes = 0;
+  requireSuccess(stream.Read(content.data(), static_cast<ULONG>(content.size()), &read_bytes));
+  content.resize(read_bytes);
+  return content;
+}
+
+std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& bgr) {
+  ComPointer<IWICImagingFactory> factory;
+  makeFactory(factory);
+  ComPointer<IStream> stream;
+  requireSuccess(CreateStreamOnHGlobal(nullptr, TRUE, stream.out()));
+  ComPointer<IWICBitmapEncoder> encoder;
+  requireSuccess(factory->CreateEncoder(containerOf(encoding), nullptr, encoder.out()));
+  requireSuccess(encoder->Initialize(stream.get(), WICBitmapEncoderNoCache));
+  writeFrame(*encoder.get(), encoding, bgr);
+  requireSuccess(encoder->Commit());
+  return contentOf(*stream.get());
+}
+
+} // namespace
+
+std::span<const ImageEncoding> imageEncodings() {
+  return kEncodings;
+}
+
+std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
+  const ComApartment apartment;
+  try {
+    return turnedUpright(decode(file), imageOrientation(file));
+  } catch (const ComError& error) {
+    return error.result() == WINCODEC_ERR_COMPONENTNOTFOUND ? std::nullopt : std::optional(cv::Mat());
+  }
+}
+
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr) {
+  const ComApartment apartment;
+  try {
+    return encode(encoding, bgr);
+  } catch (const ComError&) {
+    return {};
+  }
+}
+
+} // namespace vorin::stylize
