@@ -1,5 +1,6 @@
 // The one failure of the C door that a test has to bring about: no memory for the handle.
 #include "core/log.h"
+#include "support/debugger_output.h"
 #include "support/test_environment.h"
 #include "vorin_stt.h"
 
@@ -27,11 +28,11 @@ TEST(CreateWithoutMemory, FailsWritesNothingAndLogsNothing) {
   int anything = 0;
   const auto untouched = reinterpret_cast<VorinSttHandle>(&anything);
   VorinSttHandle handle = untouched;
-  testing::internal::CaptureStderr();
+  tests::DebuggerOutput output;
   refuse_handles = true;
   const _VorinStatus status = vorin_SttCreate(&handle);
   refuse_handles = false;
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(output.take(), "");
   EXPECT_EQ(status, VORIN_STATUS_FAILED);
   EXPECT_EQ(handle, untouched);
 }

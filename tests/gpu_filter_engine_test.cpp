@@ -1,16 +1,14 @@
-// The filter engine's set-up: which platform and device it takes, the work-group edge, what a failed set-up says and leaves
-// behind, and in which order handles go. Platforms and faults come from the tests' OpenCL layer; the work is done by a real
+// The filter engine's set-up: which platform and device it takes, the work-group edge, and what a failed set-up says and
+// leaves behind. Platforms and faults come from the tests' OpenCL layer; the work is done by a real
 // device.
 #include "gpufilters/gpu_filter_engine.h"
-#include "support/opencl_log_lines.h"
+#include "support/log_lines.h"
 #include "support/opencl_pictures.h"
 #include "support/opencl_test_layer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,11 +18,9 @@ namespace {
 using gpufilters::GpuFilterEngine;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using tests::countCalls;
 using tests::LogLines;
 using tests::OpenClCall;
 using tests::OpenClTestLayer;
-using tests::openClTestLayer;
 using tests::TestPlatform;
 
 constexpr const char* kNoPlatform = "====== sdk: [I] Opencl platform init failed!";
@@ -42,7 +38,7 @@ protected:
     return lines.take();
   }
 
-  OpenClTestLayer& layer_ = openClTestLayer();
+  OpenClTestLayer layer_;
 };
 
 // ---- the choice of a device ----
@@ -65,18 +61,18 @@ TEST_P(GpuFilterSelection, TakesTheFirstSuitablePlatformsFirstGpu) {
   if (GetParam().chosen_platform == kNone) {
     EXPECT_FALSE(engine.initialised());
     EXPECT_THAT(lines, ElementsAre(kNoPlatform));
-    EXPECT_EQ(countCalls(layer_, "clCreateContext"), 0u);
+    EXPECT_EQ(layer_.countCalls("clCreateContext"), 0u);
     // Every reference to a device that was only looked at is given back.
-    EXPECT_EQ(countCalls(layer_, "clRetainDevice"), countCalls(layer_, "clReleaseDevice"));
+    EXPECT_EQ(layer_.countCalls("clRetainDevice"), layer_.countCalls("clReleaseDevice"));
     return;
   }
   EXPECT_TRUE(engine.initialised());
   EXPECT_THAT(lines, IsEmpty());
-  const void* chosen = layer_.deviceHandle(static_cast<std::size_t>(GetParam().chosen_platform), 0);
+  const std::uint64_t chosen = layer_.deviceHandle(static_cast<std::size_t>(GetParam().chosen_platform), 0);
   int held = 0;
   for (const OpenClCall& call : layer_.calls()) {
     if (call.handle == chosen) {
-      held += call.name == "clRetainDevice" ? 1 : call.name == "clReleaseDevice" ? -1 : 0;
+      held += call.name() == "clRetainDevice" ? 1 : call.name() == "clReleaseDevice" ? -1 : 0;
     }
   }
   EXPECT_EQ(held, 1);
@@ -187,8 +183,8 @@ TEST_F(GpuFilterSetUp, ReportsAProgramThatDoesNotBuild) {
   GpuFilterEngine engine;
   EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre("====== sdk: [I] Opencl build kernel failed: -11!"));
   EXPECT_FALSE(engine.initialised());
-  EXPECT_GE(countCalls(layer_, "clGetProgramBuildInfo"), 1u);
-  EXPECT_EQ(countCalls(layer_, "clCreateKernel"), 0u);
+  EXPECT_GE(layer_.countCalls("clGetProgramBuildInfo"), 1u);
+  EXPECT_EQ(layer_.countCalls("clCreateKernel"), 0u);
 }
 
 TEST_F(GpuFilterSetUp, ReportsASecondKernelThatCannotBeMadeAndKeepsItsEntry) {
@@ -196,7 +192,7 @@ TEST_F(GpuFilterSetUp, ReportsASecondKernelThatCannotBeMadeAndKeepsItsEntry) {
   GpuFilterEngine engine;
   EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre("====== sdk: [I] Opencl open kernel failed!"));
   EXPECT_FALSE(engine.initialised());
-  EXPECT_EQ(countCalls(layer_, "clCreateSampler"), 0u);
+  EXPECT_EQ(layer_.countCalls("clCreateSampler"), 0u);
   // The next attempt makes both kernels, but what is in the table stays: the pencil sketch remains without one.
   engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
   EXPECT_TRUE(engine.initialised());
@@ -249,82 +245,6 @@ TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
                           "====== sdk: [I] Opencl failed[enqueueWriteBuffer]!",
                           "====== sdk: [I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
   EXPECT_EQ(output.bytes, tests::plainPicture(3, 2, 7).bytes);
-}
-
-// ---- the handles' order ----
-
-// The names of the calls with their handles' makers, for the calls that create or release a handle.
-std::vector<std::string> releases(const OpenClTestLayer& layer, std::size_t first_call) {
-  std::vector<std::string> names;
-  for (std::size_t i = first_call; i < layer.calls().size(); ++i) {
-    if (layer.calls()[i].name.rfind("clRelease", 0) == 0) {
-      names.push_back(layer.calls()[i].name);
-    }
-  }
-  return names;
-}
-
-// The handles that the creations of a kind gave, in order.
-std::vector<const void*> created(const OpenClTestLayer& layer, const char* function) {
-  std::vector<const void*> handles;
-  for (const OpenClCall& call : layer.calls()) {
-    if (call.name == function) {
-      handles.push_back(call.handle);
-    }
-  }
-  return handles;
-}
-
-TEST_F(GpuFilterSetUp, ReleasesImagesFirstAndTheDeviceLast) {
-  auto engine = std::make_unique<GpuFilterEngine>();
-  engine->Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-  ASSERT_EQ(engine->PrepareStippling(8, 8), VORIN_STATUS_OK);
-  ASSERT_EQ(engine->PreparePencilSketch(9, 9), VORIN_STATUS_OK);
-  const std::vector<const void*> buffers = created(layer_, "clCreateBuffer"); // random X, random Y, weights
-  const std::vector<const void*> images = created(layer_, "clCreateImage");   // a pair for each filter
-  ASSERT_EQ(buffers.size(), 3u);
-  ASSERT_EQ(images.size(), 4u);
-  const std::size_t before = layer_.calls().size();
-  engine.reset();
-  EXPECT_THAT(releases(layer_, before),
-              ElementsAre("clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject",
-                          "clReleaseMemObject", "clReleaseSampler", "clReleaseKernel", "clReleaseKernel", "clReleaseProgram",
-                          "clReleaseCommandQueue", "clReleaseContext", "clReleaseDevice"));
-  std::vector<const void*> memory_objects;
-  for (std::size_t i = before; i < before + 5; ++i) {
-    memory_objects.push_back(layer_.calls()[i].handle);
-  }
-  EXPECT_THAT(memory_objects, ElementsAre(images[3], images[2], buffers[2], buffers[1], buffers[0]));
-}
-
-// A size change never holds two generations of a device object.
-TEST_F(GpuFilterSetUp, ReleasesAHandleBeforeItsSuccessorIsMade) {
-  GpuFilterEngine engine;
-  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-  ASSERT_EQ(engine.PrepareStippling(8, 8), VORIN_STATUS_OK);
-  const std::size_t before = layer_.calls().size();
-  ASSERT_EQ(engine.PrepareStippling(70, 8), VORIN_STATUS_OK);
-  std::vector<std::string> names;
-  for (std::size_t i = before; i < layer_.calls().size(); ++i) {
-    names.push_back(layer_.calls()[i].name);
-  }
-  EXPECT_THAT(names, ElementsAre("clReleaseMemObject", "clCreateBuffer", "clReleaseMemObject", "clCreateBuffer",
-                                 "clReleaseMemObject", "clCreateImage", "clEnqueueFillImage", "clReleaseMemObject",
-                                 "clCreateImage", "clEnqueueFillImage", "clEnqueueWriteBuffer", "clEnqueueWriteBuffer"));
-}
-
-// A later attempt replaces what a failed one left.
-TEST_F(GpuFilterSetUp, ReplacesTheHandlesOfAFailedAttempt) {
-  layer_.fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1, 1);
-  GpuFilterEngine engine;
-  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-  const std::size_t before = layer_.calls().size();
-  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-  const std::vector<std::string> names = releases(layer_, before);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseContext"), 1);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseCommandQueue"), 1);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseProgram"), 1);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseKernel"), 2); // the new ones, which found their names taken
 }
 
 } // namespace

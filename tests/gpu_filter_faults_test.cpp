@@ -2,7 +2,7 @@
 // to fail once and twice by the tests' OpenCL layer.
 #include "gpufilters/gpu_filter_engine.h"
 #include "support/guarded_buffer.h"
-#include "support/opencl_log_lines.h"
+#include "support/log_lines.h"
 #include "support/opencl_pictures.h"
 #include "support/opencl_test_layer.h"
 
@@ -18,11 +18,9 @@ namespace {
 using gpufilters::GpuFilterEngine;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using tests::countCalls;
 using tests::GuardedBuffer;
 using tests::LogLines;
 using tests::OpenClTestLayer;
-using tests::openClTestLayer;
 using tests::Picture;
 
 constexpr const char* kUploadFailed = "====== sdk: [I] Opencl failed[enqueueWriteBuffer]!";
@@ -53,15 +51,15 @@ protected:
   std::vector<std::string> callsSince(std::size_t first) const {
     std::vector<std::string> names;
     for (std::size_t i = first; i < layer_.calls().size(); ++i) {
-      const std::string& name = layer_.calls()[i].name;
+      const std::string_view name = layer_.calls()[i].name();
       if (name.rfind("clEnqueue", 0) == 0 || name.rfind("clCreate", 0) == 0 || name == "clFinish") {
-        names.push_back(name);
+        names.emplace_back(name);
       }
     }
     return names;
   }
 
-  OpenClTestLayer& layer_ = openClTestLayer();
+  OpenClTestLayer layer_;
   GpuFilterEngine engine_;
   Picture picture_ = tests::testPicture(37, 21, 53);
 };
@@ -120,7 +118,7 @@ TEST_P(GpuFilterFrame, RepeatsAFailingStepOnceAndReportsTheRepetition) {
                     ElementsAre(failures == 1 ? "====== sdk: [I] Opencl failed! 0" : "====== sdk: [I] Opencl failed! -5"));
       }
       const std::size_t tries = static_cast<std::size_t>(step.skip) + 2;
-      EXPECT_EQ(countCalls(layer_, step.function), tries); // and nothing of this kind after it
+      EXPECT_EQ(layer_.countCalls(step.function), tries); // and nothing of this kind after it
       EXPECT_TRUE(output.guardIntact());
       // The failure is the frame's alone: the next one is drawn as ever.
       layer_.reset();
@@ -137,7 +135,7 @@ TEST_P(GpuFilterFrame, DoesNothingAfterAFailedStep) {
   layer_.fail("clEnqueueWriteImage", CL_OUT_OF_RESOURCES, 0, 1);
   EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
   EXPECT_THAT(callsSince(0), ElementsAre("clEnqueueWriteImage", "clEnqueueWriteImage"));
-  EXPECT_EQ(countCalls(layer_, "clSetKernelArg"), 0u);
+  EXPECT_EQ(layer_.countCalls("clSetKernelArg"), 0u);
   EXPECT_TRUE(output.untouched());
 }
 
@@ -150,7 +148,7 @@ TEST_P(GpuFilterFrame, ReportsEachFailingUploadAndCountsTheSizeAsPrepared) {
     LogLines lines;
     EXPECT_EQ(prepare(37 + table, 21), VORIN_STATUS_FAILED);
     EXPECT_THAT(lines.take(), ElementsAre(kUploadFailed));
-    EXPECT_EQ(countCalls(layer_, "clEnqueueWriteBuffer"),
+    EXPECT_EQ(layer_.countCalls("clEnqueueWriteBuffer"),
               static_cast<std::size_t>(GetParam().tables)); // the others go out all the same
     const std::size_t before = layer_.calls().size();
     EXPECT_EQ(prepare(37 + table, 21), VORIN_STATUS_OK);

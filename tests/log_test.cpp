@@ -1,6 +1,7 @@
 // The diagnostic log: which sinks a switch opens, what a line looks like in each, what is dropped, when the file is flushed, and
 // what an unusable folder does.
 #include "core/log.h"
+#include "support/debugger_output.h"
 #include "support/test_environment.h"
 
 #include <gtest/gtest.h>
@@ -12,11 +13,9 @@
 namespace vorin {
 namespace {
 
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
+using tests::DebuggerOutput;
 using tests::LogSetting;
 using tests::readFile;
-using tests::ScopedVariable;
 
 class Log : public testing::Test {
 protected:
@@ -37,14 +36,14 @@ class LogSwitch : public Log, public testing::WithParamInterface<SwitchCase> {};
 
 TEST_P(LogSwitch, OpensTheSinksOfItsTwoLowBits) {
   const LogSetting setting(GetParam().value);
-  CaptureStderr();
+  DebuggerOutput output;
   openLog();
   sttLogError("%s %d", "broken", 7);
   sttLogInfo("told");
   sttLogVerbose("chatted");
   closeLog();
   const std::string lines = "====== sdk: [E] broken 7\n====== sdk: [I] told\n====== sdk: [V] chatted\n";
-  EXPECT_EQ(GetCapturedStderr(), GetParam().debugger ? lines : "");
+  EXPECT_EQ(output.take(), GetParam().debugger ? lines : "");
   EXPECT_EQ(std::filesystem::exists(setting.logFile()), GetParam().file);
   EXPECT_EQ(readFile(setting.logFile()), GetParam().file ? lines : "");
 }
@@ -60,21 +59,21 @@ TEST_F(Log, KeepsItsSwitchWhereTheMachineHasNoneOrNoNumber) {
   }
   for (const std::optional<std::string>& value : {std::optional<std::string>(), std::optional<std::string>("0x2"),
                                                   std::optional<std::string>(""), std::optional<std::string>("-1")}) {
-    const ScopedVariable variable("VORIN_DUMP_ST_LOG", value);
-    CaptureStderr();
+    const tests::Restoration restoration = tests::setLogSwitch(value);
+    DebuggerOutput output;
     openLog();
     sttLogInfo("still on");
-    EXPECT_EQ(GetCapturedStderr(), "====== sdk: [I] still on\n") << value.value_or("(none)");
+    EXPECT_EQ(output.take(), "====== sdk: [I] still on\n") << value.value_or("(none)");
   }
 }
 
 TEST_F(Log, ExpandsALineOnceMoreInTheFileOnly) {
   const LogSetting setting(3);
-  CaptureStderr();
+  DebuggerOutput output;
   openLog();
   sttLogInfo("%s", "50%% done");
   closeLog();
-  EXPECT_EQ(GetCapturedStderr(), "====== sdk: [I] 50%% done\n");
+  EXPECT_EQ(output.take(), "====== sdk: [I] 50%% done\n");
   EXPECT_EQ(readFile(setting.logFile()), "====== sdk: [I] 50% done\n");
 }
 
@@ -84,9 +83,9 @@ TEST_F(Log, DropsALineThatDoesNotFitAndKeepsTheLongestThatDoes) {
   // 255 characters and a NUL fill the line's buffer; 17 of them are not the message.
   for (const std::size_t length : {237U, 238U, 239U, 255U, 256U, 5000U}) {
     const std::string message(length, 'x');
-    CaptureStderr();
+    DebuggerOutput output;
     sttLogError("%s", message.c_str());
-    EXPECT_EQ(GetCapturedStderr(), length <= 238 ? "====== sdk: [E] " + message + "\n" : "") << length;
+    EXPECT_EQ(output.take(), length <= 238 ? "====== sdk: [E] " + message + "\n" : "") << length;
   }
 }
 
@@ -131,11 +130,11 @@ TEST_P(LogObstacle, TurnsAllLoggingOff) {
   } else {
     std::ofstream(setting.appDataFolder() / obstacle) << "in the way";
   }
-  CaptureStderr();
+  DebuggerOutput output;
   openLog();
   sttLogError("unheard");
   closeLog();
-  EXPECT_EQ(GetCapturedStderr(), "") << GetParam().description;
+  EXPECT_EQ(output.take(), "") << GetParam().description;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, LogObstacle,

@@ -1,14 +1,13 @@
 // Loading a network: which files it takes, what it says on the way, what stays behind, and how every failure ends. The real
 // runtime compiles and runs small networks; their answers tell which file was loaded.
 #include "neural/neural_engine.h"
-#include "support/opencl_log_lines.h"
+#include "support/log_lines.h"
 #include "support/test_networks.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <unistd.h>
 #include <vector>
 
 namespace vorin::neural {
@@ -54,7 +53,7 @@ protected:
 
   bool hasLine(const std::string& line) const { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); }
 
-  static std::string cacheFolder() { return programFolder() + "/cache"; }
+  static std::string cacheFolder() { return inProgramFolder("cache"); }
 
   TestPackage package_;
   NeuralEngine engine_;
@@ -88,7 +87,7 @@ std::string folderLine() {
 }
 
 std::string deletedLine(const std::string& file) {
-  return "====== sdk: [V] del " + programFolder() + "/" + file + " success";
+  return "====== sdk: [V] del " + inProgramFolder(file) + " success";
 }
 
 const std::string kNoFile = "====== sdk: [E] create model file error.";
@@ -296,10 +295,10 @@ TEST_F(NetworkLoadingTest, ANetworkWithoutItsWeightsIsFoundOutByTheRuntime) {
   package_.write({cartoon});
   EXPECT_EQ(load({.style_type = SttStyleCartoon}), VORIN_STATUS_OK);
   // The file of the first attempt is the second's too, so its first deletion is the only one that succeeds.
-  EXPECT_EQ(
-      Lines(lines_.end() - 3, lines_.end()),
-      (Lines{deletedLine("cartoon_model_slim5.xml"), "====== sdk: [V] del " + programFolder() + "/cartoon_model_slim5.xml fail",
-             deletedLine("cartoon_model_slim5.bin")}));
+  EXPECT_EQ(Lines(lines_.end() - 3, lines_.end()),
+            (Lines{deletedLine("cartoon_model_slim5.xml"),
+                   "====== sdk: [V] del " + inProgramFolder("cartoon_model_slim5.xml") + " fail",
+                   deletedLine("cartoon_model_slim5.bin")}));
 }
 
 TEST_F(NetworkLoadingTest, ThePackageFolderMustBeThereAndWritable) {
@@ -317,7 +316,7 @@ TEST_F(NetworkLoadingTest, ThePackageFolderMustBeThereAndWritable) {
 TEST_F(NetworkLoadingTest, RefusesAFolderThatMayOnlyBeRead) {
   const TemporaryFolder folder;
   fs::permissions(folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
-  if (::access(folder.path().c_str(), W_OK) == 0) {
+  if (mayWriteTo(folder.path())) {
     GTEST_SKIP() << "this user may write anywhere, so no folder can be made unwritable";
   }
   EXPECT_EQ(load({}, folder.path().string()), VORIN_STATUS_PATH_NOT_FOUND);

@@ -3,8 +3,8 @@
 // must be equal byte by byte.
 #include "pipeline/frame_pipeline.h"
 #include "support/guarded_buffer.h"
+#include "support/log_lines.h"
 #include "support/neural_reference.h"
-#include "support/opencl_log_lines.h"
 #include "support/test_networks.h"
 
 #include <gmock/gmock.h>

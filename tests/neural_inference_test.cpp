@@ -2,8 +2,8 @@
 // The networks hand their input on, so their output shows it.
 #include "neural/neural_engine.h"
 #include "support/guarded_buffer.h"
+#include "support/log_lines.h"
 #include "support/neural_reference.h"
-#include "support/opencl_log_lines.h"
 #include "support/test_networks.h"
 
 #include <gtest/gtest.h>

@@ -4,8 +4,8 @@
 // The other side keeps the few things that survive: an engine for each network, and one last picture of style transfer.
 #include "core/style_transfer.h"
 #include "pipeline/frame_pipeline.h"
+#include "support/log_lines.h"
 #include "support/neural_reference.h"
-#include "support/opencl_log_lines.h"
 #include "support/test_networks.h"
 
 #include <gmock/gmock.h>

@@ -132,8 +132,8 @@ NetworkRecipe withInputs(const NetworkInput& content, const NetworkInput& style)
   return with(transferRecipe(), [&](NetworkRecipe& recipe) { recipe.inputs = {content, style}; });
 }
 
-const NetworkInput kContent = {{"input_content"}, {1, 3, 24, 40}};
-const NetworkInput kStyle = {{"input_style"}, {1, 3, 16, 16}};
+const NetworkInput kContent = {{"input_content"}, "1,3,24,40"};
+const NetworkInput kStyle = {{"input_style"}, "1,3,16,16"};
 
 class PackVerifyFixedStyle : public PackVerify, public testing::WithParamInterface<WrongNetwork> {};
 
@@ -148,22 +148,20 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WrongNetwork{"two inputs", transferRecipe(),
                      "takes 2 inputs (input_content, input_style) where one is needed, the frame: build "},
-        WrongNetwork{"three dimensions", withFrame({{"x"}, {3, -1, -1}}),
+        WrongNetwork{"three dimensions", withFrame({{"x"}, "3,?,?"}),
                      "takes an input that has the shape [3,?,?] where [1,3,height,width] is needed: export it with these four"},
-        WrongNetwork{"any rank", withFrame({{"x"}, ov::PartialShape::dynamic()}),
-                     "takes an input that has the shape [...] where "},
-        WrongNetwork{"planes last", withFrame({{"x"}, {1, -1, -1, 3}}), "takes an input that has the shape [1,?,?,3] where "},
-        WrongNetwork{"planes last, fixed", withFrame({{"x"}, {1, 480, 640, 3}}),
+        WrongNetwork{"any rank", withFrame({{"x"}, "..."}), "takes an input that has the shape [...] where "},
+        WrongNetwork{"planes last", withFrame({{"x"}, "1,?,?,3"}), "takes an input that has the shape [1,?,?,3] where "},
+        WrongNetwork{"planes last, fixed", withFrame({{"x"}, "1,480,640,3"}),
                      "takes an input that has the shape [1,480,640,3] where [1,3,height,width] is needed: put a transpose there"},
-        WrongNetwork{"one plane", withFrame({{"x"}, {1, 1, -1, -1}}),
+        WrongNetwork{"one plane", withFrame({{"x"}, "1,1,?,?"}),
                      "takes an input that has the shape [1,1,?,?] where [1,3,height,width] is needed: export it for pictures of "
                      "three planes"},
-        WrongNetwork{"four pictures", withFrame({{"x"}, {4, 3, -1, -1}}),
+        WrongNetwork{"four pictures", withFrame({{"x"}, "4,3,?,?"}),
                      "takes an input that has the shape [4,3,?,?] where [1,3,height,width] is needed: export it for one picture "
                      "at a time"},
-        WrongNetwork{"bytes", withFrame({{"x"}, {1, 3, -1, -1}, ov::element::u8}),
-                     "takes an input of the type u8, and the library"},
-        WrongNetwork{"declared layout", withFrame({{"x"}, {1, 3, -1, -1}, ov::element::f32, "NHWC"}),
+        WrongNetwork{"bytes", withFrame({{"x"}, "1,3,?,?", "u8"}), "takes an input of the type u8, and the library"},
+        WrongNetwork{"declared layout", withFrame({{"x"}, "1,3,?,?", "f32", "[N,H,W,C]"}),
                      "takes an input that declares the layout [N,H,W,C], and the library takes it as NCHW"},
         WrongNetwork{"two outputs", with(fixedStyleRecipe(), [](NetworkRecipe& recipe) { recipe.outputs = 2; }),
                      "gives 2 outputs where one is needed: keep the picture only"},
@@ -202,27 +200,27 @@ INSTANTIATE_TEST_SUITE_P(
         WrongNetwork{"three inputs",
                      with(transferRecipe(),
                           [](NetworkRecipe& recipe) {
-                            recipe.inputs.push_back({{"strength"}, {1}});
+                            recipe.inputs.push_back({{"strength"}, "1"});
                           }),
                      "takes 3 inputs where two are needed, 'input_content' and 'input_style': export it with these"},
-        WrongNetwork{"other name", withInputs(kContent, {{"style"}, {1, 3, 16, 16}}),
+        WrongNetwork{"other name", withInputs(kContent, {{"style"}, "1,3,16,16"}),
                      "has no input named 'input_style' (its inputs: input_content, style): name it so"},
-        WrongNetwork{"name in capitals", withInputs({{"Input_Content"}, {1, 3, 24, 40}}, kStyle),
+        WrongNetwork{"name in capitals", withInputs({{"Input_Content"}, "1,3,24,40"}, kStyle),
                      "has no input named 'input_content' ("},
-        WrongNetwork{"two names", withInputs({{"input_content", "x"}, {1, 3, 24, 40}}, kStyle),
+        WrongNetwork{"two names", withInputs({{"input_content", "x"}, "1,3,24,40"}, kStyle),
                      "takes an input 'input_content' that has other names too (input_content, x): leave it this one only"},
         WrongNetwork{
-            "no size", withInputs({{"input_content"}, {1, 3, -1, -1}}, kStyle),
+            "no size", withInputs({{"input_content"}, "1,3,?,?"}, kStyle),
             "takes an input 'input_content' that has no fixed size ([1,3,?,?]), which this style needs: export it with one"},
-        WrongNetwork{"style without size", withInputs(kContent, {{"input_style"}, {1, 3, 16, -1}}),
+        WrongNetwork{"style without size", withInputs(kContent, {{"input_style"}, "1,3,16,?"}),
                      "takes an input 'input_style' that has no fixed size ([1,3,16,?])"},
         WrongNetwork{
-            "style in half precision", withInputs(kContent, {{"input_style"}, {1, 3, 16, 16}, ov::element::f16}),
+            "style in half precision", withInputs(kContent, {{"input_style"}, "1,3,16,16", "f16"}),
             "takes an input 'input_style' that has elements of the type f16, and the library passes f32: export it in f32"},
-        WrongNetwork{"content in bytes", withInputs({{"input_content"}, {1, 3, 24, 40}, ov::element::u8}, kStyle),
+        WrongNetwork{"content in bytes", withInputs({{"input_content"}, "1,3,24,40", "u8"}, kStyle),
                      "takes an input 'input_content' that has elements of the type u8, and the library passes fractions"},
         WrongNetwork{
-            "style with planes last", withInputs(kContent, {{"input_style"}, {1, 16, 16, 3}}),
+            "style with planes last", withInputs(kContent, {{"input_style"}, "1,16,16,3"}),
             "takes an input 'input_style' that has the shape [1,16,16,3] where [1,3,height,width] is needed: put a transpose"},
         WrongNetwork{"output of other planes",
                      with(transferRecipe(),
@@ -233,13 +231,12 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(PackVerify, AcceptsWhatTheLibraryCanUse) {
   for (const NetworkRecipe& recipe :
-       {withFrame({{"a", "b"}, {1, 3, -1, -1}}), withFrame({{"x"}, {-1, 3, 64, 64}}),
-        withFrame({{"x"}, {1, 3, -1, -1}, ov::element::f16}), withFrame({{"x"}, {-1, -1, -1, -1}}),
-        withFrame({{"x"}, {1, 3, -1, -1}, ov::element::f32, "NCHW"}), withFrame({{}, {1, 3, -1, -1}})}) {
+       {withFrame({{"a", "b"}, "1,3,?,?"}), withFrame({{"x"}, "?,3,64,64"}), withFrame({{"x"}, "1,3,?,?", "f16"}),
+        withFrame({{"x"}, "?,?,?,?"}), withFrame({{"x"}, "1,3,?,?", "f32", "[N,C,H,W]"}), withFrame({{}, "1,3,?,?"})}) {
     pack(recipe, "cartoon");
     expectSound({"verify", "p.bin", "cartoon"});
   }
-  pack(withInputs({{"input_content"}, {1, 3, 24, 40}, ov::element::f16}, kStyle), "transfer-540p");
+  pack(withInputs({{"input_content"}, "1,3,24,40", "f16"}, kStyle), "transfer-540p");
   expectSound({"verify", "p.bin", "transfer-540p"});
   pack(withInputs(kStyle, kContent), "transfer-540p"); // in either order
   expectSound({"verify", "p.bin", "transfer-540p"});

@@ -1,6 +1,7 @@
 // The stand-ins for the hardware: what programs find with them and without, and how the OpenCL one answers unusual questions.
 #define CL_TARGET_OPENCL_VERSION 120
 
+#include "support/child_process.h"
 #include "support/test_environment.h"
 
 #include <CL/cl.h>
@@ -8,11 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
 #include <filesystem>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <vector>
 
 namespace vorin {
@@ -25,31 +24,21 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-struct CommandResult {
-  int status = -1;
-  std::vector<std::string> lines; // of the standard output
-};
+// Runs a shell command without the stand-ins of this process, and gives the lines of its standard output.
+struct PlainCommand {
+  explicit PlainCommand(const std::string& command) {
+    const char* const plain = "env -u OPENCL_LAYERS -u LD_LIBRARY_PATH -u WINEPATH -u VORIN_SOFTGPU -u VORIN_BUILD_DIR ";
+    const tests::ChildResult result = tests::ChildProcess({"/bin/sh", "-c", plain + command}, {}).wait();
+    status = result.exit_status;
+    std::istringstream stream(result.standard_output);
+    for (std::string line; std::getline(stream, line);) {
+      lines.push_back(line);
+    }
+  }
 
-// Runs a shell command without the stand-ins of this process.
-CommandResult runPlainly(const std::string& command) {
-  const std::string plain = "env -u OPENCL_LAYERS -u LD_LIBRARY_PATH -u VORIN_SOFTGPU -u VORIN_BUILD_DIR " + command;
-  CommandResult result;
-  std::FILE* output = popen(plain.c_str(), "r"); // NOLINT(cert-env33-c): the test's own command
-  if (output == nullptr) {
-    return result;
-  }
-  std::string text;
-  std::array<char, 512> part{};
-  while (std::fgets(part.data(), static_cast<int>(part.size()), output) != nullptr) {
-    text += part.data();
-  }
-  result.status = pclose(output);
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    result.lines.push_back(line);
-  }
-  return result;
-}
+  int status;
+  std::vector<std::string> lines;
+};
 
 const std::string kReport = "'" VORIN_HARDWARE_REPORT "'";
 const std::string kWithSoftGpu = "'" VORIN_WITH_SOFTGPU "'";
@@ -66,7 +55,7 @@ std::string deviceName(const std::vector<std::string>& lines, const std::string&
 }
 
 TEST(SoftGpu, GivesProgramsAGpuInBothRuntimes) {
-  const CommandResult result = runPlainly(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport);
+  const PlainCommand result(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport);
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), HasSubstr("Merix"), EndsWith("|1"))));
   EXPECT_THAT(result.lines, Contains("compiled GPU"));
@@ -76,13 +65,12 @@ TEST(SoftGpu, GivesProgramsAGpuInBothRuntimes) {
 
 TEST(SoftGpu, KeepsCompiledNetworksInTheCache) {
   const tests::TemporaryFolder cache;
-  const CommandResult result =
-      runPlainly(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport + " '" + cache.path().string() + "'");
+  const PlainCommand result(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport + " '" + cache.path().string() + "'");
   EXPECT_THAT(result.lines, ElementsAre("cached GPU"));
 }
 
 TEST(SoftGpu, IsNotThereWithoutTheScript) {
-  const CommandResult result = runPlainly(kReport);
+  const PlainCommand result(kReport);
   EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), Not(HasSubstr("Merix")), EndsWith("|0"))));
   EXPECT_NE(deviceName(result.lines, "CPU"), "");
   EXPECT_NE(deviceName(result.lines, "GPU"), deviceName(result.lines, "CPU"));
@@ -96,21 +84,20 @@ TEST(SoftGpu, SaysWhyThereIsNoneWithoutTheCpuPlugin) {
       std::filesystem::copy(entry.path(), runtime.path() / entry.path().filename(), std::filesystem::copy_options::copy_symlinks);
     }
   }
-  const CommandResult result = runPlainly("LD_LIBRARY_PATH='" + runtime.path().string() + "' " + kReport + " 2>&1");
-  ASSERT_TRUE(WIFEXITED(result.status));
-  EXPECT_EQ(WEXITSTATUS(result.status), 1);
+  const PlainCommand result("LD_LIBRARY_PATH='" + runtime.path().string() + "' " + kReport + " 2>&1");
+  EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.lines, Contains(HasSubstr("softgpu: no stand-in for OpenVINO's GPU: ")));
 }
 
 TEST(WithSoftGpu, PutsTheStandInsInFrontOfWhatWasSet) {
-  const CommandResult result = runPlainly("OPENCL_LAYERS=/other/layer.so LD_LIBRARY_PATH=/other/folder " + kWithSoftGpu +
-                                          " --build='" VORIN_BUILD_FOLDER "' env");
+  const PlainCommand result("OPENCL_LAYERS=/other/layer.so LD_LIBRARY_PATH=/other/folder " + kWithSoftGpu +
+                            " --build='" VORIN_BUILD_FOLDER "' env");
   EXPECT_THAT(result.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so:/other/layer.so"));
   EXPECT_THAT(result.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime:/other/folder"));
   EXPECT_THAT(result.lines, Contains("VORIN_SOFTGPU=1"));
-  const CommandResult shorter = runPlainly(kWithSoftGpu + " --build='" VORIN_BUILD_FOLDER "' --precision bf16 env");
+  const PlainCommand shorter(kWithSoftGpu + " --build='" VORIN_BUILD_FOLDER "' --precision bf16 env");
   EXPECT_THAT(shorter.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime-bf16"));
-  const CommandResult by_variable = runPlainly("VORIN_BUILD_DIR='" VORIN_BUILD_FOLDER "' " + kWithSoftGpu + " env");
+  const PlainCommand by_variable("VORIN_BUILD_DIR='" VORIN_BUILD_FOLDER "' " + kWithSoftGpu + " env");
   EXPECT_THAT(by_variable.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so"));
   EXPECT_THAT(by_variable.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime"));
 }
@@ -126,7 +113,7 @@ TEST(WithSoftGpu, RefusesWhatItCannotDo) {
                                  {"--wrong true", "unknown option --wrong"},
                                  {"--build /nowhere true", "no build folder /nowhere"},
                                  {"--build / true", "not built: /"}}) {
-    const CommandResult result = runPlainly(kWithSoftGpu + " " + refusal.arguments + " 2>&1");
+    const PlainCommand result(kWithSoftGpu + " " + refusal.arguments + " 2>&1");
     EXPECT_NE(result.status, 0) << refusal.arguments;
     EXPECT_THAT(result.lines, Contains(HasSubstr(refusal.message)));
   }

@@ -6,9 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <unistd.h>
-
 namespace vorin {
 namespace {
 
@@ -19,13 +16,6 @@ constexpr bool kMemoryIsKeptBack = true; // AddressSanitizer holds on to freed m
 #else
 constexpr bool kMemoryIsKeptBack = false;
 #endif
-
-std::size_t residentBytes() {
-  std::size_t total_pages = 0;
-  std::size_t resident_pages = 0;
-  std::ifstream("/proc/self/statm") >> total_pages >> resident_pages;
-  return resident_pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-}
 
 class SteadyMemoryTest : public testing::TestWithParam<std::int32_t> {};
 

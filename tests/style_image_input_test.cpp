@@ -1,8 +1,8 @@
 // Style images: how each pixel format reaches the network, how long an image stays in force, and what is refused. The network's
 // output is its style input, so the output shows what was bound.
 #include "neural/neural_engine.h"
+#include "support/log_lines.h"
 #include "support/neural_reference.h"
-#include "support/opencl_log_lines.h"
 #include "support/plain_colour.h"
 #include "support/test_networks.h"
 

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
-#include <openvino/op/ops.hpp>
 
 #include <chrono>
 #include <csignal>
@@ -18,7 +17,6 @@ namespace vorin::tests {
 namespace {
 
 namespace fs = std::filesystem;
-namespace op = ov::op::v0;
 
 constexpr const char* kCartoonEntry = "cartoon_model_slim5.xml";
 
@@ -26,27 +24,23 @@ std::string cartoonPackage() {
   return packageBytes(networkFiles(kCartoon, FixedNetwork{}));
 }
 
-std::shared_ptr<op::Parameter> frameInput() {
-  return std::make_shared<op::Parameter>(ov::element::f32, ov::PartialShape{1, 3, 7, 13});
-}
-
-std::shared_ptr<ov::Model> modelOf(const std::shared_ptr<ov::Node>& output, const std::shared_ptr<op::Parameter>& input) {
-  return std::make_shared<ov::Model>(ov::ResultVector{std::make_shared<op::Result>(output)}, ov::ParameterVector{input});
-}
-
 // Read by the runtime, but refused by the compiler, which works out the constant: it has no element 99.
-std::shared_ptr<ov::Model> networkThatDoesNotCompile() {
-  const auto input = frameInput();
-  const auto three = op::Constant::create(ov::element::f32, {1, 3, 1, 1}, {1.0F, 2.0F, 3.0F});
-  const auto beyond = op::Constant::create(ov::element::i32, {1, 3, 1, 1}, {99, 99, 99});
-  return modelOf(std::make_shared<ov::op::v1::Add>(input, std::make_shared<ov::op::v6::GatherElements>(three, beyond, 1)), input);
+IrNetwork networkThatDoesNotCompile() {
+  IrNetwork network;
+  const auto input = network.input({"frame"}, "1,3,7,13");
+  const auto three = network.constant("1,3,1,1", std::vector<float>{1, 2, 3});
+  const auto beyond = network.constant("1,3,1,1", std::vector<std::int64_t>{99, 99, 99});
+  network.output(network.operation("Add", {input, network.operation("GatherElements", {three, beyond}, "axis=\"1\"", 6)}));
+  return network;
 }
 
 // Compiled, but it fails when it runs: sequences longer than there are numbers.
-std::shared_ptr<ov::Model> networkThatDoesNotRun() {
-  const auto input = frameInput();
-  const auto beyond = op::Constant::create(ov::element::i32, {3}, {9999, 9999, 9999});
-  return modelOf(std::make_shared<op::ReverseSequence>(input, beyond, 1, 2), input);
+IrNetwork networkThatDoesNotRun() {
+  IrNetwork network;
+  const auto input = network.input({"frame"}, "1,3,7,13");
+  const auto beyond = network.constant("3", std::vector<std::int64_t>{9999, 9999, 9999});
+  network.output(network.operation("ReverseSequence", {input, beyond}, "batch_axis=\"1\" seq_axis=\"2\""));
+  return network;
 }
 
 struct FailureCase {

@@ -17,8 +17,9 @@ constexpr int kRounds = 12;
 class TwoProcessesTest : public testing::Test {
 protected:
   std::filesystem::path copyProgram(const TemporaryFolder& folder) {
-    std::filesystem::copy_file(VORIN_PREPARE_STYLE, folder.path() / "prepare_style");
-    return folder.path() / "prepare_style";
+    const std::filesystem::path program = VORIN_PREPARE_STYLE;
+    std::filesystem::copy_file(program, folder.path() / program.filename());
+    return folder.path() / program.filename();
   }
 
   std::vector<std::string> command(const std::filesystem::path& program) const {
@@ -48,8 +49,7 @@ protected:
   }
 
   // Programs that disturb each other's search for a writable folder go on to the next one.
-  const TemporaryFolder application_data_;
-  const ChildSetting setting_ = {.working_folder = {}, .variables = {{"XDG_DATA_HOME", application_data_.path().string()}}};
+  const LogSetting application_data_{0};
 
   static constexpr int kGrey = 191; // of an answer of 0.5
   static constexpr std::size_t kPadding = 8U << 20U;
@@ -62,7 +62,7 @@ TEST_F(TwoProcessesTest, OneAfterTheOtherAlwaysEndsWell) {
   const TemporaryFolder folder;
   const std::filesystem::path program = copyProgram(folder);
   for (int run = 0; run < 2; ++run) {
-    ChildProcess process(command(program), setting_);
+    ChildProcess process(command(program), {});
     EXPECT_EQ(wellEnded(process), kRounds);
   }
 }
@@ -70,8 +70,8 @@ TEST_F(TwoProcessesTest, OneAfterTheOtherAlwaysEndsWell) {
 TEST_F(TwoProcessesTest, InFoldersOfTheirOwnBothEndWell) {
   const TemporaryFolder left_folder;
   const TemporaryFolder right_folder;
-  ChildProcess left(command(copyProgram(left_folder)), setting_);
-  ChildProcess right(command(copyProgram(right_folder)), setting_);
+  ChildProcess left(command(copyProgram(left_folder)), {});
+  ChildProcess right(command(copyProgram(right_folder)), {});
   EXPECT_EQ(wellEnded(left), kRounds);
   EXPECT_EQ(wellEnded(right), kRounds);
 }
@@ -79,8 +79,8 @@ TEST_F(TwoProcessesTest, InFoldersOfTheirOwnBothEndWell) {
 TEST_F(TwoProcessesTest, InOneFolderEachPreparationEndsWithAStatus) {
   const TemporaryFolder folder;
   const std::filesystem::path program = copyProgram(folder);
-  ChildProcess left(command(program), setting_);
-  ChildProcess right(command(program), setting_);
+  ChildProcess left(command(program), {});
+  ChildProcess right(command(program), {});
   wellEnded(left); // how many there are is chance
   wellEnded(right);
 }

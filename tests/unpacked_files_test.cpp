@@ -2,23 +2,23 @@
 #include "core/log.h"
 #include "modelpack/unpacked_files.h"
 #include "platform/platform.h"
+#include "support/debugger_output.h"
 #include "support/package_bytes.h"
 #include "support/test_environment.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace vorin::modelpack {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
 using namespace tests;
 
 constexpr const char* kEntry = "vorin_unpacked_files_test.xml";
-const fs::path kLastResort = "/var/tmp/temp";
+const fs::path kLastResort = platform::kLastResortFolder;
 
 class UnpackedFilesTest : public testing::Test {
 protected:
@@ -37,9 +37,8 @@ protected:
     openLog();
   }
 
-  // Where this program lies, and may write.
-  static std::string programFolder() { return fs::read_symlink("/proc/self/exe").parent_path().string(); }
-  static std::string programFile() { return programFolder() + "/" + kEntry; }
+  // This program may write where it lies.
+  static std::string entryFile() { return inProgramFolder(kEntry); }
   static std::string lastResortFile() { return kLastResort.string() + kEntry; }
 
   std::wstring package(const std::vector<NamedContent>& entries) const {
@@ -49,16 +48,16 @@ protected:
   }
 
   std::string unpack(const std::wstring& package_path, const std::string& entry_name) {
-    CaptureStderr();
+    DebuggerOutput output;
     std::string path = UnpackModelFile(files_, package_path, entry_name);
-    log_ = GetCapturedStderr();
+    log_ = output.take();
     return path;
   }
 
   void deleteAll() {
-    CaptureStderr();
+    DebuggerOutput output;
     DeleteUnpackedFiles(files_);
-    log_ = GetCapturedStderr();
+    log_ = output.take();
   }
 
   UnpackedFiles files_;
@@ -66,7 +65,7 @@ protected:
 
 private:
   static void clear() {
-    fs::remove_all(programFile());
+    fs::remove_all(entryFile());
     fs::remove(lastResortFile());
   }
 
@@ -82,36 +81,37 @@ std::string folderLine(const std::string& folder) {
 TEST_F(UnpackedFilesTest, WritesIntoTheProgramsFolderAndDeletesInOrder) {
   const std::string weights = "vorin_unpacked_files_test.bin";
   const std::wstring path = package({{kEntry, "network"}, {weights, "weights"}});
-  EXPECT_EQ(unpack(path, kEntry), programFile());
+  EXPECT_EQ(unpack(path, kEntry), entryFile());
   EXPECT_EQ(log_, folderLine(programFolder()));
-  EXPECT_EQ(unpack(path, weights), programFolder() + "/" + weights);
-  EXPECT_EQ(readFile(programFile()), "network");
-  EXPECT_EQ(readFile(programFolder() + "/" + weights), "weights");
-  EXPECT_EQ(files_, (UnpackedFiles{programFile(), programFolder() + "/" + weights}));
+  EXPECT_EQ(unpack(path, weights), inProgramFolder(weights));
+  EXPECT_EQ(readFile(entryFile()), "network");
+  EXPECT_EQ(readFile(inProgramFolder(weights)), "weights");
+  EXPECT_EQ(files_, (UnpackedFiles{entryFile(), inProgramFolder(weights)}));
 
-  fs::remove(programFile());
+  fs::remove(entryFile());
   deleteAll();
-  EXPECT_EQ(log_, "====== sdk: [V] del " + programFile() + " fail\n====== sdk: [V] del " + programFolder() + "/" + weights +
-                      " success\n");
-  EXPECT_FALSE(fs::exists(programFolder() + "/" + weights));
+  EXPECT_EQ(log_, "====== sdk: [V] del " + entryFile() + " fail\n====== sdk: [V] del " + inProgramFolder(weights) + " success\n");
+  EXPECT_FALSE(fs::exists(inProgramFolder(weights)));
   EXPECT_EQ(files_, UnpackedFiles{});
 }
 
 TEST_F(UnpackedFilesTest, KeepsEntriesWithFoldersInTheirNamesInTheFolder) {
-  for (const std::string before : {"../", "a/b/", "/", "/etc/../", "../../../../"}) {
+  const std::string separator(1, platform::kPathSeparator);
+  for (std::string before : {"../", "a/b/", "/", "/etc/../", "../../../../"}) {
+    std::replace(before.begin(), before.end(), '/', platform::kPathSeparator);
     const std::string name = before + kEntry;
-    EXPECT_EQ(unpack(package({{name, before}}), name), programFolder() + "//" + kEntry) << name;
-    EXPECT_EQ(readFile(programFile()), before);
+    EXPECT_EQ(unpack(package({{name, before}}), name), programFolder() + separator + separator + kEntry) << name;
+    EXPECT_EQ(readFile(entryFile()), before);
     deleteAll();
-    EXPECT_FALSE(fs::exists(programFile()));
+    EXPECT_FALSE(fs::exists(entryFile()));
   }
 }
 
 TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
-  fs::create_directory(programFile()); // no file of that name can be made there
+  fs::create_directory(entryFile()); // no file of that name can be made there
   EXPECT_EQ(unpack(package({{kEntry, "network"}}), kEntry), lastResortFile());
   EXPECT_EQ(log_, folderLine(programFolder()));
-  EXPECT_EQ(readFile("/var/tmp/tempvorin_unpacked_files_test.xml"), "network");
+  EXPECT_EQ(readFile(std::string(platform::kLastResortFolder) + "vorin_unpacked_files_test.xml"), "network");
   EXPECT_TRUE(fs::is_directory(kLastResort));
   EXPECT_EQ(files_, UnpackedFiles{lastResortFile()});
   deleteAll();
@@ -128,7 +128,7 @@ TEST_F(UnpackedFilesTest, ReportsWhatNeitherFolderGets) {
     EXPECT_EQ(unpack(wrong.package, kEntry), "") << wrong.what;
     EXPECT_EQ(log_, folderLine(programFolder()) + "====== sdk: [E] unpack file failed.\n") << wrong.what;
     EXPECT_TRUE(fs::is_directory(kLastResort)) << wrong.what;
-    EXPECT_FALSE(fs::exists(programFile())) << wrong.what;
+    EXPECT_FALSE(fs::exists(entryFile())) << wrong.what;
     EXPECT_FALSE(fs::exists(lastResortFile())) << wrong.what;
     EXPECT_EQ(files_, UnpackedFiles{}) << wrong.what;
   }
@@ -137,9 +137,9 @@ TEST_F(UnpackedFilesTest, ReportsWhatNeitherFolderGets) {
 TEST_F(UnpackedFilesTest, ReportsALastResortThatCannotBeMade) {
   std::error_code error;
   fs::remove(kLastResort, error);
-  fs::create_symlink("/var/tmp/vorin-leads-nowhere", kLastResort, error);
+  fs::create_symlink(fs::path(kLastResort).concat("-leads-nowhere"), kLastResort, error);
   if (error) {
-    GTEST_SKIP() << kLastResort << " is in use";
+    GTEST_SKIP() << kLastResort << " is in use, or this system has no symbolic links";
   }
   const std::string path = unpack(package({{"other.xml", "network"}}), kEntry);
   fs::remove(kLastResort);

@@ -1,5 +1,6 @@
 // The folder that the library writes to: which of the candidates, what is made and logged on the way, and that no probe stays
 // behind. A folder in place of the probe file makes a candidate unusable, for root too.
+#include "platform/platform.h"
 #include "support/child_process.h"
 #include "support/test_environment.h"
 
@@ -22,20 +23,23 @@ protected:
     for (const fs::path& folder : {program(), data(), temporary()}) {
       fs::create_directory(folder);
     }
-    fs::copy_file(VORIN_PRINT_WRITABLE_FOLDER, program() / "host");
+    fs::copy_file(VORIN_PRINT_WRITABLE_FOLDER, host());
   }
 
   fs::path program() const { return folder_.path() / "program"; }
+  fs::path host() const { return program() / fs::path(VORIN_PRINT_WRITABLE_FOLDER).filename(); }
   fs::path data() const { return folder_.path() / "data"; }
   fs::path temporary() const { return folder_.path() / "temporary"; }
 
   static fs::path obstacle(const fs::path& folder) { return folder / "vorin989.tes"; }
   static void block(const fs::path& folder) { fs::create_directory(obstacle(folder)); }
 
-  ChildProcess start(const std::string& data_home, const std::string& temporary_folder) const {
+  ChildProcess start(const fs::path& data_folder, const std::string& temporary_folder) {
+    application_data_.reset(); // in this order, or the old one would put back what the new one changed
+    application_data_ = setAppDataFolder(data_folder);
     ChildSetting setting;
-    setting.variables = {{"XDG_DATA_HOME", data_home}, {"TMPDIR", temporary_folder}, {"VORIN_DUMP_ST_LOG", "1"}};
-    return {{(program() / "host").string()}, setting};
+    setting.variables = {{kTemporaryFolderVariable, temporary_folder}};
+    return {{host().string()}, setting};
   }
 
   // Expects the folder as result, and these lines before the last one, which names it.
@@ -48,19 +52,24 @@ protected:
 
   // Expects the folder, and expects no call to leave more behind than the given names below the test's folder.
   void expectFolder(const std::string& folder, const std::set<std::string>& files_after, const std::string& lines = "") {
-    ChildProcess process = start(data().string(), temporary().string());
+    ChildProcess process = start(data(), temporary().string());
     expectResult(process, folder, lines);
     std::set<std::string> names;
     for (const auto& entry : fs::recursive_directory_iterator(folder_.path())) {
-      names.insert(fs::relative(entry.path(), folder_.path()).string());
+      names.insert(fs::relative(entry.path(), folder_.path()).generic_string());
     }
     std::set<std::string> expected = files_after;
-    expected.insert({"program", "program/host", "data", "temporary"});
+    expected.insert({"program", "program/" + host().filename().string(), "data", "temporary"});
     EXPECT_EQ(names, expected);
   }
 
-private:
+  const std::string separator_{platform::kPathSeparator};
+
   TemporaryFolder folder_;
+
+private:
+  const Restoration log_ = setLogSwitch("1");
+  Restoration application_data_;
 };
 
 TEST_F(WritableFolder, IsTheProgramsOwnFirst) {
@@ -70,47 +79,49 @@ TEST_F(WritableFolder, IsTheProgramsOwnFirst) {
 TEST_F(WritableFolder, IsBelowTheApplicationDataSecond) {
   block(program());
   const std::set<std::string> files = {"program/vorin989.tes", "data/Merix", "data/Merix/VORIN"};
-  expectFolder((data() / "Merix/VORIN").string(), files);
-  expectFolder((data() / "Merix/VORIN").string(), files); // made already
+  expectFolder((data() / "Merix" / "VORIN").string(), files);
+  expectFolder((data() / "Merix" / "VORIN").string(), files); // made already
 }
 
 TEST_F(WritableFolder, KeepsItsResultWhereAFolderCannotBeMade) {
   block(program());
   std::ofstream(data() / "Merix") << "a file, where the folder should be";
-  const std::string folder = (data() / "Merix/VORIN").string();
+  const std::string folder = (data() / "Merix" / "VORIN").string();
   expectFolder(folder, {"program/vorin989.tes", "data/Merix"}, "====== sdk: [E] make dir failed: " + folder + "\n");
 }
 
 TEST_F(WritableFolder, IsTheTemporaryFolderThird) {
   block(program());
   block(data());
-  expectFolder(temporary().string() + "/", {"program/vorin989.tes", "data/vorin989.tes"});
-  ChildProcess with_separator = start(data().string(), temporary().string() + "/");
-  expectResult(with_separator, temporary().string() + "/");
-  ChildProcess without_data = start((program() / "host/below-a-file").string(), temporary().string());
-  expectResult(without_data, temporary().string() + "/");
+  expectFolder(temporary().string() + separator_, {"program/vorin989.tes", "data/vorin989.tes"});
+  ChildProcess with_separator = start(data(), temporary().string() + separator_);
+  expectResult(with_separator, temporary().string() + separator_);
+  ChildProcess without_data = start(host() / "below-a-file", temporary().string());
+  expectResult(without_data, temporary().string() + separator_);
 }
 
 TEST_F(WritableFolder, WaitsForATemporaryFolderThatCannotBeUsedYet) {
   block(program());
   block(data());
   block(temporary());
-  ChildProcess process = start(data().string(), temporary().string());
+  ChildProcess process = start(data(), temporary().string());
   std::this_thread::sleep_for(std::chrono::milliseconds(200)); // a search that gave up has ended by then, with another result
   fs::remove(obstacle(temporary()));
-  expectResult(process, temporary().string() + "/");
+  expectResult(process, temporary().string() + separator_);
 }
 
 TEST_F(WritableFolder, IsTheLastResortWithoutATemporaryFolder) {
   block(program());
   block(data());
-  const bool was_there = fs::exists("/var/tmp/temp");
-  ChildProcess process = start(data().string(), "/" + std::string(300, 't')); // longer than a path may be
-  expectResult(process, "/var/tmp/temp");
-  EXPECT_TRUE(fs::is_directory("/var/tmp/temp"));
+  const fs::path last_resort = platform::kLastResortFolder;
+  const bool was_there = fs::exists(last_resort);
+  const fs::path too_long = folder_.path().root_path() / std::string(300, 't'); // for a path
+  ChildProcess process = start(data(), too_long.string());
+  expectResult(process, last_resort.string());
+  EXPECT_TRUE(fs::is_directory(last_resort));
   std::error_code ignored;
   if (!was_there) {
-    fs::remove("/var/tmp/temp", ignored);
+    fs::remove(last_resort, ignored);
   }
 }
 

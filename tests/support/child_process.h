@@ -3,9 +3,9 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace vorin::tests {
@@ -26,18 +26,16 @@ class ChildProcess {
 public:
   // arguments: the program first.
   ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting);
+  ~ChildProcess(); // ends the program
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
-  ~ChildProcess();
 
-  void signal(int number) const;
+  void signal(int number) const; // as raise() knows it
   ChildResult wait();
 
 private:
-  pid_t id_;
-  int output_; // files without a name, which the child writes and the test reads afterwards
-  int error_;
-  bool waited_for_ = false;
+  struct Running;
+  std::unique_ptr<Running> running_;
 };
 
 } // namespace vorin::tests

@@ -8,10 +8,12 @@
 //   cached <device>
 #define CL_TARGET_OPENCL_VERSION 120
 
+#include "support/ir_network.h"
+
 #include <CL/cl.h>
 #include <openvino/openvino.hpp>
-#include <openvino/opsets/opset8.hpp>
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <iostream>
@@ -38,33 +40,38 @@ void reportOpenCl() {
   }
 }
 
-// The smallest network there is: it drops what is below 0.
+std::shared_ptr<ov::Model> modelOf(ov::Core& core, const vorin::tests::IrNetwork& network) {
+  ov::Tensor weights(ov::element::u8, {network.weights().size()});
+  std::copy(network.weights().begin(), network.weights().end(), weights.data<std::uint8_t>());
+  return core.read_model(network.description(), weights);
+}
+
+// A network of one operation: it doubles its input.
 bool computesOn(ov::Core& core, const std::string& device) {
-  const auto input = std::make_shared<ov::opset8::Parameter>(ov::element::f32, ov::Shape{2});
-  const auto output = std::make_shared<ov::opset8::Relu>(input);
-  const auto model = std::make_shared<ov::Model>(ov::OutputVector{output}, ov::ParameterVector{input});
-  ov::InferRequest request = core.compile_model(model, device).create_infer_request();
+  vorin::tests::IrNetwork network;
+  const auto input = network.input({"input"}, "2");
+  network.output(network.operation("Multiply", {input, network.constant("1", std::vector<float>{2})}));
+  ov::InferRequest request = core.compile_model(modelOf(core, network), device).create_infer_request();
   auto* const values = request.get_input_tensor().data<float>();
   values[0] = -1.5F;
   values[1] = 2.5F;
   request.infer();
   const auto* const results = request.get_output_tensor().data<float>();
-  return results[0] == 0.0F && results[1] == 2.5F;
+  return results[0] == -3.0F && results[1] == 5.0F;
 }
 
 // A chain of operations that processors run as one, of an operation of the plugin's own: with the plugin of "GPU" alone in use.
 bool loadsFromCache(const std::string& cache_folder) {
-  using ov::opset8::Constant;
-  const auto input = std::make_shared<ov::opset8::Parameter>(ov::element::f32, ov::Shape{1, 3, 16, 16});
-  const auto scale = Constant::create(ov::element::f32, {1, 3, 1, 1}, {2.0F, 3.0F, 4.0F});
-  const auto scaled = std::make_shared<ov::opset8::Multiply>(input, scale);
-  const auto squared = std::make_shared<ov::opset8::Multiply>(scaled, input);
-  const auto output = std::make_shared<ov::opset8::Subtract>(squared, scale);
-  const auto model = std::make_shared<ov::Model>(ov::OutputVector{output}, ov::ParameterVector{input});
+  vorin::tests::IrNetwork network;
+  const auto input = network.input({"input"}, "1,3,16,16");
+  const auto scale = network.constant("1,3,1,1", std::vector<float>{2, 3, 4});
+  const auto scaled = network.operation("Multiply", {input, scale});
+  const auto squared = network.operation("Multiply", {scaled, input});
+  network.output(network.operation("Subtract", {squared, scale}));
   const auto compile = [&] {
     ov::Core core;
     core.set_property("GPU", ov::cache_dir(cache_folder));
-    return core.compile_model(model, "GPU");
+    return core.compile_model(modelOf(core, network), "GPU");
   };
   const bool before = compile().get_property(ov::loaded_from_cache);
   return !before && compile().get_property(ov::loaded_from_cache);

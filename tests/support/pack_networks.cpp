@@ -1,24 +1,25 @@
 #include "support/pack_networks.h"
 
-#include <openvino/core/graph_util.hpp>
-#include <openvino/opsets/opset8.hpp>
+#include "support/ir_network.h"
+#include "support/package_bytes.h"
 
 #include <array>
 #include <cstring>
-#include <memory>
 
 namespace vorin::tests {
 namespace {
 
-namespace op = ov::opset8;
+using Value = IrNetwork::Value;
+using Integers = std::vector<std::int64_t>;
 
-ov::Output<ov::Node> meanOf(const ov::Output<ov::Node>& value) {
-  const auto rank = std::make_shared<op::ShapeOf>(std::make_shared<op::ShapeOf>(value));
-  const auto zero = op::Constant::create(ov::element::i64, {}, {0});
-  const auto one = op::Constant::create(ov::element::i64, {}, {1});
-  const auto end = std::make_shared<op::Squeeze>(rank, zero);
-  const auto axes = std::make_shared<op::Range>(zero, end, one, ov::element::i64);
-  return std::make_shared<op::ReduceMean>(value, axes, false);
+// Over all dimensions, however many there are.
+Value meanOf(IrNetwork& network, Value value) {
+  const Value shape = network.operation("ShapeOf", {value}, "output_type=\"i64\"", 3);
+  const Value rank = network.operation("ShapeOf", {shape}, "output_type=\"i64\"", 3);
+  const Value zero = network.constant("", Integers{0});
+  const Value end = network.operation("Squeeze", {rank, zero});
+  const Value axes = network.operation("Range", {zero, end, network.constant("", Integers{1})}, "output_type=\"i64\"", 4);
+  return network.operation("ReduceMean", {value, axes}, "keep_dims=\"false\"");
 }
 
 // ---- the few parts of the protocol-buffer encoding that ONNX needs ----
@@ -47,48 +48,39 @@ std::string onnxValue(const std::string& name) {
 
 } // namespace
 
-std::shared_ptr<ov::Model> makeNetwork(const NetworkRecipe& recipe) {
-  ov::ParameterVector parameters;
-  ov::Output<ov::Node> value;
+void saveNetwork(const NetworkRecipe& recipe, const std::string& file) {
+  IrNetwork network;
+  std::vector<Value> inputs;
   for (const NetworkInput& input : recipe.inputs) {
-    const auto parameter = std::make_shared<op::Parameter>(input.type, input.shape);
-    parameter->output(0).set_names({input.names.begin(), input.names.end()});
-    if (!input.layout.empty()) {
-      parameter->set_layout(ov::Layout(input.layout));
-    }
-    parameters.push_back(parameter);
-    const auto as_float = std::make_shared<op::Convert>(parameter, ov::element::f32);
-    if (parameters.size() == 1) {
-      value = std::make_shared<op::Multiply>(as_float, op::Constant::create(ov::element::f32, {1}, {recipe.weight}));
-    } else {
-      value = std::make_shared<op::Add>(value, meanOf(as_float));
-    }
+    inputs.push_back(network.input(input.names, input.shape, input.type, input.layout));
+  }
+  const auto asFloat = [&](Value input) { return network.operation("Convert", {input}, "destination_type=\"f32\""); };
+  const Value weight = network.constant("1", std::vector<float>{recipe.weight});
+  Value value = network.operation("Multiply", {asFloat(inputs.front()), weight});
+  for (std::size_t further = 1; further < inputs.size(); ++further) {
+    value = network.operation("Add", {value, meanOf(network, asFloat(inputs[further]))});
   }
   if (!recipe.output_shape.empty()) {
-    const auto shape = op::Constant::create(ov::element::i64, {recipe.output_shape.size()}, recipe.output_shape);
-    value = std::make_shared<op::Reshape>(value, shape, false);
+    const Value shape = network.constant(std::to_string(recipe.output_shape.size()), recipe.output_shape);
+    value = network.operation("Reshape", {value, shape}, "special_zero=\"false\"");
   }
-  ov::ResultVector results;
   for (std::size_t output = 0; output < recipe.outputs; ++output) {
-    results.push_back(std::make_shared<op::Result>(std::make_shared<op::Relu>(value)));
+    network.output(network.operation("ReLU", {value}));
   }
-  return std::make_shared<ov::Model>(results, parameters);
-}
-
-void saveNetwork(const NetworkRecipe& recipe, const std::string& file) {
-  ov::serialize(makeNetwork(recipe), file);
+  writeFile(file, network.description());
+  writeFile(file.substr(0, file.rfind('.')) + ".bin", network.weights());
 }
 
 NetworkRecipe fixedStyleRecipe(float weight) {
   NetworkRecipe recipe;
-  recipe.inputs = {{{"frame"}, {1, 3, -1, -1}}};
+  recipe.inputs = {{{"frame"}, "1,3,?,?"}};
   recipe.weight = weight;
   return recipe;
 }
 
 NetworkRecipe transferRecipe(float weight) {
   NetworkRecipe recipe;
-  recipe.inputs = {{{"input_content"}, {1, 3, 24, 40}}, {{"input_style"}, {1, 3, 16, 16}}};
+  recipe.inputs = {{{"input_content"}, "1,3,24,40"}, {{"input_style"}, "1,3,16,16"}};
   recipe.weight = weight;
   return recipe;
 }

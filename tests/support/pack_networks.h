@@ -1,8 +1,7 @@
-// Small networks for the tests of the packer: as OpenVINO IR by the runtime's own operations, and as ONNX by the bytes.
+// Small networks for the tests of the packer: as OpenVINO IR by its text, and as ONNX by the bytes.
 #pragma once
 
-#include <openvino/core/model.hpp>
-
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,9 +9,9 @@ namespace vorin::tests {
 
 struct NetworkInput {
   std::vector<std::string> names;
-  ov::PartialShape shape;
-  ov::element::Type type = ov::element::f32;
-  std::string layout = {}; // as the network declares it
+  std::string shape; // "1,3,?,?", or "..." for any
+  std::string type = "f32";
+  std::string layout = {}; // as the network declares it, such as "[N,H,W,C]"
 };
 
 struct NetworkRecipe {
@@ -22,10 +21,8 @@ struct NetworkRecipe {
   float weight = 0.5F;
 };
 
-// The first input times a weight, plus the mean of each further one.
-std::shared_ptr<ov::Model> makeNetwork(const NetworkRecipe& recipe);
-
-// Writes the network as NAME.xml and NAME.bin for a file NAME.xml.
+// Writes the network as NAME.xml and NAME.bin for a file NAME.xml: the first input times a weight, plus the mean of each further
+// one.
 void saveNetwork(const NetworkRecipe& recipe, const std::string& file);
 
 // What the catalogue's styles want: one input of any size; a frame and a style image of fixed sizes.

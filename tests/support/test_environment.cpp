@@ -2,26 +2,22 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
 namespace vorin::tests {
 namespace {
 
-void setVariable(const std::string& name, const std::optional<std::string>& value) {
-  if (value) {
-    ::setenv(name.c_str(), value->c_str(), 1); // NOLINT(concurrency-mt-unsafe): the tests run on one thread
-  } else {
-    ::unsetenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
-  }
-}
-
 std::filesystem::path makeTemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "vorin-test-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) {
-    throw std::runtime_error("cannot make a temporary folder " + pattern);
+  std::random_device random;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    std::filesystem::path folder = std::filesystem::temp_directory_path() / ("vorin-test-" + std::to_string(random()));
+    if (std::filesystem::create_directory(folder)) {
+      return folder;
+    }
   }
-  return pattern;
+  throw std::runtime_error("cannot make a temporary folder");
 }
 
 std::optional<std::string> text(std::optional<std::uint32_t> number) {
@@ -49,7 +45,15 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 LogSetting::LogSetting(std::optional<std::uint32_t> log_switch)
-    : app_data_("XDG_DATA_HOME", folder_.path().string()), switch_("VORIN_DUMP_ST_LOG", text(log_switch)) {}
+    : app_data_(setAppDataFolder(folder_.path())), switch_(setLogSwitch(text(log_switch))) {}
+
+std::string programFolder() {
+  return programFile().parent_path().string();
+}
+
+std::string inProgramFolder(const std::string& name) {
+  return (programFile().parent_path() / name).string();
+}
 
 std::string readFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);

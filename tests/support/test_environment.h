@@ -1,6 +1,8 @@
 // What the tests change of the process's surroundings, and put back: environment variables, the log switch, folders of their own.
 #pragma once
 
+#include "support/system.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -46,9 +48,13 @@ public:
 
 private:
   TemporaryFolder folder_;
-  ScopedVariable app_data_;
-  ScopedVariable switch_;
+  Restoration app_data_;
+  Restoration switch_;
 };
+
+// Where this program lies, without a separator at the end, and the path of a file there.
+std::string programFolder();
+std::string inProgramFolder(const std::string& name);
 
 std::string readFile(const std::filesystem::path& path);
 

@@ -1,98 +1,86 @@
 #include "support/test_networks.h"
 
-#include <openvino/opsets/opset8.hpp>
-#include <openvino/pass/serialize.hpp>
-
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
 
 namespace vorin::tests {
 namespace {
 
-namespace op = ov::opset8;
+using Value = IrNetwork::Value;
 
-using Value = ov::Output<ov::Node>;
-
-std::shared_ptr<op::Parameter> makeInput(const std::string& name, int width, int height) {
-  auto input = std::make_shared<op::Parameter>(ov::element::f32, ov::PartialShape{1, 3, height, width});
-  input->output(0).set_names({name});
-  input->set_friendly_name(name);
-  return input;
+Value addInput(IrNetwork& network, const std::string& name, int width, int height) {
+  return network.input({name}, "1,3," + std::to_string(height) + "," + std::to_string(width));
 }
 
-Value scalar(float value) {
-  return op::Constant::create(ov::element::f32, {1}, {value});
+Value times(IrNetwork& network, Value value, float factor) {
+  return network.operation("Multiply", {value, network.constant("1", std::vector<float>{factor})});
 }
 
-Value times(const Value& value, float factor) {
-  return std::make_shared<op::Multiply>(value, scalar(factor));
+Value plus(IrNetwork& network, Value value, float summand) {
+  return network.operation("Add", {value, network.constant("1", std::vector<float>{summand})});
 }
 
-Value plus(const Value& left, const Value& right) {
-  return std::make_shared<op::Add>(left, right);
+Value meanOfPlanes(IrNetwork& network, Value value) {
+  return network.operation("ReduceMean", {value, network.constant("2", std::vector<std::int64_t>{2, 3})}, "keep_dims=\"true\"");
 }
 
-Value meanOfPlanes(const Value& value) {
-  const auto axes = op::Constant::create(ov::element::i64, {2}, {2, 3});
-  return std::make_shared<op::ReduceMean>(value, axes, true);
+Value sumOfZeros(IrNetwork& network, std::size_t count) {
+  const Value zeros = network.constant("1," + std::to_string(count), std::vector<float>(count, 0.0F));
+  return network.operation("ReduceSum", {zeros, network.constant("1", std::vector<std::int64_t>{1})}, "keep_dims=\"false\"");
 }
 
-Value sumOfZeros(std::size_t count) {
-  const auto zeros = op::Constant::create(ov::element::f32, {1, count}, std::vector<float>(count, 0.0F));
-  return std::make_shared<op::ReduceSum>(zeros, op::Constant::create(ov::element::i64, {1}, {1}), false);
-}
-
-Value withChannels(const Value& value, int channels) {
+Value withChannels(IrNetwork& network, Value value, int channels) {
+  if (channels == 3) {
+    return value;
+  }
   std::vector<std::int64_t> planes(static_cast<std::size_t>(channels));
   for (std::size_t plane = 0; plane < planes.size(); ++plane) {
     planes[plane] = static_cast<std::int64_t>(plane % 3);
   }
-  const auto indices = op::Constant::create(ov::element::i64, {planes.size()}, planes);
-  const auto axis = op::Constant::create(ov::element::i64, {}, {1});
-  return channels == 3 ? value : std::make_shared<op::Gather>(value, indices, axis)->output(0);
-}
-
-std::shared_ptr<ov::Model> modelOf(const Value& output, const ov::ParameterVector& inputs) {
-  return std::make_shared<ov::Model>(ov::ResultVector{std::make_shared<op::Result>(output)}, inputs);
+  const Value indices = network.constant(std::to_string(channels), planes);
+  const Value axis = network.constant("", std::vector<std::int64_t>{1});
+  return network.operation("Gather", {value, indices, axis}, "batch_dims=\"0\"", 8);
 }
 
 } // namespace
 
-std::shared_ptr<ov::Model> makeNetwork(const TransferNetwork& recipe) {
-  const auto content = makeInput("input_content", recipe.width, recipe.height);
-  const auto style = makeInput("input_style", recipe.style_width, recipe.style_height);
+IrNetwork makeNetwork(const TransferNetwork& recipe) {
+  IrNetwork network;
+  const auto addStyle = [&] { return addInput(network, "input_style", recipe.style_width, recipe.style_height); };
+  Value style = recipe.style_first ? addStyle() : 0;
+  const Value content = addInput(network, "input_content", recipe.width, recipe.height);
+  style = recipe.style_first ? style : addStyle();
   const bool same_size = recipe.width == recipe.style_width && recipe.height == recipe.style_height;
-  const Value look = same_size ? style->output(0) : meanOfPlanes(style);
-  const Value mixed = plus(times(content, recipe.content_gain), times(look, recipe.style_gain));
-  const Value output = withChannels(plus(mixed, scalar(recipe.bias)), recipe.channels);
-  return modelOf(output, recipe.style_first ? ov::ParameterVector{style, content} : ov::ParameterVector{content, style});
+  const Value look = same_size ? style : meanOfPlanes(network, style);
+  const Value mixed =
+      network.operation("Add", {times(network, content, recipe.content_gain), times(network, look, recipe.style_gain)});
+  network.output(withChannels(network, plus(network, mixed, recipe.bias), recipe.channels));
+  return network;
 }
 
-std::shared_ptr<ov::Model> makeNetwork(const FixedNetwork& recipe) {
-  const auto input = makeInput("frame", recipe.width, recipe.height);
-  Value value = plus(times(input, recipe.gain), scalar(recipe.bias));
+IrNetwork makeNetwork(const FixedNetwork& recipe) {
+  IrNetwork network;
+  const Value input = addInput(network, "frame", recipe.width, recipe.height);
+  Value value = plus(network, times(network, input, recipe.gain), recipe.bias);
   if (recipe.padding_floats != 0) {
-    value = plus(value, sumOfZeros(recipe.padding_floats));
+    value = network.operation("Add", {value, sumOfZeros(network, recipe.padding_floats)});
   }
-  return modelOf(withChannels(value, recipe.channels), {input});
+  network.output(withChannels(network, value, recipe.channels));
+  return network;
 }
 
-std::shared_ptr<ov::Model> makeSum(const std::vector<std::string>& input_names) {
-  ov::ParameterVector inputs;
-  Value sum = scalar(0);
+IrNetwork makeSum(const std::vector<std::string>& input_names) {
+  IrNetwork network;
+  Value sum = network.constant("1", std::vector<float>{0});
   for (const std::string& name : input_names) {
-    inputs.push_back(makeInput(name, 13, 7));
-    sum = plus(sum, inputs.back());
+    sum = network.operation("Add", {sum, addInput(network, name, 13, 7)});
   }
-  return modelOf(sum, inputs);
+  network.output(sum);
+  return network;
 }
 
-std::vector<NamedContent> networkFiles(const std::string& name, const std::shared_ptr<ov::Model>& network) {
-  std::ostringstream description;
-  std::ostringstream weights;
-  ov::pass::Serialize(description, weights).run_on_model(network);
-  return {{name + ".xml", description.str()}, {name + ".bin", weights.str()}};
+std::vector<NamedContent> networkFiles(const std::string& name, const IrNetwork& network) {
+  return {{name + ".xml", network.description()}, {name + ".bin", network.weights()}};
 }
 
 void TestPackage::write(const std::vector<std::vector<NamedContent>>& networks) {
@@ -103,15 +91,11 @@ void TestPackage::write(const std::vector<std::vector<NamedContent>>& networks) 
   writeFile((folder_.path() / "model_st.bin").string(), packageBytes(entries));
 }
 
-std::string programFolder() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
-}
-
 std::vector<std::string> unpackedNetworkFiles() {
   std::vector<std::string> found;
   for (const char* name : {kTransfer512, kTransfer540, kTransfer256, kLightGrey, kCartoon}) {
     for (const char* ending : {".xml", ".bin", "_int8.xml", "_int8.bin"}) {
-      if (std::filesystem::exists(programFolder() + "/" + name + ending)) {
+      if (std::filesystem::exists(inProgramFolder(std::string(name) + ending))) {
         found.push_back(std::string(name) + ending);
       }
     }
@@ -122,7 +106,7 @@ std::vector<std::string> unpackedNetworkFiles() {
 
 void removeUnpackedNetworkFiles() {
   for (const std::string& file : unpackedNetworkFiles()) {
-    std::filesystem::remove(programFolder() + "/" + file);
+    std::filesystem::remove(inProgramFolder(file));
   }
 }
 

@@ -1,13 +1,11 @@
 // Small networks whose answers can be computed by hand, and model packages that hold them.
 #pragma once
 
+#include "support/ir_network.h"
 #include "support/package_bytes.h"
 #include "support/test_environment.h"
 
-#include <openvino/core/model.hpp>
-
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -35,7 +33,7 @@ struct TransferNetwork {
   bool style_first = false; // the order of the inputs
   int channels = 3;         // of the output: fewer leave out the last planes, more repeat the first
 };
-std::shared_ptr<ov::Model> makeNetwork(const TransferNetwork& recipe);
+IrNetwork makeNetwork(const TransferNetwork& recipe);
 
 // One input [1, 3, height, width]; the output is gain x input + bias, of the same size. It can be reshaped to any size. The
 // weights can be made longer by floats that play no part in the answer.
@@ -47,13 +45,13 @@ struct FixedNetwork {
   int channels = 3;
   std::size_t padding_floats = 0;
 };
-std::shared_ptr<ov::Model> makeNetwork(const FixedNetwork& recipe);
+IrNetwork makeNetwork(const FixedNetwork& recipe);
 
 // Inputs of the given names, added up.
-std::shared_ptr<ov::Model> makeSum(const std::vector<std::string>& input_names);
+IrNetwork makeSum(const std::vector<std::string>& input_names);
 
 // The two files of a network, NAME.xml and NAME.bin.
-std::vector<NamedContent> networkFiles(const std::string& name, const std::shared_ptr<ov::Model>& network);
+std::vector<NamedContent> networkFiles(const std::string& name, const IrNetwork& network);
 
 template <typename Recipe> std::vector<NamedContent> networkFiles(const std::string& name, const Recipe& recipe) {
   return networkFiles(name, makeNetwork(recipe));
@@ -86,10 +84,7 @@ private:
   TemporaryFolder folder_;
 };
 
-// Where the library unpacks the files of this program: its own folder.
-std::string programFolder();
-
-// The files of the catalogue's networks that lie in the program's folder, sorted.
+// The files of the catalogue's networks that lie in the program's folder, where the library unpacks them, sorted.
 std::vector<std::string> unpackedNetworkFiles();
 void removeUnpackedNetworkFiles();
 

@@ -1,10 +1,9 @@
-// Turns the diagnostic log's debugger output on for a scope and collects its lines, which POSIX systems have on standard error.
+// Turns the diagnostic log's debugger output on for a scope and collects its lines.
 #pragma once
 
 #include "core/log.h"
+#include "support/debugger_output.h"
 #include "support/test_environment.h"
-
-#include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
@@ -14,14 +13,8 @@ namespace vorin::tests {
 
 class LogLines {
 public:
-  LogLines() {
-    openLog();
-    testing::internal::CaptureStderr();
-  }
+  LogLines() { openLog(); }
   ~LogLines() {
-    if (!taken_) {
-      testing::internal::GetCapturedStderr();
-    }
     const LogSetting off(0);
     openLog();
   }
@@ -30,8 +23,7 @@ public:
 
   // The log's lines since the scope began; once.
   std::vector<std::string> take() {
-    taken_ = true;
-    std::istringstream text(testing::internal::GetCapturedStderr());
+    std::istringstream text(output_.take());
     std::vector<std::string> lines;
     for (std::string line; std::getline(text, line);) {
       if (line.rfind("====== sdk: ", 0) == 0) { // OpenCL implementations write to standard error too
@@ -43,7 +35,7 @@ public:
 
 private:
   LogSetting debugger_only_{1};
-  bool taken_ = false;
+  DebuggerOutput output_;
 };
 
 } // namespace vorin::tests

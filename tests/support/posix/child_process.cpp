@@ -55,38 +55,51 @@ std::string contentOf(int descriptor) {
 
 } // namespace
 
+// The files have no name; the child writes them and the test reads them afterwards.
+struct ChildProcess::Running {
+  Running(int output_file, int error_file) : output(output_file), error(error_file) {}
+  ~Running() {
+    if (id > 0) {
+      kill(id, SIGKILL);
+      waitpid(id, nullptr, 0);
+    }
+    close(output);
+    close(error);
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+  pid_t id = 0; // 0 before the start and after the end
+  int output;
+  int error;
+};
+
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
-    : id_(-1), output_(setting.standard_output ? open(setting.standard_output->c_str(), O_WRONLY | O_CLOEXEC) : namelessFile()),
-      error_(namelessFile()) {
-  id_ = fork();
-  if (id_ < 0 || output_ < 0) {
+    : running_(std::make_unique<Running>(setting.standard_output ? open(setting.standard_output->c_str(), O_WRONLY | O_CLOEXEC)
+                                                                 : namelessFile(),
+                                         namelessFile())) {
+  running_->id = fork();
+  if (running_->id < 0 || running_->output < 0) {
     throw std::runtime_error("cannot start a child process");
   }
-  if (id_ == 0) {
-    dup2(output_, STDOUT_FILENO);
-    dup2(error_, STDERR_FILENO);
+  if (running_->id == 0) {
+    dup2(running_->output, STDOUT_FILENO);
+    dup2(running_->error, STDERR_FILENO);
     becomeProgram(arguments, setting);
   }
 }
 
-ChildProcess::~ChildProcess() {
-  if (!waited_for_) {
-    kill(id_, SIGKILL);
-    waitpid(id_, nullptr, 0);
-  }
-  close(output_);
-  close(error_);
-}
+ChildProcess::~ChildProcess() = default;
 
 void ChildProcess::signal(int number) const {
-  kill(id_, number);
+  kill(running_->id, number);
 }
 
 ChildResult ChildProcess::wait() {
   int status = 0;
-  waitpid(id_, &status, 0);
-  waited_for_ = true;
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(output_), contentOf(error_)};
+  waitpid(running_->id, &status, 0);
+  running_->id = 0;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(running_->output), contentOf(running_->error)};
 }
 
 } // namespace vorin::tests

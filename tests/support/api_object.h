@@ -1,0 +1,56 @@
+// What the tests of the shared library share: an object through the public header, and the lines of its log.
+#pragma once
+
+#include "support/debugger_output.h"
+#include "support/test_environment.h"
+#include "vorin_stt.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vorin::tests {
+
+struct Destroyer {
+  void operator()(SttInterface* object) const { SttFactory::Destroy(object); }
+};
+using Object = std::unique_ptr<SttInterface, Destroyer>;
+
+inline Object makeObject() {
+  SttInterface* object = nullptr;
+  EXPECT_EQ(SttFactory::Create(&object), VORIN_STATUS_OK);
+  return Object(object);
+}
+
+inline void configure(SttInterface& object, std::int32_t style, std::int32_t width, std::int32_t height) {
+  object.SetConfig(nullptr, SttCfgStyleType, &style);
+  object.SetConfig(nullptr, SttCfgWidth, &width);
+  object.SetConfig(nullptr, SttCfgHeight, &height);
+}
+
+// A discrete GPU is asked for, which neither a test machine's processor nor its stand-in is.
+inline void configureWithoutGpu(SttInterface& object, std::int32_t style, std::int32_t width, std::int32_t height) {
+  configure(object, style, width, height);
+  const SttDeviceRequest request = {1, 0, ""};
+  SttDeviceRecord* device = nullptr;
+  object.CreateDevice(&request, &device);
+}
+
+// The lines of a log that are not about the devices of this machine, without their common front.
+inline std::vector<std::string> linesOf(const std::string& log) {
+  const std::string front = "====== sdk: ";
+  std::vector<std::string> lines;
+  std::istringstream stream(log);
+  for (std::string line; std::getline(stream, line);) {
+    if (line.find("Device ") == std::string::npos) {
+      EXPECT_EQ(line.rfind(front, 0), 0U) << line;
+      lines.push_back(line.substr(front.size()));
+    }
+  }
+  return lines;
+}
+
+} // namespace vorin::tests

@@ -1,0 +1,57 @@
+#include "support/system.h"
+
+#include "support/test_environment.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace vorin::tests {
+
+const char* const kTemporaryFolderVariable = "TMPDIR";
+
+void setVariable(const std::string& name, const std::optional<std::string>& value) {
+  if (value) {
+    ::setenv(name.c_str(), value->c_str(), 1); // NOLINT(concurrency-mt-unsafe): the tests run on one thread
+  } else {
+    ::unsetenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
+  }
+}
+
+Restoration setLogSwitch(const std::optional<std::string>& value) {
+  return std::make_shared<ScopedVariable>("VORIN_DUMP_ST_LOG", value);
+}
+
+Restoration setAppDataFolder(const std::filesystem::path& folder) {
+  return std::make_shared<ScopedVariable>("XDG_DATA_HOME", folder.string());
+}
+
+std::filesystem::path programFile() {
+  return std::filesystem::read_symlink("/proc/self/exe");
+}
+
+std::size_t residentBytes() {
+  std::size_t total_pages = 0;
+  std::size_t resident_pages = 0;
+  std::ifstream("/proc/self/statm") >> total_pages >> resident_pages;
+  return resident_pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+bool mayWriteTo(const std::filesystem::path& folder) {
+  return ::access(folder.c_str(), W_OK) == 0;
+}
+
+std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes) {
+  const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
+  void* const memory = descriptor < 0 ? MAP_FAILED : mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  close(descriptor);
+  if (memory == MAP_FAILED) {
+    throw std::runtime_error("cannot map " + file);
+  }
+  return {memory, [size_bytes](void* mapped) { munmap(mapped, size_bytes); }};
+}
+
+} // namespace vorin::tests

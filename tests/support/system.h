@@ -1,0 +1,42 @@
+// What the tests ask of the system that they run on: implemented once in posix/ and once in windows/.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vorin::tests {
+
+// Sets an environment variable of this process, or removes it.
+void setVariable(const std::string& name, const std::optional<std::string>& value);
+
+// The variable that names the folder for temporary files.
+extern const char* const kTemporaryFolderVariable;
+
+// Puts the machine back as it was when it goes.
+using Restoration = std::shared_ptr<void>;
+
+// Gives the library's log switch another value, or none. The value is a decimal number; other texts are written where the switch
+// is as what is no number there.
+Restoration setLogSwitch(const std::optional<std::string>& value);
+
+// Gives the user another folder for application data.
+Restoration setAppDataFolder(const std::filesystem::path& folder);
+
+// The file of this program.
+std::filesystem::path programFile();
+
+// The memory that this process has in use.
+std::size_t residentBytes();
+
+// Whether this user may write to the folder.
+bool mayWriteTo(const std::filesystem::path& folder);
+
+// Maps a file of at least this size, which other programs may have mapped too, for reading and writing. `file` is a name of the
+// system that the OpenCL loader runs on. Throws std::runtime_error.
+std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes);
+
+} // namespace vorin::tests

@@ -1,0 +1,123 @@
+#include "support/system.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <psapi.h>
+#include <stdexcept>
+#include <vector>
+#include <windows.h>
+
+namespace vorin::tests {
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+struct RegistryValue {
+  DWORD type = REG_NONE; // REG_NONE: no such value
+  Bytes content;
+};
+
+// Writes a value of the registry, or removes it, and puts back what was there.
+class ScopedRegistryValue {
+public:
+  ScopedRegistryValue(HKEY root, const std::string& key, std::string name, const RegistryValue& value) : name_(std::move(name)) {
+    if (RegCreateKeyExA(root, key.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key_, nullptr) != ERROR_SUCCESS) {
+      throw std::runtime_error("cannot open the registry's " + key);
+    }
+    DWORD size_bytes = 0;
+    if (RegQueryValueExA(key_, name_.c_str(), nullptr, &before_.type, nullptr, &size_bytes) == ERROR_SUCCESS) {
+      before_.content.resize(size_bytes);
+      RegQueryValueExA(key_, name_.c_str(), nullptr, nullptr, before_.content.data(), &size_bytes);
+    } else {
+      before_ = {};
+    }
+    write(value);
+  }
+  ~ScopedRegistryValue() {
+    write(before_);
+    RegCloseKey(key_);
+  }
+  ScopedRegistryValue(const ScopedRegistryValue&) = delete;
+  ScopedRegistryValue& operator=(const ScopedRegistryValue&) = delete;
+
+private:
+  void write(const RegistryValue& value) {
+    if (value.type == REG_NONE) {
+      RegDeleteValueA(key_, name_.c_str());
+    } else {
+      RegSetValueExA(key_, name_.c_str(), 0, value.type, value.content.data(), static_cast<DWORD>(value.content.size()));
+    }
+  }
+
+  HKEY key_ = nullptr;
+  std::string name_;
+  RegistryValue before_;
+};
+
+RegistryValue textValue(const std::string& text) {
+  return {REG_SZ, Bytes(text.c_str(), text.c_str() + text.size() + 1)};
+}
+
+RegistryValue numberValue(std::uint32_t number) {
+  const auto* const bytes = reinterpret_cast<const BYTE*>(&number);
+  return {REG_DWORD, Bytes(bytes, bytes + sizeof number)};
+}
+
+bool isNumber(const std::string& text) {
+  return !text.empty() &&
+         std::all_of(text.begin(), text.end(), [](char character) { return character >= '0' && character <= '9'; });
+}
+
+} // namespace
+
+const char* const kTemporaryFolderVariable = "TMP";
+
+void setVariable(const std::string& name, const std::optional<std::string>& value) {
+  SetEnvironmentVariableA(name.c_str(), value ? value->c_str() : nullptr);
+  _putenv_s(name.c_str(), value ? value->c_str() : ""); // the C library has its own copy
+}
+
+Restoration setLogSwitch(const std::optional<std::string>& value) {
+  const RegistryValue written = !value ? RegistryValue{} : isNumber(*value) ? numberValue(std::stoul(*value)) : textValue(*value);
+  return std::make_shared<ScopedRegistryValue>(HKEY_LOCAL_MACHINE, "Software\\Merix\\Tolvk\\Debug", "DumpSTLog", written);
+}
+
+Restoration setAppDataFolder(const std::filesystem::path& folder) {
+  return std::make_shared<ScopedRegistryValue>(HKEY_CURRENT_USER,
+                                               "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
+                                               "Local AppData", textValue(folder.string()));
+}
+
+std::filesystem::path programFile() {
+  std::wstring path(MAX_PATH, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return path;
+}
+
+std::size_t residentBytes() {
+  PROCESS_MEMORY_COUNTERS counters{};
+  GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+  return counters.WorkingSetSize;
+}
+
+bool mayWriteTo(const std::filesystem::path& folder) {
+  const DWORD attributes = GetFileAttributesW(folder.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) == 0;
+}
+
+std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes) {
+  const std::string name = "Z:" + file; // Wine's name for the whole of the other system
+  const HANDLE opened = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE mapping =
+      opened == INVALID_HANDLE_VALUE ? nullptr : CreateFileMappingA(opened, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+  void* const memory = mapping == nullptr ? nullptr : MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, size_bytes);
+  CloseHandle(mapping); // the view keeps both
+  CloseHandle(opened);
+  if (memory == nullptr) {
+    throw std::runtime_error("cannot map " + name);
+  }
+  return {memory, [](void* mapped) { UnmapViewOfFile(mapped); }};
+}
+
+} // namespace vorin::tests
