@@ -1,11 +1,10 @@
 #include "../command_line.h"
 
-#include "wide_text.h"
+#include "wide_text.h" // with windows.h, which shellapi.h stands on
 
 #include <memory>
 #include <shellapi.h>
 #include <span>
-#include <windows.h> // before shellapi.h, which needs it
 
 namespace vorin::tools {
 

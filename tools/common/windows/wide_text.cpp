@@ -1,7 +1,5 @@
 #include "wide_text.h"
 
-#include <windows.h>
-
 namespace vorin::tools {
 
 std::string utf8FromWide(std::wstring_view wide) {

@@ -12,7 +12,7 @@
 #include <array>
 #include <oleauto.h>
 #include <wincodec.h>
-#include <windows.h> // before the next, which need it
+#include <windows.h>
 
 namespace vorin::stylize {
 namespace {
