@@ -9,7 +9,9 @@ from __future__ import annotations
 import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
-from style_network import fold_input, mix_planes, reorder_output, repaint
+from layers import as_bytes
+from style_network import Expansion, fold_input, reorder_output, repaint
+from subpixel import expanded
 from trained_weights import FIXED_STYLE_COUNT, fixed_style_layers
 
 # The size that the network has before anybody reshapes it.
@@ -31,42 +33,51 @@ LIGHTNESS = np.array([0.114, 0.587, 0.299])
 REVERSED = [2, 1, 0]
 
 
-def light_grey_network() -> ov.Model:
+def light_grey_network(expand: Expansion = expanded) -> ov.Model:
     """Style type 1: three equal planes; the library stretches whatever range they have."""
-    image, padded = _image_input()
-    grey = mix_planes(_repainted(padded, LIGHT_GREY_MIX), np.tile(LIGHTNESS, (3, 1)), "grey")
+    image = _image_input()
+    grey = _cut(_repainted(_padded(image), LIGHT_GREY_MIX, LIGHTNESS[None], expand), image)
     light = ops.power(ops.clamp(grey, 0.0, 1.0), np.float32(LIGHT_GREY_EXPONENT), name="light")
-    return _model(image, light, "light_grey")
+    return _model(image, ops.concat([light] * 3, 1, name="picture"), "light_grey")
 
 
-def cartoon_network() -> ov.Model:
-    """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1."""
-    image, padded = _image_input()
+def cartoon_network(eight_bit_entry: bool = True) -> ov.Model:
+    """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1.
+
+    The first layer takes most of a float network's time, so it computes in 8 bits: they hold a photo exactly and weights well enough.
+    """
+    image = _image_input()
     only_lightness = np.tile(LIGHTNESS, (3, 1))
     identity = np.eye(3)
     # From 0..1 to -1..1 is a factor of 2 and an offset of -1; the photo's colours already have that scale, and no offset.
     shades = only_lightness * (1.0 - CARTOON_STYLE_COLOUR) + identity * CARTOON_STYLE_COLOUR
-    painted = mix_planes(_repainted(padded, CARTOON_MIX), 2.0 * shades, "shades")
-    colours = mix_planes(padded, CARTOON_PHOTO_COLOUR * (identity - only_lightness), "photo_colours")
-    picture = ops.add(ops.add(painted, colours), np.float32(-1.0), name="coloured")
-    return _model(image, picture, "cartoon")
+    entry = _padded(as_bytes(image) if eight_bit_entry else image)
+    painted = _cut(_repainted(entry, CARTOON_MIX, 2.0 * shades, eight_bit_entry=eight_bit_entry), image)
+    matrix = (CARTOON_PHOTO_COLOUR * (identity - only_lightness)).astype(np.float32)
+    colours = ops.matmul(matrix[None], ops.reshape(image, np.array([0, 0, -1]), True), False, False, name="photo_colours/mix")
+    colours = ops.reshape(colours, ops.shape_of(image, "i64"), False, name="photo_colours")
+    return _model(image, ops.add(ops.add(painted, colours), np.float32(-1.0), name="picture"), "cartoon")
 
 
 def painting_network(style: int) -> ov.Model:
     """One of the 26 styles as it was trained, with the values of style type 2: -1 to 1."""
-    image, padded = _image_input()
-    painted = mix_planes(_repainted(padded, {style: 1.0}), 2.0 * np.eye(3), "painted")
-    return _model(image, ops.add(painted, np.float32(-1.0), name="painting"), f"style_{style}")
+    image = _image_input()
+    painted = _cut(_repainted(_padded(image), {style: 1.0}, 2.0 * np.eye(3)), image)
+    return _model(image, ops.add(painted, np.float32(-1.0), name="picture"), f"style_{style}")
 
 
-def _image_input() -> tuple[ov.Node, ov.Node]:
-    """The network's input, and the same image with its sides made multiples of 4."""
+def _image_input() -> ov.Node:
     image = ops.parameter([1, 3, -1, -1], np.float32, name="input")
     image.output(0).set_names({"input"})
+    return image
+
+
+def _padded(image: ov.Node) -> ov.Node:
+    """The image with its sides made multiples of 4."""
     four = np.array([4, 4], dtype=np.int64)
     missing = ops.mod(ops.subtract(four, ops.mod(_size_of(image), four)), four)
     ends = ops.concat([np.array([0, 0], dtype=np.int64), missing], 0)
-    return image, ops.pad(image, np.zeros(4, dtype=np.int64), ends, "reflect", name="padded")
+    return ops.pad(image, np.zeros(4, dtype=np.int64), ends, "reflect", name="padded")
 
 
 def _size_of(image: ov.Node) -> ov.Node:
@@ -74,8 +85,20 @@ def _size_of(image: ov.Node) -> ov.Node:
     return ops.gather(ops.shape_of(image, "i64"), np.array([2, 3]), np.array(0))
 
 
-def _repainted(padded: ov.Node, mix: dict[int, float]) -> ov.Node:
-    """The mixture of fixed styles, 0 to 1, its first planes blue, green, red, for an image in these planes, -1 to 1."""
+def _cut(planes: ov.Node, image: ov.Node) -> ov.Node:
+    """The planes at the image's own size."""
+    start, step, axes = np.array([0, 0]), np.array([1, 1]), np.array([2, 3])
+    return ops.slice(planes, start, _size_of(image), step, axes, name="cut")
+
+
+def _repainted(
+    padded: ov.Node,
+    mix: dict[int, float],
+    matrix: np.ndarray,
+    expand: Expansion = expanded,
+    eight_bit_entry: bool = False,
+) -> ov.Node:
+    """What the matrix makes of the mixture of fixed styles, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
     shares = np.zeros(FIXED_STYLE_COUNT, dtype=np.float32)
     for style, share in mix.items():
         shares[style] = share
@@ -90,13 +113,11 @@ def _repainted(padded: ov.Node, mix: dict[int, float]) -> ov.Node:
         scale, shift = (ops.constant((shares @ table[name]).reshape(1, -1, 1, 1)) for table in (scales, shifts))
         return scale, shift
 
-    return repaint(padded, layers, normalisation)
+    return repaint(padded, layers, normalisation, matrix, expand, eight_bit_entry)
 
 
 def _model(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:
-    """The network, cut to the image's own size, at the default size."""
-    start, step, axes = np.array([0, 0]), np.array([1, 1]), np.array([2, 3])
-    picture = ops.slice(picture, start, _size_of(image), step, axes, name="picture")
+    """The network at the default size."""
     picture.output(0).set_names({"output"})
     model = ov.Model([picture], [image], name)
     model.reshape([1, 3, DEFAULT_HEIGHT, DEFAULT_WIDTH])

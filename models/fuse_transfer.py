@@ -9,7 +9,7 @@ import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
 from library_way import CONTENT_DEVIATION, CONTENT_MEAN, OUTPUT_DEVIATION, OUTPUT_MEAN, STYLE_DEVIATION, STYLE_MEAN
-from style_network import fold_input, mix_planes, reorder_output, repaint
+from style_network import fold_input, reorder_output, repaint
 from style_predictor import predict_style
 from trained_weights import StyleProjection, transformer_layers
 
@@ -32,7 +32,7 @@ def transfer_network(content_height: int, content_width: int, style_size: int) -
     projections["expand.2"] = StyleProjection(reorder_output(last.scale, REVERSED), reorder_output(last.shift, REVERSED))
 
     styles = _scales_and_shifts(vector, projections)
-    picture = mix_planes(repaint(content, layers, styles.get), np.diag(1.0 / OUTPUT_DEVIATION), "planes")
+    picture = repaint(content, layers, styles.get, np.diag(1.0 / OUTPUT_DEVIATION))
     picture = ops.subtract(picture, _planes(OUTPUT_MEAN / OUTPUT_DEVIATION), name="normalised_planes")
     picture.output(0).set_names({"output"})
     return ov.Model([picture], [content, style], "style_transfer")
