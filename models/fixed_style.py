@@ -24,6 +24,8 @@ CARTOON_MIX = {2: 0.6, 21: 0.4}
 
 # Below 1: middle tones become lighter, black and white stay.
 LIGHT_GREY_EXPONENT = 0.7
+# In place of 0, which has no logarithm: lightened, it is far below a byte's half step.
+SMALLEST_GREY = 1e-6
 # How much of a cartoon's colour is the style's own; the rest is the photo's, a little stronger than it was.
 CARTOON_STYLE_COLOUR = 0.2
 CARTOON_PHOTO_COLOUR = 1.04
@@ -37,7 +39,9 @@ def light_grey_network(expand: Expansion = expanded) -> ov.Model:
     """Style type 1: three equal planes; the library stretches whatever range they have."""
     image = _image_input()
     grey = _cut(_repainted(_padded(image), LIGHT_GREY_MIX, LIGHTNESS[None], expand), image)
-    light = ops.power(ops.clamp(grey, 0.0, 1.0), np.float32(LIGHT_GREY_EXPONENT), name="light")
+    # The runtime has vectors for a logarithm and an exponential function, but none for a power.
+    exponents = ops.multiply(ops.log(ops.clamp(grey, SMALLEST_GREY, 1.0)), np.float32(LIGHT_GREY_EXPONENT))
+    light = ops.exp(exponents, name="light")
     return _model(image, ops.concat([light] * 3, 1, name="picture"), "light_grey")
 
 
