@@ -1,0 +1,57 @@
+cmake_minimum_required(VERSION 3.25)
+
+# Fails unless the DLL exports exactly the list below, and imports from nothing but Windows' own libraries and the two that the library
+# is there to use.
+set(expected
+    ??0SttInterface@@QEAA@$$QEAV0@@Z
+    ??0SttInterface@@QEAA@AEBV0@@Z
+    ??0SttInterface@@QEAA@XZ
+    ??4SttFactory@@QEAAAEAV0@$$QEAV0@@Z
+    ??4SttFactory@@QEAAAEAV0@AEBV0@@Z
+    ??4SttInterface@@QEAAAEAV0@$$QEAV0@@Z
+    ??4SttInterface@@QEAAAEAV0@AEBV0@@Z
+    ??_7SttInterface@@6B@
+    ?Create@SttFactory@@SA?AW4_VorinStatus@@PEAPEAVSttInterface@@@Z
+    ?Destroy@SttFactory@@SA?AW4_VorinStatus@@PEAVSttInterface@@@Z
+    vorin_SttCreate
+    vorin_SttCreateContext
+    vorin_SttCreateDevice
+    vorin_SttDestroy
+    vorin_SttDestroyContext
+    vorin_SttDestroyDevice
+    vorin_SttEnumDevice
+    vorin_SttGetConfig
+    vorin_SttGetVersion
+    vorin_SttPrepare
+    vorin_SttProcessFrame
+    vorin_SttSetConfig
+    vorin_SttStop
+    vorin_SttSyncOperation)
+set(allowed advapi32.dll gdi32.dll kernel32.dll msvcrt.dll ole32.dll opencl.dll openvino_c.dll shell32.dll user32.dll)
+set(needed opencl.dll openvino_c.dll shell32.dll)
+
+execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE tables COMMAND_ERROR_IS_FATAL ANY)
+
+string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table[^\n]*\n(.*)" names "${tables}")
+string(REGEX REPLACE "\n\n.*" "" names "${CMAKE_MATCH_1}")
+string(REGEX REPLACE "\t\\[ *[0-9]+\\]( \\+base\\[ *[0-9]+\\] +[0-9a-f]+)? +" "" names "${names}")
+string(REGEX MATCHALL "[^\n]+" exported "${names}")
+list(SORT exported)
+list(SORT expected)
+if(NOT exported STREQUAL expected)
+  message(FATAL_ERROR "exported:\n${exported}\nexpected:\n${expected}")
+endif()
+
+string(REGEX MATCHALL "DLL Name: [^\n]+" imported "${tables}")
+list(TRANSFORM imported REPLACE "DLL Name: " "")
+list(TRANSFORM imported TOLOWER)
+foreach(library IN LISTS imported)
+  if(NOT library IN_LIST allowed)
+    message(FATAL_ERROR "imports from ${library}, which not every machine has; all: ${imported}")
+  endif()
+endforeach()
+foreach(library IN LISTS needed)
+  if(NOT library IN_LIST imported)
+    message(FATAL_ERROR "imports nothing from ${library}; all: ${imported}")
+  endif()
+endforeach()
