@@ -31,9 +31,17 @@ const char* kindOf(const AVStream& stream) {
   }
 }
 
-std::string cannotHold(const AVOutputFormat& format, const AVStream& stream) {
-  return std::string("the clip's ") + kindOf(stream) + " (" + avcodec_get_name(stream.codecpar->codec_id) +
-         ") cannot go into a file of the kind " + format.name;
+// Such as "sound (aac)".
+std::string describe(const AVStream& stream) {
+  return std::string(kindOf(stream)) + " (" + avcodec_get_name(stream.codecpar->codec_id) + ")";
+}
+
+// Matroska counts Opus from behind the samples that players drop, and libav's reader takes that off; its writer does not add it.
+std::int64_t lateness(const AVStream& stream) {
+  if (stream.codecpar->codec_id != AV_CODEC_ID_OPUS || stream.codecpar->sample_rate <= 0) {
+    return 0;
+  }
+  return av_rescale_q(stream.codecpar->initial_padding, {1, stream.codecpar->sample_rate}, stream.time_base);
 }
 
 void copySideData(const AVStream& from, AVStream& to) {
@@ -75,9 +83,11 @@ CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& outpu
     if (canHold(*output.oformat, stream)) {
       add(stream, output);
     } else if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-      throw MediaError(cannotHold(*output.oformat, stream) + ": name the output .mkv");
+      throw MediaError("the clip's " + describe(stream) + " cannot go into a file of the kind " + output.oformat->name +
+                       ": name the output .mkv");
     } else {
-      warnings_.push_back(cannotHold(*output.oformat, stream) + " and is left out: name the output .mkv to keep it");
+      warnings_.push_back("left out, since a file of the kind " + std::string(output.oformat->name) +
+                          " cannot hold it: the clip's " + describe(stream) + "; name the output .mkv to keep all");
     }
   }
 }
@@ -97,7 +107,8 @@ void CopiedStreams::add(const AVStream& stream, AVFormatContext& output) {
   added->disposition = stream.disposition;
   av_dict_copy(&added->metadata, stream.metadata, 0);
   copySideData(stream, *added);
-  targets_[static_cast<std::size_t>(stream.index)] = Target{added->index, stream.time_base, AV_NOPTS_VALUE};
+  targets_[static_cast<std::size_t>(stream.index)] = Target{
+      added->index, stream.time_base, std::strcmp(output.oformat->name, "matroska") == 0 ? lateness(stream) : 0, AV_NOPTS_VALUE};
 }
 
 bool CopiedStreams::place(AVPacket& packet, const AVFormatContext& output) {
@@ -109,6 +120,11 @@ bool CopiedStreams::place(AVPacket& packet, const AVFormatContext& output) {
   const AVStream& stream = *output.streams[target->index];
   packet.stream_index = target->index;
   packet.pos = -1;
+  for (std::int64_t* time : {&packet.pts, &packet.dts}) {
+    if (*time != AV_NOPTS_VALUE) {
+      *time += target->lateness;
+    }
+  }
   av_packet_rescale_ts(&packet, target->source_time_base, stream.time_base);
   if (packet.dts == AV_NOPTS_VALUE) {
     packet.dts = packet.pts;

@@ -40,6 +40,7 @@ private:
   struct Target {
     int index;
     AVRational source_time_base;
+    std::int64_t lateness; // to be added, in the source's time base
     std::int64_t last_decode_time;
   };
 

@@ -83,6 +83,7 @@ public:
   void finishEarly();
 
 private:
+  bool isMatroska() const { return std::strcmp(context_->oformat->name, "matroska") == 0; }
   void addVideo(const VideoInfo& source);
   void open();
   bool writeEncoded(); // the next packet of the encoder; false: none
@@ -97,6 +98,7 @@ private:
   OutputHandle context_;
   std::optional<VideoEncoder> encoder_;
   std::optional<CopiedStreams> copied_;
+  AVRational time_base_{}; // of the frames
   PacketHandle packet_ = newPacket();
   std::vector<std::string> warnings_;
   std::int64_t frames_ = 0;
@@ -116,6 +118,9 @@ ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size siz
     throw std::bad_alloc();
   }
   context_.reset(context);
+  if (isMatroska()) { // it can hold the times below 0 at which much sound begins; libav would move all of the clip
+    context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+  }
   encoder_.emplace(source, size, options, *context_->oformat);
   addVideo(source);
   if (source.streams != nullptr) {
@@ -143,7 +148,8 @@ void ClipWriter::File::addVideo(const VideoInfo& source) {
   if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder_->context()) < 0) {
     throw std::bad_alloc();
   }
-  stream->time_base = encoder_->context().time_base;
+  time_base_ = toLibav(source.time_base);
+  stream->time_base = time_base_;
   stream->avg_frame_rate = encoder_->context().framerate;
   stream->sample_aspect_ratio = encoder_->context().sample_aspect_ratio;
   if (source.streams != nullptr) {
@@ -155,7 +161,7 @@ void ClipWriter::File::addVideo(const VideoInfo& source) {
   if (!source.rotation || !isTurned(*source.rotation)) {
     return;
   }
-  if (std::strcmp(context_->oformat->name, "matroska") == 0) {
+  if (isMatroska()) {
     warnings_.emplace_back("the clip is turned by its player, which a .mkv file cannot say: name the output .mp4 or .mov");
     return;
   }
@@ -198,7 +204,7 @@ bool ClipWriter::File::writeEncoded() {
     return false;
   }
   packet_->stream_index = 0;
-  av_packet_rescale_ts(packet_.get(), encoder_->context().time_base, context_->streams[0]->time_base);
+  av_packet_rescale_ts(packet_.get(), time_base_, context_->streams[0]->time_base);
   hand(*packet_);
   ++encoded_;
   return true;

@@ -1,9 +1,9 @@
 // clip_writer.h: a clip as a sink of frames: encoded by libavcodec, multiplexed by libavformat into MP4, MOV or Matroska.
 //
-// Kept as they are in the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska,
-// which warns), colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits
-// deep and with colour at half the width and height, as players want them; H.264 and H.265 cannot hold odd sizes that way, so
-// pictures of odd size keep their size and get colour at full width and height.
+// Kept as they are in the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in
+// Matroska, which warns), colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written
+// 8 bits deep and with colour at half the width and height, as players want them; H.264 and H.265 cannot hold odd sizes that way,
+// so pictures of odd size keep their size and get colour at full width and height.
 //
 // The file is written under another name in its folder and gets its own at the end: it is there and plays, or it is not there.
 #pragma once

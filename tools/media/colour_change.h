@@ -14,6 +14,7 @@ namespace vorin::media {
 struct YuvColours {
   int matrix = 6; // of H.273: 1 is BT.709, 5 and 6 are BT.601
   bool full_range = false;
+  bool operator==(const YuvColours&) const = default;
 };
 
 constexpr YuvColours kLibraryColours = {};

@@ -3,15 +3,11 @@
 namespace vorin::media {
 
 Picture makePicture(PixelLayout layout, Size size) {
-  // libswscale's fast paths write whole vectors, and so up to one vector behind the last row.
-  constexpr std::size_t kSlackBytes = 64;
   const auto pixels = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
-  const std::size_t bytes = layout == PixelLayout::kNv12 ? pixels / 2 * 3 : pixels * 4;
   Picture picture;
   picture.layout = layout;
   picture.size = size;
-  picture.bytes.reserve(bytes + kSlackBytes);
-  picture.bytes.resize(bytes);
+  picture.bytes.resize(layout == PixelLayout::kNv12 ? pixels / 2 * 3 : pixels * 4);
   return picture;
 }
 

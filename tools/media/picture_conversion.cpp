@@ -50,6 +50,26 @@ FrameHandle frameOver(Picture&& picture) {
   return frame;
 }
 
+void copyPixels(const AVFrame& from, Picture& to) {
+  Planes planes = planesOf(to);
+  std::array<const std::uint8_t*, 4> source{};
+  std::copy_n(from.data, source.size(), source.begin());
+  av_image_copy(planes.data.data(), planes.pitches_bytes.data(), source.data(), from.linesize, formatOf(to.layout), to.size.width,
+                to.size.height);
+}
+
+void copyPixels(Picture& from, AVFrame& to) {
+  const Planes planes = planesOf(from);
+  std::array<const std::uint8_t*, 4> source{};
+  std::copy(planes.data.begin(), planes.data.end(), source.begin());
+  av_image_copy(to.data, to.linesize, source.data(), planes.pitches_bytes.data(), formatOf(from.layout), from.size.width,
+                from.size.height);
+}
+
+bool isOf(const AVFrame& frame, AVPixelFormat format, Size size) {
+  return frame.format == format && frame.width == size.width && frame.height == size.height;
+}
+
 } // namespace
 
 AVPixelFormat plainFormat(AVPixelFormat format) {
@@ -79,7 +99,22 @@ PixelLayout layoutForFormat(AVPixelFormat format, Size size) {
   return layoutFor(is_420 ? PixelLayout::kNv12 : PixelLayout::kBgra, size);
 }
 
-void Scaler::prepare(const End& from, const End& to) {
+FrameHandle newFrame(AVPixelFormat format, Size size) {
+  FrameHandle frame = newFrame();
+  frame->format = format;
+  frame->width = size.width;
+  frame->height = size.height;
+  if (av_frame_get_buffer(frame.get(), 0) < 0) {
+    throw std::bad_alloc();
+  }
+  return frame;
+}
+
+Scaler::Shape Scaler::shapeOf(const AVFrame& frame, const YuvColours& colours) {
+  return {plainFormat(static_cast<AVPixelFormat>(frame.format)), {frame.width, frame.height}, colours};
+}
+
+void Scaler::prepare(const Shape& from, const Shape& to) {
   if (context_ && from_ == from && to_ == to) {
     return;
   }
@@ -90,7 +125,7 @@ void Scaler::prepare(const End& from, const End& to) {
     throw MediaError(std::string("pictures of the kind ") + av_get_pix_fmt_name(from.format) +
                      " cannot be converted: convert the clip with another program first");
   }
-  // Fails where neither end is YUV, and does nothing then.
+  // Fails where neither end is YUV, and there is nothing to set then.
   constexpr int kNeutral = 1 << 16;
   static_cast<void>(sws_setColorspaceDetails(context_.get(), sws_getCoefficients(from.colours.matrix),
                                              from.colours.full_range ? 1 : 0, sws_getCoefficients(to.colours.matrix),
@@ -99,22 +134,23 @@ void Scaler::prepare(const End& from, const End& to) {
   to_ = to;
 }
 
-void Scaler::scale(const End& from, const std::uint8_t* const* planes, const int* pitches_bytes, const End& to,
-                   std::uint8_t* const* to_planes, const int* to_pitches_bytes) {
-  prepare(from, to);
-  sws_scale(context_.get(), planes, pitches_bytes, 0, from.size.height, to_planes, to_pitches_bytes);
+void Scaler::scale(const AVFrame& from, const YuvColours& from_colours, AVFrame& to, const YuvColours& to_colours) {
+  prepare(shapeOf(from, from_colours), shapeOf(to, to_colours));
+  sws_scale(context_.get(), from.data, from.linesize, 0, from.height, to.data, to.linesize);
 }
 
 PictureFromFrame::PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours)
-    : layout_(layout), size_(size), colours_(colours), to_library_(colours, kLibraryColours) {}
+    : layout_(layout), size_(size), colours_(colours), to_library_(colours, kLibraryColours),
+      scaled_(newFrame(formatOf(layout), size)) {}
 
 Picture PictureFromFrame::convert(const AVFrame& frame) {
   Picture picture = makePicture(layout_, size_);
-  const Planes planes = planesOf(picture);
-  const auto format = static_cast<AVPixelFormat>(frame.format);
-  const Scaler::End from = {plainFormat(format), {frame.width, frame.height}, colours_};
-  scaler_.scale(from, frame.data, frame.linesize, {formatOf(layout_), size_, colours_}, planes.data.data(),
-                planes.pitches_bytes.data());
+  if (isOf(frame, formatOf(layout_), size_)) {
+    copyPixels(frame, picture);
+  } else {
+    scaler_.scale(frame, colours_, *scaled_, colours_);
+    copyPixels(*scaled_, picture);
+  }
   if (layout_ == PixelLayout::kNv12) {
     to_library_.apply(picture);
   }
@@ -133,26 +169,17 @@ YuvColours FrameFromPicture::toClip(Picture& picture) const {
 }
 
 FrameHandle FrameFromPicture::convert(Picture&& picture) {
-  if (picture.layout == PixelLayout::kNv12 && format_ == AV_PIX_FMT_NV12) {
-    static_cast<void>(toClip(picture));
+  const YuvColours colours = toClip(picture);
+  if (formatOf(picture.layout) == format_) {
     return frameOver(std::move(picture));
   }
-  FrameHandle frame = newFrame();
-  frame->format = format_;
-  frame->width = size_.width;
-  frame->height = size_.height;
-  if (av_frame_get_buffer(frame.get(), 0) < 0) {
-    throw std::bad_alloc();
+  if (!aligned_ || !isOf(*aligned_, formatOf(picture.layout), picture.size)) {
+    aligned_ = newFrame(formatOf(picture.layout), picture.size);
   }
-  convert(std::move(picture), frame->data, frame->linesize);
+  copyPixels(picture, *aligned_);
+  FrameHandle frame = newFrame(format_, size_);
+  scaler_.scale(*aligned_, colours, *frame, colours_);
   return frame;
-}
-
-void FrameFromPicture::convert(Picture&& picture, std::uint8_t* const* planes, const int* pitches_bytes) {
-  const YuvColours colours = toClip(picture);
-  const Planes from = planesOf(picture);
-  scaler_.scale({formatOf(picture.layout), picture.size, colours}, from.data.data(), from.pitches_bytes.data(),
-                {format_, size_, colours_}, planes, pitches_bytes);
 }
 
 } // namespace vorin::media

@@ -2,7 +2,8 @@
 // change of the YUV matrix is colour_change.h's. For the inside of this folder.
 //
 // 10 and more bits become 8 by rounding with libswscale's dither. Frames that change size on the way (broadcasts do) are brought
-// to the first one's.
+// to the first one's. libswscale's fast paths take it for granted that rows are aligned and padded, and crash where they are not:
+// it only ever sees libav's own buffers here, which cost one more copy.
 #pragma once
 
 #include "colour_change.h"
@@ -13,26 +14,23 @@ namespace vorin::media {
 // One conversion with libswscale at a time, made anew where the shape of the input changes.
 class Scaler {
 public:
-  struct End { // of the conversion
-    AVPixelFormat format;
-    Size size;
-    YuvColours colours; // where the format is YUV
-
-    bool operator==(const End& other) const {
-      return format == other.format && size == other.size && colours.matrix == other.colours.matrix &&
-             colours.full_range == other.colours.full_range;
-    }
-  };
-
-  void scale(const End& from, const std::uint8_t* const* planes, const int* pitches_bytes, const End& to,
-             std::uint8_t* const* to_planes, const int* to_pitches_bytes);
+  // Both with format, size and pixels set; the colours count where the format is YUV.
+  void scale(const AVFrame& from, const YuvColours& from_colours, AVFrame& to, const YuvColours& to_colours);
 
 private:
-  void prepare(const End& from, const End& to);
+  struct Shape {
+    AVPixelFormat format = AV_PIX_FMT_NONE;
+    Size size;
+    YuvColours colours;
+    bool operator==(const Shape&) const = default;
+  };
+
+  void prepare(const Shape& from, const Shape& to);
+  static Shape shapeOf(const AVFrame& frame, const YuvColours& colours);
 
   ScalerHandle context_;
-  std::optional<End> from_;
-  std::optional<End> to_;
+  Shape from_;
+  Shape to_;
 };
 
 // The format without the full range that libav's old names for JPEG's formats imply.
@@ -41,6 +39,8 @@ bool impliesFullRange(AVPixelFormat format);
 
 // NV12 for YUV with colour at half the width and half the height, of even size.
 PixelLayout layoutForFormat(AVPixelFormat format, Size size);
+
+FrameHandle newFrame(AVPixelFormat format, Size size); // with room for the pixels
 
 class PictureFromFrame {
 public:
@@ -54,6 +54,7 @@ private:
   YuvColours colours_;
   ColourChange to_library_;
   Scaler scaler_;
+  FrameHandle scaled_;
 };
 
 class FrameFromPicture {
@@ -63,9 +64,6 @@ public:
   // The frame may share the picture's memory.
   FrameHandle convert(Picture&& picture);
 
-  // Into memory of the caller's: the planes of an image of the format.
-  void convert(Picture&& picture, std::uint8_t* const* planes, const int* pitches_bytes);
-
 private:
   YuvColours toClip(Picture& picture) const; // the colours that it has then, if it is YUV
 
@@ -74,6 +72,7 @@ private:
   YuvColours colours_;
   ColourChange from_library_;
   Scaler scaler_;
+  FrameHandle aligned_;
 };
 
 } // namespace vorin::media

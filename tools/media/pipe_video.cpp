@@ -42,16 +42,23 @@ VideoInfo infoOfRaw(const RawFormat& format) {
 }
 
 std::vector<std::uint8_t> bufferFor(AVPixelFormat format, Size size) {
-  constexpr std::size_t kSlackBytes = 64; // libswscale reads and writes whole vectors
   const int bytes = av_image_get_buffer_size(format, size.width, size.height, 1);
   if (bytes < 0) {
     throw MediaError("frames of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
                      " are too large: use smaller ones");
   }
-  std::vector<std::uint8_t> buffer;
-  buffer.reserve(static_cast<std::size_t>(bytes) + kSlackBytes);
-  buffer.resize(static_cast<std::size_t>(bytes));
-  return buffer;
+  return std::vector<std::uint8_t>(static_cast<std::size_t>(bytes));
+}
+
+// Copies the pixels as they go through the pipe, without padding, into a frame of libav's.
+void copyFromPipe(const std::vector<std::uint8_t>& bytes, AVFrame& frame) {
+  std::array<std::uint8_t*, 4> planes{};
+  std::array<int, 4> pitches_bytes{};
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  av_image_fill_arrays(planes.data(), pitches_bytes.data(), bytes.data(), format, frame.width, frame.height, 1);
+  std::array<const std::uint8_t*, 4> source{};
+  std::copy(planes.begin(), planes.end(), source.begin());
+  av_image_copy(frame.data, frame.linesize, source.data(), pitches_bytes.data(), format, frame.width, frame.height);
 }
 
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
@@ -65,13 +72,8 @@ public:
   Stream(int descriptor, const std::optional<RawFormat>& format)
       : pipe_(descriptor), is_y4m_(!format),
         info_(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName))),
-        format_(formatOf(format ? format->pixels : RawPixels::kI420)), bytes_(bufferFor(format_, info_.size)), view_(newFrame()),
-        to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size)) {
-    view_->format = format_;
-    view_->width = info_.size.width;
-    view_->height = info_.size.height;
-    av_image_fill_arrays(view_->data, view_->linesize, bytes_.data(), format_, view_->width, view_->height, 1);
-  }
+        format_(formatOf(format ? format->pixels : RawPixels::kI420)), bytes_(bufferFor(format_, info_.size)),
+        frame_(newFrame(format_, info_.size)), to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size)) {}
 
   const VideoInfo& info() const { return info_; }
   const std::vector<std::string>& damage() const { return damage_; }
@@ -81,8 +83,9 @@ public:
     if (!readFrame()) {
       return std::nullopt;
     }
+    copyFromPipe(bytes_, *frame_);
     VideoFrame frame;
-    frame.picture = to_picture_.convert(*view_);
+    frame.picture = to_picture_.convert(*frame_);
     frame.time = frames_++;
     frame.duration = 1;
     return frame;
@@ -102,7 +105,7 @@ private:
   bool readFrame() {
     if (is_y4m_) {
       const std::string line = readLine();
-      if (line.empty() || pipe_.isInterrupted()) {
+      if (pipe_.isInterrupted() || (line.size() < kFrameWord.size() && kFrameWord.starts_with(line))) {
         return noteEnd(line.size());
       }
       if (!line.starts_with(kFrameWord)) {
@@ -137,7 +140,7 @@ private:
   VideoInfo info_;
   AVPixelFormat format_;
   std::vector<std::uint8_t> bytes_;
-  FrameHandle view_; // over the bytes
+  FrameHandle frame_;
   PictureFromFrame to_picture_;
   std::int64_t frames_ = 0;
   std::vector<std::string> damage_;
@@ -178,10 +181,9 @@ public:
   void interrupt() noexcept { pipe_.interrupt(); }
 
   void write(Picture&& picture) {
-    std::array<std::uint8_t*, 4> planes{};
-    std::array<int, 4> pitches_bytes{};
-    av_image_fill_arrays(planes.data(), pitches_bytes.data(), bytes_.data(), format_, size_.width, size_.height, 1);
-    from_picture_.convert(std::move(picture), planes.data(), pitches_bytes.data());
+    const FrameHandle frame = from_picture_.convert(std::move(picture));
+    av_image_copy_to_buffer(bytes_.data(), static_cast<int>(bytes_.size()), frame->data, frame->linesize, format_, size_.width,
+                            size_.height, 1);
     if (is_y4m_) {
       writeHeader();
       pipe_.write(bytesOf("FRAME\n"));

@@ -30,12 +30,22 @@ public:
         drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled),
         reader_([this] { readAhead(); }), writer_([this] { writeBehind(); }) {}
 
-  ~Threads() { stop(); }
+  ~Threads() {
+    read_.abort();
+    drawn_.abort();
+    source_.interrupt();
+    sink_.interrupt();
+    for (std::thread* thread : {&reader_, &writer_}) {
+      if (thread->joinable()) {
+        thread->join();
+      }
+    }
+  }
   Threads(const Threads&) = delete;
   Threads& operator=(const Threads&) = delete;
 
   // Nothing at the end of the source, and when cancelled.
-  std::optional<Item> next() { return read_.pop(); }
+  std::optional<Item> next() { return read_.popUnlessCancelled(); }
 
   // False when the sink has failed or the work is cancelled.
   bool write(Item&& item) {
@@ -52,19 +62,14 @@ public:
     rethrow();
   }
 
-  void stop() {
-    read_.abort();
-    drawn_.abort();
-    if (reader_.joinable()) {
-      source_.interrupt();
-      reader_.join();
-    }
-    if (writer_.joinable()) {
-      sink_.interrupt();
-      writer_.join();
-    }
+  // What has been drawn is still written, if nobody is to be waited for; what has been read is not wanted any more.
+  void joinEarly() {
+    source_.interrupt();
+    sink_.interrupt();
+    join();
   }
 
+private:
   void rethrow() const {
     for (const std::exception_ptr& failure : {source_failure_, sink_failure_}) {
       if (failure) {
@@ -73,7 +78,6 @@ public:
     }
   }
 
-private:
   void readAhead() {
     try {
       while (std::optional<Item> item = source_.next()) {
@@ -137,8 +141,7 @@ PipelineResult runPipeline(FrameSource& source, FrameSink& sink, const FrameEffe
     }
   }
   if (options.cancelled) {
-    threads.stop();
-    threads.rethrow();
+    threads.joinEarly();
   } else {
     threads.join();
   }

@@ -13,15 +13,16 @@ struct EncoderRow {
   std::string_view name; // as the user may call it
   const char* encoder;
   int usual_crf;
+  int worst_crf;
   const char* settings; // of the encoder's own
 };
 
 constexpr std::array kEncoders = {
-    EncoderRow{"h264", "libx264", 20, "preset=veryfast"},
-    EncoderRow{"h265", "libx265", 24, "preset=veryfast,x265-params=log-level=none"},
-    EncoderRow{"hevc", "libx265", 24, "preset=veryfast,x265-params=log-level=none"},
-    EncoderRow{"vp9", "libvpx-vp9", 31, "deadline=good,cpu-used=5,row-mt=1"},
-    EncoderRow{"av1", "libaom-av1", 35, "usage=realtime,cpu-used=8,row-mt=1"},
+    EncoderRow{"h264", "libx264", 20, 51, "preset=veryfast"},
+    EncoderRow{"h265", "libx265", 24, 51, "preset=veryfast,x265-params=log-level=none"},
+    EncoderRow{"hevc", "libx265", 24, 51, "preset=veryfast,x265-params=log-level=none"},
+    EncoderRow{"vp9", "libvpx-vp9", 31, 63, "deadline=good,cpu-used=5,row-mt=1"},
+    EncoderRow{"av1", "libaom-av1", 35, 63, "usage=realtime,cpu-used=8,row-mt=1"},
 };
 
 const EncoderRow* findRow(const std::string& codec) {
@@ -76,9 +77,10 @@ void setQuality(AVCodecContext& context, const ClipWriterOptions& options) {
   }
   if (has_crf && (options.crf || row != nullptr)) {
     const int crf = options.crf.value_or(row != nullptr ? row->usual_crf : 0);
-    if (av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
-      throw OptionError("--crf " + std::to_string(crf) + " is not a quality of --codec '" + options.codec +
-                        "': use 0 (best) to 51, 63 for vp9 and av1");
+    const int worst_crf = row != nullptr ? row->worst_crf : 63;
+    if (crf < 0 || crf > worst_crf || av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
+      throw OptionError("--crf " + std::to_string(crf) + " is no quality of --codec '" + options.codec + "': use 0 (best) to " +
+                        std::to_string(worst_crf));
     }
     context.bit_rate = 0; // or it would be a limit
   }
@@ -122,8 +124,9 @@ void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat
   context.width = size.width;
   context.height = size.height;
   context.pix_fmt = format;
-  context.time_base = toLibav(source.time_base);
-  context.framerate = toLibav(source.frame_rate);
+  constexpr AVRational kUsualRate = {25, 1};
+  context.framerate = source.frame_rate.num > 0 ? toLibav(source.frame_rate) : kUsualRate;
+  context.time_base = av_inv_q(context.framerate);
   context.sample_aspect_ratio = toLibav(source.pixel_aspect);
   context.thread_count = 0;
   context.colorspace = static_cast<AVColorSpace>(source.colours.matrix);
@@ -137,10 +140,12 @@ void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat
 }
 
 void VideoEncoder::send(VideoFrame&& frame) {
-  durations_[frame.time] = frame.duration;
+  if (frames_ == 0) {
+    first_time_ = frame.time;
+  }
+  spans_[frames_] = {frame.time, frame.duration};
   const FrameHandle pixels = to_frame_->convert(std::move(frame.picture));
-  pixels->pts = frame.time;
-  pixels->pkt_duration = frame.duration;
+  pixels->pts = frames_++;
   const int status = avcodec_send_frame(codec_.get(), pixels.get());
   if (status < 0) {
     throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
@@ -159,11 +164,19 @@ bool VideoEncoder::receive(AVPacket& packet) {
   if (status < 0) {
     throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
   }
-  if (const auto duration = durations_.find(packet.pts); duration != durations_.end()) {
-    packet.duration = duration->second;
-    durations_.erase(duration);
-  }
+  giveTimes(packet);
   return true;
+}
+
+// To start with, the numbers for decoding lie before the first frame, as far as frames change places.
+void VideoEncoder::giveTimes(AVPacket& packet) {
+  const std::int64_t decode_number = packet.dts;
+  const Span& span = spans_.at(packet.pts);
+  packet.pts = span.time;
+  packet.duration = span.duration;
+  const auto decoded = spans_.find(decode_number);
+  packet.dts = decoded != spans_.end() ? decoded->second.time : first_time_ + decode_number * span.duration;
+  spans_.erase(spans_.begin(), spans_.lower_bound(decode_number));
 }
 
 } // namespace vorin::media

@@ -1,4 +1,7 @@
 // video_encoder.h: pictures to packets of one of libavcodec's encoders. For the inside of this folder.
+//
+// The encoder counts frames at the clip's average rate, and the packets get the frames' own times afterwards. So variable rates
+// and fine time bases are kept exactly whatever the encoder can do, and what the encoded stream says of its rate is true.
 #pragma once
 
 #include "clip_writer.h"
@@ -18,15 +21,23 @@ public:
   void send(VideoFrame&& frame);
   void sendEnd();
 
-  // In the encoder's time base. False: none yet, or no more.
+  // In the source's time base. False: none yet, or no more.
   bool receive(AVPacket& packet);
 
 private:
+  struct Span {
+    std::int64_t time;
+    std::int64_t duration;
+  };
+
   void setPictures(const VideoInfo& source, Size size, AVPixelFormat format);
+  void giveTimes(AVPacket& packet);
 
   CodecHandle codec_;
   std::optional<FrameFromPicture> to_frame_;
-  std::map<std::int64_t, std::int64_t> durations_; // of the frames inside, by their time, which not every encoder hands through
+  std::map<std::int64_t, Span> spans_; // by the number of the frame, as long as packets need them
+  std::int64_t first_time_ = 0;
+  std::int64_t frames_ = 0;
 };
 
 } // namespace vorin::media

@@ -1,0 +1,340 @@
+// Clips through the whole way: read, handed to an effect, written; looked at with another program's eyes.
+#include "clip_reader.h"
+#include "clip_writer.h"
+#include "colour_change.h"
+#include "pipeline.h"
+#include "support/media_files.h"
+#include "support/test_environment.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <fstream>
+#include <set>
+#include <sys/resource.h>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using tests::ffmpeg;
+
+void identity(const VideoFrame& frame, Picture& drawing) {
+  ASSERT_EQ(frame.picture.layout, drawing.layout);
+  ASSERT_EQ(frame.picture.size, drawing.size);
+  drawing.bytes = frame.picture.bytes;
+}
+
+struct Outcome {
+  PipelineResult result;
+  std::vector<std::string> warnings;
+};
+
+Outcome restyle(const fs::path& clip, const fs::path& output, const FrameEffect& effect = identity,
+                const ClipWriterOptions& options = {}) {
+  const std::atomic<bool> never = false;
+  ClipReader reader(clip);
+  ClipWriter writer(output, reader.info(), reader.info().size, options);
+  Outcome outcome;
+  outcome.result = runPipeline(reader, writer, effect, {never});
+  outcome.warnings = writer.warnings();
+  return outcome;
+}
+
+std::set<std::string> namesIn(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names;
+}
+
+constexpr const char* kPictures = "-f lavfi -i testsrc2=s=320x240:r=25:d=2";
+constexpr const char* kSound = " -f lavfi -i sine=d=2";
+constexpr const char* kFast = " -c:v libx264 -preset ultrafast -crf 10 ";
+
+struct ClipCase {
+  const char* name;
+  std::string arguments; // of ffmpeg, without the file
+  const char* input;
+  const char* output;
+  double least_db;
+};
+
+std::ostream& operator<<(std::ostream& out, const ClipCase& clip) {
+  return out << clip.name;
+}
+
+class KeptClip : public testing::TestWithParam<ClipCase> {
+protected:
+  tests::TemporaryFolder folder_;
+};
+
+TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
+  const ClipCase& param = GetParam();
+  const fs::path clip = folder_.path() / param.input;
+  const fs::path output = folder_.path() / param.output;
+  ffmpeg(param.arguments + ' ' + clip.string());
+  if (std::string(param.name) == "truncated") {
+    fs::resize_file(clip, fs::file_size(clip) * 6 / 10);
+  }
+
+  const Outcome outcome = restyle(clip, output);
+
+  const std::vector<double> expected = tests::frameTimes(clip);
+  const std::vector<double> times = tests::frameTimes(output);
+  ASSERT_EQ(times.size(), expected.size());
+  EXPECT_EQ(static_cast<std::size_t>(outcome.result.frames), expected.size());
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    ASSERT_NEAR(times[i] - times[0], expected[i] - expected[0], 0.0011) << i; // Matroska counts in milliseconds
+  }
+  EXPECT_NEAR(tests::soundDelay(output), tests::soundDelay(clip), 0.0011);
+  const bool is_truncated = std::string(param.name) == "truncated"; // its header tells of more than is there
+  const double duration = is_truncated ? expected.back() - expected.front() : tests::duration(clip);
+  EXPECT_NEAR(tests::duration(output), duration, 0.041); // one frame
+  EXPECT_EQ(tests::packetHashes(output, 'a'), tests::packetHashes(clip, 'a'));
+  EXPECT_EQ(tests::packetHashes(output, 's'), tests::packetHashes(clip, 's'));
+  const std::string kept = "width,height,sample_aspect_ratio:stream_side_data=rotation";
+  const std::string entries = tests::videoEntries(output, kept);
+  EXPECT_EQ(entries, tests::videoEntries(clip, kept).substr(0, entries.size())); // of a broadcast, ffprobe tells them twice
+  EXPECT_GE(tests::peakSignalToNoise_db(output, clip), param.least_db);
+  EXPECT_EQ(outcome.result.damage.empty(), !is_truncated);
+  EXPECT_TRUE(outcome.warnings.empty()) << outcome.warnings.front();
+  EXPECT_EQ(namesIn(folder_.path()), (std::set<std::string>{param.input, param.output}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clips, KeptClip,
+    testing::Values(
+        ClipCase{"plain", std::string(kPictures) + kSound + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
+        ClipCase{"variable_rate",
+                 std::string(kPictures) + kSound + " -vf select=lt(n\\,12)+not(mod(n\\,7)) -vsync vfr" + kFast + "-c:a aac",
+                 "in.mp4", "out.mp4", 36},
+        ClipCase{"odd_size", std::string(kPictures) + kSound + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8",
+                 "in.webm", "out.mkv", 33},
+        ClipCase{"no_audio", std::string(kPictures) + kFast + "-aspect 4:1", "in.mkv", "out.mov", 36},
+        ClipCase{"two_audio_tracks",
+                 std::string(kPictures) + kSound + " -f lavfi -i anoisesrc=d=2:a=0.1 -map 0 -map 1 -map 2" + kFast +
+                     "-c:a:0 aac -c:a:1 libmp3lame",
+                 "in.mkv", "out.mp4", 36},
+        ClipCase{"ten_bit", std::string(kPictures) + kSound + " -pix_fmt yuv420p10le" + kFast + "-c:a aac", "in.mov", "out.mp4",
+                 36},
+        ClipCase{"rotated", std::string(kPictures) + kSound + kFast + "-c:a aac -metadata:s:v rotate=90", "in.mp4", "out.mp4",
+                 36},
+        ClipCase{"one_frame", std::string(kPictures) + kFast + "-frames:v 1", "in.mp4", "out.mp4", 36},
+        ClipCase{"truncated", std::string(kPictures) + kSound + kFast + "-c:a aac -movflags faststart", "in.mp4", "out.mp4", 30},
+        ClipCase{"broadcast", std::string(kPictures) + kSound + " -c:v mpeg2video -q:v 2 -c:a mp2", "in.ts", "out.mkv", 36},
+        ClipCase{"full_range_bt709",
+                 std::string(kPictures) + kSound +
+                     " -vf scale=out_color_matrix=bt709 -colorspace bt709 -c:v mjpeg -q:v 2 -c:a pcm_s16le",
+                 "in.avi", "out.mkv", 34},
+        ClipCase{"four_four_four", std::string(kPictures) + " -pix_fmt yuv444p" + kFast, "in.mp4", "out.mp4", 30}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+// What comes of a clip of one colour: seen by an effect, and painted by an effect.
+struct ColourCase {
+  const char* name;
+  const char* options; // of ffmpeg's encoder
+  const char* size;
+};
+
+class ClipColours : public testing::TestWithParam<ColourCase> {
+protected:
+  tests::TemporaryFolder folder_;
+};
+
+constexpr std::array<int, 3> kColour = {200, 70, 40}; // red, green, blue
+constexpr std::array<int, 3> kPaint = {30, 140, 190};
+
+// BT.601, video range, from its definition.
+std::array<double, 3> bt601(const std::array<int, 3>& rgb) {
+  const double y = (0.299 * rgb[0] + 0.587 * rgb[1] + 0.114 * rgb[2]) / 255;
+  return {16 + 219 * y, 128 + 224 * (rgb[2] / 255. - y) / 1.772, 128 + 224 * (rgb[0] / 255. - y) / 1.402};
+}
+
+TEST_P(ClipColours, TheEffectSeesAndPaintsBt601WhateverTheClipSays) {
+  const fs::path clip = folder_.path() / "in.mp4";
+  ffmpeg(std::string("-f lavfi -i color=0xC84628:r=5:d=0.4:s=") + GetParam().size + ' ' + GetParam().options +
+         " -c:v libx264 -qp 0 " + clip.string());
+  const std::array<double, 3> expected = bt601(kColour);
+  const std::array<double, 3> paint = bt601(kPaint);
+
+  restyle(clip, folder_.path() / "painted.mp4",
+          [&](const VideoFrame& frame, Picture& drawing) {
+            const auto& bytes = frame.picture.bytes;
+            const std::size_t luma = bytes.size() / 3 * 2;
+            // ffmpeg's own rounding on the way into the clip and ours: one step each.
+            ASSERT_EQ(frame.picture.layout, PixelLayout::kNv12);
+            ASSERT_NEAR(bytes[0], expected[0], 2);
+            ASSERT_NEAR(bytes[luma], expected[1], 2);
+            ASSERT_NEAR(bytes[luma + 1], expected[2], 2);
+            for (std::size_t i = 0; i < bytes.size(); ++i) {
+              drawing.bytes[i] = static_cast<std::uint8_t>(std::lround(paint[i < luma ? 0 : 1 + i % 2]));
+            }
+          },
+          {.crf = 1});
+  restyle(clip, folder_.path() / "kept.mp4", identity, {.crf = 1});
+
+  const std::string tags = "color_range,color_space,color_transfer,color_primaries";
+  EXPECT_EQ(tests::videoEntries(folder_.path() / "kept.mp4", tags), tests::videoEntries(clip, tags));
+  const std::vector<int> before = tests::middleColour(clip);
+  const std::vector<int> kept = tests::middleColour(folder_.path() / "kept.mp4");
+  const std::vector<int> painted = tests::middleColour(folder_.path() / "painted.mp4");
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_NEAR(kept[i], before[i], 3); // two roundings and the codec, doubled by the way to red or blue
+    EXPECT_NEAR(painted[i], kPaint[i], 4) << i;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clips, ClipColours,
+    testing::Values(
+        ColourCase{"bt601", "-vf scale=out_color_matrix=bt601,format=yuv420p -colorspace smpte170m -color_range tv", "64x48"},
+        ColourCase{"bt709",
+                   "-vf scale=out_color_matrix=bt709,format=yuv420p -colorspace bt709 -color_trc bt709 "
+                   "-color_primaries bt709 -color_range tv",
+                   "64x48"},
+        ColourCase{"bt709_full_range",
+                   "-vf scale=out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc", "64x48"},
+        ColourCase{"bt2020", "-vf scale=out_color_matrix=bt2020,format=yuv420p -colorspace bt2020nc -color_range tv", "64x48"}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST(MediaColours, UntaggedClipsOfHdSizeCountAsBt709) {
+  EXPECT_EQ(yuvColours({}, {1280, 720}).matrix, 1);
+  EXPECT_EQ(yuvColours({}, {720, 576}).matrix, 6);
+}
+
+TEST(MediaClips, CancellationClosesAFileThatPlays) {
+  const tests::TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.mp4";
+  ffmpeg(std::string("-f lavfi -i testsrc2=s=320x240:r=25:d=20 -f lavfi -i sine=d=20") + kFast + "-c:a aac " + clip.string());
+  for (const int frames : {0, 1, 60}) {
+    std::atomic<bool> cancelled = frames == 0;
+    const fs::path output = folder.path() / ("out" + std::to_string(frames) + ".mp4");
+    ClipReader reader(clip);
+    ClipWriter writer(output, reader.info(), reader.info().size, {});
+    const PipelineResult result = runPipeline(reader, writer, identity, {cancelled, [&](const Progress& progress) {
+                                                                           cancelled = progress.frames_done == frames;
+                                                                           EXPECT_EQ(progress.frames_expected, 500);
+                                                                         }});
+    EXPECT_TRUE(result.cancelled);
+    EXPECT_EQ(result.frames, frames);
+    EXPECT_EQ(fs::exists(output), frames > 0);
+    if (frames > 0) {
+      const std::size_t written = tests::frameTimes(output).size();
+      EXPECT_GE(written, 1U);
+      EXPECT_LE(written, static_cast<std::size_t>(frames));
+    }
+  }
+  EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"in.mp4", "out1.mp4", "out60.mp4"}));
+}
+
+TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
+  const tests::TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.mkv";
+  std::ofstream(folder.path() / "words.srt") << "1\n00:00:00,500 --> 00:00:01,500\nA line.\n";
+  std::ofstream(folder.path() / "chapters.txt")
+      << ";FFMETADATA1\ntitle=A harbour\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=900\ntitle=Ships\n";
+  ffmpeg(std::string(kPictures) + " -i " + (folder.path() / "words.srt").string() + " -i " +
+         (folder.path() / "chapters.txt").string() + " -map 0 -map 1 -map_metadata 2 -c:s srt" + kFast + clip.string());
+
+  EXPECT_TRUE(restyle(clip, folder.path() / "out.mkv").warnings.empty());
+  EXPECT_EQ(tests::packetHashes(folder.path() / "out.mkv", 's'), tests::packetHashes(clip, 's'));
+  EXPECT_NE(tests::packetHashes(clip, 's'), "");
+  ffmpeg("-i " + (folder.path() / "out.mkv").string() + " -f ffmetadata " + (folder.path() / "read.txt").string());
+  const std::string metadata = tests::readFile(folder.path() / "read.txt");
+  EXPECT_THAT(metadata, HasSubstr("title=A harbour"));
+  EXPECT_THAT(metadata, HasSubstr("title=Ships"));
+
+  // MP4 has no SubRip: the clip is made without, and says so.
+  EXPECT_THAT(restyle(clip, folder.path() / "out.mp4").warnings, testing::ElementsAre(HasSubstr("subtitles (subrip)")));
+}
+
+TEST(MediaClips, OtherCodecs) {
+  const tests::TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.mp4";
+  ffmpeg("-f lavfi -i testsrc2=s=128x96:r=10:d=0.5" + std::string(kFast) + clip.string());
+  for (const auto& [codec, name] : {std::pair("h265", "hevc"), std::pair("vp9", "vp9"), std::pair("av1", "av1"),
+                                    std::pair("mpeg4", "mpeg4"), std::pair("ffv1", "ffv1")}) {
+    const fs::path output = folder.path() / (std::string(codec) + ".mkv");
+    restyle(clip, output, identity, {.codec = codec, .crf = {}});
+    EXPECT_EQ(tests::videoEntries(output, "codec_name"), name);
+    EXPECT_EQ(tests::frameTimes(output).size(), 5U);
+    EXPECT_GE(tests::peakSignalToNoise_db(output, clip), 30) << codec;
+  }
+}
+
+class FailingClip : public testing::Test {
+protected:
+  FailingClip() {
+    ffmpeg(std::string(kPictures) + " -f lavfi -i anoisesrc=d=2" + kFast + "-c:a pcm_s16le " + clip_.string());
+    before_ = namesIn(folder_.path());
+  }
+
+  // The line of the failure; no file is left behind by it.
+  std::string failure(const fs::path& clip, const fs::path& output, const ClipWriterOptions& options = {}) {
+    std::string line = "none";
+    try {
+      restyle(clip, output, identity, options);
+    } catch (const MediaError& error) {
+      line = error.what();
+    }
+    EXPECT_EQ(namesIn(folder_.path()), before_) << line;
+    return line;
+  }
+
+  fs::path file(const std::string& name) const { return folder_.path() / name; }
+
+  tests::TemporaryFolder folder_;
+  fs::path clip_ = folder_.path() / "in.mkv";
+  std::set<std::string> before_;
+};
+
+TEST_F(FailingClip, EachSaysWhatIsWrong) {
+  std::ofstream(file("text.mp4")) << "no clip at all\n";
+  std::ofstream(file("list.m3u8")) << "#EXTM3U\n#EXTINF:2,\n" << clip_.string() << "\n#EXT-X-ENDLIST\n";
+  ffmpeg("-f lavfi -i sine=d=1 " + file("sound.m4a").string());
+  before_ = namesIn(folder_.path());
+
+  EXPECT_THAT(failure(file("missing.mp4"), file("out.mkv")), HasSubstr("missing.mp4' does not exist"));
+  EXPECT_THAT(failure(folder_.path(), file("out.mkv")), HasSubstr("is a folder"));
+  EXPECT_THAT(failure(file("text.mp4"), file("out.mkv")), HasSubstr("is not a clip"));
+  EXPECT_THAT(failure(file("list.m3u8"), file("out.mkv")), HasSubstr("is not a clip"));
+  EXPECT_THAT(failure(file("sound.m4a"), file("out.mkv")), HasSubstr("holds no video"));
+  EXPECT_THAT(failure(clip_, file("out.mp4")), HasSubstr("sound (pcm_s16le) cannot go into a file of the kind mp4"));
+  EXPECT_THAT(failure(clip_, file("out.avi")), HasSubstr("use one of .mp4"));
+  EXPECT_THAT(failure(clip_, file("nowhere") / "out.mkv"), HasSubstr("does not exist: make it first"));
+  EXPECT_THAT(failure(clip_, clip_), HasSubstr("exists"));
+  EXPECT_THAT(failure(clip_, file("out.mkv"), {.codec = "h999", .crf = {}}), HasSubstr("no encoder for --codec 'h999'"));
+  EXPECT_THAT(failure(clip_, file("out.mkv"), {.crf = 99}), HasSubstr("--crf 99"));
+  EXPECT_THAT(failure(clip_, file("out.mkv"), {.codec = "mpeg4", .crf = 5}), HasSubstr("knows no --crf"));
+}
+
+TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit narrow = before;
+  narrow.rlim_cur = 20000; // as a disk with so much room
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
+  const std::string line = failure(clip_, file("out.mkv"));
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_THAT(line, HasSubstr("cannot be written (File too large): make room"));
+}
+
+TEST_F(FailingClip, WhatAnEffectThrowsComesOut) {
+  const auto restyleWithFailure = [&] {
+    restyle(clip_, file("out.mkv"), [](const VideoFrame& frame, Picture&) {
+      if (frame.time > 500) {
+        throw std::domain_error("the device is gone");
+      }
+    });
+  };
+  EXPECT_THROW(restyleWithFailure(), std::domain_error);
+  EXPECT_EQ(namesIn(folder_.path()), before_);
+}
+
+} // namespace
+} // namespace vorin::media
