@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# The zip for Windows users: unpacked into a folder with a blank in its name, its program draws a photo in a Wine that knows of nothing
+# else, and the DLL takes a program of another project that was built with the zip alone.
+#   package.sh BUILD_FOLDER PHOTO
+set -euo pipefail
+build="$1" photo="$2"
+source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+export WINEPREFIX="$work/prefix" WINEPATH=
+
+quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }; }
+expect() { # expect TEXT COMMAND...: the command succeeds and prints the text
+  local text="$1"
+  shift
+  quietly "$@"
+  grep -qF -- "$text" "$work/log" || { cat "$work/log"; echo "no '$text' from: $*"; exit 1; }
+}
+
+quietly "$source_dir/scripts/zip-windows" "$build" "$work/zip"
+mkdir "$work/a folder"
+quietly unzip -q "$work"/zip/*.zip -d "$work/a folder"
+cd "$work/a folder"/*/
+test -s README.txt && test -s LICENSE && test -s lib/vorin_stt.lib && test -s include/vorin_stt.h
+
+cp "$photo" "a photo.png"
+expect "software device" "$source_dir/scripts/with-wine" bin/vorin-stylize.exe "a photo.png" -o "a drawing.png" --style cartoon
+[ "$(head -c 8 "a drawing.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || { echo "no PNG was drawn"; exit 1; }
+expect "cartoon_model_slim5.xml" "$source_dir/scripts/with-wine" bin/vorin-pack.exe list models/model_st.bin
+
+quietly cmake -S "$source_dir/examples/with_cmake" -B "$work/program" "-DCMAKE_TOOLCHAIN_FILE=$source_dir/cmake/mingw.cmake" \
+  "-Dvorin_stt_DIR=$PWD/lib/cmake/vorin_stt" -DCMAKE_EXE_LINKER_FLAGS=-static
+quietly cmake --build "$work/program"
+cp "$work/program/list_gpus.exe" bin/
+expect "vorin_stt 0.5" "$source_dir/scripts/with-wine" bin/list_gpus.exe
