@@ -9,7 +9,7 @@ cmake_minimum_required(VERSION 3.25)
 file(MAKE_DIRECTORY ${LINK_DIR})
 file(GLOB entries LIST_DIRECTORIES false ${LINK_DIR}/*)
 foreach(entry IN LISTS entries)
-  if(IS_SYMLINK ${entry})
+  if(IS_SYMLINK ${entry} AND NOT entry MATCHES "[.]exe$") # the program's, on Windows, is not of the runtime
     file(REMOVE ${entry})
   endif()
 endforeach()
