@@ -5,13 +5,18 @@
 set -euo pipefail
 
 work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
+user=()
+finish() {
+  "${user[@]}" /usr/lib/wine/wineserver -k 2>/dev/null || true
+  chmod -R u+w "$work"
+  rm -rf "$work"
+}
+trap finish EXIT
 export WINEPREFIX="$work/prefix" HOME="$work/home" WINEDEBUG=-all WINEDLLOVERRIDES="winemenubuilder.exe,mscoree,mshtml=d" LC_ALL=C.UTF-8
 mkdir -p "$WINEPREFIX" "$HOME" "$work/program" "$work/Grüße" "$work/漢字"
 for folder in program Grüße 漢字; do
   cp "$1" "$work/$folder/host.exe"
 done
-user=()
 if [[ "$(id -u)" == 0 ]]; then
   chown -R 65534:65534 "$work"
   user=(setpriv --reuid 65534 --regid 65534 --clear-groups)
@@ -23,33 +28,40 @@ cd "$work"
 "${user[@]}" "$wine" wineboot -i >/dev/null 2>&1
 
 failures=0
-# expect WHAT PATTERN [VARIABLE=VALUE...] FOLDER
-expect() {
-  local what="$1" pattern="$2" folder="${*: -1}" printed
-  printed="$("${user[@]}" env "${@:3:$#-3}" "$wine" "$work/$folder/host.exe" 2>/dev/null | tr -d '\r' | iconv -f CP1252 -t UTF-8)"
+fail() {
+  echo "$1" >&2
+  failures=1
+}
+expect() { # WHAT PATTERN FOLDER
+  local what="$1" pattern="$2" folder="$3" printed
+  printed="$("${user[@]}" "$wine" "$work/$folder/host.exe" 2>/dev/null | tr -d '\r' | iconv -f CP1252 -t UTF-8)"
   # shellcheck disable=SC2053 # a pattern
   if [[ "$printed" != $pattern ]]; then
-    echo "$what: '$printed' is not '$pattern'" >&2
-    failures=1
+    fail "$what: '$printed' is not '$pattern'"
   fi
   if find "$work" -name 'vorin989.tes' | grep -q .; then
-    echo "$what: a probe was left behind" >&2
-    failures=1
+    fail "$what: a probe was left behind"
   fi
+}
+
+set_temporary_folder() { # Wine takes the variable from the user's settings
+  "${user[@]}" "$wine" reg add 'HKCU\Environment' /v TMP /d "$1" /f >/dev/null 2>&1
 }
 
 data="$(echo "$WINEPREFIX"/drive_c/users/*/AppData/Local)"
 expect "a folder named within the code page" '?:\\*\\Grüße' Grüße
-[[ ! -e "$data/Merix" ]] || failures=1
+[[ ! -e "$data/Merix" ]] || fail "application data touched for a folder that is writable"
 expect "a read-only folder" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' program
-[[ -d "$data/Merix/VORIN" ]] || failures=1
+[[ -d "$data/Merix/VORIN" ]] || fail "no folder below the application data"
 expect "a folder named outside the code page" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' 漢字
 chmod 555 "$data"
 mkdir "$work/scratch"
 [[ ${#user[@]} == 0 ]] || chown 65534:65534 "$work/scratch"
-expect "read-only application data" '?:\\*\\scratch\\' "TMP=Z:${work//\//\\}\\scratch" program
-[[ ! -e "$WINEPREFIX/drive_c/temp" ]] || failures=1
-expect "no temporary folder" 'c:\\temp' "TMP=c:\\$(printf 't%.0s' {1..300})" program
-[[ -d "$WINEPREFIX/drive_c/temp" ]] || failures=1
+set_temporary_folder "Z:${work//\//\\}\\scratch"
+expect "read-only application data" '?:\\*\\scratch\\' program
+[[ ! -e "$WINEPREFIX/drive_c/temp" ]] || fail "the folder of last resort came too early"
+set_temporary_folder "c:\\$(printf 't%.0s' {1..300})"
+expect "no temporary folder" 'c:\\temp' program
+[[ -d "$WINEPREFIX/drive_c/temp" ]] || fail "no folder of last resort"
 chmod 755 "$data"
 exit "$failures"
