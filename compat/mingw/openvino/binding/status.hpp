@@ -1,0 +1,54 @@
+// status.hpp: what the C API's functions return becomes what the C++ interface throws.
+//
+// ov_get_last_err_msg gives the text of the exception that a function met. It is one for the whole process: of two calls that
+// fail at the same time in two threads either may see the other's text. Functions that refuse an argument themselves
+// (INVALID_C_PARAM, PARAMETER_MISMATCH, NOT_FOUND) leave it as it was, so these get the text of their status from
+// ov_get_error_info.
+#pragma once
+
+#include <openvino/binding/c_api.hpp>
+#include <openvino/core/except.hpp>
+#include <openvino/runtime/exception.hpp>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace ov::binding {
+
+// A text that the C API hands over, which may be null.
+inline std::string takeText(const char* text) {
+  const std::unique_ptr<const char, void (*)(const char*)> owned(text, [](const char* content) { ov_free(content); });
+  return text == nullptr ? std::string() : std::string(text);
+}
+
+inline std::string lastMessage(ov_status_e status) {
+  const std::string message = takeText(ov_get_last_err_msg());
+  return message.empty() ? std::string(ov_get_error_info(status)) : message;
+}
+
+[[noreturn]] inline void throwStatus(ov_status_e status) {
+  switch (status) {
+  case GENERAL_ERROR:
+    throw Exception(lastMessage(status));
+  case NOT_IMPLEMENTED:
+    throw NotImplemented(lastMessage(status));
+  case REQUEST_BUSY:
+    throw Busy(lastMessage(status));
+  case INFER_CANCELLED:
+    throw Cancelled(lastMessage(status));
+  case UNEXPECTED:
+  case UNKNOW_EXCEPTION: // not one of the runtime's, so none here either; its type and text are lost on the way
+    throw std::runtime_error(lastMessage(status));
+  default:
+    throw Exception(ov_get_error_info(status));
+  }
+}
+
+inline void check(ov_status_e status) {
+  if (status != ov_status_e::OK) {
+    throwStatus(status);
+  }
+}
+
+} // namespace ov::binding

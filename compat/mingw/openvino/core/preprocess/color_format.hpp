@@ -1,0 +1,21 @@
+// color_format.hpp: how a picture's colours lie in a tensor. Behind it: ov_color_format_e, whose numbers these are.
+#pragma once
+
+#include <openvino/binding/c_api.hpp>
+
+namespace ov::preprocess {
+
+enum class ColorFormat {
+  UNDEFINED = ::UNDEFINE,
+  NV12_SINGLE_PLANE = ::NV12_SINGLE_PLANE,
+  NV12_TWO_PLANES = ::NV12_TWO_PLANES,
+  I420_SINGLE_PLANE = ::I420_SINGLE_PLANE,
+  I420_THREE_PLANES = ::I420_THREE_PLANES,
+  RGB = ::RGB,
+  BGR = ::BGR,
+  GRAY = ::GRAY,
+  RGBX = ::RGBX,
+  BGRX = ::BGRX,
+};
+
+} // namespace ov::preprocess
