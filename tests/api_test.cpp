@@ -105,7 +105,7 @@ TEST(Object, LogsItsWay) {
                                       "[V] exit StyleTransfer::SyncOperation", "[V] enter StyleTransfer::Stop",
                                       "[V] exit StyleTransfer::Stop", "[I] Destroy StyleTransfer object"}));
   // The file is closed before the last line.
-  const std::vector<std::string> in_file = linesOf(tests::readFile(setting.logFile()));
+  const std::vector<std::string> in_file = linesOf(tests::readText(setting.logFile()));
   ASSERT_FALSE(in_file.empty());
   EXPECT_EQ(in_file.back(), "[V] exit StyleTransfer::Stop");
 }
@@ -116,10 +116,10 @@ TEST(Object, ClosesTheSharedLogFileForAll) {
   Object second = makeObject();
   second->Stop(nullptr);
   second.reset();
-  const std::string at_close = tests::readFile(setting.logFile());
+  const std::string at_close = tests::readText(setting.logFile());
   EXPECT_THAT(at_close, HasSubstr("exit StyleTransfer::Stop"));
   first->SyncOperation(nullptr);
-  EXPECT_EQ(tests::readFile(setting.logFile()), at_close);
+  EXPECT_EQ(tests::readText(setting.logFile()), at_close);
 }
 
 TEST(Prepare, ReportsEveryFailureAsOne) {
@@ -198,7 +198,7 @@ TEST(CDoor, RunsNoDestructorAndLeavesTheLogFileOpen) {
   EXPECT_EQ(log.take(), "");
   other->Stop(nullptr);
   other.reset(); // closes the file that the C door's object had opened
-  EXPECT_THAT(tests::readFile(setting.logFile()), HasSubstr("exit StyleTransfer::Stop"));
+  EXPECT_THAT(tests::readText(setting.logFile()), HasSubstr("exit StyleTransfer::Stop"));
 }
 
 } // namespace

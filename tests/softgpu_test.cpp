@@ -1,6 +1,7 @@
 // The stand-ins for the hardware: what programs find with them and without, and how the OpenCL one answers unusual questions.
 #define CL_TARGET_OPENCL_VERSION 120
 
+#include "platform/platform.h"
 #include "support/child_process.h"
 #include "support/test_environment.h"
 
@@ -8,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <sstream>
@@ -40,7 +42,17 @@ struct PlainCommand {
   std::vector<std::string> lines;
 };
 
-const std::string kReport = "'" VORIN_HARDWARE_REPORT "'";
+// Wine's programs find their libraries in a variable of its own, by names in its own terms.
+const bool kWine = platform::kPathSeparator == '\\';
+const std::string kLibraryPath = kWine ? "WINEPATH" : "LD_LIBRARY_PATH";
+
+std::string inLibraryPath(std::string folder) {
+  std::replace(folder.begin(), folder.end(), '/', platform::kPathSeparator);
+  return VORIN_TEST_DRIVE + folder;
+}
+
+const std::string kRuntime = inLibraryPath(VORIN_BUILD_FOLDER "/softgpu/runtime");
+const std::string kReport = (kWine ? "'" VORIN_EMULATOR "' " : "") + std::string("'" VORIN_HARDWARE_REPORT "'");
 const std::string kWithSoftGpu = "'" VORIN_WITH_SOFTGPU "'";
 const std::string kPocl = "opencl Portable Computing Language|";
 
@@ -79,27 +91,27 @@ TEST(SoftGpu, IsNotThereWithoutTheScript) {
 // A runtime whose CPU plugin cannot be loaded has no GPU to offer either: the program goes on and is told why.
 TEST(SoftGpu, SaysWhyThereIsNoneWithoutTheCpuPlugin) {
   const tests::TemporaryFolder runtime;
-  for (const auto& entry : std::filesystem::directory_iterator(VORIN_BUILD_FOLDER "/softgpu/runtime")) {
-    if (entry.path().filename() != "libopenvino_intel_cpu_plugin.so") {
+  for (const auto& entry : std::filesystem::directory_iterator(kRuntime)) {
+    if (entry.path().stem().string().find("openvino_intel_cpu_plugin") == std::string::npos) {
       std::filesystem::copy(entry.path(), runtime.path() / entry.path().filename(), std::filesystem::copy_options::copy_symlinks);
     }
   }
-  const PlainCommand result("LD_LIBRARY_PATH='" + runtime.path().string() + "' " + kReport + " 2>&1");
+  const PlainCommand result(kLibraryPath + "='" + runtime.path().string() + "' " + kReport + " 2>&1");
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.lines, Contains(HasSubstr("softgpu: no stand-in for OpenVINO's GPU: ")));
 }
 
 TEST(WithSoftGpu, PutsTheStandInsInFrontOfWhatWasSet) {
-  const PlainCommand result("OPENCL_LAYERS=/other/layer.so LD_LIBRARY_PATH=/other/folder " + kWithSoftGpu +
+  const PlainCommand result("OPENCL_LAYERS=/other/layer.so " + kLibraryPath + "=/other/folder " + kWithSoftGpu +
                             " --build='" VORIN_BUILD_FOLDER "' env");
-  EXPECT_THAT(result.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so:/other/layer.so"));
-  EXPECT_THAT(result.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime:/other/folder"));
+  EXPECT_THAT(result.lines, Contains("OPENCL_LAYERS=" VORIN_SOFTGPU_LAYER ":/other/layer.so"));
+  EXPECT_THAT(result.lines, Contains(kLibraryPath + "=" + kRuntime + (kWine ? ";" : ":") + "/other/folder"));
   EXPECT_THAT(result.lines, Contains("VORIN_SOFTGPU=1"));
   const PlainCommand shorter(kWithSoftGpu + " --build='" VORIN_BUILD_FOLDER "' --precision bf16 env");
-  EXPECT_THAT(shorter.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime-bf16"));
+  EXPECT_THAT(shorter.lines, Contains(kLibraryPath + "=" + kRuntime + "-bf16"));
   const PlainCommand by_variable("VORIN_BUILD_DIR='" VORIN_BUILD_FOLDER "' " + kWithSoftGpu + " env");
-  EXPECT_THAT(by_variable.lines, Contains("OPENCL_LAYERS=" VORIN_BUILD_FOLDER "/softgpu/libvorin_softgpu_opencl.so"));
-  EXPECT_THAT(by_variable.lines, Contains("LD_LIBRARY_PATH=" VORIN_BUILD_FOLDER "/softgpu/runtime"));
+  EXPECT_THAT(by_variable.lines, Contains("OPENCL_LAYERS=" VORIN_SOFTGPU_LAYER));
+  EXPECT_THAT(by_variable.lines, Contains(kLibraryPath + "=" + kRuntime));
 }
 
 TEST(WithSoftGpu, RefusesWhatItCannotDo) {

@@ -220,8 +220,8 @@ TEST_F(StylizeNeuralFailure, AbsentNetworksShowFirst) {
   }
 }
 
-// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser. With a home, the program
-// would put a link to the package there.
+// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser. With a home, the
+// program would put a link to the package there.
 TEST_F(StylizeNeuralFailure, FolderThatIsNotWritableAndNoHome) {
   writeFile(run_.file("models") + "/model_st.bin", cartoonPackage());
   fs::permissions(run_.file("models"),

@@ -68,7 +68,7 @@ protected:
   TemporaryFolder folder_;
 
 private:
-  const Restoration log_ = setLogSwitch("1");
+  const Restoration log_ = setLogSwitch(1);
   Restoration application_data_;
 };
 

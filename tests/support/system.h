@@ -19,9 +19,8 @@ extern const char* const kTemporaryFolderVariable;
 // Puts the machine back as it was when it goes.
 using Restoration = std::shared_ptr<void>;
 
-// Gives the library's log switch another value, or none. The value is a decimal number; other texts are written where the switch
-// is as what is no number there.
-Restoration setLogSwitch(const std::optional<std::string>& value);
+// Gives the library's log switch another value, or none.
+Restoration setLogSwitch(std::optional<std::uint32_t> value);
 
 // Gives the user another folder for application data.
 Restoration setAppDataFolder(const std::filesystem::path& folder);

@@ -20,10 +20,6 @@ std::filesystem::path makeTemporaryFolder() {
   throw std::runtime_error("cannot make a temporary folder");
 }
 
-std::optional<std::string> text(std::optional<std::uint32_t> number) {
-  return number ? std::optional<std::string>(std::to_string(*number)) : std::nullopt;
-}
-
 } // namespace
 
 ScopedVariable::ScopedVariable(std::string name, const std::optional<std::string>& value) : name_(std::move(name)) {
@@ -45,7 +41,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 LogSetting::LogSetting(std::optional<std::uint32_t> log_switch)
-    : app_data_(setAppDataFolder(folder_.path())), switch_(setLogSwitch(text(log_switch))) {}
+    : app_data_(setAppDataFolder(folder_.path())), switch_(setLogSwitch(log_switch)) {}
 
 std::string programFolder() {
   return programFile().parent_path().string();
@@ -53,6 +49,13 @@ std::string programFolder() {
 
 std::string inProgramFolder(const std::string& name) {
   return (programFile().parent_path() / name).string();
+}
+
+std::string readText(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
 }
 
 std::string readFile(const std::filesystem::path& path) {

@@ -56,6 +56,8 @@ private:
 std::string programFolder();
 std::string inProgramFolder(const std::string& name);
 
+// A file as text, with line ends as C programs have them, and its bytes.
+std::string readText(const std::filesystem::path& path);
 std::string readFile(const std::filesystem::path& path);
 
 } // namespace vorin::tests

@@ -21,8 +21,9 @@ void setVariable(const std::string& name, const std::optional<std::string>& valu
   }
 }
 
-Restoration setLogSwitch(const std::optional<std::string>& value) {
-  return std::make_shared<ScopedVariable>("VORIN_DUMP_ST_LOG", value);
+Restoration setLogSwitch(std::optional<std::uint32_t> value) {
+  const std::optional<std::string> text = value ? std::optional<std::string>(std::to_string(*value)) : std::nullopt;
+  return std::make_shared<ScopedVariable>("VORIN_DUMP_ST_LOG", text);
 }
 
 Restoration setAppDataFolder(const std::filesystem::path& folder) {

@@ -1,6 +1,5 @@
 #include "support/system.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <psapi.h>
 #include <stdexcept>
@@ -63,11 +62,6 @@ RegistryValue numberValue(std::uint32_t number) {
   return {REG_DWORD, Bytes(bytes, bytes + sizeof number)};
 }
 
-bool isNumber(const std::string& text) {
-  return !text.empty() &&
-         std::all_of(text.begin(), text.end(), [](char character) { return character >= '0' && character <= '9'; });
-}
-
 } // namespace
 
 const char* const kTemporaryFolderVariable = "TMP";
@@ -77,9 +71,9 @@ void setVariable(const std::string& name, const std::optional<std::string>& valu
   _putenv_s(name.c_str(), value ? value->c_str() : ""); // the C library has its own copy
 }
 
-Restoration setLogSwitch(const std::optional<std::string>& value) {
-  const RegistryValue written = !value ? RegistryValue{} : isNumber(*value) ? numberValue(std::stoul(*value)) : textValue(*value);
-  return std::make_shared<ScopedRegistryValue>(HKEY_LOCAL_MACHINE, "Software\\Merix\\Tolvk\\Debug", "DumpSTLog", written);
+Restoration setLogSwitch(std::optional<std::uint32_t> value) {
+  return std::make_shared<ScopedRegistryValue>(HKEY_LOCAL_MACHINE, "Software\\Merix\\Tolvk\\Debug", "DumpSTLog",
+                                               value ? numberValue(*value) : RegistryValue{});
 }
 
 Restoration setAppDataFolder(const std::filesystem::path& folder) {

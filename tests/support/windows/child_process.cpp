@@ -1,0 +1,219 @@
+// Windows programs are started as such. A program of the system that Wine runs on is started through that system's shell: Wine
+// starts those too, but neither tells when they have ended nor how. The shell tells both in a file.
+#include "support/child_process.h"
+
+#include "support/test_environment.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cwctype>
+#include <fstream>
+#include <stdexcept>
+#include <windows.h>
+
+namespace vorin::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Variables that are read by libraries of the system below: Wine gives those of a Windows program to its children as they were
+// when Wine began.
+const char* const kVariablesOfTheSystemBelow[] = {"OPENCL_LAYERS", "POCL_CACHE_DIR"};
+
+struct HandleCloser {
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<void, HandleCloser>;
+
+std::wstring wide(const std::string& text) {
+  return fs::path(text).wstring();
+}
+
+// As programs take a command line apart: each backslash before a quotation mark is doubled.
+std::wstring quoted(const std::wstring& argument) {
+  std::wstring text = L"\"";
+  std::size_t backslashes = 0;
+  for (const wchar_t character : argument) {
+    if (character == L'"') {
+      text.append(backslashes + 1, L'\\');
+    }
+    backslashes = character == L'\\' ? backslashes + 1 : 0;
+    text += character;
+  }
+  return text.append(backslashes, L'\\') + L'"';
+}
+
+std::wstring commandLine(const std::vector<std::string>& arguments) {
+  std::wstring line;
+  for (const std::string& argument : arguments) {
+    line += (line.empty() ? L"" : L" ") + quoted(wide(argument));
+  }
+  return line;
+}
+
+bool isNameless(const wchar_t* variable) {
+  return variable[0] == L'='; // the current folders of the drives
+}
+
+std::wstring upper(std::wstring name) {
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](wchar_t letter) { return static_cast<wchar_t>(std::towupper(letter)); });
+  return name;
+}
+
+std::wstring environmentWith(const std::map<std::string, std::optional<std::string>>& changes) {
+  std::map<std::wstring, std::wstring> variables; // by their names in capitals, which is the order that a program gets them in
+  const std::unique_ptr<wchar_t, decltype(&FreeEnvironmentStringsW)> block(GetEnvironmentStringsW(), FreeEnvironmentStringsW);
+  for (const wchar_t* variable = block.get(); *variable != L'\0'; variable += std::wcslen(variable) + 1) {
+    const std::wstring text = variable;
+    if (!isNameless(variable)) {
+      variables[upper(text.substr(0, text.find(L'=')))] = text;
+    }
+  }
+  for (const auto& [name, value] : changes) {
+    if (value) {
+      variables[upper(wide(name))] = wide(name) + L"=" + wide(*value);
+    } else {
+      variables.erase(upper(wide(name)));
+    }
+  }
+  std::wstring changed;
+  for (const auto& [name, text] : variables) {
+    changed += text + L'\0';
+  }
+  return changed + L'\0';
+}
+
+Handle openFile(const fs::path& path, DWORD access, DWORD disposition) {
+  SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  const HANDLE handle = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable,
+                                    disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    throw std::runtime_error("cannot open " + path.string());
+  }
+  return Handle(handle);
+}
+
+Handle startProgram(std::wstring line, std::wstring environment, const ChildSetting& setting, HANDLE output, HANDLE error) {
+  const Handle input = openFile("NUL", GENERIC_READ, OPEN_EXISTING);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = input.get();
+  startup.hStdOutput = output;
+  startup.hStdError = error;
+  PROCESS_INFORMATION process{};
+  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT | CREATE_NEW_PROCESS_GROUP,
+                     environment.data(), setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(), &startup,
+                     &process) == FALSE) {
+    throw std::runtime_error("cannot start a child process: " + fs::path(line).string());
+  }
+  static_cast<void>(Handle(process.hThread));
+  return Handle(process.hProcess);
+}
+
+// ---- programs of the system below ----
+
+// The name that the system below has for a file.
+std::string nameBelow(const fs::path& path) {
+  using GetName = char*(CDECL*)(const wchar_t*);
+  const auto get_name = reinterpret_cast<GetName>(
+      reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleA("kernel32"), "wine_get_unix_file_name")));
+  const std::unique_ptr<char, void (*)(char*)> name(get_name == nullptr ? nullptr : get_name(fs::absolute(path).c_str()),
+                                                    [](char* text) { HeapFree(GetProcessHeap(), 0, text); });
+  if (!name) {
+    throw std::runtime_error("not a name of the system below Wine: " + path.string());
+  }
+  return name.get();
+}
+
+std::string quotedForShell(const std::string& text) {
+  std::string quoted_text = "'";
+  for (const char character : text) {
+    quoted_text += character == '\'' ? std::string("'\\''") : std::string(1, character);
+  }
+  return quoted_text + "'";
+}
+
+bool needsShell(const std::vector<std::string>& arguments, const ChildSetting& setting) {
+  return arguments.front().starts_with("/") ||
+         std::any_of(std::begin(kVariablesOfTheSystemBelow), std::end(kVariablesOfTheSystemBelow),
+                     [&](const char* name) { return setting.variables.count(name) != 0; });
+}
+
+std::string shellScript(const std::vector<std::string>& arguments, const ChildSetting& setting, const fs::path& status_file) {
+  std::string script;
+  for (const auto& [name, value] : setting.variables) {
+    script += value ? "export " + name + "=" + quotedForShell(*value) + "\n" : "unset " + name + "\n";
+  }
+  if (!setting.working_folder.empty()) {
+    script += "cd " + quotedForShell(nameBelow(setting.working_folder)) + "\n";
+  }
+  if (!arguments.front().starts_with("/")) {
+    script += quotedForShell(VORIN_WITH_WINE) + " ";
+  }
+  for (const std::string& argument : arguments) {
+    script += quotedForShell(argument) + " ";
+  }
+  const std::string status = quotedForShell(nameBelow(status_file));
+  return script + "\necho $? > " + status + ".new\nmv " + status + ".new " + status + "\n"; // complete when it is there
+}
+
+std::string asText(std::string content) {
+  content.erase(std::remove(content.begin(), content.end(), '\r'), content.end());
+  return content;
+}
+
+} // namespace
+
+struct ChildProcess::Running {
+  ~Running() {
+    if (process) {
+      TerminateProcess(process.get(), 1);
+      WaitForSingleObject(process.get(), INFINITE);
+    }
+  }
+
+  fs::path file(const char* name) const { return folder.path() / name; }
+
+  TemporaryFolder folder; // of the files that the child writes and the test reads afterwards
+  Handle process;         // null: started through the shell
+};
+
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
+    : running_(std::make_unique<Running>()) {
+  const Handle output = setting.standard_output ? openFile(*setting.standard_output, GENERIC_WRITE, OPEN_EXISTING)
+                                                : openFile(running_->file("output"), GENERIC_WRITE, CREATE_ALWAYS);
+  const Handle error = openFile(running_->file("error"), GENERIC_WRITE, CREATE_ALWAYS);
+  if (!needsShell(arguments, setting)) {
+    running_->process =
+        startProgram(commandLine(arguments), environmentWith(setting.variables), setting, output.get(), error.get());
+    return;
+  }
+  const fs::path script = running_->file("script");
+  std::ofstream(script, std::ios::binary) << shellScript(arguments, setting, running_->file("status"));
+  startProgram(L"Z:\\bin\\sh " + quoted(wide(nameBelow(script))), environmentWith({}), {}, output.get(), error.get());
+}
+
+ChildProcess::~ChildProcess() = default;
+
+void ChildProcess::signal(int /*number*/) const {
+  GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(running_->process.get()));
+}
+
+ChildResult ChildProcess::wait() {
+  DWORD status = 0;
+  if (running_->process) {
+    WaitForSingleObject(running_->process.get(), INFINITE);
+    GetExitCodeProcess(running_->process.get(), &status);
+    running_->process.reset();
+  } else {
+    while (!fs::exists(running_->file("status"))) {
+      Sleep(10);
+    }
+    std::ifstream(running_->file("status")) >> status;
+  }
+  return {static_cast<int>(status), asText(readFile(running_->file("output"))), asText(readFile(running_->file("error")))};
+}
+
+} // namespace vorin::tests
