@@ -1,10 +1,12 @@
 #include "support/system.h"
 
 #include <cstdlib>
-#include <psapi.h>
 #include <stdexcept>
 #include <vector>
+// clang-format off: the second needs the first
 #include <windows.h>
+#include <psapi.h>
+// clang-format on
 
 namespace vorin::tests {
 namespace {
