@@ -84,7 +84,8 @@ YuvColours yuvColours(const ColourTags& tags, Size size) {
 ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
   const LumaWeights old = lumaWeights(from.matrix);
   const LumaWeights fresh = lumaWeights(to.matrix);
-  is_none_ = old.red == fresh.red && old.blue == fresh.blue && from.full_range == to.full_range;
+  range_stays_ = from.full_range == to.full_range;
+  is_none_ = old.red == fresh.red && old.blue == fresh.blue && range_stays_;
   const Range read = rangeOf(from.full_range);
   const Range written = rangeOf(to.full_range);
 
@@ -107,22 +108,29 @@ ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
   v_ = {fixed((red.u - luma.u) * v_steps), fixed((red.v - luma.v) * v_steps)};
 }
 
-void ColourChange::changePairs(std::uint8_t* pairs, int count, std::vector<int>& luma_terms) const {
-  constexpr int kOffset = (kMiddle << kFractionBits) + (1 << (kFractionBits - 1));
+// The loops are written for the compiler to make vectors of: 16 bits where they suffice.
+void ColourChange::changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const {
+  constexpr int kHalf = 1 << (kFractionBits - 1);
+  constexpr int kOffset = (kMiddle << kFractionBits) + kHalf;
   for (int i = 0; i < count; ++i) {
     const int u = pairs[2 * i] - kMiddle;
     const int v = pairs[2 * i + 1] - kMiddle;
-    luma_terms[static_cast<std::size_t>(i)] = luma_.from_u * u + luma_.from_v * v + luma_offset_;
+    luma_terms[i] = static_cast<std::int16_t>((luma_.from_u * u + luma_.from_v * v + kHalf) >> kFractionBits);
     pairs[2 * i] = clamped((u_.from_u * u + u_.from_v * v + kOffset) >> kFractionBits);
     pairs[2 * i + 1] = clamped((v_.from_u * u + v_.from_v * v + kOffset) >> kFractionBits);
   }
 }
 
-void ColourChange::changeLuma(std::uint8_t* row, int width, const std::vector<int>& luma_terms) const {
-  const int* terms = luma_terms.data();
-  for (int i = 0; i < width / 2; ++i) {
-    row[2 * i] = clamped((luma_scale_ * row[2 * i] + terms[i]) >> kFractionBits);
-    row[2 * i + 1] = clamped((luma_scale_ * row[2 * i + 1] + terms[i]) >> kFractionBits);
+void ColourChange::changeLuma(std::uint8_t* row, int count, const std::int16_t* luma_terms) const {
+  if (range_stays_) {
+    for (int i = 0; i < 2 * count; ++i) {
+      const auto value = static_cast<std::int16_t>(row[i] + luma_terms[i / 2]);
+      row[i] = static_cast<std::uint8_t>(std::clamp<std::int16_t>(value, 0, 255));
+    }
+    return;
+  }
+  for (int i = 0; i < 2 * count; ++i) {
+    row[i] = clamped(((luma_scale_ * row[i] + luma_offset_) >> kFractionBits) + luma_terms[i / 2]);
   }
 }
 
@@ -134,11 +142,11 @@ void ColourChange::apply(Picture& nv12) const {
   const auto row_bytes = static_cast<std::size_t>(width);
   std::uint8_t* luma = nv12.bytes.data();
   std::uint8_t* pairs = luma + row_bytes * static_cast<std::size_t>(height);
-  std::vector<int> luma_terms(row_bytes / 2);
+  std::vector<std::int16_t> luma_terms(row_bytes / 2);
   for (int row = 0; row < height; row += 2, luma += 2 * row_bytes, pairs += row_bytes) {
-    changePairs(pairs, width / 2, luma_terms);
-    changeLuma(luma, width, luma_terms);
-    changeLuma(luma + row_bytes, width, luma_terms);
+    changePairs(pairs, width / 2, luma_terms.data());
+    changeLuma(luma, width / 2, luma_terms.data());
+    changeLuma(luma + row_bytes, width / 2, luma_terms.data());
   }
 }
 

@@ -37,10 +37,11 @@ private:
     int from_v = 0;
   };
 
-  void changePairs(std::uint8_t* pairs, int count, std::vector<int>& luma_terms) const;
-  void changeLuma(std::uint8_t* row, int width, const std::vector<int>& luma_terms) const;
+  void changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const;
+  void changeLuma(std::uint8_t* row, int count, const std::int16_t* luma_terms) const;
 
   bool is_none_ = false;
+  bool range_stays_ = false;
   int luma_scale_ = 0;
   int luma_offset_ = 0;
   Term luma_;
