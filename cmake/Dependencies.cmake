@@ -15,5 +15,10 @@ endif()
 find_package(OpenVINO 2026.4.1 REQUIRED COMPONENTS Runtime)
 
 find_package(OpenCV 4.5 REQUIRED COMPONENTS core imgproc)
+if(MINGW) # zlib inside too: what OpenCV was built with names its import library
+  get_target_property(vorin_opencv_libraries opencv_core INTERFACE_LINK_LIBRARIES)
+  string(REPLACE "libz.dll.a" "libz.a" vorin_opencv_libraries "${vorin_opencv_libraries}")
+  set_target_properties(opencv_core PROPERTIES INTERFACE_LINK_LIBRARIES "${vorin_opencv_libraries}")
+endif()
 find_package(OpenCL 1.2 REQUIRED)
 find_path(VORIN_OPENCL_HPP_DIR CL/opencl.hpp HINTS ${OpenCL_INCLUDE_DIRS} NO_CMAKE_FIND_ROOT_PATH REQUIRED)

@@ -25,8 +25,9 @@ struct HandleCloser {
 };
 using Handle = std::unique_ptr<void, HandleCloser>;
 
+// Texts are UTF-8; a path made of a narrow text would be in the code page.
 std::wstring wide(const std::string& text) {
-  return fs::path(text).wstring();
+  return fs::path(std::u8string(text.begin(), text.end())).wstring();
 }
 
 // As programs take a command line apart: each backslash before a quotation mark is doubled.
