@@ -320,7 +320,7 @@ TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
   const std::string line = failure(clip_, file("out.mkv"));
   setrlimit(RLIMIT_FSIZE, &before);
-  std::signal(SIGXFSZ, handler);
+  static_cast<void>(std::signal(SIGXFSZ, handler));
   EXPECT_THAT(line, HasSubstr("cannot be written (File too large): make room"));
 }
 

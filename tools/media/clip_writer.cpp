@@ -49,6 +49,14 @@ fs::path checkedOutput(const fs::path& output, bool overwrite) {
   return *std::move(resolved);
 }
 
+const ContainerRow& containerOf(const fs::path& output) {
+  const ContainerRow* row = findContainer(output);
+  if (row == nullptr) {
+    throw OptionError("the output '" + output.string() + "' has no file extension of a clip: use one of " + clipExtensions());
+  }
+  return *row;
+}
+
 bool isTurned(const std::array<std::int32_t, 9>& matrix) {
   constexpr std::array<std::int32_t, 9> kUpright = {1 << 16, 0, 0, 0, 1 << 16, 0, 0, 0, 1 << 30};
   return matrix != kUpright;
@@ -66,6 +74,19 @@ std::string clipExtensions() {
     text += (text.empty() ? "" : ", ") + std::string(row.extension);
   }
   return text;
+}
+
+void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
+  silenceLibav();
+  const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
+  if (format == nullptr) {
+    throw OptionError("libavformat was built without the container of '" + output.string() + "': use another extension");
+  }
+  static_cast<void>(configuredEncoder(options, *format));
+}
+
+void checkClipOutput(const fs::path& output, bool overwrite) {
+  static_cast<void>(checkedOutput(output, overwrite));
 }
 
 class ClipWriter::File {
@@ -109,12 +130,8 @@ ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size siz
     : output_(checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
       temporary_(tools::temporaryBeside(output_)) {
   silenceLibav();
-  const ContainerRow* row = findContainer(output);
-  if (row == nullptr) {
-    throw OptionError("the output '" + output.string() + "' has no file extension of a clip: use one of " + clipExtensions());
-  }
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, row->format, fileUrl(temporary_.string()).c_str()) < 0) {
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.string()).c_str()) < 0) {
     throw std::bad_alloc();
   }
   context_.reset(context);

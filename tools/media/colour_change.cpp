@@ -112,12 +112,12 @@ ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
 void ColourChange::changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const {
   constexpr int kHalf = 1 << (kFractionBits - 1);
   constexpr int kOffset = (kMiddle << kFractionBits) + kHalf;
-  for (int i = 0; i < count; ++i) {
-    const int u = pairs[2 * i] - kMiddle;
-    const int v = pairs[2 * i + 1] - kMiddle;
+  for (int i = 0; i < count; ++i, pairs += 2) {
+    const int u = pairs[0] - kMiddle;
+    const int v = pairs[1] - kMiddle;
     luma_terms[i] = static_cast<std::int16_t>((luma_.from_u * u + luma_.from_v * v + kHalf) >> kFractionBits);
-    pairs[2 * i] = clamped((u_.from_u * u + u_.from_v * v + kOffset) >> kFractionBits);
-    pairs[2 * i + 1] = clamped((v_.from_u * u + v_.from_v * v + kOffset) >> kFractionBits);
+    pairs[0] = clamped((u_.from_u * u + u_.from_v * v + kOffset) >> kFractionBits);
+    pairs[1] = clamped((v_.from_u * u + v_.from_v * v + kOffset) >> kFractionBits);
   }
 }
 

@@ -93,18 +93,22 @@ void setQuality(AVCodecContext& context, const ClipWriterOptions& options) {
 
 } // namespace
 
-VideoEncoder::VideoEncoder(const VideoInfo& source, Size size, const ClipWriterOptions& options,
-                           const AVOutputFormat& container) {
-  const AVCodec& encoder = findEncoder(options.codec, container);
-  codec_.reset(avcodec_alloc_context3(&encoder));
-  if (!codec_) {
+CodecHandle configuredEncoder(const ClipWriterOptions& options, const AVOutputFormat& container) {
+  CodecHandle codec(avcodec_alloc_context3(&findEncoder(options.codec, container)));
+  if (!codec) {
     throw std::bad_alloc();
   }
-  setPictures(source, size, chooseFormat(encoder, size));
   if (const EncoderRow* row = findRow(options.codec)) {
-    static_cast<void>(av_set_options_string(codec_->priv_data, row->settings, "=", ","));
+    static_cast<void>(av_set_options_string(codec->priv_data, row->settings, "=", ","));
   }
-  setQuality(*codec_, options);
+  setQuality(*codec, options);
+  return codec;
+}
+
+VideoEncoder::VideoEncoder(const VideoInfo& source, Size size, const ClipWriterOptions& options, const AVOutputFormat& container)
+    : codec_(configuredEncoder(options, container)) {
+  const AVCodec& encoder = *codec_->codec;
+  setPictures(source, size, chooseFormat(encoder, size));
   if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
     codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }

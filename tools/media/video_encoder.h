@@ -11,6 +11,9 @@
 
 namespace vorin::media {
 
+// The encoder of the options with its settings, not opened yet. Throws an OptionError where there is none, or none that fits.
+CodecHandle configuredEncoder(const ClipWriterOptions& options, const AVOutputFormat& container);
+
 class VideoEncoder {
 public:
   VideoEncoder(const VideoInfo& source, Size size, const ClipWriterOptions& options, const AVOutputFormat& container);

@@ -1,5 +1,6 @@
 #include "arguments.h"
 
+#include "clip_command.h"
 #include "exit_status.h"
 #include "image_file.h"
 #include "name_table.h"
@@ -45,7 +46,7 @@ void addOptions(CLI::App& app, RawArguments& raw, unsigned command) {
 }
 
 const FrameFormat* checkedFormat(const std::string& name) {
-  const FrameFormat* format = findFrameFormat(name);
+  const FrameFormat* format = findFrameFormat(name.empty() ? "bgra" : name);
   if (format == nullptr) {
     throw usage("unknown --format '" + name + "': the formats are " + frameFormatNames());
   }
@@ -150,6 +151,23 @@ std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>&
   return photos;
 }
 
+// Either the clip's own options, or none of them.
+std::optional<ClipOptions> checkedClip(const RawArguments& raw) {
+  if (isClip(raw.photos.empty() ? "" : raw.photos.front(), raw.output)) {
+    if (!raw.format.empty()) {
+      throw usage("--format is of no use to a clip, whose own pixels say it: leave it out");
+    }
+    return checkedClipOptions(raw);
+  }
+  for (const auto& [option, value] :
+       {std::pair("--codec", &raw.codec), std::pair("--crf", &raw.crf), std::pair("--raw", &raw.raw)}) {
+    if (!value->empty()) {
+      throw usage(std::string(option) + " is of no use to a photo: leave it out, or name a clip as the output");
+    }
+  }
+  return std::nullopt;
+}
+
 // allowed: the one option of the program itself that may be there; null for none.
 void requireNothingElse(const CLI::App& app, const CLI::Option* allowed, const std::string& what) {
   for (const CLI::Option* option : app.get_options()) {
@@ -203,7 +221,10 @@ Arguments parseArguments(int count, const char* const* arguments) {
   }
   parsed.command = sheet->parsed() ? Command::kSheet : Command::kStylize;
   parsed.photos = checkedPhotos(raw.photos, parsed.command);
-  parsed.output = checkedOutput(raw.output);
+  if (parsed.command == Command::kStylize) {
+    parsed.clip = checkedClip(raw);
+  }
+  parsed.output = parsed.clip ? tools::pathFromUtf8(raw.output) : checkedOutput(raw.output);
   parsed.style = parsed.command == Command::kStylize ? checkedStyle(raw.style) : nullptr;
   checkStyleOptions(parsed.style, raw);
   parsed.network = checkedNetwork(raw.network);

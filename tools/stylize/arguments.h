@@ -16,12 +16,19 @@
 
 namespace vorin::stylize {
 
+// Of a clip or a pipe, which take the place of photo and drawing.
+struct ClipOptions {
+  std::string codec;
+  std::optional<int> crf;
+  std::optional<std::string> raw; // what goes through pipes, not read yet; none: Y4M
+};
+
 enum class Command { kStylize, kSheet, kDevices, kHelp, kVersion };
 
 struct Arguments {
   Command command = Command::kStylize;
-  std::string help; // for kHelp: the text
-  std::vector<std::filesystem::path> photos;
+  std::string help;                          // for kHelp: the text
+  std::vector<std::filesystem::path> photos; // or the clip, which may be kPipe
   std::filesystem::path output;
   const Style* style = nullptr;     // null for a sheet: all of them
   const Network* network = nullptr; // for a style with a choice of networks; null where none is named
@@ -30,7 +37,8 @@ struct Arguments {
   std::optional<cv::Size> size; // none: the photo's
   DeviceWish device = DeviceWish::kAuto;
   const Precision* precision = nullptr; // of the software device; null where none is named
-  const FrameFormat* format = nullptr;
+  const FrameFormat* format = nullptr;  // of a photo
+  std::optional<ClipOptions> clip;      // none: a photo
   bool overwrite = false;
   bool quiet = false;
 };

@@ -1,6 +1,7 @@
 // cancellation.h: Ctrl-C and its like end the program with its status for "cancelled" and leave no half-written file behind.
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 
 namespace vorin::stylize {
@@ -20,6 +21,9 @@ public:
   CancellationWaits(const CancellationWaits&) = delete;
   CancellationWaits& operator=(const CancellationWaits&) = delete;
 };
+
+// Set when cancellation came and waits: for work that brings itself to an end then.
+const std::atomic<bool>& cancellationIsDue();
 
 // While it lives, cancellation removes the file, and so does an end of the process by a library below. One at a time.
 class RemovedWhenCancelled {

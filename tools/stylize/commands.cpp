@@ -1,8 +1,9 @@
 #include "commands.h"
 
+#include "clip_command.h"
 #include "contact_sheet.h"
+#include "drawing_manner.h"
 #include "image_file.h"
-#include "model_package.h"
 #include "picture_size.h"
 #include "safe_output.h"
 #include "utf8_path.h"
@@ -42,35 +43,6 @@ void report(const Arguments& arguments, const std::string& subject, const Manner
     line += ", loaded in " + millisecondsText(drawing.load_ms) + " ms";
   }
   printLine(line);
-}
-
-// What the neural styles draw with.
-struct NeuralTools {
-  ModelPackage package;
-  cv::Mat style_image_bgr;
-};
-
-const Network& networkFor(const Arguments& arguments, const Style& style) {
-  return style.takesStyleImage() && arguments.network != nullptr ? *arguments.network : style.networks.front();
-}
-
-Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTools* tools) {
-  Manner manner;
-  manner.style = &style;
-  manner.format = arguments.format;
-  manner.size = arguments.size;
-  if (style.isNeural()) {
-    manner.package = &tools->package;
-    manner.network = &networkFor(arguments, style);
-    manner.style_image_bgr = tools->style_image_bgr;
-  }
-  return manner;
-}
-
-NeuralTools toolsForStyle(const Arguments& arguments) {
-  ModelPackage package(arguments.models);
-  package.requireNetwork(*arguments.style, networkFor(arguments, *arguments.style));
-  return {package, arguments.style_image ? readPicture(*arguments.style_image) : cv::Mat()};
 }
 
 ExitStatus stylizePhoto(const Arguments& arguments) {
@@ -172,7 +144,7 @@ ExitStatus printVersions() {
 ExitStatus run(const Arguments& arguments) {
   switch (arguments.command) {
   case Command::kStylize:
-    return stylizePhoto(arguments);
+    return arguments.clip ? stylizeClip(arguments) : stylizePhoto(arguments);
   case Command::kSheet:
     return makeSheet(arguments);
   case Command::kDevices:

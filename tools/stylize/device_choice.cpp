@@ -91,6 +91,12 @@ Drawing ChosenDevice::draw(const cv::Mat& photo_bgr, const Manner& manner) {
   return stylizer_.drawFiltered(photo_bgr, manner);
 }
 
+void ChosenDevice::prepareClip(const Manner& manner) {
+  if (!manner.style->isNeural()) {
+    prepareFilter(*manner.style);
+  }
+}
+
 void ChosenDevice::prepareFilter(const Style& style) {
   if (stylizer_.prepareFilter(style)) {
     return;

@@ -37,11 +37,16 @@ public:
   const std::string& name() const { return name_; } // for the user
   Drawing draw(const cv::Mat& photo_bgr, const Manner& manner);
 
+  // One clip instead of photos. After prepareClip the program does not start again on another device.
+  void prepareClip(const Manner& manner);
+  void beginClip(const Manner& manner, cv::Size size) { stylizer_.beginClip(manner, size); }
+  void drawClipFrame(const SttFrame& input, SttFrame& output) { stylizer_.drawClipFrame(input, output); }
+
 private:
   void prepareFilter(const Style& style);
 
   DeviceWish wish_;
-  Stylizer stylizer_; // for the filters
+  Stylizer stylizer_; // for the filters, and for a clip
   std::string name_;
 };
 

@@ -1,5 +1,6 @@
 #include "option_table.h"
 
+#include "clip_command.h"
 #include "frame_conversion.h"
 #include "image_file.h"
 #include "name_table.h"
@@ -55,7 +56,7 @@ const Style& transferStyle() {
 }
 
 std::vector<OptionRow> optionTable() {
-  return {
+  std::vector<OptionRow> rows = {
       {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind:\n" + pictureExtensions(),
        kForBoth, kPictureSection},
       {"--style", &RawArguments::style, "NAME", styleHelp(), kForStylize, kPictureSection},
@@ -88,6 +89,9 @@ std::vector<OptionRow> optionTable() {
        kForStylize, kDeviceSection},
       {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForBoth, kOtherSection},
   };
+  const std::vector<OptionRow> clip_rows = clipOptionRows();
+  rows.insert(rows.end(), clip_rows.begin(), clip_rows.end());
+  return rows;
 }
 
 } // namespace vorin::stylize

@@ -20,7 +20,10 @@ struct RawArguments {
   std::string size;
   std::string device = "auto";
   std::string precision;
-  std::string format = "bgra";
+  std::string format;
+  std::string codec;
+  std::string crf;
+  std::string raw;
   bool overwrite = false;
   bool quiet = false;
   bool version = false;

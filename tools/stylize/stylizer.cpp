@@ -201,6 +201,25 @@ Drawing Stylizer::drawNeural(const cv::Mat& photo_bgr, const Manner& manner) {
   return drawing;
 }
 
+void Stylizer::beginClip(const Manner& manner, cv::Size size) {
+  if (manner.style->isNeural()) {
+    loadNetwork(manner, networkSize(size));
+  }
+  if (manner.style->takesStyleImage()) {
+    next_style_image_ = frameFromPicture(*findFrameFormat("bgr24"), manner.style_image_bgr);
+  }
+  setSize(size);
+}
+
+void Stylizer::drawClipFrame(const SttFrame& input, SttFrame& output) {
+  const SttFrame style = next_style_image_ ? descriptorOf(*next_style_image_) : SttFrame{};
+  const _VorinStatus status = guarded("a frame cannot be drawn", [&] {
+    return object_->ProcessFrame(context_, &input, next_style_image_ ? &style : nullptr, &output);
+  });
+  require(status, ExitStatus::kDevice, "a frame cannot be drawn");
+  next_style_image_.reset();
+}
+
 double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
   const Turn turn;
   const auto start = std::chrono::steady_clock::now();

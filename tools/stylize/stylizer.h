@@ -58,6 +58,11 @@ public:
   // each frame with the one before.
   Drawing drawNeural(const cv::Mat& photo_bgr, const Manner& manner);
 
+  // Frames of a clip, one after the other, drawn with the filter prepared last or with the network that beginClip loads. size: of
+  // the drawings. Once in the life of an object, like drawNeural.
+  void beginClip(const Manner& manner, cv::Size size);
+  void drawClipFrame(const SttFrame& input, SttFrame& output);
+
 private:
   struct Destroyer {
     void operator()(SttInterface* object) const { SttFactory::Destroy(object); }
@@ -72,6 +77,7 @@ private:
 
   std::unique_ptr<SttInterface, Destroyer> object_;
   VorinSttContext context_ = nullptr;
+  std::optional<Frame> next_style_image_; // of a clip: for the next frame, which keeps its look
 };
 
 } // namespace vorin::stylize

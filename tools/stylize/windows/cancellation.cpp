@@ -72,6 +72,10 @@ CancellationWaits::~CancellationWaits() {
   cancelIfDue();
 }
 
+const std::atomic<bool>& cancellationIsDue() {
+  return cancellation_is_due;
+}
+
 RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {
   file_to_remove = file.wstring();
   file_to_remove_is_set = true;

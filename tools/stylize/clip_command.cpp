@@ -1,0 +1,243 @@
+#include "clip_command.h"
+
+#include "cancellation.h"
+#include "clip_reader.h"
+#include "clip_writer.h"
+#include "commands.h"
+#include "drawing_manner.h"
+#include "exit_status.h"
+#include "picture_size.h"
+#include "pipe_video.h"
+#include "pipeline.h"
+#include "utf8_path.h"
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <csignal>
+#include <iomanip>
+#include <sstream>
+#include <unistd.h>
+
+namespace vorin::stylize {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kSection = "Clips and pipes";
+
+Failure usage(const std::string& line) {
+  return {ExitStatus::kUsage, line};
+}
+
+bool isPipe(const fs::path& file) {
+  return file == kPipe;
+}
+
+media::ClipWriterOptions writerOptions(const Arguments& arguments) {
+  media::ClipWriterOptions options;
+  options.codec = arguments.clip->codec;
+  options.crf = arguments.clip->crf;
+  options.overwrite = arguments.overwrite;
+  return options;
+}
+
+std::optional<media::RawFormat> rawFormat(const Arguments& arguments) {
+  return arguments.clip->raw ? std::optional(media::parseRawFormat(*arguments.clip->raw)) : std::nullopt;
+}
+
+std::unique_ptr<media::FrameSource> openSource(const Arguments& arguments) {
+  const fs::path& input = arguments.photos.front();
+  if (isPipe(input)) {
+    return std::make_unique<media::PipeReader>(STDIN_FILENO, rawFormat(arguments));
+  }
+  return std::make_unique<media::ClipReader>(input);
+}
+
+std::unique_ptr<media::FrameSink> openSink(const Arguments& arguments, const media::VideoInfo& source, media::Size size) {
+  if (isPipe(arguments.output)) {
+    const std::optional<media::RawFormat> raw = rawFormat(arguments);
+    if (raw && !isPipe(arguments.photos.front()) && raw->size != size) {
+      throw usage("--raw '" + *arguments.clip->raw + "' is not the size of the frames, " + sizeText({size.width, size.height}) +
+                  ": name that one, or ask for another with --size");
+    }
+    return std::make_unique<media::PipeWriter>(STDOUT_FILENO, source, size, raw ? std::optional(raw->pixels) : std::nullopt);
+  }
+  return std::make_unique<media::ClipWriter>(arguments.output, source, size, writerOptions(arguments));
+}
+
+SttFrame descriptorOf(const media::Picture& picture) {
+  const bool is_nv12 = picture.layout == media::PixelLayout::kNv12;
+  const auto width = static_cast<std::uint32_t>(picture.size.width);
+  SttFrame descriptor{};
+  descriptor.memoryType = VORIN_MEM_SYSTEM;
+  descriptor.data = const_cast<std::uint8_t*>(picture.bytes.data()); // written to only where the frame is an output
+  descriptor.pixelFormat = is_nv12 ? VORIN_FMT_NV12 : VORIN_FMT_BGRA;
+  descriptor.width = width;
+  descriptor.height = static_cast<std::uint32_t>(picture.size.height);
+  descriptor.pitch = is_nv12 ? width : width * 4;
+  return descriptor;
+}
+
+// The luma of NV12, all of BGRA: enough to tell whether there is anything to see. OpenCV has no type for read-only pixels.
+cv::Mat looksOf(const media::Picture& picture) {
+  const int type = picture.layout == media::PixelLayout::kNv12 ? CV_8UC1 : CV_8UC4;
+  return {picture.size.height, picture.size.width, type, const_cast<std::uint8_t*>(picture.bytes.data())};
+}
+
+// Quick for any real drawing, whose pixels soon differ.
+bool isOneColour(const media::Picture& picture) {
+  const std::size_t step = picture.layout == media::PixelLayout::kNv12 ? 1 : 4;
+  const auto pixels = static_cast<std::ptrdiff_t>(looksOf(picture).total() * step);
+  const auto begin = picture.bytes.begin();
+  return std::equal(begin + static_cast<std::ptrdiff_t>(step), begin + pixels, begin);
+}
+
+// A device or a network that has broken down gives one colour for whatever it sees.
+bool isLost(const media::Picture& frame, const media::Picture& drawing) {
+  constexpr double kClearContrast = 8;
+  if (!isOneColour(drawing)) {
+    return false;
+  }
+  cv::Scalar mean;
+  cv::Scalar deviation;
+  cv::meanStdDev(looksOf(frame), mean, deviation);
+  return *std::max_element(deviation.val, deviation.val + 3) >= kClearContrast;
+}
+
+media::FrameEffect drawingBy(ChosenDevice& device) {
+  return [&device](const media::VideoFrame& frame, media::Picture& drawing) {
+    SttFrame output = descriptorOf(drawing);
+    device.drawClipFrame(descriptorOf(frame.picture), output);
+    if (isLost(frame.picture, drawing)) {
+      throw Failure(ExitStatus::kDevice, "the device delivers one colour instead of a drawing: use another --device");
+    }
+  };
+}
+
+std::string sinkName(const Arguments& arguments) {
+  return isPipe(arguments.output) ? "standard output" : tools::utf8Text(arguments.output);
+}
+
+void report(const Arguments& arguments, cv::Size size, const media::PipelineResult& result, const std::string& device,
+            double elapsed_s) {
+  if (arguments.quiet) {
+    return;
+  }
+  std::ostringstream line;
+  line << sinkName(arguments) << ": " << sizeText(size) << ", " << arguments.style->name << ", " << device << ", "
+       << result.frames << (result.frames == 1 ? " frame" : " frames");
+  if (elapsed_s > 0) {
+    line << ", " << std::fixed << std::setprecision(1) << static_cast<double>(result.frames) / elapsed_s << " frames per second";
+  }
+  printLine(line.str());
+}
+
+// Damage of the source and what the output lacks.
+ExitStatus tellShortcomings(const std::vector<std::string>& warnings, const std::vector<std::string>& damage) {
+  for (const auto* lines : {&warnings, &damage}) {
+    for (const std::string& line : *lines) {
+      printLine(line);
+    }
+  }
+  return damage.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
+}
+
+// source: null where it is a pipe, which is not touched before the device is sure: a program that starts again on another one
+// would find the pipe's begin gone.
+ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSource> source) {
+  std::optional<NeuralTools> tools;
+  if (arguments.style->isNeural()) {
+    tools = toolsForStyle(arguments);
+  }
+  const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
+  ChosenDevice device(arguments.device);
+  device.prepareClip(manner);
+  if (source == nullptr) {
+    source = openSource(arguments);
+  }
+  const media::Size frame_size = source->info().size;
+  const cv::Size size = arguments.size.value_or(cv::Size(frame_size.width, frame_size.height));
+  device.beginClip(manner, size);
+
+  const CancellationWaits until_the_output_is_closed;
+  const auto start = std::chrono::steady_clock::now();
+  const std::unique_ptr<media::FrameSink> sink = openSink(arguments, source->info(), {size.width, size.height});
+  const media::PipelineResult result = media::runPipeline(*source, *sink, drawingBy(device), {cancellationIsDue(), {}});
+  report(arguments, size, result, device.name(), std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  return tellShortcomings(sink->warnings(), result.damage);
+}
+
+} // namespace
+
+bool isClip(const std::string& input, const std::string& output) {
+  return input == kPipe || output == kPipe || media::isClipName(tools::pathFromUtf8(output));
+}
+
+std::vector<OptionRow> clipOptionRows() {
+  return {
+      {"--codec", &RawArguments::codec, "NAME",
+       "How to encode the clip: h264 (default), h265, vp9,\nav1, or the name of an encoder of libavcodec", kForStylize, kSection},
+      {"--crf", &RawArguments::crf, "N",
+       "Its quality: 0 is best; each 6 more about halve the\nfile (default: 20 for h264, 24 for h265)", kForStylize, kSection},
+      {"--raw", &RawArguments::raw, "KIND",
+       "What goes through the pipe -, such as\nnv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
+       kForStylize, kSection},
+  };
+}
+
+ClipOptions checkedClipOptions(const RawArguments& raw) {
+  ClipOptions options;
+  options.codec = raw.codec.empty() ? "h264" : raw.codec;
+  const bool reads_pipe = !raw.photos.empty() && raw.photos.front() == kPipe;
+  const bool writes_pipe = raw.output == kPipe;
+  if (!raw.crf.empty()) {
+    int crf = 0;
+    const char* end = raw.crf.data() + raw.crf.size();
+    if (const auto [at, error] = std::from_chars(raw.crf.data(), end, crf); error != std::errc() || at != end) {
+      throw usage("--crf '" + raw.crf + "' is no number: use one from 0 (best) to 51");
+    }
+    options.crf = crf;
+  }
+  if (!raw.raw.empty() && !reads_pipe && !writes_pipe) {
+    throw usage("--raw is of no use without a pipe: leave it out, or name - as the input or the output");
+  }
+  if (writes_pipe && !(raw.codec.empty() && raw.crf.empty())) {
+    throw usage("--codec and --crf are of no use to the output -, which is not encoded: leave them out");
+  }
+  if (!raw.raw.empty()) {
+    options.raw = raw.raw;
+  }
+  try {
+    if (options.raw) {
+      static_cast<void>(media::parseRawFormat(*options.raw));
+    }
+    if (!writes_pipe && !raw.output.empty()) {
+      media::checkClipCodec(tools::pathFromUtf8(raw.output), {options.codec, options.crf, raw.overwrite});
+    }
+  } catch (const media::OptionError& error) {
+    throw usage(error.what());
+  }
+  return options;
+}
+
+ExitStatus stylizeClip(const Arguments& arguments) {
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that ends is an error of the output, with a line
+  if (isPipe(arguments.output) && isatty(STDOUT_FILENO) != 0) {
+    throw usage("the output - is a terminal, which cannot show frames: put a program behind it");
+  }
+  try {
+    if (!isPipe(arguments.output)) {
+      media::checkClipOutput(arguments.output, arguments.overwrite);
+    }
+    return drawClip(arguments, isPipe(arguments.photos.front()) ? nullptr : openSource(arguments));
+  } catch (const media::OptionError& error) {
+    throw usage(error.what());
+  } catch (const media::MediaError& error) {
+    throw Failure(ExitStatus::kInputOutput, error.what());
+  }
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,24 @@
+// Clips are not part of the program for Windows.
+#include "../clip_command.h"
+
+#include "../exit_status.h"
+
+namespace vorin::stylize {
+
+bool isClip(const std::string& /*input*/, const std::string& /*output*/) {
+  return false;
+}
+
+std::vector<OptionRow> clipOptionRows() {
+  return {};
+}
+
+ClipOptions checkedClipOptions(const RawArguments& /*raw*/) {
+  return {};
+}
+
+ExitStatus stylizeClip(const Arguments& /*arguments*/) {
+  return ExitStatus::kUsage;
+}
+
+} // namespace vorin::stylize
