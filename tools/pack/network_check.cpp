@@ -131,10 +131,10 @@ void checkTransfer(ov::Model& network, Findings& findings) {
   checkOutput(network, "", findings);
 }
 
-void checkAtSizes(const ov::Model& network, Findings& findings) {
+void checkAtSizes(const NetworkReader& read, Findings& findings) {
   for (const Size& size : kTriedSizes) {
     const std::string wxh = std::to_string(size.width) + "x" + std::to_string(size.height);
-    const std::shared_ptr<ov::Model> sized = network.clone();
+    const std::shared_ptr<ov::Model> sized = read(); // afresh: a size once given leaves traces in a network
     try {
       sized->reshape(ov::PartialShape{1, kPlanes, size.height, size.width});
     } catch (const std::exception& error) {
@@ -150,8 +150,8 @@ void checkAtSizes(const ov::Model& network, Findings& findings) {
   }
 }
 
-void checkFixedStyle(ov::Model& network, Findings& findings) {
-  const ov::OutputVector inputs = network.inputs();
+void checkFixedStyle(const NetworkReader& read, Findings& findings) {
+  const ov::OutputVector inputs = read()->inputs();
   if (inputs.size() != 1) {
     findings.push_back("takes " + std::to_string(inputs.size()) + " inputs (" + names(inputs) +
                        ") where one is needed, the frame: build the others in");
@@ -164,18 +164,18 @@ void checkFixedStyle(ov::Model& network, Findings& findings) {
                        ", and the library passes fractions: export it in f32");
   }
   if (findings.size() == before) {
-    checkAtSizes(network, findings);
+    checkAtSizes(read, findings);
   }
 }
 
 } // namespace
 
-Findings checkNetwork(const std::shared_ptr<ov::Model>& network, std::int32_t style_type) {
+Findings checkNetwork(const NetworkReader& read, std::int32_t style_type) {
   Findings findings;
   if (style_type == 0) {
-    checkTransfer(*network, findings);
+    checkTransfer(*read(), findings);
   } else {
-    checkFixedStyle(*network, findings);
+    checkFixedStyle(read, findings);
   }
   return findings;
 }

@@ -6,13 +6,17 @@
 #include <openvino/core/model.hpp>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace vorin::pack {
 
+using NetworkReader = std::function<std::shared_ptr<ov::Model>()>;
+
 // What is wrong with the network for the style type (0 to 2) and how to mend it, one a line, each continuing "the network ...".
-std::vector<std::string> checkNetwork(const std::shared_ptr<ov::Model>& network, std::int32_t style_type);
+// It is read for each look that changes it.
+std::vector<std::string> checkNetwork(const NetworkReader& read, std::int32_t style_type);
 
 } // namespace vorin::pack

@@ -48,7 +48,8 @@ private:
       return;
     }
     try {
-      for (const std::string& finding : checkNetwork(core_.read_model(tools::utf8Text(file)), wanted.style_type)) {
+      const NetworkReader read = [&] { return core_.read_model(tools::utf8Text(file)); };
+      for (const std::string& finding : checkNetwork(read, wanted.style_type)) {
         findings_.push_back(subject + finding);
       }
     } catch (const ov::Exception& error) {
