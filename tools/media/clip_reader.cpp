@@ -43,7 +43,7 @@ InputHandle openInput(const fs::path& clip) {
     throw fault(clip, "cannot be opened (" + libavText(status) + "): check its permissions");
   }
   if (status < 0) {
-    throw fault(clip, "is not a clip, or is damaged from the start: use an MP4, MKV, MOV, WebM or AVI file");
+    throw fault(clip, "is not a clip, or is too damaged to be read: use an MP4, MKV, MOV, WebM or AVI file that is whole");
   }
   InputHandle input(context);
   if (avformat_find_stream_info(context, nullptr) < 0) {

@@ -128,13 +128,18 @@ std::optional<cv::Size> checkedSize(const std::string& text, const FrameFormat& 
   return size;
 }
 
+std::string outputExtensions() {
+  const std::string clips = clipExtensions();
+  return pictureExtensions() + (clips.empty() ? "" : "; for a clip " + clips);
+}
+
 std::filesystem::path checkedOutput(const std::string& name) {
   if (name.empty()) {
     throw usage("no output named: add -o with the file to write");
   }
   std::filesystem::path output = tools::pathFromUtf8(name);
   if (!isPictureName(output)) {
-    throw usage("the output '" + name + "' has no known file extension: use one of " + pictureExtensions());
+    throw usage("the output '" + name + "' has no known file extension: use one of " + outputExtensions());
   }
   return output;
 }
@@ -181,9 +186,11 @@ void requireNothingElse(const CLI::App& app, const CLI::Option* allowed, const s
 
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
-  CLI::App app("Draws photos in a style: pencil lines, fine dots, paintings by neural networks.", "vorin-stylize");
+  CLI::App app("Draws photos and clips in a style: pencil lines, fine dots, paintings by neural networks.", "vorin-stylize");
   app.allow_windows_style_options(false); // "/name" is a file on every system
-  CLI::Option* photo = app.add_option("photo", raw.photos, "The photo to draw")->option_text("FILE");
+  CLI::Option* photo = app.add_option("photo", raw.photos,
+                                      clipExtensions().empty() ? "The photo to draw" : "The photo or clip to draw; - for a pipe")
+                           ->option_text("FILE");
   addOptions(app, raw, kForStylize);
   CLI::Option* version =
       app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);

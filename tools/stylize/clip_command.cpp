@@ -176,6 +176,10 @@ bool isClip(const std::string& input, const std::string& output) {
   return input == kPipe || output == kPipe || media::isClipName(tools::pathFromUtf8(output));
 }
 
+std::string clipExtensions() {
+  return media::clipExtensions();
+}
+
 std::vector<OptionRow> clipOptionRows() {
   return {
       {"--codec", &RawArguments::codec, "NAME",

@@ -18,6 +18,9 @@ constexpr std::string_view kPipe = "-";
 // Where there are no clips: false.
 bool isClip(const std::string& input, const std::string& output);
 
+// ".mp4, ..."; empty where there are no clips.
+std::string clipExtensions();
+
 // The options that only clips have, as rows of the option table; and their values, checked as far as that goes without a file.
 std::vector<OptionRow> clipOptionRows();
 ClipOptions checkedClipOptions(const RawArguments& raw);

@@ -23,6 +23,11 @@ std::string styleHelp() {
   return help;
 }
 
+std::string clipExtensionsHelp() {
+  const std::string clips = clipExtensions();
+  return clips.empty() ? "" : ";\na clip: " + clips + "; - for a pipe";
+}
+
 } // namespace
 
 const char* const kOtherSection = "Other options";
@@ -57,8 +62,9 @@ const Style& transferStyle() {
 
 std::vector<OptionRow> optionTable() {
   std::vector<OptionRow> rows = {
-      {"-o,--output", &RawArguments::output, "FILE", "The file to write; its extension says which kind:\n" + pictureExtensions(),
-       kForBoth, kPictureSection},
+      {"-o,--output", &RawArguments::output, "FILE",
+       "The file to write; its extension says which kind:\n" + pictureExtensions() + clipExtensionsHelp(), kForBoth,
+       kPictureSection},
       {"--style", &RawArguments::style, "NAME", styleHelp(), kForStylize, kPictureSection},
       {"--size", &RawArguments::size, "WxH", "Size of the drawing in pixels (default: the photo's):\n" + sizeLimits(),
        kForStylize, kPictureSection},

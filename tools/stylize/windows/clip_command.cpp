@@ -9,6 +9,10 @@ bool isClip(const std::string& /*input*/, const std::string& /*output*/) {
   return false;
 }
 
+std::string clipExtensions() {
+  return {};
+}
+
 std::vector<OptionRow> clipOptionRows() {
   return {};
 }
