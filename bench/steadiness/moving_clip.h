@@ -1,0 +1,28 @@
+// Clips whose motion is known exactly: a window that moves over a real photo by whole pixels, so that every pixel of a frame but
+// those at the entering rim is found in the frame before, and a window at rest that a camera's noise falls on.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <string>
+#include <vector>
+
+namespace vorin::bench {
+
+constexpr int kPanPixels = 4; // a frame
+
+struct Clip {
+  std::string name;
+  std::vector<cv::Mat> frames_bgr; // 8-bit
+  int pan_pixels = 0;              // the scene's motion to the left, from each frame to the next
+};
+
+// The photo is enlarged as far as the longest pan needs; a Gaussian noise of this standard deviation is new in every frame and
+// channel. The seed is fixed.
+Clip panClip(const cv::Mat& photo, cv::Size size, int frames, double noise);
+Clip stillClip(const cv::Mat& photo, cv::Size size, int frames, double noise);
+
+// Half of the frames show one photo, half the other, both panned.
+Clip cutClip(const cv::Mat& before, const cv::Mat& after, cv::Size size, int frames);
+
+} // namespace vorin::bench

@@ -1,0 +1,49 @@
+// One style of the library, reached as hosts reach it, drawing frame after frame.
+#pragma once
+
+#include "vorin_stt.h"
+
+#include <opencv2/core.hpp>
+
+#include <array>
+#include <memory>
+#include <string>
+
+namespace vorin::bench {
+
+struct StyleCase {
+  const char* name;
+  SttStyleType type;
+  int32_t index;
+};
+
+constexpr std::array kStyleCases = {
+    StyleCase{"transfer", SttStyleTransfer, 2},         StyleCase{"light grey", SttStyleLightGrey, 0},
+    StyleCase{"cartoon", SttStyleCartoon, 0},           StyleCase{"stippling", SttStyleStippling, 0},
+    StyleCase{"pencil sketch", SttStylePencilSketch, 0},
+};
+
+class StyleStream {
+public:
+  // style_image_bgr: for the style that takes one. Throws where there is no GPU or no package of networks.
+  StyleStream(const StyleCase& style, cv::Size size, const std::string& model_folder, const cv::Mat& style_image_bgr);
+
+  // A drawing of the stream's size. The first of a stream is free of everything that the library remembers of earlier frames.
+  cv::Mat draw(const cv::Mat& frame_bgr);
+
+  // Milliseconds that the library took for the last one.
+  double elapsedMs() const { return elapsed_ms_; }
+
+private:
+  struct Destroyer {
+    void operator()(SttInterface* object) const { SttFactory::Destroy(object); }
+  };
+
+  std::unique_ptr<SttInterface, Destroyer> object_;
+  VorinSttContext context_ = nullptr;
+  cv::Size size_;
+  cv::Mat style_image_; // empty once the library has taken it
+  double elapsed_ms_ = 0;
+};
+
+} // namespace vorin::bench

@@ -1,0 +1,114 @@
+#include "steady_blend.h"
+
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+
+namespace vorin::steady {
+namespace {
+
+constexpr int kHistoryWeight = 224; // of 256, where the history is trusted entirely
+constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is renewed once
+
+void requireKinds(const cv::Mat& source, const cv::Mat& picture) {
+  const bool usable_source = source.type() == CV_8UC3 || source.type() == CV_8UC1;
+  if (!usable_source || picture.type() != CV_8UC3 || source.empty() || picture.empty()) {
+    throw std::invalid_argument("only 8-bit frames and pictures can be steadied");
+  }
+}
+
+} // namespace
+
+const cv::Mat& SteadyBlend::apply(const cv::Mat& source, const cv::Mat& picture) {
+  requireKinds(source, picture);
+  ++frame_;
+  cv::swap(steadied_, history_);
+  if (!motion_.follow(source, picture.size()) || picture.cols < kTile) {
+    owed_.release();
+    picture.copyTo(steadied_);
+    return steadied_;
+  }
+  steadied_.create(picture.size(), picture.type());
+  layTiles(picture.size());
+  cv::parallel_for_(cv::Range(0, tile_weight_.rows), [&](const cv::Range& tile_rows) {
+    for (int tile_row = tile_rows.start; tile_row < tile_rows.end; ++tile_row) {
+      steadyTileRow(tile_row, picture);
+    }
+  });
+  return steadied_;
+}
+
+void SteadyBlend::layTiles(cv::Size size) {
+  const cv::Size tiles((size.width + kTile - 1) / kTile, (size.height + kTile - 1) / kTile);
+  cv::resize(motion_.motion(), tile_motion_, tiles, 0, 0, cv::INTER_AREA);
+  cv::resize(motion_.trust(), tile_weight_, tiles, 0, 0, cv::INTER_AREA);
+  tile_weight_.convertTo(tile_weight_, CV_8U, kHistoryWeight / 255.0);
+  if (texture_ == Texture::kDots) {
+    carryWholePixels();
+  }
+}
+
+void SteadyBlend::carryWholePixels() {
+  cv::swap(owed_, owed_before_);
+  if (owed_before_.size() != tile_motion_.size()) {
+    owed_before_ = cv::Mat::zeros(tile_motion_.size(), CV_32FC2);
+  }
+  owed_.create(tile_motion_.size(), CV_32FC2);
+  for (int row = 0; row < tile_motion_.rows; ++row) {
+    for (int column = 0; column < tile_motion_.cols; ++column) {
+      auto& motion = tile_motion_.at<cv::Point2f>(row, column);
+      const int from_row = std::clamp(row + cvRound(motion.y / kTile), 0, tile_motion_.rows - 1);
+      const int from_column = std::clamp(column + cvRound(motion.x / kTile), 0, tile_motion_.cols - 1);
+      const cv::Point2f exact = motion + owed_before_.at<cv::Point2f>(from_row, from_column);
+      motion = {std::round(exact.x), std::round(exact.y)};
+      owed_.at<cv::Point2f>(row, column) = isRenewed(row, column) ? cv::Point2f() : exact - motion;
+    }
+  }
+}
+
+// In an order without a pattern that would show.
+bool SteadyBlend::isRenewed(int tile_row, int tile_column) const {
+  unsigned mixed = static_cast<unsigned>(tile_column) * 0x9E3779B1U ^ static_cast<unsigned>(tile_row) * 0x85EBCA77U;
+  mixed = (mixed ^ mixed >> 15) * 0x2C1B3C6DU;
+  return texture_ == Texture::kDots && ((mixed ^ mixed >> 13) + frame_) % kRenewal == 0;
+}
+
+void SteadyBlend::steadyTileRow(int tile_row, const cv::Mat& picture) {
+  const int height = std::min(kTile, picture.rows - tile_row * kTile);
+  for (int tile_column = 0; tile_column < tile_weight_.cols; ++tile_column) {
+    const cv::Rect tile(std::min(tile_column * kTile, picture.cols - kTile), tile_row * kTile, kTile, height);
+    const CornerWeights weights = weightsOf(tile_row, tile_column);
+    std::optional<TilePlace> place;
+    if (!weights.areAll(0) && !isRenewed(tile_row, tile_column)) {
+      place = placeOf(history_, tile, tile_motion_.at<cv::Point2f>(tile_row, tile_column));
+    }
+    if (place) {
+      blendTile(*place, weights, texture_ == Texture::kDots, picture, tile, steadied_);
+    } else {
+      cv::Mat steadied_tile = steadied_(tile);
+      picture(tile).copyTo(steadied_tile);
+    }
+  }
+}
+
+// A corner is worth what the least of its four tiles is: nothing of an untrusted tile may show.
+CornerWeights SteadyBlend::weightsOf(int tile_row, int tile_column) const {
+  const int last_row = tile_weight_.rows - 1;
+  const int last_column = tile_weight_.cols - 1;
+  const std::uint8_t* above = tile_weight_.ptr(std::max(tile_row - 1, 0));
+  const std::uint8_t* here = tile_weight_.ptr(tile_row);
+  const std::uint8_t* below = tile_weight_.ptr(std::min(tile_row + 1, last_row));
+  const int left = std::max(tile_column - 1, 0);
+  const int right = std::min(tile_column + 1, last_column);
+  const auto least = [&](const std::uint8_t* neighbours, int beside) {
+    return static_cast<int>(std::min({here[tile_column], here[beside], neighbours[tile_column], neighbours[beside]}));
+  };
+  return {least(above, left), least(above, right), least(below, left), least(below, right)};
+}
+
+} // namespace vorin::steady

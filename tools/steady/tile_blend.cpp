@@ -1,0 +1,105 @@
+#include "tile_blend.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vorin::steady {
+namespace {
+
+constexpr int kSteps = 16; // of a pixel
+
+using Row = std::array<std::uint8_t, kTileBytes>;
+using RowWeights = std::array<std::uint16_t, kTileBytes>;
+
+std::uint16_t toU16(int value) {
+  return static_cast<std::uint16_t>(value);
+}
+
+struct Position {
+  int whole_pixels;
+  int steps; // beyond them
+};
+
+std::optional<Position> positionOf(int first, int length, float motion, int size) {
+  constexpr float kNearWhole = 0.15F; // of a pixel: moving by whole pixels loses nothing
+  const float whole = std::round(motion);
+  const bool is_near = std::abs(motion - whole) < kNearWhole;
+  const int position = first * kSteps + cvRound((is_near ? whole : motion) * kSteps);
+  const int last = (size - length) * kSteps;
+  if (position <= -kSteps || position >= last + kSteps) {
+    return std::nullopt;
+  }
+  const int inside = std::clamp(position, 0, last);
+  return Position{inside / kSteps, inside % kSteps};
+}
+
+void interpolate(const TilePlace& place, int row, Row& moved) {
+  const std::uint8_t* here = place.first + row * place.row_bytes;
+  const std::uint8_t* right = here + place.right_bytes;
+  const std::uint8_t* below = here + place.below_bytes;
+  const std::uint8_t* below_right = below + place.right_bytes;
+  const auto [a, b, c, d] = place.parts;
+  for (std::size_t byte = 0; byte < kTileBytes; ++byte) {
+    const std::uint16_t sum = toU16(here[byte] * a + right[byte] * b + below[byte] * c + below_right[byte] * d + kFullWeight / 2);
+    moved[byte] = static_cast<std::uint8_t>(sum / kFullWeight);
+  }
+}
+
+void blend(const std::uint8_t* history, const RowWeights& weights, const std::uint8_t* picture, std::uint8_t* into) {
+  for (std::size_t byte = 0; byte < kTileBytes; ++byte) {
+    const std::uint16_t rest = toU16(kFullWeight - weights[byte]);
+    const std::uint16_t sum = toU16(history[byte] * weights[byte] + picture[byte] * rest + kFullWeight / 2);
+    into[byte] = static_cast<std::uint8_t>(sum / kFullWeight);
+  }
+}
+
+// At the middles of the row's pixels.
+void weighRow(const CornerWeights& corners, int row, bool sharp, RowWeights& weights) {
+  const int below = 2 * row + 1; // of 2 * kTile
+  const int left = corners.upper_left * (2 * kTile - below) + corners.lower_left * below;
+  const int right = corners.upper_right * (2 * kTile - below) + corners.lower_right * below;
+  for (int column = 0; column < kTile; ++column) {
+    const int beyond = 2 * column + 1;
+    const int smooth = (left * (2 * kTile - beyond) + right * beyond) / (4 * kTile * kTile);
+    const int weight = !sharp ? smooth : smooth > kFullWeight / 2 ? kFullWeight : 0;
+    std::fill_n(weights.begin() + 3 * column, 3, toU16(weight));
+  }
+}
+
+} // namespace
+
+std::optional<TilePlace> placeOf(const cv::Mat& history, cv::Rect tile, cv::Point2f motion) {
+  const std::optional<Position> across = positionOf(tile.x, tile.width, motion.x, history.cols);
+  const std::optional<Position> down = positionOf(tile.y, tile.height, motion.y, history.rows);
+  if (!across || !down) {
+    return std::nullopt;
+  }
+  const auto row_bytes = static_cast<std::ptrdiff_t>(history.step[0]);
+  const int x = across->steps;
+  const int y = down->steps;
+  return TilePlace{history.ptr<std::uint8_t>(down->whole_pixels, across->whole_pixels),
+                   row_bytes,
+                   x == 0 ? 0 : 3,
+                   y == 0 ? 0 : row_bytes,
+                   {toU16((kSteps - x) * (kSteps - y)), toU16(x * (kSteps - y)), toU16((kSteps - x) * y), toU16(x * y)}};
+}
+
+void blendTile(const TilePlace& place, const CornerWeights& weights, bool sharp, const cv::Mat& picture, cv::Rect tile,
+               cv::Mat& into) {
+  const bool even = weights.areAll(weights.upper_left);
+  const bool whole = place.right_bytes == 0 && place.below_bytes == 0;
+  RowWeights row_weights;
+  Row moved;
+  for (int row = 0; row < tile.height; ++row) {
+    if (row == 0 || !even) {
+      weighRow(weights, row, sharp, row_weights);
+    }
+    if (!whole) {
+      interpolate(place, row, moved);
+    }
+    const std::uint8_t* history = whole ? place.first + row * place.row_bytes : moved.data();
+    blend(history, row_weights, picture.ptr<std::uint8_t>(tile.y + row, tile.x), into.ptr<std::uint8_t>(tile.y + row, tile.x));
+  }
+}
+
+} // namespace vorin::steady
