@@ -12,8 +12,8 @@ cv::Mat covering(const cv::Mat& photo, cv::Size size) {
   const double scale = std::max(static_cast<double>(size.width) / photo.cols, static_cast<double>(size.height) / photo.rows);
   cv::Mat enlarged;
   cv::resize(photo, enlarged,
-             cv::Size(std::max(size.width, cvRound(photo.cols * scale)), std::max(size.height, cvRound(photo.rows * scale))), 0, 0,
-             cv::INTER_CUBIC);
+             cv::Size(std::max(size.width, cvRound(photo.cols * scale)), std::max(size.height, cvRound(photo.rows * scale))), 0,
+             0, cv::INTER_CUBIC);
   return enlarged(cv::Rect((enlarged.cols - size.width) / 2, (enlarged.rows - size.height) / 2, size.width, size.height));
 }
 

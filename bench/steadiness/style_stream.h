@@ -18,8 +18,10 @@ struct StyleCase {
 };
 
 constexpr std::array kStyleCases = {
-    StyleCase{"transfer", SttStyleTransfer, 2},         StyleCase{"light grey", SttStyleLightGrey, 0},
-    StyleCase{"cartoon", SttStyleCartoon, 0},           StyleCase{"stippling", SttStyleStippling, 0},
+    StyleCase{"transfer", SttStyleTransfer, 2},
+    StyleCase{"light grey", SttStyleLightGrey, 0},
+    StyleCase{"cartoon", SttStyleCartoon, 0},
+    StyleCase{"stippling", SttStyleStippling, 0},
     StyleCase{"pencil sketch", SttStylePencilSketch, 0},
 };
 

@@ -6,14 +6,16 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 namespace vorin::steady {
 namespace {
 
-constexpr int kSmallSide = 240;     // the longer one of the small pictures, about
-constexpr int kLeastSmallSide = 16; // patches of 8 pixels have to fit, and move
-constexpr double kCutTrust = 0.5;   // less on average is a cut
-constexpr int kMostNoise = 6;       // of the median pixel, in grey levels: more is no noise
+constexpr int kSmallSide = 240;      // the longer one of the small pictures, about
+constexpr int kLeastSmallSide = 16;  // the search moves patches of 8 pixels
+constexpr double kCutTrust = 0.5;    // less on average is a cut
+constexpr float kFlatTexture = 4.0F; // squared grey levels from pixel to pixel: below lies noise
 
 cv::Size smallSize(cv::Size size) {
   const int divisor = std::max(1, (std::max(size.width, size.height) + kSmallSide / 2) / kSmallSide);
@@ -28,20 +30,42 @@ cv::Ptr<cv::DISOpticalFlow> makeSearch() {
   return search;
 }
 
-// Half of the pixels differ by no more.
-int medianOf(const cv::Mat& bytes) {
+cv::Mat textureOf(const cv::Mat& grey) {
+  constexpr double kPerPixel = 0.125;
+  cv::Mat across;
+  cv::Mat down;
+  cv::Sobel(grey, across, CV_32F, 1, 0, 3, kPerPixel);
+  cv::Sobel(grey, down, CV_32F, 0, 1, 3, kPerPixel);
+  return across.mul(across) + down.mul(down);
+}
+
+float medianOf(std::vector<float> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+bool isNear(cv::Point2f a, cv::Point2f b, float distance) {
+  return std::abs(a.x - b.x) < distance && std::abs(a.y - b.y) < distance;
+}
+
+// In grey levels, of a difference whose structure is larger than a few pixels: light that changed is no noise.
+double noiseOf(const cv::Mat& difference) {
+  constexpr double kLevels = 8; // steps of a grey level
+  constexpr double kMost = 6;
+  cv::Mat around;
+  cv::boxFilter(difference, around, -1, {9, 9});
+  cv::Mat noise = cv::abs(difference - around);
+  noise.convertTo(noise, CV_8U, kLevels);
   std::array<int, 256> counts{};
-  for (int row = 0; row < bytes.rows; ++row) {
-    const std::uint8_t* pixels = bytes.ptr(row);
-    for (int column = 0; column < bytes.cols; ++column) {
-      ++counts[pixels[column]];
-    }
+  for (int row = 0; row < noise.rows; ++row) {
+    std::for_each_n(noise.ptr(row), noise.cols, [&](std::uint8_t value) { ++counts[value]; });
   }
-  int value = 0;
-  for (int seen = counts[0]; 2 * seen < bytes.rows * bytes.cols; seen += counts[static_cast<std::size_t>(value)]) {
-    ++value;
+  std::size_t median = 0;
+  for (int seen = counts[0]; 2 * seen < noise.rows * noise.cols; seen += counts[median]) {
+    ++median;
   }
-  return value;
+  return std::min(kMost, static_cast<double>(median) / kLevels);
 }
 
 } // namespace
@@ -52,80 +76,135 @@ bool SourceMotion::follow(const cv::Mat& frame, cv::Size picture_size) {
   makePresent(frame);
   bool followed = false;
   if (comparable) {
-    if (search_ == nullptr) {
-      search_ = makeSearch();
-    }
-    flow_.release(); // or it would be taken as a first guess
-    search_->calc(present_, previous_, flow_);
-    settleMotion();
-    followed = weighTrust() >= kCutTrust;
+    search();
+    moveMemory();
+    weighTrust();
+    followed = cv::mean(trust_)[0] >= kCutTrust * 255;
   }
-  std::swap(previous_, present_);
+  if (followed) {
+    remember();
+  } else {
+    present_.convertTo(memory_, CV_32F);
+  }
+  std::swap(previous_, blurred_);
   return followed;
 }
 
-// In two steps: the mean of a sixteenth of a large frame's pixels is as good as that of all, and quicker.
 void SourceMotion::makePresent(const cv::Mat& frame) {
   const cv::Size size = smallSize(picture_size_);
   const cv::Size twice(2 * size.width, 2 * size.height);
   const bool is_large = frame.cols > twice.width && frame.rows > twice.height;
-  if (is_large) {
-    cv::resize(frame, twice_colour_, twice, 0, 0, cv::INTER_LINEAR);
+  cv::Mat halfway = frame;
+  if (is_large) { // the mean of a part of a large frame's pixels is as good as that of all, and quicker
+    cv::resize(frame, halfway, twice, 0, 0, cv::INTER_LINEAR);
   }
-  cv::resize(is_large ? twice_colour_ : frame, small_colour_, size, 0, 0, cv::INTER_AREA);
+  cv::resize(halfway, small_colour_, size, 0, 0, cv::INTER_AREA);
   if (small_colour_.channels() == 3) {
     cv::cvtColor(small_colour_, present_, cv::COLOR_BGR2GRAY);
   } else {
     small_colour_.copyTo(present_);
   }
+  cv::GaussianBlur(present_, blurred_, {5, 5}, 1.0);
 }
 
-void SourceMotion::settleMotion() {
-  constexpr int kAround = 9;
-  constexpr float kFlatTexture = 4.0F; // of the squared steps from pixel to pixel: below lies noise
-  cv::Mat across;
-  cv::Mat down;
-  cv::Sobel(present_, across, CV_32F, 1, 0, 3, 0.125);
-  cv::Sobel(present_, down, CV_32F, 0, 1, 3, 0.125);
-  cv::Mat weight = across.mul(across) + down.mul(down);
-  cv::max(weight - kFlatTexture, 0.01F, weight);
-  cv::min(weight, 400.0F, weight);
-  cv::Mat parts[2];
-  cv::split(flow_, parts);
+void SourceMotion::search() {
+  if (search_ == nullptr) {
+    search_ = makeSearch();
+  }
+  flow_.release(); // or it would be taken as a first guess
+  search_->calc(blurred_, previous_, flow_);
+  const cv::Mat texture = textureOf(present_);
+  settleOnTexture(texture);
+  settleOnCamera(texture);
+  const double across = static_cast<double>(picture_size_.width) / flow_.cols;
+  const double down = static_cast<double>(picture_size_.height) / flow_.rows;
+  cv::multiply(flow_, cv::Scalar(across, down), motion_);
+}
+
+void SourceMotion::settleOnTexture(const cv::Mat& texture) {
+  constexpr float kLeast = 0.01F; // so that flat surroundings have a mean too
+  constexpr float kMost = 400.0F; // an edge is an edge
+  const cv::Size around(9, 9);
+  cv::Mat weight;
+  cv::max(texture - kFlatTexture, kLeast, weight);
+  cv::min(weight, kMost, weight);
   cv::Mat weights;
-  cv::boxFilter(weight, weights, CV_32F, {kAround, kAround});
+  cv::boxFilter(weight, weights, -1, around);
+  std::array<cv::Mat, 2> parts;
+  cv::split(flow_, parts.data());
   for (cv::Mat& part : parts) {
     cv::multiply(part, weight, part);
-    cv::boxFilter(part, part, CV_32F, {kAround, kAround});
+    cv::boxFilter(part, part, -1, around);
     cv::divide(part, weights, part);
   }
-  cv::merge(parts, 2, flow_);
-  motion_.create(flow_.size(), CV_32FC2);
-  const float per_x = static_cast<float>(picture_size_.width) / static_cast<float>(flow_.cols);
-  const float per_y = static_cast<float>(picture_size_.height) / static_cast<float>(flow_.rows);
-  cv::multiply(flow_, cv::Scalar(per_x, per_y), motion_);
+  cv::merge(parts.data(), parts.size(), flow_);
 }
 
-double SourceMotion::weighTrust() {
+void SourceMotion::settleOnCamera(const cv::Mat& texture) {
+  constexpr float kAsOne = 0.12F; // small pixels
+  constexpr float kNearly = 0.25F;
+  std::vector<cv::Point2f> seen;
+  std::vector<float> across;
+  std::vector<float> down;
+  for (int row = 0; row < flow_.rows; row += 2) {
+    for (int column = 0; column < flow_.cols; column += 2) {
+      if (texture.at<float>(row, column) > 2 * kFlatTexture) {
+        seen.push_back(flow_.at<cv::Point2f>(row, column));
+        across.push_back(seen.back().x);
+        down.push_back(seen.back().y);
+      }
+    }
+  }
+  if (seen.empty()) {
+    return;
+  }
+  const cv::Point2f camera(medianOf(std::move(across)), medianOf(std::move(down)));
+  const auto as_one = std::count_if(seen.begin(), seen.end(), [&](cv::Point2f flow) { return isNear(flow, camera, kAsOne); });
+  if (static_cast<double>(as_one) < 0.6 * static_cast<double>(seen.size())) {
+    return;
+  }
+  for (int row = 0; row < flow_.rows; ++row) {
+    auto* flow = flow_.ptr<cv::Point2f>(row);
+    std::replace_if(
+        flow, flow + flow_.cols, [&](cv::Point2f one) { return isNear(one, camera, kNearly); }, camera);
+  }
+}
+
+void SourceMotion::moveMemory() {
   cv::Mat place(flow_.size(), CV_32FC2);
   for (int row = 0; row < place.rows; ++row) {
     const auto* flow = flow_.ptr<cv::Point2f>(row);
-    auto* at = place.ptr<cv::Point2f>(row);
+    auto* from = place.ptr<cv::Point2f>(row);
     for (int column = 0; column < place.cols; ++column) {
-      at[column] = flow[column] + cv::Point2f(static_cast<float>(column), static_cast<float>(row));
+      from[column] = flow[column] + cv::Point2f(static_cast<float>(column), static_cast<float>(row));
     }
   }
-  cv::Mat moved;
-  cv::remap(previous_, moved, place, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+  cv::remap(memory_, moved_, place, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+}
+
+void SourceMotion::weighTrust() {
   cv::Mat difference;
-  cv::absdiff(moved, present_, difference);
-  const int noise = std::min(kMostNoise, medianOf(difference));
-  const double trusted = 6 + 3 * noise;
+  cv::subtract(present_, moved_, difference, cv::noArray(), CV_32F);
+  const double trusted = 2 + 3 * noiseOf(difference); // grey levels
   const double untrusted = 2 * trusted + 4;
+  difference = cv::abs(difference);
   cv::boxFilter(difference, difference, -1, {3, 3});
-  difference.convertTo(trust_, CV_8U, -255 / (untrusted - trusted), 255 * untrusted / (untrusted - trusted));
+  const double slope = 255 / (untrusted - trusted);
+  difference.convertTo(trust_, CV_8U, -slope, slope * untrusted);
   cv::erode(trust_, trust_, cv::Mat());
-  return cv::mean(trust_)[0] / 255;
+}
+
+void SourceMotion::remember() {
+  for (int row = 0; row < memory_.rows; ++row) {
+    const std::uint8_t* present = present_.ptr(row);
+    const std::uint8_t* trust = trust_.ptr(row);
+    const float* moved = moved_.ptr<float>(row);
+    float* memory = memory_.ptr<float>(row);
+    for (int column = 0; column < memory_.cols; ++column) {
+      const float weight = static_cast<float>(kMemory / 255) * static_cast<float>(trust[column]);
+      memory[column] = static_cast<float>(present[column]) * (1 - weight) + moved[column] * weight;
+    }
+  }
 }
 
 } // namespace vorin::steady

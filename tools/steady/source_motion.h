@@ -1,9 +1,14 @@
-// Where each place of a film's frame was in the frame before, and how far that can be trusted.
+// Where each place of a film's frame was in the frame before, and how far what is remembered of it can be trusted.
 //
-// Idea: dense inverse search (T. Kroeger, R. Timofte, D. Dai, L. Van Gool: "Fast Optical Flow using Dense Inverse Search", ECCV 2016;
-// the imaging library's own) on small grey pictures. Motion seen in flat areas is noise: each place takes the mean motion of its
-// surroundings, weighted by their texture. Trust is photometric: the previous picture, moved, is compared with the present one, and
-// what differs by clearly more than the frame's own noise is not trusted, nor are its neighbours. Where little is left, a cut was.
+// Idea: dense inverse search (T. Kroeger, R. Timofte, D. Dai, L. Van Gool: "Fast Optical Flow using Dense Inverse Search", ECCV
+// 2016; the imaging library's own) on small grey pictures, slightly blurred: fine detail that a small picture cannot hold pulls
+// motion towards zero. Motion seen in flat areas is noise, so each place takes the mean motion of its surroundings, weighted by
+// their texture; and where most of the frame moves as one, a camera moves, and what moves nearly so moves exactly so.
+//
+// Trust is photometric. A small memory of the film is blended in the very way that the pictures are, and compared with the
+// present frame: not only what moved unnoticed differs there, also what has lagged behind or lost its sharpness in many small
+// steps. What differs by clearly more than the film's own noise is not trusted, nor are its neighbours. Where little is left,
+// there was a cut.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -11,30 +16,39 @@
 
 namespace vorin::steady {
 
+// The part of the remembered picture in the next one, where it is trusted entirely.
+constexpr double kMemory = 0.9;
+
 class SourceMotion {
 public:
-  // Takes the next frame, 8-bit, of 1 channel (luma) or 3 (blue, green, red). picture_size: of the picture that will follow the
+  // Takes the next frame, 8-bit, of 3 channels (blue, green, red) or 1 (luma). picture_size: of the picture that will follow the
   // motion; the frame may have another size. False where there is nothing to follow: the first frame, another picture size than
   // before, a cut.
   bool follow(const cv::Mat& frame, cv::Size picture_size);
 
-  // Of the last frame that could be followed, in an even grid over the picture. Motion: CV_32FC2, from a place to where it was, in
+  // Of a frame that could be followed, in an even grid over the picture. Motion: CV_32FC2, from a place to where it was, in
   // pixels of the picture. Trust: CV_8UC1, 0 to 255.
   const cv::Mat& motion() const { return motion_; }
   const cv::Mat& trust() const { return trust_; }
 
 private:
   void makePresent(const cv::Mat& frame);
-  void settleMotion();
-  double weighTrust(); // the mean, 0 to 1
+  void search();
+  void settleOnTexture(const cv::Mat& texture);
+  void settleOnCamera(const cv::Mat& texture);
+  void moveMemory();
+  void weighTrust();
+  void remember();
 
   cv::Ptr<cv::DISOpticalFlow> search_;
   cv::Size picture_size_;
-  cv::Mat previous_; // small and grey, as present_
-  cv::Mat present_;
-  cv::Mat twice_colour_; // of the present frame, on its way
   cv::Mat small_colour_;
-  cv::Mat flow_; // CV_32FC2, in small pixels
+  cv::Mat present_;  // small and grey
+  cv::Mat blurred_;  // the same, for the search
+  cv::Mat previous_; // the blurred one of the frame before
+  cv::Mat flow_;     // CV_32FC2, in small pixels
+  cv::Mat memory_;   // CV_32FC1
+  cv::Mat moved_;    // the memory, along the flow
   cv::Mat motion_;
   cv::Mat trust_;
 };

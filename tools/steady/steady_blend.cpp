@@ -12,8 +12,7 @@
 namespace vorin::steady {
 namespace {
 
-constexpr int kHistoryWeight = 224; // of 256, where the history is trusted entirely
-constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is renewed once
+constexpr unsigned kRenewal = 8; // frames in which each tile of dots is renewed once
 
 void requireKinds(const cv::Mat& source, const cv::Mat& picture) {
   const bool usable_source = source.type() == CV_8UC3 || source.type() == CV_8UC1;
@@ -47,7 +46,7 @@ void SteadyBlend::layTiles(cv::Size size) {
   const cv::Size tiles((size.width + kTile - 1) / kTile, (size.height + kTile - 1) / kTile);
   cv::resize(motion_.motion(), tile_motion_, tiles, 0, 0, cv::INTER_AREA);
   cv::resize(motion_.trust(), tile_weight_, tiles, 0, 0, cv::INTER_AREA);
-  tile_weight_.convertTo(tile_weight_, CV_8U, kHistoryWeight / 255.0);
+  tile_weight_.convertTo(tile_weight_, CV_8U, kMemory * kFullWeight / 255);
   if (texture_ == Texture::kDots) {
     carryWholePixels();
   }
@@ -78,20 +77,35 @@ bool SteadyBlend::isRenewed(int tile_row, int tile_column) const {
   return texture_ == Texture::kDots && ((mixed ^ mixed >> 13) + frame_) % kRenewal == 0;
 }
 
-void SteadyBlend::steadyTileRow(int tile_row, const cv::Mat& picture) {
-  const int height = std::min(kTile, picture.rows - tile_row * kTile);
+std::vector<SteadyBlend::MovedTile> SteadyBlend::tilesOfRow(int tile_row) const {
+  const int height = std::min(kTile, history_.rows - tile_row * kTile);
+  std::vector<MovedTile> tiles;
+  tiles.reserve(static_cast<std::size_t>(tile_weight_.cols));
   for (int tile_column = 0; tile_column < tile_weight_.cols; ++tile_column) {
-    const cv::Rect tile(std::min(tile_column * kTile, picture.cols - kTile), tile_row * kTile, kTile, height);
+    const cv::Rect tile(std::min(tile_column * kTile, history_.cols - kTile), tile_row * kTile, kTile, height);
     const CornerWeights weights = weightsOf(tile_row, tile_column);
     std::optional<TilePlace> place;
     if (!weights.areAll(0) && !isRenewed(tile_row, tile_column)) {
       place = placeOf(history_, tile, tile_motion_.at<cv::Point2f>(tile_row, tile_column));
     }
-    if (place) {
-      blendTile(*place, weights, texture_ == Texture::kDots, picture, tile, steadied_);
-    } else {
-      cv::Mat steadied_tile = steadied_(tile);
-      picture(tile).copyTo(steadied_tile);
+    tiles.push_back({tile.x, place, weights});
+  }
+  return tiles;
+}
+
+// Row by row of pixels, not tile by tile: memory is quick in long rows.
+void SteadyBlend::steadyTileRow(int tile_row, const cv::Mat& picture) {
+  const std::vector<MovedTile> tiles = tilesOfRow(tile_row);
+  const int first_row = tile_row * kTile;
+  for (int row = first_row; row < std::min(first_row + kTile, picture.rows); ++row) {
+    for (const MovedTile& tile : tiles) {
+      const auto* pixels = picture.ptr<std::uint8_t>(row, tile.first_column);
+      auto* into = steadied_.ptr<std::uint8_t>(row, tile.first_column);
+      if (tile.place) {
+        blendTileRow(*tile.place, tile.weights, texture_ == Texture::kDots, row - first_row, pixels, into);
+      } else {
+        std::copy_n(pixels, kTileBytes, into);
+      }
     }
   }
 }

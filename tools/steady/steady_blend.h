@@ -1,16 +1,19 @@
 // Steadies a stylised film: each picture is blended with the steadied picture before it, moved along with the film's own motion.
 //
-// Idea: a style draws every frame afresh and answers noise with a flicker of whole strokes. What the scene keeps, the drawing should
-// keep: the history gets most of the weight wherever the film says that the scene is the same, and none where it is not (see
-// source_motion.h). Strokes fade into each other by that. Dots cannot: two patterns of dots blended are a grey. A drawing in dots
-// carries them along as they are, by whole pixels, and renews them a few tiles at a time; what rounding owes a tile is kept for the
-// next frame.
+// Idea: a style draws every frame afresh and answers noise with a flicker of whole strokes. What the scene keeps, the drawing
+// should keep: the history gets most of the weight wherever the film says that the scene is the same, and none where it is not
+// (see source_motion.h). Strokes fade into each other by that. Dots cannot: two patterns of dots blended are a grey. A drawing in
+// dots carries them along as they are, by whole pixels, and renews them a few tiles at a time; what rounding owes a tile is kept
+// for the next frame.
 #pragma once
 
 #include "source_motion.h"
 #include "tile_blend.h"
 
 #include <opencv2/core.hpp>
+
+#include <optional>
+#include <vector>
 
 namespace vorin::steady {
 
@@ -20,16 +23,23 @@ class SteadyBlend {
 public:
   explicit SteadyBlend(Texture texture) : texture_(texture) {}
 
-  // Takes the film's frames in order, each with its stylised picture, and returns the steadied one, which stays as it is until the
-  // next call. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture: 8-bit, 3 channels. The first
-  // picture comes back equal, and so do one of another size than the one before and the first after a cut. Throws
+  // Takes the film's frames in order, each with its stylised picture, and returns the steadied one, which stays as it is until
+  // the next call. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture: 8-bit, 3 channels. The
+  // first picture comes back equal, and so do one of another size than the one before and the first after a cut. Throws
   // std::invalid_argument for other kinds of images.
   const cv::Mat& apply(const cv::Mat& source, const cv::Mat& picture);
 
 private:
+  struct MovedTile {
+    int first_column;
+    std::optional<TilePlace> place; // none: nothing of the history goes into this tile
+    CornerWeights weights;
+  };
+
   void layTiles(cv::Size size);
   void carryWholePixels();
   bool isRenewed(int tile_row, int tile_column) const;
+  std::vector<MovedTile> tilesOfRow(int tile_row) const;
   void steadyTileRow(int tile_row, const cv::Mat& picture);
   CornerWeights weightsOf(int tile_row, int tile_column) const;
 

@@ -53,6 +53,11 @@ void blend(const std::uint8_t* history, const RowWeights& weights, const std::ui
   }
 }
 
+int sharpened(int weight, bool sharp) {
+  const int nearest = weight > kFullWeight / 2 ? kFullWeight : 0;
+  return sharp ? nearest : weight;
+}
+
 // At the middles of the row's pixels.
 void weighRow(const CornerWeights& corners, int row, bool sharp, RowWeights& weights) {
   const int below = 2 * row + 1; // of 2 * kTile
@@ -60,9 +65,8 @@ void weighRow(const CornerWeights& corners, int row, bool sharp, RowWeights& wei
   const int right = corners.upper_right * (2 * kTile - below) + corners.lower_right * below;
   for (int column = 0; column < kTile; ++column) {
     const int beyond = 2 * column + 1;
-    const int smooth = (left * (2 * kTile - beyond) + right * beyond) / (4 * kTile * kTile);
-    const int weight = !sharp ? smooth : smooth > kFullWeight / 2 ? kFullWeight : 0;
-    std::fill_n(weights.begin() + 3 * column, 3, toU16(weight));
+    const int weight = (left * (2 * kTile - beyond) + right * beyond) / (4 * kTile * kTile);
+    std::fill_n(weights.begin() + 3 * static_cast<std::ptrdiff_t>(column), 3, toU16(sharpened(weight, sharp)));
   }
 }
 
@@ -84,21 +88,20 @@ std::optional<TilePlace> placeOf(const cv::Mat& history, cv::Rect tile, cv::Poin
                    {toU16((kSteps - x) * (kSteps - y)), toU16(x * (kSteps - y)), toU16((kSteps - x) * y), toU16(x * y)}};
 }
 
-void blendTile(const TilePlace& place, const CornerWeights& weights, bool sharp, const cv::Mat& picture, cv::Rect tile,
-               cv::Mat& into) {
-  const bool even = weights.areAll(weights.upper_left);
-  const bool whole = place.right_bytes == 0 && place.below_bytes == 0;
+void blendTileRow(const TilePlace& place, const CornerWeights& weights, bool sharp, int row, const std::uint8_t* picture,
+                  std::uint8_t* into) {
   RowWeights row_weights;
-  Row moved;
-  for (int row = 0; row < tile.height; ++row) {
-    if (row == 0 || !even) {
-      weighRow(weights, row, sharp, row_weights);
-    }
-    if (!whole) {
-      interpolate(place, row, moved);
-    }
-    const std::uint8_t* history = whole ? place.first + row * place.row_bytes : moved.data();
-    blend(history, row_weights, picture.ptr<std::uint8_t>(tile.y + row, tile.x), into.ptr<std::uint8_t>(tile.y + row, tile.x));
+  if (weights.areAll(weights.upper_left)) {
+    row_weights.fill(toU16(sharpened(weights.upper_left, sharp)));
+  } else {
+    weighRow(weights, row, sharp, row_weights);
+  }
+  if (place.right_bytes == 0 && place.below_bytes == 0) {
+    blend(place.first + row * place.row_bytes, row_weights, picture, into);
+  } else {
+    Row moved;
+    interpolate(place, row, moved);
+    blend(moved.data(), row_weights, picture, into);
   }
 }
 

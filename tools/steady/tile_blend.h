@@ -1,8 +1,8 @@
 // The pixels of a tile: bytes of the steadied picture before, moved by whole pixels and sixteenths, and bytes of the present one,
 // blended by weights that run evenly from corner to corner.
 //
-// A tile moves by one vector and is 8 pixels wide, always: then the loops run over rows of known length, in 16-bit numbers. The last
-// tile of a row may overlap the one before. It may be less than 8 pixels high.
+// A tile moves by one vector and is 8 pixels wide, always: then the loops run over rows of known length, in 16-bit numbers. The
+// last tile of a row may overlap the one before. It may be less than 8 pixels high.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -43,8 +43,9 @@ struct CornerWeights {
   }
 };
 
-// into: may not overlap the history. A sharp blend takes each pixel from either side, whichever weighs more.
-void blendTile(const TilePlace& place, const CornerWeights& weights, bool sharp, const cv::Mat& picture, cv::Rect tile,
-               cv::Mat& into);
+// One of the tile's rows: picture and into point to its first pixel. A sharp blend takes each pixel from either side, whichever
+// weighs more.
+void blendTileRow(const TilePlace& place, const CornerWeights& weights, bool sharp, int row, const std::uint8_t* picture,
+                  std::uint8_t* into);
 
 } // namespace vorin::steady
