@@ -7,6 +7,7 @@
 //   <layer ... type="Parameter" ...> ... <output> <port ... names="a,b"> ... <attribute name="layout" ... layout="[N,C,H,W]"/>
 #pragma once
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -108,9 +109,9 @@ inline std::vector<IrInput> irInputs(std::string_view description) {
   return inputs;
 }
 
-// Of a description in a file; none when it cannot be read.
+// Of a description in a file, whose name is UTF-8 as the runtime takes it; none when it cannot be read.
 inline std::vector<IrInput> irInputsOfFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
   return irInputs(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
 }
 

@@ -35,8 +35,9 @@ public:
   Output<const Node> output(std::size_t index) const { return Output<const Node>(outputAt(index)); }
   Output<const Node> output(const std::string& name) const { return Output<const Node>(outputOf(name)); }
 
-  // Of the only input.
+  // Of the only input. The C API would take the first of several, so they are counted first.
   void reshape(const PartialShape& shape) {
+    onlyInput();
     binding::PartialShapeArgument argument(shape);
     binding::check(ov_model_reshape_single_input(handle(), argument.get()));
   }

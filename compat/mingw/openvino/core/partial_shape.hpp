@@ -91,7 +91,7 @@ inline PartialShape partialShapeOf(const ov_output_const_port_t* port) {
   check(ov_port_get_partial_shape(port, &shape));
   const std::unique_ptr<ov_partial_shape_t, void (*)(ov_partial_shape_t*)> owned(
       &shape, [](ov_partial_shape_t* owner) { ov_partial_shape_free(owner); });
-  if (ov_rank_is_dynamic(shape.rank)) {
+  if (shape.rank.min != shape.rank.max) { // ov_rank_is_dynamic also says so of a shape without dimensions
     return PartialShape::dynamic();
   }
   std::vector<Dimension> dimensions;
