@@ -8,7 +8,6 @@ namespace vorin::tests {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 class PackReading : public testing::Test {
@@ -101,20 +100,6 @@ TEST_F(PackReading, FailsWithOneLineForFilesThatAreNotThere) {
   expectFailure({"list", "work"}, "", "vorin-pack: 'work' is not a file: name a package file\n");
 }
 
-TEST_F(PackReading, NoticesThatItsOutputCannotBeWritten) {
-  package(packageBytes({{"net.xml", "12345"}}));
-  ChildSetting setting = pack_.setting();
-  setting.standard_output = "/dev/full";
-  for (const std::vector<std::string>& arguments :
-       std::vector<std::vector<std::string>>{{"list", "p.bin"}, {"list", "--json", "p.bin"}, {"verify", "p.bin"}, {"--help"}}) {
-    std::vector<std::string> line = {VORIN_PACK_PROGRAM};
-    line.insert(line.end(), arguments.begin(), arguments.end());
-    const ChildResult result = ChildProcess(line, setting).wait();
-    EXPECT_EQ(result.exit_status, 1) << arguments.front();
-    EXPECT_THAT(result.standard_error, HasSubstr("the output cannot be written"));
-  }
-}
-
 TEST_F(PackReading, ExtractsAllOrTheNamedEntries) {
   const std::string large = randomBytes(200000, 9);
   package(packageBytes({{"net.xml", "network"}, {"net.bin", large}, {"empty", ""}, {"n\xC3\xA4me", "x"}}));
@@ -122,7 +107,7 @@ TEST_F(PackReading, ExtractsAllOrTheNamedEntries) {
   const auto expectFiles = [&](const std::string& folder, const std::map<std::string, std::string>& files) {
     expected[folder] = "(folder)";
     for (const auto& [name, content] : files) {
-      expected[(fs::path(folder) / name).string()] = content;
+      expected[folder + "/" + name] = content;
     }
     EXPECT_EQ(pack_.content(), expected);
   };
@@ -173,7 +158,8 @@ TEST_F(PackReading, ReplacesFilesOnRequestOnly) {
   writeFile(pack_.file("work/net.xml"), "mine");
   writeFile(pack_.file("file"), "");
   expectFailure({"extract", "p.bin", "-o", "work"}, "",
-                "vorin-pack: 'work/net.xml' exists: choose another name, or replace it with --overwrite\n");
+                "vorin-pack: '" + (fs::path("work") / "net.xml").string() +
+                    "' exists: choose another name, or replace it with --overwrite\n");
   expectFailure({"extract", "p.bin", "none", "-o", "work"}, "",
                 "vorin-pack: 'p.bin': there is no entry 'none': see vorin-pack list\n");
   expectFailure({"extract", "p.bin", "-o", "file"}, "",

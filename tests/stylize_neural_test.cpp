@@ -1,19 +1,17 @@
 // The neural styles of vorin-stylize when all is well. The networks are small ones whose answers can be computed by hand: what
 // comes out shows that the right network got the right picture and that the drawing found its way back to the photo's size.
 
+#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
 #include <gtest/gtest.h>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <chrono>
-#include <fcntl.h>
-#include <sys/file.h>
+#include <memory>
 #include <thread>
-#include <unistd.h>
 
 namespace vorin::tests {
 namespace {
@@ -61,7 +59,7 @@ protected:
       EXPECT_NE(result.standard_error.find(part), std::string::npos) << result.standard_error;
     }
     EXPECT_EQ(run_.names(), std::set<std::string>({"photo.png", "out.png"}));
-    return cv::imread(run_.file("out.png"), cv::IMREAD_UNCHANGED);
+    return loadPicture(run_.file("out.png"));
   }
 };
 
@@ -120,7 +118,7 @@ TEST(StylizeLightGrey, IsTheNetworksStretchedAnswer) {
   cv::Mat expected;
   photo.convertTo(expected, CV_8U, scale, -*least * scale);
   // One step for half precision, one for the rounding of both sides.
-  EXPECT_LE(cv::norm(cv::imread(run.file("out.png")), expected, cv::NORM_INF), 2);
+  EXPECT_LE(cv::norm(loadPicture(run.file("out.png")), expected, cv::NORM_INF), 2);
 }
 
 const cv::Scalar kStyleColour(200, 60, 120);
@@ -160,7 +158,7 @@ protected:
   }
 
   ChildResult draw(const std::string& photo, const std::string& output, const std::vector<std::string>& more = {}) const {
-    cv::imwrite(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
+    savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
     std::vector<std::string> arguments = {photo,           "-o",
                                           output,          "--style",
                                           "transfer",      "--overwrite",
@@ -192,7 +190,8 @@ TEST_F(StylizeTransfer, EachNetworkIsReachedByItsName) {
     EXPECT_EQ(result.standard_output, "");
     EXPECT_NE(result.standard_error.find(each.told), std::string::npos) << result.standard_error;
     // Half precision on the way in is worth one step after the stretching; both sides round.
-    EXPECT_LE(cv::norm(cv::imread(run_.file("out.png")), transferred(makePhoto({kWidth, kHeight}), each.recipe), cv::NORM_INF), 3)
+    EXPECT_LE(cv::norm(loadPicture(run_.file("out.png")), transferred(makePhoto({kWidth, kHeight}), each.recipe), cv::NORM_INF),
+              3)
         << each.told;
   }
 }
@@ -200,9 +199,8 @@ TEST_F(StylizeTransfer, EachNetworkIsReachedByItsName) {
 // Programs that load at the same time would unpack the same files. The test holds the turn; the program's temporary file shows
 // that it is under way, and the time given after that is many times what it needs to the end.
 TEST_F(StylizeTransfer, WaitsForItsTurn) {
-  const int program = open(StylizeRun::program().c_str(), O_RDONLY | O_CLOEXEC);
-  ASSERT_EQ(flock(program, LOCK_EX), 0);
-  cv::imwrite(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
+  std::shared_ptr<void> turn = StylizeRun::holdTurn();
+  savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
   ChildProcess child({StylizeRun::program(), run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"), "--style",
                       "transfer", "--style-image", run_.file("style.png"), "--models", package_.folder()},
                      StylizeRun::withGpu());
@@ -212,14 +210,14 @@ TEST_F(StylizeTransfer, WaitsForItsTurn) {
   }
   std::this_thread::sleep_for(std::chrono::seconds(2));
   EXPECT_FALSE(run_.names().contains("out.png"));
-  close(program);
+  turn.reset();
   const ChildResult result = child.wait();
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
   EXPECT_EQ(run_.names(), std::set<std::string>({"out.png", "photo.png", "style.png"}));
 }
 
 TEST_F(StylizeTransfer, SoftwareDeviceDrawsWithoutBeingAskedFor) {
-  cv::imwrite(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
+  savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
   // A number of bf16 has eight bits, so a few steps may go amiss where the runtime computes such a small network in it.
   for (const auto& [precision, tolerance] : {std::pair("f32", 3), std::pair("bf16", 12)}) {
     const ChildResult result = StylizeRun::run({run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"),
@@ -231,27 +229,24 @@ TEST_F(StylizeTransfer, SoftwareDeviceDrawsWithoutBeingAskedFor) {
     ASSERT_EQ(lines.size(), 2U) << result.standard_error;
     EXPECT_NE(lines[0].find("no GPU found"), std::string::npos) << lines[0];
     const cv::Mat expected = transferred(makePhoto({kWidth, kHeight}), recipe_512_);
-    EXPECT_LE(cv::norm(cv::imread(run_.file("out.png")), expected, cv::NORM_INF), tolerance) << precision;
+    EXPECT_LE(cv::norm(loadPicture(run_.file("out.png")), expected, cv::NORM_INF), tolerance) << precision;
   }
 }
 
 // The package lies beside the program, in its folder models, or in a folder models beside that.
 TEST_F(StylizeTransfer, PackageIsFoundNearTheProgram) {
-  const std::filesystem::path build = std::filesystem::path(StylizeRun::program()).parent_path();
   const std::filesystem::path program_folder = run_.folder() / "programs";
   std::filesystem::create_directory(program_folder);
-  std::filesystem::copy_file(build / "vorin-stylize", program_folder / "vorin-stylize");
-  cv::imwrite(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
+  savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
   ChildSetting setting = StylizeRun::withGpu();
-  setting.variables["LD_LIBRARY_PATH"] = setting.variables["LD_LIBRARY_PATH"].value_or("") + ":" + build.string();
+  const std::string program = StylizeRun::copyProgram(program_folder, setting);
   for (const std::filesystem::path& models : {program_folder, program_folder / "models", run_.folder() / "models"}) {
     std::filesystem::create_directories(models);
     std::filesystem::copy_file(package_.folder() + "/model_st.bin", models / "model_st.bin");
-    const ChildResult result =
-        ChildProcess({program_folder / "vorin-stylize", run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"),
-                      "--style", "transfer", "--style-image", run_.file("style.png"), "--overwrite"},
-                     setting)
-            .wait();
+    const ChildResult result = ChildProcess({program, run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"),
+                                             "--style", "transfer", "--style-image", run_.file("style.png"), "--overwrite"},
+                                            setting)
+                                   .wait();
     EXPECT_EQ(result.exit_status, 0) << models << result.standard_error;
     std::filesystem::remove(models / "model_st.bin");
   }

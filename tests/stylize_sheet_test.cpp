@@ -1,10 +1,10 @@
 // The contact sheet of vorin-stylize.
 
+#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
 #include <gtest/gtest.h>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 namespace vorin::tests {
@@ -24,7 +24,7 @@ std::vector<std::vector<NamedContent>> networks() {
 
 class StylizeSheet : public testing::Test {
 protected:
-  void SetUp() override { cv::imwrite(package_.folder() + "/painting.png", cv::Mat(30, 20, CV_8UC3, cv::Scalar(90, 140, 60))); }
+  void SetUp() override { savePicture(package_.folder() + "/painting.png", cv::Mat(30, 20, CV_8UC3, cv::Scalar(90, 140, 60))); }
 
   ChildResult run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.end(), {"--models", package_.folder()});
@@ -39,7 +39,7 @@ protected:
     }
     const ChildResult result = run(arguments);
     EXPECT_EQ(result.exit_status, 0) << result.standard_error;
-    return cv::imread(run_.file("alone.png"));
+    return loadPicture(run_.file("alone.png"));
   }
 
   // Where the picture stands on the sheet, byte for byte; nowhere fails the test.
@@ -63,7 +63,7 @@ TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
   ASSERT_EQ(result.exit_status, 0) << result.standard_error;
   EXPECT_EQ(result.standard_output, "");
   EXPECT_EQ(linesOf(result.standard_error).size(), 11U) << result.standard_error; // ten drawings and the sheet
-  const cv::Mat sheet = cv::imread(run_.file("sheet.png"));
+  const cv::Mat sheet = loadPicture(run_.file("sheet.png"));
   std::vector<cv::Point> places = {placeOf(makePhoto(size), sheet)};
   for (const std::string style : {"pencil", "stipple", "lightgrey", "cartoon", "transfer"}) {
     places.push_back(placeOf(drawing(photo, style), sheet));
@@ -84,11 +84,11 @@ TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
 TEST_F(StylizeSheet, PhotosDoNotShineThroughEachOther) {
   const cv::Mat first = makePhoto({kWidth, kHeight});
   const cv::Mat second = first + cv::Scalar(7, 3, 5);
-  cv::imwrite(run_.file("first.png"), first);
-  cv::imwrite(run_.file("second.png"), second);
+  savePicture(run_.file("first.png"), first);
+  savePicture(run_.file("second.png"), second);
   const ChildResult result = run({"sheet", run_.file("first.png"), run_.file("second.png"), "-o", run_.file("sheet.png")});
   ASSERT_EQ(result.exit_status, 0) << result.standard_error;
-  placeOf(drawing(run_.file("second.png"), "transfer"), cv::imread(run_.file("sheet.png")));
+  placeOf(drawing(run_.file("second.png"), "transfer"), loadPicture(run_.file("sheet.png")));
 }
 
 TEST_F(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
@@ -96,7 +96,7 @@ TEST_F(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
   const ChildResult result = run({"sheet", run_.file("none.png"), photo, "-o", run_.file("sheet.png")});
   EXPECT_EQ(result.exit_status, 1);
   EXPECT_NE(linesOf(result.standard_error).front().find("none.png"), std::string::npos) << result.standard_error;
-  EXPECT_FALSE(cv::imread(run_.file("sheet.png")).empty());
+  EXPECT_FALSE(loadPicture(run_.file("sheet.png")).empty());
 }
 
 TEST_F(StylizeSheet, SaysWhenItHasNoStyleImage) {

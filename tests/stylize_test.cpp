@@ -1,10 +1,11 @@
 // What vorin-stylize does when all is well: the real program, as a child process, on real files.
 
+#include "image_file.h"
+#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "vorin_stt.h"
 
 #include <gtest/gtest.h>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <fstream>
@@ -67,7 +68,7 @@ constexpr double kYuv = 6;
 constexpr double kJpeg = 3;
 
 std::vector<DrawingCase> drawingCases() {
-  return {
+  std::vector<DrawingCase> cases = {
       {"pencil", SttStylePencilSketch, "bgra", "", "out.png", kExact},
       {"pencil", SttStylePencilSketch, "bgra", "33x57", "out.bmp", kExact},
       {"pencil", SttStylePencilSketch, "rgba", "", "out.png", kExact},
@@ -82,6 +83,9 @@ std::vector<DrawingCase> drawingCases() {
       {"pencil", SttStylePencilSketch, "bgra", "", "out.jpeg", kJpeg},
       {"pencil", SttStylePencilSketch, "bgra", "", "OUT.WebP", kExact},
   };
+  // Windows writes no WebP files.
+  std::erase_if(cases, [](const DrawingCase& each) { return !stylize::isPictureName(each.output); });
+  return cases;
 }
 
 class StylizeDrawing : public testing::TestWithParam<DrawingCase> {};
@@ -107,7 +111,7 @@ TEST_P(StylizeDrawing, IsWhatTheLibraryDraws) {
     EXPECT_NE(result.standard_error.find(told), std::string::npos) << result.standard_error;
   }
   EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", each.output}));
-  const cv::Mat drawing = cv::imread(run.file(each.output), cv::IMREAD_UNCHANGED);
+  const cv::Mat drawing = loadPicture(run.file(each.output));
   ASSERT_EQ(drawing.size(), size);
   ASSERT_EQ(drawing.type(), CV_8UC3);
   // What the library sees of the photo where it is drawn in another size: for nv12 and yuy2 the even photo, which here is the
@@ -127,18 +131,15 @@ INSTANTIATE_TEST_SUITE_P(All, StylizeDrawing, testing::ValuesIn(drawingCases()),
 });
 
 TEST(Stylize, AutoGoesOnWithTheSoftwareDeviceAndSaysSo) {
-  for (const auto& [setting, said] :
-       {std::pair(StylizeRun::withoutGpu(), "no GPU found"), std::pair(StylizeRun::withGpuThatDoesNotDraw(), "does not draw")}) {
-    const StylizeRun run;
-    const ChildResult result =
-        StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "stipple"}, setting);
-    EXPECT_EQ(result.exit_status, 0);
-    const auto lines = linesOf(result.standard_error);
-    ASSERT_EQ(lines.size(), 2U) << result.standard_error;
-    EXPECT_NE(lines[0].find(said), std::string::npos) << lines[0];
-    EXPECT_NE(lines[1].find("software device"), std::string::npos) << lines[1];
-    EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", "out.png"}));
-  }
+  const StylizeRun run;
+  const ChildResult result = StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "stipple"},
+                                             StylizeRun::withoutGpu());
+  EXPECT_EQ(result.exit_status, 0);
+  const auto lines = linesOf(result.standard_error);
+  ASSERT_EQ(lines.size(), 2U) << result.standard_error;
+  EXPECT_NE(lines[0].find("no GPU found"), std::string::npos) << lines[0];
+  EXPECT_NE(lines[1].find("software device"), std::string::npos) << lines[1];
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", "out.png"}));
 }
 
 TEST(Stylize, QuietSaysNothingAtAll) {
@@ -153,7 +154,7 @@ TEST(Stylize, QuietSaysNothingAtAll) {
 TEST(Stylize, PhotoOfOneColourIsDrawn) {
   for (const int grey : {0, 255}) {
     const StylizeRun run;
-    cv::imwrite(run.file("flat.png"), cv::Mat(40, 50, CV_8UC3, cv::Scalar::all(grey)));
+    savePicture(run.file("flat.png"), cv::Mat(40, 50, CV_8UC3, cv::Scalar::all(grey)));
     for (const std::string format : {"bgra", "yuy2", "nv12"}) {
       const ChildResult result = StylizeRun::run({run.file("flat.png"), "-o", run.file("out.png"), "--style", "stipple",
                                                   "--format", format, "--device", "integrated", "--overwrite"},
@@ -165,27 +166,16 @@ TEST(Stylize, PhotoOfOneColourIsDrawn) {
 
 TEST(Stylize, WorksFromAnyFolderWithAnyName) {
   const StylizeRun run;
-  const std::filesystem::path folder = run.folder() / "Eine Mappe für Bilder";
+  const std::filesystem::path folder = run.folder() / u8"Eine Mappe für Bilder 雪";
   std::filesystem::create_directory(folder);
-  std::filesystem::rename(run.photo("photo.png", {61, 47}), folder / "Möwe 1.png");
-  std::filesystem::create_symlink(StylizeRun::program(), folder / "linked");
+  std::filesystem::rename(run.photo("photo.png", {61, 47}), folder / u8"Möwe 1.png");
   ChildSetting setting = StylizeRun::withoutGpu();
   setting.working_folder = folder;
-  const ChildResult result = ChildProcess({"./linked", "Möwe 1.png", "-o", "Skizze ✏.png", "--style", "pencil"}, setting).wait();
+  const ChildResult result = StylizeRun::run({"Möwe 1.png", "-o", "Skizze ✏.png", "--style", "pencil"}, setting);
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
-  EXPECT_EQ(cv::imread((folder / "Skizze ✏.png").string()).size(), cv::Size(61, 47));
-}
-
-TEST(Stylize, OverwriteReplacesTheFileALinkPointsTo) {
-  const StylizeRun run;
-  const std::string photo = run.photo("photo.png", {61, 47});
-  std::ofstream(run.file("old.png")) << "old";
-  std::filesystem::create_symlink("old.png", run.file("link.png"));
-  const ChildResult result =
-      StylizeRun::run({photo, "-o", run.file("link.png"), "--style", "pencil", "--overwrite"}, StylizeRun::withGpu());
-  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
-  EXPECT_TRUE(std::filesystem::is_symlink(run.file("link.png")));
-  EXPECT_EQ(cv::imread(run.file("old.png")).size(), cv::Size(61, 47));
+  EXPECT_NE(result.standard_error.find("Skizze ✏.png: 61x47"), std::string::npos) << result.standard_error;
+  std::filesystem::rename(folder / u8"Skizze ✏.png", run.file("out.png"));
+  EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
 }
 
 TEST(Stylize, OverwriteMayReplaceThePhotoItself) {
@@ -193,7 +183,7 @@ TEST(Stylize, OverwriteMayReplaceThePhotoItself) {
   const std::string photo = run.photo("photo.png", {61, 47});
   const ChildResult result = StylizeRun::run({photo, "-o", photo, "--style", "pencil", "--overwrite"}, StylizeRun::withGpu());
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
-  EXPECT_EQ(meanDifference(cv::imread(photo), drawnByLibrary(makePhoto({61, 47}), SttStylePencilSketch, {61, 47})), 0);
+  EXPECT_EQ(meanDifference(loadPicture(photo), drawnByLibrary(makePhoto({61, 47}), SttStylePencilSketch, {61, 47})), 0);
 }
 
 TEST(Stylize, ListsDevicesAsDataOnly) {

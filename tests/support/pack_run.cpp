@@ -1,13 +1,24 @@
 #include "support/pack_run.h"
 
+#include "support/system.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 namespace vorin::tests {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
 
 std::map<std::string, std::string> PackRun::content() const {
   std::map<std::string, std::string> content;
   for (const auto& entry : fs::recursive_directory_iterator(folder())) {
-    content[fs::relative(entry.path(), folder()).string()] = entry.is_directory() ? "(folder)" : readFile(entry.path());
+    content[fs::relative(entry.path(), folder()).generic_string()] = entry.is_directory() ? "(folder)" : readFile(entry.path());
   }
   return content;
 }
@@ -15,7 +26,7 @@ std::map<std::string, std::string> PackRun::content() const {
 ChildSetting PackRun::setting() const {
   ChildSetting setting;
   setting.working_folder = folder();
-  setting.variables = {{"TMPDIR", temporary_.path().string()}};
+  setting.variables = {{kTemporaryFolderVariable, temporary_.path().string()}};
   return setting;
 }
 
@@ -37,6 +48,43 @@ std::vector<std::string> PackRun::leftovers() const {
     }
   }
   return names;
+}
+
+void PackTest::build(std::vector<std::string> arguments, const std::string& lines) const {
+  arguments.insert(arguments.begin(), {"build", "model_st.bin"});
+  const ChildResult result = pack_.run(arguments);
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_EQ(result.standard_output, "");
+  EXPECT_EQ(result.standard_error, lines);
+  EXPECT_THAT(pack_.leftovers(), IsEmpty());
+}
+
+void PackTest::expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) const {
+  const auto before = pack_.content();
+  const ChildResult result = pack_.run(arguments);
+  EXPECT_EQ(result.exit_status, status) << text;
+  EXPECT_EQ(result.standard_output, "") << text;
+  EXPECT_THAT(result.standard_error, StartsWith("vorin-pack: "));
+  EXPECT_THAT(result.standard_error, HasSubstr(text));
+  EXPECT_EQ(std::count(result.standard_error.begin(), result.standard_error.end(), '\n'), 1) << result.standard_error;
+  EXPECT_EQ(pack_.content(), before) << text;
+  EXPECT_THAT(pack_.leftovers(), IsEmpty()) << text;
+}
+
+void PackTest::expectCancelledBy(int signal) const {
+  writeFile(pack_.file("large"), "");
+  fs::resize_file(pack_.file("large"), 0x40000000); // long enough to be met at work
+  ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, pack_.setting());
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (pack_.leftovers().empty() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  process.signal(signal);
+  const ChildResult result = process.wait();
+  EXPECT_EQ(result.exit_status, 130) << signal;
+  EXPECT_EQ(result.standard_error, "vorin-pack: cancelled\n");
+  EXPECT_FALSE(fs::exists(pack_.file("model_st.bin")));
+  EXPECT_THAT(pack_.leftovers(), IsEmpty());
 }
 
 } // namespace vorin::tests

@@ -2,7 +2,10 @@
 #pragma once
 
 #include "support/child_process.h"
+#include "support/package_bytes.h"
 #include "support/test_environment.h"
+
+#include <gtest/gtest.h>
 
 #include <map>
 #include <string>
@@ -28,6 +31,25 @@ public:
 private:
   TemporaryFolder folder_;
   TemporaryFolder temporary_;
+};
+
+class PackTest : public testing::Test {
+protected:
+  // Of model_st.bin.
+  std::vector<NamedContent> entries() const { return entriesOf(readFile(pack_.file("model_st.bin"))); }
+
+  NamedContent entry(const std::string& name, const std::string& file) const { return {name, readFile(pack_.file(file))}; }
+
+  // Builds model_st.bin; expects success and the line, or lines, on standard error.
+  void build(std::vector<std::string> arguments, const std::string& lines) const;
+
+  // Expects the run to fail with this status, one line that holds the text, and no file changed.
+  void expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) const;
+
+  // Expects a build that gets the signal at work to say so and to leave nothing.
+  void expectCancelledBy(int signal) const;
+
+  PackRun pack_;
 };
 
 } // namespace vorin::tests

@@ -1,21 +1,12 @@
 #include "support/stylize_run.h"
 
-#include <opencv2/imgcodecs.hpp>
+#include "support/pictures.h"
+
 #include <opencv2/imgproc.hpp>
 
-#include <cstdlib>
 #include <sstream>
-#include <stdexcept>
 
 namespace vorin::tests {
-namespace {
-
-std::filesystem::path standIns() {
-  return std::filesystem::path(StylizeRun::program()).parent_path() / "softgpu";
-}
-
-} // namespace
-
 cv::Mat makePhoto(cv::Size size) {
   const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
   cv::Mat blocks(half, CV_8UC3);
@@ -55,38 +46,16 @@ std::set<std::string> StylizeRun::names() const {
 }
 
 std::string StylizeRun::photo(const std::string& name, cv::Size size) const {
-  if (!cv::imwrite(file(name), makePhoto(size))) {
-    throw std::runtime_error("cannot write the photo " + name);
-  }
+  savePicture(file(name), makePhoto(size));
   return file(name);
-}
-
-ChildSetting StylizeRun::withGpu() {
-  ChildSetting setting;
-  setting.variables = {{"OPENCL_LAYERS", (standIns() / "libvorin_softgpu_opencl.so").string()},
-                       {"LD_LIBRARY_PATH", (standIns() / "runtime").string()},
-                       {"VORIN_SOFTGPU", "1"}};
-  return setting;
-}
-
-ChildSetting StylizeRun::withoutGpu() {
-  ChildSetting setting;
-  // Empty in ordinary builds. AddressSanitizer needs the inference runtime's own thread library, which must be found first.
-  const char* libraries = std::getenv("VORIN_TEST_LIBRARY_PATH"); // NOLINT(concurrency-mt-unsafe): the tests run on one thread
-  setting.variables = {{"OPENCL_LAYERS", std::nullopt},
-                       {"LD_LIBRARY_PATH", libraries == nullptr ? std::nullopt : std::optional<std::string>(libraries)},
-                       {"VORIN_SOFTGPU", std::nullopt}};
-  return setting;
-}
-
-ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
-  ChildSetting setting = withoutGpu();
-  setting.variables["LD_LIBRARY_PATH"] = (standIns() / "runtime").string();
-  return setting;
 }
 
 std::string StylizeRun::program() {
   return VORIN_STYLIZE_PROGRAM;
+}
+
+std::string StylizeRun::programName() {
+  return std::filesystem::path(program()).filename().string();
 }
 
 ChildResult StylizeRun::run(std::vector<std::string> arguments, const ChildSetting& setting) {

@@ -6,6 +6,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,14 +28,21 @@ public:
   // Writes the photo into the folder and gives its path.
   std::string photo(const std::string& name, cv::Size size) const;
 
-  // The environment of a machine with the stand-in GPU, of one without any GPU, and of one whose GPU is listed but has no OpenCL
+  // The settings of a machine with the stand-in GPU, of one without any GPU, and of one whose GPU is listed but has no OpenCL
   // driver.
   static ChildSetting withGpu();
   static ChildSetting withoutGpu();
   static ChildSetting withGpuThatDoesNotDraw();
 
   static std::string program();
+  static std::string programName(); // of its file
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting);
+
+  // Copies the program into a folder; the copy finds the library where the program has it.
+  static std::string copyProgram(const std::filesystem::path& folder, ChildSetting& setting);
+
+  // Keeps the program from loading a network while it lives.
+  static std::shared_ptr<void> holdTurn();
 
 private:
   TemporaryFolder folder_;

@@ -1,0 +1,171 @@
+// vorin-stylize and what only these systems have: links, devices, limits of the shell, folders that a user may not write to, and
+// an OpenCL stand-in that the program can take or leave by itself.
+#include "support/pictures.h"
+#include "support/stylize_run.h"
+#include "support/test_networks.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <unistd.h>
+
+namespace vorin::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(StylizeOnPosix, AutoGoesOnWhereTheGpuDoesNotDraw) {
+  const StylizeRun run;
+  const ChildResult result = StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "stipple"},
+                                             StylizeRun::withGpuThatDoesNotDraw());
+  EXPECT_EQ(result.exit_status, 0);
+  const auto lines = linesOf(result.standard_error);
+  ASSERT_EQ(lines.size(), 2U) << result.standard_error;
+  EXPECT_NE(lines[0].find("does not draw"), std::string::npos) << lines[0];
+  EXPECT_NE(lines[1].find("software device"), std::string::npos) << lines[1];
+}
+
+TEST(StylizeOnPosix, StartsThroughALink) {
+  const StylizeRun run;
+  std::filesystem::create_symlink(StylizeRun::program(), run.folder() / "linked");
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.working_folder = run.folder();
+  run.photo("photo.png", {61, 47});
+  const ChildResult result = ChildProcess({"./linked", "photo.png", "-o", "out.png", "--style", "pencil"}, setting).wait();
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
+}
+
+TEST(StylizeOnPosix, OverwriteReplacesTheFileALinkPointsTo) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  std::ofstream(run.file("old.png")) << "old";
+  std::filesystem::create_symlink("old.png", run.file("link.png"));
+  const ChildResult result =
+      StylizeRun::run({photo, "-o", run.file("link.png"), "--style", "pencil", "--overwrite"}, StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_TRUE(std::filesystem::is_symlink(run.file("link.png")));
+  EXPECT_EQ(loadPicture(run.file("old.png")).size(), cv::Size(61, 47));
+}
+
+// Of the stand-ins' two runtimes only the one that was asked for counts.
+TEST(StylizeOnPosix, EachPrecisionHasItsOwnRuntime) {
+  const StylizeRun run;
+  const std::filesystem::path build = std::filesystem::path(StylizeRun::program()).parent_path();
+  const std::string photo = run.photo("photo.png", {61, 47});
+  std::filesystem::create_directory(run.file("softgpu"));
+  for (const char* const name : {"libvorin_softgpu_opencl.so", "runtime"}) {
+    std::filesystem::create_symlink(build / "softgpu" / name, run.folder() / "softgpu" / name);
+  }
+  ChildSetting setting = StylizeRun::withoutGpu();
+  const std::string lonely = StylizeRun::copyProgram(run.folder(), setting);
+  for (const auto& [precision, exit_status] : {std::pair("f32", 0), std::pair("bf16", 4)}) {
+    const ChildResult result = ChildProcess({lonely, photo, "-o", run.file("out.png"), "--style", "pencil", "--overwrite",
+                                             "--device", "software", "--precision", precision},
+                                            setting)
+                                   .wait();
+    EXPECT_EQ(result.exit_status, exit_status) << precision << ": " << result.standard_error;
+  }
+}
+
+// PoCL keeps what it has compiled in a folder, and draws nothing where it cannot make it.
+TEST(StylizeOnPosix, CompilerWithoutItsFolderIsHinted) {
+  const StylizeRun run;
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["POCL_CACHE_DIR"] = "/proc/none";
+  const ChildResult result =
+      StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "pencil"}, setting);
+  EXPECT_EQ(result.exit_status, 4);
+  EXPECT_NE(result.standard_error.find("POCL_CACHE_DIR, is writable"), std::string::npos) << result.standard_error;
+}
+
+TEST(StylizeOnPosix, FullDiskLeavesNothing) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {2000, 1500});
+  // The limit is far above what the OpenCL compiler writes and far below the 9 MB of the drawing.
+  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 5000 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
+                                           run.file("out.bmp"), "--style", "pencil"},
+                                          StylizeRun::withGpu())
+                                 .wait();
+  EXPECT_EQ(result.exit_status, 5);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
+}
+
+// Where even the OpenCL compiler finds no room, it ends the process: with its words and status, but nothing may stay behind.
+TEST(StylizeOnPosix, CompilerWithoutRoomLeavesNothing) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["POCL_CACHE_DIR"] = run.file("cache"); // nothing compiled yet
+  std::filesystem::create_directory(run.file("cache"));
+  const ChildResult result = ChildProcess({"sh", "-c", "ulimit -f 400 && exec \"$@\"", "sh", StylizeRun::program(), photo, "-o",
+                                           run.file("out.png"), "--style", "pencil"},
+                                          setting)
+                                 .wait();
+  EXPECT_EQ(result.standard_error.find("vorin-stylize"), std::string::npos) << "the compiler found room";
+  EXPECT_NE(result.exit_status, 0);
+  EXPECT_EQ(run.names(), std::set<std::string>({"cache", "photo.png"}));
+}
+
+TEST(StylizeOnPosix, FullStandardOutputIsAnOutputError) {
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.standard_output = "/dev/full";
+  const ChildResult result = StylizeRun::run({"--help"}, setting);
+  EXPECT_EQ(result.exit_status, 5);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+}
+
+TEST(StylizeOnPosix, WhatIsNoFileIsNeitherReadNorWritten) {
+  const StylizeRun run;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  std::filesystem::create_symlink("/dev/null", run.file("device.png"));
+  std::filesystem::create_symlink("nowhere.png", run.file("dangling.png"));
+  const auto names_before = run.names();
+  struct Case {
+    std::string photo;
+    std::string output;
+    std::string said;
+  };
+  for (const Case& each :
+       {Case{"/dev/zero", run.file("out.png"), "not an image file"},
+        Case{photo, run.file("device.png"), "not a file that can be replaced"},
+        Case{photo, run.file("dangling.png"), "leads nowhere"}, Case{photo, "/proc/out.png", "choose another folder"}}) {
+    const ChildResult result =
+        StylizeRun::run({each.photo, "-o", each.output, "--style", "pencil", "--overwrite"}, StylizeRun::withoutGpu());
+    EXPECT_EQ(result.exit_status, 5) << each.said;
+    ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+    EXPECT_NE(result.standard_error.find(each.said), std::string::npos) << result.standard_error;
+    EXPECT_EQ(run.names(), names_before);
+  }
+}
+
+// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser. With a home, the
+// program would put a link to the package there.
+TEST(StylizeOnPosix, FolderThatIsNotWritableAndNoHome) {
+  const StylizeRun run;
+  fs::create_directory(run.file("models"));
+  writeFile(run.file("models") + "/model_st.bin", packageBytes(networkFiles(kCartoon, FixedNetwork{})));
+  fs::permissions(run.file("models"),
+                  fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
+  fs::permissions(run.folder(), fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
+  std::vector<std::string> arguments = {
+      StylizeRun::program(), run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "cartoon", "--models",
+      run.file("models")};
+  if (geteuid() == 0) {
+    arguments.insert(arguments.begin(), {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+  }
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["HOME"] = setting.variables["XDG_CACHE_HOME"] = std::nullopt;
+  const ChildResult result = ChildProcess(arguments, setting).wait();
+  fs::permissions(run.file("models"), fs::perms::owner_all);
+  if (result.exit_status == 126 || result.exit_status == 127) {
+    GTEST_SKIP() << "nobody else can start the program here: " << result.standard_error;
+  }
+  EXPECT_EQ(result.exit_status, 3);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("not writable"), std::string::npos) << result.standard_error;
+}
+
+} // namespace
+} // namespace vorin::tests

@@ -1,0 +1,71 @@
+#include "support/stylize_run.h"
+
+#include <sstream>
+#include <stdexcept>
+#include <windows.h>
+
+namespace vorin::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path buildFolder() {
+  return fs::path(StylizeRun::program()).parent_path();
+}
+
+// The folders of libraries that the tests were started with, but for the stand-ins'.
+std::string foldersWithoutStandIns() {
+  std::istringstream list(std::getenv("PATH")); // NOLINT(concurrency-mt-unsafe): the tests run on one thread
+  std::string folders;
+  for (std::string folder; std::getline(list, folder, ';');) {
+    if (folder.find("softgpu") == std::string::npos) {
+      folders += (folders.empty() ? "" : ";") + folder;
+    }
+  }
+  return folders;
+}
+
+} // namespace
+
+// The OpenCL stand-in stays as the tests were started with it: it belongs to the system below Wine.
+ChildSetting StylizeRun::withGpu() {
+  ChildSetting setting;
+  const fs::path runtime = (buildFolder() / "softgpu" / "runtime").make_preferred();
+  setting.variables = {{"PATH", runtime.string() + ";" + foldersWithoutStandIns()}, {"VORIN_SOFTGPU", "1"}};
+  return setting;
+}
+
+ChildSetting StylizeRun::withoutGpu() {
+  ChildSetting setting;
+  setting.variables = {{"PATH", foldersWithoutStandIns()}, {"VORIN_SOFTGPU", std::nullopt}};
+  return setting;
+}
+
+// The OpenCL stand-in can only be taken away where Wine starts.
+ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
+  ChildSetting setting;
+  const fs::path runtime = (buildFolder() / "softgpu" / "runtime").make_preferred();
+  setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"WINEPATH", runtime.string()}, {"VORIN_SOFTGPU", std::nullopt}};
+  return setting;
+}
+
+std::string StylizeRun::copyProgram(const fs::path& folder, ChildSetting& setting) {
+  const fs::path copy = folder / programName();
+  fs::copy_file(program(), copy);
+  auto& folders = setting.variables["PATH"];
+  folders = folders.value_or("") + ";" + buildFolder().make_preferred().string();
+  return copy.string();
+}
+
+std::shared_ptr<void> StylizeRun::holdTurn() {
+  OVERLAPPED place = {};
+  place.OffsetHigh = 0x40000000; // where the program has its lock
+  const HANDLE file = CreateFileW(fs::path(program()).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE || LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) == FALSE) {
+    throw std::runtime_error("cannot take the turn");
+  }
+  return {file, [](void* handle) { CloseHandle(handle); }};
+}
+
+} // namespace vorin::tests

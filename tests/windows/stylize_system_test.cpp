@@ -1,0 +1,70 @@
+// vorin-stylize on Windows: the system's decoders, the code page, and a software device without filters.
+#include "exit_status.h"
+#include "image_file.h"
+#include "program_files.h"
+#include "support/package_bytes.h"
+#include "support/pictures.h"
+#include "support/stylize_run.h"
+#include "support/test_networks.h"
+
+#include <gtest/gtest.h>
+
+namespace vorin::tests {
+namespace {
+
+// Wine's OpenCL reaches the stand-in of the system below; without it the machine is as Windows is.
+TEST(StylizeOnWindows, SoftwareDeviceServesTheNeuralStylesOnly) {
+  const StylizeRun run;
+  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"VORIN_SOFTGPU", std::nullopt}, {"WINEPATH", std::nullopt}};
+  const std::string photo = run.photo("photo.png", {61, 47});
+  const ChildResult filter = StylizeRun::run({photo, "-o", run.file("out.png"), "--style", "pencil"}, setting);
+  EXPECT_EQ(filter.exit_status, 4);
+  const auto lines = linesOf(filter.standard_error);
+  ASSERT_EQ(lines.size(), 2U) << filter.standard_error;
+  EXPECT_NE(lines[0].find("no GPU found"), std::string::npos) << lines[0];
+  EXPECT_NE(lines[1].find("on Windows it serves the neural styles"), std::string::npos) << lines[1];
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
+  const ChildResult neural = StylizeRun::run(
+      {photo, "-o", run.file("out.png"), "--style", "cartoon", "--models", package.folder(), "--device", "software"}, setting);
+  EXPECT_EQ(neural.exit_status, 0) << neural.standard_error;
+  EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
+}
+
+// These bytes are a whole WebP file as far as its structure goes. Windows has a decoder only where the user has installed one.
+TEST(StylizeOnWindows, FormatWithoutADecoderIsNamedAsSuch) {
+  const StylizeRun run;
+  const std::string content(24, '1');
+  const std::string head("RIFF\x2C\0\0\0WEBPVP8L\x20\0\0\0\x2F\x3C\x80\x0B\0", 25);
+  writeFile(run.file("photo.webp"), head + std::string(52 - head.size(), '1'));
+  try {
+    stylize::readPicture(run.file("photo.webp"));
+    FAIL() << "there is a decoder";
+  } catch (const stylize::Failure& failure) {
+    EXPECT_NE(std::string(failure.what()).find("no decoder"), std::string::npos) << failure.what();
+  }
+}
+
+// The tests have no manifest, so their code page is the system's, 1252 in these; the program's is UTF-8.
+TEST(StylizeOnWindows, PathsBeyondTheCodePageAreNoNarrowText) {
+  EXPECT_EQ(stylize::narrowText(L"c:\\models"), "c:\\models");
+  EXPECT_EQ(stylize::narrowText(L"M\u00F6we"), "M\xF6we");
+  EXPECT_EQ(stylize::narrowText(L"\u96EA"), std::nullopt);
+  EXPECT_EQ(stylize::narrowText(L"\u03B1"), std::nullopt); // not the "a" that looks alike
+}
+
+TEST(StylizeOnWindows, ModelsMayLieInAFolderOfAnyName) {
+  const StylizeRun run;
+  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
+  std::filesystem::create_directory(run.folder() / u8"雪 мо");
+  std::filesystem::copy_file(package.folder() + "/model_st.bin", run.folder() / u8"雪 мо" / "model_st.bin");
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.working_folder = run.folder();
+  const ChildResult result =
+      StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", "out.png", "--style", "cartoon", "--models", "雪 мо"}, setting);
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+}
+
+} // namespace
+} // namespace vorin::tests
