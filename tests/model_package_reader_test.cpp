@@ -2,6 +2,7 @@
 // and the log get. The packages are bytes that the test puts together itself.
 #include "core/log.h"
 #include "modelpack/model_package_reader.h"
+#include "platform/platform.h"
 #include "support/debugger_output.h"
 #include "support/package_bytes.h"
 #include "support/test_environment.h"
@@ -192,10 +193,12 @@ TEST_F(ModelPackageReaderTest, ReplacesALongerTargetAndLeavesItAloneWithoutAnEnt
 }
 
 TEST_F(ModelPackageReaderTest, OpensPackagesAndTargetsWithNamesBeyondAscii) {
-  writeFile(path("größe 模型.bin"), packageBytes({{"netz_ä.xml", "umlaut"}}));
-  const std::wstring package = std::filesystem::path(path("")).wstring() + L"größe 模型.bin";
-  EXPECT_EQ(ModelPackageReader(package, "netz_ä.xml", path("ziel_ä")), kWritten);
-  EXPECT_EQ(readFile(path("ziel_ä")), "umlaut");
+  const std::string folder = path("");
+  const std::string entry_name = platform::toNarrow(L"netz_ä.xml");
+  writeFile(folder / std::filesystem::path(u8"größe 模型.bin"), packageBytes({{entry_name, "umlaut"}}));
+  const std::wstring package = std::filesystem::path(folder).wstring() + L"größe 模型.bin";
+  EXPECT_EQ(ModelPackageReader(package, entry_name, folder + platform::toNarrow(L"ziel_ä")), kWritten);
+  EXPECT_EQ(readFile(folder / std::filesystem::path(u8"ziel_ä")), "umlaut");
 }
 
 } // namespace

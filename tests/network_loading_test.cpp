@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 namespace vorin::neural {
@@ -15,9 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace tests;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::StartsWith;
 
 using Lines = std::vector<std::string>;
@@ -62,7 +64,8 @@ protected:
 private:
   static void clear() {
     removeUnpackedNetworkFiles();
-    fs::remove_all(cacheFolder());
+    std::error_code ignored;
+    removeFolder(cacheFolder(), ignored); // the runtime protects its files
   }
 };
 
@@ -98,7 +101,7 @@ TEST_F(NetworkLoadingTest, TellsItsStepsInOrderAndLeavesOnlyTheCache) {
   EXPECT_THAT(lines_, ElementsAre(folderLine(), // where the cache goes
                                   info("Device info: GPU, support: " + capabilitiesOf("GPU")), folderLine(), folderLine(),
                                   info("Init NN"), info("ReadNetwork finished"), info("end Init"),
-                                  MatchesRegex(".*\\[I\\] loading model takes [0-9]+\\.000000 ms"),
+                                  AllOf(StartsWith(info("loading model takes ")), EndsWith(".000000 ms")),
                                   deletedLine("cartoon_model_slim5.xml"), deletedLine("cartoon_model_slim5.bin")));
   EXPECT_THAT(unpackedNetworkFiles(), IsEmpty());
   EXPECT_FALSE(fs::is_empty(cacheFolder()));
@@ -192,15 +195,15 @@ struct FailureCase {
   std::vector<std::vector<NamedContent>> networks;
   Request request;
   _VorinStatus status;
-  Lines last_lines; // a regular expression each
+  Lines last_lines; // the beginning of each
   std::vector<std::string> left_behind;
 };
 
 std::vector<FailureCase> failureCases() {
-  const std::string no_entry = "====== sdk: \\[E\\] unpack file failed\\.";
-  const std::string no_file = "====== sdk: \\[E\\] create model file error\\.";
-  const std::string read = "====== sdk: \\[I\\] ReadNetwork finished";
-  const std::string exception = "====== sdk: \\[E\\] init error: .+";
+  const std::string no_entry = "====== sdk: [E] unpack file failed.";
+  const std::string no_file = "====== sdk: [E] create model file error.";
+  const std::string read = "====== sdk: [I] ReadNetwork finished";
+  const std::string exception = "====== sdk: [E] init error: ";
   const std::vector<NamedContent> cartoon = networkFiles(kCartoon, FixedNetwork{});
   const std::string xml = "cartoon_model_slim5.xml";
   const std::string bin = "cartoon_model_slim5.bin";
@@ -209,19 +212,19 @@ std::vector<FailureCase> failureCases() {
   const auto transferFiles = [](const std::vector<std::string>& inputs) { return networkFiles(kTransfer540, makeSum(inputs)); };
   const std::vector<std::string> transfer_left = {std::string(kTransfer540) + ".bin", std::string(kTransfer540) + ".xml"};
   std::vector<FailureCase> cases = {
-      {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"====== sdk: \\[E\\] unsupported style"}, {}},
+      {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"====== sdk: [E] unsupported style"}, {}},
       {"no network", {{cartoon[1]}}, wanted, NeuralEngine::kExtractionFailed, {no_entry, no_file}, {}},
       {"three inputs",
        {networkFiles(kCartoon, makeSum({"a", "b", "c"}))},
        wanted,
        VORIN_STATUS_INVALID_PARAM,
-       {read, "====== sdk: \\[I\\] only support 1 or 2 inputs"},
+       {read, "====== sdk: [I] only support 1 or 2 inputs"},
        {bin, xml}},
       {"three inputs of style transfer",
        {transferFiles({"input_content", "input_style", "c"})},
        transfer,
        VORIN_STATUS_INVALID_PARAM,
-       {read, "====== sdk: \\[I\\] only support 1 or 2 inputs"},
+       {read, "====== sdk: [I] only support 1 or 2 inputs"},
        transfer_left},
       {"other input names",
        {transferFiles({"content", "style"})},
@@ -250,7 +253,7 @@ std::vector<FailureCase> failureCases() {
                    {{{xml, cut + "</layers></net>"}, cartoon[1]}},
                    wanted,
                    VORIN_STATUS_INVALID_PARAM,
-                   {"====== sdk: \\[I\\] only support 1 or 2 inputs"},
+                   {"====== sdk: [I] only support 1 or 2 inputs"},
                    {bin, xml}});
   return cases;
 }
@@ -258,11 +261,11 @@ std::vector<FailureCase> failureCases() {
 TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp) {
   for (const FailureCase& failure : failureCases()) {
     SCOPED_TRACE(failure.description);
-    NeuralEngine engine;
+    std::optional<NeuralEngine> engine(std::in_place);
     const auto load = [&](const Request& request) {
       LogLines log;
       const _VorinStatus status =
-          engine.load(request.device, request.style_type, request.style_index, request.width, request.height, package_.folder());
+          engine->load(request.device, request.style_type, request.style_index, request.width, request.height, package_.folder());
       lines_ = log.take();
       return status;
     };
@@ -270,16 +273,17 @@ TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp
     EXPECT_EQ(load(failure.request), failure.status);
     ASSERT_GE(lines_.size(), failure.last_lines.size());
     for (std::size_t line = 0; line < failure.last_lines.size(); ++line) {
-      EXPECT_THAT(lines_[lines_.size() - failure.last_lines.size() + line], MatchesRegex(failure.last_lines[line]));
+      EXPECT_THAT(lines_[lines_.size() - failure.last_lines.size() + line], StartsWith(failure.last_lines[line]));
     }
     EXPECT_EQ(unpackedNetworkFiles(), failure.left_behind);
-    EXPECT_THROW(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))), std::exception);
+    EXPECT_THROW(engine->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))), std::exception);
 
     // The same engine, another style: only an engine that loaded keeps its network.
     package_.write({twinFiles(kLightGrey, FixedNetwork{})});
     EXPECT_EQ(load({}), VORIN_STATUS_OK);
+    EXPECT_NO_THROW(engine->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))));
+    engine.reset(); // Windows keeps a deleted file while the network still uses it
     EXPECT_THAT(unpackedNetworkFiles(), IsEmpty());
-    EXPECT_NO_THROW(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))));
   }
 }
 

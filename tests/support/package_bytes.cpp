@@ -88,11 +88,11 @@ std::string randomBytes(std::size_t count, std::uint32_t seed) {
   return bytes;
 }
 
-void writeFile(const std::string& path, const std::string& content) {
+void writeFile(const std::filesystem::path& path, const std::string& content) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << content;
   if (!file.flush()) {
-    throw std::runtime_error("cannot write " + path);
+    throw std::runtime_error("cannot write " + path.string());
   }
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,6 @@ std::vector<NamedContent> entriesOf(const std::string& package);
 // Bytes of all values, the same for the same seed.
 std::string randomBytes(std::size_t count, std::uint32_t seed);
 
-void writeFile(const std::string& path, const std::string& content);
+void writeFile(const std::filesystem::path& path, const std::string& content);
 
 } // namespace vorin::tests

@@ -22,6 +22,15 @@ std::filesystem::path makeTemporaryFolder() {
 
 } // namespace
 
+void removeFolder(const std::filesystem::path& folder, std::error_code& error) {
+  for (std::filesystem::recursive_directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    if (entry->is_regular_file() && !entry->is_symlink()) {
+      std::filesystem::permissions(entry->path(), std::filesystem::perms::owner_write, std::filesystem::perm_options::add, error);
+    }
+  }
+  std::filesystem::remove_all(folder, error);
+}
+
 ScopedVariable::ScopedVariable(std::string name, const std::optional<std::string>& value) : name_(std::move(name)) {
   if (const char* before = std::getenv(name_.c_str())) { // NOLINT(concurrency-mt-unsafe)
     before_ = before;
@@ -37,7 +46,7 @@ TemporaryFolder::TemporaryFolder() : path_(makeTemporaryFolder()) {}
 
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+  removeFolder(path_, ignored);
 }
 
 LogSetting::LogSetting(std::optional<std::uint32_t> log_switch)

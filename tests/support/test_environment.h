@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace vorin::tests {
 
@@ -22,6 +23,9 @@ private:
   std::string name_;
   std::optional<std::string> before_;
 };
+
+// Removes a folder with all that it holds, also files that may only be read, which Windows keeps.
+void removeFolder(const std::filesystem::path& folder, std::error_code& error);
 
 // A fresh empty folder, removed with all it holds at the end of the scope.
 class TemporaryFolder {

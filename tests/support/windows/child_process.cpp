@@ -2,6 +2,7 @@
 // starts those too, but neither tells when they have ended nor how. The shell tells both in a file.
 #include "support/child_process.h"
 
+#include "support/package_bytes.h"
 #include "support/test_environment.h"
 
 #include <algorithm>
@@ -142,7 +143,8 @@ bool needsShell(const std::vector<std::string>& arguments, const ChildSetting& s
                      [&](const char* name) { return setting.variables.count(name) != 0; });
 }
 
-std::string shellScript(const std::vector<std::string>& arguments, const ChildSetting& setting, const fs::path& status_file) {
+// Of a folder for the files "output", "error" and "status".
+std::string shellScript(const std::vector<std::string>& arguments, const ChildSetting& setting, const fs::path& folder) {
   std::string script;
   for (const auto& [name, value] : setting.variables) {
     script += value ? "export " + name + "=" + quotedForShell(*value) + "\n" : "unset " + name + "\n";
@@ -156,7 +158,10 @@ std::string shellScript(const std::vector<std::string>& arguments, const ChildSe
   for (const std::string& argument : arguments) {
     script += quotedForShell(argument) + " ";
   }
-  const std::string status = quotedForShell(nameBelow(status_file));
+  const std::string here = nameBelow(folder);
+  const std::string output = setting.standard_output ? nameBelow(*setting.standard_output) : here + "/output";
+  const std::string status = quotedForShell(here + "/status");
+  script += "</dev/null >" + quotedForShell(output) + " 2>" + quotedForShell(here + "/error");
   return script + "\necho $? > " + status + ".new\nmv " + status + ".new " + status + "\n"; // complete when it is there
 }
 
@@ -192,7 +197,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
     return;
   }
   const fs::path script = running_->file("script");
-  std::ofstream(script, std::ios::binary) << shellScript(arguments, setting, running_->file("status"));
+  writeFile(script, shellScript(arguments, setting, running_->folder.path()));
   startProgram(L"Z:\\bin\\sh " + quoted(wide(nameBelow(script))), environmentWith({}), {}, output.get(), error.get());
 }
 

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <vector>
-// clang-format off: the second needs the first
+// The second needs the first.
+// clang-format off
 #include <windows.h>
 #include <psapi.h>
 // clang-format on
