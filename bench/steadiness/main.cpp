@@ -1,0 +1,151 @@
+// How steady films come out: every style over clips whose motion is known, each frame raw (a new object of the library draws it,
+// which remembers nothing), as the library delivers it, and that steadied. Then what steadying costs: frames with it and without
+// it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
+#include "measures.h"
+#include "moving_clip.h"
+#include "steady_blend.h"
+#include "style_stream.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <chrono>
+#include <cmath>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+
+namespace vorin::bench {
+namespace {
+
+constexpr int kFrames = 24;
+constexpr int kCostFrames = 61; // of each side
+constexpr double kCameraNoise = 3;
+const cv::Size kSize(960, 540);
+
+const std::string kModels = VORIN_DEMO_BUILD "/models";
+
+// One that scripts/setup has unpacked.
+cv::Mat photo(const std::string& name) {
+  for (const auto& version : std::filesystem::directory_iterator(VORIN_DEMO_BUILD "/venv/lib")) {
+    cv::Mat picture = cv::imread((version.path() / "site-packages" / name).string());
+    if (!picture.empty()) {
+      return picture;
+    }
+  }
+  throw std::runtime_error("no photo " + name + ": run scripts/setup");
+}
+
+cv::Mat styleImage() {
+  return cv::imread(kModels + "/painting.png");
+}
+
+steady::Texture textureOf(const StyleCase& style) {
+  return style.type == SttStyleStippling ? steady::Texture::kDots : steady::Texture::kStrokes;
+}
+
+struct Drawings {
+  std::vector<cv::Mat> raw;
+  std::vector<cv::Mat> delivered;
+  std::vector<cv::Mat> steadied;
+};
+
+Drawings drawingsOf(const Clip& clip, const StyleCase& style) {
+  Drawings drawings;
+  StyleStream stream(style, kSize, kModels, styleImage());
+  steady::SteadyBlend blend(textureOf(style));
+  for (const cv::Mat& frame : clip.frames_bgr) {
+    drawings.raw.push_back(StyleStream(style, kSize, kModels, styleImage()).draw(frame));
+    drawings.delivered.push_back(stream.draw(frame));
+    drawings.steadied.push_back(blend.apply(frame, drawings.delivered.back()).clone());
+  }
+  return drawings;
+}
+
+void printSteadiness(const Clip& clip) {
+  std::cout << "\n" << clip.name << "\n\n";
+  printRow({"style", "raw", "delivered", "steadied", "steadied : raw", "steadied : delivered", "detail delivered : raw",
+            "detail steadied : raw"});
+  printRow({"---", "---:", "---:", "---:", "---:", "---:", "---:", "---:"});
+  for (const StyleCase& style : kStyleCases) {
+    const Drawings drawings = drawingsOf(clip, style);
+    const double raw = warpedDifference(drawings.raw, clip.pan_pixels);
+    const double delivered = warpedDifference(drawings.delivered, clip.pan_pixels);
+    const double steadied = warpedDifference(drawings.steadied, clip.pan_pixels);
+    const double raw_detail = detailOf(drawings.raw);
+    printRow({style.name, decimals(raw, 2), decimals(delivered, 2), decimals(steadied, 2), decimals(steadied / raw, 2),
+              decimals(steadied / delivered, 2), decimals(detailOf(drawings.delivered) / raw_detail, 2),
+              decimals(detailOf(drawings.steadied) / raw_detail, 2)});
+  }
+}
+
+// Of the first frame after the cut: how far it is from the raw one.
+void printCut(const Clip& clip) {
+  std::cout << "\n" << clip.name << "\n\n";
+  printRow({"style", "delivered and raw differ by", "steadied and delivered differ by"});
+  printRow({"---", "---:", "---:"});
+  const std::size_t first_after = clip.frames_bgr.size() / 2;
+  for (const StyleCase& style : kStyleCases) {
+    const Drawings drawings = drawingsOf(clip, style);
+    const auto difference = [&](const std::vector<cv::Mat>& a, const std::vector<cv::Mat>& b) {
+      return cv::norm(a[first_after], b[first_after], cv::NORM_L1) / static_cast<double>(a[first_after].total() * 3);
+    };
+    printRow({style.name, decimals(difference(drawings.delivered, drawings.raw), 2),
+              decimals(difference(drawings.steadied, drawings.delivered), 2)});
+  }
+}
+
+void printCost(const StyleCase& style, cv::Size size, const cv::Mat& scene_photo) {
+  const Clip clip = panClip(scene_photo, size, kFrames, kCameraNoise);
+  StyleStream stream(style, size, kModels, styleImage());
+  steady::SteadyBlend blend(textureOf(style));
+  std::vector<double> without_ms;
+  std::vector<double> with_ms;
+  std::vector<double> steadying_ms;
+  for (int frame = 0; frame < 2 * kCostFrames; ++frame) {
+    const cv::Mat& film = clip.frames_bgr[static_cast<std::size_t>(frame / 2 % kFrames)];
+    const cv::Mat drawing = stream.draw(film);
+    if (frame % 2 == 0) {
+      without_ms.push_back(stream.elapsedMs());
+      continue;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    blend.apply(film, drawing);
+    steadying_ms.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+    with_ms.push_back(stream.elapsedMs() + steadying_ms.back());
+  }
+  const double ratio = medianOf(with_ms) / medianOf(without_ms);
+  printRow({style.name, std::to_string(size.width) + "x" + std::to_string(size.height), decimals(medianOf(without_ms), 1) + " ms",
+            decimals(medianOf(with_ms), 1) + " ms", decimals(medianOf(steadying_ms), 1) + " ms", decimals(ratio, 2)});
+}
+
+void run() {
+  const cv::Mat pavilion = photo("sklearn/datasets/images/china.jpg");
+  const cv::Mat coffee = photo("skimage/data/coffee.png");
+  printSteadiness(stillClip(pavilion, kSize, kFrames, kCameraNoise));
+  printSteadiness(panClip(pavilion, kSize, kFrames, 0));
+  printSteadiness(panClip(pavilion, kSize, kFrames, kCameraNoise));
+  printCut(cutClip(pavilion, coffee, kSize, 8));
+  std::cout << "\ncost\n\n";
+  printRow({"style", "size", "frame", "frame, steadied", "steadying alone", "ratio"});
+  printRow({"---", "---", "---:", "---:", "---:", "---:"});
+  for (const StyleCase& style : kStyleCases) {
+    for (const cv::Size size : {kSize, cv::Size(1920, 1080)}) {
+      printCost(style, size, pavilion);
+    }
+  }
+}
+
+} // namespace
+} // namespace vorin::bench
+
+int main() {
+  try {
+    vorin::bench::run();
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << "steadiness: " << error.what() << std::endl;
+    return 1;
+  }
+}

@@ -1,0 +1,24 @@
+// What is measured of a clip's drawings, and how it is printed.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <string>
+#include <vector>
+
+namespace vorin::bench {
+
+// The mean absolute difference of neighbouring drawings, in grey levels, where the later one shows what the earlier one showed
+// `pan_pixels` further to the right. What has just entered is left out.
+double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels);
+
+// The variance of the Laplacian of the drawings' grey, on average over the second half: detail is lost little by little.
+double detailOf(const std::vector<cv::Mat>& drawings);
+
+double medianOf(std::vector<double> values);
+
+// A row of a table in Markdown.
+void printRow(const std::vector<std::string>& cells);
+std::string decimals(double value, int digits);
+
+} // namespace vorin::bench

@@ -1,0 +1,270 @@
+// Steadied films: the pixels of a tile against plain floating point, and films whose motion is known, since they are windows over
+// one large texture. Pictures are that window with noise of their own, as a style's flicker; steadied ones have to come nearer to
+// it.
+#include "source_motion.h"
+#include "steady_blend.h"
+#include "support/padded_image.h"
+#include "tile_blend.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <vector>
+
+namespace vorin::steady {
+namespace {
+
+constexpr double kFlicker = 12; // the standard deviation of a picture's own noise
+
+cv::Mat texture(cv::Size size, int seed) {
+  cv::RNG random(static_cast<std::uint64_t>(seed));
+  cv::Mat bytes(size, CV_8UC3);
+  random.fill(bytes, cv::RNG::UNIFORM, 0, 256);
+  cv::GaussianBlur(bytes, bytes, cv::Size(), 2.5);
+  cv::normalize(bytes, bytes, 30, 225, cv::NORM_MINMAX);
+  return bytes;
+}
+
+cv::Mat flickering(const cv::Mat& clean, int seed) {
+  cv::RNG random(static_cast<std::uint64_t>(seed + 1000));
+  cv::Mat noise(clean.size(), CV_16SC3);
+  random.fill(noise, cv::RNG::NORMAL, 0, kFlicker);
+  cv::Mat picture;
+  cv::add(clean, noise, picture, cv::noArray(), CV_8U);
+  return picture;
+}
+
+double meanDifference(const cv::Mat& a, const cv::Mat& b) {
+  return cv::norm(a, b, cv::NORM_L1) / static_cast<double>(a.total() * a.elemSize());
+}
+
+bool areEqual(const cv::Mat& a, const cv::Mat& b) {
+  return a.size() == b.size() && cv::norm(a, b, cv::NORM_INF) == 0;
+}
+
+cv::Rect insideOf(const cv::Mat& picture, int rim) {
+  return {rim, rim, picture.cols - 2 * rim, picture.rows - 2 * rim};
+}
+
+// One byte of a blended tile, by definition.
+double blendedByte(const cv::Mat& history, cv::Point2d from, int channel, double weight, double present) {
+  const int column = static_cast<int>(std::floor(from.x));
+  const int row = static_cast<int>(std::floor(from.y));
+  const double x = from.x - column;
+  const double y = from.y - row;
+  const auto at = [&](int r, int c) {
+    return static_cast<double>(history.at<cv::Vec3b>(std::min(r, history.rows - 1), std::min(c, history.cols - 1))[channel]);
+  };
+  const double moved = (at(row, column) * (1 - x) + at(row, column + 1) * x) * (1 - y) +
+                       (at(row + 1, column) * (1 - x) + at(row + 1, column + 1) * x) * y;
+  return moved * weight / 256 + present * (1 - weight / 256);
+}
+
+// Every tile of a picture of odd size, moved by whole pixels, by parts of them and to the very rims, with weights that run from
+// corner to corner. Within 2 grey levels: two roundings, and weights cut to 256ths.
+TEST(TileBlend, PixelsAgainstFloatingPoint) {
+  tests::PaddedImage history(61, 37, 7);
+  tests::PaddedImage into(61, 37, 5);
+  texture({61, 37}, 1).copyTo(history.image());
+  const cv::Mat picture = texture({61, 37}, 2);
+  const CornerWeights weights{256, 200, 0, 90};
+  for (const cv::Point2f motion : {cv::Point2f(0, 0), {3, -2}, {-0.25F, 0.5F}, {7.625F, 4.8125F}, {-2.5F, 0}, {0, 3.3125F}}) {
+    int placed = 0;
+    for (const int x : {0, 8, 24, 45, 53}) {
+      for (const int y : {0, 8, 24, 32}) {
+        const cv::Rect tile(x, y, kTile, std::min(kTile, 37 - y));
+        const std::optional<TilePlace> place = placeOf(history.image(), tile, motion);
+        const cv::Point2d from = cv::Point2d(x, y) + cv::Point2d(motion);
+        const bool inside = from.x >= 0 && from.y >= 0 && from.x <= 61 - kTile && from.y <= 37 - tile.height;
+        ASSERT_TRUE(place || !inside) << tile << motion;
+        if (!inside) {
+          continue;
+        }
+        ++placed;
+        for (int row = 0; row < tile.height; ++row) {
+          blendTileRow(*place, weights, false, row, picture.ptr(y + row, x), into.image().ptr(y + row, x));
+          for (int byte = 0; byte < kTileBytes; ++byte) {
+            const double across = (byte / 3 + 0.5) / kTile;
+            const double down = (row + 0.5) / kTile;
+            const double weight = (256 * (1 - across) + 200 * across) * (1 - down) + 90 * across * down;
+            const double expected =
+                blendedByte(history.image(), from + cv::Point2d(byte / 3, row), byte % 3, weight, picture.ptr(y + row, x)[byte]);
+            ASSERT_NEAR(into.image().ptr(y + row, x)[byte], expected, 2) << tile << motion << " row " << row << " byte " << byte;
+          }
+        }
+      }
+    }
+    EXPECT_GE(placed, 6) << motion;
+  }
+  EXPECT_TRUE(into.surroundingsIntact());
+  EXPECT_FALSE(placeOf(history.image(), {0, 0, kTile, kTile}, {-1.2F, 0})) << "too far outside";
+  EXPECT_FALSE(placeOf(history.image(), {53, 32, kTile, 5}, {0, 1.2F})) << "too far outside";
+}
+
+struct Pan {
+  cv::Size picture_size;
+  cv::Point step; // of the window, pixels a frame
+  bool luma;      // the film comes as one channel
+  int film_scale; // the film is larger than the picture
+};
+
+// gtest prints parameters by this name
+void PrintTo(const Pan& pan, std::ostream* out) {
+  *out << pan.picture_size << " by " << pan.step << (pan.luma ? ", luma" : "") << ", film " << pan.film_scale << " times";
+}
+
+class SteadyPan : public testing::TestWithParam<Pan> {
+protected:
+  cv::Mat windowAt(int frame) const { return scene_({cv::Point(60, 60) + frame * GetParam().step, GetParam().picture_size}); }
+  cv::Mat filmAt(int frame) const {
+    cv::Mat film = windowAt(frame).clone();
+    if (GetParam().luma) {
+      cv::cvtColor(film, film, cv::COLOR_BGR2GRAY);
+    }
+    cv::resize(film, film, cv::Size(), GetParam().film_scale, GetParam().film_scale, cv::INTER_CUBIC);
+    return film;
+  }
+
+  cv::Mat scene_ = texture(GetParam().picture_size + cv::Size(120, 120), 3);
+};
+
+// Mean error of a flicker blended at nine tenths: below 0.3 of the raw one where nothing hinders; and what passes for motion is
+// within a quarter of a pixel of the truth nearly everywhere.
+TEST_P(SteadyPan, FollowsAndSteadies) {
+  SteadyBlend blend(Texture::kStrokes);
+  SourceMotion motion;
+  cv::Mat steadied;
+  cv::Mat before;
+  constexpr int kFrames = 12;
+  for (int frame = 0; frame < kFrames; ++frame) {
+    before = steadied.clone();
+    steadied = blend.apply(filmAt(frame), flickering(windowAt(frame), frame));
+    EXPECT_EQ(motion.follow(filmAt(frame), GetParam().picture_size), frame > 0);
+  }
+  const cv::Rect inside = insideOf(steadied, 24);
+  const cv::Mat clean = windowAt(kFrames - 1);
+  EXPECT_LT(meanDifference(steadied(inside), clean(inside)),
+            0.45 * meanDifference(flickering(clean, kFrames)(inside), clean(inside)));
+  EXPECT_LT(meanDifference(steadied(inside), before(inside + GetParam().step)), 0.3 * kFlicker);
+
+  cv::Mat wrong;
+  cv::absdiff(motion.motion(), cv::Scalar(GetParam().step.x, GetParam().step.y), wrong);
+  EXPECT_LT(cv::countNonZero(wrong.reshape(1) > 0.25), 0.2 * static_cast<double>(wrong.total()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Motions, SteadyPan,
+                         testing::Values(Pan{{240, 160}, {0, 0}, false, 1}, Pan{{243, 161}, {4, 0}, false, 1},
+                                         Pan{{251, 199}, {-3, 2}, true, 1}, Pan{{301, 211}, {1, -4}, false, 2}));
+
+// What is new in the film comes out as it was drawn, the rest stays steady.
+TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
+  SteadyBlend blend(Texture::kStrokes);
+  cv::Mat film = texture({320, 240}, 4);
+  for (int frame = 0; frame < 6; ++frame) {
+    blend.apply(film, flickering(film, frame));
+  }
+  const cv::Rect thing(100, 80, 80, 60);
+  texture(thing.size(), 5).copyTo(film(thing));
+  const cv::Mat picture = flickering(film, 6);
+  const cv::Mat steadied = blend.apply(film, picture);
+  const cv::Rect within(thing.tl() + cv::Point(8, 8), thing.size() - cv::Size(16, 16));
+  EXPECT_LT(meanDifference(steadied(within), picture(within)), 0.05 * kFlicker);
+  const cv::Rect elsewhere(200, 160, 100, 70);
+  EXPECT_LT(meanDifference(steadied(elsewhere), film(elsewhere)), 0.5 * meanDifference(picture(elsewhere), film(elsewhere)));
+}
+
+// Nothing lags behind without end: a film that slowly darkens by 3 grey levels a frame, each step as small as noise.
+TEST(SteadyBlend, FadesAreFollowed) {
+  SteadyBlend blend(Texture::kStrokes);
+  const cv::Mat bright = texture({320, 240}, 6) + cv::Scalar::all(30);
+  for (int frame = 0; frame < 25; ++frame) {
+    const cv::Mat film = bright - cv::Scalar::all(3.0 * frame);
+    EXPECT_LT(meanDifference(blend.apply(film, film), film), 10) << "frame " << frame; // without a memory of the film: 27
+  }
+}
+
+TEST(SteadyBlend, FirstOnesComeBackEqual) {
+  for (const Texture kind : {Texture::kStrokes, Texture::kDots}) {
+    SteadyBlend blend(kind);
+    int seed = 10;
+    const auto isEqual = [&](const cv::Mat& film, cv::Size size) {
+      const cv::Mat picture = texture(size, ++seed);
+      return areEqual(blend.apply(film, picture), picture);
+    };
+    const cv::Mat film = texture({203, 117}, 7);
+    const cv::Mat after_cut = texture({203, 117}, 8);
+    EXPECT_TRUE(isEqual(film, {203, 117})) << "first";
+    EXPECT_FALSE(isEqual(film, {203, 117})) << "second";
+    EXPECT_TRUE(isEqual(after_cut, {203, 117})) << "after a cut";
+    EXPECT_FALSE(isEqual(after_cut, {203, 117})) << "second after it";
+    EXPECT_TRUE(isEqual(after_cut, {119, 203})) << "another size";
+    EXPECT_FALSE(isEqual(after_cut, {119, 203})) << "that size again";
+    for (const cv::Size tiny : {cv::Size(1, 1), cv::Size(7, 40), cv::Size(8, 1), cv::Size(9, 9)}) {
+      isEqual(film, tiny); // anything but a fault
+      EXPECT_EQ(blend.apply(film, texture(tiny, ++seed)).size(), tiny);
+    }
+  }
+}
+
+// In a film at rest each frame's picture is of one grey, which tells when a pixel was drawn: whole tiles, each of them once in
+// eight frames, and only a few at a time.
+TEST(SteadyBlend, DotsAreCarriedAndRenewed) {
+  SteadyBlend blend(Texture::kDots);
+  const cv::Mat film = texture({240, 160}, 9);
+  constexpr int kFrames = 25;
+  constexpr int kGreys = 10; // from frame to frame
+  cv::Mat steadied;
+  for (int frame = 0; frame < kFrames; ++frame) {
+    steadied = blend.apply(film, cv::Mat(film.size(), CV_8UC3, cv::Scalar::all(kGreys * frame)));
+  }
+  std::vector<int> pixels_of_age(8);
+  for (int row = 0; row < steadied.rows; ++row) {
+    for (int column = 0; column < steadied.cols; ++column) {
+      const int grey = steadied.at<cv::Vec3b>(row, column)[0];
+      const int age = kFrames - 1 - grey / kGreys;
+      ASSERT_EQ(grey % kGreys, 0) << "a blend at " << column << ", " << row;
+      ASSERT_LT(age, 8) << "at " << column << ", " << row;
+      ASSERT_EQ(grey, steadied.at<cv::Vec3b>(row / kTile * kTile, column / kTile * kTile)[0]);
+      ++pixels_of_age[static_cast<std::size_t>(age)];
+    }
+  }
+  for (const int pixels : pixels_of_age) {
+    EXPECT_NEAR(pixels, steadied.rows * steadied.cols / 8.0, steadied.rows * steadied.cols / 16.0);
+  }
+}
+
+// A pan of 0.3 pixels a frame: no single step moves a dot, but all of them have to.
+TEST(SteadyBlend, DotsKeepUpWithSlowMotion) {
+  SteadyBlend blend(Texture::kDots);
+  const cv::Mat scene = texture({340, 200}, 11);
+  cv::Mat film;
+  cv::Mat steadied;
+  for (int frame = 0; frame < 30; ++frame) {
+    const cv::Mat shift = (cv::Mat_<double>(2, 3) << 1, 0, -0.3 * frame - 20, 0, 1, -20);
+    cv::warpAffine(scene, film, shift, {280, 160}, cv::INTER_CUBIC);
+    steadied = blend.apply(film, film);
+  }
+  const cv::Rect inside = insideOf(film, 24);
+  const auto differenceAt = [&](int columns) { return meanDifference(steadied(inside), film(inside + cv::Point(columns, 0))); };
+  EXPECT_LT(differenceAt(0), differenceAt(-1));
+  EXPECT_LT(differenceAt(0), differenceAt(1));
+  EXPECT_LT(differenceAt(0), 0.5 * differenceAt(2));
+}
+
+TEST(SteadyBlend, OtherKindsOfImagesAreRefused) {
+  SteadyBlend blend(Texture::kStrokes);
+  const cv::Mat picture(32, 32, CV_8UC3, cv::Scalar::all(5));
+  EXPECT_THROW(blend.apply(cv::Mat(32, 32, CV_8UC4), picture), std::invalid_argument);
+  EXPECT_THROW(blend.apply(picture, cv::Mat(32, 32, CV_8UC1)), std::invalid_argument);
+  EXPECT_THROW(blend.apply(cv::Mat(), picture), std::invalid_argument);
+  EXPECT_THROW(blend.apply(picture, cv::Mat()), std::invalid_argument);
+}
+
+} // namespace
+} // namespace vorin::steady
