@@ -166,12 +166,13 @@ INSTANTIATE_TEST_SUITE_P(Motions, SteadyPan,
 TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
   SteadyBlend blend(Texture::kStrokes);
   cv::Mat film = texture({320, 240}, 4);
-  for (int frame = 0; frame < 6; ++frame) {
+  constexpr int kFrames = 20;
+  for (int frame = 0; frame < kFrames; ++frame) {
     blend.apply(film, flickering(film, frame));
   }
   const cv::Rect thing(100, 80, 80, 60);
   texture(thing.size(), 5).copyTo(film(thing));
-  const cv::Mat picture = flickering(film, 6);
+  const cv::Mat picture = flickering(film, kFrames);
   const cv::Mat steadied = blend.apply(film, picture);
   const cv::Rect within(thing.tl() + cv::Point(8, 8), thing.size() - cv::Size(16, 16));
   EXPECT_LT(meanDifference(steadied(within), picture(within)), 0.05 * kFlicker);
@@ -179,13 +180,14 @@ TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
   EXPECT_LT(meanDifference(steadied(elsewhere), film(elsewhere)), 0.5 * meanDifference(picture(elsewhere), film(elsewhere)));
 }
 
-// Nothing lags behind without end: a film that slowly darkens by 3 grey levels a frame, each step as small as noise.
+// A film that slowly darkens by 3 grey levels a frame, each step as small as noise: blended at nine tenths all the while, it
+// would lag behind by 27.
 TEST(SteadyBlend, FadesAreFollowed) {
   SteadyBlend blend(Texture::kStrokes);
   const cv::Mat bright = texture({320, 240}, 6) + cv::Scalar::all(30);
   for (int frame = 0; frame < 25; ++frame) {
     const cv::Mat film = bright - cv::Scalar::all(3.0 * frame);
-    EXPECT_LT(meanDifference(blend.apply(film, film), film), 10) << "frame " << frame; // without a memory of the film: 27
+    EXPECT_LT(meanDifference(blend.apply(film, film), film), 10) << "frame " << frame;
   }
 }
 

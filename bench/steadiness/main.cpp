@@ -1,6 +1,8 @@
 // How steady films come out: every style over clips whose motion is known, each frame raw (a new object of the library draws it,
 // which remembers nothing), as the library delivers it, and that steadied. Then what steadying costs: frames with it and without
 // it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
+//
+// usage: vorin_steadiness [steadiness | cost]
 #include "measures.h"
 #include "moving_clip.h"
 #include "steady_blend.h"
@@ -120,13 +122,17 @@ void printCost(const StyleCase& style, cv::Size size, const cv::Mat& scene_photo
             decimals(medianOf(with_ms), 1) + " ms", decimals(medianOf(steadying_ms), 1) + " ms", decimals(ratio, 2)});
 }
 
-void run() {
+void printAllSteadiness() {
   const cv::Mat pavilion = photo("sklearn/datasets/images/china.jpg");
   const cv::Mat coffee = photo("skimage/data/coffee.png");
   printSteadiness(stillClip(pavilion, kSize, kFrames, kCameraNoise));
   printSteadiness(panClip(pavilion, kSize, kFrames, 0));
   printSteadiness(panClip(pavilion, kSize, kFrames, kCameraNoise));
   printCut(cutClip(pavilion, coffee, kSize, 8));
+}
+
+void printAllCost() {
+  const cv::Mat pavilion = photo("sklearn/datasets/images/china.jpg");
   std::cout << "\ncost\n\n";
   printRow({"style", "size", "frame", "frame, steadied", "steadying alone", "ratio"});
   printRow({"---", "---", "---:", "---:", "---:", "---:"});
@@ -140,9 +146,19 @@ void run() {
 } // namespace
 } // namespace vorin::bench
 
-int main() {
+int main(int argc, char** argv) {
+  const std::string part = argc == 2 ? argv[1] : "";
+  if (argc > 2 || (!part.empty() && part != "steadiness" && part != "cost")) {
+    std::cerr << "usage: vorin_steadiness [steadiness | cost]" << std::endl;
+    return 2;
+  }
   try {
-    vorin::bench::run();
+    if (part != "cost") {
+      vorin::bench::printAllSteadiness();
+    }
+    if (part != "steadiness") {
+      vorin::bench::printAllCost();
+    }
     return 0;
   } catch (const std::exception& error) {
     std::cerr << "steadiness: " << error.what() << std::endl;

@@ -17,7 +17,7 @@ struct StyleCase {
   int32_t index;
 };
 
-constexpr std::array kStyleCases = {
+inline constexpr std::array kStyleCases = {
     StyleCase{"transfer", SttStyleTransfer, 2},
     StyleCase{"light grey", SttStyleLightGrey, 0},
     StyleCase{"cartoon", SttStyleCartoon, 0},

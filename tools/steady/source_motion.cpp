@@ -12,10 +12,12 @@
 namespace vorin::steady {
 namespace {
 
-constexpr int kSmallSide = 240;      // the longer one of the small pictures, about
-constexpr int kLeastSmallSide = 16;  // the search moves patches of 8 pixels
-constexpr double kCutTrust = 0.5;    // less on average is a cut
-constexpr float kFlatTexture = 4.0F; // squared grey levels from pixel to pixel: below lies noise
+constexpr int kSmallSide = 240;       // the longer one of the small pictures, about
+constexpr int kLeastSmallSide = 16;   // the search moves patches of 8 pixels
+constexpr double kCutTrust = 0.5;     // less on average is a cut
+constexpr double kLeastNoise = 0.25;  // grey levels
+constexpr double kNoiseGrowth = 1.25; // from frame to frame: at a cut all would look like noise
+constexpr float kFlatTexture = 4.0F;  // squared grey levels from pixel to pixel: below lies noise
 
 cv::Size smallSize(cv::Size size) {
   const int divisor = std::max(1, (std::max(size.width, size.height) + kSmallSide / 2) / kSmallSide);
@@ -52,7 +54,6 @@ bool isNear(cv::Point2f a, cv::Point2f b, float distance) {
 // In grey levels, of a difference whose structure is larger than a few pixels: light that changed is no noise.
 double noiseOf(const cv::Mat& difference) {
   constexpr double kLevels = 8; // steps of a grey level
-  constexpr double kMost = 6;
   cv::Mat around;
   cv::boxFilter(difference, around, -1, {9, 9});
   cv::Mat noise = cv::abs(difference - around);
@@ -65,7 +66,7 @@ double noiseOf(const cv::Mat& difference) {
   for (int seen = counts[0]; 2 * seen < noise.rows * noise.cols; seen += counts[median]) {
     ++median;
   }
-  return std::min(kMost, static_cast<double>(median) / kLevels);
+  return static_cast<double>(median) / kLevels;
 }
 
 } // namespace
@@ -185,7 +186,8 @@ void SourceMotion::moveMemory() {
 void SourceMotion::weighTrust() {
   cv::Mat difference;
   cv::subtract(present_, moved_, difference, cv::noArray(), CV_32F);
-  const double trusted = 2 + 3 * noiseOf(difference); // grey levels
+  noise_ = std::min(noiseOf(difference), kNoiseGrowth * noise_ + kLeastNoise);
+  const double trusted = 2 + 3 * noise_; // grey levels
   const double untrusted = 2 * trusted + 4;
   difference = cv::abs(difference);
   cv::boxFilter(difference, difference, -1, {3, 3});

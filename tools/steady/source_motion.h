@@ -49,6 +49,7 @@ private:
   cv::Mat flow_;     // CV_32FC2, in small pixels
   cv::Mat memory_;   // CV_32FC1
   cv::Mat moved_;    // the memory, along the flow
+  double noise_ = 1; // the film's, in grey levels: half of the pixels have less
   cv::Mat motion_;
   cv::Mat trust_;
 };
