@@ -25,6 +25,9 @@ public:
 // Set when cancellation came and waits: for work that brings itself to an end then.
 const std::atomic<bool>& cancellationIsDue();
 
+// Whether a line on standard error waits for its end, which cancellation then writes first.
+void cancellationEndsALine(bool waits);
+
 // While it lives, cancellation removes the file, and so does an end of the process by a library below. One at a time.
 class RemovedWhenCancelled {
 public:

@@ -18,6 +18,7 @@ constexpr std::array kCancellingSignals = {SIGINT, SIGTERM, SIGHUP};
 std::string file_to_remove; // changed only while file_to_remove_is_set is false
 std::atomic<bool> file_to_remove_is_set = false;
 std::atomic<bool> cancellation_waits = false;
+std::atomic<bool> line_waits_for_its_end = false;
 std::atomic<bool> cancellation_is_due = false; // a signal has come
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
 
@@ -30,8 +31,9 @@ extern "C" void removeFile() {
 
 void cancelNow() {
   removeFile();
-  constexpr std::string_view kLine = "vorin-stylize: cancelled\n";
-  [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine.data(), kLine.size());
+  constexpr std::string_view kLine = "\nvorin-stylize: cancelled\n";
+  const std::string_view line = kLine.substr(line_waits_for_its_end ? 0 : 1);
+  [[maybe_unused]] const auto written = write(STDERR_FILENO, line.data(), line.size());
   _exit(static_cast<int>(ExitStatus::kCancelled));
 }
 
@@ -94,6 +96,10 @@ CancellationWaits::~CancellationWaits() {
 
 const std::atomic<bool>& cancellationIsDue() {
   return cancellation_is_due;
+}
+
+void cancellationEndsALine(bool waits) {
+  line_waits_for_its_end = waits;
 }
 
 RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {

@@ -15,6 +15,7 @@ namespace {
 std::wstring file_to_remove; // changed only while file_to_remove_is_set is false
 std::atomic<bool> file_to_remove_is_set = false;
 std::atomic<bool> cancellation_waits = false;
+std::atomic<bool> line_waits_for_its_end = false;
 std::atomic<bool> cancellation_is_due = false; // an event has come
 
 // The file may be open: it goes when the process does.
@@ -27,9 +28,10 @@ extern "C" void removeFile() {
 // Without the ends of the libraries, which other threads are still at work in.
 void cancelNow() {
   removeFile();
-  constexpr std::string_view kLine = "vorin-stylize: cancelled\n";
+  constexpr std::string_view kLine = "\nvorin-stylize: cancelled\n";
+  const std::string_view line = kLine.substr(line_waits_for_its_end ? 0 : 1);
   DWORD written = 0;
-  WriteFile(GetStdHandle(STD_ERROR_HANDLE), kLine.data(), static_cast<DWORD>(kLine.size()), &written, nullptr);
+  WriteFile(GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
   tools::restoreConsoleCodePage();
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::kCancelled));
 }
@@ -74,6 +76,10 @@ CancellationWaits::~CancellationWaits() {
 
 const std::atomic<bool>& cancellationIsDue() {
   return cancellation_is_due;
+}
+
+void cancellationEndsALine(bool waits) {
+  line_waits_for_its_end = waits;
 }
 
 RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {

@@ -1,0 +1,184 @@
+#include "progress.h"
+
+#include "cancellation.h"
+#include "commands.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace vorin::stylize {
+namespace {
+
+constexpr std::chrono::milliseconds kEvery(250);
+constexpr double kSecondsWithoutTotal = 5; // between two lines where tenths are not known
+
+// "0:07", "1:02:03".
+std::string clockText(double seconds) {
+  const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
+  const std::int64_t hours = whole / 3600;
+  std::ostringstream text;
+  text << std::setfill('0');
+  if (hours > 0) {
+    text << hours << ':' << std::setw(2);
+  }
+  text << whole / 60 % 60 << ':' << std::setw(2) << whole % 60;
+  return text.str();
+}
+
+std::int64_t partOf(const ProgressState& state, std::int64_t whole) {
+  return *state.total == 0 ? whole : std::min(whole, state.done * whole / *state.total);
+}
+
+// "12 of 27 photos, 2.1 a second, 0:07 left".
+std::string figures(const ProgressState& state, const std::string& unit) {
+  std::ostringstream text;
+  text << state.done;
+  if (state.total) {
+    text << " of " << *state.total;
+  }
+  text << ' ' << unit << ", " << std::fixed << std::setprecision(1) << state.perSecond() << " a second";
+  if (const auto left = state.secondsLeft()) {
+    text << ", " << clockText(*left) << " left";
+  }
+  return text.str();
+}
+
+} // namespace
+
+ProgressKind progressKind(ProgressWish wish, bool quiet) {
+  if (wish == ProgressWish::kJson) {
+    return ProgressKind::kJson;
+  }
+  if (quiet) {
+    return ProgressKind::kNone;
+  }
+  return isTerminal(Stream::kError) ? ProgressKind::kBar : ProgressKind::kLines;
+}
+
+double ProgressState::perSecond() const {
+  return elapsed_s > 0 ? static_cast<double>(done) / elapsed_s : 0;
+}
+
+std::optional<double> ProgressState::secondsLeft() const {
+  return total && done > 0 ? std::optional(static_cast<double>(std::max<std::int64_t>(*total - done, 0)) / perSecond())
+                           : std::nullopt;
+}
+
+std::string progressBar(const ProgressState& state, const std::string& unit, int columns) {
+  constexpr int kBarColumns = 24;
+  std::ostringstream bar;
+  if (state.total) {
+    const auto filled = static_cast<std::size_t>(partOf(state, kBarColumns));
+    bar << '[' << std::string(filled, '#') << std::string(kBarColumns - filled, '.') << "] " << std::setw(3) << partOf(state, 100)
+        << " %  ";
+  }
+  bar << figures(state, unit);
+  return bar.str().substr(0, static_cast<std::size_t>(std::max(columns - 1, 0))); // the last column would begin a new line
+}
+
+std::string progressLine(const ProgressState& state, const std::string& unit) {
+  return (state.total ? std::to_string(partOf(state, 100)) + " %, " : "") + figures(state, unit);
+}
+
+std::string progressJson(const ProgressState& state, const std::string& unit) {
+  const auto rounded = [](double number) { return std::round(number * 1000) / 1000; };
+  const auto left = state.secondsLeft();
+  const nlohmann::ordered_json json = {
+      {"done", state.done},
+      {"total", state.total ? nlohmann::ordered_json(*state.total) : nlohmann::ordered_json()},
+      {"unit", unit},
+      {"per_second", rounded(state.perSecond())},
+      {"elapsed_seconds", rounded(state.elapsed_s)},
+      {"seconds_left", left ? nlohmann::ordered_json(rounded(*left)) : nlohmann::ordered_json()}};
+  return json.dump();
+}
+
+Progress::Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total)
+    : kind_(kind), unit_(std::move(unit)), total_(total) {
+  if (kind_ == ProgressKind::kBar || kind_ == ProgressKind::kJson) {
+    show();
+    thread_ = std::thread([this] { keepShowing(); });
+  }
+}
+
+Progress::~Progress() {
+  {
+    const std::lock_guard lock(mutex_);
+    ends_ = true;
+  }
+  ended_.notify_one();
+  if (thread_.joinable()) {
+    thread_.join();
+  }
+  clearBar();
+}
+
+void Progress::update(std::int64_t done) {
+  const std::lock_guard lock(mutex_);
+  done_ = done;
+  if (kind_ == ProgressKind::kLines) {
+    showLine();
+  }
+}
+
+void Progress::say(const std::string& line) {
+  const std::lock_guard lock(mutex_);
+  clearBar();
+  printLine(line);
+}
+
+void Progress::finish() {
+  const std::lock_guard lock(mutex_);
+  ends_ = true; // the bar goes, what it told last is in the report
+  clearBar();
+  if (kind_ == ProgressKind::kJson) {
+    show();
+  }
+}
+
+ProgressState Progress::state() const {
+  return {done_, total_, std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count()};
+}
+
+void Progress::show() {
+  if (kind_ == ProgressKind::kJson) {
+    error_.write(progressJson(state(), unit_) + "\n");
+    return;
+  }
+  std::string bar = progressBar(state(), unit_, terminalColumns());
+  const std::size_t columns = bar.size();
+  bar.resize(std::max(columns, bar_columns_), ' '); // over the rest of a longer one
+  cancellationEndsALine(true);
+  error_.write("\r" + bar);
+  bar_columns_ = columns;
+}
+
+void Progress::showLine() {
+  const ProgressState now = state();
+  const bool is_due = total_ ? partOf(now, 10) > tenths_told_ : now.elapsed_s >= told_s_ + kSecondsWithoutTotal;
+  if (is_due) {
+    tenths_told_ = total_ ? partOf(now, 10) : 0;
+    told_s_ = now.elapsed_s;
+    printLine(progressLine(now, unit_));
+  }
+}
+
+void Progress::clearBar() {
+  if (bar_columns_ > 0) {
+    error_.write("\r" + std::string(bar_columns_, ' ') + "\r");
+    bar_columns_ = 0;
+    cancellationEndsALine(false);
+  }
+}
+
+void Progress::keepShowing() {
+  std::unique_lock lock(mutex_);
+  while (!ended_.wait_for(lock, kEvery, [this] { return ends_; })) {
+    show();
+  }
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,74 @@
+// progress.h: how far the work on many photos or frames is, on standard error: as a bar that changes, as a line for each tenth,
+// or as lines of JSON for a program that watches.
+//
+// A thread of its own keeps the bar and the JSON going while a single photo takes long.
+#pragma once
+
+#include "terminal.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace vorin::stylize {
+
+enum class ProgressKind { kNone, kBar, kLines, kJson };
+
+// What the user asked for.
+enum class ProgressWish { kAuto, kJson };
+
+// A bar on a terminal, lines elsewhere; JSON where it is asked for, quiet or not.
+ProgressKind progressKind(ProgressWish wish, bool quiet);
+
+// The state of the work as text. total: none where nobody knows; unit: "photos", "frames".
+struct ProgressState {
+  std::int64_t done = 0;
+  std::optional<std::int64_t> total;
+  double elapsed_s = 0;
+
+  double perSecond() const;
+  std::optional<double> secondsLeft() const; // none before the first is done, and without a total
+};
+std::string progressBar(const ProgressState& state, const std::string& unit, int columns);
+std::string progressLine(const ProgressState& state, const std::string& unit);
+std::string progressJson(const ProgressState& state, const std::string& unit);
+
+// update, say and finish: one thread at a time.
+class Progress {
+public:
+  Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void update(std::int64_t done);
+  void say(const std::string& line); // printLine, without spoiling the bar
+  void finish();                     // with what is done by now
+
+private:
+  ProgressState state() const;
+  void show(); // with the mutex held
+  void showLine();
+  void clearBar();
+  void keepShowing();
+
+  const ProgressKind kind_;
+  const std::string unit_;
+  const std::optional<std::int64_t> total_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  const OwnStandardError error_;
+  std::mutex mutex_; // of all below
+  std::condition_variable ended_;
+  std::int64_t done_ = 0;
+  std::int64_t tenths_told_ = 0;
+  double told_s_ = 0;
+  std::size_t bar_columns_ = 0; // 0: no bar stands there
+  bool ends_ = false;
+  std::thread thread_;
+};
+
+} // namespace vorin::stylize
