@@ -44,7 +44,9 @@ public:
     if (shortest_ == 0 && longest_ == kEndless) {
       return "?";
     }
-    return (shortest_ == 0 ? "" : std::to_string(shortest_)) + ".." + (longest_ == kEndless ? "" : std::to_string(longest_));
+    std::string text = shortest_ == 0 ? "" : std::to_string(shortest_);
+    text += "..";
+    return longest_ == kEndless ? text : text + std::to_string(longest_);
   }
 
   static Dimension dynamic() { return {}; }

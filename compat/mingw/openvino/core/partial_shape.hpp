@@ -53,11 +53,7 @@ public:
   const_iterator end() const { return dimensions_.end(); }
 
   std::string to_string() const {
-    std::string text;
-    for (const Dimension& dimension : dimensions_) {
-      text += (text.empty() ? "" : ",") + dimension.to_string();
-    }
-    return has_rank_ ? '[' + text + ']' : "[...]";
+    return has_rank_ ? binding::bracketed(*this, [](const Dimension& dimension) { return dimension.to_string(); }) : "[...]";
   }
 
 private:

@@ -24,6 +24,19 @@ inline std::size_t positionOf(std::ptrdiff_t index, std::size_t size) {
   return static_cast<std::size_t>(position);
 }
 
+// The entries' texts as the runtime writes a shape.
+template <typename Entries, typename TextOf> std::string bracketed(const Entries& entries, TextOf text_of) {
+  std::string text = "[";
+  for (const auto& entry : entries) {
+    if (text.size() > 1) {
+      text += ',';
+    }
+    text += text_of(entry);
+  }
+  text += ']';
+  return text;
+}
+
 } // namespace binding
 
 class Shape : public std::vector<std::size_t> {
@@ -39,11 +52,7 @@ public:
   const_reference at(std::ptrdiff_t index) const { return data()[binding::positionOf(index, size())]; }
 
   std::string to_string() const {
-    std::string text;
-    for (const std::size_t length : *this) {
-      text += (text.empty() ? "" : ",") + std::to_string(length);
-    }
-    return '[' + text + ']';
+    return binding::bracketed(*this, [](std::size_t length) { return std::to_string(length); });
   }
 };
 
