@@ -152,7 +152,7 @@ void Progress::show() {
   const std::size_t columns = bar.size();
   bar.resize(std::max(columns, bar_columns_), ' '); // over the rest of a longer one
   cancellationEndsALine(true);
-  error_.write("\r" + bar);
+  error_.write(bar.insert(0, 1, '\r'));
   bar_columns_ = columns;
 }
 
@@ -168,7 +168,9 @@ void Progress::showLine() {
 
 void Progress::clearBar() {
   if (bar_columns_ > 0) {
-    error_.write("\r" + std::string(bar_columns_, ' ') + "\r");
+    std::string blanks(bar_columns_ + 2, ' ');
+    blanks.front() = blanks.back() = '\r';
+    error_.write(blanks);
     bar_columns_ = 0;
     cancellationEndsALine(false);
   }
