@@ -19,13 +19,15 @@ constexpr const char* kLogKey = "Software\\Merix\\Tolvk\\Debug";
 constexpr const char* kFoldersKey = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
 
 void runReg(const std::string& arguments) {
-  ASSERT_EQ(std::system(("reg " + arguments + " >nul 2>nul").c_str()), 0)
-      << arguments; // NOLINT(cert-env33-c,concurrency-mt-unsafe)
+  const std::string command = "reg " + arguments + " >nul 2>nul";
+  const int status = std::system(command.c_str()); // NOLINT(cert-env33-c,concurrency-mt-unsafe): as a user types it
+  ASSERT_EQ(status, 0) << arguments;
 }
 
 void writeSwitch(DWORD type, const std::string& bytes) {
-  ASSERT_EQ(::RegSetKeyValueA(HKEY_LOCAL_MACHINE, kLogKey, "DumpSTLog", type, bytes.data(), static_cast<DWORD>(bytes.size())),
-            ERROR_SUCCESS);
+  const auto size_bytes = static_cast<DWORD>(bytes.size());
+  const LSTATUS status = ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, kLogKey, "DumpSTLog", type, bytes.data(), size_bytes);
+  ASSERT_EQ(status, 0);
 }
 
 std::string bytesOf(const fs::path& path) {
@@ -102,7 +104,7 @@ TEST_F(LogOnWindows, FolderTestAndFileTakeTheSeparatorsThatTheLogGives) {
   std::FILE* const file = platform::openTextForWriting(folder + "\\logstt.txt");
   ASSERT_NE(file, nullptr);
   EXPECT_TRUE(fs::exists(file_));
-  std::fclose(file);
+  EXPECT_EQ(std::fclose(file), 0);
   EXPECT_FALSE(platform::isFolder(file_.string() + "\\"));
 }
 

@@ -35,7 +35,7 @@ TEST_F(Paths, ProbeFailsWhereItCannotBeMadeOrDeleted) {
   const std::string probe = below("vorin989.tes");
   EXPECT_FALSE(platform::canCreateAndDelete(below("none\\vorin989.tes")));
   for (const DWORD sharing : {DWORD{0}, DWORD{FILE_SHARE_READ}, DWORD{FILE_SHARE_READ | FILE_SHARE_WRITE}}) {
-    const HANDLE other = ::CreateFileA(probe.c_str(), GENERIC_READ, sharing, nullptr, CREATE_ALWAYS, 0, nullptr);
+    HANDLE other = ::CreateFileA(probe.c_str(), GENERIC_READ, sharing, nullptr, CREATE_ALWAYS, 0, nullptr);
     EXPECT_FALSE(platform::canCreateAndDelete(probe)) << sharing;
     ::CloseHandle(other);
     EXPECT_TRUE(platform::canCreateAndDelete(probe));
@@ -89,13 +89,13 @@ TEST_F(CodePage, ReachesFilesWhoseNamesItHas) {
   const std::wstring wide = (folder_ / L"Gr\u00FC\u00DFe.bin").wstring();
   std::FILE* const written = platform::createBinary(narrow);
   ASSERT_NE(written, nullptr);
-  std::fclose(written);
+  EXPECT_EQ(std::fclose(written), 0);
   EXPECT_TRUE(fs::exists(wide));
   EXPECT_TRUE(platform::exists(narrow));
   EXPECT_TRUE(platform::isWritable(wide));
   std::FILE* const read = platform::openBinaryForReading(wide);
   ASSERT_NE(read, nullptr);
-  std::fclose(read);
+  EXPECT_EQ(std::fclose(read), 0);
 }
 
 TEST_F(CodePage, ReachesOtherFilesByTheirWideNameOnly) {
@@ -103,7 +103,7 @@ TEST_F(CodePage, ReachesOtherFilesByTheirWideNameOnly) {
   std::ofstream(fs::path(wide)) << "content";
   std::FILE* const read = platform::openBinaryForReading(wide);
   ASSERT_NE(read, nullptr);
-  std::fclose(read);
+  EXPECT_EQ(std::fclose(read), 0);
   EXPECT_TRUE(platform::isWritable(wide));
   const std::string narrow = platform::toNarrow(wide);
   EXPECT_EQ(narrow, below("??.bin"));

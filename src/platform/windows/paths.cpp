@@ -68,7 +68,7 @@ std::optional<std::string> temporaryFolder() {
 }
 
 bool canCreateAndDelete(const std::string& path) {
-  const HANDLE file =
+  HANDLE file =
       ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     return false;

@@ -4,7 +4,6 @@
 // VORIN_TEST_ADAPTERS_OPEN counts the objects that were given out and not released. It tells the process that it was loaded by
 // setting VORIN_TEST_ADAPTERS_LOADED.
 #include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dxgi.h>
@@ -60,11 +59,14 @@ public:
   HRESULT WINAPI EnumOutputs(UINT, IDXGIOutput**) override { return DXGI_ERROR_NOT_FOUND; }
   HRESULT WINAPI CheckInterfaceSupport(REFGUID, LARGE_INTEGER*) override { return DXGI_ERROR_UNSUPPORTED; }
   HRESULT WINAPI GetDesc(DXGI_ADAPTER_DESC* description) override {
-    unsigned memory_mib = 0;
     *description = {};
-    if (std::sscanf(text_.c_str(), "%x:%x:%u", &description->VendorId, &description->DeviceId, &memory_mib) != 3) {
+    char* rest = text_.data();
+    description->VendorId = std::strtoul(rest, &rest, 16);
+    if (*rest++ != ':') {
       return E_FAIL;
     }
+    description->DeviceId = std::strtoul(rest, &rest, 16);
+    const unsigned long memory_mib = *rest == ':' ? std::strtoul(rest + 1, nullptr, 10) : 0;
     description->DedicatedVideoMemory = SIZE_T{memory_mib} << 20;
     return S_OK;
   }
