@@ -90,11 +90,12 @@ TEST(TileBlend, PixelsAgainstFloatingPoint) {
         for (int row = 0; row < tile.height; ++row) {
           blendTileRow(*place, weights, false, row, picture.ptr(y + row, x), into.image().ptr(y + row, x));
           for (int byte = 0; byte < kTileBytes; ++byte) {
-            const double across = (byte / 3 + 0.5) / kTile;
+            const int column = byte / 3;
+            const double across = (column + 0.5) / kTile;
             const double down = (row + 0.5) / kTile;
             const double weight = (256 * (1 - across) + 200 * across) * (1 - down) + 90 * across * down;
             const double expected =
-                blendedByte(history.image(), from + cv::Point2d(byte / 3, row), byte % 3, weight, picture.ptr(y + row, x)[byte]);
+                blendedByte(history.image(), from + cv::Point2d(column, row), byte % 3, weight, picture.ptr(y + row, x)[byte]);
             ASSERT_NEAR(into.image().ptr(y + row, x)[byte], expected, 2) << tile << motion << " row " << row << " byte " << byte;
           }
         }

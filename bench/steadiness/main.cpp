@@ -22,7 +22,7 @@ namespace vorin::bench {
 namespace {
 
 constexpr int kFrames = 24;
-constexpr int kCostFrames = 61; // of each side
+constexpr int kCostFrames = 31; // of each side
 constexpr double kCameraNoise = 3;
 const cv::Size kSize(960, 540);
 
