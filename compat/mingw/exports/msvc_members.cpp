@@ -1,9 +1,9 @@
-// The members that MSVC makes by itself for an exported class, for programs built by it: SttInterface's constructors, which set the
-// pointer to the table of virtual functions; that table, of twelve pure ones; and the assignments of both classes, which have no data
-// to assign. vorin_stt.def gives these here MSVC's names.
+// The members that MSVC makes by itself for an exported class, for programs built by it: SttInterface's constructors, which set
+// the pointer to the table of virtual functions; that table, of twelve pure ones; and the assignments of both classes, which have
+// no data to assign. vorin_stt.def gives these here MSVC's names.
 //
-// In both compilers an object's table pointer points at the first virtual function. MSVC's symbol for the table names that place, this
-// compiler's one before it, so MSVC's cannot be an alias and the table stands here a second time.
+// In both compilers an object's table pointer points at the first virtual function. MSVC's symbol for the table names that place,
+// this compiler's one before it, so MSVC's cannot be an alias and the table stands here a second time.
 #include <array>
 #include <cstddef>
 #include <cxxabi.h>
