@@ -7,6 +7,18 @@ namespace vorin::media {
 namespace {
 
 constexpr int kMiddle = 128; // of the colour differences
+constexpr int kFactorPlaces = 13;
+constexpr int kPlaces = 5;                         // of products: 8 + 13 - 16
+constexpr std::int16_t kHalf = 1 << (kPlaces - 1); // of a step of the result
+
+std::int16_t toFactor(double value) {
+  return static_cast<std::int16_t>(std::lround(value * (1 << kFactorPlaces)));
+}
+
+// With kPlaces binary places.
+std::int16_t times(std::int16_t value, std::int16_t factor) {
+  return static_cast<std::int16_t>((static_cast<std::int16_t>(value << 8) * factor) >> 16);
+}
 
 struct LumaWeights {
   double red;
@@ -45,8 +57,8 @@ struct ColourTerm {
   double v;
 };
 
-std::uint8_t clamped(int value) {
-  return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+std::uint8_t clamped(std::int16_t value) {
+  return static_cast<std::uint8_t>(std::clamp<std::int16_t>(value, 0, 255));
 }
 
 } // namespace
@@ -95,42 +107,45 @@ ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
   const ColourTerm luma = {fresh.red * red.u + fresh.green() * green.u + fresh.blue * blue.u,
                            fresh.red * red.v + fresh.green() * green.v + fresh.blue * blue.v};
 
-  const auto fixed = [](double value) { return static_cast<int>(std::lround(value * (1 << kFractionBits))); };
   const double colour_scale = written.colour_steps / read.colour_steps;
   const double luma_per_colour = written.luma_steps / read.colour_steps;
   const double luma_scale = written.luma_steps / read.luma_steps;
-  luma_scale_ = fixed(luma_scale);
-  luma_offset_ = fixed(written.luma_offset - luma_scale * read.luma_offset + 0.5);
-  luma_ = {fixed(luma.u * luma_per_colour), fixed(luma.v * luma_per_colour)};
+  luma_scale_ = toFactor(luma_scale);
+  // The luma is taken from its middle too, to fit.
+  luma_offset_ =
+      static_cast<std::int16_t>(std::lround((written.luma_offset + luma_scale * (kMiddle - read.luma_offset)) * (1 << kPlaces)));
+  luma_ = {toFactor(luma.u * luma_per_colour), toFactor(luma.v * luma_per_colour)};
   const double u_steps = colour_scale / (2 * (1 - fresh.blue));
   const double v_steps = colour_scale / (2 * (1 - fresh.red));
-  u_ = {fixed((blue.u - luma.u) * u_steps), fixed((blue.v - luma.v) * u_steps)};
-  v_ = {fixed((red.u - luma.u) * v_steps), fixed((red.v - luma.v) * v_steps)};
+  u_ = {toFactor((blue.u - luma.u) * u_steps), toFactor((blue.v - luma.v) * u_steps)};
+  v_ = {toFactor((red.u - luma.u) * v_steps), toFactor((red.v - luma.v) * v_steps)};
 }
 
-// The loops are written for the compiler to make vectors of: 16 bits where they suffice.
 void ColourChange::changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const {
-  constexpr int kHalf = 1 << (kFractionBits - 1);
-  constexpr int kOffset = (kMiddle << kFractionBits) + kHalf;
-  for (int i = 0; i < count; ++i, pairs += 2) {
-    const int u = pairs[0] - kMiddle;
-    const int v = pairs[1] - kMiddle;
-    luma_terms[i] = static_cast<std::int16_t>((luma_.from_u * u + luma_.from_v * v + kHalf) >> kFractionBits);
-    pairs[0] = clamped((u_.from_u * u + u_.from_v * v + kOffset) >> kFractionBits);
-    pairs[1] = clamped((v_.from_u * u + v_.from_v * v + kOffset) >> kFractionBits);
+  constexpr std::int16_t kOffset = (kMiddle << kPlaces) + kHalf;
+  const auto term = [](std::int16_t u, std::int16_t v, Term factors) {
+    return static_cast<std::int16_t>(times(u, factors.u) + times(v, factors.v));
+  };
+  for (int i = 0; i < count; ++i, pairs += 2, luma_terms += 2) {
+    const auto u = static_cast<std::int16_t>(pairs[0] - kMiddle);
+    const auto v = static_cast<std::int16_t>(pairs[1] - kMiddle);
+    luma_terms[0] = luma_terms[1] = term(u, v, luma_);
+    pairs[0] = clamped(static_cast<std::int16_t>((term(u, v, u_) + kOffset) >> kPlaces));
+    pairs[1] = clamped(static_cast<std::int16_t>((term(u, v, v_) + kOffset) >> kPlaces));
   }
 }
 
-void ColourChange::changeLuma(std::uint8_t* row, int count, const std::int16_t* luma_terms) const {
+void ColourChange::changeLuma(std::uint8_t* row, int width, const std::int16_t* luma_terms) const {
   if (range_stays_) {
-    for (int i = 0; i < 2 * count; ++i) {
-      const auto value = static_cast<std::int16_t>(row[i] + luma_terms[i / 2]);
-      row[i] = static_cast<std::uint8_t>(std::clamp<std::int16_t>(value, 0, 255));
+    for (int i = 0; i < width; ++i) {
+      row[i] = clamped(static_cast<std::int16_t>(row[i] + ((luma_terms[i] + kHalf) >> kPlaces)));
     }
     return;
   }
-  for (int i = 0; i < 2 * count; ++i) {
-    row[i] = clamped(((luma_scale_ * row[i] + luma_offset_) >> kFractionBits) + luma_terms[i / 2]);
+  const auto offset = static_cast<std::int16_t>(luma_offset_ + kHalf);
+  for (int i = 0; i < width; ++i) {
+    const auto scaled = times(static_cast<std::int16_t>(row[i] - kMiddle), luma_scale_);
+    row[i] = clamped(static_cast<std::int16_t>((scaled + luma_terms[i] + offset) >> kPlaces));
   }
 }
 
@@ -142,11 +157,11 @@ void ColourChange::apply(Picture& nv12) const {
   const auto row_bytes = static_cast<std::size_t>(width);
   std::uint8_t* luma = nv12.bytes.data();
   std::uint8_t* pairs = luma + row_bytes * static_cast<std::size_t>(height);
-  std::vector<std::int16_t> luma_terms(row_bytes / 2);
+  std::vector<std::int16_t> luma_terms(row_bytes);
   for (int row = 0; row < height; row += 2, luma += 2 * row_bytes, pairs += row_bytes) {
     changePairs(pairs, width / 2, luma_terms.data());
-    changeLuma(luma, width / 2, luma_terms.data());
-    changeLuma(luma + row_bytes, width / 2, luma_terms.data());
+    changeLuma(luma, width, luma_terms.data());
+    changeLuma(luma + row_bytes, width, luma_terms.data());
   }
 }
 

@@ -30,20 +30,19 @@ public:
   void apply(Picture& nv12) const;
 
 private:
-  static constexpr int kFractionBits = 14;
-
-  struct Term { // in fixed point
-    int from_u = 0;
-    int from_v = 0;
+  struct Term { // factors
+    std::int16_t u = 0;
+    std::int16_t v = 0;
   };
 
+  // luma_terms: for each luma sample of a row.
   void changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const;
-  void changeLuma(std::uint8_t* row, int count, const std::int16_t* luma_terms) const;
+  void changeLuma(std::uint8_t* row, int width, const std::int16_t* luma_terms) const;
 
   bool is_none_ = false;
   bool range_stays_ = false;
-  int luma_scale_ = 0;
-  int luma_offset_ = 0;
+  std::int16_t luma_scale_ = 0;
+  std::int16_t luma_offset_ = 0; // with kPlaces binary places
   Term luma_;
   Term u_;
   Term v_;

@@ -202,7 +202,7 @@ Arguments parseArguments(int count, const char* const* arguments) {
   devices->set_help_flag("-h,--help", "Print this help");
   app.require_subcommand(0, 1);
   app.formatter(std::make_shared<OnePhotoFormatter>()); // not the subcommands'
-  app.footer(kFooter);                                  // after the subcommands, which would take it over
+  app.footer(std::string(kClipFooter) + kFooter);       // after the subcommands, which would take it over
   sheet->footer(kSheetFooter);
 
   Arguments parsed;

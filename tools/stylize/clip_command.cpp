@@ -172,6 +172,17 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
 
 } // namespace
 
+const char* const kClipFooter = R"(
+Clips keep their sound, subtitles, time stamps, colour tags and rotation. They are
+written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries Y4M
+(ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
+
+Examples for clips:
+  vorin-stylize clip.mp4 -o drawn.mp4 --style cartoon
+  vorin-stylize clip.mkv -o drawn.mkv --style stipple --codec h265 --crf 28
+  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | vorin-stylize - -o drawn.mp4 --style pencil
+)";
+
 bool isClip(const std::string& input, const std::string& output) {
   return input == kPipe || output == kPipe || media::isClipName(tools::pathFromUtf8(output));
 }

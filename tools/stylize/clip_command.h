@@ -21,6 +21,9 @@ bool isClip(const std::string& input, const std::string& output);
 // ".mp4, ..."; empty where there are no clips.
 std::string clipExtensions();
 
+// For the help, below the options.
+extern const char* const kClipFooter;
+
 // The options that only clips have, as rows of the option table; and their values, checked as far as that goes without a file.
 std::vector<OptionRow> clipOptionRows();
 ClipOptions checkedClipOptions(const RawArguments& raw);

@@ -96,7 +96,9 @@ std::vector<OptionRow> optionTable() {
       {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForBoth, kOtherSection},
   };
   const std::vector<OptionRow> clip_rows = clipOptionRows();
-  rows.insert(rows.end(), clip_rows.begin(), clip_rows.end());
+  const auto behind_the_drawing =
+      std::find_if(rows.begin(), rows.end(), [](const OptionRow& row) { return row.section != kPictureSection; });
+  rows.insert(behind_the_drawing, clip_rows.begin(), clip_rows.end());
   return rows;
 }
 

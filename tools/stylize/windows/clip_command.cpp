@@ -5,6 +5,8 @@
 
 namespace vorin::stylize {
 
+const char* const kClipFooter = "";
+
 bool isClip(const std::string& /*input*/, const std::string& /*output*/) {
   return false;
 }
