@@ -42,14 +42,14 @@ protected:
   _VorinStatus load(const Request& request, const std::string& folder) {
     LogLines log;
     const _VorinStatus status =
-        engine_.load(request.device, request.style_type, request.style_index, request.width, request.height, folder);
+        engine_->load(request.device, request.style_type, request.style_index, request.width, request.height, folder);
     lines_ = log.take();
     return status;
   }
 
   // The network's answer to a frame of one byte value, at its own size.
   float answer(std::uint8_t byte) {
-    const ov::Tensor output = engine_.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(byte)));
+    const ov::Tensor output = engine_->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(byte)));
     return output.data<float>()[0];
   }
 
@@ -58,7 +58,7 @@ protected:
   static std::string cacheFolder() { return inProgramFolder("cache"); }
 
   TestPackage package_;
-  NeuralEngine engine_;
+  std::optional<NeuralEngine> engine_{std::in_place}; // which a test may replace
   Lines lines_;
 
 private:
@@ -123,9 +123,9 @@ TEST_F(NetworkLoadingTest, CachesCompiledNetworksForGpusOnly) {
 TEST_F(NetworkLoadingTest, ACachedNetworkAnswersAsTheFirst) {
   package_.write({networkFiles(kCartoon, FixedNetwork{.gain = 0.5F, .bias = 3})});
   for (int time = 0; time < 2; ++time) {
-    NeuralEngine engine;
-    ASSERT_EQ(engine.load("GPU", SttStyleCartoon, 0, 0, 0, package_.folder()), VORIN_STATUS_OK);
-    EXPECT_NEAR(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(255))).data<float>()[0], 3.5F, kHalfPrecision);
+    engine_.emplace();
+    ASSERT_EQ(load({.style_type = SttStyleCartoon}), VORIN_STATUS_OK);
+    EXPECT_NEAR(answer(255), 3.5F, kHalfPrecision);
   }
   EXPECT_FALSE(fs::is_empty(cacheFolder()));
 }
@@ -220,12 +220,6 @@ std::vector<FailureCase> failureCases() {
        VORIN_STATUS_INVALID_PARAM,
        {read, "====== sdk: [I] only support 1 or 2 inputs"},
        {bin, xml}},
-      {"three inputs of style transfer",
-       {transferFiles({"input_content", "input_style", "c"})},
-       transfer,
-       VORIN_STATUS_INVALID_PARAM,
-       {read, "====== sdk: [I] only support 1 or 2 inputs"},
-       transfer_left},
       {"other input names",
        {transferFiles({"content", "style"})},
        transfer,
@@ -261,14 +255,7 @@ std::vector<FailureCase> failureCases() {
 TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp) {
   for (const FailureCase& failure : failureCases()) {
     SCOPED_TRACE(failure.description);
-    std::optional<NeuralEngine> engine(std::in_place);
-    const auto load = [&](const Request& request) {
-      LogLines log;
-      const _VorinStatus status =
-          engine->load(request.device, request.style_type, request.style_index, request.width, request.height, package_.folder());
-      lines_ = log.take();
-      return status;
-    };
+    engine_.emplace();
     package_.write(failure.networks);
     EXPECT_EQ(load(failure.request), failure.status);
     ASSERT_GE(lines_.size(), failure.last_lines.size());
@@ -276,13 +263,13 @@ TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp
       EXPECT_THAT(lines_[lines_.size() - failure.last_lines.size() + line], StartsWith(failure.last_lines[line]));
     }
     EXPECT_EQ(unpackedNetworkFiles(), failure.left_behind);
-    EXPECT_THROW(engine->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))), std::exception);
+    EXPECT_THROW(engine_->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))), std::exception);
 
     // The same engine, another style: only an engine that loaded keeps its network.
     package_.write({twinFiles(kLightGrey, FixedNetwork{})});
     EXPECT_EQ(load({}), VORIN_STATUS_OK);
-    EXPECT_NO_THROW(engine->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))));
-    engine.reset(); // Windows keeps a deleted file while the network still uses it
+    EXPECT_NO_THROW(engine_->infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(0))));
+    engine_.reset(); // Windows keeps a deleted file while the network still uses it
     EXPECT_THAT(unpackedNetworkFiles(), IsEmpty());
   }
 }

@@ -13,22 +13,12 @@ namespace vorin {
 namespace {
 
 using namespace tests;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::StartsWith;
 
 constexpr int kWidth = 13;
 constexpr int kHeight = 7;
 const cv::Size kSize(kWidth, kHeight);
-
-SttFrame frameOf(Picture& picture, cv::Size size, std::uint32_t format = VORIN_FMT_BGR24) {
-  return {.memoryType = VORIN_MEM_SYSTEM,
-          .data = picture.data(),
-          .pixelFormat = format,
-          .width = static_cast<std::uint32_t>(size.width),
-          .height = static_cast<std::uint32_t>(size.height),
-          .pitch = 0};
-}
 
 // A host's output frame: memory with a watched end, and a descriptor that says nothing yet.
 struct HostOutput {
@@ -254,37 +244,6 @@ TEST_F(NeuralFramesTest, AStyleImageOfAnUnknownFormatEndsTheFrame) {
   const SttFrame unknown = frameOf(look_, {5, 4}, 4);
   EXPECT_THROW(pipeline_.processFrame(settings(SttStyleTransfer), frameOf(frame_, kSize), &unknown, output.frame), cv::Exception);
   EXPECT_TRUE(output.untouched());
-}
-
-TEST_F(NeuralFramesTest, RefusedAndUnknownRequestsSayWhatTheyWere) {
-  ASSERT_EQ(pipeline_.initPlugins(settings(SttStyleTransfer)), VORIN_STATUS_OK);
-  {
-    LogLines log;
-    HostOutput output(kSize);
-    SttFrame elsewhere = frameOf(frame_, kSize);
-    elsewhere.memoryType = 1;
-    EXPECT_EQ(pipeline_.processFrame(settings(SttStyleTransfer), elsewhere, &look_frame_, output.frame),
-              VORIN_STATUS_UNSUPPORTED);
-    EXPECT_TRUE(output.untouched());
-    EXPECT_EQ(log.take().back(), "====== sdk: [E] only support system memory now!");
-  }
-  {
-    LogLines log;
-    HostOutput output(kSize);
-    EXPECT_EQ(pipeline_.processFrame(settings(9), frameOf(frame_, kSize), nullptr, output.frame), VORIN_STATUS_OK);
-    EXPECT_EQ(output.size(), cv::Size(0, 0));
-    EXPECT_TRUE(output.memory.untouched());
-    EXPECT_THAT(log.take(), Contains("====== sdk: [E] error type for style transfer"));
-  }
-  {
-    LogLines log;
-    HostOutput output(kSize, 4);
-    EXPECT_EQ(pipeline_.processFrame(settings(SttStyleTransfer), frameOf(frame_, kSize), &look_frame_, output.frame),
-              VORIN_STATUS_OK);
-    EXPECT_EQ(output.size(), kSize);
-    EXPECT_TRUE(output.memory.untouched());
-    EXPECT_THAT(log.take(), Contains("====== sdk: [E] invalid output format"));
-  }
 }
 
 } // namespace

@@ -158,11 +158,6 @@ TEST_F(NeuralInferenceTest, EachFrameIsReadFromItsOwnMemory) {
   }
 }
 
-TEST_F(NeuralInferenceTest, AnEngineThatLoadedNothingHasNoAnswer) {
-  NeuralEngine engine;
-  EXPECT_THROW(engine.infer(cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(1))), std::exception);
-}
-
 // The first load gets as far as the network's size, the second to the style.
 TEST_F(NeuralInferenceTest, AnEngineOfAnUnsupportedStyleSaysSo) {
   const TestPackage package({networkFiles(kTransfer540, makeSum({"input_content", "no_style"}))});

@@ -128,15 +128,6 @@ protected:
       return cartoonPicture(planes, style.size.width, style.size.height);
     }
   }
-
-  static SttFrame frameOf(Picture& picture, cv::Size size) {
-    return {.memoryType = VORIN_MEM_SYSTEM,
-            .data = picture.data(),
-            .pixelFormat = VORIN_FMT_BGR24,
-            .width = static_cast<std::uint32_t>(size.width),
-            .height = static_cast<std::uint32_t>(size.height),
-            .pitch = 0};
-  }
 };
 
 TEST_P(TrainedNetworksTest, TheLibraryGivesWhatTheRuntimeGives) {

@@ -58,15 +58,6 @@ protected:
       {networkFiles(kCartoon, FixedNetwork{.width = 1, .height = 1, .gain = 0, .bias = 0.5F, .padding_floats = kPadding / 4})}};
 };
 
-TEST_F(TwoProcessesTest, OneAfterTheOtherAlwaysEndsWell) {
-  const TemporaryFolder folder;
-  const std::filesystem::path program = copyProgram(folder);
-  for (int run = 0; run < 2; ++run) {
-    ChildProcess process(command(program), {});
-    EXPECT_EQ(wellEnded(process), kRounds);
-  }
-}
-
 TEST_F(TwoProcessesTest, InFoldersOfTheirOwnBothEndWell) {
   const TemporaryFolder left_folder;
   const TemporaryFolder right_folder;

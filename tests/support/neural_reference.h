@@ -3,6 +3,8 @@
 // Pictures are bytes, three a pixel, blue, green, red; planes are floats, three of them one behind the other.
 #pragma once
 
+#include "vorin_stt.h"
+
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -18,6 +20,15 @@ namespace vorin::tests {
 
 using Picture = std::vector<std::uint8_t>;
 using Planes = std::vector<float>;
+
+inline SttFrame frameOf(Picture& picture, cv::Size size, std::uint32_t format = VORIN_FMT_BGR24) {
+  return {.memoryType = VORIN_MEM_SYSTEM,
+          .data = picture.data(),
+          .pixelFormat = format,
+          .width = static_cast<std::uint32_t>(size.width),
+          .height = static_cast<std::uint32_t>(size.height),
+          .pitch = 0};
+}
 
 inline Picture randomPicture(int width, int height, std::uint32_t seed, int lowest = 0, int highest = 255) {
   std::mt19937 random(seed);
