@@ -212,7 +212,9 @@ TEST(StylizeFailures, NamesTheKindThatThereIs) {
 TEST(StylizeFailures, CancelledWorkLeavesNothing) {
   const StylizeRun run;
   const std::string photo = run.photo("photo.bmp", {4000, 3000});
-  ChildProcess child({StylizeRun::program(), photo, "-o", run.file("out.png"), "--style", "stipple"}, StylizeRun::withGpu());
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.gets_signals = true;
+  ChildProcess child({StylizeRun::program(), photo, "-o", run.file("out.png"), "--style", "stipple"}, setting);
   // The temporary beside the output shows that the work has begun; the drawing itself then takes much longer than one look.
   const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (run.names().size() < 2 && std::chrono::steady_clock::now() < give_up) {

@@ -188,7 +188,9 @@ TEST_F(StylizeNeuralFailure, CancelledLoadingSaysSoAndLeavesNothing) {
   ASSERT_FALSE(fs::exists(unpacked));
   std::vector<std::string> arguments = commandLine({"", "", {"--style", "cartoon", "--models", "%models"}, 130, ""});
   arguments.insert(arguments.begin(), program.string());
-  ChildProcess child(arguments, StylizeRun::withGpu());
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.gets_signals = true;
+  ChildProcess child(arguments, setting);
   const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!fs::exists(unpacked) && std::chrono::steady_clock::now() < give_up) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));

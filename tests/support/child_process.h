@@ -14,6 +14,7 @@ struct ChildSetting {
   std::filesystem::path working_folder;                        // empty: the test's own
   std::map<std::string, std::optional<std::string>> variables; // set, or removed (no value), for the child only
   std::optional<std::filesystem::path> standard_output = {};   // instead of catching it
+  bool gets_signals = false;                                   // to be set where signal() is to reach it
 };
 
 struct ChildResult {
@@ -30,7 +31,7 @@ public:
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  void signal(int number) const; // as raise() knows it
+  void signal(int number) const; // as raise() knows it; on Windows it is always Ctrl-C
   ChildResult wait();
 
 private:

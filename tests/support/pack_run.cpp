@@ -74,7 +74,9 @@ void PackTest::expectRefusal(const std::vector<std::string>& arguments, int stat
 void PackTest::expectCancelledBy(int signal) const {
   writeFile(pack_.file("large"), "");
   fs::resize_file(pack_.file("large"), 0x40000000); // long enough to be met at work
-  ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, pack_.setting());
+  ChildSetting setting = pack_.setting();
+  setting.gets_signals = true;
+  ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, setting);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (pack_.leftovers().empty() && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -4,11 +4,13 @@
 
 #include "support/package_bytes.h"
 #include "support/test_environment.h"
+#include "support/windows/console.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cwctype>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
 #include <windows.h>
 
@@ -96,18 +98,24 @@ Handle openFile(const fs::path& path, DWORD access, DWORD disposition) {
   return Handle(handle);
 }
 
-Handle startProgram(std::wstring line, std::wstring environment, const ChildSetting& setting, HANDLE output, HANDLE error) {
+Handle startProgram(std::wstring line, std::wstring environment, const ChildSetting& setting, const Console* console,
+                    HANDLE output, HANDLE error) {
   const Handle input = openFile("NUL", GENERIC_READ, OPEN_EXISTING);
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = input.get();
-  startup.hStdOutput = output;
-  startup.hStdError = error;
+  STARTUPINFOEXW startup{};
+  startup.StartupInfo.cb = sizeof startup;
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.StartupInfo.hStdInput = input.get();
+  startup.StartupInfo.hStdOutput = output;
+  startup.StartupInfo.hStdError = error;
+  std::optional<ConsoleAttributes> attributes;
+  if (console != nullptr) {
+    attributes.emplace(console->get());
+    startup.lpAttributeList = attributes->get();
+  }
   PROCESS_INFORMATION process{};
-  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT | CREATE_NEW_PROCESS_GROUP,
-                     environment.data(), setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(), &startup,
-                     &process) == FALSE) {
+  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT,
+                     environment.data(), setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(),
+                     &startup.StartupInfo, &process) == FALSE) {
     throw std::runtime_error("cannot start a child process: " + fs::path(line).string());
   }
   static_cast<void>(Handle(process.hThread));
@@ -183,7 +191,8 @@ struct ChildProcess::Running {
   fs::path file(const char* name) const { return folder.path() / name; }
 
   TemporaryFolder folder; // of the files that the child writes and the test reads afterwards
-  Handle process;         // null: started through the shell
+  std::optional<Console> console;
+  Handle process; // null: started through the shell
 };
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
@@ -191,20 +200,33 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
   const Handle output = setting.standard_output ? openFile(*setting.standard_output, GENERIC_WRITE, OPEN_EXISTING)
                                                 : openFile(running_->file("output"), GENERIC_WRITE, CREATE_ALWAYS);
   const Handle error = openFile(running_->file("error"), GENERIC_WRITE, CREATE_ALWAYS);
+  if (setting.gets_signals) {
+    running_->console.emplace();
+  }
   if (!needsShell(arguments, setting)) {
-    running_->process =
-        startProgram(commandLine(arguments), environmentWith(setting.variables), setting, output.get(), error.get());
+    running_->process = startProgram(commandLine(arguments), environmentWith(setting.variables), setting,
+                                     running_->console ? &*running_->console : nullptr, output.get(), error.get());
     return;
   }
   const fs::path script = running_->file("script");
   writeFile(script, shellScript(arguments, setting, running_->folder.path()));
-  startProgram(L"Z:\\bin\\sh " + quoted(wide(nameBelow(script))), environmentWith({}), {}, output.get(), error.get());
+  startProgram(L"Z:\\bin\\sh " + quoted(wide(nameBelow(script))), environmentWith({}), {}, nullptr, output.get(), error.get());
 }
 
 ChildProcess::~ChildProcess() = default;
 
 void ChildProcess::signal(int /*number*/) const {
-  GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(running_->process.get()));
+  // To all of the child's console, which this process joins for the moment. (Wine knows no other event and no smaller group.)
+  const auto ignore = [](DWORD) -> BOOL { return TRUE; };
+  FreeConsole();
+  if (!running_->console || AttachConsole(GetProcessId(running_->process.get())) == FALSE) {
+    throw std::runtime_error("the child process gets no signals");
+  }
+  SetConsoleCtrlHandler(ignore, TRUE);
+  GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+  WaitForSingleObject(running_->process.get(), INFINITE); // this process ignores the event until it has come
+  SetConsoleCtrlHandler(ignore, FALSE);
+  FreeConsole();
 }
 
 ChildResult ChildProcess::wait() {
