@@ -48,7 +48,7 @@ def light_grey_network(expand: Expansion = expanded) -> ov.Model:
 def cartoon_network(eight_bit_entry: bool = True) -> ov.Model:
     """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1.
 
-    The first layer takes most of a float network's time, so it computes in 8 bits: they hold a photo exactly and weights well enough.
+    The first layer takes most of a float network's time, so it computes in 8 bits: they hold a photo exactly, weights well enough.
     """
     image = _image_input()
     only_lightness = np.tile(LIGHTNESS, (3, 1))

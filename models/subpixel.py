@@ -1,4 +1,4 @@
-"""The expanding layers of the repainting network at fewer positions with more planes: the same numbers in a fifth of the time.
+"""The expanding layers of the repainting network at fewer positions with more planes: the same numbers in a third of the time.
 
 The trained network doubles the picture twice, each pixel becoming a square of four, convolves after each doubling, and ends with
 9 x 9 taps on every pixel that give only three planes, where a processor computes sixteen at once. Here each convolution runs on a
