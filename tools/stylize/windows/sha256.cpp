@@ -1,9 +1,10 @@
 #include "../sha256.h"
 
 #include <array>
-#include <bcrypt.h> // stands on windows.h
 #include <stdexcept>
 #include <windows.h>
+
+#include <bcrypt.h> // stands on windows.h
 
 namespace vorin::stylize {
 namespace {
