@@ -2,7 +2,11 @@
 
 #include <array>
 #include <stdexcept>
+// The second needs the first.
+// clang-format off
 #include <windows.h>
+#include <bcrypt.h>
+// clang-format on
 
 #include <bcrypt.h> // stands on windows.h
 
