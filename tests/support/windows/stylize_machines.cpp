@@ -1,6 +1,6 @@
 #include "support/stylize_run.h"
 
-#include <sstream>
+#include <cstdlib>
 #include <stdexcept>
 #include <windows.h>
 
@@ -13,16 +13,9 @@ fs::path buildFolder() {
   return fs::path(StylizeRun::program()).parent_path();
 }
 
-// The folders of libraries that the tests were started with, but for the stand-ins'.
-std::string foldersWithoutStandIns() {
-  std::istringstream list(std::getenv("PATH")); // NOLINT(concurrency-mt-unsafe): the tests run on one thread
-  std::string folders;
-  for (std::string folder; std::getline(list, folder, ';');) {
-    if (folder.find("softgpu") == std::string::npos) {
-      folders += (folders.empty() ? "" : ";") + folder;
-    }
-  }
-  return folders;
+// Programs find a DLL through PATH.
+std::string pathWith(const fs::path& folder) {
+  return fs::path(folder).make_preferred().string() + ";" + std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): on one thread
 }
 
 } // namespace
@@ -30,14 +23,13 @@ std::string foldersWithoutStandIns() {
 // The OpenCL stand-in stays as the tests were started with it: it belongs to the system below Wine.
 ChildSetting StylizeRun::withGpu() {
   ChildSetting setting;
-  const fs::path runtime = (buildFolder() / "softgpu" / "runtime").make_preferred();
-  setting.variables = {{"PATH", runtime.string() + ";" + foldersWithoutStandIns()}, {"VORIN_SOFTGPU", "1"}};
+  setting.variables = {{"PATH", pathWith(buildFolder() / "softgpu" / "runtime")}, {"VORIN_SOFTGPU", "1"}};
   return setting;
 }
 
 ChildSetting StylizeRun::withoutGpu() {
   ChildSetting setting;
-  setting.variables = {{"PATH", foldersWithoutStandIns()}, {"VORIN_SOFTGPU", std::nullopt}};
+  setting.variables = {{"PATH", pathWith(VORIN_RUNTIME_FOLDER)}, {"VORIN_SOFTGPU", std::nullopt}};
   return setting;
 }
 
