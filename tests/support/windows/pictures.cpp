@@ -7,6 +7,7 @@
 #include <exception>
 #include <string>
 #include <vector>
+#include <windows.h>
 
 namespace vorin::tests {
 
@@ -25,6 +26,10 @@ cv::Mat loadPicture(const std::string& file) {
   } catch (const std::exception&) {
     return {};
   }
+}
+
+bool jpegQualityIsKept() {
+  return GetProcAddress(GetModuleHandleA("ntdll"), "wine_get_version") == nullptr;
 }
 
 } // namespace vorin::tests
