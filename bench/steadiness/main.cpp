@@ -99,7 +99,7 @@ void printCut(const Clip& clip) {
 }
 
 void printCost(const StyleCase& style, cv::Size size, const cv::Mat& scene_photo) {
-  const Clip clip = panClip(scene_photo, size, kFrames, kCameraNoise);
+  const Clip clip = panClip(scene_photo, size, kFrames, 4, kCameraNoise);
   StyleStream stream(style, size, kModels, styleImage());
   steady::SteadyBlend blend(textureOf(style));
   std::vector<double> without_ms;
@@ -126,8 +126,9 @@ void printAllSteadiness() {
   const cv::Mat pavilion = photo("sklearn/datasets/images/china.jpg");
   const cv::Mat coffee = photo("skimage/data/coffee.png");
   printSteadiness(stillClip(pavilion, kSize, kFrames, kCameraNoise));
-  printSteadiness(panClip(pavilion, kSize, kFrames, 0));
-  printSteadiness(panClip(pavilion, kSize, kFrames, kCameraNoise));
+  printSteadiness(panClip(pavilion, kSize, kFrames, 4, 0));
+  printSteadiness(panClip(pavilion, kSize, kFrames, 4, kCameraNoise));
+  printSteadiness(panClip(pavilion, kSize, kFrames, 3, kCameraNoise)); // where no reduced picture moves by whole pixels
   printCut(cutClip(pavilion, coffee, kSize, 8));
 }
 

@@ -39,9 +39,9 @@ Clip windowOver(const cv::Mat& photo, cv::Size size, int frames, int pan_pixels,
 
 } // namespace
 
-Clip panClip(const cv::Mat& photo, cv::Size size, int frames, double noise) {
-  Clip clip = windowOver(photo, size, frames, kPanPixels, noise);
-  clip.name = noise > 0 ? "pan, noisy" : "pan";
+Clip panClip(const cv::Mat& photo, cv::Size size, int frames, int pan_pixels, double noise) {
+  Clip clip = windowOver(photo, size, frames, pan_pixels, noise);
+  clip.name = "pan by " + std::to_string(pan_pixels) + (noise > 0 ? " pixels, noisy" : " pixels");
   return clip;
 }
 
@@ -52,8 +52,8 @@ Clip stillClip(const cv::Mat& photo, cv::Size size, int frames, double noise) {
 }
 
 Clip cutClip(const cv::Mat& before, const cv::Mat& after, cv::Size size, int frames) {
-  Clip clip = panClip(before, size, frames / 2, 0);
-  const Clip second = panClip(after, size, frames - frames / 2, 0);
+  Clip clip = panClip(before, size, frames / 2, 4, 0);
+  const Clip second = panClip(after, size, frames - frames / 2, 4, 0);
   clip.name = "cut";
   clip.frames_bgr.insert(clip.frames_bgr.end(), second.frames_bgr.begin(), second.frames_bgr.end());
   return clip;

@@ -9,8 +9,6 @@
 
 namespace vorin::bench {
 
-constexpr int kPanPixels = 4; // a frame
-
 struct Clip {
   std::string name;
   std::vector<cv::Mat> frames_bgr; // 8-bit
@@ -19,7 +17,7 @@ struct Clip {
 
 // The photo is enlarged as far as the longest pan needs; a Gaussian noise of this standard deviation is new in every frame and
 // channel. The seed is fixed.
-Clip panClip(const cv::Mat& photo, cv::Size size, int frames, double noise);
+Clip panClip(const cv::Mat& photo, cv::Size size, int frames, int pan_pixels, double noise);
 Clip stillClip(const cv::Mat& photo, cv::Size size, int frames, double noise);
 
 // Half of the frames show one photo, half the other, both panned.

@@ -17,6 +17,7 @@ constexpr int kLeastSmallSide = 16;   // the search moves patches of 8 pixels
 constexpr double kCutTrust = 0.5;     // less on average is a cut
 constexpr double kLeastNoise = 0.25;  // grey levels
 constexpr double kNoiseGrowth = 1.25; // from frame to frame: at a cut all would look like noise
+constexpr double kUnseenLag = 0.15;   // small pixels: nobody sees it, and fine texture never fits more exactly
 constexpr float kFlatTexture = 4.0F;  // squared grey levels from pixel to pixel: below lies noise
 
 cv::Size smallSize(cv::Size size) {
@@ -114,20 +115,20 @@ void SourceMotion::search() {
   }
   flow_.release(); // or it would be taken as a first guess
   search_->calc(blurred_, previous_, flow_);
-  const cv::Mat texture = textureOf(present_);
-  settleOnTexture(texture);
-  settleOnCamera(texture);
+  texture_ = textureOf(present_);
+  settleOnTexture();
+  settleOnCamera();
   const double across = static_cast<double>(picture_size_.width) / flow_.cols;
   const double down = static_cast<double>(picture_size_.height) / flow_.rows;
   cv::multiply(flow_, cv::Scalar(across, down), motion_);
 }
 
-void SourceMotion::settleOnTexture(const cv::Mat& texture) {
+void SourceMotion::settleOnTexture() {
   constexpr float kLeast = 0.01F; // so that flat surroundings have a mean too
   constexpr float kMost = 400.0F; // an edge is an edge
   const cv::Size around(9, 9);
   cv::Mat weight;
-  cv::max(texture - kFlatTexture, kLeast, weight);
+  cv::max(texture_ - kFlatTexture, kLeast, weight);
   cv::min(weight, kMost, weight);
   cv::Mat weights;
   cv::boxFilter(weight, weights, -1, around);
@@ -141,7 +142,7 @@ void SourceMotion::settleOnTexture(const cv::Mat& texture) {
   cv::merge(parts.data(), parts.size(), flow_);
 }
 
-void SourceMotion::settleOnCamera(const cv::Mat& texture) {
+void SourceMotion::settleOnCamera() {
   constexpr float kAsOne = 0.12F; // small pixels
   constexpr float kNearly = 0.25F;
   std::vector<cv::Point2f> seen;
@@ -149,7 +150,7 @@ void SourceMotion::settleOnCamera(const cv::Mat& texture) {
   std::vector<float> down;
   for (int row = 0; row < flow_.rows; row += 2) {
     for (int column = 0; column < flow_.cols; column += 2) {
-      if (texture.at<float>(row, column) > 2 * kFlatTexture) {
+      if (texture_.at<float>(row, column) > 2 * kFlatTexture) {
         seen.push_back(flow_.at<cv::Point2f>(row, column));
         across.push_back(seen.back().x);
         down.push_back(seen.back().y);
@@ -180,7 +181,7 @@ void SourceMotion::moveMemory() {
       from[column] = flow[column] + cv::Point2f(static_cast<float>(column), static_cast<float>(row));
     }
   }
-  cv::remap(memory_, moved_, place, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+  cv::remap(memory_, moved_, place, cv::noArray(), cv::INTER_CUBIC, cv::BORDER_REPLICATE);
 }
 
 void SourceMotion::weighTrust() {
@@ -189,7 +190,9 @@ void SourceMotion::weighTrust() {
   noise_ = std::min(noiseOf(difference), kNoiseGrowth * noise_ + kLeastNoise);
   const double trusted = 2 + 3 * noise_; // grey levels
   const double untrusted = 2 * trusted + 4;
-  difference = cv::abs(difference);
+  cv::Mat steps;
+  cv::sqrt(texture_, steps);
+  difference = cv::abs(difference) - kUnseenLag * steps; // less than 0 is taken for what it is: trusted
   cv::boxFilter(difference, difference, -1, {3, 3});
   const double slope = 255 / (untrusted - trusted);
   difference.convertTo(trust_, CV_8U, -slope, slope * untrusted);

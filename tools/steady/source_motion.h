@@ -34,8 +34,8 @@ public:
 private:
   void makePresent(const cv::Mat& frame);
   void search();
-  void settleOnTexture(const cv::Mat& texture);
-  void settleOnCamera(const cv::Mat& texture);
+  void settleOnTexture();
+  void settleOnCamera();
   void moveMemory();
   void weighTrust();
   void remember();
@@ -49,6 +49,7 @@ private:
   cv::Mat flow_;     // CV_32FC2, in small pixels
   cv::Mat memory_;   // CV_32FC1
   cv::Mat moved_;    // the memory, along the flow
+  cv::Mat texture_;  // CV_32FC1: squared grey levels from pixel to pixel
   double noise_ = 1; // the film's, in grey levels: half of the pixels have less
   cv::Mat motion_;
   cv::Mat trust_;
