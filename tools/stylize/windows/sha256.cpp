@@ -8,8 +8,6 @@
 #include <bcrypt.h>
 // clang-format on
 
-#include <bcrypt.h> // stands on windows.h
-
 namespace vorin::stylize {
 namespace {
 
