@@ -5,12 +5,15 @@
 #include <random>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace vorin::tools {
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kTemporaryBegin = ".vorin-";
+constexpr const char* kTemporaryEnd = ".part";
 constexpr const char* kExists = "exists: choose another name, or replace it with --overwrite";
 
 fs::path folderOf(const fs::path& output) {
@@ -80,7 +83,22 @@ std::optional<std::string> reasonAgainst(const fs::path& output, bool overwrite)
 }
 
 fs::path temporaryBeside(const fs::path& output) {
-  return folderOf(output) / randomName(".vorin-", ".part");
+  return folderOf(output) / randomName(kTemporaryBegin, kTemporaryEnd);
+}
+
+void removeTemporariesIn(const fs::path& folder) {
+  std::error_code error;
+  std::vector<fs::path> leftovers;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = utf8Text(entry->path().filename());
+    if (name.size() == randomName(kTemporaryBegin, kTemporaryEnd).size() && name.starts_with(kTemporaryBegin) &&
+        name.ends_with(kTemporaryEnd)) {
+      leftovers.push_back(entry->path());
+    }
+  }
+  for (const fs::path& leftover : leftovers) {
+    fs::remove(leftover, error);
+  }
 }
 
 std::optional<std::string> moveIntoPlace(const fs::path& temporary, const fs::path& output, bool overwrite) {

@@ -23,6 +23,9 @@ std::optional<std::string> reasonAgainst(const std::filesystem::path& output, bo
 // A file in the output's folder that no other program uses, by chance alone.
 std::filesystem::path temporaryBeside(const std::filesystem::path& output);
 
+// Removes those that programs have left in the folder that were killed, and those of programs at work.
+void removeTemporariesIn(const std::filesystem::path& folder);
+
 // Gives the temporary the output's name. Without overwrite, an output that another program made meanwhile stays. Why it could not
 // be done, or nothing when it was.
 std::optional<std::string> moveIntoPlace(const std::filesystem::path& temporary, const std::filesystem::path& output,

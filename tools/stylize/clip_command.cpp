@@ -154,7 +154,7 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   }
   const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
   ChosenDevice device(arguments.device);
-  device.prepareClip(manner);
+  device.prepare(*manner.style);
   if (source == nullptr) {
     source = openSource(arguments);
   }
@@ -173,14 +173,15 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
 } // namespace
 
 const char* const kClipFooter = R"(
-Clips keep their sound, subtitles, time stamps, colour tags and rotation. They are
-written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries Y4M
-(ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
+Clips keep their sound, subtitles, time stamps, colour tags and rotation. They
+are written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries
+Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
 
 Examples for clips:
   vorin-stylize clip.mp4 -o drawn.mp4 --style cartoon
   vorin-stylize clip.mkv -o drawn.mkv --style stipple --codec h265 --crf 28
-  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | vorin-stylize - -o drawn.mp4 --style pencil
+  ffmpeg -i clip.mp4 -f yuv4mpegpipe - |
+    vorin-stylize - -o drawn.mp4 --style pencil
 )";
 
 bool isClip(const std::string& input, const std::string& output) {

@@ -1,131 +1,26 @@
 #include "commands.h"
 
 #include "clip_command.h"
-#include "contact_sheet.h"
-#include "drawing_manner.h"
-#include "image_file.h"
-#include "picture_size.h"
-#include "safe_output.h"
-#include "utf8_path.h"
+#include "device_choice.h"
+#include "info_command.h"
+#include "photo_command.h"
+#include "run_report.h"
+#include "selftest_command.h"
+#include "sheet_command.h"
 
 #include <algorithm>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
+#include <nlohmann/json.hpp>
 
 namespace vorin::stylize {
 namespace {
 
-std::string millisecondsText(double elapsed_ms) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1) << elapsed_ms;
-  return text.str();
-}
-
-// The network at work, for the user: "network 512", or for one that takes any size "network 640x480".
-std::string networkText(const Manner& manner, const Drawing& drawing) {
-  const std::string_view name = manner.network->name;
-  return "network " + (name.empty() ? sizeText(drawing.network_size) : std::string(name));
-}
-
-// The drawing as the user gets told about it.
-void report(const Arguments& arguments, const std::string& subject, const Manner& manner, const Drawing& drawing,
-            const std::string& device) {
-  if (arguments.quiet) {
-    return;
-  }
-  std::string line = subject + ": " + sizeText(drawing.bgr.size()) + ", " + std::string(manner.style->name) + ", ";
-  if (manner.network != nullptr) {
-    line += networkText(manner, drawing) + ", ";
-  }
-  line += device + ", " + millisecondsText(drawing.elapsed_ms) + " ms per frame";
-  if (manner.network != nullptr) {
-    line += ", loaded in " + millisecondsText(drawing.load_ms) + " ms";
-  }
-  printLine(line);
-}
-
-ExitStatus stylizePhoto(const Arguments& arguments) {
-  const cv::Mat photo = readPicture(arguments.photos.front());
-  requireFits(arguments.output, arguments.size.value_or(photo.size()));
-  std::optional<NeuralTools> tools;
-  if (arguments.style->isNeural()) {
-    tools = toolsForStyle(arguments);
-  }
-  SafeOutput output(arguments.output, arguments.overwrite);
-  ChosenDevice device(arguments.device);
-  const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
-  const Drawing drawing = device.draw(photo, manner);
-  output.commit(encodePicture(arguments.output, drawing.bgr));
-  report(arguments, tools::utf8Text(arguments.output), manner, drawing, device.name());
-  return ExitStatus::kDone;
-}
-
-NeuralTools toolsForSheet(const Arguments& arguments) {
-  ModelPackage package(arguments.models);
-  for (const Style& style : styles()) {
-    if (style.isNeural()) {
-      package.requireNetwork(style, networkFor(arguments, style));
-    }
-  }
-  const std::filesystem::path painting = package.folder() / "painting.png";
-  if (!arguments.style_image && !std::filesystem::exists(painting)) {
-    throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no '" +
-                                          tools::utf8Text(painting) + "': add --style-image with an image file");
-  }
-  return {package, readPicture(arguments.style_image.value_or(painting))};
-}
-
-std::vector<SheetPicture> sheetPictures(const Arguments& arguments, const std::filesystem::path& file, const cv::Mat& photo,
-                                        const NeuralTools& tools, ChosenDevice& device) {
-  std::vector<SheetPicture> pictures = {{shrunkForSheet(photo), "original"}};
-  for (const Style& style : styles()) {
-    const Manner manner = mannerOf(arguments, style, &tools);
-    const Drawing drawing = device.draw(photo, manner);
-    report(arguments, tools::utf8Text(file), manner, drawing, device.name());
-    pictures.push_back({shrunkForSheet(drawing.bgr), std::string(style.name)});
-  }
-  return pictures;
-}
-
-ExitStatus makeSheet(const Arguments& arguments) {
-  SafeOutput output(arguments.output, arguments.overwrite);
-  std::vector<std::vector<SheetPicture>> photos;
-  std::optional<NeuralTools> tools;
-  std::optional<ChosenDevice> device; // both made once a photo needs them: a missing photo shows without them
-  bool some_failed = false;
-  for (const auto& file : arguments.photos) {
-    cv::Mat photo;
-    try {
-      photo = readPicture(file);
-    } catch (const Failure& failure) {
-      if (arguments.photos.size() == 1) {
-        throw;
-      }
-      printLine(failure.what());
-      some_failed = true;
-      continue;
-    }
-    if (!device) {
-      tools = toolsForSheet(arguments);
-      device.emplace(arguments.device);
-    }
-    photos.push_back(sheetPictures(arguments, file, photo, *tools, *device));
-  }
-  if (photos.empty()) {
-    throw Failure(ExitStatus::kInputOutput, "none of the photos can be read: no sheet made");
-  }
-  const cv::Mat sheet = makeContactSheet(photos);
-  requireFits(arguments.output, sheet.size());
-  output.commit(encodePicture(arguments.output, sheet));
-  if (!arguments.quiet) {
-    printLine(tools::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
-  }
-  return some_failed ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
-}
-
-ExitStatus listDevices() {
+ExitStatus listDevices(const Arguments& arguments) {
   const std::vector<Gpu> gpus = Stylizer().gpus();
+  if (arguments.json) {
+    printJson({{"devices", jsonOf(gpus)}});
+    return ExitStatus::kDone;
+  }
   for (const Gpu& gpu : gpus) {
     std::cout << kindName(gpu.kind) << '\t' << gpu.name << '\n';
   }
@@ -144,24 +39,37 @@ ExitStatus printVersions() {
 ExitStatus run(const Arguments& arguments) {
   switch (arguments.command) {
   case Command::kStylize:
-    return arguments.clip ? stylizeClip(arguments) : stylizePhoto(arguments);
+    return arguments.clip ? stylizeClip(arguments) : stylizePhotos(arguments);
   case Command::kSheet:
     return makeSheet(arguments);
   case Command::kDevices:
-    return listDevices();
+    return listDevices(arguments);
+  case Command::kInfo:
+    return printInfo(arguments);
+  case Command::kSelftest:
+    return testItself(arguments);
   case Command::kVersion:
     return printVersions();
-  case Command::kHelp:
+  case Command::kText:
     break;
   }
-  std::cout << arguments.help;
+  std::cout << arguments.text;
   return ExitStatus::kDone;
 }
 
 } // namespace
 
 ExitStatus runCommand(const Arguments& arguments) {
-  const ExitStatus status = run(arguments);
+  ExitStatus status = ExitStatus::kDone;
+  try {
+    status = run(arguments);
+  } catch (const Failure& failure) {
+    if (arguments.json) {
+      printJson({{"error", failure.what()}, {"exit_status", static_cast<int>(failure.status())}});
+      std::cout.flush();
+    }
+    throw;
+  }
   if (!std::cout.flush()) {
     throw Failure(ExitStatus::kInputOutput, "standard output cannot be written: make room or choose another target");
   }

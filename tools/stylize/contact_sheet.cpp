@@ -15,15 +15,24 @@ constexpr int kCellWidth = 640;
 constexpr int kCellHeight = 640;
 constexpr int kGap = 16;
 constexpr int kCaptionHeight = 32;
+constexpr int kNarrowestCaption = 120; // the name of a style fits, and overlaps with nothing but a gap
 constexpr std::size_t kPicturesInARow = 3;
 
 using Row = std::span<const SheetPicture>;
 
-void drawCaption(cv::Mat& sheet, const std::string& caption, int left, int top, int width) {
-  constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
-  constexpr double kScale = 0.7;
+constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
+constexpr double kScale = 0.7;
+
+cv::Size captionSize(const std::string& caption) {
   int baseline = 0;
-  const cv::Size text = cv::getTextSize(caption, kFont, kScale, 1, &baseline);
+  return cv::getTextSize(caption, kFont, kScale, 1, &baseline);
+}
+
+void drawCaption(cv::Mat& sheet, std::string caption, int left, int top, int width) {
+  while (caption.size() > 1 && captionSize(caption).width > std::max(width, kNarrowestCaption)) {
+    caption.pop_back();
+  }
+  const cv::Size text = captionSize(caption);
   const cv::Point origin(left + std::max(0, (width - text.width) / 2), top + (kCaptionHeight + text.height) / 2);
   cv::putText(sheet, caption, origin, kFont, kScale, cv::Scalar::all(40), 1, cv::LINE_AA);
 }

@@ -59,12 +59,30 @@ Failure noSuchGpu(SttDeviceKind kind, const std::vector<Gpu>& gpus) {
                                    ": see 'vorin-stylize devices', or leave --device out"};
 }
 
+std::string_view nameOf(DeviceWish wish) {
+  return std::find_if(kDeviceWishes.begin(), kDeviceWishes.end(), [&](const auto& row) { return row.wish == wish; })->name;
+}
+
+std::string reasonFor(DeviceWish wish, const Gpu& gpu, const std::vector<Gpu>& gpus) {
+  const auto of_its_kind = std::count_if(gpus.begin(), gpus.end(), [&](const Gpu& other) { return other.kind == gpu.kind; });
+  std::string reason;
+  if (wish != DeviceWish::kAuto) {
+    reason = "asked for by --device " + std::string(nameOf(wish));
+  } else if (gpus.size() == 1) {
+    return "the only GPU";
+  } else {
+    reason = std::string("a GPU of the kind ").append(kindName(gpu.kind));
+    reason += gpu.kind == SttDeviceIntegratedGpu ? " goes before others" : ", and there is no integrated one";
+  }
+  return reason + (of_its_kind > 1 ? ", the last of " + std::to_string(of_its_kind) + " of its kind" : "");
+}
+
 } // namespace
 
 ChosenDevice::ChosenDevice(DeviceWish wish) : wish_(wish) {
   const bool active = isSoftwareDeviceActive();
   if (wish == DeviceWish::kSoftware && !active) {
-    throw RestartOnSoftwareDevice({});
+    throw RestartOnSoftwareDevice("asked for by --device software");
   }
   const std::vector<Gpu> gpus = stylizer_.gpus();
   const auto gpu = gpuFor(requestedKind(wish), gpus);
@@ -72,40 +90,44 @@ ChosenDevice::ChosenDevice(DeviceWish wish) : wish_(wish) {
     throw Failure(ExitStatus::kDevice, "the software device does not start: build it again");
   }
   if (!gpu && wish == DeviceWish::kAuto) {
-    throw RestartOnSoftwareDevice("no GPU found: going on with the software device, which is slower");
+    throw RestartOnSoftwareDevice("no GPU found, and this one is slower");
   }
   if (!gpu) {
     throw noSuchGpu(requestedKind(wish), gpus);
   }
   stylizer_.selectGpu(requestedKind(wish));
   name_ = active ? "software device (" + gpu->name + ")" : gpu->name;
+  reason_ = active ? softwareDeviceReason() : reasonFor(wish, *gpu, gpus);
 }
 
 Drawing ChosenDevice::draw(const cv::Mat& photo_bgr, const Manner& manner) {
-  if (manner.style->isNeural()) {
-    Stylizer stylizer;
-    stylizer.selectGpu(requestedKind(wish_));
-    return stylizer.drawNeural(photo_bgr, manner);
-  }
-  prepareFilter(*manner.style);
-  return stylizer_.drawFiltered(photo_bgr, manner);
-}
-
-void ChosenDevice::prepareClip(const Manner& manner) {
+  prepare(*manner.style);
   if (!manner.style->isNeural()) {
-    prepareFilter(*manner.style);
+    return stylizer_.drawFiltered(photo_bgr, manner);
+  }
+  if (neural_ == nullptr || !neural_->isFreeFor(photo_bgr, manner)) {
+    neural_.reset(); // before the next one takes memory
+    neural_ = std::make_unique<Stylizer>();
+    neural_->selectGpu(requestedKind(wish_));
+  }
+  try {
+    return neural_->drawNeural(photo_bgr, manner);
+  } catch (...) {
+    neural_.reset(); // whatever state it is in
+    throw;
   }
 }
 
-void ChosenDevice::prepareFilter(const Style& style) {
-  if (stylizer_.prepareFilter(style)) {
+void ChosenDevice::prepare(const Style& style) {
+  if (style.isNeural() || prepared_ == &style || stylizer_.prepareFilter(style)) {
+    prepared_ = style.isNeural() ? prepared_ : &style;
     return;
   }
   if (isSoftwareDeviceActive()) {
     throw Failure(ExitStatus::kDevice, std::string("the software device does not draw in this style: ") + filterAdvice());
   }
   if (wish_ == DeviceWish::kAuto) {
-    throw RestartOnSoftwareDevice("the GPU '" + name_ + "' does not draw: going on with the software device, which is slower");
+    throw RestartOnSoftwareDevice("the GPU '" + name_ + "' does not draw, and this one is slower");
   }
   throw Failure(ExitStatus::kDevice,
                 "the GPU '" + name_ + "' does not draw: install its OpenCL driver, or use --device software");

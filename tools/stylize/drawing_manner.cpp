@@ -1,6 +1,7 @@
 #include "drawing_manner.h"
 
 #include "image_file.h"
+#include "utf8_path.h"
 
 namespace vorin::stylize {
 
@@ -24,7 +25,23 @@ Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTool
 NeuralTools toolsForStyle(const Arguments& arguments) {
   ModelPackage package(arguments.models);
   package.requireNetwork(*arguments.style, networkFor(arguments, *arguments.style));
-  return {package, arguments.style_image ? readPicture(*arguments.style_image) : cv::Mat()};
+  const bool is_picture = arguments.style_image && !std::filesystem::is_directory(*arguments.style_image);
+  return {package, is_picture ? readPicture(*arguments.style_image) : cv::Mat()};
+}
+
+std::string Headline::text() const {
+  std::string text = "style " + style + ", ";
+  text += network.empty() ? "no network" : "network " + network + " of '" + package + "'";
+  return text + ", " + device + ": " + reason;
+}
+
+Headline headlineOf(const Manner& manner, const ChosenDevice& device) {
+  Headline headline = {std::string(manner.style->name), {}, {}, device.name(), device.reason()};
+  if (manner.network != nullptr) {
+    headline.network = manner.network->entry;
+    headline.package = tools::utf8Text(manner.package->file());
+  }
+  return headline;
 }
 
 } // namespace vorin::stylize

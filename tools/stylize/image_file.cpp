@@ -3,6 +3,7 @@
 #include "exit_status.h"
 #include "image_codec.h"
 #include "image_header.h"
+#include "name_table.h"
 #include "picture_size.h"
 #include "utf8_path.h"
 
@@ -99,12 +100,16 @@ bool isPictureName(const fs::path& file) {
   return findEncoding(file) != nullptr;
 }
 
-std::string pictureExtensions() {
-  std::string list;
+std::vector<std::string> pictureExtensionList() {
+  std::vector<std::string> list;
   for (const ImageEncoding& encoding : imageEncodings()) {
-    list += (list.empty() ? "" : ", ") + std::string(encoding.extension);
+    list.emplace_back(encoding.extension);
   }
   return list;
+}
+
+std::string pictureExtensions() {
+  return joinTexts(pictureExtensionList());
 }
 
 void requireFits(const fs::path& file, cv::Size size) {

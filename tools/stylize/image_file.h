@@ -18,6 +18,7 @@ cv::Mat readPicture(const std::filesystem::path& file);
 
 // Whether the extension of the name stands for one of the formats; a list of those extensions for messages.
 bool isPictureName(const std::filesystem::path& file);
+std::vector<std::string> pictureExtensionList();
 std::string pictureExtensions();
 
 // Fails where the format that the name stands for cannot hold a picture of this size.

@@ -8,6 +8,7 @@
 #include "standard_streams.h"
 
 #include <new>
+#include <string>
 
 namespace {
 
@@ -20,15 +21,14 @@ ExitStatus runProgram(int count, char** arguments) {
   if (parsed.precision != nullptr) {
     requireNoOtherActive(precision);
   }
+  std::string reason;
   try {
     return runCommand(parsed);
   } catch (const RestartOnSoftwareDevice& restart) {
     requireSoftwareDevice(precision);
-    if (!restart.reason().empty() && !parsed.quiet) {
-      printLine(restart.reason());
-    }
+    reason = restart.reason();
   }
-  restartOnSoftwareDevice(precision, arguments);
+  restartOnSoftwareDevice(precision, reason, arguments);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "software_device.h"
 #include "utf8_path.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <fstream>
@@ -46,12 +47,6 @@ fs::path findFolder(const std::optional<fs::path>& named) {
                  std::string(kFileName) + " with --models if it is not the program's own");
 }
 
-struct Record {
-  std::string name;
-  std::uint32_t size_bytes = 0;
-  std::uint32_t offset_bytes = 0;
-};
-
 std::optional<std::uint32_t> readNumber(std::istream& file) {
   std::array<char, 4> bytes{};
   if (!file.read(bytes.data(), bytes.size())) {
@@ -65,8 +60,8 @@ std::optional<std::uint32_t> readNumber(std::istream& file) {
 }
 
 // Nothing where the directory breaks off.
-std::optional<Record> readRecord(std::istream& file) {
-  Record record;
+std::optional<PackageEntry> readRecord(std::istream& file) {
+  PackageEntry record;
   for (char letter = 0; file.get(letter) && letter != '\0';) {
     record.name += letter;
     if (record.name.size() > kMaxNameBytes) {
@@ -83,13 +78,13 @@ std::optional<Record> readRecord(std::istream& file) {
   return record;
 }
 
-bool liesWithin(const Record& record, std::uintmax_t file_bytes) {
-  const std::uint64_t end = std::uint64_t{record.offset_bytes} + record.size_bytes;
+bool liesWithin(const PackageEntry& record, std::uintmax_t file_bytes) {
+  const std::uint64_t end = record.offset_bytes + record.size_bytes;
   return record.size_bytes <= kMaxEntryBytes && record.offset_bytes <= kMaxOffset &&
          (record.size_bytes == 0 || end <= file_bytes);
 }
 
-std::set<std::string> readEntryNames(const fs::path& package) {
+std::vector<PackageEntry> readEntries(const fs::path& package) {
   std::error_code error;
   if (!fs::is_regular_file(package, error)) {
     throw unusable(quoted(package) + (fs::exists(package, error) ? " is not a file" : " does not exist") +
@@ -100,18 +95,18 @@ std::set<std::string> readEntryNames(const fs::path& package) {
   if (error || !file) {
     throw unusable(quoted(package) + " cannot be read: check its permissions");
   }
-  std::set<std::string> names;
+  std::vector<PackageEntry> entries;
   for (;;) {
-    const std::optional<Record> record = readRecord(file);
+    std::optional<PackageEntry> record = readRecord(file);
     if (!record || !liesWithin(*record, file_bytes)) {
       throw unusable(quoted(package) +
                      " is no model package, or an incomplete one: copy or build it anew ('vorin-pack list' shows " +
                      "what is wrong)");
     }
     if (record->name.empty()) {
-      return names;
+      return entries;
     }
-    names.insert(record->name);
+    entries.push_back(*std::move(record));
   }
 }
 
@@ -140,7 +135,7 @@ std::vector<std::string> fileNames(const Network& network) {
 } // namespace
 
 ModelPackage::ModelPackage(const std::optional<fs::path>& named)
-    : folder_(findFolder(named)), file_(folder_ / kFileName), entries_(readEntryNames(file_)) {
+    : folder_(findFolder(named)), file_(folder_ / kFileName), entries_(readEntries(file_)) {
   fs::path library_folder = folder_;
   if (!isWritable(folder_)) { // as that of an installed package
     const std::optional<fs::path> own = folderOfLinkTo(file_);
@@ -157,7 +152,7 @@ ModelPackage::ModelPackage(const std::optional<fs::path>& named)
 void ModelPackage::requireNetwork(const Style& style, const Network& network) const {
   std::string absent;
   for (const std::string& name : fileNames(network)) {
-    if (!entries_.contains(name)) {
+    if (std::none_of(entries_.begin(), entries_.end(), [&](const PackageEntry& entry) { return entry.name == name; })) {
       absent += (absent.empty() ? "'" : ", '") + name + "'";
     }
   }

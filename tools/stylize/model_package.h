@@ -8,12 +8,19 @@
 #include "exit_status.h"
 #include "styles.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <set>
 #include <string>
+#include <vector>
 
 namespace vorin::stylize {
+
+struct PackageEntry {
+  std::string name;
+  std::uint64_t size_bytes = 0;
+  std::uint64_t offset_bytes = 0;
+};
 
 class ModelPackage {
 public:
@@ -22,6 +29,8 @@ public:
   explicit ModelPackage(const std::optional<std::filesystem::path>& named);
 
   const std::filesystem::path& folder() const { return folder_; }
+  const std::filesystem::path& file() const { return file_; }
+  const std::vector<PackageEntry>& entries() const { return entries_; }
 
   // The folder to name to the library, which takes no package from a folder that cannot be written to: the package's own, or one
   // of the user's with a link to the package. In the system's narrow text, as the library takes it.
@@ -41,7 +50,7 @@ private:
   std::filesystem::path folder_;
   std::string library_folder_;
   std::filesystem::path file_;
-  std::set<std::string> entries_;
+  std::vector<PackageEntry> entries_;
 };
 
 } // namespace vorin::stylize

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vorin::stylize {
 
@@ -13,12 +14,24 @@ template <typename Row> const Row* findByName(std::span<const Row> table, std::s
   return row == table.end() ? nullptr : &*row;
 }
 
-template <typename Row> std::string joinNames(std::span<const Row> table) {
-  std::string names;
+inline std::string joinTexts(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) {
+    joined.append(joined.empty() ? "" : ", ").append(text);
+  }
+  return joined;
+}
+
+template <typename Row> std::vector<std::string> namesOf(std::span<const Row> table) {
+  std::vector<std::string> names;
   for (const Row& row : table) {
-    names += (names.empty() ? "" : ", ") + std::string(row.name);
+    names.emplace_back(row.name);
   }
   return names;
+}
+
+template <typename Row> std::string joinNames(std::span<const Row> table) {
+  return joinTexts(namesOf(table));
 }
 
 } // namespace vorin::stylize

@@ -1,4 +1,4 @@
-// option_table.h: the options of the command line and the words of its help. One table, read by the parser.
+// option_table.h: the options of the command line and the words of its help. One table, read by the parser and by the completion.
 #pragma once
 
 #include "styles.h"
@@ -18,18 +18,32 @@ struct RawArguments {
   std::string network;
   std::string models;
   std::string size;
+  std::string to;
+  std::string strength;
   std::string device = "auto";
   std::string precision;
   std::string format;
   std::string codec;
   std::string crf;
   std::string raw;
+  std::string progress = "auto";
+  bool keep_colors = false;
   bool overwrite = false;
+  bool resume = false;
   bool quiet = false;
+  bool json = false;
   bool version = false;
 };
 
-enum CommandSet : unsigned { kForStylize = 1, kForSheet = 2, kForBoth = 3 };
+enum CommandSet : unsigned {
+  kForStylize = 1,
+  kForSheet = 2,
+  kForDrawing = kForStylize | kForSheet,
+  kForDevices = 4,
+  kForInfo = 8,
+  kForSelftest = 16,
+  kForAll = 31
+};
 
 struct OptionRow {
   const char* names;
@@ -38,6 +52,7 @@ struct OptionRow {
   std::string help;
   unsigned commands;
   const char* section;
+  std::vector<std::string> words = {}; // that the value may be, where they are few
 };
 
 std::vector<OptionRow> optionTable();

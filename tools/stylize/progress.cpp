@@ -4,6 +4,7 @@
 #include "commands.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iomanip>
 #include <nlohmann/json.hpp>
@@ -12,6 +13,8 @@
 namespace vorin::stylize {
 namespace {
 
+constexpr std::array kProgressWishes = {NamedProgressWish{"auto", ProgressWish::kAuto},
+                                        NamedProgressWish{"json", ProgressWish::kJson}};
 constexpr std::chrono::milliseconds kEvery(250);
 constexpr double kSecondsWithoutTotal = 5; // between two lines where tenths are not known
 
@@ -47,6 +50,10 @@ std::string figures(const ProgressState& state, const std::string& unit) {
 }
 
 } // namespace
+
+std::span<const NamedProgressWish> progressWishes() {
+  return kProgressWishes;
+}
 
 ProgressKind progressKind(ProgressWish wish, bool quiet) {
   if (wish == ProgressWish::kJson) {

@@ -11,7 +11,9 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace vorin::stylize {
@@ -20,6 +22,12 @@ enum class ProgressKind { kNone, kBar, kLines, kJson };
 
 // What the user asked for.
 enum class ProgressWish { kAuto, kJson };
+
+struct NamedProgressWish {
+  std::string_view name;
+  ProgressWish wish;
+};
+std::span<const NamedProgressWish> progressWishes();
 
 // A bar on a terminal, lines elsewhere; JSON where it is asked for, quiet or not.
 ProgressKind progressKind(ProgressWish wish, bool quiet);

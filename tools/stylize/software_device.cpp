@@ -22,6 +22,11 @@ bool isSoftwareDeviceActive() {
   return active != nullptr && std::string_view(active) == "1";
 }
 
+std::string softwareDeviceReason() {
+  const char* reason = std::getenv(kSoftwareReasonVariable); // NOLINT(concurrency-mt-unsafe): one thread so far
+  return reason != nullptr ? reason : std::string("made active by ") + kSoftwareDeviceVariable + "=1";
+}
+
 void requireNoOtherActive(const Precision& precision) {
   const Precision* active = isSoftwareDeviceActive() ? activePrecision() : nullptr;
   if (active != nullptr && active->name != precision.name) {

@@ -9,11 +9,13 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace vorin::stylize {
 
 constexpr const char* kSoftwareDeviceVariable = "VORIN_SOFTGPU";
+constexpr const char* kSoftwareReasonVariable = "VORIN_SOFTGPU_REASON";
 
 // What the software device's networks compute in.
 struct Precision {
@@ -23,6 +25,9 @@ struct Precision {
 std::span<const Precision> precisions(); // the default first
 
 bool isSoftwareDeviceActive();
+
+// Why the active one draws: as the program that started this one told, or that somebody else has made it active.
+std::string softwareDeviceReason();
 
 // That of the stand-ins' libraries which this process uses; null where it uses none of them.
 const Precision* activePrecision();
@@ -37,6 +42,6 @@ void requireSoftwareDevice(const Precision& precision); // a Failure where the s
 
 // Becomes the restarted program, or waits for it and ends with its exit status. Comes back only as a Failure, as above or where
 // the start fails. Everything that a destructor would have to clean up must be gone by now.
-[[noreturn]] void restartOnSoftwareDevice(const Precision& precision, char** arguments);
+[[noreturn]] void restartOnSoftwareDevice(const Precision& precision, const std::string& reason, char** arguments);
 
 } // namespace vorin::stylize

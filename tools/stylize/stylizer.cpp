@@ -69,7 +69,8 @@ bool isConstant(const cv::Mat& picture) {
   return contrastOf(picture) == 0;
 }
 
-// A network that is broken, or whose numbers overflow on the device, gives one colour for whatever it sees.
+// A network that is broken, or whose numbers overflow on the device, and a filter on a device that lost it, give one colour for
+// whatever it sees.
 bool isDrawnFrom(const cv::Mat& photo, const cv::Mat& drawing) {
   constexpr double kClearContrast = 8;
   cv::Mat seen;
@@ -162,7 +163,7 @@ bool Stylizer::prepareFilter(const Style& style) {
 
 Drawing Stylizer::drawFiltered(const cv::Mat& photo_bgr, const Manner& manner) {
   Drawing drawing = drawGuarded(photo_bgr, *manner.format, deliveredSize(photo_bgr, manner));
-  if (isBlack(drawing.bgr)) {
+  if (isBlack(drawing.bgr) || !isDrawnFrom(photo_bgr, drawing.bgr)) {
     throw Failure(ExitStatus::kDevice, "the device cannot draw a photo of " + sizeText(photo_bgr.size()) +
                                            " pixels: use a smaller one or another --device");
   }
@@ -174,10 +175,15 @@ Drawing Stylizer::drawGuarded(const cv::Mat& photo_bgr, const FrameFormat& forma
   return guarded("the photo cannot be drawn", [&] { return drawFrame(photo_bgr, format, size, nullptr); });
 }
 
+bool Stylizer::isFreeFor(const cv::Mat& photo_bgr, const Manner& manner) const {
+  return loaded_network_ == nullptr || (loaded_network_ == manner.network && !manner.style->takesStyleImage() &&
+                                        loaded_size_ == networkSize(deliveredSize(photo_bgr, manner)));
+}
+
 Drawing Stylizer::drawNeural(const cv::Mat& photo_bgr, const Manner& manner) {
   const cv::Size size = deliveredSize(photo_bgr, manner);
   const cv::Size network_size = networkSize(size);
-  const double load_ms = loadNetwork(manner, network_size);
+  const double load_ms = loaded_network_ == manner.network ? 0 : loadNetwork(manner, network_size);
   Drawing drawing;
   try {
     const std::optional<Frame> style_image =
@@ -242,6 +248,8 @@ double Stylizer::loadNetwork(const Manner& manner, cv::Size network_size) {
   if (status != VORIN_STATUS_OK) {
     throw manner.package->failedToLoad(*manner.style);
   }
+  loaded_network_ = manner.network;
+  loaded_size_ = network_size;
   return millisecondsSince(start);
 }
 

@@ -34,7 +34,7 @@ struct Manner {
 struct Drawing {
   cv::Mat bgr;
   double elapsed_ms = 0; // the library's work on this one frame
-  double load_ms = 0;    // and on the network before; 0 for a filter
+  double load_ms = 0;    // and on the network before; 0 for a filter, and for a network that was loaded already
   cv::Size network_size; // of a network that takes any size
 };
 
@@ -54,12 +54,15 @@ public:
   // Draws a photo with the filter prepared last.
   Drawing drawFiltered(const cv::Mat& photo_bgr, const Manner& manner);
 
-  // Draws a photo in a neural style. Once in the life of an object: a loaded network keeps its size, and style transfer blends
-  // each frame with the one before.
+  // Whether drawNeural would draw the photo as an object of its own would. A loaded network keeps its size, and style transfer
+  // blends each frame with the one before.
+  bool isFreeFor(const cv::Mat& photo_bgr, const Manner& manner) const;
+
+  // Draws a photo in a neural style, with the network that is loaded already where it is the same.
   Drawing drawNeural(const cv::Mat& photo_bgr, const Manner& manner);
 
   // Frames of a clip, one after the other, drawn with the filter prepared last or with the network that beginClip loads. size: of
-  // the drawings. Once in the life of an object, like drawNeural.
+  // the drawings. Once in the life of an object, with nothing drawn before.
   void beginClip(const Manner& manner, cv::Size size);
   void drawClipFrame(const SttFrame& input, SttFrame& output);
 
@@ -77,6 +80,8 @@ private:
 
   std::unique_ptr<SttInterface, Destroyer> object_;
   VorinSttContext context_ = nullptr;
+  const Network* loaded_network_ = nullptr;
+  cv::Size loaded_size_;
   std::optional<Frame> next_style_image_; // of a clip: for the next frame, which keeps its look
 };
 

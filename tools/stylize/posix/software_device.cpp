@@ -73,11 +73,12 @@ void requireSoftwareDevice(const Precision& precision) {
   standIns(precision);
 }
 
-void restartOnSoftwareDevice(const Precision& precision, char** arguments) {
+void restartOnSoftwareDevice(const Precision& precision, const std::string& reason, char** arguments) {
   const StandIns found = standIns(precision);
   putFirst("OPENCL_LAYERS", found.opencl_layer);
   putFirst(kLibraryFolders, found.runtime);
   setenv(kSoftwareDeviceVariable, "1", 1);
+  setenv(kSoftwareReasonVariable, reason.c_str(), 1);
   holdCancellation(); // the new process image handles it, once it is up
   execv(kThisProgram, arguments);
   throw Failure(ExitStatus::kDevice, "the software device does not start (" + std::generic_category().message(errno) +

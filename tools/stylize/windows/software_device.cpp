@@ -99,12 +99,13 @@ void requireSoftwareDevice(const Precision& precision) {
   softwareProgram(precision);
 }
 
-void restartOnSoftwareDevice(const Precision& precision, char** /*arguments*/) {
+void restartOnSoftwareDevice(const Precision& precision, const std::string& reason, char** /*arguments*/) {
   const fs::path program = softwareProgram(precision);
   const std::wstring others = variable(kLibraryFolders);
   const std::wstring folders = programFolder().wstring() + (others.empty() ? L"" : L";" + others);
   SetEnvironmentVariableW(kLibraryFolders, folders.c_str()); // the program's folder is the copy's own no more
   SetEnvironmentVariableA(kSoftwareDeviceVariable, "1");
+  SetEnvironmentVariableA(kSoftwareReasonVariable, reason.c_str());
   holdCancellation(); // the copy gets every Ctrl-C too, and its exit status tells
   std::exit(static_cast<int>(run(program)));
 }

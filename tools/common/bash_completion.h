@@ -1,0 +1,22 @@
+// bash_completion.h: a script that completes a program's command line in bash, made from the same parser that reads the line.
+//
+// An option's value is completed from its words where there are some, with folders where its placeholder is FOLDER, else with
+// files.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace vorin::tools {
+
+// The words that an option may have as its value, by its long name ("--style"); none where anything goes.
+using ValueWords = std::function<std::vector<std::string>(const std::string& option)>;
+
+std::string bashCompletion(const CLI::App& app, const ValueWords& words);
+
+} // namespace vorin::tools

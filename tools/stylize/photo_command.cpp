@@ -1,0 +1,91 @@
+#include "photo_command.h"
+
+#include "argument_checks.h"
+#include "batch.h"
+#include "commands.h"
+#include "image_file.h"
+#include "painter.h"
+#include "photo_list.h"
+#include "run_report.h"
+#include "safe_output.h"
+#include "sheet_command.h"
+#include "utf8_path.h"
+
+#include <system_error>
+
+namespace vorin::stylize {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool isFolder(const fs::path& path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
+}
+
+PhotoResult resultOf(const Arguments& arguments, const Drawing& drawing) {
+  return {arguments.photos.front(),
+          arguments.output,
+          PhotoResult::Outcome::kDone,
+          drawing.bgr.size(),
+          drawing.elapsed_ms,
+          drawing.load_ms,
+          {},
+          {}};
+}
+
+ExitStatus stylizeOne(const Arguments& arguments) {
+  requirePictureName(arguments.output);
+  if (!arguments.to.empty()) {
+    throw usage("--to is of no use to a single drawing, whose kind the extension of -o says: leave it out");
+  }
+  std::error_code error;
+  if (arguments.resume && fs::is_regular_file(arguments.output, error)) {
+    if (arguments.json) {
+      printRun(nullptr, {{arguments.photos.front(), arguments.output, PhotoResult::Outcome::kSkipped, {}, 0, 0, {}, {}}},
+               ExitStatus::kDone);
+    }
+    return ExitStatus::kDone;
+  }
+  const cv::Mat photo = readPicture(arguments.photos.front());
+  requireFits(arguments.output, arguments.size.value_or(photo.size()));
+  SafeOutput output(arguments.output, arguments.overwrite);
+  Painter painter(arguments);
+  const Headline headline = painter.headline();
+  if (!arguments.quiet) {
+    printLine(headline.text());
+  }
+  Progress progress(arguments.progress == ProgressWish::kJson ? ProgressKind::kJson : ProgressKind::kNone, "photos", 1);
+  const Drawing drawing = painter.paint(photo);
+  output.commit(encodePicture(arguments.output, drawing.bgr));
+  progress.update(1);
+  progress.finish();
+  if (!arguments.quiet) {
+    printLine(tools::utf8Text(arguments.output) + ": " + painter.report(*arguments.style, drawing));
+  }
+  if (arguments.json) {
+    printRun(&headline, {resultOf(arguments, drawing)}, ExitStatus::kDone);
+  }
+  return ExitStatus::kDone;
+}
+
+} // namespace
+
+ExitStatus stylizePhotos(const Arguments& arguments) {
+  const bool several = namesSeveral(arguments.photos);
+  const bool is_picture = isPictureName(arguments.output);
+  if (arguments.style_image && isFolder(*arguments.style_image)) {
+    if (several) {
+      throw usage("--style-image is a folder, and so draws one photo in each look of it: name one photo");
+    }
+    requirePictureName(arguments.output);
+    return makeSheet(arguments);
+  }
+  if (several && is_picture && !isFolder(arguments.output)) {
+    throw usage("many photos are drawn into a folder, and '" + tools::utf8Text(arguments.output) +
+                "' names a picture: name a folder with -o");
+  }
+  return several || (!is_picture && isFolder(arguments.output)) ? stylizeMany(arguments) : stylizeOne(arguments);
+}
+
+} // namespace vorin::stylize
