@@ -8,12 +8,33 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <optional>
+#include <sstream>
 #include <utility>
 #include <variant>
 
 namespace vorin::stylize {
 namespace {
+
+constexpr std::size_t kNamesColumns = 26; // of the help, in front of what each name is
+constexpr std::size_t kHelpColumns = 80 - kNamesColumns;
+
+// Each line broken at blanks where it is too long, and what is broken off as far in as the line was.
+std::string wrapped(const std::string& text) {
+  std::string result;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const std::string indentation(std::min(line.find_first_not_of(' '), line.size()), ' ');
+    while (line.size() > kHelpColumns) {
+      const std::size_t end = line.rfind(' ', kHelpColumns);
+      result.append(result.empty() ? "" : "\n").append(line, 0, end);
+      line = indentation + line.substr(end + 1);
+    }
+    result.append(result.empty() ? "" : "\n").append(line);
+  }
+  return result;
+}
 
 void addOptions(CLI::App& app, RawArguments& raw, unsigned command) {
   for (const OptionRow& row : optionTable()) {
@@ -22,10 +43,10 @@ void addOptions(CLI::App& app, RawArguments& raw, unsigned command) {
     }
     CLI::Option* option = nullptr;
     if (const auto* text = std::get_if<std::string RawArguments::*>(&row.value)) {
-      option = app.add_option(row.names, raw.**text, row.help)->type_name(row.placeholder);
+      option = app.add_option(row.names, raw.**text, wrapped(row.help))->type_name(row.placeholder);
       option->check([](const std::string& value) { return std::string(value.empty() ? "an empty value is of no use" : ""); });
     } else {
-      option = app.add_flag(row.names, raw.*std::get<bool RawArguments::*>(row.value), row.help);
+      option = app.add_flag(row.names, raw.*std::get<bool RawArguments::*>(row.value), wrapped(row.help));
     }
     option->group(row.section);
   }
@@ -55,7 +76,7 @@ std::vector<std::string> wordsOf(const std::string& option) {
 struct Parser {
   RawArguments raw;
   std::vector<std::string> shells; // to make a completion for
-  CLI::App app{"Draws photos and clips in a style: pencil lines, fine dots, paintings by neural networks.", "vorin-stylize"};
+  CLI::App app{"Draws photos and clips in a style: pencil, dots, paintings by neural networks.", "vorin-stylize"};
   CLI::Option* photo = nullptr;
   CLI::Option* version = nullptr;
   CLI::App* sheet = nullptr;
@@ -66,9 +87,11 @@ struct Parser {
 
   Parser() {
     app.allow_windows_style_options(false); // "/name" is a file on every system
+    app.get_formatter()->column_width(kNamesColumns);
     photo = app.add_option("photo", raw.photos,
-                           clipExtensions().empty() ? "The photos to draw: files, folders, patterns"
-                                                    : "The photos to draw: files, folders, patterns; or a clip;\nor - for a pipe")
+                           clipExtensions().empty()
+                               ? std::string("The photos to draw: files, folders, patterns")
+                               : wrapped("The photos to draw: files, folders, patterns; or a clip, or - for a pipe"))
                 ->option_text("FILE");
     addOptions(app, raw, kForStylize);
     version = app.add_flag("--version", raw.version, "Print the versions of the program and its library")->group(kOtherSection);
@@ -85,9 +108,10 @@ struct Parser {
     addOptions(*sheet, raw, kForSheet);
     devices = app.add_subcommand("devices", "List the GPUs to draw on: kind, tabulator, name");
     addOptions(*devices, raw, kForDevices);
-    info = app.add_subcommand("info", "List versions, devices, and the networks with their\nsizes and SHA-256 sums");
+    info = app.add_subcommand("info", wrapped("List versions, devices, and the networks with their sizes and SHA-256 sums"));
     addOptions(*info, raw, kForInfo);
-    selftest = app.add_subcommand("selftest", "Draw a built-in picture in all styles and compare with\nwhat is known of it");
+    selftest =
+        app.add_subcommand("selftest", wrapped("Draw a built-in picture in all styles and compare with what is known of it"));
     addOptions(*selftest, raw, kForSelftest);
     completion = app.add_subcommand("completion", "Print a script that completes command lines");
     completion->add_option("SHELL", shells, "bash")->type_name("")->required()->expected(1)->check(CLI::IsMember({"bash"}));

@@ -60,20 +60,18 @@ ExitStatus run(const Arguments& arguments) {
 } // namespace
 
 ExitStatus runCommand(const Arguments& arguments) {
-  ExitStatus status = ExitStatus::kDone;
-  try {
-    status = run(arguments);
-  } catch (const Failure& failure) {
-    if (arguments.json) {
-      printJson({{"error", failure.what()}, {"exit_status", static_cast<int>(failure.status())}});
-      std::cout.flush();
-    }
-    throw;
-  }
+  const ExitStatus status = run(arguments);
   if (!std::cout.flush()) {
     throw Failure(ExitStatus::kInputOutput, "standard output cannot be written: make room or choose another target");
   }
   return status;
+}
+
+void printFailure(const Arguments& arguments, const Failure& failure) {
+  if (arguments.json) {
+    printJson({{"error", failure.what()}, {"exit_status", static_cast<int>(failure.status())}});
+    std::cout.flush();
+  }
 }
 
 void printLine(const std::string& text) {

@@ -90,7 +90,7 @@ ChosenDevice::ChosenDevice(DeviceWish wish) : wish_(wish) {
     throw Failure(ExitStatus::kDevice, "the software device does not start: build it again");
   }
   if (!gpu && wish == DeviceWish::kAuto) {
-    throw RestartOnSoftwareDevice("no GPU found, and this one is slower");
+    throw RestartOnSoftwareDevice("no GPU found; this machine's processor draws, which is slower");
   }
   if (!gpu) {
     throw noSuchGpu(requestedKind(wish), gpus);
@@ -127,7 +127,7 @@ void ChosenDevice::prepare(const Style& style) {
     throw Failure(ExitStatus::kDevice, std::string("the software device does not draw in this style: ") + filterAdvice());
   }
   if (wish_ == DeviceWish::kAuto) {
-    throw RestartOnSoftwareDevice("the GPU '" + name_ + "' does not draw, and this one is slower");
+    throw RestartOnSoftwareDevice("the GPU '" + name_ + "' does not draw; this machine's processor does, which is slower");
   }
   throw Failure(ExitStatus::kDevice,
                 "the GPU '" + name_ + "' does not draw: install its OpenCL driver, or use --device software");

@@ -18,17 +18,21 @@ ExitStatus runProgram(int count, char** arguments) {
   const vorin::tools::CommandLine line(count, arguments);
   const Arguments parsed = parseArguments(line.count(), line.arguments());
   const Precision& precision = parsed.precision != nullptr ? *parsed.precision : precisions().front();
-  if (parsed.precision != nullptr) {
-    requireNoOtherActive(precision);
-  }
-  std::string reason;
   try {
-    return runCommand(parsed);
-  } catch (const RestartOnSoftwareDevice& restart) {
-    requireSoftwareDevice(precision);
-    reason = restart.reason();
+    if (parsed.precision != nullptr) {
+      requireNoOtherActive(precision);
+    }
+    std::string reason;
+    try {
+      return runCommand(parsed);
+    } catch (const RestartOnSoftwareDevice& restart) {
+      reason = restart.reason();
+    }
+    restartOnSoftwareDevice(precision, reason, arguments);
+  } catch (const Failure& failure) {
+    printFailure(parsed, failure);
+    throw;
   }
-  restartOnSoftwareDevice(precision, reason, arguments);
 }
 
 } // namespace

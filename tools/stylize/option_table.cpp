@@ -146,8 +146,8 @@ std::vector<OptionRow> deviceRows() {
 std::vector<OptionRow> otherRows() {
   return {
       {"--progress", &RawArguments::progress, "KIND",
-       "auto (default: a bar on a terminal, elsewhere a line\nfor each tenth), or json: a line at least once a second\n"
-       "on standard error",
+       "auto (default: a bar on a terminal, elsewhere a line for each tenth), or json: a line at least once a second on "
+       "standard error",
        kForStylize, kOtherSection, namesOf(progressWishes())},
       {"--json", &RawArguments::json, "", "Tell the results as JSON on standard output", kForAll, kOtherSection},
       {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForDrawing, kOtherSection},
