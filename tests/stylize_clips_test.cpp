@@ -42,8 +42,8 @@ TEST_F(StylizeClip, IsTheNetworksAnswerToEachFrameWithTheClipsSound) {
   const ChildResult result = StylizeRun::run(
       {in, "-o", run_.file("out.mp4"), "--style", "cartoon", "--models", package.folder(), "--crf", "1"}, StylizeRun::withGpu());
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
-  EXPECT_THAT(linesOf(result.standard_error), testing::ElementsAre(HasSubstr("out.mp4: 160x120, cartoon, software device")));
-  EXPECT_THAT(result.standard_error, HasSubstr(", 10 frames, "));
+  EXPECT_THAT(linesOf(result.standard_error), testing::Contains(HasSubstr("out.mp4: 160x120, cartoon, 10 frames, ")));
+  EXPECT_THAT(result.standard_error, testing::StartsWith("vorin-stylize: style cartoon, network cartoon_model_slim5 of '"));
   EXPECT_EQ(frameTimes(run_.file("out.mp4")), frameTimes(in));
   EXPECT_EQ(packetHashes(run_.file("out.mp4"), 'a'), packetHashes(in, 'a'));
   const std::vector<int> before = middleColour(in);
@@ -130,6 +130,7 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
   std::ofstream(run_.file("text.mp4")) << "no clip\n";
   run_.photo("photo.png", {16, 16});
   const std::set<std::string> before = run_.names();
+  constexpr const char* kNoSpace = "standard output cannot be written";
   struct Case {
     std::vector<std::string> arguments;
     int status;
@@ -151,7 +152,7 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
            {{run_.file("photo.png"), "-o", out}, 5, "is not a clip"},
            {{in, "-o", in}, 5, "exists"},
            {{in, "-o", run_.file("none/out.mp4")}, 5, "make it first"},
-           {{in, "-o", "-", "--raw", "bgra:160x120@10"}, 5, "standard output cannot be written"},
+           {{in, "-o", "-", "--raw", "bgra:160x120@10"}, 5, kNoSpace},
        }) {
     std::vector<std::string> arguments = each.arguments;
     arguments.insert(arguments.end(), {"--style", "pencil"});
@@ -161,7 +162,9 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
     }
     const ChildResult result = StylizeRun::run(arguments, setting);
     EXPECT_EQ(result.exit_status, each.status) << each.said;
-    EXPECT_THAT(linesOf(result.standard_error), testing::ElementsAre(HasSubstr(each.said)));
+    // Where only the writing fails, it has been told before how the clip is drawn.
+    ASSERT_EQ(linesOf(result.standard_error).size(), each.said == kNoSpace ? 2U : 1U) << result.standard_error;
+    EXPECT_THAT(linesOf(result.standard_error).back(), HasSubstr(each.said));
     EXPECT_EQ(run_.names(), before) << each.said;
   }
 }

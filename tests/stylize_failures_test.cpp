@@ -40,7 +40,8 @@ std::vector<FailureCase> failureCases() {
       {"UnknownFormat", sized("8x8", "rgb565"), 2, "bgra, rgba, bgr24, nv12, yuy2"},
       {"UnknownOption", stylize("%photo.png", "%out.png", {"--stile", "pencil"}), 2, "--help"},
       {"OptionWithoutValue", {"%photo.png", "-o"}, 2, "--help"},
-      {"TwoPhotos", stylize("%photo.png", "%out.png", {"%photo.jpg", "--style", "pencil"}), 2, "one photo at a time"},
+      {"TwoPhotos", stylize("%photo.png", "%out.png", {"%photo.jpg", "--style", "pencil"}), 2,
+       "names a picture: name a folder with -o"},
       {"EmptyFolderOfModels", stylize("%photo.png", "%out.png", {"--style", "cartoon", "--models", ""}), 2, "--models"},
       {"EmptySize", sized("", "bgra"), 2, "--size"},
       {"WordsBeforeDevices", {"one", "two", "devices"}, 2, "leave 'one' out"},
@@ -62,7 +63,17 @@ std::vector<FailureCase> failureCases() {
       {"UnknownExtension", stylize("%photo.png", "%out.tiff"), 2, stylize::pictureExtensions()},
       {"NoExtension", stylize("%photo.png", "%out"), 2, ".png"},
       {"MissingPhoto", stylize("%none.png", "%out.png"), 5, "does not exist"},
-      {"PhotoIsFolder", stylize("%folder.png", "%out.png"), 5, "is a folder"},
+      {"PhotoIsFolder", stylize("%folder.png", "%out.png"), 2, "names a picture: name a folder with -o"},
+      {"PhotoIsEmptyFolder", stylize("%folder.png", "%out"), 5, "there is no photo in"},
+      {"FolderIntoItself", stylize("%folder.png", "%folder.png"), 2, "among the photos"},
+      {"PatternOfNothing", stylize("%none*.png", "%out"), 5, "none*.png' does not exist"},
+      {"UnknownKind", stylize("%folder.png", "%out", {"--style", "pencil", "--to", "tiff"}), 2, "--to"},
+      {"KindForOne", stylize("%photo.png", "%out.png", {"--style", "pencil", "--to", "png"}), 2, "--to"},
+      {"TooStrong", stylize("%photo.png", "%out.png", {"--style", "pencil", "--strength", "1.5"}), 2, "from 0 (the photo)"},
+      {"StrengthIsNoNumber", stylize("%photo.png", "%out.png", {"--style", "pencil", "--strength", "0,5"}), 2, "write it as 0.5"},
+      {"ResumeAndOverwrite", stylize("%photo.png", "%out.png", {"--style", "pencil", "--resume", "--overwrite"}), 2, "leave one"},
+      {"UnknownProgress", stylize("%photo.png", "%out.png", {"--style", "pencil", "--progress", "dots"}), 2, "auto, json"},
+      {"UnknownShell", {"completion", "fish"}, 2, "bash"},
       {"PhotoEmpty", stylize("%empty.png", "%out.png"), 5, "is empty"},
       {"PhotoIsText", stylize("%text.jpg", "%out.png"), 5, "not a PNG, JPEG, WebP or BMP"},
       {"PhotoTruncatedPng", stylize("%cut.png", "%out.png"), 5, "truncated"},
@@ -194,7 +205,6 @@ TEST(StylizeFailures, PrecisionCannotChangeOnceTheSoftwareDeviceIsActive) {
     line.emplace_back(precision);
     const ChildResult result = StylizeRun::run(line, StylizeRun::withGpu());
     EXPECT_EQ(result.exit_status, exit_status) << result.standard_error;
-    EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
   }
 }
 

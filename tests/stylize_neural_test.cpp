@@ -46,16 +46,17 @@ protected:
   StylizeRun run_;
   TestPackage package_{{networkFiles(kCartoon, FixedNetwork{.gain = -1})}};
 
-  // One line, the file, and nothing else.
+  // Two lines, the file, and nothing else.
   cv::Mat draw(cv::Size photo, const std::string& format, const std::string& told) {
     const ChildResult result = StylizeRun::run({run_.photo("photo.png", photo), "-o", run_.file("out.png"), "--style", "cartoon",
                                                 "--format", format, "--models", package_.folder()},
                                                StylizeRun::withGpu());
     EXPECT_EQ(result.exit_status, 0) << result.standard_error;
     EXPECT_EQ(result.standard_output, "");
-    EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
-    for (const std::string& part : {std::string("cartoon, network " + told + ", software device"), std::string(" ms per frame"),
-                                    std::string(", loaded in ")}) {
+    EXPECT_EQ(linesOf(result.standard_error).size(), 2U) << result.standard_error;
+    for (const std::string& part :
+         {"style cartoon, network cartoon_model_slim5 of '" + package_.folder() + "/model_st.bin', software device",
+          "cartoon, network " + told + ", ", std::string(" ms per frame"), std::string(", loaded in ")}) {
       EXPECT_NE(result.standard_error.find(part), std::string::npos) << result.standard_error;
     }
     EXPECT_EQ(run_.names(), std::set<std::string>({"photo.png", "out.png"}));

@@ -62,7 +62,7 @@ TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
   const ChildResult result = run({"sheet", photo, run_.photo("small.jpg", {90, 70}), "-o", run_.file("sheet.png")});
   ASSERT_EQ(result.exit_status, 0) << result.standard_error;
   EXPECT_EQ(result.standard_output, "");
-  EXPECT_EQ(linesOf(result.standard_error).size(), 11U) << result.standard_error; // ten drawings and the sheet
+  EXPECT_EQ(linesOf(result.standard_error).size(), 12U) << result.standard_error; // styles and device, ten drawings, the sheet
   const cv::Mat sheet = loadPicture(run_.file("sheet.png"));
   std::vector<cv::Point> places = {placeOf(makePhoto(size), sheet)};
   for (const std::string style : {"pencil", "stipple", "lightgrey", "cartoon", "transfer"}) {

@@ -61,6 +61,9 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
     throw Failure(ExitStatus::kInputOutput, "there is no photo in " + quoted(arguments.photos.front()) +
                                                 ": name another folder, or see vorin-stylize --help for patterns");
   }
+  if (std::none_of(planned.begin(), planned.end(), [](const auto& each) { return fs::exists(each.input); })) {
+    throw Failure(ExitStatus::kInputOutput, quoted(planned.front().input) + " does not exist: check the name");
+  }
   return planned;
 }
 
@@ -135,7 +138,8 @@ ExitStatus conclude(const Arguments& arguments, const std::vector<PhotoResult>& 
 
 // Those that are not done yet, one after the other.
 Headline drawAll(const Arguments& arguments, std::vector<PhotoResult>& results) {
-  Painter painter(arguments);
+  Painter painter(arguments, toolsForStyle(arguments));
+  painter.prepare(*arguments.style);
   const Headline headline = painter.headline();
   if (!arguments.quiet) {
     printLine(headline.text());

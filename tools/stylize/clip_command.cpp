@@ -1,6 +1,7 @@
 #include "clip_command.h"
 
 #include "cancellation.h"
+#include "clip_look.h"
 #include "clip_reader.h"
 #include "clip_writer.h"
 #include "commands.h"
@@ -9,6 +10,7 @@
 #include "picture_size.h"
 #include "pipe_video.h"
 #include "pipeline.h"
+#include "run_report.h"
 #include "utf8_path.h"
 
 #include <opencv2/core.hpp>
@@ -18,6 +20,8 @@
 #include <chrono>
 #include <csignal>
 #include <iomanip>
+#include <iostream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <unistd.h>
 
@@ -107,13 +111,14 @@ bool isLost(const media::Picture& frame, const media::Picture& drawing) {
   return *std::max_element(deviation.val, deviation.val + 3) >= kClearContrast;
 }
 
-media::FrameEffect drawingBy(ChosenDevice& device) {
-  return [&device](const media::VideoFrame& frame, media::Picture& drawing) {
+media::FrameEffect drawingBy(ChosenDevice& device, const Look& look) {
+  return [&device, look](const media::VideoFrame& frame, media::Picture& drawing) {
     SttFrame output = descriptorOf(drawing);
     device.drawClipFrame(descriptorOf(frame.picture), output);
     if (isLost(frame.picture, drawing)) {
       throw Failure(ExitStatus::kDevice, "the device delivers one colour instead of a drawing: use another --device");
     }
+    applyLook(look, frame.picture, drawing);
   };
 }
 
@@ -121,18 +126,38 @@ std::string sinkName(const Arguments& arguments) {
   return isPipe(arguments.output) ? "standard output" : tools::utf8Text(arguments.output);
 }
 
-void report(const Arguments& arguments, cv::Size size, const media::PipelineResult& result, const std::string& device,
-            double elapsed_s) {
-  if (arguments.quiet) {
-    return;
-  }
+struct ClipReport {
+  Headline headline;
+  cv::Size size;
+  media::PipelineResult result;
+  std::vector<std::string> warnings;
+  double elapsed_s = 0;
+
+  double framesPerSecond() const { return elapsed_s > 0 ? static_cast<double>(result.frames) / elapsed_s : 0; }
+};
+
+void printReport(const Arguments& arguments, const ClipReport& report) {
   std::ostringstream line;
-  line << sinkName(arguments) << ": " << sizeText(size) << ", " << arguments.style->name << ", " << device << ", "
-       << result.frames << (result.frames == 1 ? " frame" : " frames");
-  if (elapsed_s > 0) {
-    line << ", " << std::fixed << std::setprecision(1) << static_cast<double>(result.frames) / elapsed_s << " frames per second";
-  }
+  line << sinkName(arguments) << ": " << sizeText(report.size) << ", " << arguments.style->name << ", " << report.result.frames
+       << (report.result.frames == 1 ? " frame" : " frames") << ", " << std::fixed << std::setprecision(1)
+       << report.framesPerSecond() << " frames per second";
   printLine(line.str());
+}
+
+void printJsonReport(const Arguments& arguments, const ClipReport& report, ExitStatus status) {
+  nlohmann::ordered_json json = jsonOf(report.headline);
+  json["input"] = tools::utf8Text(arguments.photos.front());
+  json["output"] = tools::utf8Text(arguments.output);
+  json["width"] = report.size.width;
+  json["height"] = report.size.height;
+  json["frames"] = report.result.frames;
+  json["frames_per_second"] = report.framesPerSecond();
+  json["cancelled"] = report.result.cancelled;
+  json["warnings"] = report.warnings;
+  json["damage"] = report.result.damage;
+  json["exit_status"] = static_cast<int>(report.result.cancelled ? ExitStatus::kCancelled : status);
+  printJson(json);
+  std::cout.flush(); // before cancellation ends the program
 }
 
 // Damage of the source and what the output lacks.
@@ -148,10 +173,7 @@ ExitStatus tellShortcomings(const std::vector<std::string>& warnings, const std:
 // source: null where it is a pipe, which is not touched before the device is sure: a program that starts again on another one
 // would find the pipe's begin gone.
 ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSource> source) {
-  std::optional<NeuralTools> tools;
-  if (arguments.style->isNeural()) {
-    tools = toolsForStyle(arguments);
-  }
+  const std::optional<NeuralTools> tools = toolsForStyle(arguments);
   const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
   ChosenDevice device(arguments.device);
   device.prepare(*manner.style);
@@ -160,14 +182,30 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   }
   const media::Size frame_size = source->info().size;
   const cv::Size size = arguments.size.value_or(cv::Size(frame_size.width, frame_size.height));
+  ClipReport report = {headlineOf(manner, device), size, {}, {}, 0};
   device.beginClip(manner, size);
 
   const CancellationWaits until_the_output_is_closed;
   const auto start = std::chrono::steady_clock::now();
   const std::unique_ptr<media::FrameSink> sink = openSink(arguments, source->info(), {size.width, size.height});
-  const media::PipelineResult result = media::runPipeline(*source, *sink, drawingBy(device), {cancellationIsDue(), {}});
-  report(arguments, size, result, device.name(), std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-  return tellShortcomings(sink->warnings(), result.damage);
+  if (!arguments.quiet) {
+    printLine(report.headline.text());
+  }
+  Progress progress(progressKind(arguments.progress, arguments.quiet), "frames", source->info().frames_expected);
+  report.result =
+      media::runPipeline(*source, *sink, drawingBy(device, arguments.look),
+                         {cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
+  progress.finish();
+  report.elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  report.warnings = sink->warnings();
+  if (!arguments.quiet) {
+    printReport(arguments, report);
+  }
+  const ExitStatus status = tellShortcomings(report.warnings, report.result.damage);
+  if (arguments.json) {
+    printJsonReport(arguments, report, status);
+  }
+  return status;
 }
 
 } // namespace

@@ -22,11 +22,14 @@ Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTool
   return manner;
 }
 
-NeuralTools toolsForStyle(const Arguments& arguments) {
+std::optional<NeuralTools> toolsForStyle(const Arguments& arguments) {
+  if (!arguments.style->isNeural()) {
+    return std::nullopt;
+  }
   ModelPackage package(arguments.models);
   package.requireNetwork(*arguments.style, networkFor(arguments, *arguments.style));
   const bool is_picture = arguments.style_image && !std::filesystem::is_directory(*arguments.style_image);
-  return {package, is_picture ? readPicture(*arguments.style_image) : cv::Mat()};
+  return NeuralTools{package, is_picture ? readPicture(*arguments.style_image) : cv::Mat()};
 }
 
 std::string Headline::text() const {

@@ -19,7 +19,8 @@ struct NeuralTools {
 const Network& networkFor(const Arguments& arguments, const Style& style);
 
 // Of the style of the arguments. A style image that is a folder of them is left out.
-NeuralTools toolsForStyle(const Arguments& arguments);
+// For a filter: nothing.
+std::optional<NeuralTools> toolsForStyle(const Arguments& arguments);
 
 // tools: of a neural style; they have to live as long.
 Manner mannerOf(const Arguments& arguments, const Style& style, const NeuralTools* tools);

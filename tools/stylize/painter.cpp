@@ -9,10 +9,6 @@
 namespace vorin::stylize {
 namespace {
 
-std::optional<NeuralTools> toolsFor(const Arguments& arguments) {
-  return arguments.style->isNeural() ? std::optional(toolsForStyle(arguments)) : std::nullopt;
-}
-
 // The network at work: "network 512", or for one that takes any size "network 640x480".
 std::string networkText(const Network& network, const Drawing& drawing) {
   return "network " + (network.name.empty() ? sizeText(drawing.network_size) : std::string(network.name));
@@ -20,11 +16,7 @@ std::string networkText(const Network& network, const Drawing& drawing) {
 
 } // namespace
 
-Painter::Painter(const Arguments& arguments) : arguments_(arguments), tools_(toolsFor(arguments)), device_(arguments.device) {
-  device_.prepare(*arguments.style);
-}
-
-Painter::Painter(const Arguments& arguments, NeuralTools tools)
+Painter::Painter(const Arguments& arguments, std::optional<NeuralTools> tools)
     : arguments_(arguments), tools_(std::move(tools)), device_(arguments.device) {}
 
 Headline Painter::headline() const {

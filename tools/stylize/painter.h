@@ -9,12 +9,10 @@ namespace vorin::stylize {
 
 class Painter {
 public:
-  // For the style of the arguments. Fails, or starts the program again, before anything is drawn.
-  explicit Painter(const Arguments& arguments);
+  // Fails, or starts the program again, before anything is drawn.
+  Painter(const Arguments& arguments, std::optional<NeuralTools> tools);
 
-  // With tools for other styles too, each of which has to be prepared.
-  Painter(const Arguments& arguments, NeuralTools tools);
-
+  // Before the first photo in the style, with the same ends.
   void prepare(const Style& style) { device_.prepare(style); }
 
   Headline headline() const; // of the style of the arguments

@@ -12,6 +12,7 @@
 #include "utf8_path.h"
 
 #include <system_error>
+#include <utility>
 
 namespace vorin::stylize {
 namespace {
@@ -49,18 +50,18 @@ ExitStatus stylizeOne(const Arguments& arguments) {
   }
   const cv::Mat photo = readPicture(arguments.photos.front());
   requireFits(arguments.output, arguments.size.value_or(photo.size()));
+  std::optional<NeuralTools> tools = toolsForStyle(arguments);
   SafeOutput output(arguments.output, arguments.overwrite);
-  Painter painter(arguments);
-  const Headline headline = painter.headline();
-  if (!arguments.quiet) {
-    printLine(headline.text());
-  }
+  Painter painter(arguments, std::move(tools));
+  painter.prepare(*arguments.style);
   Progress progress(arguments.progress == ProgressWish::kJson ? ProgressKind::kJson : ProgressKind::kNone, "photos", 1);
   const Drawing drawing = painter.paint(photo);
   output.commit(encodePicture(arguments.output, drawing.bgr));
   progress.update(1);
   progress.finish();
+  const Headline headline = painter.headline();
   if (!arguments.quiet) {
+    printLine(headline.text());
     printLine(tools::utf8Text(arguments.output) + ": " + painter.report(*arguments.style, drawing));
   }
   if (arguments.json) {
