@@ -8,6 +8,9 @@
 namespace vorin::tools {
 namespace {
 
+constexpr const char* kCompletionCommand = "completion";
+constexpr const char* kShell = "bash";
+
 std::vector<std::string> namesOf(const CLI::Option& option) {
   std::vector<std::string> names;
   for (const std::string& name : option.get_snames()) {
@@ -47,7 +50,7 @@ std::string optionNames(const CLI::App& app) {
 // A branch of the choice by the word before; nothing for an option that has no value.
 std::string valueBranch(const CLI::Option& option, const ValueWords& words) {
   const std::vector<std::string> names = namesOf(option);
-  if (names.empty() || option.get_type_size_min() == 0) {
+  if (names.empty() || option.get_items_expected_max() == 0) {
     return {};
   }
   const std::vector<std::string> known = words(names.back());
@@ -84,6 +87,19 @@ std::string functionName(std::string program) {
 
 } // namespace
 
+CLI::App* addCompletionCommand(CLI::App& app) {
+  CLI::App* completion = app.add_subcommand(kCompletionCommand, "Print a script that completes command lines");
+  completion
+      ->add_option_function<std::string>(
+          "SHELL", [](const std::string&) {}, kShell)
+      ->type_name("")
+      ->required()
+      ->check(CLI::IsMember({kShell}));
+  completion->set_help_flag("-h,--help", "Print this help");
+  completion->footer(""); // not the program's
+  return completion;
+}
+
 std::string bashCompletion(const CLI::App& app, const ValueWords& words) {
   const std::string function = functionName(app.get_name());
   const std::vector<std::string> commands = commandsOf(app);
@@ -103,6 +119,8 @@ std::string bashCompletion(const CLI::App& app, const ValueWords& words) {
          << R"(  esac
   if [[ ${#how[@]} -eq 0 ]]; then
     how=(-f)
+    [[ $command != )"
+         << kCompletionCommand << " ]] || how=(-W " << kShell << R"()
     [[ -n $command ]] || how+=(-W ")"
          << joined(commands, " ") << R"(")
     if [[ $word == -* ]]; then

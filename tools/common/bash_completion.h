@@ -17,6 +17,9 @@ namespace vorin::tools {
 // The words that an option may have as its value, by its long name ("--style"); none where anything goes.
 using ValueWords = std::function<std::vector<std::string>(const std::string& option)>;
 
+// Adds the command "completion bash" to the program's others.
+CLI::App* addCompletionCommand(CLI::App& app);
+
 std::string bashCompletion(const CLI::App& app, const ValueWords& words);
 
 } // namespace vorin::tools

@@ -1,5 +1,6 @@
 #include "arguments.h"
 
+#include "bash_completion.h"
 #include "failure.h"
 #include "utf8_path.h"
 
@@ -126,6 +127,17 @@ void addOthers(CLI::App& app, RawArguments& raw) {
   extract->add_flag("--overwrite", raw.overwrite, "Replace files that exist");
 }
 
+// The possible values of an option, for the completion.
+std::vector<std::string> wordsOf(const std::string& option) {
+  std::vector<std::string> names;
+  if (option == "--as") {
+    for (const CatalogueNetwork& network : catalogueNetworks()) {
+      names.push_back(network.name);
+    }
+  }
+  return names;
+}
+
 NamedFile checkedNamedFile(const std::string& text) {
   const std::size_t separator = text.find('=');
   if (separator == 0 || separator == std::string::npos || separator + 1 == text.size()) {
@@ -173,6 +185,7 @@ Arguments parseArguments(int count, const char* const* arguments) {
   app.require_subcommand(0, 1);
   addBuild(app, raw);
   addOthers(app, raw);
+  tools::addCompletionCommand(app);
   app.footer(kFooter); // after the subcommands, which would take it over
   try {
     app.parse(count, arguments);
@@ -183,6 +196,9 @@ Arguments parseArguments(int count, const char* const* arguments) {
   }
   if (raw.version) {
     return PrintArguments{"vorin-pack " VORIN_PACK_VERSION "\n"};
+  }
+  if (app.got_subcommand("completion")) {
+    return PrintArguments{tools::bashCompletion(app, wordsOf)};
   }
   if (app.got_subcommand("build")) {
     return checkedBuild(raw);

@@ -75,7 +75,6 @@ std::vector<std::string> wordsOf(const std::string& option) {
 // The parser of the command line.
 struct Parser {
   RawArguments raw;
-  std::vector<std::string> shells; // to make a completion for
   CLI::App app{"Draws photos and clips in a style: pencil, dots, paintings by neural networks.", "vorin-stylize"};
   CLI::Option* photo = nullptr;
   CLI::Option* version = nullptr;
@@ -113,9 +112,7 @@ struct Parser {
     selftest =
         app.add_subcommand("selftest", wrapped("Draw a built-in picture in all styles and compare with what is known of it"));
     addOptions(*selftest, raw, kForSelftest);
-    completion = app.add_subcommand("completion", "Print a script that completes command lines");
-    completion->add_option("SHELL", shells, "bash")->type_name("")->required()->expected(1)->check(CLI::IsMember({"bash"}));
-    completion->set_help_flag("-h,--help", "Print this help");
+    completion = tools::addCompletionCommand(app);
   }
 };
 

@@ -1,9 +1,10 @@
 // selftest_command.h: draws a built-in picture in all five styles, and compares with what is known of the drawings.
 //
-// Known are the means of 4 x 4 blocks in blue, green and red: enough to tell a drawing that is shifted, mirrored, of other
-// colours or of another network, and robust against the last bit of a device's arithmetic. The filters always give the same; the
-// drawings of the networks are known for the demo's package alone, by its SHA-256. With another one, and in any case, a drawing
-// has to have the picture's size, more than one colour, and to be another picture.
+// Known are, of each of 4 x 4 blocks, the means of blue, green and red and the standard deviation of green: enough to tell a
+// drawing that is shifted, mirrored, blurred, of other colours or of another network, and robust against the last bit of a
+// device's arithmetic. The filters always give the same; the drawings of the networks are known for the demo's package alone, by
+// its SHA-256. With another one, and in any case, a drawing has to have the picture's size, more than one colour, and to be
+// another picture. What is to be known next is what "selftest --json" tells.
 #pragma once
 
 #include "arguments.h"
@@ -12,6 +13,7 @@
 #include <opencv2/core/mat.hpp>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -21,13 +23,13 @@ namespace vorin::stylize {
 ExitStatus testItself(const Arguments& arguments);
 
 constexpr int kBlocks = 4; // in each direction
-using BlockMeans = std::array<std::uint8_t, kBlocks * kBlocks * 3>;
-BlockMeans blockMeans(const cv::Mat& picture_bgr);
+using BlockSums = std::array<std::uint8_t, std::size_t{kBlocks} * kBlocks * 4>;
+BlockSums blockSums(const cv::Mat& picture_bgr);
 
 struct KnownDrawing {
   std::string_view style;
   std::string_view package_sha256; // empty for a filter
-  std::string_view means;          // two hexadecimal digits each
+  std::string_view sums;           // two hexadecimal digits each
 };
 
 // Null where nothing is known.

@@ -9,7 +9,26 @@ namespace {
 constexpr int kWidth = 384;
 constexpr int kHeight = 288;
 
-constexpr std::array<KnownDrawing, 0> kKnownDrawings = {};
+constexpr std::string_view kDemoPackage = "94f53d7b78c02891741a0d79b3e15a76e2a6e3301eebb5a9c7fe304562c132ae";
+
+// Drawn on the software device, with networks in f32.
+constexpr std::array kKnownDrawings = {
+    KnownDrawing{"pencil", "",
+                 "f8f8f820fafafa1cfdfdfd0dfdfdfd0ffafafa1bfcfcfc17fafafa1ff7f7f723"
+                 "f9f9f91efbfbfb1bf2f2f22ef6f6f61df3f3f321f4f4f422f4f4f421f5f5f51a"},
+    KnownDrawing{"stipple", "",
+                 "fcfcfc17fcfcfc18ffffff01ffffff01fcfcfc17fdfdfd13fcfcfc1dfafafa1f"
+                 "fcfcfc17fdfdfd17f4f4f42cf9f9f918f9f9f91af8f8f81ef8f8f81dfafafa14"},
+    KnownDrawing{"lightgrey", kDemoPackage,
+                 "d1d1d12ad2d2d224dfdfdf03dfdfdf03dbdbdb20dedede18c5c5c532d2d2d22a"
+                 "e4e4e41ae6e6e61ac0c0c03fc6c6c62bc9c9c91dbebebe1fb9b9b92cc3c3c31d"},
+    KnownDrawing{"cartoon", kDemoPackage,
+                 "aa8a5e45c19a6741e9ae6b33eab26f30cec79f24d7c89a26c1a57e58c9b58a45"
+                 "c1cca124c7d0a81e6c82a44d64a0b139276d3036266d3c3a2e615a414075723d"},
+    KnownDrawing{"transfer", kDemoPackage,
+                 "7b8eac3e7b96b43b4e7ccd394e7ccd396b6d92355f6ca236726e95436a699a3e"
+                 "5a5e95265d6092279c837f48ae615442726e9832785e7f269e71743ea5595834"},
+};
 
 std::uint8_t byteOf(int value) {
   return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
