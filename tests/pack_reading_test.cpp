@@ -107,7 +107,7 @@ TEST_F(PackReading, ExtractsAllOrTheNamedEntries) {
   const auto expectFiles = [&](const std::string& folder, const std::map<std::string, std::string>& files) {
     expected[folder] = "(folder)";
     for (const auto& [name, content] : files) {
-      expected[folder + "/" + name] = content;
+      expected[std::string(folder).append("/").append(name)] = content;
     }
     EXPECT_EQ(pack_.content(), expected);
   };

@@ -74,7 +74,7 @@ std::string pngBytes(const cv::Mat& picture) {
       rows += samples(picture, row, column);
     }
   }
-  const char colour_kind = picture.channels() == 1 ? 0 : picture.channels() == 3 ? 2 : 6;
+  const char colour_kind = picture.channels() == 1 ? '\0' : picture.channels() == 3 ? '\2' : '\6';
   const std::string head = big(static_cast<std::uint32_t>(picture.cols), 4) + big(static_cast<std::uint32_t>(picture.rows), 4) +
                            std::string{picture.depth() == CV_16U ? '\x10' : '\x08', colour_kind, '\0', '\0', '\0'};
   return "\x89PNG\r\n\x1A\n" + chunk("IHDR", head) + chunk("IDAT", stored(rows)) + chunk("IEND", "");

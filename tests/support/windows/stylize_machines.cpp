@@ -52,8 +52,8 @@ std::string StylizeRun::copyProgram(const fs::path& folder, ChildSetting& settin
 std::shared_ptr<void> StylizeRun::holdTurn() {
   OVERLAPPED place = {};
   place.OffsetHigh = 0x40000000; // where the program has its lock
-  const HANDLE file = CreateFileW(fs::path(program()).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE file = CreateFileW(fs::path(program()).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE || LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) == FALSE) {
     throw std::runtime_error("cannot take the turn");
   }

@@ -104,10 +104,9 @@ bool mayWriteTo(const std::filesystem::path& folder) {
 
 std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes) {
   const std::string name = "Z:" + file; // Wine's name for the whole of the other system
-  const HANDLE opened = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  const HANDLE mapping =
-      opened == INVALID_HANDLE_VALUE ? nullptr : CreateFileMappingA(opened, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+  HANDLE opened = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE mapping = opened == INVALID_HANDLE_VALUE ? nullptr : CreateFileMappingA(opened, nullptr, PAGE_READWRITE, 0, 0, nullptr);
   void* const memory = mapping == nullptr ? nullptr : MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, size_bytes);
   CloseHandle(mapping); // the view keeps both
   CloseHandle(opened);

@@ -19,7 +19,8 @@ OVERLAPPED lockPlace() {
 }
 
 HANDLE handleOf(int descriptor) {
-  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+  return reinterpret_cast<HANDLE>(
+      _get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): the library has them as numbers
 }
 
 // That of the program itself, also for its copy beside a software device's libraries.

@@ -34,8 +34,8 @@ Quiet::Quiet(Stream stream) : stream_(stream), saved_(-1) {
   if (saved_ >= 0) {
     // A library with a C runtime of its own writes to the handle that it has found at its start. Were the handle closed, another
     // file could come to have its number.
-    SetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)), HANDLE_FLAG_PROTECT_FROM_CLOSE,
-                         HANDLE_FLAG_PROTECT_FROM_CLOSE);
+    HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr)
+    SetHandleInformation(handle, HANDLE_FLAG_PROTECT_FROM_CLOSE, HANDLE_FLAG_PROTECT_FROM_CLOSE);
     _dup2(nowhere, descriptor);
   }
   _close(nowhere);
