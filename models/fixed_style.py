@@ -9,7 +9,6 @@ from __future__ import annotations
 import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
-from layers import as_bytes
 from style_network import Expansion, fold_input, reorder_output, repaint
 from subpixel import expanded
 from trained_weights import FIXED_STYLE_COUNT, fixed_style_layers
@@ -45,18 +44,14 @@ def light_grey_network(expand: Expansion = expanded) -> ov.Model:
     return _model(image, ops.concat([light] * 3, 1, name="picture"), "light_grey")
 
 
-def cartoon_network(eight_bit_entry: bool = True) -> ov.Model:
-    """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1.
-
-    The first layer takes most of a float network's time, so it computes in 8 bits: they hold a photo exactly, weights well enough.
-    """
+def cartoon_network() -> ov.Model:
+    """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1."""
     image = _image_input()
     only_lightness = np.tile(LIGHTNESS, (3, 1))
     identity = np.eye(3)
     # From 0..1 to -1..1 is a factor of 2 and an offset of -1; the photo's colours already have that scale, and no offset.
     shades = only_lightness * (1.0 - CARTOON_STYLE_COLOUR) + identity * CARTOON_STYLE_COLOUR
-    entry = _padded(as_bytes(image) if eight_bit_entry else image)
-    painted = _cut(_repainted(entry, CARTOON_MIX, 2.0 * shades, eight_bit_entry=eight_bit_entry), image)
+    painted = _cut(_repainted(_padded(image), CARTOON_MIX, 2.0 * shades), image)
     matrix = (CARTOON_PHOTO_COLOUR * (identity - only_lightness)).astype(np.float32)
     colours = ops.matmul(matrix[None], ops.reshape(image, np.array([0, 0, -1]), True), False, False, name="photo_colours/mix")
     colours = ops.reshape(colours, ops.shape_of(image, "i64"), False, name="photo_colours")
@@ -95,13 +90,7 @@ def _cut(planes: ov.Node, image: ov.Node) -> ov.Node:
     return ops.slice(planes, start, _size_of(image), step, axes, name="cut")
 
 
-def _repainted(
-    padded: ov.Node,
-    mix: dict[int, float],
-    matrix: np.ndarray,
-    expand: Expansion = expanded,
-    eight_bit_entry: bool = False,
-) -> ov.Node:
+def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expand: Expansion = expanded) -> ov.Node:
     """What the matrix makes of the mixture of fixed styles, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
     shares = np.zeros(FIXED_STYLE_COUNT, dtype=np.float32)
     for style, share in mix.items():
@@ -117,7 +106,7 @@ def _repainted(
         scale, shift = (ops.constant((shares @ table[name]).reshape(1, -1, 1, 1)) for table in (scales, shifts))
         return scale, shift
 
-    return repaint(padded, layers, normalisation, matrix, expand, eight_bit_entry)
+    return repaint(padded, layers, normalisation, matrix, expand)
 
 
 def _model(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:

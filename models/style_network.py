@@ -18,7 +18,7 @@ from dataclasses import replace
 import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
-from layers import Normalisation, eight_bit_weights, normalised
+from layers import Normalisation, normalised
 from subpixel import expanded
 from trained_weights import Convolution
 
@@ -46,19 +46,15 @@ def repaint(
     normalisation: Normalisation,
     matrix: np.ndarray,
     expand: Expansion = expanded,
-    eight_bit_entry: bool = False,
 ) -> ov.Node:
-    """For an image whose sides are multiples of 4: each plane k as the sum of the repainted ones, 0 to 1, weighted by matrix[k].
+    """For an image whose sides are multiples of 4: each plane k as the sum of the repainted ones, 0 to 1, weighted by matrix[k]."""
 
-    With `eight_bit_entry` the first layer computes with whole numbers, which suits an image that passed `as_bytes`.
-    """
-
-    def layer(x: ov.Node, name: str, stride: int = 1, activate: bool = True, eight_bit: bool = False) -> ov.Node:
-        x = convolved(x, name, layers[name], stride, eight_bit)
+    def layer(x: ov.Node, name: str, stride: int = 1, activate: bool = True) -> ov.Node:
+        x = convolved(x, name, layers[name], stride)
         x = _biased(x, name, layers[name]) if normalisation(name) is None else normalised(x, name, normalisation)
         return ops.relu(x, name=f"{name}/relu") if activate else x
 
-    x = layer(image, "contract.0", eight_bit=eight_bit_entry)
+    x = layer(image, "contract.0")
     x = layer(x, "contract.1", stride=2)
     x = layer(x, "contract.2", stride=2)
     for block in range(sum(1 for name in layers if name.startswith("residual.")) // 2):
@@ -67,12 +63,11 @@ def repaint(
     return expand(x, layers, normalisation, matrix)
 
 
-def convolved(x: ov.Node, name: str, convolution: Convolution, stride: int = 1, eight_bit: bool = False) -> ov.Node:
+def convolved(x: ov.Node, name: str, convolution: Convolution, stride: int = 1) -> ov.Node:
     """Mirrored border and convolution, without the bias: a normalisation would take it away again."""
     border = convolution.weights.shape[2] // 2
     x = ops.pad(x, [0, 0, border, border], [0, 0, border, border], "reflect", name=f"{name}/border")
-    weights = eight_bit_weights(convolution.weights) if eight_bit else convolution.weights
-    return ops.convolution(x, weights, [stride] * 2, [0, 0], [0, 0], [1, 1], name=f"{name}/convolution")
+    return ops.convolution(x, convolution.weights, [stride] * 2, [0, 0], [0, 0], [1, 1], name=f"{name}/convolution")
 
 
 def _biased(x: ov.Node, name: str, convolution: Convolution) -> ov.Node:
