@@ -50,7 +50,8 @@ SummedPackage summed(const ModelPackage& package) {
   SummedPackage sums = {tools::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
   sums.sha256 = sha256OfFile(package.file(), 0, sums.size_bytes);
   for (const PackageEntry& entry : package.entries()) {
-    sums.entries.push_back({entry, sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes), styleOf(entry.name)});
+    sums.entries.push_back(
+        {entry, sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, kEntryMask), styleOf(entry.name)});
   }
   return sums;
 }

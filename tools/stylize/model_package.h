@@ -16,6 +16,9 @@
 
 namespace vorin::stylize {
 
+// The bytes of the entries are XORed with this.
+constexpr std::uint8_t kEntryMask = 0x3C;
+
 struct PackageEntry {
   std::string name;
   std::uint64_t size_bytes = 0;

@@ -10,7 +10,8 @@
 
 namespace vorin::stylize {
 
-std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset_bytes, std::uint64_t size_bytes) {
+std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset_bytes, std::uint64_t size_bytes,
+                         std::uint8_t mask) {
   constexpr std::uint64_t kPartBytes = std::uint64_t{1} << 20;
   std::ifstream stream(file, std::ios::binary);
   stream.seekg(static_cast<std::streamoff>(offset_bytes));
@@ -21,6 +22,8 @@ std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset
     if (!stream.read(reinterpret_cast<char*>(part.data()), static_cast<std::streamsize>(part.size()))) {
       throw Failure(ExitStatus::kInputOutput, "'" + tools::utf8Text(file) + "' cannot be read: check its permissions");
     }
+    std::transform(part.begin(), part.end(), part.begin(),
+                   [&](std::uint8_t byte) { return static_cast<std::uint8_t>(byte ^ mask); });
     sum.add(part);
     size_bytes -= part.size();
   }

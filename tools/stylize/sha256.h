@@ -24,8 +24,9 @@ private:
   std::unique_ptr<State> state_;
 };
 
-// Of a part of a file. Throws a Failure where it cannot be read.
-std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset_bytes, std::uint64_t size_bytes);
+// Of a part of a file, each byte of which is XORed with the mask first. Throws a Failure where it cannot be read.
+std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset_bytes, std::uint64_t size_bytes,
+                         std::uint8_t mask = 0);
 
 // Two small digits a byte.
 std::string hexadecimalText(std::span<const std::uint8_t> bytes);
