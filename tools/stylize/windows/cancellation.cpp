@@ -2,6 +2,7 @@
 
 #include "../exit_status.h"
 #include "console_code_page.h"
+#include "held_cancellation.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -63,6 +64,12 @@ void handleCancellation() {
 
 void holdCancellation() {
   cancellation_waits = true;
+}
+
+void cancelEvenIfHeld() {
+  if (cancellation_is_due) {
+    cancelNow();
+  }
 }
 
 CancellationWaits::CancellationWaits() {

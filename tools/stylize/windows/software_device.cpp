@@ -3,6 +3,7 @@
 #include "../cancellation.h"
 #include "../exit_status.h"
 #include "../program_files.h"
+#include "held_cancellation.h"
 #include "module_path.h"
 #include "software_folder.h"
 
@@ -74,10 +75,18 @@ DWORD run(const fs::path& program) {
   const Handle process(started.hProcess);
   const Handle thread(started.hThread);
   AssignProcessToJobObject(job.get(), process.get());
+  cancelEvenIfHeld(); // the copy would not know of it
   ResumeThread(thread.get());
   WaitForSingleObject(process.get(), INFINITE);
   DWORD exit_status = 0;
-  return GetExitCodeProcess(process.get(), &exit_status) == FALSE ? throw noStart() : exit_status;
+  if (GetExitCodeProcess(process.get(), &exit_status) == FALSE) {
+    throw noStart();
+  }
+  constexpr DWORD kEndedByControlC = 0xC000013A; // before the copy had begun to handle it
+  if (exit_status == kEndedByControlC) {
+    cancelEvenIfHeld();
+  }
+  return exit_status;
 }
 
 } // namespace
