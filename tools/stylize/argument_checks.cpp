@@ -130,7 +130,7 @@ std::string checkedKind(const std::string& kind) {
     return {};
   }
   const std::vector<std::string> known = pictureExtensionList();
-  const std::string extension = std::string(".").append(kind);
+  std::string extension = std::string(".").append(kind);
   if (std::find(known.begin(), known.end(), extension) == known.end()) {
     throw usage("unknown --to '" + kind + "': the kinds are " + joinTexts(known) + ", without the dot");
   }

@@ -29,7 +29,7 @@ std::string wrapped(const std::string& text) {
     while (line.size() > kHelpColumns) {
       const std::size_t end = line.rfind(' ', kHelpColumns);
       result.append(result.empty() ? "" : "\n").append(line, 0, end);
-      line = indentation + line.substr(end + 1);
+      line.replace(0, end + 1, indentation);
     }
     result.append(result.empty() ? "" : "\n").append(line);
   }

@@ -140,7 +140,7 @@ ExitStatus conclude(const Arguments& arguments, const std::vector<PhotoResult>& 
 Headline drawAll(const Arguments& arguments, std::vector<PhotoResult>& results) {
   Painter painter(arguments, toolsForStyle(arguments));
   painter.prepare(*arguments.style);
-  const Headline headline = painter.headline();
+  Headline headline = painter.headline();
   if (!arguments.quiet) {
     printLine(headline.text());
   }
