@@ -55,7 +55,8 @@ protected:
     EXPECT_EQ(result.standard_output, "");
     EXPECT_EQ(linesOf(result.standard_error).size(), 2U) << result.standard_error;
     for (const std::string& part :
-         {"style cartoon, network cartoon_model_slim5 of '" + package_.folder() + "/model_st.bin', software device",
+         {"style cartoon, network cartoon_model_slim5 of '" +
+              (std::filesystem::path(package_.folder()) / "model_st.bin").string() + "', software device",
           "cartoon, network " + told + ", ", std::string(" ms per frame"), std::string(", loaded in ")}) {
       EXPECT_NE(result.standard_error.find(part), std::string::npos) << result.standard_error;
     }

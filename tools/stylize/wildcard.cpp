@@ -147,7 +147,8 @@ fs::path folderOfPattern(const fs::path& pattern) {
 
 std::vector<fs::path> expandWildcards(const fs::path& pattern) {
   std::vector<fs::path> found;
-  expand({}, pattern.begin(), pattern.end(), found);
+  const fs::path below_root = pattern.relative_path(); // a drive alone, as "C:", is no folder that could be asked for
+  expand(pattern.root_path(), below_root.begin(), below_root.end(), found);
   std::sort(found.begin(), found.end());
   found.erase(std::unique(found.begin(), found.end()), found.end()); // ** twice leads to a file twice
   return found;
