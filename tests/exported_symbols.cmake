@@ -1,6 +1,8 @@
 cmake_minimum_required(VERSION 3.25)
 
-# Fails unless the library exports exactly the lists below, and finds its own libraries by RUNPATH and not by RPATH.
+# Fails unless the library exports exactly the lists below, each symbol under the library's version, and finds its own libraries by RUNPATH
+# and not by RPATH.
+set(version VORIN_STT_0)
 set(expected
     _ZN10SttFactory6CreateEPP12SttInterface
     _ZN10SttFactory7DestroyEP12SttInterface
@@ -26,6 +28,13 @@ string(REGEX MATCHALL "[^\n]+" lines "${listing}")
 set(exported)
 foreach(line IN LISTS lines)
   string(REGEX REPLACE " .*" "" symbol "${line}")
+  if(symbol STREQUAL version OR symbol STREQUAL "${version}@@${version}")
+    continue() # the version's own entry
+  endif()
+  if(NOT symbol MATCHES "@@${version}$")
+    message(FATAL_ERROR "${symbol} has not the version ${version}")
+  endif()
+  string(REGEX REPLACE "@@.*" "" symbol "${symbol}")
   if(NOT symbol IN_LIST tables)
     list(APPEND exported ${symbol})
   endif()
