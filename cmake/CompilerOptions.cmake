@@ -1,11 +1,15 @@
-# What every target of the project is compiled and linked with; targets take it by linking vorin_options.
+# What every target of the project is compiled and linked with; targets take it by linking vorin_options. The few that must not have the
+# sanitizers, whatever the build has, link vorin_plain_options.
+add_library(vorin_plain_options INTERFACE)
 add_library(vorin_options INTERFACE)
+target_link_libraries(vorin_options INTERFACE vorin_plain_options)
 
 if(MSVC)
-  target_compile_options(vorin_options INTERFACE /W4 /WX /utf-8 /EHsc)
+  target_compile_options(vorin_plain_options INTERFACE /W4 /WX /utf-8 /EHsc /wd5030) # 5030: an attribute of other compilers
+  target_compile_definitions(vorin_plain_options INTERFACE _CRT_SECURE_NO_WARNINGS) # the C library's functions under their standard names
 else()
   target_compile_options(
-    vorin_options
+    vorin_plain_options
     INTERFACE -Wall
               -Wextra
               -Wpedantic
@@ -18,14 +22,14 @@ else()
 endif()
 if(MINGW)
   # A program or DLL needs nothing that Windows does not have: the compiler's own libraries are inside.
-  target_link_options(vorin_options INTERFACE -static)
+  target_link_options(vorin_plain_options INTERFACE -static)
 elseif(NOT MSVC)
   # RUNPATH, not RPATH: a library search path of the user comes before it, which is how the stand-ins for the hardware get in.
-  target_link_options(vorin_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
+  target_link_options(vorin_plain_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
 endif()
 
 if(WIN32)
-  target_compile_definitions(vorin_options INTERFACE _WIN32_WINNT=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN) # Windows 10
+  target_compile_definitions(vorin_plain_options INTERFACE _WIN32_WINNT=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN) # Windows 10
 endif()
 
 if(VORIN_SANITIZE)

@@ -53,7 +53,7 @@ install(
   DESTINATION ${vorin_runtime_dir}
   COMPONENT library
   FILES_MATCHING
-  REGEX "/(lib)?(${vorin_runtime_wanted})"
+  REGEX "/(lib)?(${vorin_runtime_wanted})[^/]*$"
   PATTERN "*.lib" EXCLUDE
   PATTERN "*_debug*" EXCLUDE
   PATTERN "*.pc" EXCLUDE)
@@ -79,14 +79,14 @@ install(
   OPTIONAL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${vorin_doc_dir} COMPONENT library)
 # The inference runtime's own, and those of what is inside it.
-if(WIN32)
+if(MINGW)
   file(GLOB vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/windows-deps/openvino/licenses/*)
   # OpenCV and the compiler's libraries are inside the DLL and the programs.
   install(FILES ${PROJECT_SOURCE_DIR}/build/windows-deps/opencv/LICENSE DESTINATION ${vorin_license_dir}/opencv COMPONENT library)
   foreach(package IN ITEMS gcc-mingw-w64-base mingw-w64-common libz-mingw-w64-dev libcli11-dev)
     install(FILES /usr/share/doc/${package}/copyright DESTINATION ${vorin_license_dir}/${package} COMPONENT library OPTIONAL)
   endforeach()
-else()
+elseif(NOT WIN32)
   file(GLOB_RECURSE vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/venv/lib/python3*/site-packages/openvino-*.dist-info/licenses/*)
 endif()
 install(FILES ${vorin_runtime_licenses} DESTINATION ${vorin_license_dir}/openvino COMPONENT library)

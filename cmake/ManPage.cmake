@@ -2,6 +2,7 @@
 # installs it.
 find_program(VORIN_HELP2MAN help2man)
 mark_as_advanced(VORIN_HELP2MAN)
+add_custom_target(vorin_papers ALL) # all that is made from the programs, for who builds single targets before installing
 
 function(vorin_add_man_page program purpose)
   if(NOT VORIN_HELP2MAN)
@@ -15,7 +16,8 @@ function(vorin_add_man_page program purpose)
     DEPENDS ${program}
     COMMENT "Making the man page of ${program}"
     VERBATIM)
-  add_custom_target(${program}_man_page ALL DEPENDS ${page})
+  add_custom_target(${program}_man_page DEPENDS ${page})
+  add_dependencies(vorin_papers ${program}_man_page)
   install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
 endfunction()
 
@@ -30,6 +32,7 @@ function(vorin_add_completion program)
     DEPENDS ${program}
     COMMENT "Making the completion of ${program}"
     VERBATIM)
-  add_custom_target(${program}_completion ALL DEPENDS ${script})
+  add_custom_target(${program}_completion DEPENDS ${script})
+  add_dependencies(vorin_papers ${program}_completion)
   install(FILES ${script} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT programs)
 endfunction()

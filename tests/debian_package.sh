@@ -5,11 +5,7 @@
 set -euo pipefail
 build="$1" photo="$2"
 [ "$(id -u)" -eq 0 ] || { echo "needs root to install the package's dependencies"; exit 77; }
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-chmod 755 "$work"
-
-quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }; }
+. "$(dirname "${BASH_SOURCE[0]}")/support/shell_checks.sh"
 
 quietly cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work/package" -D CPACK_STRIP_FILES=OFF
 package=("$work"/package/*.deb)

@@ -3,23 +3,11 @@ cmake_minimum_required(VERSION 3.25)
 # Fails unless the library exports exactly the lists below, each symbol under the library's version, and finds its own libraries by RUNPATH
 # and not by RPATH.
 set(version VORIN_STT_0)
+include(${CMAKE_CURRENT_LIST_DIR}/c_functions.cmake)
 set(expected
     _ZN10SttFactory6CreateEPP12SttInterface
     _ZN10SttFactory7DestroyEP12SttInterface
-    vorin_SttCreate
-    vorin_SttCreateContext
-    vorin_SttCreateDevice
-    vorin_SttDestroy
-    vorin_SttDestroyContext
-    vorin_SttDestroyDevice
-    vorin_SttEnumDevice
-    vorin_SttGetConfig
-    vorin_SttGetVersion
-    vorin_SttPrepare
-    vorin_SttProcessFrame
-    vorin_SttSetConfig
-    vorin_SttStop
-    vorin_SttSyncOperation)
+    ${c_functions})
 # Which of these the compiler emits depends on what it inlines; a host's compiler makes its own.
 set(tables _ZTI12SttInterface _ZTS12SttInterface _ZTV12SttInterface)
 

@@ -5,17 +5,7 @@
 set -euo pipefail
 build="$1" photo="$2"
 source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-chmod 755 "$work"
-
-quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }; }
-expect() { # expect TEXT COMMAND...: the command succeeds and prints the text
-  local text="$1"
-  shift
-  quietly "$@"
-  grep -qF -- "$text" "$work/log" || { cat "$work/log"; echo "no '$text' from: $*"; exit 1; }
-}
+. "$(dirname "${BASH_SOURCE[0]}")/support/shell_checks.sh"
 
 quietly cmake --install "$build" --prefix "$work/made"
 mv "$work/made" "$work/copy" # nothing may remember where it was made
@@ -47,4 +37,3 @@ for style in cartoon pencil; do
   test -s "$work/home/$style.png"
 done
 expect "cartoon_model_slim5.xml" "${as_user[@]}" "$work/a copy/bin/vorin-pack" list "$work/a copy/share/vorin-stt/models/model_st.bin"
-chmod -R u+w "$work/a copy"

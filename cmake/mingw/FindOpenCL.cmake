@@ -4,13 +4,12 @@ find_path(
   OpenCL_INCLUDE_DIR CL/cl.h
   PATHS ${PROJECT_SOURCE_DIR}/build/windows-deps/include
   NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-find_program(VORIN_DLLTOOL x86_64-w64-mingw32-dlltool)
-mark_as_advanced(OpenCL_INCLUDE_DIR VORIN_DLLTOOL)
+mark_as_advanced(OpenCL_INCLUDE_DIR)
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(
   OpenCL
-  REQUIRED_VARS OpenCL_INCLUDE_DIR VORIN_DLLTOOL
+  REQUIRED_VARS OpenCL_INCLUDE_DIR CMAKE_DLLTOOL
   REASON_FAILURE_MESSAGE "run scripts/setup --windows")
 
 if(OpenCL_FOUND AND NOT TARGET OpenCL::OpenCL)
@@ -18,7 +17,7 @@ if(OpenCL_FOUND AND NOT TARGET OpenCL::OpenCL)
   set(opencl_functions ${CMAKE_CURRENT_LIST_DIR}/OpenCL.def)
   set(OpenCL_LIBRARY ${PROJECT_BINARY_DIR}/libOpenCL.dll.a)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${opencl_functions})
-  execute_process(COMMAND ${VORIN_DLLTOOL} -d ${opencl_functions} -l ${OpenCL_LIBRARY} COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND ${CMAKE_DLLTOOL} -d ${opencl_functions} -l ${OpenCL_LIBRARY} COMMAND_ERROR_IS_FATAL ANY)
   add_library(OpenCL::OpenCL UNKNOWN IMPORTED GLOBAL)
   set_target_properties(OpenCL::OpenCL PROPERTIES IMPORTED_LOCATION ${OpenCL_LIBRARY} INTERFACE_INCLUDE_DIRECTORIES
                                                                                       ${OpenCL_INCLUDE_DIR})

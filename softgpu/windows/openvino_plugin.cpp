@@ -62,7 +62,7 @@ template <typename Function> Function findEntry(HMODULE library, const char* nam
 // Ends the runtime's call by an exception of the runtime's own, the only one that its compiler can catch. No object with a
 // destructor may live in the functions that it passes. Says what is wrong on standard error too: the runtime leaves a device out
 // of its list without a word when its plugin fails.
-void fail(const char* reason) {
+[[noreturn]] void fail(const char* reason) {
   char message[512];
   static_cast<void>(std::snprintf(message, sizeof message, "softgpu: no stand-in for OpenVINO's GPU: %s", reason));
   static_cast<void>(std::fprintf(stderr, "%s\n", message));

@@ -2,6 +2,7 @@ cmake_minimum_required(VERSION 3.25)
 
 # Fails unless the DLL exports exactly the list below, and imports from nothing but four of Windows' own libraries and the two that it
 # is there to use.
+include(${CMAKE_CURRENT_LIST_DIR}/../c_functions.cmake)
 set(expected
     ??0SttInterface@@QEAA@$$QEAV0@@Z
     ??0SttInterface@@QEAA@AEBV0@@Z
@@ -13,20 +14,7 @@ set(expected
     ??_7SttInterface@@6B@
     ?Create@SttFactory@@SA?AW4_VorinStatus@@PEAPEAVSttInterface@@@Z
     ?Destroy@SttFactory@@SA?AW4_VorinStatus@@PEAVSttInterface@@@Z
-    vorin_SttCreate
-    vorin_SttCreateContext
-    vorin_SttCreateDevice
-    vorin_SttDestroy
-    vorin_SttDestroyContext
-    vorin_SttDestroyDevice
-    vorin_SttEnumDevice
-    vorin_SttGetConfig
-    vorin_SttGetVersion
-    vorin_SttPrepare
-    vorin_SttProcessFrame
-    vorin_SttSetConfig
-    vorin_SttStop
-    vorin_SttSyncOperation)
+    ${c_functions})
 set(expected_imports advapi32.dll kernel32.dll msvcrt.dll opencl.dll openvino_c.dll shell32.dll)
 
 execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE tables COMMAND_ERROR_IS_FATAL ANY)

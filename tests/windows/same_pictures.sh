@@ -7,8 +7,7 @@ windows="$1" native="$2" photo="$3"
 source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 models="$source_dir/build/models"
 [ -e "$models/model_st.bin" ] || { echo "no model package: models/build makes it"; exit 77; }
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
+. "$source_dir/tests/support/shell_checks.sh"
 
 failed=0
 for style in pencil stipple lightgrey cartoon transfer; do

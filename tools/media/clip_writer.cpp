@@ -2,6 +2,7 @@
 
 #include "clip_streams.h"
 #include "output_path.h"
+#include "utf8_path.h"
 #include "video_encoder.h"
 
 #include <algorithm>
@@ -26,9 +27,7 @@ constexpr std::array kContainers = {ContainerRow{".mp4", "mp4"}, ContainerRow{".
                                     ContainerRow{".mkv", "matroska"}};
 
 const ContainerRow* findContainer(const fs::path& file) {
-  std::string extension = file.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  const std::string extension = tools::lowerCaseExtension(file);
   const auto* row =
       std::find_if(kContainers.begin(), kContainers.end(), [&](const ContainerRow& each) { return each.extension == extension; });
   return row == kContainers.end() ? nullptr : row;

@@ -2,6 +2,7 @@
 
 #include "bounded_queue.h"
 
+#include <atomic>
 #include <chrono>
 #include <exception>
 #include <thread>
@@ -27,7 +28,7 @@ class Threads {
 public:
   Threads(FrameSource& source, FrameSink& sink, const std::atomic<bool>& cancelled)
       : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
-        drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled),
+        drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
         reader_([this] { readAhead(); }), writer_([this] { writeBehind(); }) {}
 
   ~Threads() {
@@ -53,20 +54,22 @@ public:
     return drawn_.push(std::move(item), bytes);
   }
 
-  // Waits until all is written.
+  // Waits until all is written. When cancelled, also meanwhile, what has been drawn is still written, if nobody is to be waited
+  // for; what has been read is not wanted any more.
   void join() {
+    constexpr std::chrono::milliseconds kLook(20); // at the flag: nobody can wake the waiting from a signal handler
     drawn_.close();
+    while (!writer_is_done_ && !cancelled_) {
+      std::this_thread::sleep_for(kLook);
+    }
+    if (cancelled_) {
+      source_.interrupt();
+      sink_.interrupt();
+    }
     writer_.join();
     read_.abort();
     reader_.join();
     rethrow();
-  }
-
-  // What has been drawn is still written, if nobody is to be waited for; what has been read is not wanted any more.
-  void joinEarly() {
-    source_.interrupt();
-    sink_.interrupt();
-    join();
   }
 
 private:
@@ -101,12 +104,15 @@ private:
       sink_failure_ = std::current_exception();
       drawn_.abort();
     }
+    writer_is_done_ = true;
   }
 
   FrameSource& source_;
   FrameSink& sink_;
   BoundedQueue<Item> read_;
   BoundedQueue<Item> drawn_;
+  const std::atomic<bool>& cancelled_;
+  std::atomic<bool> writer_is_done_ = false;
   std::exception_ptr source_failure_; // each set by its thread, read after its end
   std::exception_ptr sink_failure_;
   std::thread reader_;
@@ -140,11 +146,7 @@ PipelineResult runPipeline(FrameSource& source, FrameSink& sink, const FrameEffe
       break;
     }
   }
-  if (options.cancelled) {
-    threads.joinEarly();
-  } else {
-    threads.join();
-  }
+  threads.join();
   result.cancelled = options.cancelled; // perhaps only now
   if (result.cancelled) {
     sink.finishEarly();

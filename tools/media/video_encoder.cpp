@@ -146,6 +146,7 @@ void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat
 void VideoEncoder::send(VideoFrame&& frame) {
   if (frames_ == 0) {
     first_time_ = frame.time;
+    first_duration_ = frame.duration;
   }
   spans_[frames_] = {frame.time, frame.duration};
   const FrameHandle pixels = to_frame_->convert(std::move(frame.picture));
@@ -172,14 +173,15 @@ bool VideoEncoder::receive(AVPacket& packet) {
   return true;
 }
 
-// To start with, the numbers for decoding lie before the first frame, as far as frames change places.
+// To start with, the numbers for decoding lie before the first frame, as far as frames change places. These go in even steps:
+// times for decoding may not run backwards, however long the frames are that come first.
 void VideoEncoder::giveTimes(AVPacket& packet) {
   const std::int64_t decode_number = packet.dts;
   const Span& span = spans_.at(packet.pts);
   packet.pts = span.time;
   packet.duration = span.duration;
   const auto decoded = spans_.find(decode_number);
-  packet.dts = decoded != spans_.end() ? decoded->second.time : first_time_ + decode_number * span.duration;
+  packet.dts = decoded != spans_.end() ? decoded->second.time : first_time_ + decode_number * first_duration_;
   spans_.erase(spans_.begin(), spans_.lower_bound(decode_number));
 }
 

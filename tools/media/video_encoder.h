@@ -40,6 +40,7 @@ private:
   std::optional<FrameFromPicture> to_frame_;
   std::map<std::int64_t, Span> spans_; // by the number of the frame, as long as packets need them
   std::int64_t first_time_ = 0;
+  std::int64_t first_duration_ = 0;
   std::int64_t frames_ = 0;
 };
 

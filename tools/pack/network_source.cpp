@@ -18,17 +18,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string lowerCaseExtension(const fs::path& file) {
-  std::string extension = tools::utf8Text(file.extension());
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-  return extension;
-}
-
 } // namespace
 
 bool isNetworkName(const fs::path& file) {
-  const std::string extension = lowerCaseExtension(file);
+  const std::string extension = tools::lowerCaseExtension(file);
   return extension == ".xml" || extension == ".onnx";
 }
 
@@ -78,7 +71,7 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
                   "--name ENTRY=FILE");
   }
   requireFile(file);
-  NetworkFiles files = lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
+  NetworkFiles files = tools::lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
   loaded_[file] = files;
   return files;
 }

@@ -33,9 +33,14 @@ Failure unwritable(const fs::path& folder, const std::string& why) {
 void makeFolder(const fs::path& folder) {
   std::error_code error;
   fs::create_directories(folder, error);
-  if (!fs::is_directory(folder)) {
+  std::error_code ignored;
+  if (!fs::is_directory(folder, ignored)) {
     throw unwritable(folder, error ? error.message() : "there is a file of that name");
   }
+}
+
+Failure amongThePhotos(const fs::path& name) {
+  return usage("the drawings would lie among the photos of " + quoted(name) + ": name another folder with -o");
 }
 
 // The photos and where their drawings go; nothing is known to be wrong with any so far.
@@ -43,7 +48,7 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
   std::error_code error;
   for (const fs::path& name : arguments.photos) {
     if (fs::is_directory(name, error) && fs::equivalent(name, arguments.output, error)) {
-      throw usage("the drawings would lie among the photos of " + quoted(name) + ": name another folder with -o");
+      throw amongThePhotos(name);
     }
   }
   std::vector<PhotoResult> planned;
@@ -55,13 +60,16 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
       throw usage(quoted(other->second) + " and " + quoted(photo.file) + " would both be drawn into " + quoted(output) +
                   ": leave --to out, or draw one of them alone");
     }
+    if (fs::equivalent(photo.file, output, error)) {
+      throw amongThePhotos(photo.file);
+    }
     planned.push_back({photo.file, output, Outcome::kDone, {}, 0, 0, {}, {}});
   }
   if (planned.empty()) {
     throw Failure(ExitStatus::kInputOutput, "there is no photo in " + quoted(arguments.photos.front()) +
                                                 ": name another folder, or see vorin-stylize --help for patterns");
   }
-  if (std::none_of(planned.begin(), planned.end(), [](const auto& each) { return fs::exists(each.input); })) {
+  if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
     throw Failure(ExitStatus::kInputOutput, quoted(planned.front().input) + " does not exist: check the name");
   }
   return planned;
@@ -107,6 +115,8 @@ void tryToDraw(const Arguments& arguments, Painter& painter, PhotoResult& result
     result.error = failure.what();
   } catch (const std::bad_alloc&) {
     result.error = quoted(result.input) + " takes more memory than there is: use a smaller image";
+  } catch (const std::exception& error) {
+    result.error = quoted(result.input) + " cannot be drawn (" + error.what() + "): use another image";
   }
   result.outcome = Outcome::kFailed;
 }

@@ -1,5 +1,6 @@
 #include "clip_command.h"
 
+#include "argument_checks.h"
 #include "cancellation.h"
 #include "clip_look.h"
 #include "clip_reader.h"
@@ -31,10 +32,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kSection = "Clips and pipes";
-
-Failure usage(const std::string& line) {
-  return {ExitStatus::kUsage, line};
-}
 
 bool isPipe(const fs::path& file) {
   return file == kPipe;
@@ -145,6 +142,7 @@ void printReport(const Arguments& arguments, const ClipReport& report) {
 }
 
 void printJsonReport(const Arguments& arguments, const ClipReport& report, ExitStatus status) {
+  const bool cancelled = report.result.cancelled || cancellationIsDue(); // perhaps only while the file was closed
   nlohmann::ordered_json json = jsonOf(report.headline);
   json["input"] = tools::utf8Text(arguments.photos.front());
   json["output"] = tools::utf8Text(arguments.output);
@@ -152,10 +150,10 @@ void printJsonReport(const Arguments& arguments, const ClipReport& report, ExitS
   json["height"] = report.size.height;
   json["frames"] = report.result.frames;
   json["frames_per_second"] = report.framesPerSecond();
-  json["cancelled"] = report.result.cancelled;
+  json["cancelled"] = cancelled;
   json["warnings"] = report.warnings;
   json["damage"] = report.result.damage;
-  json["exit_status"] = static_cast<int>(report.result.cancelled ? ExitStatus::kCancelled : status);
+  json["exit_status"] = static_cast<int>(cancelled ? ExitStatus::kCancelled : status);
   printJson(json);
   std::cout.flush(); // before cancellation ends the program
 }

@@ -17,15 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string lowerCaseExtension(const fs::path& file) {
-  std::string extension = tools::utf8Text(file.extension());
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return extension;
-}
-
 const ImageEncoding* findEncoding(const fs::path& file) {
-  const std::string extension = lowerCaseExtension(file);
+  const std::string extension = tools::lowerCaseExtension(file);
   const auto encodings = imageEncodings();
   const auto row = std::find_if(encodings.begin(), encodings.end(),
                                 [&](const ImageEncoding& encoding) { return encoding.extension == extension; });

@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "device_choice.h"
 #include "model_package.h"
+#include "name_table.h"
 #include "run_report.h"
 #include "sha256.h"
 #include "software_device.h"
@@ -68,14 +69,6 @@ std::vector<std::string> softwarePrecisions() {
   return installed;
 }
 
-std::string joined(const std::vector<std::string>& texts) {
-  std::string all;
-  for (const std::string& text : texts) {
-    all.append(all.empty() ? "" : ", ").append(text);
-  }
-  return all;
-}
-
 std::string versionText(const SttVersion& version) {
   return std::to_string(version.major) + "." + std::to_string(version.minor);
 }
@@ -86,7 +79,7 @@ void printText(const SttVersion& version, const std::vector<Gpu>& gpus, const st
     std::cout << "GPU, " << kindName(gpu.kind) << ": " << gpu.name << '\n';
   }
   std::cout << (gpus.empty() ? "no GPU found\n" : "");
-  const std::string software = joined(softwarePrecisions());
+  const std::string software = joinTexts(softwarePrecisions());
   std::cout << "software device: " << (software.empty() ? "not installed" : "installed, networks in " + software)
             << (isSoftwareDeviceActive() ? "; active, and listed as a GPU" : "") << '\n';
   if (!package) {

@@ -19,11 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isFolder(const fs::path& path) {
-  std::error_code error;
-  return fs::is_directory(path, error);
-}
-
 PhotoResult resultOf(const Arguments& arguments, const Drawing& drawing) {
   return {arguments.photos.front(),
           arguments.output,
@@ -75,18 +70,18 @@ ExitStatus stylizeOne(const Arguments& arguments) {
 ExitStatus stylizePhotos(const Arguments& arguments) {
   const bool several = namesSeveral(arguments.photos);
   const bool is_picture = isPictureName(arguments.output);
-  if (arguments.style_image && isFolder(*arguments.style_image)) {
+  if (arguments.style_image && tools::isFolder(*arguments.style_image)) {
     if (several) {
       throw usage("--style-image is a folder, and so draws one photo in each look of it: name one photo");
     }
     requirePictureName(arguments.output);
     return makeSheet(arguments);
   }
-  if (several && is_picture && !isFolder(arguments.output)) {
+  if (several && is_picture && !tools::isFolder(arguments.output)) {
     throw usage("many photos are drawn into a folder, and '" + tools::utf8Text(arguments.output) +
                 "' names a picture: name a folder with -o");
   }
-  return several || (!is_picture && isFolder(arguments.output)) ? stylizeMany(arguments) : stylizeOne(arguments);
+  return several || (!is_picture && tools::isFolder(arguments.output)) ? stylizeMany(arguments) : stylizeOne(arguments);
 }
 
 } // namespace vorin::stylize

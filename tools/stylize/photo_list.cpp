@@ -1,12 +1,13 @@
 #include "photo_list.h"
 
+#include "argument_checks.h"
 #include "utf8_path.h"
 #include "wildcard.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <set>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -19,15 +20,8 @@ namespace fs = std::filesystem;
 constexpr std::array<std::string_view, 5> kPhotoExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp"};
 
 bool isPhotoName(const fs::path& file) {
-  std::string extension = tools::utf8Text(file.extension());
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  const std::string extension = tools::lowerCaseExtension(file);
   return std::find(kPhotoExtensions.begin(), kPhotoExtensions.end(), extension) != kPhotoExtensions.end();
-}
-
-bool isFolder(const fs::path& name) {
-  std::error_code error;
-  return fs::is_directory(name, error);
 }
 
 bool isPattern(const fs::path& name) {
@@ -39,18 +33,39 @@ bool isHidden(const fs::path& file) {
   return tools::utf8Text(file.filename()).starts_with('.');
 }
 
-// Adds the photos below the folder.
+// Without "." and "..", and without a separator at the end.
+fs::path plain(const fs::path& path) {
+  const fs::path absolute = fs::absolute(path.empty() ? "." : path).lexically_normal();
+  return absolute.has_filename() ? absolute : absolute.parent_path();
+}
+
+// The folder itself counts.
+bool liesBelow(const fs::path& file, const fs::path& folder) {
+  const fs::path whole = plain(file);
+  const fs::path above = plain(folder);
+  return std::mismatch(above.begin(), above.end(), whole.begin(), whole.end()).first == above.end();
+}
+
+// Adds the photos below the folder. A folder that cannot be read is added itself, so that it is told of: it fails as a photo.
 void walk(const fs::path& folder, const fs::path& left_out, std::vector<fs::path>& found) {
   std::error_code error;
-  for (fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied, error), end;
-       !error && entry != end; entry.increment(error)) {
+  fs::directory_iterator entry(folder, error);
+  for (const fs::directory_iterator end; !error && entry != end; entry.increment(error)) {
+    const fs::path& path = entry->path();
     std::error_code ignored;
-    const bool is_folder = entry->is_directory(ignored);
-    if (is_folder && (isHidden(entry->path()) || fs::equivalent(entry->path(), left_out, ignored))) {
-      entry.disable_recursion_pending();
-    } else if (!is_folder && !isHidden(entry->path()) && isPhotoName(entry->path())) {
-      found.push_back(entry->path());
+    if (isHidden(path)) {
+      continue;
     }
+    if (!entry->is_directory(ignored)) {
+      if (isPhotoName(path)) {
+        found.push_back(path);
+      }
+    } else if (!entry->is_symlink(ignored) && !fs::equivalent(path, left_out, ignored)) {
+      walk(path, left_out, found);
+    }
+  }
+  if (error) {
+    found.push_back(folder);
   }
 }
 
@@ -61,13 +76,17 @@ struct Named {
 
 Named expanded(const fs::path& name, const fs::path& left_out) {
   Named named;
-  if (isFolder(name)) {
+  if (tools::isFolder(name)) {
     named.root = name;
     walk(name, left_out, named.files);
   } else if (isPattern(name)) {
     named.root = folderOfPattern(name);
+    const bool begins_there = liesBelow(named.root, left_out);
     for (const fs::path& found : expandWildcards(name)) {
-      if (isFolder(found)) {
+      if (!begins_there && liesBelow(found, left_out)) {
+        continue;
+      }
+      if (tools::isFolder(found)) {
         walk(found, left_out, named.files);
       } else if (isPhotoName(found)) {
         named.files.push_back(found);
@@ -84,12 +103,6 @@ Named expanded(const fs::path& name, const fs::path& left_out) {
   return named;
 }
 
-// Without "." and "..", and without a separator at the end.
-fs::path plain(const fs::path& path) {
-  const fs::path absolute = fs::absolute(path.empty() ? "." : path).lexically_normal();
-  return absolute.has_filename() ? absolute : absolute.parent_path();
-}
-
 fs::path commonFolder(const fs::path& a, const fs::path& b) {
   fs::path common;
   for (auto [in_a, in_b] = std::pair(a.begin(), b.begin()); in_a != a.end() && in_b != b.end() && *in_a == *in_b;
@@ -103,7 +116,7 @@ fs::path commonFolder(const fs::path& a, const fs::path& b) {
 
 bool namesSeveral(const std::vector<fs::path>& names) {
   return names.size() > 1 ||
-         std::any_of(names.begin(), names.end(), [](const fs::path& name) { return isFolder(name) || isPattern(name); });
+         std::any_of(names.begin(), names.end(), [](const fs::path& name) { return tools::isFolder(name) || isPattern(name); });
 }
 
 std::vector<ListedPhoto> listPhotos(const std::vector<fs::path>& names, const fs::path& left_out) {
@@ -113,6 +126,9 @@ std::vector<ListedPhoto> listPhotos(const std::vector<fs::path>& names, const fs
     all.push_back(expanded(name, left_out));
     const fs::path own = plain(all.back().root);
     root = all.size() == 1 ? own : commonFolder(root, own);
+    if (root.empty()) {
+      throw usage("the photos lie on several drives, which have no folder in common: draw those of one drive at a time");
+    }
   }
   std::vector<ListedPhoto> photos;
   std::set<fs::path> listed; // names may overlap

@@ -24,11 +24,6 @@ struct StyleImage {
   cv::Mat bgr;
 };
 
-bool isFolder(const fs::path& path) {
-  std::error_code error;
-  return fs::is_directory(path, error);
-}
-
 // The styles and looks of a sheet, with what draws them.
 class SheetPainter {
 public:
@@ -64,7 +59,7 @@ private:
   // Of a folder of style images; none for any other sheet.
   static std::vector<StyleImage> readLooks(const Arguments& arguments) {
     std::vector<StyleImage> looks;
-    if (!arguments.style_image || !isFolder(*arguments.style_image)) {
+    if (!arguments.style_image || !tools::isFolder(*arguments.style_image)) {
       return looks;
     }
     for (const ListedPhoto& image : listPhotos({*arguments.style_image}, {})) {

@@ -11,7 +11,7 @@ add_custom_command(
   TARGET vorin_stt
   POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E cat ${exports} ${host_names} > ${PROJECT_BINARY_DIR}/mingw_hosts.def
-  COMMAND ${VORIN_DLLTOOL} -D $<TARGET_FILE_NAME:vorin_stt> -d ${PROJECT_BINARY_DIR}/mingw_hosts.def -l $<TARGET_LINKER_FILE:vorin_stt>
+  COMMAND ${CMAKE_DLLTOOL} -D $<TARGET_FILE_NAME:vorin_stt> -d ${PROJECT_BINARY_DIR}/mingw_hosts.def -l $<TARGET_LINKER_FILE:vorin_stt>
   COMMAND ${VORIN_LLVM_DLLTOOL} -m i386:x86-64 -D $<TARGET_FILE_NAME:vorin_stt> -d ${exports} -l
           ${PROJECT_BINARY_DIR}/vorin_stt.lib
   BYPRODUCTS ${PROJECT_BINARY_DIR}/vorin_stt.lib

@@ -11,7 +11,7 @@ namespace vorin::tools {
 // Unlike the C library's, the file may be removed while it is open: cancellation does.
 std::FILE* makeNewFile(const std::filesystem::path& file) {
   HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     errno = std::error_code(static_cast<int>(GetLastError()), std::system_category()).default_error_condition().value();
     return nullptr;

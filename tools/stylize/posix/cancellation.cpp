@@ -1,13 +1,11 @@
 #include "../cancellation.h"
 
+#include "../cancellation_state.h"
 #include "../exit_status.h"
 
 #include <array>
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
-#include <string>
-#include <string_view>
 #include <unistd.h>
 
 namespace vorin::stylize {
@@ -15,39 +13,15 @@ namespace {
 
 constexpr std::array kCancellingSignals = {SIGINT, SIGTERM, SIGHUP};
 
-std::string file_to_remove; // changed only while file_to_remove_is_set is false
-std::atomic<bool> file_to_remove_is_set = false;
-std::atomic<bool> cancellation_waits = false;
-std::atomic<bool> line_waits_for_its_end = false;
-std::atomic<bool> cancellation_is_due = false; // a signal has come
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
-
-// This and the next three call only what POSIX allows in a signal handler.
 extern "C" void removeFile() {
-  if (file_to_remove_is_set) {
-    unlink(file_to_remove.c_str());
+  if (cancellation_state.file_to_remove_is_set) {
+    unlink(cancellation_state.file_to_remove.c_str());
   }
 }
 
-void cancelNow() {
-  removeFile();
-  constexpr std::string_view kLine = "\nvorin-stylize: cancelled\n";
-  const std::string_view line = kLine.substr(line_waits_for_its_end ? 0 : 1);
-  [[maybe_unused]] const auto written = write(STDERR_FILENO, line.data(), line.size());
-  _exit(static_cast<int>(ExitStatus::kCancelled));
-}
-
-// A library's thread may run it, so blocking the signals in one thread would not make them wait. Whoever of this handler and the
-// end of the waiting comes second sees what the first has set; exactly one of them cancels.
-void cancelIfDue() {
-  if (!cancellation_waits && cancellation_is_due.exchange(false)) {
-    cancelNow();
-  }
-}
-
+// A library's thread may run it, so blocking the signals in one thread would not make cancellation wait.
 extern "C" void cancel(int) {
-  cancellation_is_due = true;
-  cancelIfDue();
+  takeCancellation();
 }
 
 sigset_t cancellingSignals() {
@@ -60,6 +34,14 @@ sigset_t cancellingSignals() {
 }
 
 } // namespace
+
+// Calls only what POSIX allows in a signal handler.
+void cancelNow() {
+  const std::string_view line = cancellationLine();
+  [[maybe_unused]] const auto written = write(STDERR_FILENO, line.data(), line.size());
+  removeFile(); // last: another thread may still be at work on a file
+  _exit(static_cast<int>(ExitStatus::kCancelled));
+}
 
 void handleCancellation() {
   struct sigaction action {};
@@ -83,32 +65,6 @@ void handleCancellation() {
 void holdCancellation() {
   const sigset_t signals = cancellingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
-
-CancellationWaits::CancellationWaits() {
-  cancellation_waits = true;
-}
-
-CancellationWaits::~CancellationWaits() {
-  cancellation_waits = false;
-  cancelIfDue();
-}
-
-const std::atomic<bool>& cancellationIsDue() {
-  return cancellation_is_due;
-}
-
-void cancellationEndsALine(bool waits) {
-  line_waits_for_its_end = waits;
-}
-
-RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {
-  file_to_remove = file.string();
-  file_to_remove_is_set = true;
-}
-
-RemovedWhenCancelled::~RemovedWhenCancelled() {
-  file_to_remove_is_set = false;
 }
 
 } // namespace vorin::stylize

@@ -7,10 +7,6 @@ namespace ov::preprocess {
 
 enum class ColorFormat {
   UNDEFINED = ::UNDEFINE,
-  NV12_SINGLE_PLANE = ::NV12_SINGLE_PLANE,
-  NV12_TWO_PLANES = ::NV12_TWO_PLANES,
-  I420_SINGLE_PLANE = ::I420_SINGLE_PLANE,
-  I420_THREE_PLANES = ::I420_THREE_PLANES,
   RGB = ::RGB,
   BGR = ::BGR,
   GRAY = ::GRAY,

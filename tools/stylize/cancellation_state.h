@@ -1,0 +1,32 @@
+// cancellation_state.h: what the systems' handlers of Ctrl-C share: what has come, what waits, what is to be removed. A handler
+// may run in any thread at any moment, also as a signal's, so only the flags and the file's name, which is whole while its flag
+// is set, are touched.
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <string_view>
+
+namespace vorin::stylize {
+
+struct CancellationState {
+  std::filesystem::path::string_type file_to_remove; // changed only while file_to_remove_is_set is false
+  std::atomic<bool> file_to_remove_is_set = false;
+  std::atomic<bool> waits = false;
+  std::atomic<bool> line_waits_for_its_end = false;
+  std::atomic<bool> is_due = false; // a signal or an event has come
+};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
+
+extern CancellationState cancellation_state;
+
+// For a handler: notes that cancellation has come, and carries it out unless it waits.
+void takeCancellation();
+
+// What the program says last.
+std::string_view cancellationLine();
+
+// Of each system: removes the file, says the line and ends the process.
+void cancelNow();
+
+} // namespace vorin::stylize
