@@ -8,6 +8,9 @@
 #include <openvino/core/preprocess/color_format.hpp>
 #include <openvino/core/type/element_type.hpp>
 
+#include <algorithm>
+#include <iterator>
+#include <string>
 #include <vector>
 
 namespace ov::preprocess {
@@ -27,8 +30,17 @@ public:
     return *this;
   }
 
-  InputTensorInfo& set_color_format(ColorFormat format) {
-    binding::check(ov_preprocess_input_tensor_info_set_color_format(handle_.get(), static_cast<ov_color_format_e>(format)));
+  InputTensorInfo& set_color_format(ColorFormat format, const std::vector<std::string>& sub_names = {}) {
+    const auto c_format = static_cast<ov_color_format_e>(format);
+    if (sub_names.empty()) {
+      binding::check(ov_preprocess_input_tensor_info_set_color_format(handle_.get(), c_format));
+      return *this;
+    }
+    std::vector<const char*> names;
+    std::transform(sub_names.begin(), sub_names.end(), std::back_inserter(names),
+                   [](const std::string& name) { return name.c_str(); });
+    binding::check(
+        ov_preprocess_input_tensor_info_set_color_format_with_subnames(handle_.get(), c_format, names.size(), names.data()));
     return *this;
   }
 
