@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "drawing_manner.h"
 #include "exit_status.h"
+#include "lost_drawing.h"
 #include "picture_size.h"
 #include "pipe_video.h"
 #include "pipeline.h"
@@ -16,7 +17,6 @@
 
 #include <opencv2/core.hpp>
 
-#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <csignal>
@@ -88,31 +88,11 @@ cv::Mat looksOf(const media::Picture& picture) {
   return {picture.size.height, picture.size.width, type, const_cast<std::uint8_t*>(picture.bytes.data())};
 }
 
-// Quick for any real drawing, whose pixels soon differ.
-bool isOneColour(const media::Picture& picture) {
-  const std::size_t step = picture.layout == media::PixelLayout::kNv12 ? 1 : 4;
-  const auto pixels = static_cast<std::ptrdiff_t>(looksOf(picture).total() * step);
-  const auto begin = picture.bytes.begin();
-  return std::equal(begin + static_cast<std::ptrdiff_t>(step), begin + pixels, begin);
-}
-
-// A device or a network that has broken down gives one colour for whatever it sees.
-bool isLost(const media::Picture& frame, const media::Picture& drawing) {
-  constexpr double kClearContrast = 8;
-  if (!isOneColour(drawing)) {
-    return false;
-  }
-  cv::Scalar mean;
-  cv::Scalar deviation;
-  cv::meanStdDev(looksOf(frame), mean, deviation);
-  return *std::max_element(deviation.val, deviation.val + 3) >= kClearContrast;
-}
-
 media::FrameEffect drawingBy(ChosenDevice& device, const Look& look) {
   return [&device, look](const media::VideoFrame& frame, media::Picture& drawing) {
     SttFrame output = descriptorOf(drawing);
     device.drawClipFrame(descriptorOf(frame.picture), output);
-    if (isLost(frame.picture, drawing)) {
+    if (isLostDrawing(looksOf(frame.picture), looksOf(drawing))) {
       throw Failure(ExitStatus::kDevice, "the device delivers one colour instead of a drawing: use another --device");
     }
     applyLook(look, frame.picture, drawing);

@@ -2,6 +2,7 @@
 
 #include "cancellation.h"
 #include "exit_status.h"
+#include "lost_drawing.h"
 #include "picture_size.h"
 #include "program_files.h"
 #include "quiet_output.h"
@@ -55,27 +56,6 @@ cv::Mat testPicture() {
     }
   }
   return picture;
-}
-
-// The standard deviation of the channel that varies most.
-double contrastOf(const cv::Mat& picture) {
-  cv::Scalar mean;
-  cv::Scalar deviation;
-  cv::meanStdDev(picture, mean, deviation);
-  return *std::max_element(deviation.val, deviation.val + picture.channels());
-}
-
-bool isConstant(const cv::Mat& picture) {
-  return contrastOf(picture) == 0;
-}
-
-// A network that is broken, or whose numbers overflow on the device, and a filter on a device that lost it, give one colour for
-// whatever it sees.
-bool isDrawnFrom(const cv::Mat& photo, const cv::Mat& drawing) {
-  constexpr double kClearContrast = 8;
-  cv::Mat seen;
-  cv::resize(photo, seen, drawing.size(), 0, 0, cv::INTER_AREA);
-  return !isConstant(drawing) || contrastOf(seen) < kClearContrast;
 }
 
 // No filter delivers pure black alone: both draw dark on white, and even a black photo comes out light.
@@ -158,12 +138,12 @@ bool Stylizer::prepareFilter(const Style& style) {
   setConfig(SttCfgStyleType, style.type);
   require(guarded(what.c_str(), [&] { return object_->Prepare(context_); }), ExitStatus::kConfiguration, what);
   const cv::Mat photo = testPicture();
-  return !isConstant(drawGuarded(photo, *findFrameFormat("bgra"), photo.size()).bgr);
+  return !isOneColour(drawGuarded(photo, *findFrameFormat("bgra"), photo.size()).bgr);
 }
 
 Drawing Stylizer::drawFiltered(const cv::Mat& photo_bgr, const Manner& manner) {
   Drawing drawing = drawGuarded(photo_bgr, *manner.format, deliveredSize(photo_bgr, manner));
-  if (isBlack(drawing.bgr) || !isDrawnFrom(photo_bgr, drawing.bgr)) {
+  if (isBlack(drawing.bgr) || isLostDrawing(photo_bgr, drawing.bgr)) {
     throw Failure(ExitStatus::kDevice, "the device cannot draw a photo of " + sizeText(photo_bgr.size()) +
                                            " pixels: use a smaller one or another --device");
   }
@@ -199,7 +179,7 @@ Drawing Stylizer::drawNeural(const cv::Mat& photo_bgr, const Manner& manner) {
     cv::cvtColor(drawing.bgr, drawing.bgr, cv::COLOR_BGR2RGB);
   }
   cropToPhoto(drawing, photo_bgr, manner);
-  if (!isDrawnFrom(photo_bgr, drawing.bgr)) {
+  if (isLostDrawing(photo_bgr, drawing.bgr)) {
     throw manner.package->failedToRun(*manner.style);
   }
   drawing.load_ms = load_ms;
