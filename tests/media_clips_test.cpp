@@ -90,6 +90,8 @@ INSTANTIATE_TEST_SUITE_P(
         ClipCase{"long_frame_first",
                  std::string(kPictures) + kSound + " -vf select=lt(n\\,5)+gt(n\\,14) -vsync vfr" + kFast + "-c:a aac", "in.mp4",
                  "out.mp4", 36},
+        // Its header says where it ends, not how long it is.
+        ClipCase{"late_start", std::string(kPictures) + kSound + kFast + "-c:a aac -output_ts_offset 5", "in.mkv", "out.mkv", 36},
         ClipCase{"odd_size", std::string(kPictures) + kSound + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8",
                  "in.webm", "out.mkv", 33},
         ClipCase{"no_audio", std::string(kPictures) + kFast + "-aspect 4:1", "in.mkv", "out.mov", 36},
@@ -134,6 +136,14 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
     }
   }
   EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"in.mp4", "out1.mp4", "out60.mp4"}));
+}
+
+TEST(MediaClips, ATrackIsAsLongAsItsFramesHoweverLongTheyAre) {
+  const tests::TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.mp4";
+  ffmpeg("-f lavfi -i testsrc2=s=320x240:r=25:d=2 -vf select=not(mod(n\\,22)) -vsync vfr" + std::string(kFast) + clip.string());
+  restyle(clip, folder.path() / "out.mp4");
+  EXPECT_NEAR(std::stod(tests::videoEntries(folder.path() / "out.mp4", "duration")), 1.8, 0.041); // 0.88 + 0.88 + 0.04 s
 }
 
 TEST(MediaClips, SubtitlesCoverAndChaptersStay) {

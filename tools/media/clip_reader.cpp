@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
 #include <system_error>
@@ -292,7 +293,10 @@ void ClipReader::Decoder::shiftToOrigin(AVPacket& packet) const {
 std::vector<std::string> ClipReader::Decoder::damage() const {
   constexpr std::int64_t kUnnoticed = AV_TIME_BASE * 3 / 10; // durations in headers are not exact
   const AVFormatContext& context = *streams_->context;
-  const std::int64_t start = context.start_time != AV_NOPTS_VALUE ? context.start_time : 0;
+  std::int64_t start = context.start_time != AV_NOPTS_VALUE ? context.start_time : 0;
+  if (std::strncmp(context.iformat->name, "matroska", 8) == 0) {
+    start = std::min<std::int64_t>(start, 0); // some programs write where a clip ends, not how long it is
+  }
   const std::int64_t read = last_end_ - start;
   const bool misses_much = context.duration > 0 && read + kUnnoticed < context.duration;
   std::vector<std::string> lines;

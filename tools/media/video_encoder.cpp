@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace vorin::media {
@@ -144,10 +145,6 @@ void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat
 }
 
 void VideoEncoder::send(VideoFrame&& frame) {
-  if (frames_ == 0) {
-    first_time_ = frame.time;
-    first_duration_ = frame.duration;
-  }
   spans_[frames_] = {frame.time, frame.duration};
   const FrameHandle pixels = to_frame_->convert(std::move(frame.picture));
   pixels->pts = frames_++;
@@ -173,15 +170,25 @@ bool VideoEncoder::receive(AVPacket& packet) {
   return true;
 }
 
-// To start with, the numbers for decoding lie before the first frame, as far as frames change places. These go in even steps:
-// times for decoding may not run backwards, however long the frames are that come first.
+// Of a frame that is not there: as if the last one were followed by others like it.
+std::int64_t VideoEncoder::timeOf(std::int64_t frame_number) const {
+  const auto& [number, span] = *std::prev(spans_.upper_bound(frame_number));
+  return span.time + (frame_number - number) * span.duration;
+}
+
+// To start with, the numbers for decoding lie before the first frame, as far as frames change places. Their times are those of
+// the first frames, moved to end where the clip begins: so they never run backwards, and in all the track is as long as its
+// frames.
 void VideoEncoder::giveTimes(AVPacket& packet) {
   const std::int64_t decode_number = packet.dts;
+  if (!lead_) {
+    const std::int64_t frames = std::max<std::int64_t>(0, -decode_number);
+    lead_ = {frames, timeOf(frames) - timeOf(0)};
+  }
   const Span& span = spans_.at(packet.pts);
   packet.pts = span.time;
   packet.duration = span.duration;
-  const auto decoded = spans_.find(decode_number);
-  packet.dts = decoded != spans_.end() ? decoded->second.time : first_time_ + decode_number * first_duration_;
+  packet.dts = decode_number < 0 ? timeOf(decode_number + lead_->frames) - lead_->time : timeOf(decode_number);
   spans_.erase(spans_.begin(), spans_.lower_bound(decode_number));
 }
 

@@ -8,6 +8,7 @@
 #include "picture_conversion.h"
 
 #include <map>
+#include <optional>
 
 namespace vorin::media {
 
@@ -33,14 +34,19 @@ private:
     std::int64_t duration;
   };
 
+  struct Lead { // of decoding before showing
+    std::int64_t frames;
+    std::int64_t time;
+  };
+
   void setPictures(const VideoInfo& source, Size size, AVPixelFormat format);
+  std::int64_t timeOf(std::int64_t frame_number) const;
   void giveTimes(AVPacket& packet);
 
   CodecHandle codec_;
   std::optional<FrameFromPicture> to_frame_;
   std::map<std::int64_t, Span> spans_; // by the number of the frame, as long as packets need them
-  std::int64_t first_time_ = 0;
-  std::int64_t first_duration_ = 0;
+  std::optional<Lead> lead_;           // since the first packet
   std::int64_t frames_ = 0;
 };
 
