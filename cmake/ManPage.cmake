@@ -13,7 +13,8 @@ function(vorin_add_man_page program purpose)
   add_custom_command(
     OUTPUT ${page}
     COMMAND ${VORIN_HELP2MAN} --no-info "--name=${purpose}" --output=${page} $<TARGET_FILE:${program}>
-    DEPENDS ${program}
+    COMMAND ${CMAKE_COMMAND} -DPAGE=${page} -P ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/man_page_lines.cmake
+    DEPENDS ${program} ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/man_page_lines.cmake
     COMMENT "Making the man page of ${program}"
     VERBATIM)
   add_custom_target(${program}_man_page DEPENDS ${page})

@@ -20,6 +20,7 @@ expect "drew 320 x 180 pixels" "$source_dir/scripts/with-softgpu" --build "$buil
 
 for program in vorin-stylize vorin-pack; do
   expect "Exit status" cat "$work/copy/share/man/man1/$program.1"
+  expect ".nf" cat "$work/copy/share/man/man1/$program.1" # an example a line
 done
 
 mv "$work/copy" "$work/a copy"
