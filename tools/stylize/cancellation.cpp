@@ -2,13 +2,27 @@
 
 #include "cancellation_state.h"
 
+#include <chrono>
+#include <thread>
+
 namespace vorin::stylize {
 namespace {
 
+bool changeStage(CancellationStage from, CancellationStage to) {
+  return cancellation_state.stage.compare_exchange_strong(from, to);
+}
+
 // Whoever of a handler and the end of the waiting comes second sees what the first has set; exactly one of them cancels.
-void cancelIfDue() {
-  if (!cancellation_state.waits && cancellation_state.is_due.exchange(false)) {
+void cancelUnlessItWaits() {
+  if (changeStage(CancellationStage::kMayCome, CancellationStage::kCancels)) {
     cancelNow();
+  }
+}
+
+// The process ends under it.
+void standStillOnceCancelled() {
+  while (cancellation_state.stage == CancellationStage::kCancels) {
+    std::this_thread::sleep_for(std::chrono::hours(1));
   }
 }
 
@@ -18,7 +32,7 @@ CancellationState cancellation_state;
 
 void takeCancellation() {
   cancellation_state.is_due = true;
-  cancelIfDue();
+  cancelUnlessItWaits();
 }
 
 std::string_view cancellationLine() {
@@ -27,12 +41,17 @@ std::string_view cancellationLine() {
 }
 
 CancellationWaits::CancellationWaits() {
-  cancellation_state.waits = true;
+  if (!changeStage(CancellationStage::kMayCome, CancellationStage::kWaits)) {
+    standStillOnceCancelled();
+  }
 }
 
 CancellationWaits::~CancellationWaits() {
-  cancellation_state.waits = false;
-  cancelIfDue();
+  changeStage(CancellationStage::kWaits, CancellationStage::kMayCome);
+  if (cancellation_state.is_due) {
+    cancelUnlessItWaits();
+  }
+  standStillOnceCancelled();
 }
 
 const std::atomic<bool>& cancellationIsDue() {
@@ -50,6 +69,7 @@ RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {
 
 RemovedWhenCancelled::~RemovedWhenCancelled() {
   cancellation_state.file_to_remove_is_set = false;
+  standStillOnceCancelled();
 }
 
 } // namespace vorin::stylize

@@ -1,6 +1,7 @@
 // cancellation_state.h: what the systems' handlers of Ctrl-C share: what has come, what waits, what is to be removed. A handler
-// may run in any thread at any moment, also as a signal's, so only the flags and the file's name, which is whole while its flag
-// is set, are touched.
+// may run in any thread at any moment, also as a signal's, so it touches only atomics and the file's name, which is whole while
+// its flag is set. Once a handler has begun to cancel, the thread that it does not run in must change nothing of what it uses:
+// standStillOnceCancelled().
 #pragma once
 
 #include <atomic>
@@ -9,14 +10,17 @@
 
 namespace vorin::stylize {
 
+enum class CancellationStage { kMayCome, kWaits, kCancels };
+
 struct CancellationState {
   std::filesystem::path::string_type file_to_remove; // changed only while file_to_remove_is_set is false
   std::atomic<bool> file_to_remove_is_set = false;
-  std::atomic<bool> waits = false;
+  std::atomic<CancellationStage> stage = CancellationStage::kMayCome;
   std::atomic<bool> line_waits_for_its_end = false;
   std::atomic<bool> is_due = false; // a signal or an event has come
 };
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<CancellationStage>::is_always_lock_free,
+              "a signal handler reads them");
 
 extern CancellationState cancellation_state;
 

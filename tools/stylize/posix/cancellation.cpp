@@ -6,10 +6,13 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace vorin::stylize {
 namespace {
+
+int standard_error = STDERR_FILENO; // a copy of its own: the program silences its standard error for short whiles
 
 constexpr std::array kCancellingSignals = {SIGINT, SIGTERM, SIGHUP};
 
@@ -38,12 +41,13 @@ sigset_t cancellingSignals() {
 // Calls only what POSIX allows in a signal handler.
 void cancelNow() {
   const std::string_view line = cancellationLine();
-  [[maybe_unused]] const auto written = write(STDERR_FILENO, line.data(), line.size());
+  [[maybe_unused]] const auto written = write(standard_error, line.data(), line.size());
   removeFile(); // last: another thread may still be at work on a file
   _exit(static_cast<int>(ExitStatus::kCancelled));
 }
 
 void handleCancellation() {
+  standard_error = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   struct sigaction action {};
   action.sa_handler = cancel;
   action.sa_mask = cancellingSignals();

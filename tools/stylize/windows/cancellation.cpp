@@ -46,7 +46,8 @@ void handleCancellation() {
 }
 
 void holdCancellation() {
-  cancellation_state.waits = true;
+  CancellationStage may_come = CancellationStage::kMayCome; // if not, the process is ending
+  cancellation_state.stage.compare_exchange_strong(may_come, CancellationStage::kWaits);
 }
 
 void cancelEvenIfHeld() {
