@@ -167,9 +167,9 @@ std::optional<ClipOptions> checkedClip(const RawArguments& raw) {
     checkForClip(raw);
     return checkedClipOptions(raw);
   }
-  for (const auto& [option, value] :
-       {std::pair("--codec", &raw.codec), std::pair("--crf", &raw.crf), std::pair("--raw", &raw.raw)}) {
-    if (!value->empty()) {
+  for (const auto& [option, is_set] : {std::pair("--codec", !raw.codec.empty()), std::pair("--crf", !raw.crf.empty()),
+                                       std::pair("--raw", !raw.raw.empty()), std::pair("--steady", raw.steady)}) {
+    if (is_set) {
       throw usage(std::string(option) + " is of no use to a photo: leave it out, or name a clip as the output");
     }
   }

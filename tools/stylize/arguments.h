@@ -23,6 +23,7 @@ struct ClipOptions {
   std::string codec;
   std::optional<int> crf;
   std::optional<std::string> raw; // what goes through pipes, not read yet; none: Y4M
+  bool steady = false;
 };
 
 enum class Command { kStylize, kSheet, kDevices, kInfo, kSelftest, kText, kVersion };

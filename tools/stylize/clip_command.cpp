@@ -4,11 +4,13 @@
 #include "cancellation.h"
 #include "clip_look.h"
 #include "clip_reader.h"
+#include "clip_steadying.h"
 #include "clip_writer.h"
 #include "commands.h"
 #include "drawing_manner.h"
 #include "exit_status.h"
 #include "lost_drawing.h"
+#include "picture_planes.h"
 #include "picture_size.h"
 #include "pipe_video.h"
 #include "pipeline.h"
@@ -82,18 +84,22 @@ SttFrame descriptorOf(const media::Picture& picture) {
   return descriptor;
 }
 
-// The luma of NV12, all of BGRA: enough to tell whether there is anything to see. OpenCV has no type for read-only pixels.
+// The luma of NV12, all of BGRA: enough to tell whether there is anything to see.
 cv::Mat looksOf(const media::Picture& picture) {
-  const int type = picture.layout == media::PixelLayout::kNv12 ? CV_8UC1 : CV_8UC4;
-  return {picture.size.height, picture.size.width, type, const_cast<std::uint8_t*>(picture.bytes.data())};
+  return picture.layout == media::PixelLayout::kNv12 ? planesOf(picture).luma : bgraPixelsOf(picture);
 }
 
-media::FrameEffect drawingBy(ChosenDevice& device, const Look& look) {
-  return [&device, look](const media::VideoFrame& frame, media::Picture& drawing) {
+media::FrameEffect drawingBy(ChosenDevice& device, const Arguments& arguments) {
+  // Shared, since what a std::function holds must be copyable.
+  const auto steadying = arguments.clip->steady ? std::make_shared<ClipSteadying>(*arguments.style) : nullptr;
+  return [&device, steadying, look = arguments.look](const media::VideoFrame& frame, media::Picture& drawing) {
     SttFrame output = descriptorOf(drawing);
     device.drawClipFrame(descriptorOf(frame.picture), output);
     if (isLostDrawing(looksOf(frame.picture), looksOf(drawing))) {
       throw Failure(ExitStatus::kDevice, "the device delivers one colour instead of a drawing: use another --device");
+    }
+    if (steadying) {
+      steadying->apply(frame.picture, drawing);
     }
     applyLook(look, frame.picture, drawing);
   };
@@ -171,7 +177,7 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   }
   Progress progress(progressKind(arguments.progress, arguments.quiet), "frames", source->info().frames_expected);
   report.result =
-      media::runPipeline(*source, *sink, drawingBy(device, arguments.look),
+      media::runPipeline(*source, *sink, drawingBy(device, arguments),
                          {cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
   progress.finish();
   report.elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -195,6 +201,7 @@ Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
 
 Examples for clips:
   vorin-stylize clip.mp4 -o drawn.mp4 --style cartoon
+  vorin-stylize clip.mp4 -o drawn.mp4 --style pencil --steady
   vorin-stylize clip.mkv -o drawn.mkv --style stipple --codec h265 --crf 28
   ffmpeg -i clip.mp4 -f yuv4mpegpipe - |
     vorin-stylize - -o drawn.mp4 --style pencil
@@ -217,12 +224,16 @@ std::vector<OptionRow> clipOptionRows() {
       {"--raw", &RawArguments::raw, "KIND",
        "What goes through the pipe -, such as\nnv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
        kForStylize, kSection},
+      {"--steady", &RawArguments::steady, "",
+       "Calm the flicker: what the scene keeps from frame to\nframe, the drawing keeps; it moves with the scene", kForStylize,
+       kSection},
   };
 }
 
 ClipOptions checkedClipOptions(const RawArguments& raw) {
   ClipOptions options;
   options.codec = raw.codec.empty() ? "h264" : raw.codec;
+  options.steady = raw.steady;
   const bool reads_pipe = !raw.photos.empty() && raw.photos.front() == kPipe;
   const bool writes_pipe = raw.output == kPipe;
   if (!raw.crf.empty()) {

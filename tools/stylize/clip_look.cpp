@@ -1,29 +1,19 @@
 #include "clip_look.h"
 
+#include "picture_planes.h"
+
 #include <opencv2/imgproc.hpp>
 
 namespace vorin::stylize {
 namespace {
 
-// OpenCV has no type for read-only pixels.
-std::uint8_t* bytesOf(const media::Picture& picture) {
-  return const_cast<std::uint8_t*>(picture.bytes.data());
-}
-
-Nv12Planes planesOf(const media::Picture& picture) {
-  const auto [width, height] = picture.size;
-  std::uint8_t* const luma = bytesOf(picture);
-  std::uint8_t* const chroma = luma + static_cast<std::ptrdiff_t>(width) * height;
-  return {cv::Mat(height, width, CV_8UC1, luma), cv::Mat(height / 2, width / 2, CV_8UC2, chroma)};
-}
-
 cv::Mat bgraOf(const media::Picture& picture) {
-  const auto [width, height] = picture.size;
   if (picture.layout == media::PixelLayout::kBgra) {
-    return {height, width, CV_8UC4, bytesOf(picture)};
+    return bgraPixelsOf(picture);
   }
+  const Nv12Planes planes = planesOf(picture);
   cv::Mat bgra;
-  cv::cvtColor(cv::Mat(height * 3 / 2, width, CV_8UC1, bytesOf(picture)), bgra, cv::COLOR_YUV2BGRA_NV12);
+  cv::cvtColorTwoPlane(planes.luma, planes.chroma, bgra, cv::COLOR_YUV2BGRA_NV12);
   return bgra;
 }
 

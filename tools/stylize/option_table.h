@@ -28,6 +28,7 @@ struct RawArguments {
   std::string raw;
   std::string progress = "auto";
   bool keep_colors = false;
+  bool steady = false;
   bool overwrite = false;
   bool resume = false;
   bool quiet = false;
