@@ -163,6 +163,25 @@ INSTANTIATE_TEST_SUITE_P(Motions, SteadyPan,
                          testing::Values(Pan{{240, 160}, {0, 0}, false, 1}, Pan{{243, 161}, {4, 0}, false, 1},
                                          Pan{{251, 199}, {-3, 2}, true, 1}, Pan{{301, 211}, {1, -4}, false, 2}));
 
+// Styles frame their pictures. A moving camera must not carry the frame into the picture: there all is grey, exactly.
+TEST(SteadyBlend, AFrameAroundThePictureLeavesNoTrail) {
+  constexpr int kFrameWidth = 6;
+  constexpr int kGrey = 200;
+  const cv::Mat scene = texture({400, 300}, 12);
+  cv::Mat picture(203, 299, CV_8UC3, cv::Scalar::all(0));
+  picture(insideOf(picture, kFrameWidth)) = cv::Scalar::all(kGrey);
+  for (const cv::Point step : {cv::Point(4, 0), cv::Point(-3, 0), cv::Point(0, 2), cv::Point(-1, -4)}) {
+    SteadyBlend blend(Texture::kStrokes);
+    cv::Mat steadied;
+    for (int frame = 0; frame < 10; ++frame) {
+      steadied = blend.apply(scene({cv::Point(45, 45) + frame * step, picture.size()}), picture);
+    }
+    double least = 0;
+    cv::minMaxLoc(steadied(insideOf(steadied, kFrameWidth)).reshape(1), &least, nullptr);
+    EXPECT_EQ(least, kGrey) << step;
+  }
+}
+
 // What is new in the film comes out as it was drawn, the rest stays steady.
 TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
   SteadyBlend blend(Texture::kStrokes);

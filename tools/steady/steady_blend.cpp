@@ -12,13 +12,22 @@
 namespace vorin::steady {
 namespace {
 
-constexpr unsigned kRenewal = 8; // frames in which each tile of dots is renewed once
+constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is renewed once
+constexpr float kRim = 2 * kTile;   // pixels from a picture's edge in which styles draw what belongs to the edge
+constexpr float kLeastDrift = 0.5F; // pixels a frame: of less, the trail fades before it shows
 
 void requireKinds(const cv::Mat& source, const cv::Mat& picture) {
   const bool usable_source = source.type() == CV_8UC3 || source.type() == CV_8UC1;
   if (!usable_source || picture.type() != CV_8UC3 || source.empty() || picture.empty()) {
     throw std::invalid_argument("only 8-bit frames and pictures can be steadied");
   }
+}
+
+// The tile comes from nearer to an edge than it is now, along one axis.
+bool leavesRim(int first, int length, int picture_length, float motion) {
+  const auto before = static_cast<float>(first);
+  const auto behind = static_cast<float>(picture_length - first - length);
+  return (motion < -kLeastDrift && before + motion < kRim) || (motion > kLeastDrift && behind - motion < kRim);
 }
 
 } // namespace
@@ -47,8 +56,21 @@ void SteadyBlend::layTiles(cv::Size size) {
   cv::resize(motion_.motion(), tile_motion_, tiles, 0, 0, cv::INTER_AREA);
   cv::resize(motion_.trust(), tile_weight_, tiles, 0, 0, cv::INTER_AREA);
   tile_weight_.convertTo(tile_weight_, CV_8U, kMemory * kFullWeight / 255);
+  holdRimBack(size);
   if (texture_ == Texture::kDots) {
     carryWholePixels();
+  }
+}
+
+// Networks frame their pictures with a dark line or two. Carried along with a moving camera it would leave a trail.
+void SteadyBlend::holdRimBack(cv::Size size) {
+  for (int row = 0; row < tile_weight_.rows; ++row) {
+    for (int column = 0; column < tile_weight_.cols; ++column) {
+      const auto& motion = tile_motion_.at<cv::Point2f>(row, column);
+      if (leavesRim(column * kTile, kTile, size.width, motion.x) || leavesRim(row * kTile, kTile, size.height, motion.y)) {
+        tile_weight_.at<std::uint8_t>(row, column) = 0;
+      }
+    }
   }
 }
 

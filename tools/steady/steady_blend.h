@@ -4,7 +4,7 @@
 // should keep: the history gets most of the weight wherever the film says that the scene is the same, and none where it is not
 // (see source_motion.h). Strokes fade into each other by that. Dots cannot: two patterns of dots blended are a grey. A drawing in
 // dots carries them along as they are, by whole pixels, and renews them a few tiles at a time; what rounding owes a tile is kept
-// for the next frame.
+// for the next frame. What comes in from a picture's edge has no history: styles draw lines there that belong to the edge.
 #pragma once
 
 #include "source_motion.h"
@@ -37,6 +37,7 @@ private:
   };
 
   void layTiles(cv::Size size);
+  void holdRimBack(cv::Size size);
   void carryWholePixels();
   bool isRenewed(int tile_row, int tile_column) const;
   std::vector<MovedTile> tilesOfRow(int tile_row) const;

@@ -11,8 +11,9 @@ class ClipSteadying {
 public:
   explicit ClipSteadying(const Style& style);
 
-  // Takes the frames in order, each with its drawing, which it changes in place. The first drawing and the one after a cut stay as
-  // they are, and alpha always does. NV12 is steadied as one picture of luma and chroma, without a way through blue, green, red.
+  // Takes the frames in order, each with its drawing, which it changes in place. The first drawing and the one after a cut stay
+  // as they are, and alpha always does. NV12 is steadied as one picture of luma and chroma, without a way through blue, green,
+  // red.
   void apply(const media::Picture& source, media::Picture& drawing);
 
 private:
