@@ -9,7 +9,7 @@ namespace {
 constexpr int kWidth = 384;
 constexpr int kHeight = 288;
 
-constexpr std::string_view kDemoPackage = "94f53d7b78c02891741a0d79b3e15a76e2a6e3301eebb5a9c7fe304562c132ae";
+constexpr std::string_view kDemoPackage = "6fa1fde4c8dd581cf535042fac013e7b27223c015f11a657f231d52f9aca7281";
 
 // Drawn on the software device, with networks in f32.
 constexpr std::array kKnownDrawings = {
@@ -20,11 +20,11 @@ constexpr std::array kKnownDrawings = {
                  "fcfcfc17fcfcfc18ffffff01ffffff01fcfcfc17fdfdfd13fcfcfc1dfafafa1f"
                  "fcfcfc17fdfdfd17f4f4f42cf9f9f918f9f9f91af8f8f81ef8f8f81dfafafa14"},
     KnownDrawing{"lightgrey", kDemoPackage,
-                 "d1d1d12ad2d2d224dfdfdf03dfdfdf03dbdbdb20dedede18c5c5c532d2d2d22a"
-                 "e4e4e41ae6e6e61ac0c0c03fc6c6c62bc9c9c91dbebebe1fb9b9b92cc3c3c31d"},
+                 "d1d1d12ad0d0d027dedede04dedede04dcdcdc1fdedede18c5c5c532d2d2d22a"
+                 "e4e4e41ae5e5e51ac0c0c03fc6c6c62bc9c9c91cbfbfbf1fb9b9b92cc3c3c31d"},
     KnownDrawing{"cartoon", kDemoPackage,
-                 "aa8a5e45c19a6741e9ae6b33eab26f30cec79f24d7c89a26c1a57e58c9b58a45"
-                 "c1cca124c7d0a81e6c82a44d64a0b139276d3036266d3c3a2e615a414075723d"},
+                 "a98a5e44c29b6840e9af6c30eab3712ecec79e23d7c89a25c2a57e58c9b58a45"
+                 "c1cca224c7d0a81e6c82a44c629cad3b266c3036296f3e3c2f625b414276723e"},
     KnownDrawing{"transfer", kDemoPackage,
                  "7b8eac3e7b96b43b4e7ccd394e7ccd396b6d92355f6ca236726e95436a699a3e"
                  "5a5e95265d6092279c837f48ae615442726e9832785e7f269e71743ea5595834"},
