@@ -108,12 +108,13 @@ def build_network(network: Network, folder: Path) -> None:
 def _save(model: ov.Model, file: Path) -> str:
     """Writes a network, the same bytes from run to run; says how large it is.
 
-    The runtime numbers nodes without a name through all that the process made, on several threads at a time: here by their place.
+    The runtime numbers nodes without a name through all that the process made, on several threads at a time, and the quantiser
+    names others after them: here by their place.
     A copy holds all nodes, also those that stand for arguments left out.
     """
     model = model.clone()
     for place, node in enumerate(model.get_ordered_ops()):
-        node.set_friendly_name(re.sub(r"_[0-9]+$", f"_{place}", node.get_friendly_name()))
+        node.set_friendly_name(re.sub(r"_[0-9]+(?=/|$)", f"_{place}", node.get_friendly_name()))
     ov.save_model(model, file)
     return f"{(file.stat().st_size + file.with_suffix('.bin').stat().st_size) / 1e6:.1f} MB"
 

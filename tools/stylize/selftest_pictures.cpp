@@ -9,7 +9,7 @@ namespace {
 constexpr int kWidth = 384;
 constexpr int kHeight = 288;
 
-constexpr std::string_view kDemoPackage = "6fa1fde4c8dd581cf535042fac013e7b27223c015f11a657f231d52f9aca7281";
+constexpr std::string_view kDemoPackage = "d6e670412673fba389d4a85d732b003b2a822b8ed673d1455f490854008be5b0";
 
 // Drawn on the software device, with networks in f32.
 constexpr std::array kKnownDrawings = {
