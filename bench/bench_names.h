@@ -13,7 +13,6 @@ constexpr const char* kTables = "tables/library";
 constexpr const char* kPlainTables = "tables/plain_loop";
 
 constexpr const char* kFrameBeyondKernel = "frame/pencil_sketch_beyond_kernel";
-constexpr const char* kFrameCopy = "frame/memcpy";
 
 constexpr const char* kNeuralToNv12 = "output/neural_nv12";
 constexpr const char* kNeuralToYuy2 = "output/neural_yuy2";
