@@ -30,11 +30,11 @@ constexpr int kRounds = 3;
 struct StyleRow {
   const char* name;
   SttStyleType type;
-  int frames; // of the clip: for a second or more
+  int frames; // of the clip: so many that its begin and end, where one side waits for the other, count for little
 };
 
 constexpr std::array kStyles = {StyleRow{"pencil", SttStylePencilSketch, 60}, StyleRow{"stipple", SttStyleStippling, 60},
-                                StyleRow{"lightgrey", SttStyleLightGrey, 16}, StyleRow{"cartoon", SttStyleCartoon, 10}};
+                                StyleRow{"lightgrey", SttStyleLightGrey, 40}, StyleRow{"cartoon", SttStyleCartoon, 40}};
 
 // A photo that the camera pans over, as H.264.
 void makeClip(const fs::path& clip, int frames) {
