@@ -193,7 +193,7 @@ protected:
     std::string line = "none";
     try {
       restyle(clip, output, identity, options);
-    } catch (const MediaError& error) {
+    } catch (const std::runtime_error& error) {
       line = error.what();
     }
     EXPECT_EQ(namesIn(folder_.path()), before_) << line;

@@ -3,8 +3,9 @@
 #include "exit_status.h"
 #include "frame_conversion.h"
 #include "image_file.h"
+#include "output_file.h"
+#include "output_path.h"
 #include "picture_size.h"
-#include "safe_output.h"
 #include "support/package_bytes.h"
 #include "support/pictures.h"
 #include "support/plain_colour.h"
@@ -80,12 +81,13 @@ TEST(ImageFiles, PhotoMarkedAsTurnedIsTurnedUpright) {
   }
 }
 
-TEST(ImageFiles, SafeOutputKeepsAFileMadeMeanwhile) {
+TEST(ImageFiles, AnOutputKeepsAFileMadeMeanwhile) {
   const StylizeRun run;
   const std::vector<std::uint8_t> content = {1, 2, 3};
-  SafeOutput output(run.file("out.png"), false);
+  tools::OutputFile output(run.file("out.png"), false);
   std::ofstream(run.file("out.png")) << "theirs";
-  EXPECT_THROW(output.commit(content), Failure);
+  output.write(content);
+  EXPECT_THROW(output.commit(), tools::OutputError);
   EXPECT_EQ(readFile(run.file("out.png")), "theirs");
 }
 

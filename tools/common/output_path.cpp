@@ -1,7 +1,9 @@
 #include "output_path.h"
 
+#include "quoted_name.h"
 #include "utf8_path.h"
 
+#include <optional>
 #include <random>
 #include <string_view>
 #include <system_error>
@@ -28,11 +30,11 @@ std::optional<std::string> reasonAgainstFolder(const fs::path& folder) {
     upper /= part;
     const fs::file_status status = fs::status(upper, error);
     if (fs::exists(status) && !fs::is_directory(status)) {
-      return "cannot be written: '" + utf8Text(upper) + "' is not a folder: choose another one";
+      return "cannot be written: " + quotedPath(upper) + " is not a folder: choose another one";
     }
   }
   if (!fs::is_directory(folder, error)) {
-    return "cannot be written: the folder '" + utf8Text(folder) + "' does not exist: make it first";
+    return "cannot be written: the folder " + quotedPath(folder) + " does not exist: make it first";
   }
   return std::nullopt;
 }
@@ -54,19 +56,6 @@ bool renameToNew(const fs::path& from, const fs::path& to) {
   return true;
 }
 
-} // namespace
-
-const char* const kLeadsNowhere = "is a link that leads nowhere: remove it or choose another name";
-
-std::optional<fs::path> resolvedOutput(const fs::path& output) {
-  std::error_code error;
-  if (!fs::is_symlink(output, error)) {
-    return output;
-  }
-  fs::path target = fs::canonical(output, error);
-  return error ? std::nullopt : std::optional(std::move(target));
-}
-
 std::optional<std::string> reasonAgainst(const fs::path& output, bool overwrite) {
   std::error_code error;
   const fs::file_status status = fs::status(output, error);
@@ -80,6 +69,25 @@ std::optional<std::string> reasonAgainst(const fs::path& output, bool overwrite)
     return kExists;
   }
   return reasonAgainstFolder(folderOf(output));
+}
+
+} // namespace
+
+OutputError::OutputError(const fs::path& output, const std::string& why) : std::runtime_error(quotedPath(output) + " " + why) {}
+
+fs::path checkedOutput(const fs::path& output, bool overwrite) {
+  std::error_code error;
+  fs::path target = output;
+  if (fs::is_symlink(output, error)) {
+    target = fs::canonical(output, error);
+    if (error) {
+      throw OutputError(output, "is a link that leads nowhere: remove it or choose another name");
+    }
+  }
+  if (const std::optional<std::string> reason = reasonAgainst(target, overwrite)) {
+    throw OutputError(output, *reason);
+  }
+  return target;
 }
 
 fs::path temporaryBeside(const fs::path& output) {
@@ -101,17 +109,16 @@ void removeTemporariesIn(const fs::path& folder) {
   }
 }
 
-std::optional<std::string> moveIntoPlace(const fs::path& temporary, const fs::path& output, bool overwrite) {
+void moveIntoPlace(const fs::path& temporary, const fs::path& output, bool overwrite) {
   try {
     if (overwrite) {
       fs::rename(temporary, output);
     } else if (!renameToNew(temporary, output)) {
-      return kExists;
+      throw OutputError(output, kExists);
     }
   } catch (const fs::filesystem_error& error) {
-    return "cannot be written (" + error.code().message() + "): choose another name";
+    throw OutputError(output, "cannot be written (" + error.code().message() + "): choose another name");
   }
-  return std::nullopt;
 }
 
 std::string randomName(const std::string& before, const std::string& after) {

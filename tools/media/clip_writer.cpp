@@ -37,17 +37,6 @@ MediaError fault(const fs::path& output, const std::string& what) {
   return MediaError("'" + output.string() + "' " + what);
 }
 
-fs::path checkedOutput(const fs::path& output, bool overwrite) {
-  std::optional<fs::path> resolved = tools::resolvedOutput(output);
-  if (!resolved) {
-    throw fault(output, tools::kLeadsNowhere);
-  }
-  if (const std::optional<std::string> reason = tools::reasonAgainst(*resolved, overwrite)) {
-    throw fault(output, *reason);
-  }
-  return *std::move(resolved);
-}
-
 const ContainerRow& containerOf(const fs::path& output) {
   const ContainerRow* row = findContainer(output);
   if (row == nullptr) {
@@ -82,10 +71,6 @@ void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
     throw OptionError("libavformat was built without the container of '" + output.string() + "': use another extension");
   }
   static_cast<void>(configuredEncoder(options, *format));
-}
-
-void checkClipOutput(const fs::path& output, bool overwrite) {
-  static_cast<void>(checkedOutput(output, overwrite));
 }
 
 class ClipWriter::File {
@@ -126,7 +111,7 @@ private:
 };
 
 ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
-    : output_(checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
+    : output_(tools::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
       temporary_(tools::temporaryBeside(output_)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
@@ -258,9 +243,7 @@ void ClipWriter::File::finishEarly() {
 void ClipWriter::File::close() {
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));
-  if (const std::optional<std::string> reason = tools::moveIntoPlace(temporary_, output_, overwrite_)) {
-    throw fault(output_, *reason);
-  }
+  tools::moveIntoPlace(temporary_, output_, overwrite_);
 }
 
 ClipWriter::ClipWriter(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)

@@ -26,16 +26,13 @@ bool isClipName(const std::filesystem::path& file);
 // For messages: ".mp4, ..."
 std::string clipExtensions();
 
-// What shows beforehand; both throw what the writer would. An OptionError where the name, the codec and the quality do not go
-// together:
+// Throws an OptionError, as the writer would, where the name, the codec and the quality do not go together.
 void checkClipCodec(const std::filesystem::path& output, const ClipWriterOptions& options);
-
-// A MediaError where the output exists, or its folder does not:
-void checkClipOutput(const std::filesystem::path& output, bool overwrite);
 
 class ClipWriter : public FrameSink {
 public:
-  // source: not read from yet. size: of the pictures to come. Throws an OptionError for a codec or a quality that there is not.
+  // source: not read from yet. size: of the pictures to come. Throws an OptionError for a codec or a quality that there is not,
+  // and a tools::OutputError where the output exists or its folder does not.
   ClipWriter(const std::filesystem::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options);
   ~ClipWriter() override;
 

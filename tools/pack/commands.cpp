@@ -4,7 +4,7 @@
 #include "extraction.h"
 #include "network_source.h"
 #include "neural/style_catalogue.h"
-#include "output_file.h"
+#include "output_path.h"
 #include "package_directory.h"
 #include "package_writer.h"
 #include "utf8_path.h"
@@ -83,7 +83,8 @@ ExitStatus run(const PrintArguments& arguments) {
 }
 
 ExitStatus run(const BuildArguments& arguments) {
-  requireWritable(arguments.package, arguments.overwrite); // before the networks are read, which takes time
+  static_cast<void>(
+      tools::checkedOutput(arguments.package, arguments.overwrite)); // before the networks are read, which takes time
   PackageContent content(arguments.half_precision);
   for (const fs::path& file : arguments.networks) {
     content.addNetwork(tools::utf8Text(file.stem()) + ".xml", file);

@@ -1,7 +1,5 @@
 #include "entry_name.h"
 
-#include "utf8_path.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -9,15 +7,11 @@
 namespace vorin::pack {
 namespace {
 
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20 || byte == 0x7F;
-}
-
-std::string hexadecimal(const char* format, char character) {
+// As JSON escapes it.
+std::string escaped(char character) {
   std::array<char, 8> text{};
   const int length =
-      std::snprintf(text.data(), text.size(), format, static_cast<unsigned>(static_cast<unsigned char>(character)));
+      std::snprintf(text.data(), text.size(), "\\u%04X", static_cast<unsigned>(static_cast<unsigned char>(character)));
   return {text.data(), static_cast<std::size_t>(length)};
 }
 
@@ -57,25 +51,13 @@ bool isUtf8(const std::string& text) {
 
 } // namespace
 
-std::string quoted(const std::string& name) {
-  std::string text = "'";
-  for (const char character : name) {
-    text += isControl(character) ? hexadecimal("\\x%02X", character) : std::string(1, character);
-  }
-  return text + "'";
-}
-
-std::string quotedPath(const std::filesystem::path& file) {
-  return quoted(tools::utf8Text(file));
-}
-
 std::string jsonText(const std::string& name) {
   const bool as_latin1 = !isUtf8(name);
   std::string text = "\"";
   for (const char character : name) {
     const bool is_high = (static_cast<unsigned char>(character) & 0x80U) != 0;
-    if (isControl(character) || (is_high && as_latin1)) {
-      text += hexadecimal("\\u%04X", character);
+    if (tools::isControl(character) || (is_high && as_latin1)) {
+      text += escaped(character);
     } else {
       text += character == '"' || character == '\\' ? std::string{'\\', character} : std::string(1, character);
     }
@@ -93,7 +75,7 @@ std::string unusableAsFileName(const std::string& name) {
   if (name.find_first_of("/\\:") != std::string::npos) {
     return "holds a path separator";
   }
-  if (std::any_of(name.begin(), name.end(), isControl)) {
+  if (std::any_of(name.begin(), name.end(), tools::isControl)) {
     return "holds a control character";
   }
   return isReservedFileName(name) ? "is none for a file on this system" : "";

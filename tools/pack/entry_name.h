@@ -2,16 +2,14 @@
 // name.
 #pragma once
 
-#include <filesystem>
+#include "quoted_name.h"
+
 #include <string>
 
 namespace vorin::pack {
 
-// The name in quotes on one line: control characters as \x1B.
-std::string quoted(const std::string& name);
-
-// The same for the name of a file.
-std::string quotedPath(const std::filesystem::path& file);
+using tools::quoted;
+using tools::quotedPath;
 
 // The name as a JSON string, quotes included. A name that is not UTF-8 is read as Latin-1.
 std::string jsonText(const std::string& name);

@@ -3,6 +3,7 @@
 #include "entry_name.h"
 #include "failure.h"
 #include "output_file.h"
+#include "output_path.h"
 #include "package_directory.h"
 #include "utf8_path.h"
 
@@ -62,10 +63,10 @@ std::size_t extractEntries(const fs::path& package, const std::vector<std::strin
   }
   makeFolder(folder);
   for (const PackageEntry& entry : entries) {
-    requireWritable(folder / tools::pathFromUtf8(entry.name), overwrite);
+    static_cast<void>(tools::checkedOutput(folder / tools::pathFromUtf8(entry.name), overwrite));
   }
   for (const PackageEntry& entry : entries) {
-    OutputFile output(folder / tools::pathFromUtf8(entry.name), overwrite);
+    tools::OutputFile output(folder / tools::pathFromUtf8(entry.name), overwrite);
     readEntry(package, entry, [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();
   }

@@ -4,6 +4,7 @@
 #include "cancellation.h"
 #include "command_line.h"
 #include "commands.h"
+#include "output_path.h"
 #include "standard_streams.h"
 
 #include <exception>
@@ -20,6 +21,8 @@ int main(int count, char** arguments) {
   } catch (const Failure& failure) {
     status = failure.status();
     printLine(failure.what());
+  } catch (const vorin::tools::OutputError& error) {
+    printLine(error.what());
   } catch (const std::bad_alloc&) {
     printLine("not enough memory: close other programs, or pack a smaller network");
   } catch (const std::exception& error) {

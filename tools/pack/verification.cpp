@@ -68,7 +68,7 @@ private:
 
   fs::path unpack(const std::string& entry_name, const TemporaryFolder& folder) {
     fs::path file = folder.path() / tools::pathFromUtf8(entry_name);
-    OutputFile output(file, false);
+    tools::OutputFile output(file, false);
     readEntry(package_, *directory_.find(entry_name), [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();
     return file;

@@ -3,11 +3,12 @@
 #include "argument_checks.h"
 #include "commands.h"
 #include "image_file.h"
+#include "output_file.h"
 #include "output_path.h"
 #include "painter.h"
 #include "photo_list.h"
+#include "quoted_name.h"
 #include "run_report.h"
-#include "safe_output.h"
 #include "utf8_path.h"
 
 #include <algorithm>
@@ -22,12 +23,9 @@ namespace {
 namespace fs = std::filesystem;
 using Outcome = PhotoResult::Outcome;
 
-std::string quoted(const fs::path& path) {
-  return std::string("'").append(tools::utf8Text(path)).append("'");
-}
-
 Failure unwritable(const fs::path& folder, const std::string& why) {
-  return {ExitStatus::kInputOutput, "the folder " + quoted(folder) + " cannot be made (" + why + "): choose another one"};
+  return {ExitStatus::kInputOutput,
+          "the folder " + tools::quotedPath(folder) + " cannot be made (" + why + "): choose another one"};
 }
 
 void makeFolder(const fs::path& folder) {
@@ -40,7 +38,7 @@ void makeFolder(const fs::path& folder) {
 }
 
 Failure amongThePhotos(const fs::path& name) {
-  return usage("the drawings would lie among the photos of " + quoted(name) + ": name another folder with -o");
+  return usage("the drawings would lie among the photos of " + tools::quotedPath(name) + ": name another folder with -o");
 }
 
 // The photos and where their drawings go; nothing is known to be wrong with any so far.
@@ -57,8 +55,8 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
     const fs::path output = drawingFile(photo, arguments.output, arguments.to);
     const auto [other, is_new] = inputs.emplace(output, photo.file);
     if (!is_new) {
-      throw usage(quoted(other->second) + " and " + quoted(photo.file) + " would both be drawn into " + quoted(output) +
-                  ": leave --to out, or draw one of them alone");
+      throw usage(tools::quotedPath(other->second) + " and " + tools::quotedPath(photo.file) + " would both be drawn into " +
+                  tools::quotedPath(output) + ": leave --to out, or draw one of them alone");
     }
     if (fs::equivalent(photo.file, output, error)) {
       throw amongThePhotos(photo.file);
@@ -66,11 +64,11 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
     planned.push_back({photo.file, output, Outcome::kDone, {}, 0, 0, {}, {}});
   }
   if (planned.empty()) {
-    throw Failure(ExitStatus::kInputOutput, "there is no photo in " + quoted(arguments.photos.front()) +
+    throw Failure(ExitStatus::kInputOutput, "there is no photo in " + tools::quotedPath(arguments.photos.front()) +
                                                 ": name another folder, or see vorin-stylize --help for patterns");
   }
   if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
-    throw Failure(ExitStatus::kInputOutput, quoted(planned.front().input) + " does not exist: check the name");
+    throw Failure(ExitStatus::kInputOutput, tools::quotedPath(planned.front().input) + " does not exist: check the name");
   }
   return planned;
 }
@@ -94,13 +92,15 @@ void removeLeftovers(const std::vector<PhotoResult>& planned) {
 void drawPhoto(const Arguments& arguments, Painter& painter, PhotoResult& result) {
   const cv::Mat photo = readPicture(result.input);
   if (!isPictureName(result.output)) { // an extension that is read, but not written on this system
-    throw Failure(ExitStatus::kInputOutput, quoted(result.output) + " is of a kind that cannot be written here: add --to png");
+    throw Failure(ExitStatus::kInputOutput,
+                  tools::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
   }
   requireFits(result.output, arguments.size.value_or(photo.size()));
   makeFolder(result.output.parent_path());
-  SafeOutput output(result.output, arguments.overwrite);
+  tools::OutputFile output(result.output, arguments.overwrite);
   const Drawing drawing = painter.paint(photo);
-  output.commit(encodePicture(result.output, drawing.bgr));
+  output.write(encodePicture(result.output, drawing.bgr));
+  output.commit();
   result.size = drawing.bgr.size();
   result.elapsed_ms = drawing.elapsed_ms;
   result.load_ms = drawing.load_ms;
@@ -113,10 +113,12 @@ void tryToDraw(const Arguments& arguments, Painter& painter, PhotoResult& result
     return;
   } catch (const Failure& failure) {
     result.error = failure.what();
+  } catch (const tools::OutputError& error) {
+    result.error = error.what();
   } catch (const std::bad_alloc&) {
-    result.error = quoted(result.input) + " takes more memory than there is: use a smaller image";
+    result.error = tools::quotedPath(result.input) + " takes more memory than there is: use a smaller image";
   } catch (const std::exception& error) {
-    result.error = quoted(result.input) + " cannot be drawn (" + error.what() + "): use another image";
+    result.error = tools::quotedPath(result.input) + " cannot be drawn (" + error.what() + "): use another image";
   }
   result.outcome = Outcome::kFailed;
 }
@@ -140,7 +142,7 @@ ExitStatus conclude(const Arguments& arguments, const std::vector<PhotoResult>& 
   }
   for (const PhotoResult& result : results) {
     if (result.outcome == Outcome::kFailed) {
-      printLine("failed: " + quoted(result.input));
+      printLine("failed: " + tools::quotedPath(result.input));
     }
   }
   return failed > 0 ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;

@@ -62,14 +62,4 @@ void cancellationEndsALine(bool waits) {
   cancellation_state.line_waits_for_its_end = waits;
 }
 
-RemovedWhenCancelled::RemovedWhenCancelled(const std::filesystem::path& file) {
-  cancellation_state.file_to_remove = file.native();
-  cancellation_state.file_to_remove_is_set = true;
-}
-
-RemovedWhenCancelled::~RemovedWhenCancelled() {
-  cancellation_state.file_to_remove_is_set = false;
-  standStillOnceCancelled();
-}
-
 } // namespace vorin::stylize

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <filesystem>
 
 namespace vorin::stylize {
 
@@ -27,14 +26,5 @@ const std::atomic<bool>& cancellationIsDue();
 
 // Whether a line on standard error waits for its end, which cancellation then writes first.
 void cancellationEndsALine(bool waits);
-
-// While it lives, cancellation removes the file, and so does an end of the process by a library below. One at a time.
-class RemovedWhenCancelled {
-public:
-  explicit RemovedWhenCancelled(const std::filesystem::path& file);
-  ~RemovedWhenCancelled();
-  RemovedWhenCancelled(const RemovedWhenCancelled&) = delete;
-  RemovedWhenCancelled& operator=(const RemovedWhenCancelled&) = delete;
-};
 
 } // namespace vorin::stylize

@@ -1,11 +1,8 @@
-// cancellation_state.h: what the systems' handlers of Ctrl-C share: what has come, what waits, what is to be removed. A handler
-// may run in any thread at any moment, also as a signal's, so it touches only atomics and the file's name, which is whole while
-// its flag is set. Once a handler has begun to cancel, the thread that it does not run in must change nothing of what it uses:
-// standStillOnceCancelled().
+// cancellation_state.h: what the systems' handlers of Ctrl-C share: what has come, and what waits. A handler may run in any
+// thread at any moment, also as a signal's, so it touches only atomics.
 #pragma once
 
 #include <atomic>
-#include <filesystem>
 #include <string_view>
 
 namespace vorin::stylize {
@@ -13,8 +10,6 @@ namespace vorin::stylize {
 enum class CancellationStage { kMayCome, kWaits, kCancels };
 
 struct CancellationState {
-  std::filesystem::path::string_type file_to_remove; // changed only while file_to_remove_is_set is false
-  std::atomic<bool> file_to_remove_is_set = false;
   std::atomic<CancellationStage> stage = CancellationStage::kMayCome;
   std::atomic<bool> line_waits_for_its_end = false;
   std::atomic<bool> is_due = false; // a signal or an event has come
@@ -30,7 +25,7 @@ void takeCancellation();
 // What the program says last.
 std::string_view cancellationLine();
 
-// Of each system: removes the file, says the line and ends the process.
+// Of each system: removes the unfinished file, says the line and ends the process.
 void cancelNow();
 
 } // namespace vorin::stylize

@@ -10,6 +10,7 @@
 #include "drawing_manner.h"
 #include "exit_status.h"
 #include "lost_drawing.h"
+#include "output_path.h"
 #include "picture_planes.h"
 #include "picture_size.h"
 #include "pipe_video.h"
@@ -273,7 +274,7 @@ ExitStatus stylizeClip(const Arguments& arguments) {
   }
   try {
     if (!isPipe(arguments.output)) {
-      media::checkClipOutput(arguments.output, arguments.overwrite);
+      static_cast<void>(tools::checkedOutput(arguments.output, arguments.overwrite));
     }
     return drawClip(arguments, isPipe(arguments.photos.front()) ? nullptr : openSource(arguments));
   } catch (const media::OptionError& error) {

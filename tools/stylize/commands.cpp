@@ -3,6 +3,7 @@
 #include "clip_command.h"
 #include "device_choice.h"
 #include "info_command.h"
+#include "output_path.h"
 #include "photo_command.h"
 #include "run_report.h"
 #include "selftest_command.h"
@@ -57,10 +58,18 @@ ExitStatus run(const Arguments& arguments) {
   return ExitStatus::kDone;
 }
 
+ExitStatus runGuarded(const Arguments& arguments) {
+  try {
+    return run(arguments);
+  } catch (const tools::OutputError& error) {
+    throw Failure(ExitStatus::kInputOutput, error.what());
+  }
+}
+
 } // namespace
 
 ExitStatus runCommand(const Arguments& arguments) {
-  const ExitStatus status = run(arguments);
+  const ExitStatus status = runGuarded(arguments);
   if (!std::cout.flush()) {
     throw Failure(ExitStatus::kInputOutput, "standard output cannot be written: make room or choose another target");
   }

@@ -4,10 +4,10 @@
 #include "batch.h"
 #include "commands.h"
 #include "image_file.h"
+#include "output_file.h"
 #include "painter.h"
 #include "photo_list.h"
 #include "run_report.h"
-#include "safe_output.h"
 #include "sheet_command.h"
 #include "utf8_path.h"
 
@@ -46,12 +46,13 @@ ExitStatus stylizeOne(const Arguments& arguments) {
   const cv::Mat photo = readPicture(arguments.photos.front());
   requireFits(arguments.output, arguments.size.value_or(photo.size()));
   std::optional<NeuralTools> tools = toolsForStyle(arguments);
-  SafeOutput output(arguments.output, arguments.overwrite);
+  tools::OutputFile output(arguments.output, arguments.overwrite);
   Painter painter(arguments, std::move(tools));
   painter.prepare(*arguments.style);
   Progress progress(arguments.progress == ProgressWish::kJson ? ProgressKind::kJson : ProgressKind::kNone, "photos", 1);
   const Drawing drawing = painter.paint(photo);
-  output.commit(encodePicture(arguments.output, drawing.bgr));
+  output.write(encodePicture(arguments.output, drawing.bgr));
+  output.commit();
   progress.update(1);
   progress.finish();
   const Headline headline = painter.headline();

@@ -4,11 +4,11 @@
 #include "contact_sheet.h"
 #include "image_file.h"
 #include "option_table.h"
+#include "output_file.h"
 #include "painter.h"
 #include "photo_list.h"
 #include "picture_size.h"
 #include "run_report.h"
-#include "safe_output.h"
 #include "utf8_path.h"
 
 #include <system_error>
@@ -115,7 +115,7 @@ private:
 } // namespace
 
 ExitStatus makeSheet(const Arguments& arguments) {
-  SafeOutput output(arguments.output, arguments.overwrite);
+  tools::OutputFile output(arguments.output, arguments.overwrite);
   const std::vector<ListedPhoto> listed = listPhotos(arguments.photos, {});
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<PhotoResult> results;
@@ -144,7 +144,8 @@ ExitStatus makeSheet(const Arguments& arguments) {
   }
   const cv::Mat sheet = makeContactSheet(groups);
   requireFits(arguments.output, sheet.size());
-  output.commit(encodePicture(arguments.output, sheet));
+  output.write(encodePicture(arguments.output, sheet));
+  output.commit();
   if (!arguments.quiet) {
     printLine(tools::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
   }

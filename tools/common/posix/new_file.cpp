@@ -18,4 +18,8 @@ std::FILE* makeNewFile(const std::filesystem::path& file) {
   return stream;
 }
 
+void removeFile(const char* file) {
+  unlink(file);
+}
+
 } // namespace vorin::tools

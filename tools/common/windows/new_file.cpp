@@ -28,4 +28,8 @@ std::FILE* makeNewFile(const std::filesystem::path& file) {
   return stream;
 }
 
+void removeFile(const wchar_t* file) {
+  DeleteFileW(file);
+}
+
 } // namespace vorin::tools

@@ -2,10 +2,10 @@
 
 #include "../cancellation_state.h"
 #include "../exit_status.h"
+#include "leftover_file.h"
 
 #include <array>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -15,12 +15,6 @@ namespace {
 int standard_error = STDERR_FILENO; // a copy of its own: the program silences its standard error for short whiles
 
 constexpr std::array kCancellingSignals = {SIGINT, SIGTERM, SIGHUP};
-
-extern "C" void removeFile() {
-  if (cancellation_state.file_to_remove_is_set) {
-    unlink(cancellation_state.file_to_remove.c_str());
-  }
-}
 
 // A library's thread may run it, so blocking the signals in one thread would not make cancellation wait.
 extern "C" void cancel(int) {
@@ -42,7 +36,7 @@ sigset_t cancellingSignals() {
 void cancelNow() {
   const std::string_view line = cancellationLine();
   [[maybe_unused]] const auto written = write(standard_error, line.data(), line.size());
-  removeFile(); // last: another thread may still be at work on a file
+  tools::removeLeftover(); // last: another thread may still be at work on a file
   _exit(static_cast<int>(ExitStatus::kCancelled));
 }
 
@@ -58,8 +52,6 @@ void handleCancellation() {
       sigaction(signal, &action, nullptr);
     }
   }
-  // The OpenCL compiler ends the process by itself when it is out of space.
-  static_cast<void>(std::atexit(removeFile));
   // A file that outgrows a limit of the shell then ends as a write error, not as a killed process that leaves its file behind.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   const sigset_t signals = cancellingSignals();

@@ -4,19 +4,12 @@
 #include "../exit_status.h"
 #include "console_code_page.h"
 #include "held_cancellation.h"
+#include "leftover_file.h"
 
-#include <cstdlib>
 #include <windows.h>
 
 namespace vorin::stylize {
 namespace {
-
-// The file may be open: it goes when the process does.
-extern "C" void removeFile() {
-  if (cancellation_state.file_to_remove_is_set) {
-    DeleteFileW(cancellation_state.file_to_remove.c_str());
-  }
-}
 
 // The system ends the process when it returns from any but the first two.
 BOOL WINAPI cancel(DWORD event) {
@@ -35,14 +28,12 @@ void cancelNow() {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
   tools::restoreConsoleCodePage();
-  removeFile(); // last: another thread may still be at work on a file
+  tools::removeLeftover(); // last: another thread may still be at work on a file
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::kCancelled));
 }
 
 void handleCancellation() {
   SetConsoleCtrlHandler(cancel, TRUE);
-  // The OpenCL compiler ends the process by itself when it is out of space.
-  static_cast<void>(std::atexit(removeFile));
 }
 
 void holdCancellation() {

@@ -1,6 +1,8 @@
-// output_file.h: an output file, written piece by piece, that is either all there or not there. Whatever ends the work early
-// removes the temporary file that the pieces go into.
+// output_file.h: an output file, written piece by piece, that is either all there or not there. Whatever ends the work early (a
+// failure, an exception, cancellation, a library that ends the process) removes the temporary file that the pieces go into.
 #pragma once
+
+#include "leftover_file.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -8,8 +10,9 @@
 #include <memory>
 #include <span>
 
-namespace vorin::pack {
+namespace vorin::tools {
 
+// One at a time. Throws an OutputError where the file cannot be written.
 class OutputFile {
 public:
   // Refuses an existing output unless overwrite is set, and anything there that is no regular file. The temporary is made here,
@@ -21,7 +24,8 @@ public:
 
   void write(std::span<const std::uint8_t> bytes);
 
-  // Gives the file its name. Without overwrite, an output that another program made meanwhile stays.
+  // Gives the file its name; nothing may be written after that. Without overwrite, an output that another program made meanwhile
+  // stays.
   void commit();
 
 private:
@@ -32,11 +36,9 @@ private:
   std::filesystem::path output_;
   bool overwrite_;
   std::filesystem::path temporary_;
+  RemovedAtExit removed_at_exit_; // before the file is made: no moment without it
   std::unique_ptr<std::FILE, FileCloser> file_;
   bool committed_ = false;
 };
 
-// Throws the Failure that making the OutputFile would throw for what is there now.
-void requireWritable(const std::filesystem::path& output, bool overwrite);
-
-} // namespace vorin::pack
+} // namespace vorin::tools
