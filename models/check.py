@@ -1,6 +1,5 @@
 """Runs the built networks on held-out photos as the library runs them, checks what the library relies on, and writes pictures.
 
-Usage: check.py NETWORKS OUTPUT. Pictures go to the folder OUTPUT.
 Checks: each network compiles with an empty property map; its inputs have the names and sizes that its file name promises;
 reshaped to even, odd and tiny sizes, types 1 and 2 give a picture of the input's own size; the runtime's own conversion of bytes
 agrees with `library_way.py`, and so does the precision that the device chooses, as far as it can.
@@ -8,7 +7,6 @@ agrees with `library_way.py`, and so does the precision that the device chooses,
 
 from __future__ import annotations
 
-import sys
 from pathlib import Path
 
 import numpy as np
@@ -27,8 +25,8 @@ from library_way import (
 )
 from openvino.preprocess import ColorFormat, PrePostProcessor
 from photos import HELD_OUT, read_bytes, read_photo, write_bytes
+from viewing import F32, networks_and_output
 
-F32 = {"INFERENCE_PRECISION_HINT": "f32"}
 TRANSFER_SIZES = {  # content width, content height, style size
     "ensemble_out_r31_512_retrained_autoencoder": (512, 512, 512),
     "ensemble_out_r31_512_retrained_autoencoder_int8": (512, 512, 512),
@@ -132,19 +130,14 @@ def check_image_network(core: ov.Core, folder: Path, output: Path, name: str) ->
     agreement.report()
 
 
-def main(arguments: list[str]) -> int:
-    if len(arguments) != 2:
-        print("usage: check.py NETWORKS OUTPUT", file=sys.stderr)
-        return 2
-    folder, output = Path(arguments[0]), Path(arguments[1])
-    output.mkdir(parents=True, exist_ok=True)
+def main() -> None:
+    folder, output = networks_and_output(__doc__)
     core = ov.Core()
     for name in TRANSFER_SIZES:
         check_transfer(core, folder, output, name)
     for name in IMAGE_NETWORKS:
         check_image_network(core, folder, output, name)
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    main()

@@ -1,37 +1,28 @@
 """Paints the two pictures of docs/models.md: all 26 fixed styles, and what the demo networks make of two photos.
 
-Usage: sheet.py NETWORKS OUTPUT. Both show photos that are free to pass on (CC0).
+Both show photos that are free to pass on (CC0).
 """
 
 from __future__ import annotations
 
-import sys
 from pathlib import Path
 
+import library_way
 import numpy as np
 import openvino as ov
 from calibration import repainted
-from library_way import (
-    content_planes,
-    resized,
-    stretched_picture,
-    style_planes,
-    symmetric_picture,
-    symmetric_planes,
-    transfer_picture,
-)
 from photos import read_bytes, read_photo
 from PIL import Image, ImageDraw
 from trained_weights import FIXED_STYLE_COUNT
+from viewing import F32, networks_and_output
 
 # The size of the photos that the demo networks paint.
 WIDTH, HEIGHT = 960, 540
-F32 = {"INFERENCE_PRECISION_HINT": "f32"}
 
 
 def fixed_style_tiles() -> list[tuple[str, np.ndarray]]:
     """A photo and each of the fixed styles on it, at a size at which the strokes show in a small tile."""
-    image = resized(read_photo("chelsea"), 512, 288)
+    image = library_way.resized(read_photo("chelsea"), 512, 288)
     return [("photo", image)] + [(str(style), repainted(style, [image])[0]) for style in range(FIXED_STYLE_COUNT)]
 
 
@@ -43,13 +34,13 @@ def network_tiles(folder: Path) -> list[tuple[str, np.ndarray]]:
     painting = read_bytes(folder / "painting.png")
     tiles = []
     for photo in ("chelsea", "coffee"):
-        image = resized(read_photo(photo), WIDTH, HEIGHT)
-        inputs = {"input_content": content_planes(image), "input_style": style_planes(painting)}
+        image = library_way.resized(read_photo(photo), WIDTH, HEIGHT)
+        inputs = {"input_content": library_way.content_planes(image), "input_style": library_way.style_planes(painting)}
         tiles += [
             ("photo", image),
-            ("type 0", transfer_picture(transfer(inputs)[0])),
-            ("type 1", stretched_picture(grey(symmetric_planes(image))[0])),
-            ("type 2", symmetric_picture(cartoon(symmetric_planes(image))[0])),
+            ("type 0", library_way.transfer_picture(transfer(inputs)[0])),
+            ("type 1", library_way.stretched_picture(grey(library_way.symmetric_planes(image))[0])),
+            ("type 2", library_way.symmetric_picture(cartoon(library_way.symmetric_planes(image))[0])),
         ]
     return tiles
 
@@ -65,16 +56,11 @@ def write_sheet(tiles: list[tuple[str, np.ndarray]], columns: int, width: int, h
     sheet.save(file, quality=82)
 
 
-def main(arguments: list[str]) -> int:
-    if len(arguments) != 2:
-        print("usage: sheet.py NETWORKS OUTPUT", file=sys.stderr)
-        return 2
-    folder, output = Path(arguments[0]), Path(arguments[1])
-    output.mkdir(parents=True, exist_ok=True)
+def main() -> None:
+    folder, output = networks_and_output(__doc__)
     write_sheet(fixed_style_tiles(), 7, 208, 117, output / "fixed_styles.jpg")
     write_sheet(network_tiles(folder), 4, 320, 180, output / "demo_networks.jpg")
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    main()
