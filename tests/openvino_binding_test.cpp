@@ -68,12 +68,10 @@ TEST(OpenVinoBinding, ReadsInputsFromMemoryAndFromFiles) {
     const ov::OutputVector inputs = model->inputs();
     ASSERT_EQ(inputs.size(), 2U);
     EXPECT_THAT(inputs[0].get_names(), UnorderedElementsAre("input_content", "other"));
-    EXPECT_EQ(inputs[0].get_any_name(), "input_content"); // the first of them in order
     EXPECT_EQ(ov::layout::get_layout(inputs[0]).to_string(), "[N,C,H,W]");
     EXPECT_THAT(inputs[1].get_names(), UnorderedElementsAre("a,b & c"));
     EXPECT_EQ(ov::layout::get_layout(inputs[1]).to_string(), "[...]");
     EXPECT_THAT(model->input("other").get_names(), UnorderedElementsAre("input_content", "other"));
-    EXPECT_EQ(model->input(1).get_any_name(), "a,b & c");
     ASSERT_EQ(model->outputs().size(), 1U);
     EXPECT_EQ(model->output().get_shape(), (ov::Shape{1, 3, 4, 6}));
   }
@@ -85,7 +83,6 @@ TEST(OpenVinoBinding, KnowsInputsWithoutNames) {
   const std::shared_ptr<const ov::Model> model = read(network);
   const ov::Output<const ov::Node> input = model->input();
   EXPECT_THAT(input.get_names(), IsEmpty());
-  EXPECT_THROW(static_cast<void>(input.get_any_name()), ov::Exception);
   const ov::Layout layout = ov::layout::get_layout(input);
   ASSERT_TRUE(ov::layout::has_channels(layout));
   EXPECT_EQ(ov::layout::channels_idx(layout), 3);
@@ -206,7 +203,6 @@ TEST(OpenVinoBinding, SharesTensorsAndRequests) {
   const ov::Shape shape = {1, 3, 4, 6};
   const ov::Tensor on_content(ov::element::f32, shape, content.data());
   EXPECT_EQ(on_content.data<float>(), content.data());
-  EXPECT_EQ(on_content.get_byte_size(), 288U);
   ov::Tensor own(ov::element::f32, shape);
   const ov::Tensor same = own;
   own.data<float>()[71] = 4.0F;
@@ -219,8 +215,6 @@ TEST(OpenVinoBinding, SharesTensorsAndRequests) {
   compiled = {};
   request.set_input_tensor(0, on_content);
   copy.set_tensor(inputs[1], ov::Tensor(ov::element::f32, shape, style.data()));
-  EXPECT_EQ(request.get_input_tensor(0).data<float>(), content.data());
-  EXPECT_EQ(request.get_tensor("a,b & c").data<float>(), style.data());
   request.infer();
   EXPECT_THAT(std::vector<float>(copy.get_output_tensor().data<float>(), copy.get_output_tensor(0).data<float>() + 72),
               testing::Each(3.0F));

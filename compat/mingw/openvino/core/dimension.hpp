@@ -25,13 +25,6 @@ public:
   value_type get_min_length() const { return shortest_; }
   value_type get_max_length() const { return longest_; }
 
-  value_type get_length() const {
-    if (is_dynamic()) {
-      throw Exception("Cannot get length of dynamic dimension");
-    }
-    return shortest_;
-  }
-
   // Whether the two can be the same size.
   bool compatible(const Dimension& other) const {
     return (other.longest_ == kEndless || shortest_ <= other.longest_) && (longest_ == kEndless || other.shortest_ <= longest_);

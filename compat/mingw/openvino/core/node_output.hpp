@@ -34,7 +34,6 @@ public:
   }
 
   const std::unordered_set<std::string>& get_names() const { return *names_; }
-  std::string get_any_name() const { return text(ov_port_get_any_name, handle()); }
   Shape get_shape() const { return shapeFrom(ov_const_port_get_shape, handle()); }
   PartialShape get_partial_shape() const { return partialShapeOf(handle()); }
   element::Type get_element_type() const {

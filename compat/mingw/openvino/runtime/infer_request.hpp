@@ -28,12 +28,7 @@ public:
     binding::check(ov_infer_request_set_input_tensor_by_index(handle(), index, tensor.handle()));
   }
 
-  Tensor get_tensor(const std::string& name) { return tensorFrom(ov_infer_request_get_tensor, name.c_str()); }
-  Tensor get_tensor(const Output<const Node>& port) {
-    return tensorFrom(ov_infer_request_get_tensor_by_const_port, port.handle());
-  }
   Tensor get_input_tensor() { return tensorFrom(ov_infer_request_get_input_tensor); }
-  Tensor get_input_tensor(std::size_t index) { return tensorFrom(ov_infer_request_get_input_tensor_by_index, index); }
   Tensor get_output_tensor() { return tensorFrom(ov_infer_request_get_output_tensor); }
   Tensor get_output_tensor(std::size_t index) { return tensorFrom(ov_infer_request_get_output_tensor_by_index, index); }
 

@@ -27,8 +27,11 @@ public:
 
   explicit operator bool() const { return handle_ != nullptr; }
   Shape get_shape() const { return binding::shapeFrom(ov_tensor_get_shape, handle()); }
-  std::size_t get_size() const { return number(ov_tensor_get_size); }
-  std::size_t get_byte_size() const { return number(ov_tensor_get_byte_size); }
+  std::size_t get_size() const {
+    std::size_t size = 0;
+    binding::check(ov_tensor_get_size(handle(), &size));
+    return size;
+  }
 
   element::Type get_element_type() const {
     ov_element_type_e type = DYNAMIC;
@@ -42,12 +45,6 @@ public:
   template <typename T> const T* data() const { return static_cast<const T*>(memoryOf(element::from<std::remove_const_t<T>>())); }
 
 private:
-  std::size_t number(ov_status_e (*query)(const ov_tensor_t*, std::size_t*)) const {
-    std::size_t result = 0;
-    binding::check(query(handle(), &result));
-    return result;
-  }
-
   void* memory() const {
     void* memory = nullptr;
     binding::check(ov_tensor_data(handle(), &memory));
