@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
+#include <nlohmann/json.hpp>
+
 namespace vorin::tests {
 namespace {
 
@@ -93,10 +95,16 @@ TEST_F(StylizeSheet, PhotosDoNotShineThroughEachOther) {
 
 TEST_F(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
   const std::string photo = run_.photo("photo.png", {61, 47});
-  const ChildResult result = run({"sheet", run_.file("none.png"), photo, "-o", run_.file("sheet.png")});
+  const ChildResult result = run({"sheet", run_.file("none.png"), photo, "-o", run_.file("sheet.png"), "--json"});
   EXPECT_EQ(result.exit_status, 1);
   EXPECT_NE(linesOf(result.standard_error).front().find("none.png"), std::string::npos) << result.standard_error;
   EXPECT_FALSE(loadPicture(run_.file("sheet.png")).empty());
+  const auto json = nlohmann::json::parse(result.standard_output);
+  EXPECT_TRUE(json["style"].is_null() && json["network"].is_null());
+  EXPECT_NE(json["package"].get<std::string>().find(package_.folder()), std::string::npos);
+  EXPECT_FALSE(json["device"].get<std::string>().empty());
+  EXPECT_EQ(json["results"][0]["outcome"], "failed");
+  EXPECT_EQ(json["results"][5]["caption"], "transfer");
 }
 
 TEST_F(StylizeSheet, SaysWhenItHasNoStyleImage) {

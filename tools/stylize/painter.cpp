@@ -1,6 +1,7 @@
 #include "painter.h"
 
 #include "picture_size.h"
+#include "utf8_path.h"
 
 #include <iomanip>
 #include <sstream>
@@ -20,6 +21,9 @@ Painter::Painter(const Arguments& arguments, std::optional<NeuralTools> tools)
     : arguments_(arguments), tools_(std::move(tools)), device_(arguments.device) {}
 
 Headline Painter::headline() const {
+  if (arguments_.style == nullptr) {
+    return {{}, {}, tools_ ? tools::utf8Text(tools_->package.file()) : std::string(), device_.name(), device_.reason()};
+  }
   return headlineOf(manner(*arguments_.style), device_);
 }
 

@@ -15,7 +15,8 @@ public:
   // Before the first photo in the style, with the same ends.
   void prepare(const Style& style) { device_.prepare(style); }
 
-  Headline headline() const; // of the style of the arguments
+  Headline
+  headline() const; // of the style of the arguments; of a sheet of all styles, which have none: without style and network
 
   Drawing paint(const cv::Mat& photo_bgr) { return paint(photo_bgr, *arguments_.style); }
   Drawing paint(const cv::Mat& photo_bgr, const Style& style);

@@ -27,7 +27,7 @@ nlohmann::ordered_json textOrNull(const std::string& text) {
 } // namespace
 
 nlohmann::ordered_json jsonOf(const Headline& headline) {
-  return {{"style", headline.style},
+  return {{"style", textOrNull(headline.style)},
           {"network", textOrNull(headline.network)},
           {"package", textOrNull(headline.package)},
           {"device", headline.device},

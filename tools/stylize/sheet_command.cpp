@@ -55,6 +55,8 @@ public:
     return all;
   }
 
+  Headline headline() const { return painter_.headline(); }
+
 private:
   // Of a folder of style images; none for any other sheet.
   static std::vector<StyleImage> readLooks(const Arguments& arguments) {
@@ -150,7 +152,8 @@ ExitStatus makeSheet(const Arguments& arguments) {
     printLine(tools::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
   }
   if (arguments.json) {
-    printRun(nullptr, results, status);
+    const Headline headline = painter->headline();
+    printRun(&headline, results, status);
   }
   return status;
 }
