@@ -91,8 +91,8 @@ TEST_F(StylizeClip, ThePipeIsNotTouchedBeforeTheDeviceIsSure) {
 }
 
 // A noisy scene at rest, then a cut to another, drawn as negatives. The first drawing and the one after the cut stay as they are
-// to the last bit; noise flickers at most 0.3 times as much (a memory of nine tenths leaves less, but has not come to rest after a
-// few frames).
+// to the last bit; noise flickers at most 0.3 times as much (a memory of nine tenths leaves less, but has not come to rest after
+// a few frames).
 TEST_F(StylizeClip, SteadyItFlickersLess) {
   const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
   const std::string photo = run_.photo("photo.png", {160, 120});

@@ -1,9 +1,8 @@
 // A host program in C++: lists the GPUs that the library can draw on.
-#include <vorin_stt.h>
-
 #include <cstdio>
 #include <memory>
 #include <vector>
+#include <vorin_stt.h>
 
 namespace {
 
