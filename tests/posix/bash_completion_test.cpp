@@ -1,5 +1,6 @@
 // The completion scripts of both programs, in bash itself.
 
+#include "clip_command.h"
 #include "support/stylize_run.h"
 
 #include <gmock/gmock.h>
@@ -33,6 +34,15 @@ TEST(BashCompletion, OffersWhatTheProgramsTake) {
   const auto offers = [&](const std::string& program, const std::string& words) { return offered(program, words, run.folder()); };
   EXPECT_THAT(offers(stylize, "--style ''"), ElementsAre("pencil", "stipple", "lightgrey", "cartoon", "transfer"));
   EXPECT_THAT(offers(stylize, "a.jpg --device so"), ElementsAre("software"));
+  EXPECT_THAT(offers(stylize, "--style = p"), ElementsAre("pencil")); // bash takes --style=p apart
+  EXPECT_THAT(offers(stylize, "--device ="), ElementsAre("auto", "integrated", "discrete", "software"));
+  EXPECT_THAT(offers(stylize, "--style-image my"), testing::UnorderedElementsAre("my folder", "my photo.jpg"));
+  for (const char* const option : {"--crf", "--raw", "--strength", "--size"}) {
+    EXPECT_THAT(offers(stylize, std::string(option) + " ''"), ElementsAre("")) << option;
+  }
+  if (!stylize::clipExtensions().empty()) {
+    EXPECT_THAT(offers(stylize, "--codec h"), ElementsAre("h264", "h265"));
+  }
   EXPECT_THAT(offers(stylize, "--keep"), ElementsAre("--keep-colors"));
   EXPECT_THAT(offers(stylize, "sel"), ElementsAre("selftest"));
   EXPECT_THAT(offers(stylize, "my"), testing::UnorderedElementsAre("my folder", "my photo.jpg"));

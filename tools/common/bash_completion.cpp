@@ -54,11 +54,12 @@ std::string valueBranch(const CLI::Option& option, const ValueWords& words) {
     return {};
   }
   const std::vector<std::string> known = words(names.back());
-  std::string how = "-f";
-  if (!known.empty()) {
-    how = std::string("-W \"").append(joined(known, " ")).append("\"");
-  } else if (option.get_type_name() == "FOLDER") {
+  const std::string kind = option.get_type_name();
+  std::string how = std::string("-W \"").append(joined(known, " ")).append("\"");
+  if (known.empty() && kind == "FOLDER") {
     how = "-d";
+  } else if (known.empty() && kind.ends_with("FILE")) {
+    how = "-f";
   }
   return std::string("    ").append(joined(names, " | ")).append(") how=(").append(how).append(") ;;\n");
 }
@@ -108,6 +109,11 @@ std::string bashCompletion(const CLI::App& app, const ValueWords& words) {
          << function << "() {\n"
          << R"(  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command= each
   local -a how=()
+  if [[ $word == = ]]; then
+    word=
+  elif [[ $before == = ]]; then
+    before=${COMP_WORDS[COMP_CWORD-2]}
+  fi
   for each in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     case $each in
     )" << joined(commands, " | ")

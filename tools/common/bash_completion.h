@@ -1,7 +1,7 @@
 // bash_completion.h: a script that completes a program's command line in bash, made from the same parser that reads the line.
 //
-// An option's value is completed from its words where there are some, with folders where its placeholder is FOLDER, else with
-// files.
+// An option's value, behind a blank or "=", is completed from its words where there are some, with folders where its placeholder
+// is FOLDER, with files where it ends in FILE, else with nothing.
 #pragma once
 
 #include <functional>

@@ -10,6 +10,7 @@
 #include "software_device.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace vorin::stylize {
 namespace {
@@ -109,6 +110,17 @@ std::vector<OptionRow> drawingRows() {
   };
 }
 
+// Those of clips, with the words for the completion.
+std::vector<OptionRow> clipRows() {
+  std::vector<OptionRow> rows = clipOptionRows();
+  for (OptionRow& row : rows) {
+    if (std::string_view(row.names) == "--codec") {
+      row.words = {"h264", "h265", "vp9", "av1"};
+    }
+  }
+  return rows;
+}
+
 std::vector<OptionRow> neuralRows() {
   return {
       {"--style-image", &RawArguments::style_image, "FILE",
@@ -150,7 +162,7 @@ std::vector<OptionRow> otherRows() {
        "standard error",
        kForStylize, kOtherSection, namesOf(progressWishes())},
       {"--json", &RawArguments::json, "", "Tell the results as JSON on standard output", kForAll, kOtherSection},
-      {"-q,--quiet", &RawArguments::quiet, "", "Print errors only", kForDrawing, kOtherSection},
+      {"-q,--quiet", &RawArguments::quiet, "", "Print errors and warnings only", kForDrawing, kOtherSection},
   };
 }
 
@@ -158,7 +170,7 @@ std::vector<OptionRow> otherRows() {
 
 std::vector<OptionRow> optionTable() {
   std::vector<OptionRow> rows;
-  for (const auto& part : {drawingRows(), clipOptionRows(), neuralRows(), deviceRows(), otherRows()}) {
+  for (const auto& part : {drawingRows(), clipRows(), neuralRows(), deviceRows(), otherRows()}) {
     rows.insert(rows.end(), part.begin(), part.end());
   }
   return rows;
