@@ -1,5 +1,6 @@
 // The pieces of vorin-stylize that are worth testing alone: sizes, image files and frame conversions.
 
+#include "contact_sheet.h"
 #include "exit_status.h"
 #include "frame_conversion.h"
 #include "image_file.h"
@@ -30,6 +31,18 @@ TEST(PictureSize, ParsesPlainDecimalSizesOnly) {
         " 1x1", "1x1 ", "1X1", "1x1x1", "1.5x1", "0x10x1", "16385x1", "1x16385", "16384x8193", "18446744073709551617x1"}) {
     EXPECT_EQ(parseSize(text), std::nullopt) << text;
   }
+}
+
+TEST(ContactSheet, CaptionsAreWrittenWithPlainLetters) {
+  const auto sheet = [](const char* caption) {
+    return makeContactSheet({{{cv::Mat(40, 200, CV_8UC3, cv::Scalar::all(90)), caption}}});
+  };
+  for (const auto& [caption, plain] :
+       {std::pair("sp\u00E4\u00DF \u00FC x", "spas u x"), std::pair("a\u0308 \u0141\u00F3d\u017A", "a Lodz"),
+        std::pair("\u65E5\u672C \U0001F600", "?? ?"), std::pair("\xE4\xC3", "??")}) {
+    EXPECT_EQ(cv::norm(sheet(caption), sheet(plain), cv::NORM_INF), 0) << caption;
+  }
+  EXPECT_NE(cv::norm(sheet("a"), sheet("o"), cv::NORM_INF), 0);
 }
 
 // ---- Image files ----

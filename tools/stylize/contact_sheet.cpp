@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <span>
+#include <string_view>
 
 namespace vorin::stylize {
 namespace {
@@ -23,12 +24,38 @@ using Row = std::span<const SheetPicture>;
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 constexpr double kScale = 0.7;
 
+// The fonts hold ASCII alone. What the Latin letters from U+00C0 on are without their marks:
+constexpr std::string_view kPlainLetters = "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYTsaaaaaaaceeeeiiiidnooooo/ouuuuyty"
+                                           "AaAaAaCcCcCcCcDdDdEeEeEeEeEeGgGgGgGgHhHhIiIiIiIiIiIiJjKkkLlLlLlL"
+                                           "lLlNnNnNnnNnOoOoOoOoRrRrRrSsSsSsSsTtTtTtUuUuUuUuUuUuWwYyYZzZzZzs";
+
+// A letter for each character, "?" where there is none like it; marks that follow their letter (U+0300 to U+036F) are left out.
+std::string plainText(std::string_view utf8) {
+  std::string plain;
+  for (std::size_t at = 0; at < utf8.size();) {
+    const auto first = static_cast<unsigned char>(utf8[at++]);
+    const std::size_t begin = at;
+    while (at < utf8.size() && (static_cast<unsigned char>(utf8[at]) & 0xC0U) == 0x80) {
+      ++at;
+    }
+    const bool is_pair = first >= 0xC0 && first < 0xE0 && at == begin + 1;
+    const std::size_t code = is_pair ? (first & 0x1FU) * 64U + (static_cast<unsigned char>(utf8[begin]) & 0x3FU) : 0;
+    if (first < 0x80) {
+      plain += static_cast<char>(first);
+    } else if (code < 0x300 || code > 0x36F) {
+      plain += code >= 0xC0 && code - 0xC0 < kPlainLetters.size() ? kPlainLetters[code - 0xC0] : '?';
+    }
+  }
+  return plain;
+}
+
 cv::Size captionSize(const std::string& caption) {
   int baseline = 0;
   return cv::getTextSize(caption, kFont, kScale, 1, &baseline);
 }
 
-void drawCaption(cv::Mat& sheet, std::string caption, int left, int top, int width) {
+void drawCaption(cv::Mat& sheet, const std::string& utf8, int left, int top, int width) {
+  std::string caption = plainText(utf8);
   while (caption.size() > 1 && captionSize(caption).width > std::max(width, kNarrowestCaption)) {
     caption.pop_back();
   }
