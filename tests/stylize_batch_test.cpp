@@ -1,5 +1,6 @@
 // Many photos in one run of vorin-stylize: folders and patterns, resuming, failures of some, progress and results as JSON.
 
+#include "clip_command.h"
 #include "photo_list.h"
 #include "progress.h"
 #include "support/pictures.h"
@@ -41,7 +42,7 @@ TEST(PhotoList, MirrorsTheTreeBelowTheCommonFolder) {
   const TemporaryFolder folder;
   const fs::path root = folder.path();
   for (const std::string name : {"in/a.jpg", "in/sub/deep/b.PNG", "in/sub/c.webp", "in/text.txt", "in/.hidden.jpg",
-                                 "in/.dir/d.jpg", "in/out/old.png", "other/e.bmp"}) {
+                                 "in/.dir/d.jpg", "in/out/old.png", "other/e.bmp", "other/film.MP4"}) {
     fs::create_directories((root / name).parent_path());
     std::ofstream(root / name).close();
   }
@@ -50,16 +51,22 @@ TEST(PhotoList, MirrorsTheTreeBelowTheCommonFolder) {
       name = root / name;
     }
     std::vector<std::string> listed;
-    for (const stylize::ListedPhoto& photo : stylize::listPhotos(names, root / "in/out")) {
+    const stylize::PhotoList list = stylize::listPhotos(names, root / "in/out");
+    for (const stylize::ListedPhoto& photo : list.photos) {
       listed.push_back(photo.place.generic_string());
     }
+    listed.insert(listed.end(), list.clips_left_out, "a clip");
     return listed;
   };
   EXPECT_THAT(places({"in"}), ElementsAre("a.jpg", "sub/c.webp", "sub/deep/b.PNG"));
   EXPECT_THAT(places({"in/**/*.[pP][nN][gG]"}), ElementsAre("sub/deep/b.PNG"));
   EXPECT_THAT(places({"in/out/*.png"}), ElementsAre("old.png"));
   EXPECT_THAT(places({"in/*/c.*"}), ElementsAre("sub/c.webp"));
-  EXPECT_THAT(places({"in/sub", "other"}), ElementsAre("in/sub/c.webp", "in/sub/deep/b.PNG", "other/e.bmp"));
+  std::vector<std::string> expected = {"in/sub/c.webp", "in/sub/deep/b.PNG", "other/e.bmp"};
+  if (!stylize::clipExtensions().empty()) {
+    expected.emplace_back("a clip");
+  }
+  EXPECT_EQ(places({"in/sub", "other", "other/*"}), expected);
   EXPECT_THAT(places({"in/a.jpg", "in/sub/c.webp", "in/*.jpg"}), ElementsAre("a.jpg", "sub/c.webp"));
   EXPECT_THAT(places({"in/none*.jpg"}), ElementsAre("none*.jpg"));
 }
@@ -133,11 +140,13 @@ TEST_F(StylizeBatch, EachPhotoComesOutAsIfAlone) {
 
 TEST_F(StylizeBatch, OneThatFailsDoesNotStopTheOthers) {
   std::ofstream(in_ / "bad.png") << "no picture";
+  std::ofstream(in_ / "film.mp4").close();
   const ChildResult result = run({in_.string(), "-o", out(), "--style", "pencil", "--to", "bmp", "--json"});
   EXPECT_EQ(result.exit_status, 1);
   const auto lines = linesOf(result.standard_error);
   EXPECT_THAT(lines.back(), HasSubstr("failed: '" + (in_ / "bad.png").string()));
   EXPECT_THAT(result.standard_error, HasSubstr("bad.png' is not a PNG"));
+  EXPECT_EQ(result.standard_error.find("1 clip left out") == std::string::npos, stylize::clipExtensions().empty());
   EXPECT_THAT(contentOf(out()), testing::UnorderedElementsAre(testing::Key("a.bmp"), testing::Key("b.bmp"),
                                                               testing::Key("sub/c.bmp"), testing::Key("sub/d.bmp")));
   const auto json = nlohmann::json::parse(result.standard_output);
@@ -163,7 +172,7 @@ TEST_F(StylizeBatch, ResumedRunGivesWhatAnUninterruptedOneGives) {
   fs::remove(fs::path(out()) / "b.png");
   const ChildResult resumed = run({in_.string(), "-o", out(), "--resume"}, how);
   EXPECT_EQ(resumed.exit_status, 0) << resumed.standard_error;
-  EXPECT_THAT(resumed.standard_error, HasSubstr("1 photo drawn, 3 there already"));
+  EXPECT_THAT(resumed.standard_error, testing::AllOf(HasSubstr("1 of 1 photo, "), HasSubstr("1 photo drawn, 3 there already")));
   EXPECT_TRUE(contentOf(out()) == contentOf(out("whole")));
   EXPECT_EQ(fs::last_write_time(fs::path(out()) / "a.png"), written);
 }

@@ -167,6 +167,8 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
   const std::string out = run_.file("out.mp4");
   std::ofstream(run_.file("text.mp4")) << "no clip\n";
   run_.photo("photo.png", {16, 16});
+  std::filesystem::create_directory(run_.file("clips"));
+  std::ofstream(run_.file("clips/film.mp4")).close();
   const std::set<std::string> before = run_.names();
   constexpr const char* kNoSpace = "standard output cannot be written";
   struct Case {
@@ -186,6 +188,7 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
            {{in, "-o", "-", "--crf", "5"}, 2, "not encoded"},
            {{run_.file("photo.png"), "-o", run_.file("out.png"), "--codec", "h264"}, 2, "of no use to a photo"},
            {{run_.file("photo.png"), "-o", run_.file("out.png"), "--steady"}, 2, "--steady is of no use to a photo"},
+           {{run_.file("clips"), "-o", run_.file("drawn")}, 5, "only clips, which are drawn one at a time"},
            {{run_.file("none.mp4"), "-o", out}, 5, "does not exist"},
            {{run_.file("text.mp4"), "-o", out}, 5, "is not a clip"},
            {{run_.file("photo.png"), "-o", out}, 5, "is not a clip"},

@@ -2,6 +2,7 @@
 // nothing on standard output, and not a file more or less than before.
 
 #include "image_file.h"
+#include "support/pictures.h"
 #include "support/stylize_run.h"
 
 #include <gtest/gtest.h>
@@ -63,6 +64,8 @@ std::vector<FailureCase> failureCases() {
       {"UnknownExtension", stylize("%photo.png", "%out.tiff"), 2, stylize::pictureExtensions()},
       {"NoExtension", stylize("%photo.png", "%out"), 2, ".png"},
       {"MissingPhoto", stylize("%none.png", "%out.png"), 5, "does not exist"},
+      {"MissingFolder", stylize("%none", "%out"), 5, "none' does not exist"},
+      {"MissingPhotoIntoAFolder", stylize("%none.png", "%out/"), 5, "none.png' does not exist"},
       {"PhotoIsFolder", stylize("%folder.png", "%out.png"), 2, "names a picture: name a folder with -o"},
       {"PhotoIsEmptyFolder", stylize("%folder.png", "%out"), 5, "there is no photo in"},
       {"FolderIntoItself", stylize("%folder.png", "%folder.png"), 2, "among the photos"},
@@ -81,6 +84,7 @@ std::vector<FailureCase> failureCases() {
       {"PhotoTruncatedWebp", stylize("%cut.webp", "%out.png"), 5, "truncated"},
       {"PhotoTruncatedBmp", stylize("%cut.bmp", "%out.png"), 5, "truncated"},
       {"PhotoDamaged", stylize("%damaged.png", "%out.png"), 5, "damaged"},
+      {"PhotoTooSmall", stylize("%tiny.png", "%out.png", {"--style", "stipple"}), 5, "2x2 pixels is too small"},
       {"PhotoAbsurdlyLarge", stylize("%absurd.png", "%out.png"), 5, "100000x100000"},
       {"NameWithLineBreak", stylize("%two\nlines.png", "%out.png"), 5, "does not exist"},
       {"OutputExists", stylize("%photo.png", "%photo.jpg"), 5, "--overwrite"},
@@ -130,6 +134,7 @@ protected:
     damage(run_.photo("damaged.png", {61, 47}));
     std::ofstream(run_.file("empty.png")).close();
     std::ofstream(run_.file("text.jpg")) << "not a picture, however long this text may be: it begins like none of them\n";
+    savePicture(run_.file("tiny.png"), cv::Mat::diag(cv::Mat(2, 1, CV_8U, cv::Scalar::all(255))));
     std::filesystem::create_directory(run_.file("folder.png"));
   }
 

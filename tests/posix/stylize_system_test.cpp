@@ -140,8 +140,36 @@ TEST(StylizeOnPosix, WhatIsNoFileIsNeitherReadNorWritten) {
   }
 }
 
-// The superuser may write everywhere, so the program runs as somebody else where the tests run as the superuser. With a home, the
-// program would put a link to the package there.
+// The superuser may read and write everywhere, so the program runs as somebody else where the tests run as the superuser.
+std::vector<std::string> asSomebodyElse(std::vector<std::string> arguments) {
+  if (geteuid() == 0) {
+    arguments.insert(arguments.begin(), {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+  }
+  return arguments;
+}
+
+TEST(StylizeOnPosix, FolderThatCannotBeRead) {
+  const StylizeRun run;
+  fs::create_directories(run.file("in/locked"));
+  run.photo("in/photo.png", {61, 47});
+  fs::permissions(run.file("in/locked"), fs::perms::none);
+  fs::permissions(run.folder(), fs::perms::others_all, fs::perm_options::add);
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["POCL_CACHE_DIR"] = run.file("cache");
+  const std::vector<std::string> arguments =
+      asSomebodyElse({StylizeRun::program(), run.file("in"), "-o", run.file("out"), "--style", "pencil", "--quiet"});
+  const ChildResult result = ChildProcess(arguments, setting).wait();
+  fs::permissions(run.file("in/locked"), fs::perms::owner_all);
+  if (result.exit_status == 126 || result.exit_status == 127) {
+    GTEST_SKIP() << "nobody else can start the program here: " << result.standard_error;
+  }
+  EXPECT_EQ(result.exit_status, 1);
+  const auto lines = linesOf(result.standard_error);
+  ASSERT_EQ(lines.size(), 2U) << result.standard_error;
+  EXPECT_NE(lines[0].find("locked' cannot be read (Permission denied): check its permissions"), std::string::npos) << lines[0];
+}
+
+// With a home, the program would put a link to the package there.
 TEST(StylizeOnPosix, FolderThatIsNotWritableAndNoHome) {
   const StylizeRun run;
   fs::create_directory(run.file("models"));
@@ -149,12 +177,9 @@ TEST(StylizeOnPosix, FolderThatIsNotWritableAndNoHome) {
   fs::permissions(run.file("models"),
                   fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
   fs::permissions(run.folder(), fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
-  std::vector<std::string> arguments = {
-      StylizeRun::program(), run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "cartoon", "--models",
-      run.file("models")};
-  if (geteuid() == 0) {
-    arguments.insert(arguments.begin(), {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
-  }
+  const std::vector<std::string> arguments =
+      asSomebodyElse({StylizeRun::program(), run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "cartoon",
+                      "--models", run.file("models")});
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["HOME"] = setting.variables["XDG_CACHE_HOME"] = std::nullopt;
   const ChildResult result = ChildProcess(arguments, setting).wait();

@@ -145,7 +145,8 @@ ExitStatus run(const VerifyArguments& arguments) {
 
 ExitStatus run(const ExtractArguments& arguments) {
   const std::size_t count = extractEntries(arguments.package, arguments.entry_names, arguments.folder, arguments.overwrite);
-  printLine("wrote " + std::to_string(count) + " files to '" + tools::utf8Text(arguments.folder) + "'");
+  printLine("wrote " + std::to_string(count) + (count == 1 ? " file" : " files") + " to '" + tools::utf8Text(arguments.folder) +
+            "'");
   return ExitStatus::kDone;
 }
 

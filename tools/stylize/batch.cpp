@@ -51,7 +51,8 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
   }
   std::vector<PhotoResult> planned;
   std::map<fs::path, fs::path> inputs;
-  for (const ListedPhoto& photo : listPhotos(arguments.photos, arguments.output)) {
+  const PhotoList listed = listPhotos(arguments.photos, arguments.output);
+  for (const ListedPhoto& photo : listed.photos) {
     const fs::path output = drawingFile(photo, arguments.output, arguments.to);
     const auto [other, is_new] = inputs.emplace(output, photo.file);
     if (!is_new) {
@@ -65,11 +66,13 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
   }
   if (planned.empty()) {
     throw Failure(ExitStatus::kInputOutput, "there is no photo in " + tools::quotedPath(arguments.photos.front()) +
+                                                (listed.clips_left_out > 0 ? ", only clips, which are drawn one at a time" : "") +
                                                 ": name another folder, or see vorin-stylize --help for patterns");
   }
   if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
     throw Failure(ExitStatus::kInputOutput, tools::quotedPath(planned.front().input) + " does not exist: check the name");
   }
+  tellOfClips(listed);
   return planned;
 }
 
@@ -158,8 +161,9 @@ Headline drawAll(const Arguments& arguments, std::vector<PhotoResult>& results) 
   }
   const auto skipped =
       std::count_if(results.begin(), results.end(), [](const auto& each) { return each.outcome == Outcome::kSkipped; });
-  Progress progress(progressKind(arguments.progress, arguments.quiet), "photos",
-                    static_cast<std::int64_t>(results.size()) - skipped);
+  const ProgressKind kind = progressKind(arguments.progress, arguments.quiet);
+  const std::int64_t total = static_cast<std::int64_t>(results.size()) - skipped;
+  Progress progress(kind, total == 1 && kind != ProgressKind::kJson ? "photo" : "photos", total); // programs get one name
   std::int64_t done = 0;
   for (PhotoResult& result : results) {
     if (result.outcome == Outcome::kSkipped) {

@@ -33,11 +33,11 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{1} << 30;
   std::error_code error;
   const fs::file_status status = fs::status(file, error);
-  if (status.type() == fs::file_type::not_found) {
-    throw unreadable(file, "does not exist: check the name");
-  }
+  requireExists(file);
   if (fs::is_directory(status)) {
-    throw unreadable(file, "is a folder: name an image file in it");
+    static_cast<void>(fs::directory_iterator(file, error)); // of many photos, a folder gets here because it cannot be read
+    throw unreadable(file, error ? "cannot be read (" + error.message() + "): check its permissions"
+                                 : "is a folder: name an image file in it");
   }
   if (!fs::is_regular_file(status)) {
     throw unreadable(file, "is not an image file" + (error ? " (" + error.message() + ")" : std::string()) + ": name one");
@@ -73,6 +73,13 @@ void requireSound(const fs::path& file, const std::vector<std::uint8_t>& bytes) 
 }
 
 } // namespace
+
+void requireExists(const fs::path& file) {
+  std::error_code error;
+  if (fs::status(file, error).type() == fs::file_type::not_found) {
+    throw unreadable(file, "does not exist: check the name");
+  }
+}
 
 cv::Mat readPicture(const fs::path& file) {
   const std::vector<std::uint8_t> bytes = readBytes(file);

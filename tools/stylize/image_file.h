@@ -16,6 +16,9 @@ namespace vorin::stylize {
 
 cv::Mat readPicture(const std::filesystem::path& file);
 
+// Fails where there is nothing of that name.
+void requireExists(const std::filesystem::path& file);
+
 // Whether the extension of the name stands for one of the formats; a list of those extensions for messages.
 bool isPictureName(const std::filesystem::path& file);
 std::vector<std::string> pictureExtensionList();

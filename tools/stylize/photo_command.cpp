@@ -31,7 +31,10 @@ PhotoResult resultOf(const Arguments& arguments, const Drawing& drawing) {
 }
 
 ExitStatus stylizeOne(const Arguments& arguments) {
-  requirePictureName(arguments.output);
+  if (!isPictureName(arguments.output)) {
+    requireExists(arguments.photos.front()); // it might have been meant as a folder, whose drawings go into one
+    requirePictureName(arguments.output);
+  }
   if (!arguments.to.empty()) {
     throw usage("--to is of no use to a single drawing, whose kind the extension of -o says: leave it out");
   }
@@ -82,7 +85,8 @@ ExitStatus stylizePhotos(const Arguments& arguments) {
     throw usage("many photos are drawn into a folder, and '" + tools::utf8Text(arguments.output) +
                 "' names a picture: name a folder with -o");
   }
-  return several || (!is_picture && tools::isFolder(arguments.output)) ? stylizeMany(arguments) : stylizeOne(arguments);
+  const bool into_folder = !is_picture && (tools::isFolder(arguments.output) || !arguments.output.has_filename());
+  return several || into_folder ? stylizeMany(arguments) : stylizeOne(arguments);
 }
 
 } // namespace vorin::stylize

@@ -1,12 +1,15 @@
 #include "photo_list.h"
 
 #include "argument_checks.h"
+#include "clip_command.h"
+#include "commands.h"
 #include "utf8_path.h"
 #include "wildcard.h"
 
 #include <algorithm>
 #include <array>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -18,10 +21,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::array<std::string_view, 5> kPhotoExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp"};
+constexpr std::array<std::string_view, 6> kClipExtensions = {".avi", ".m4v", ".mkv", ".mov", ".mp4", ".webm"};
 
-bool isPhotoName(const fs::path& file) {
-  const std::string extension = tools::lowerCaseExtension(file);
-  return std::find(kPhotoExtensions.begin(), kPhotoExtensions.end(), extension) != kPhotoExtensions.end();
+bool hasOneOf(std::span<const std::string_view> extensions, const fs::path& file) {
+  return std::find(extensions.begin(), extensions.end(), tools::lowerCaseExtension(file)) != extensions.end();
 }
 
 bool isPattern(const fs::path& name) {
@@ -46,8 +49,22 @@ bool liesBelow(const fs::path& file, const fs::path& folder) {
   return std::mismatch(above.begin(), above.end(), whole.begin(), whole.end()).first == above.end();
 }
 
+struct Named {
+  fs::path root;
+  std::vector<fs::path> files;
+  std::set<fs::path> clips; // that are no photos, and so left out
+};
+
+void sortIn(const fs::path& file, Named& found) {
+  if (hasOneOf(kPhotoExtensions, file)) {
+    found.files.push_back(file);
+  } else if (!clipExtensions().empty() && hasOneOf(kClipExtensions, file)) {
+    found.clips.insert(plain(file));
+  }
+}
+
 // Adds the photos below the folder. A folder that cannot be read is added itself, so that it is told of: it fails as a photo.
-void walk(const fs::path& folder, const fs::path& left_out, std::vector<fs::path>& found) {
+void walk(const fs::path& folder, const fs::path& left_out, Named& found) {
   std::error_code error;
   fs::directory_iterator entry(folder, error);
   for (const fs::directory_iterator end; !error && entry != end; entry.increment(error)) {
@@ -57,28 +74,21 @@ void walk(const fs::path& folder, const fs::path& left_out, std::vector<fs::path
       continue;
     }
     if (!entry->is_directory(ignored)) {
-      if (isPhotoName(path)) {
-        found.push_back(path);
-      }
+      sortIn(path, found);
     } else if (!entry->is_symlink(ignored) && !fs::equivalent(path, left_out, ignored)) {
       walk(path, left_out, found);
     }
   }
   if (error) {
-    found.push_back(folder);
+    found.files.push_back(folder);
   }
 }
-
-struct Named {
-  fs::path root;
-  std::vector<fs::path> files;
-};
 
 Named expanded(const fs::path& name, const fs::path& left_out) {
   Named named;
   if (tools::isFolder(name)) {
     named.root = name;
-    walk(name, left_out, named.files);
+    walk(name, left_out, named);
   } else if (isPattern(name)) {
     named.root = folderOfPattern(name);
     const bool begins_there = liesBelow(named.root, left_out);
@@ -87,12 +97,12 @@ Named expanded(const fs::path& name, const fs::path& left_out) {
         continue;
       }
       if (tools::isFolder(found)) {
-        walk(found, left_out, named.files);
-      } else if (isPhotoName(found)) {
-        named.files.push_back(found);
+        walk(found, left_out, named);
+      } else {
+        sortIn(found, named);
       }
     }
-    if (named.files.empty()) {
+    if (named.files.empty() && named.clips.empty()) {
       named.files.push_back(name);
     }
   } else {
@@ -119,7 +129,7 @@ bool namesSeveral(const std::vector<fs::path>& names) {
          std::any_of(names.begin(), names.end(), [](const fs::path& name) { return tools::isFolder(name) || isPattern(name); });
 }
 
-std::vector<ListedPhoto> listPhotos(const std::vector<fs::path>& names, const fs::path& left_out) {
+PhotoList listPhotos(const std::vector<fs::path>& names, const fs::path& left_out) {
   std::vector<Named> all;
   fs::path root;
   for (const fs::path& name : names) {
@@ -130,17 +140,27 @@ std::vector<ListedPhoto> listPhotos(const std::vector<fs::path>& names, const fs
       throw usage("the photos lie on several drives, which have no folder in common: draw those of one drive at a time");
     }
   }
-  std::vector<ListedPhoto> photos;
+  PhotoList list;
+  std::set<fs::path> clips;
   std::set<fs::path> listed; // names may overlap
   for (const Named& named : all) {
+    clips.insert(named.clips.begin(), named.clips.end());
     for (const fs::path& file : named.files) {
       const fs::path whole = plain(file);
       if (listed.insert(whole).second) {
-        photos.push_back({file, whole.lexically_relative(root)});
+        list.photos.push_back({file, whole.lexically_relative(root)});
       }
     }
   }
-  return photos;
+  list.clips_left_out = clips.size();
+  return list;
+}
+
+void tellOfClips(const PhotoList& list) {
+  if (list.clips_left_out > 0) {
+    printLine(std::to_string(list.clips_left_out) + (list.clips_left_out == 1 ? " clip" : " clips") +
+              " left out of folders: clips are drawn one at a time");
+  }
 }
 
 fs::path drawingFile(const ListedPhoto& photo, const fs::path& folder, const std::string& extension) {

@@ -5,6 +5,7 @@
 // that is mirrored is the one below the deepest folder that all roots have in common.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,9 +21,17 @@ struct ListedPhoto {
   std::filesystem::path place; // relative, with the photo's own file extension
 };
 
+struct PhotoList {
+  std::vector<ListedPhoto> photos;
+  std::size_t clips_left_out = 0; // of folders and patterns
+};
+
 // A name that matches nothing is listed as it is: reading it fails with a line that says so. Hidden files and folders, links to
 // folders, and what lies in the left-out folder are not listed for a folder, nor is what has no photo's extension.
-std::vector<ListedPhoto> listPhotos(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out);
+PhotoList listPhotos(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out);
+
+// Tells of clips that were left out, if any were.
+void tellOfClips(const PhotoList& list);
 
 // Where the drawing of a photo goes. extension: with its dot; empty for the photo's own.
 std::filesystem::path drawingFile(const ListedPhoto& photo, const std::filesystem::path& folder, const std::string& extension);

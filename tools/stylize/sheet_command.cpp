@@ -64,7 +64,7 @@ private:
     if (!arguments.style_image || !tools::isFolder(*arguments.style_image)) {
       return looks;
     }
-    for (const ListedPhoto& image : listPhotos({*arguments.style_image}, {})) {
+    for (const ListedPhoto& image : listPhotos({*arguments.style_image}, {}).photos) {
       looks.push_back({tools::utf8Text(image.file.stem()), readPicture(image.file)});
     }
     if (looks.empty()) {
@@ -118,7 +118,8 @@ private:
 
 ExitStatus makeSheet(const Arguments& arguments) {
   tools::OutputFile output(arguments.output, arguments.overwrite);
-  const std::vector<ListedPhoto> listed = listPhotos(arguments.photos, {});
+  const PhotoList list = listPhotos(arguments.photos, {});
+  const std::vector<ListedPhoto>& listed = list.photos;
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<PhotoResult> results;
   std::optional<SheetPainter> painter; // made once a photo needs it: a missing photo shows without it
@@ -144,6 +145,7 @@ ExitStatus makeSheet(const Arguments& arguments) {
   if (groups.empty()) {
     throw Failure(ExitStatus::kInputOutput, "none of the photos can be read: no sheet made");
   }
+  tellOfClips(list);
   const cv::Mat sheet = makeContactSheet(groups);
   requireFits(arguments.output, sheet.size());
   output.write(encodePicture(arguments.output, sheet));

@@ -143,7 +143,14 @@ bool Stylizer::prepareFilter(const Style& style) {
 
 Drawing Stylizer::drawFiltered(const cv::Mat& photo_bgr, const Manner& manner) {
   Drawing drawing = drawGuarded(photo_bgr, *manner.format, deliveredSize(photo_bgr, manner));
-  if (isBlack(drawing.bgr) || isLostDrawing(photo_bgr, drawing.bgr)) {
+  const bool is_black = isBlack(drawing.bgr);
+  const bool is_lost = is_black || isLostDrawing(photo_bgr, drawing.bgr);
+  constexpr std::size_t kFewPixels = 64; // so few may well come out in one colour
+  if (is_lost && !is_black && photo_bgr.total() < kFewPixels) {
+    throw Failure(ExitStatus::kInputOutput, "a photo of " + sizeText(photo_bgr.size()) +
+                                                " pixels is too small, its drawing has one colour only: use a larger one");
+  }
+  if (is_lost) {
     throw Failure(ExitStatus::kDevice, "the device cannot draw a photo of " + sizeText(photo_bgr.size()) +
                                            " pixels: use a smaller one or another --device");
   }
