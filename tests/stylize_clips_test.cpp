@@ -126,29 +126,61 @@ TEST_F(StylizeClip, SteadyItFlickersLess) {
   }
 }
 
+// To the last bit, also where the clip's colours are not those that the library reckons in.
+TEST_F(StylizeClip, WithoutStrengthItIsTheSource) {
+  for (const auto& [matrix, range] : {std::pair<std::string, std::string>("bt709", "tv"), {"bt709", "pc"}, {"smpte170m", "tv"}}) {
+    const std::string in = run_.file("in.mkv");
+    const std::string out = run_.file("out.mkv");
+    ffmpeg("-y -f lavfi -i testsrc2=s=160x120:r=10:d=0.5 -vf scale=out_color_matrix=" + matrix + ":out_range=" + range +
+           ",format=yuv420p -colorspace " + matrix + " -color_range " + range + " -c:v ffv1 " + in);
+    const ChildResult result =
+        StylizeRun::run({in, "-o", out, "--style", "pencil", "--strength", "0", "--codec", "ffv1", "--overwrite", "--quiet"},
+                        StylizeRun::withGpu());
+    EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+    EXPECT_EQ(peakSignalToNoise_db(out, in), kNoNoise_db) << matrix << ", " << range;
+  }
+}
+
+TEST_F(StylizeClip, ItIsDrawnInOneLook) {
+  const ChildResult result = StylizeRun::run(
+      {testClip(), "-o", run_.file("out.mp4"), "--style", "transfer", "--style-image", run_.folder()}, StylizeRun::withGpu());
+  EXPECT_EQ(result.exit_status, 2);
+  EXPECT_THAT(linesOf(result.standard_error), testing::ElementsAre(HasSubstr("--style-image is a folder")));
+}
+
+// And then, with that file in the way, leaves it alone.
 TEST_F(StylizeClip, CancelledItClosesAFileThatPlays) {
   const std::string in = clip("in.mp4", "testsrc2=s=320x240", 60, "");
-  ChildProcess program({StylizeRun::program(), in, "-o", run_.file("out.mp4"), "--style", "pencil", "--crf", "1"},
-                       StylizeRun::withGpu());
-  const auto written = [&] {
+  const std::string out = run_.file("out.mp4");
+  const auto written_bytes = [&] {
     std::uintmax_t bytes = 0;
     for (const auto& entry : fs::directory_iterator(run_.folder())) {
       bytes += entry.path().extension() == ".part" ? entry.file_size() : 0;
     }
     return bytes;
   };
-  constexpr std::uintmax_t kSomeFrames_bytes = 200000;
-  while (written() < kSomeFrames_bytes && !fs::exists(run_.file("out.mp4"))) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  program.signal(SIGINT);
-  const ChildResult result = program.wait();
-  EXPECT_EQ(result.exit_status, 130) << result.standard_error;
-  EXPECT_THAT(result.standard_error, HasSubstr("cancelled"));
-  EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "out.mp4"}));
-  const std::size_t frames = frameTimes(run_.file("out.mp4")).size();
+  const auto cancelled = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {StylizeRun::program(), in, "-o", out, "--style", "pencil", "--crf", "1"});
+    ChildProcess program(options, StylizeRun::withGpu());
+    constexpr std::uintmax_t kSomeFrames_bytes = 200000;
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (written_bytes() < kSomeFrames_bytes && std::chrono::steady_clock::now() < give_up) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    program.signal(SIGINT);
+    const ChildResult result = program.wait();
+    EXPECT_EQ(result.exit_status, 130) << result.standard_error;
+    EXPECT_THAT(result.standard_error, HasSubstr("cancelled"));
+    EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "out.mp4"}));
+    return result.standard_error;
+  };
+  const std::string said = cancelled({});
+  const std::size_t frames = frameTimes(out).size();
   EXPECT_GE(frames, 1U);
   EXPECT_LT(frames, 600U);
+  EXPECT_THAT(said, HasSubstr("pencil, " + std::to_string(frames) + " frame"));
+  EXPECT_THAT(cancelled({"--overwrite"}), HasSubstr("out.mp4: no frame of this run"));
+  EXPECT_EQ(frameTimes(out).size(), frames);
 }
 
 TEST_F(StylizeClip, ACutClipIsDrawnAsFarAsItGoesAndReported) {

@@ -91,7 +91,7 @@ double peakSignalToNoise_db(const std::filesystem::path& clip, const std::filesy
     return 0;
   }
   const std::string value = result.standard_error.substr(at + std::string("average:").size());
-  return value.starts_with("inf") ? 1000 : std::stod(value);
+  return value.starts_with("inf") ? kNoNoise_db : std::stod(value);
 }
 
 std::vector<int> middleColour(const std::filesystem::path& clip) {

@@ -24,6 +24,7 @@ std::string packetHashes(const std::filesystem::path& clip, char kind);
 std::string videoEntries(const std::filesystem::path& clip, const std::string& names);
 
 // How near the pictures of two clips are, over all of them.
+constexpr double kNoNoise_db = 1000; // where they are equal
 double peakSignalToNoise_db(const std::filesystem::path& clip, const std::filesystem::path& other);
 
 // The colour in the middle of the first picture, as ffmpeg decodes it by the clip's tags.

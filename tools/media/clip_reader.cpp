@@ -22,7 +22,7 @@ std::string secondsText(double seconds) {
 
 class ClipReader::Decoder {
 public:
-  explicit Decoder(OpenClip clip);
+  Decoder(OpenClip clip, PictureColours picture_colours);
 
   const VideoInfo& info() const { return info_; }
   std::optional<Item> next();
@@ -53,9 +53,10 @@ private:
   bool all_read_ = false;
 };
 
-ClipReader::Decoder::Decoder(OpenClip clip)
-    : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)), info_(std::move(clip.info)),
-      to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size)) {
+ClipReader::Decoder::Decoder(OpenClip clip, PictureColours picture_colours)
+    : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)),
+      info_(withColours(std::move(clip.info), picture_colours)),
+      to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =
         std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(toLibav(info_.frame_rate)), streams_->video().time_base));
@@ -187,7 +188,8 @@ std::vector<std::string> ClipReader::Decoder::damage() const {
   return lines;
 }
 
-ClipReader::ClipReader(const std::filesystem::path& clip) : decoder_(std::make_unique<Decoder>(openClip(clip))) {}
+ClipReader::ClipReader(const std::filesystem::path& clip, PictureColours picture_colours)
+    : decoder_(std::make_unique<Decoder>(openClip(clip), picture_colours)) {}
 ClipReader::~ClipReader() = default;
 
 const VideoInfo& ClipReader::info() const {

@@ -12,7 +12,7 @@ namespace vorin::media {
 
 class ClipReader : public FrameSource {
 public:
-  explicit ClipReader(const std::filesystem::path& clip);
+  explicit ClipReader(const std::filesystem::path& clip, PictureColours picture_colours = PictureColours::kLibrary);
   ~ClipReader() override;
 
   const VideoInfo& info() const override;

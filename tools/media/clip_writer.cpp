@@ -85,7 +85,7 @@ public:
   void write(VideoFrame&& frame);
   void write(AVPacket& packet);
   void finish();
-  void finishEarly();
+  std::int64_t finishEarly();
 
 private:
   bool isMatroska() const { return std::strcmp(context_->oformat->name, "matroska") == 0; }
@@ -228,16 +228,20 @@ void ClipWriter::File::finish() {
   close();
 }
 
-void ClipWriter::File::finishEarly() {
-  if (frames_ == 0) {
-    return;
+std::int64_t ClipWriter::File::finishEarly() {
+  std::error_code ignored;
+  if (frames_ == 0 || (overwrite_ && fs::exists(output_, ignored))) {
+    return 0;
   }
   constexpr std::chrono::milliseconds kPatience(100);
   const auto start = std::chrono::steady_clock::now();
-  encoder_->sendEnd();
-  while ((encoded_ == 0 || std::chrono::steady_clock::now() - start < kPatience) && writeEncoded()) {
+  if (encoded_ == 0 || encoder_->endsQuickly()) {
+    encoder_->sendEnd();
+    while ((encoded_ == 0 || std::chrono::steady_clock::now() - start < kPatience) && writeEncoded()) {
+    }
   }
   close();
+  return encoded_;
 }
 
 void ClipWriter::File::close() {
@@ -266,8 +270,8 @@ void ClipWriter::finish() {
   file_->finish();
 }
 
-void ClipWriter::finishEarly() {
-  file_->finishEarly();
+std::int64_t ClipWriter::finishEarly() {
+  return file_->finishEarly();
 }
 
 std::vector<std::string> ClipWriter::warnings() const {

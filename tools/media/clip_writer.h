@@ -41,8 +41,8 @@ public:
   void write(StreamPacket&& packet) override;
   void finish() override;
 
-  // Without a single frame there is no file.
-  void finishEarly() override;
+  // Without a single frame there is no file, and one that was there before stays: it may be whole.
+  std::int64_t finishEarly() override;
 
   std::vector<std::string> warnings() const override;
 

@@ -93,6 +93,15 @@ YuvColours yuvColours(const ColourTags& tags, Size size) {
   return colours;
 }
 
+VideoInfo withColours(VideoInfo info, PictureColours picture_colours) {
+  info.picture_colours = picture_colours;
+  return info;
+}
+
+YuvColours pictureColours(const VideoInfo& source) {
+  return source.picture_colours == PictureColours::kOwn ? yuvColours(source.colours, source.size) : kLibraryColours;
+}
+
 ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
   const LumaWeights old = lumaWeights(from.matrix);
   const LumaWeights fresh = lumaWeights(to.matrix);

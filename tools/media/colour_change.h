@@ -23,6 +23,11 @@ constexpr YuvColours kLibraryColours = {};
 // below, video range. A matrix that is none of the linear ones counts as BT.601.
 YuvColours yuvColours(const ColourTags& tags, Size size);
 
+VideoInfo withColours(VideoInfo info, PictureColours picture_colours);
+
+// Of the source's NV12 pictures.
+YuvColours pictureColours(const VideoInfo& source);
+
 class ColourChange {
 public:
   ColourChange(const YuvColours& from, const YuvColours& to);

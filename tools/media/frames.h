@@ -6,9 +6,10 @@
 // Pictures have one of the two layouts that the style-transfer library and libav both do well, and always in the colours that the
 // library reckons in: NV12 is video-range BT.601, whatever the clip's own matrix and range are. The library knows that one
 // conversion only, so a BT.709 clip handed over as it is would be drawn with shifted hues, and a style's own palette would come
-// out shifted the other way. Sources and sinks change between the clip's YUV and BT.601 at the size of the colour planes
-// (colour_change.h), which costs less than a way through RGB and loses nothing but rounding. Clips that are not 4:2:0, and those
-// of odd size, which NV12 cannot hold, go as BGRA.
+// out shifted the other way. Who draws nothing may ask for NV12 in the clip's own colours, which loses nothing. Sources and sinks
+// change between the clip's YUV and BT.601 at the size of the colour planes (colour_change.h), which costs less than a way
+// through RGB and loses nothing but rounding. Clips that are not 4:2:0, and those of odd size, which NV12 cannot hold, go as
+// BGRA.
 #pragma once
 
 #include <array>
@@ -87,6 +88,8 @@ struct ColourTags {
   bool full_range = false;
 };
 
+enum class PictureColours { kLibrary, kOwn }; // of NV12
+
 struct SourceStreams; // libav's: what a clip holds besides its pictures
 
 struct VideoInfo {
@@ -94,6 +97,7 @@ struct VideoInfo {
   Size size;
   PixelLayout layout = PixelLayout::kBgra;
   ColourTags colours;
+  PictureColours picture_colours = PictureColours::kLibrary;
   Rational pixel_aspect; // 0/1: unknown
   Rational time_base;    // seconds
   Rational frame_rate;   // on average; 0/1: unknown
@@ -136,8 +140,9 @@ public:
   virtual void write(StreamPacket&& packet) = 0;
   virtual void finish() = 0;
 
-  // Ends at once, for a user who waits: what is inside and would take long is dropped, what is there plays.
-  virtual void finishEarly() = 0;
+  // Ends at once, for a user who waits: what is inside and would take long is dropped, what is there plays. Returns how many
+  // pictures the output holds.
+  virtual std::int64_t finishEarly() = 0;
 
   virtual void interrupt() noexcept {}
 

@@ -139,8 +139,8 @@ void Scaler::scale(const AVFrame& from, const YuvColours& from_colours, AVFrame&
   sws_scale(context_.get(), from.data, from.linesize, 0, from.height, to.data, to.linesize);
 }
 
-PictureFromFrame::PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours)
-    : layout_(layout), size_(size), colours_(colours), to_library_(colours, kLibraryColours),
+PictureFromFrame::PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours, const YuvColours& picture_colours)
+    : layout_(layout), size_(size), colours_(colours), to_picture_(colours, picture_colours),
       scaled_(newFrame(formatOf(layout), size)) {}
 
 Picture PictureFromFrame::convert(const AVFrame& frame) {
@@ -152,20 +152,21 @@ Picture PictureFromFrame::convert(const AVFrame& frame) {
     copyPixels(*scaled_, picture);
   }
   if (layout_ == PixelLayout::kNv12) {
-    to_library_.apply(picture);
+    to_picture_.apply(picture);
   }
   return picture;
 }
 
-FrameFromPicture::FrameFromPicture(AVPixelFormat format, Size size, const YuvColours& colours)
-    : format_(format), size_(size), colours_(colours), from_library_(kLibraryColours, colours) {}
+FrameFromPicture::FrameFromPicture(AVPixelFormat format, Size size, const YuvColours& colours, const YuvColours& picture_colours)
+    : format_(format), size_(size), colours_(colours), picture_colours_(picture_colours),
+      from_picture_(picture_colours, colours) {}
 
 YuvColours FrameFromPicture::toClip(Picture& picture) const {
   if (picture.layout == PixelLayout::kNv12 && isYuv(format_)) {
-    from_library_.apply(picture);
+    from_picture_.apply(picture);
     return colours_;
   }
-  return kLibraryColours;
+  return picture_colours_;
 }
 
 FrameHandle FrameFromPicture::convert(Picture&& picture) {

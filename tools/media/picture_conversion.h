@@ -44,7 +44,8 @@ FrameHandle newFrame(AVPixelFormat format, Size size); // with room for the pixe
 
 class PictureFromFrame {
 public:
-  PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours);
+  // colours: of the frames that are YUV; picture_colours: of the pictures that are NV12.
+  PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours, const YuvColours& picture_colours);
 
   Picture convert(const AVFrame& frame);
 
@@ -52,14 +53,14 @@ private:
   PixelLayout layout_;
   Size size_;
   YuvColours colours_;
-  ColourChange to_library_;
+  ColourChange to_picture_;
   Scaler scaler_;
   FrameHandle scaled_;
 };
 
 class FrameFromPicture {
 public:
-  FrameFromPicture(AVPixelFormat format, Size size, const YuvColours& colours);
+  FrameFromPicture(AVPixelFormat format, Size size, const YuvColours& colours, const YuvColours& picture_colours);
 
   // The frame may share the picture's memory.
   FrameHandle convert(Picture&& picture);
@@ -70,7 +71,8 @@ private:
   AVPixelFormat format_;
   Size size_;
   YuvColours colours_;
-  ColourChange from_library_;
+  YuvColours picture_colours_;
+  ColourChange from_picture_;
   Scaler scaler_;
   FrameHandle aligned_;
 };

@@ -69,11 +69,12 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
 
 class PipeReader::Stream {
 public:
-  Stream(int descriptor, const std::optional<RawFormat>& format)
+  Stream(int descriptor, const std::optional<RawFormat>& format, PictureColours picture_colours)
       : pipe_(descriptor), is_y4m_(!format),
-        info_(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName))),
+        info_(withColours(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName)), picture_colours)),
         format_(formatOf(format ? format->pixels : RawPixels::kI420)), bytes_(bufferFor(format_, info_.size)),
-        frame_(newFrame(format_, info_.size)), to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size)) {}
+        frame_(newFrame(format_, info_.size)),
+        to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {}
 
   const VideoInfo& info() const { return info_; }
   const std::vector<std::string>& damage() const { return damage_; }
@@ -146,8 +147,8 @@ private:
   std::vector<std::string> damage_;
 };
 
-PipeReader::PipeReader(int descriptor, const std::optional<RawFormat>& format)
-    : stream_(std::make_unique<Stream>(descriptor, format)) {}
+PipeReader::PipeReader(int descriptor, const std::optional<RawFormat>& format, PictureColours picture_colours)
+    : stream_(std::make_unique<Stream>(descriptor, format, picture_colours)) {}
 PipeReader::~PipeReader() = default;
 
 const VideoInfo& PipeReader::info() const {
@@ -171,13 +172,14 @@ public:
   Stream(int descriptor, const VideoInfo& source, Size size, std::optional<RawPixels> pixels)
       : pipe_(descriptor), size_(size), is_y4m_(!pixels), format_(formatOf(pixels.value_or(RawPixels::kI420))),
         bytes_(bufferFor(format_, size)),
-        from_picture_(format_, size, is_y4m_ ? yuvColours(source.colours, size) : kLibraryColours) {
+        from_picture_(format_, size, is_y4m_ ? yuvColours(source.colours, size) : kLibraryColours, pictureColours(source)) {
     if (is_y4m_) {
       header_ = y4mHeader(source, size);
     }
   }
 
   Size size() const { return size_; }
+  std::int64_t frames() const { return frames_; }
   void interrupt() noexcept { pipe_.interrupt(); }
 
   void write(Picture&& picture) {
@@ -189,6 +191,7 @@ public:
       pipe_.write(bytesOf("FRAME\n"));
     }
     pipe_.write(bytes_);
+    ++frames_;
   }
 
   // Before the first frame, or alone where there is none.
@@ -205,6 +208,7 @@ private:
   std::string header_; // until it is written
   std::vector<std::uint8_t> bytes_;
   FrameFromPicture from_picture_;
+  std::int64_t frames_ = 0;
 };
 
 PipeWriter::PipeWriter(int descriptor, const VideoInfo& source, Size size, std::optional<RawPixels> pixels)
@@ -225,7 +229,9 @@ void PipeWriter::finish() {
   stream_->writeHeader();
 }
 
-void PipeWriter::finishEarly() {}
+std::int64_t PipeWriter::finishEarly() {
+  return stream_->frames();
+}
 
 void PipeWriter::interrupt() noexcept {
   stream_->interrupt();

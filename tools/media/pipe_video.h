@@ -11,7 +11,7 @@ namespace vorin::media {
 class PipeReader : public FrameSource {
 public:
   // descriptor: stays the caller's. Without a format the pipe carries Y4M, and its header is read here.
-  PipeReader(int descriptor, const std::optional<RawFormat>& format);
+  PipeReader(int descriptor, const std::optional<RawFormat>& format, PictureColours picture_colours = PictureColours::kLibrary);
   ~PipeReader() override;
 
   const VideoInfo& info() const override;
@@ -34,7 +34,7 @@ public:
   void write(VideoFrame&& frame) override;
   void write(StreamPacket&& packet) override;
   void finish() override;
-  void finishEarly() override;
+  std::int64_t finishEarly() override;
   void interrupt() noexcept override;
 
 private:

@@ -149,7 +149,7 @@ PipelineResult runPipeline(FrameSource& source, FrameSink& sink, const FrameEffe
   threads.join();
   result.cancelled = options.cancelled; // perhaps only now
   if (result.cancelled) {
-    sink.finishEarly();
+    result.frames = sink.finishEarly();
   } else {
     sink.finish();
     result.damage = source.damage();

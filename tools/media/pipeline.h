@@ -25,7 +25,7 @@ struct PipelineOptions {
 };
 
 struct PipelineResult {
-  std::int64_t frames = 0;
+  std::int64_t frames = 0;         // that the output holds
   bool cancelled = false;          // the output then ends early, and plays
   std::vector<std::string> damage; // of the source
 };

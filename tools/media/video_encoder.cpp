@@ -141,7 +141,7 @@ void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat
   if (source.colours.range_is_known) {
     context.color_range = colours.full_range ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   }
-  to_frame_.emplace(plainFormat(format), size, colours);
+  to_frame_.emplace(plainFormat(format), size, colours, pictureColours(source));
 }
 
 void VideoEncoder::send(VideoFrame&& frame) {
@@ -152,6 +152,10 @@ void VideoEncoder::send(VideoFrame&& frame) {
   if (status < 0) {
     throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
   }
+}
+
+bool VideoEncoder::endsQuickly() const {
+  return codec_->codec_id != AV_CODEC_ID_HEVC && codec_->codec_id != AV_CODEC_ID_VP9;
 }
 
 void VideoEncoder::sendEnd() {

@@ -25,6 +25,9 @@ public:
   void send(VideoFrame&& frame);
   void sendEnd();
 
+  // Whether all comes out soon after the end: some encoders look far ahead, and then have seconds of work inside.
+  bool endsQuickly() const;
+
   // In the source's time base. False: none yet, or no more.
   bool receive(AVPacket& packet);
 

@@ -54,10 +54,13 @@ std::optional<media::RawFormat> rawFormat(const Arguments& arguments) {
 
 std::unique_ptr<media::FrameSource> openSource(const Arguments& arguments) {
   const fs::path& input = arguments.photos.front();
+  // Where nothing of the drawing is to be seen, the source comes back as exactly as its layout allows.
+  const bool is_source_only = arguments.look.strength == 0 && !arguments.size;
+  const media::PictureColours colours = is_source_only ? media::PictureColours::kOwn : media::PictureColours::kLibrary;
   if (isPipe(input)) {
-    return std::make_unique<media::PipeReader>(STDIN_FILENO, rawFormat(arguments));
+    return std::make_unique<media::PipeReader>(STDIN_FILENO, rawFormat(arguments), colours);
   }
-  return std::make_unique<media::ClipReader>(input);
+  return std::make_unique<media::ClipReader>(input, colours);
 }
 
 std::unique_ptr<media::FrameSink> openSink(const Arguments& arguments, const media::VideoInfo& source, media::Size size) {
@@ -121,6 +124,10 @@ struct ClipReport {
 };
 
 void printReport(const Arguments& arguments, const ClipReport& report) {
+  if (report.result.cancelled && report.result.frames == 0) {
+    printLine(sinkName(arguments) + ": no frame of this run");
+    return;
+  }
   std::ostringstream line;
   line << sinkName(arguments) << ": " << sizeText(report.size) << ", " << arguments.style->name << ", " << report.result.frames
        << (report.result.frames == 1 ? " frame" : " frames") << ", " << std::fixed << std::setprecision(1)
@@ -180,7 +187,11 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   report.result =
       media::runPipeline(*source, *sink, drawingBy(device, arguments),
                          {cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
-  progress.finish();
+  if (report.result.cancelled) {
+    progress.finish();
+  } else {
+    progress.finishAll(report.result.frames);
+  }
   report.elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   report.warnings = sink->warnings();
   if (!arguments.quiet) {
@@ -268,6 +279,9 @@ ClipOptions checkedClipOptions(const RawArguments& raw) {
 }
 
 ExitStatus stylizeClip(const Arguments& arguments) {
+  if (arguments.style_image && tools::isFolder(*arguments.style_image)) {
+    throw usage("--style-image is a folder, and a clip is drawn in one look: name an image file in it");
+  }
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that ends is an error of the output, with a line
   if (isPipe(arguments.output) && isatty(STDOUT_FILENO) != 0) {
     throw usage("the output - is a terminal, which cannot show frames: put a program behind it");

@@ -146,6 +146,15 @@ void Progress::finish() {
   }
 }
 
+void Progress::finishAll(std::int64_t done) {
+  {
+    const std::lock_guard lock(mutex_);
+    total_ = done;
+  }
+  update(done);
+  finish();
+}
+
 ProgressState Progress::state() const {
   return {done_, total_, std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count()};
 }

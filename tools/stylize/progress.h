@@ -56,6 +56,7 @@ public:
   void update(std::int64_t done);
   void say(const std::string& line); // printLine, without spoiling the bar
   void finish();                     // with what is done by now
+  void finishAll(std::int64_t done); // that many were all of them, whatever was expected
 
 private:
   ProgressState state() const;
@@ -66,12 +67,12 @@ private:
 
   const ProgressKind kind_;
   const std::string unit_;
-  const std::optional<std::int64_t> total_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   const OwnStandardError error_;
   std::mutex mutex_; // of all below
   std::condition_variable ended_;
   std::int64_t done_ = 0;
+  std::optional<std::int64_t> total_;
   std::int64_t tenths_told_ = 0;
   double told_s_ = 0;
   std::size_t bar_columns_ = 0; // 0: no bar stands there
