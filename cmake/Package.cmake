@@ -10,6 +10,8 @@ set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_MONOLITHIC_INSTALL ON) # all components in one package
 set(CPACK_STRIP_FILES ON)
 
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian_files.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian_size.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "the vorin-stt developers <vorin-stt@localhost>")
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)

@@ -3,4 +3,5 @@
 file(READ "${PAGE}" text)
 string(REGEX REPLACE "\\.IP\n(([^.\n][^\n]*\n)+)" ".IP\n.nf\n\\1.fi\n" text "${text}")
 string(REPLACE "\n.fi\n.IP\n.nf\n" "\n" text "${text}") # of a command over two lines
+string(REGEX REPLACE "\n([a-z]+: )" "\n.br\n\\1" text "${text}") # what each name of a list stands for
 file(WRITE "${PAGE}" "${text}")

@@ -12,6 +12,13 @@ package=("$work"/package/*.deb)
 quietly env DEBIAN_FRONTEND=noninteractive apt-get satisfy -y -qq --no-install-recommends "$(dpkg-deb -f "${package[0]}" Depends)"
 quietly dpkg-deb -x "${package[0]}" "$work/root"
 
+size_kib="$(du -sk --apparent-size "$work/root" | cut -f 1)"
+percent=$(($(dpkg-deb -f "${package[0]}" Installed-Size) * 100 / size_kib)) # folders differ by file system
+[ "$percent" -ge 98 ] && [ "$percent" -le 102 ] || { echo "the installed size is $percent % of that of the files"; exit 1; }
+(cd "$work/root" && quietly md5sum -c <(dpkg-deb --ctrl-tarfile "${package[0]}" | tar -xO ./md5sums))
+expect "Apache License" cat "$work/root/usr/share/doc/vorin-stt/copyright"
+expect "vorin-stylize" zcat "$work/root/usr/share/man/man1/vorin-stylize.1.gz"
+
 mkdir "$work/home"
 cp "$photo" "$work/home/photo.png"
 chown -R 65534:65534 "$work/home"

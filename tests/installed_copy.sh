@@ -22,6 +22,7 @@ for program in vorin-stylize vorin-pack; do
   expect "Exit status" cat "$work/copy/share/man/man1/$program.1"
   expect ".nf" cat "$work/copy/share/man/man1/$program.1" # an example a line
 done
+expect ".br" grep -B 1 "^stipple: " "$work/copy/share/man/man1/vorin-stylize.1" # a style a line
 
 mv "$work/copy" "$work/a copy"
 mkdir "$work/home"

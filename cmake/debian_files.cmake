@@ -1,0 +1,15 @@
+# What a Debian package has otherwise than the archive: the papers in a folder named after the package, with a file copyright, and man
+# pages compressed. CPack includes this once all files are laid out below the temporary folder.
+if(CPACK_GENERATOR STREQUAL DEB)
+  set(papers ${CPACK_TEMPORARY_DIRECTORY}/usr/share/doc)
+  file(RENAME ${papers}/vorin_stt ${papers}/${CPACK_PACKAGE_NAME})
+  set(papers ${papers}/${CPACK_PACKAGE_NAME})
+  file(READ ${papers}/LICENSE license)
+  file(READ ${papers}/NOTICE notice)
+  file(REMOVE ${papers}/LICENSE ${papers}/NOTICE)
+  file(WRITE ${papers}/copyright "${license}\n${notice}")
+  file(GLOB pages ${CPACK_TEMPORARY_DIRECTORY}/usr/share/man/man1/*.1)
+  if(pages)
+    execute_process(COMMAND gzip -9n ${pages} COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endif()
