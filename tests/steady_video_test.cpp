@@ -44,6 +44,11 @@ double meanDifference(const cv::Mat& a, const cv::Mat& b) {
   return cv::norm(a, b, cv::NORM_L1) / static_cast<double>(a.total() * a.elemSize());
 }
 
+const cv::Mat& steadiedBy(SteadyBlend& blend, const cv::Mat& film, const cv::Mat& picture) {
+  blend.see(film, picture.size());
+  return blend.apply(picture);
+}
+
 bool areEqual(const cv::Mat& a, const cv::Mat& b) {
   return a.size() == b.size() && cv::norm(a, b, cv::NORM_INF) == 0;
 }
@@ -145,7 +150,7 @@ TEST_P(SteadyPan, FollowsAndSteadies) {
   constexpr int kFrames = 12;
   for (int frame = 0; frame < kFrames; ++frame) {
     before = steadied.clone();
-    steadied = blend.apply(filmAt(frame), flickering(windowAt(frame), frame));
+    steadied = steadiedBy(blend, filmAt(frame), flickering(windowAt(frame), frame));
     EXPECT_EQ(motion.follow(filmAt(frame), GetParam().picture_size), frame > 0);
   }
   const cv::Rect inside = insideOf(steadied, 24);
@@ -174,7 +179,7 @@ TEST(SteadyBlend, AFrameAroundThePictureLeavesNoTrail) {
     SteadyBlend blend(Texture::kStrokes);
     cv::Mat steadied;
     for (int frame = 0; frame < 10; ++frame) {
-      steadied = blend.apply(scene({cv::Point(45, 45) + frame * step, picture.size()}), picture);
+      steadied = steadiedBy(blend, scene({cv::Point(45, 45) + frame * step, picture.size()}), picture);
     }
     double least = 0;
     cv::minMaxLoc(steadied(insideOf(steadied, kFrameWidth)).reshape(1), &least, nullptr);
@@ -188,12 +193,12 @@ TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
   cv::Mat film = texture({320, 240}, 4);
   constexpr int kFrames = 20;
   for (int frame = 0; frame < kFrames; ++frame) {
-    blend.apply(film, flickering(film, frame));
+    steadiedBy(blend, film, flickering(film, frame));
   }
   const cv::Rect thing(100, 80, 80, 60);
   texture(thing.size(), 5).copyTo(film(thing));
   const cv::Mat picture = flickering(film, kFrames);
-  const cv::Mat steadied = blend.apply(film, picture);
+  const cv::Mat steadied = steadiedBy(blend, film, picture);
   const cv::Rect within(thing.tl() + cv::Point(8, 8), thing.size() - cv::Size(16, 16));
   EXPECT_LT(meanDifference(steadied(within), picture(within)), 0.05 * kFlicker);
   const cv::Rect elsewhere(200, 160, 100, 70);
@@ -207,7 +212,7 @@ TEST(SteadyBlend, FadesAreFollowed) {
   const cv::Mat bright = texture({320, 240}, 6) + cv::Scalar::all(30);
   for (int frame = 0; frame < 25; ++frame) {
     const cv::Mat film = bright - cv::Scalar::all(3.0 * frame);
-    EXPECT_LT(meanDifference(blend.apply(film, film), film), 10) << "frame " << frame;
+    EXPECT_LT(meanDifference(steadiedBy(blend, film, film), film), 10) << "frame " << frame;
   }
 }
 
@@ -217,7 +222,7 @@ TEST(SteadyBlend, FirstOnesComeBackEqual) {
     int seed = 10;
     const auto isEqual = [&](const cv::Mat& film, cv::Size size) {
       const cv::Mat picture = texture(size, ++seed);
-      return areEqual(blend.apply(film, picture), picture);
+      return areEqual(steadiedBy(blend, film, picture), picture);
     };
     const cv::Mat film = texture({203, 117}, 7);
     const cv::Mat after_cut = texture({203, 117}, 8);
@@ -229,7 +234,7 @@ TEST(SteadyBlend, FirstOnesComeBackEqual) {
     EXPECT_FALSE(isEqual(after_cut, {119, 203})) << "that size again";
     for (const cv::Size tiny : {cv::Size(1, 1), cv::Size(7, 40), cv::Size(8, 1), cv::Size(9, 9)}) {
       isEqual(film, tiny); // anything but a fault
-      EXPECT_EQ(blend.apply(film, texture(tiny, ++seed)).size(), tiny);
+      EXPECT_EQ(steadiedBy(blend, film, texture(tiny, ++seed)).size(), tiny);
     }
   }
 }
@@ -243,7 +248,7 @@ TEST(SteadyBlend, DotsAreCarriedAndRenewed) {
   constexpr int kGreys = 10; // from frame to frame
   cv::Mat steadied;
   for (int frame = 0; frame < kFrames; ++frame) {
-    steadied = blend.apply(film, cv::Mat(film.size(), CV_8UC3, cv::Scalar::all(kGreys * frame)));
+    steadied = steadiedBy(blend, film, cv::Mat(film.size(), CV_8UC3, cv::Scalar::all(kGreys * frame)));
   }
   std::vector<int> pixels_of_age(8);
   for (int row = 0; row < steadied.rows; ++row) {
@@ -270,7 +275,7 @@ TEST(SteadyBlend, DotsKeepUpWithSlowMotion) {
   for (int frame = 0; frame < 30; ++frame) {
     const cv::Mat shift = (cv::Mat_<double>(2, 3) << 1, 0, -0.3 * frame - 20, 0, 1, -20);
     cv::warpAffine(scene, film, shift, {280, 160}, cv::INTER_CUBIC);
-    steadied = blend.apply(film, film);
+    steadied = steadiedBy(blend, film, film);
   }
   const cv::Rect inside = insideOf(film, 24);
   const auto differenceAt = [&](int columns) { return meanDifference(steadied(inside), film(inside + cv::Point(columns, 0))); };
@@ -282,10 +287,13 @@ TEST(SteadyBlend, DotsKeepUpWithSlowMotion) {
 TEST(SteadyBlend, OtherKindsOfImagesAreRefused) {
   SteadyBlend blend(Texture::kStrokes);
   const cv::Mat picture(32, 32, CV_8UC3, cv::Scalar::all(5));
-  EXPECT_THROW(blend.apply(cv::Mat(32, 32, CV_8UC4), picture), std::invalid_argument);
-  EXPECT_THROW(blend.apply(picture, cv::Mat(32, 32, CV_8UC1)), std::invalid_argument);
-  EXPECT_THROW(blend.apply(cv::Mat(), picture), std::invalid_argument);
-  EXPECT_THROW(blend.apply(picture, cv::Mat()), std::invalid_argument);
+  EXPECT_THROW(blend.see(cv::Mat(32, 32, CV_8UC4), picture.size()), std::invalid_argument);
+  EXPECT_THROW(blend.see(cv::Mat(), picture.size()), std::invalid_argument);
+  EXPECT_THROW(blend.see(picture, {}), std::invalid_argument);
+  blend.see(picture, picture.size());
+  EXPECT_THROW(blend.apply(cv::Mat(32, 32, CV_8UC1)), std::invalid_argument);
+  EXPECT_THROW(blend.apply(cv::Mat()), std::invalid_argument);
+  EXPECT_THROW(blend.apply(cv::Mat(32, 31, CV_8UC3)), std::invalid_argument) << "another size than was told";
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <chrono>
+#include <future>
 #include <stdexcept>
 
 namespace vorin::bench {
@@ -46,7 +47,7 @@ StyleStream::StyleStream(const StyleCase& style, cv::Size size, const std::strin
   require(object_->Prepare(context_), "the style cannot be prepared: no trained networks (models/build)?");
 }
 
-cv::Mat StyleStream::draw(const cv::Mat& frame_bgr) {
+cv::Mat StyleStream::draw(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile) {
   cv::Mat bgra; // pictures of four bytes are only read
   cv::cvtColor(frame_bgr, bgra, cv::COLOR_BGR2BGRA);
   cv::Mat drawing(size_, CV_8UC3);
@@ -57,7 +58,11 @@ cv::Mat StyleStream::draw(const cv::Mat& frame_bgr) {
     style_image = frameOver(style_image_, VORIN_FMT_BGR24);
   }
   const auto start = std::chrono::steady_clock::now();
+  std::future<void> other = meanwhile ? std::async(std::launch::async, meanwhile) : std::future<void>();
   const _VorinStatus status = object_->ProcessFrame(context_, &input, style_image_.empty() ? nullptr : &style_image, &output);
+  if (other.valid()) {
+    other.get();
+  }
   elapsed_ms_ = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   require(status, "the frame cannot be drawn");
   style_image_.release();

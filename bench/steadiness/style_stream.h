@@ -6,6 +6,7 @@
 #include <opencv2/core.hpp>
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -31,9 +32,10 @@ public:
   StyleStream(const StyleCase& style, cv::Size size, const std::string& model_folder, const cv::Mat& style_image_bgr);
 
   // A drawing of the stream's size. The first of a stream is free of everything that the library remembers of earlier frames.
-  cv::Mat draw(const cv::Mat& frame_bgr);
+  // meanwhile: runs on another thread while the library draws.
+  cv::Mat draw(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile = {});
 
-  // Milliseconds that the library took for the last one.
+  // Milliseconds that the library, and what ran meanwhile, took for the last one.
   double elapsedMs() const { return elapsed_ms_; }
 
 private:

@@ -16,10 +16,9 @@ constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is rene
 constexpr float kRim = 2 * kTile;   // pixels from a picture's edge in which styles draw what belongs to the edge
 constexpr float kLeastDrift = 0.5F; // pixels a frame: of less, the trail fades before it shows
 
-void requireKinds(const cv::Mat& source, const cv::Mat& picture) {
-  const bool usable_source = source.type() == CV_8UC3 || source.type() == CV_8UC1;
-  if (!usable_source || picture.type() != CV_8UC3 || source.empty() || picture.empty()) {
-    throw std::invalid_argument("only 8-bit frames and pictures can be steadied");
+void require(bool is_usable) {
+  if (!is_usable) {
+    throw std::invalid_argument("only 8-bit frames and pictures can be steadied, each frame with a picture of the size told");
   }
 }
 
@@ -32,11 +31,18 @@ bool leavesRim(int first, int length, int picture_length, float motion) {
 
 } // namespace
 
-const cv::Mat& SteadyBlend::apply(const cv::Mat& source, const cv::Mat& picture) {
-  requireKinds(source, picture);
+void SteadyBlend::see(const cv::Mat& source, cv::Size picture_size) {
+  require((source.type() == CV_8UC3 || source.type() == CV_8UC1) && !source.empty() && !picture_size.empty());
+  is_followed_ = motion_.follow(source, picture_size);
+  seen_size_ = picture_size;
+}
+
+const cv::Mat& SteadyBlend::apply(const cv::Mat& picture) {
+  require(picture.type() == CV_8UC3 && !picture.empty() && picture.size() == seen_size_);
+  seen_size_ = {};
   ++frame_;
   cv::swap(steadied_, history_);
-  if (!motion_.follow(source, picture.size()) || picture.cols < kTile) {
+  if (!is_followed_ || picture.cols < kTile) {
     owed_.release();
     picture.copyTo(steadied_);
     return steadied_;

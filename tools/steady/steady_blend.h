@@ -23,11 +23,15 @@ class SteadyBlend {
 public:
   explicit SteadyBlend(Texture texture) : texture_(texture) {}
 
-  // Takes the film's frames in order, each with its stylised picture, and returns the steadied one, which stays as it is until
-  // the next call. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture: 8-bit, 3 channels. The
-  // first picture comes back equal, and so do one of another size than the one before and the first after a cut. Throws
-  // std::invalid_argument for other kinds of images.
-  const cv::Mat& apply(const cv::Mat& source, const cv::Mat& picture);
+  // For each of the film's frames, in order: see, then apply. Both throw std::invalid_argument for other kinds of images.
+  //
+  // Follows the film's motion, most of the work; it needs no stylised picture, so it may run on another thread while that is
+  // drawn. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture_size: of the picture to come.
+  void see(const cv::Mat& source, cv::Size picture_size);
+
+  // The frame's stylised picture, steadied; it stays as it is until the next call. picture: 8-bit, 3 channels. The first one
+  // comes back equal, and so do one of another size than the one before and the first after a cut.
+  const cv::Mat& apply(const cv::Mat& picture);
 
 private:
   struct MovedTile {
@@ -47,6 +51,8 @@ private:
   Texture texture_;
   unsigned frame_ = 0;
   SourceMotion motion_;
+  cv::Size seen_size_; // empty: nothing seen since the last picture
+  bool is_followed_ = false;
   cv::Mat steadied_;
   cv::Mat history_;
   cv::Mat tile_motion_; // CV_32FC2

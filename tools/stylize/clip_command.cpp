@@ -97,13 +97,15 @@ media::FrameEffect drawingBy(ChosenDevice& device, const Arguments& arguments) {
   // Shared, since what a std::function holds must be copyable.
   const auto steadying = arguments.clip->steady ? std::make_shared<ClipSteadying>(*arguments.style) : nullptr;
   return [&device, steadying, look = arguments.look](const media::VideoFrame& frame, media::Picture& drawing) {
+    std::future<void> motion = steadying ? steadying->see(frame.picture, drawing.size) : std::future<void>();
     SttFrame output = descriptorOf(drawing);
     device.drawClipFrame(descriptorOf(frame.picture), output);
     if (isLostDrawing(looksOf(frame.picture), looksOf(drawing))) {
       throw Failure(ExitStatus::kDevice, "the device delivers one colour instead of a drawing: use another --device");
     }
     if (steadying) {
-      steadying->apply(frame.picture, drawing);
+      motion.get();
+      steadying->apply(drawing);
     }
     applyLook(look, frame.picture, drawing);
   };

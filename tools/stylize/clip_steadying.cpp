@@ -56,19 +56,26 @@ steady::Texture textureOf(const Style& style) {
 
 ClipSteadying::ClipSteadying(const Style& style) : blend_(textureOf(style)) {}
 
-void ClipSteadying::apply(const media::Picture& source, media::Picture& drawing) {
-  if (source.layout == media::PixelLayout::kBgra) {
-    cv::cvtColor(bgraPixelsOf(source), source_bgr_, cv::COLOR_BGRA2BGR);
-  }
-  const cv::Mat seen = source.layout == media::PixelLayout::kBgra ? source_bgr_ : planesOf(source).luma;
+std::future<void> ClipSteadying::see(const media::Picture& source, media::Size drawing_size) {
+  return std::async(std::launch::async, [this, &source, size = cv::Size(drawing_size.width, drawing_size.height)] {
+    if (source.layout == media::PixelLayout::kBgra) {
+      cv::cvtColor(bgraPixelsOf(source), source_bgr_, cv::COLOR_BGRA2BGR);
+      blend_.see(source_bgr_, size);
+    } else {
+      blend_.see(planesOf(source).luma, size);
+    }
+  });
+}
+
+void ClipSteadying::apply(media::Picture& drawing) {
   if (drawing.layout == media::PixelLayout::kNv12) {
     Nv12Planes planes = planesOf(drawing);
     interleave(planes, drawn_);
-    separate(blend_.apply(seen, drawn_), planes);
+    separate(blend_.apply(drawn_), planes);
   } else {
     cv::Mat pixels = bgraPixelsOf(drawing);
     cv::cvtColor(pixels, drawn_, cv::COLOR_BGRA2BGR);
-    cv::mixChannels({blend_.apply(seen, drawn_)}, {pixels}, {0, 0, 1, 1, 2, 2});
+    cv::mixChannels({blend_.apply(drawn_)}, {pixels}, {0, 0, 1, 1, 2, 2});
   }
 }
 

@@ -5,16 +5,23 @@
 #include "steady_blend.h"
 #include "styles.h"
 
+#include <future>
+
 namespace vorin::stylize {
 
 class ClipSteadying {
 public:
   explicit ClipSteadying(const Style& style);
 
-  // Takes the frames in order, each with its drawing, which it changes in place. The first drawing and the one after a cut stay
-  // as they are, and alpha always does. NV12 is steadied as one picture of luma and chroma, without a way through blue, green,
-  // red.
-  void apply(const media::Picture& source, media::Picture& drawing);
+  // For each frame, in order: see, then apply.
+  //
+  // Follows the motion on a thread of its own, meanwhile the frame is drawn. The source must stay until the future is ready,
+  // which has what was thrown.
+  std::future<void> see(const media::Picture& source, media::Size drawing_size);
+
+  // Changes the frame's drawing, once the future is ready. The first drawing and the one after a cut stay as they are, and alpha
+  // always does. NV12 is steadied as one picture of luma and chroma, without a way through blue, green, red.
+  void apply(media::Picture& drawing);
 
 private:
   steady::SteadyBlend blend_;
