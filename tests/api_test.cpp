@@ -1,7 +1,9 @@
-// The shared library through its public header: both doors, the calling order's statuses and log lines, and devices.
+// The shared library through its public header: both doors, the calling order's statuses and log lines, devices, and frames.
 #include "support/api_object.h"
+#include "support/guarded_buffer.h"
 
 #include <gmock/gmock.h>
+#include <opencv2/core.hpp>
 
 #include <cstdlib>
 #include <cstring>
@@ -100,12 +102,12 @@ TEST(Object, LogsItsWay) {
   object->SyncOperation(nullptr);
   object->Stop(nullptr);
   object.reset();
-  EXPECT_EQ(linesOf(log.take()),
+  EXPECT_EQ(logLinesOf(log.take()),
             (std::vector<std::string>{"[I] Create StyleTransfer object", "[V] enter StyleTransfer::SyncOperation",
                                       "[V] exit StyleTransfer::SyncOperation", "[V] enter StyleTransfer::Stop",
                                       "[V] exit StyleTransfer::Stop", "[I] Destroy StyleTransfer object"}));
   // The file is closed before the last line.
-  const std::vector<std::string> in_file = linesOf(tests::readText(setting.logFile()));
+  const std::vector<std::string> in_file = logLinesOf(readText(setting.logFile()));
   ASSERT_FALSE(in_file.empty());
   EXPECT_EQ(in_file.back(), "[V] exit StyleTransfer::Stop");
 }
@@ -116,26 +118,22 @@ TEST(Object, ClosesTheSharedLogFileForAll) {
   Object second = makeObject();
   second->Stop(nullptr);
   second.reset();
-  const std::string at_close = tests::readText(setting.logFile());
+  const std::string at_close = readText(setting.logFile());
   EXPECT_THAT(at_close, HasSubstr("exit StyleTransfer::Stop"));
   first->SyncOperation(nullptr);
-  EXPECT_EQ(tests::readText(setting.logFile()), at_close);
+  EXPECT_EQ(readText(setting.logFile()), at_close);
 }
 
-TEST(Prepare, ReportsEveryFailureAsOne) {
-  const struct {
-    std::int32_t style;
-    const char* reason;
-  } cases[] = {{-1, "[I] unkonwn type"}, {5, "[I] unkonwn type"}, {7, "[I] unkonwn type"}};
-  for (const auto& test : cases) {
+TEST(Prepare, RefusesUnknownStyles) {
+  for (const std::int32_t style : {-1, 5, 7}) {
     const LogSetting setting(1);
     DebuggerOutput log;
     const Object object = makeObject();
-    object->SetConfig(nullptr, SttCfgStyleType, &test.style);
+    object->SetConfig(nullptr, SttCfgStyleType, &style);
     EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_FAILED);
-    EXPECT_EQ(linesOf(log.take()),
+    EXPECT_EQ(logLinesOf(log.take()),
               (std::vector<std::string>{"[I] Create StyleTransfer object", "[V] enter StyleTransfer::Prepare", "[I] Init plugins",
-                                        test.reason, "[E] init error"}));
+                                        "[I] unkonwn type", "[E] init error"}));
   }
 }
 
@@ -146,47 +144,90 @@ TEST(Prepare, OfAFilterSucceedsWhateverOpenClSays) {
     configureWithoutGpu(*object, style, 8, 8);
     DebuggerOutput log;
     EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
-    EXPECT_EQ(linesOf(log.take()), (std::vector<std::string>{"[V] enter StyleTransfer::Prepare", "[I] Init plugins",
-                                                             "[I] Opencl platform init failed!", "[I] Init plugins, done",
-                                                             "[V] exit StyleTransfer::Prepare"}));
+    EXPECT_EQ(logLinesOf(log.take()), (std::vector<std::string>{"[V] enter StyleTransfer::Prepare", "[I] Init plugins",
+                                                                "[I] Opencl platform init failed!", "[I] Init plugins, done",
+                                                                "[V] exit StyleTransfer::Prepare"}));
   }
 }
 
-// ---- the C door ----
+// ---- frames ----
 
-TEST(CDoor, ForwardsEachFunctionToItsOperation) {
-  VorinSttHandle handle = nullptr;
-  ASSERT_EQ(vorin_SttCreate(&handle), VORIN_STATUS_OK);
-  SttVersion version = {7, 7};
-  EXPECT_EQ(vorin_SttGetVersion(handle, &version), VORIN_STATUS_OK);
-  EXPECT_EQ(version.minor, 5);
-  std::int32_t count = -1;
-  EXPECT_EQ(vorin_SttEnumDevice(handle, nullptr, &count), VORIN_STATUS_OK);
-  EXPECT_EQ(count > 0, softGpu());
-  const SttDeviceRequest request = {1, 0, "discrete"};
-  SttDeviceRecord* device = nullptr;
-  EXPECT_EQ(vorin_SttCreateDevice(handle, &request, &device), VORIN_STATUS_FAILED);
-  EXPECT_STREQ(device->fullName, "discrete");
-  VorinSttContext context = nullptr;
-  EXPECT_EQ(vorin_SttCreateContext(handle, device, &context), VORIN_STATUS_OK);
-  EXPECT_EQ(context, *reinterpret_cast<void**>(handle)); // the cell's only content is the object
-  std::int32_t value = 12;
-  EXPECT_EQ(vorin_SttSetConfig(handle, context, SttCfgWidth, &value), VORIN_STATUS_OK);
-  EXPECT_EQ(vorin_SttSetConfig(handle, context, 6, &value), VORIN_STATUS_INVALID_PARAM);
-  value = 0;
-  EXPECT_EQ(vorin_SttGetConfig(handle, context, SttCfgWidth, &value), VORIN_STATUS_OK);
-  EXPECT_EQ(value, 12);
-  EXPECT_EQ(vorin_SttPrepare(handle, context), VORIN_STATUS_FAILED);
-  std::uint8_t pixel[4] = {};
-  const SttFrame input = {1, pixel, VORIN_FMT_BGRA, 1, 1, 4};
-  SttFrame output = {0, pixel, VORIN_FMT_BGRA, 0, 0, 4};
-  EXPECT_EQ(vorin_SttProcessFrame(handle, context, &input, nullptr, &output), VORIN_STATUS_UNSUPPORTED);
-  EXPECT_EQ(vorin_SttSyncOperation(handle, context), VORIN_STATUS_OK);
-  EXPECT_EQ(vorin_SttStop(handle, context), VORIN_STATUS_OK);
-  EXPECT_EQ(vorin_SttDestroyContext(handle, context), VORIN_STATUS_OK);
-  EXPECT_EQ(vorin_SttDestroyDevice(handle, device), VORIN_STATUS_OK);
-  EXPECT_EQ(vorin_SttDestroy(handle), VORIN_STATUS_OK);
+// What the filters draw is tested at their modules.
+class Frames : public testing::Test {
+protected:
+  SttFrame inputOf(std::uint32_t format) { return {VORIN_MEM_SYSTEM, input_.data(), format, kWidth, kHeight, kWidth * 4}; }
+  SttFrame outputOf(std::uint32_t format) { return {99, output_.data(), format, 1, 2, 3}; }
+  _VorinStatus process(const SttFrame& input, SttFrame& output) {
+    return object_->ProcessFrame(nullptr, &input, nullptr, &output);
+  }
+
+  static constexpr std::uint32_t kWidth = 24;
+  static constexpr std::uint32_t kHeight = 16;
+  const LogSetting debugger_only_{1};
+  const Object object_ = makeObject();
+  GuardedBuffer input_{kWidth * kHeight * 4, 0x40};
+  GuardedBuffer output_{kWidth * kHeight * 4};
+};
+
+TEST_F(Frames, OutsideSystemMemoryAreRefused) {
+  configure(*object_, SttStylePencilSketch, kWidth, kHeight);
+  SttFrame input = inputOf(VORIN_FMT_BGRA);
+  input.memoryType = 1;
+  SttFrame output = outputOf(VORIN_FMT_BGRA);
+  DebuggerOutput log;
+  EXPECT_EQ(process(input, output), VORIN_STATUS_UNSUPPORTED);
+  EXPECT_EQ(logLinesOf(log.take()),
+            (std::vector<std::string>{"[V] enter StyleTransfer::ProcessFrame", "[E] only support system memory now!"}));
+  EXPECT_TRUE(output_.untouched());
+  EXPECT_EQ(output.width, 1U);
+  EXPECT_EQ(output.height, 2U);
 }
+
+TEST_F(Frames, OfAnUnknownStyleComeOutEmptyOrThrow) {
+  configure(*object_, 9, kWidth, kHeight);
+  const SttFrame input = inputOf(VORIN_FMT_BGRA);
+  SttFrame output = outputOf(VORIN_FMT_BGR24);
+  DebuggerOutput log;
+  EXPECT_EQ(process(input, output), VORIN_STATUS_OK);
+  EXPECT_EQ(logLinesOf(log.take()),
+            (std::vector<std::string>{"[V] enter StyleTransfer::ProcessFrame", "[E] error type for style transfer",
+                                      "[V] exit StyleTransfer::ProcessFrame"}));
+  EXPECT_EQ(output.width, 0U);
+  EXPECT_EQ(output.height, 0U);
+  for (const std::uint32_t format : {VORIN_FMT_BGRA, VORIN_FMT_RGBA, VORIN_FMT_NV12, VORIN_FMT_YUY2}) {
+    output = outputOf(format);
+    EXPECT_THROW(process(input, output), cv::Exception) << format;
+  }
+  EXPECT_TRUE(output_.untouched());
+}
+
+TEST_F(Frames, OfAFilterWithoutOpenClComeOutBlackAndTransparent) {
+  configureWithoutGpu(*object_, SttStylePencilSketch, kWidth, kHeight);
+  object_->Prepare(nullptr);
+  SttFrame output = outputOf(VORIN_FMT_BGRA);
+  EXPECT_EQ(process(inputOf(VORIN_FMT_BGRA), output), VORIN_STATUS_OK);
+  EXPECT_EQ(output.width, kWidth);
+  EXPECT_EQ(output_.content(), std::vector<std::uint8_t>(output_.size(), 0));
+  EXPECT_TRUE(output_.guardIntact());
+}
+
+TEST_F(Frames, ThrowWhereTheRequestedSizeIsZeroOrTheInputFormatUnknown) {
+  for (const std::int32_t style : {SttStyleStippling, SttStylePencilSketch}) {
+    configure(*object_, style, 0, kHeight);
+    ASSERT_EQ(object_->Prepare(nullptr), VORIN_STATUS_OK);
+    output_ = GuardedBuffer(output_.size());
+    SttFrame output = outputOf(VORIN_FMT_BGRA);
+    EXPECT_THROW(process(inputOf(VORIN_FMT_BGRA), output), cv::Exception);
+    configure(*object_, style, kWidth, kHeight);
+    EXPECT_THROW(process(inputOf(4), output), cv::Exception);
+    EXPECT_TRUE(output_.untouched());
+    // Neither leaves the object unusable.
+    EXPECT_EQ(process(inputOf(VORIN_FMT_BGRA), output), VORIN_STATUS_OK);
+    EXPECT_TRUE(output_.guardIntact());
+  }
+}
+
+// ---- the C door, whose functions c_host.c calls ----
 
 TEST(CDoor, RunsNoDestructorAndLeavesTheLogFileOpen) {
   const LogSetting setting(3);
@@ -198,7 +239,7 @@ TEST(CDoor, RunsNoDestructorAndLeavesTheLogFileOpen) {
   EXPECT_EQ(log.take(), "");
   other->Stop(nullptr);
   other.reset(); // closes the file that the C door's object had opened
-  EXPECT_THAT(tests::readText(setting.logFile()), HasSubstr("exit StyleTransfer::Stop"));
+  EXPECT_THAT(readText(setting.logFile()), HasSubstr("exit StyleTransfer::Stop"));
 }
 
 } // namespace

@@ -81,6 +81,8 @@ int main(void) {
   EXPECT(version.major == 0 && version.minor == 5);
   selectDevice(handle, &device);
   EXPECT(vorin_SttCreateContext(handle, device, &context) == VORIN_STATUS_OK && context != NULL);
+  EXPECT(context == *(void**)handle); /* the cell's only content is the object */
+  EXPECT(vorin_SttPrepare(handle, context) == VORIN_STATUS_FAILED);
   configure(handle, context);
   EXPECT(vorin_SttPrepare(handle, context) == VORIN_STATUS_OK);
   restyle(handle, context);

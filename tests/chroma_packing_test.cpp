@@ -14,13 +14,9 @@ namespace {
 
 using namespace tests;
 
-class ChromaOutput : public testing::TestWithParam<Way> {
-protected:
-  static int channels() { return GetParam() == Way::kNeural ? 3 : 4; }
-};
+class ChromaOutput : public OutputTest {};
 
-INSTANTIATE_TEST_SUITE_P(Ways, ChromaOutput, testing::Values(Way::kNeural, Way::kFilter),
-                         [](const auto& way) { return way.param == Way::kNeural ? "Neural" : "Filter"; });
+INSTANTIATE_TEST_SUITE_P(Ways, ChromaOutput, kWays, nameOfWay);
 
 TEST_P(ChromaOutput, Yuy2TakesTheChromaOfEvenPixels) {
   for (const int width : {1, 2, 3, 16, 33, 50, 64}) {
@@ -34,7 +30,7 @@ TEST_P(ChromaOutput, Yuy2TakesTheChromaOfEvenPixels) {
     EXPECT_TRUE(host.guardIntact());
     const auto yuvAt = [&](int x, int y) {
       Bgr colour = bgrAt(result, x, y);
-      if (GetParam() == Way::kNeural) {
+      if (isNeural()) {
         std::swap(colour[0], colour[2]); // the neural way takes blue for red here
       }
       return fullYuv(colour);
@@ -54,7 +50,7 @@ TEST_P(ChromaOutput, Nv12HonoursThePitchOnTheNeuralWayOnly) {
   constexpr int kHeight = 22;
   constexpr int kPitch = 64;
   const cv::Mat result = blockPicture(kWidth, kHeight, channels());
-  const int row_bytes = GetParam() == Way::kNeural ? kPitch : kWidth;
+  const int row_bytes = isNeural() ? kPitch : kWidth;
   GuardedBuffer host(static_cast<std::size_t>(row_bytes * kHeight * 3 / 2));
   SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, kPitch);
   deliver(GetParam(), output, result);

@@ -74,10 +74,9 @@ TEST(Devices, RequestsAreLogged) {
   const DeviceTable table = tableOf({kCpu, kIntegrated0});
   table.requestDevice(8);
   table.requestDevice(1);
-  EXPECT_THAT(log.take(),
-              testing::ElementsAre("====== sdk: [I] Device CPU: A processor", "====== sdk: [I] Device GPU.0: Graphics (iGPU)",
-                                   "====== sdk: [I] Request device: 8, return device: GPU.0, name: Graphics (iGPU)",
-                                   "====== sdk: [I] Request device: 1, return device: notfind"));
+  EXPECT_THAT(log.take(), testing::ElementsAre("[I] Device CPU: A processor", "[I] Device GPU.0: Graphics (iGPU)",
+                                               "[I] Request device: 8, return device: GPU.0, name: Graphics (iGPU)",
+                                               "[I] Request device: 1, return device: notfind"));
 }
 
 TEST(Devices, EnumerationReportsGpusInOrderAndWritesNoRecordBeyond) {
@@ -103,7 +102,7 @@ TEST(Devices, SixteenAreRecordedAndAllAreLogged) {
   for (int index = 0; index < 18; ++index) {
     table.add({"GPU." + std::to_string(index), "Graphics"});
   }
-  EXPECT_EQ(log.take().back(), "====== sdk: [I] Device GPU.17: Graphics");
+  EXPECT_EQ(log.take().back(), "[I] Device GPU.17: Graphics");
   EXPECT_EQ(table.count(), 16);
   EXPECT_EQ(table.enumerate(nullptr), 16);
   EXPECT_EQ(table.requestDevice(0), "GPU.15");

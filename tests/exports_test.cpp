@@ -1,6 +1,5 @@
 // The one failure of the C door that a test has to bring about: no memory for the handle.
 #include "core/log.h"
-#include "support/debugger_output.h"
 #include "support/test_environment.h"
 #include "vorin_stt.h"
 

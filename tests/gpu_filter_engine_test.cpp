@@ -1,29 +1,25 @@
-// The filter engine's set-up: which platform and device it takes, the work-group edge, and what a failed set-up says and
-// leaves behind. Platforms and faults come from the tests' OpenCL layer; the work is done by a real
-// device.
+// The filter engine's set-up: which platform and device it takes, the work-group edge, what a failed set-up says and leaves
+// behind, and in which order handles are made and given back. Platforms and faults come from the tests' OpenCL layer; the work is
+// done by a real device.
 #include "gpufilters/gpu_filter_engine.h"
 #include "support/log_lines.h"
-#include "support/opencl_pictures.h"
+#include "support/opencl_filter_reference.h"
 #include "support/opencl_test_layer.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <algorithm>
+#include <memory>
 
 namespace vorin {
 namespace {
 
+using namespace tests;
 using gpufilters::GpuFilterEngine;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using tests::LogLines;
-using tests::OpenClCall;
-using tests::OpenClTestLayer;
-using tests::TestPlatform;
 
-constexpr const char* kNoPlatform = "====== sdk: [I] Opencl platform init failed!";
+constexpr const char* kNoPlatform = "[I] Opencl platform init failed!";
 constexpr bool kUnified = true;
 constexpr bool kDedicated = false;
 
@@ -32,10 +28,15 @@ protected:
   ~GpuFilterSetUp() override { layer_.reset(); }
 
   // Sets an engine up and returns the log's lines.
-  static std::vector<std::string> logOfInit(GpuFilterEngine& engine, std::int32_t device_kind) {
+  static std::vector<std::string> logOfInit(GpuFilterEngine& engine, std::int32_t device_kind = SttDeviceAnyGpu) {
     LogLines lines;
-    engine.Init(device_kind, SttStyleStippling, 0, 0, 0);
+    init(engine, device_kind);
     return lines.take();
+  }
+
+  static bool init(GpuFilterEngine& engine, std::int32_t device_kind = SttDeviceAnyGpu) {
+    engine.Init(device_kind, SttStyleStippling, 0, 0, 0);
+    return engine.initialised();
   }
 
   OpenClTestLayer layer_;
@@ -107,53 +108,37 @@ INSTANTIATE_TEST_SUITE_P(Rule, GpuFilterSelection, testing::ValuesIn(kSelections
 TEST_F(GpuFilterSetUp, ListsNoPlatformWhenTheirCountFails) {
   layer_.fail("clGetPlatformIDs", CL_OUT_OF_HOST_MEMORY, 0, 1);
   GpuFilterEngine engine;
-  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre(kNoPlatform));
+  EXPECT_THAT(logOfInit(engine), ElementsAre(kNoPlatform));
   EXPECT_FALSE(engine.initialised());
-  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0); // and may be tried again
-  EXPECT_TRUE(engine.initialised());
+  EXPECT_TRUE(init(engine)); // and may be tried again
 }
 
 // ---- the work-group edge ----
 
+// Every attempt starts from the edge that a failed one left, which comes to the same edge again.
 TEST_F(GpuFilterSetUp, HalvesTheSmallestPowerOfTwoWhoseSquareReachesTheLargestWorkGroup) {
-  struct EdgeCase {
-    std::size_t max_work_group_items;
-    std::int32_t edge;
-  };
-  for (const EdgeCase& c : {EdgeCase{1, 0},
-                            {2, 1},
-                            {4, 1},
-                            {5, 2},
-                            {64, 4},
-                            {255, 8},
-                            {256, 8},
-                            {257, 16},
-                            {512, 16},
-                            {1024, 16},
-                            {4096, 32},
-                            {8192, 64}}) {
-    layer_.setPlatforms({{"Merix", {{kUnified, c.max_work_group_items}}}});
-    GpuFilterEngine engine;
-    EXPECT_EQ(engine.workGroupEdge(), 1);
-    engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-    EXPECT_TRUE(engine.initialised());
-    EXPECT_EQ(engine.workGroupEdge(), c.edge) << c.max_work_group_items;
-  }
-}
-
-// Every attempt starts from the edge that the one before left, which comes to the same edge again.
-TEST_F(GpuFilterSetUp, KeepsTheEdgeThroughAFailedAttempt) {
-  for (const std::size_t max_work_group_items : {std::size_t{1}, std::size_t{256}, std::size_t{8192}}) {
+  for (const auto& [max_work_group_items, edge] : std::initializer_list<std::pair<std::size_t, std::int32_t>>{{1, 0},
+                                                                                                              {2, 1},
+                                                                                                              {4, 1},
+                                                                                                              {5, 2},
+                                                                                                              {64, 4},
+                                                                                                              {255, 8},
+                                                                                                              {256, 8},
+                                                                                                              {257, 16},
+                                                                                                              {512, 16},
+                                                                                                              {1024, 16},
+                                                                                                              {4096, 32},
+                                                                                                              {8192, 64}}) {
+    SCOPED_TRACE(max_work_group_items);
     layer_.reset();
     layer_.setPlatforms({{"Merix", {{kUnified, max_work_group_items}}}});
     layer_.fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 0, 1);
     GpuFilterEngine engine;
-    engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-    const std::int32_t edge = engine.workGroupEdge();
-    EXPECT_FALSE(engine.initialised());
-    engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-    EXPECT_TRUE(engine.initialised());
-    EXPECT_EQ(engine.workGroupEdge(), edge);
+    EXPECT_EQ(engine.workGroupEdge(), 1);
+    for (const bool succeeds : {false, true}) {
+      EXPECT_EQ(init(engine), succeeds);
+      EXPECT_EQ(engine.workGroupEdge(), edge);
+    }
   }
 }
 
@@ -181,7 +166,7 @@ TEST_F(GpuFilterSetUp, StoresTheConfigurationUntilItSucceeds) {
 TEST_F(GpuFilterSetUp, ReportsAProgramThatDoesNotBuild) {
   layer_.fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 0, 1);
   GpuFilterEngine engine;
-  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre("====== sdk: [I] Opencl build kernel failed: -11!"));
+  EXPECT_THAT(logOfInit(engine), ElementsAre("[I] Opencl build kernel failed: -11!"));
   EXPECT_FALSE(engine.initialised());
   EXPECT_GE(layer_.countCalls("clGetProgramBuildInfo"), 1u);
   EXPECT_EQ(layer_.countCalls("clCreateKernel"), 0u);
@@ -190,18 +175,17 @@ TEST_F(GpuFilterSetUp, ReportsAProgramThatDoesNotBuild) {
 TEST_F(GpuFilterSetUp, ReportsASecondKernelThatCannotBeMadeAndKeepsItsEntry) {
   layer_.fail("clCreateKernel", CL_INVALID_KERNEL_NAME, 1, 1);
   GpuFilterEngine engine;
-  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), ElementsAre("====== sdk: [I] Opencl open kernel failed!"));
+  EXPECT_THAT(logOfInit(engine), ElementsAre("[I] Opencl open kernel failed!"));
   EXPECT_FALSE(engine.initialised());
   EXPECT_EQ(layer_.countCalls("clCreateSampler"), 0u);
   // The next attempt makes both kernels, but what is in the table stays: the pencil sketch remains without one.
-  engine.Init(SttDeviceAnyGpu, SttStyleStippling, 0, 0, 0);
-  EXPECT_TRUE(engine.initialised());
-  const tests::Picture picture = tests::plainPicture(8, 8, 100);
-  tests::Picture output = picture;
+  EXPECT_TRUE(init(engine));
+  const Picture picture = plainPicture(8, 8, 100);
+  Picture output = picture;
   engine.PreparePencilSketch(8, 8);
   LogLines lines;
   EXPECT_EQ(engine.RunPencilSketch(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
-  EXPECT_THAT(lines.take(), ElementsAre("====== sdk: [I] Opencl failed! -48")); // CL_INVALID_KERNEL
+  EXPECT_THAT(lines.take(), ElementsAre("[I] Opencl failed! -48")); // CL_INVALID_KERNEL
 }
 
 class GpuFilterUnexamined : public GpuFilterSetUp, public testing::WithParamInterface<const char*> {};
@@ -210,10 +194,10 @@ class GpuFilterUnexamined : public GpuFilterSetUp, public testing::WithParamInte
 TEST_P(GpuFilterUnexamined, CreationFailsLater) {
   layer_.fail(GetParam(), CL_OUT_OF_RESOURCES, 0, 1);
   GpuFilterEngine engine;
-  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu), IsEmpty());
+  EXPECT_THAT(logOfInit(engine), IsEmpty());
   EXPECT_TRUE(engine.initialised());
-  const tests::Picture picture = tests::plainPicture(8, 8, 100);
-  tests::Picture output = picture;
+  const Picture picture = plainPicture(8, 8, 100);
+  Picture output = picture;
   engine.PrepareStippling(8, 8);
   EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
 }
@@ -226,25 +210,82 @@ INSTANTIATE_TEST_SUITE_P(Creations, GpuFilterUnexamined,
 TEST_F(GpuFilterSetUp, FindsAMissingContextWhenItBuilds) {
   layer_.fail("clCreateContext", CL_OUT_OF_HOST_MEMORY, 0, 1);
   GpuFilterEngine engine;
-  EXPECT_THAT(logOfInit(engine, SttDeviceAnyGpu),
-              ElementsAre("====== sdk: [I] Opencl build kernel failed: -44!")); // CL_INVALID_PROGRAM
+  EXPECT_THAT(logOfInit(engine),
+              ElementsAre("[I] Opencl build kernel failed: -44!")); // CL_INVALID_PROGRAM
   EXPECT_FALSE(engine.initialised());
 }
 
 TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
   GpuFilterEngine engine;
-  const tests::Picture picture = tests::plainPicture(3, 2, 1);
-  tests::Picture output = tests::plainPicture(3, 2, 7);
+  const Picture picture = plainPicture(3, 2, 1);
+  Picture output = plainPicture(3, 2, 7);
   LogLines lines;
   EXPECT_EQ(engine.PreparePencilSketch(3, 2), VORIN_STATUS_FAILED);
   EXPECT_EQ(engine.RunPencilSketch(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
   EXPECT_EQ(engine.PrepareStippling(3, 2), VORIN_STATUS_FAILED);
   EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
-  EXPECT_THAT(lines.take(),
-              ElementsAre("====== sdk: [I] Opencl failed[enqueueWriteBuffer]!", "====== sdk: [I] Opencl failed! -36",
-                          "====== sdk: [I] Opencl failed[enqueueWriteBuffer]!",
-                          "====== sdk: [I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
-  EXPECT_EQ(output.bytes, tests::plainPicture(3, 2, 7).bytes);
+  EXPECT_THAT(lines.take(), ElementsAre("[I] Opencl failed[enqueueWriteBuffer]!", "[I] Opencl failed! -36",
+                                        "[I] Opencl failed[enqueueWriteBuffer]!",
+                                        "[I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
+  EXPECT_EQ(output.bytes, plainPicture(3, 2, 7).bytes);
+}
+
+// ---- handles ----
+
+TEST_F(GpuFilterSetUp, ReleasesImagesFirstAndTheDeviceLast) {
+  auto engine = std::make_unique<GpuFilterEngine>();
+  init(*engine);
+  ASSERT_EQ(engine->PrepareStippling(8, 8), VORIN_STATUS_OK);
+  ASSERT_EQ(engine->PreparePencilSketch(9, 9), VORIN_STATUS_OK);
+  std::vector<std::uint64_t> buffers; // random X, random Y, weights
+  std::vector<std::uint64_t> images;  // a pair for each filter
+  for (const OpenClCall& call : layer_.calls()) {
+    if (call.name() == "clCreateBuffer") {
+      buffers.push_back(call.handle);
+    } else if (call.name() == "clCreateImage") {
+      images.push_back(call.handle);
+    }
+  }
+  ASSERT_EQ(buffers.size(), 3u);
+  ASSERT_EQ(images.size(), 4u);
+  const std::size_t before = layer_.calls().size();
+  engine.reset();
+  EXPECT_THAT(layer_.namesSince(before, "clRelease"),
+              ElementsAre("clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject",
+                          "clReleaseMemObject", "clReleaseSampler", "clReleaseKernel", "clReleaseKernel", "clReleaseProgram",
+                          "clReleaseCommandQueue", "clReleaseContext", "clReleaseDevice"));
+  std::vector<std::uint64_t> memory_objects;
+  for (std::size_t i = before; i < before + 5; ++i) {
+    memory_objects.push_back(layer_.calls()[i].handle);
+  }
+  EXPECT_THAT(memory_objects, ElementsAre(images[3], images[2], buffers[2], buffers[1], buffers[0]));
+}
+
+// A size change never holds two generations of a device object.
+TEST_F(GpuFilterSetUp, ReleasesAHandleBeforeItsSuccessorIsMade) {
+  GpuFilterEngine engine;
+  init(engine);
+  ASSERT_EQ(engine.PrepareStippling(8, 8), VORIN_STATUS_OK);
+  const std::size_t before = layer_.calls().size();
+  ASSERT_EQ(engine.PrepareStippling(70, 8), VORIN_STATUS_OK);
+  EXPECT_THAT(layer_.namesSince(before),
+              ElementsAre("clReleaseMemObject", "clCreateBuffer", "clReleaseMemObject", "clCreateBuffer", "clReleaseMemObject",
+                          "clCreateImage", "clEnqueueFillImage", "clReleaseMemObject", "clCreateImage", "clEnqueueFillImage",
+                          "clEnqueueWriteBuffer", "clEnqueueWriteBuffer"));
+}
+
+// A later attempt replaces what a failed one left.
+TEST_F(GpuFilterSetUp, ReplacesTheHandlesOfAFailedAttempt) {
+  layer_.fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1, 1);
+  GpuFilterEngine engine;
+  init(engine);
+  const std::size_t before = layer_.calls().size();
+  init(engine);
+  const std::vector<std::string> names = layer_.namesSince(before, "clRelease");
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseContext"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseCommandQueue"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseProgram"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseKernel"), 2); // the new ones, which found their names taken
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // The diagnostic log: which sinks a switch opens, what a line looks like in each, what is dropped, when the file is flushed, and
 // what an unusable folder does.
 #include "core/log.h"
-#include "support/debugger_output.h"
 #include "support/test_environment.h"
 
 #include <gtest/gtest.h>
@@ -28,31 +27,24 @@ protected:
   }
 };
 
-struct SwitchCase {
-  std::uint32_t value;
-  bool debugger;
-  bool file;
-};
-
-class LogSwitch : public Log, public testing::WithParamInterface<SwitchCase> {};
-
-TEST_P(LogSwitch, OpensTheSinksOfItsTwoLowBits) {
-  const LogSetting setting(GetParam().value);
-  DebuggerOutput output;
-  openLog();
-  sttLogError("%s %d", "broken", 7);
-  sttLogInfo("told");
-  sttLogVerbose("chatted");
-  closeLog();
-  const std::string lines = "====== sdk: [E] broken 7\n====== sdk: [I] told\n====== sdk: [V] chatted\n";
-  EXPECT_EQ(output.take(), GetParam().debugger ? lines : "");
-  EXPECT_EQ(std::filesystem::exists(setting.logFile()), GetParam().file);
-  EXPECT_EQ(readText(setting.logFile()), GetParam().file ? lines : "");
+TEST_F(Log, OpensTheSinksOfTheSwitchsTwoLowBits) {
+  for (const std::uint32_t value : {0U, 1U, 2U, 3U, 4U, 7U}) {
+    SCOPED_TRACE(value);
+    const LogSetting setting(value);
+    DebuggerOutput output;
+    openLog();
+    sttLogError("%s %d", "broken", 7);
+    sttLogInfo("told");
+    sttLogVerbose("chatted");
+    closeLog();
+    const bool debugger = value == 1 || value == 3 || value == 7;
+    const bool file = value == 2 || value == 3 || value == 7;
+    const std::string lines = "====== sdk: [E] broken 7\n====== sdk: [I] told\n====== sdk: [V] chatted\n";
+    EXPECT_EQ(output.take(), debugger ? lines : "");
+    EXPECT_EQ(std::filesystem::exists(setting.logFile()), file);
+    EXPECT_EQ(readText(setting.logFile()), file ? lines : "");
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Values, LogSwitch,
-                         testing::Values(SwitchCase{0, false, false}, SwitchCase{1, true, false}, SwitchCase{2, false, true},
-                                         SwitchCase{3, true, true}, SwitchCase{4, false, false}, SwitchCase{7, true, true}));
 
 TEST_F(Log, KeepsItsSwitchWhereTheMachineHasNone) {
   {
@@ -85,8 +77,9 @@ TEST_F(Log, TakesTheLongestLineThatFits) {
   EXPECT_EQ(output.take(), "====== sdk: [E] " + message + "\n");
 }
 
-TEST_F(Log, EmptiesTheFileAtEveryOpening) {
+TEST_F(Log, UsesAFolderThatExistsAndEmptiesTheFileAtEveryOpening) {
   const LogSetting setting(2);
+  std::filesystem::create_directory(setting.appDataFolder() / "temp");
   openLog();
   sttLogInfo("first");
   closeLog();
@@ -123,39 +116,20 @@ TEST_F(Log, FlushesWithTheFirstLineAfterTwoSeconds) {
   EXPECT_EQ(readText(setting.logFile()).find("next"), std::string::npos);
 }
 
-struct ObstacleCase {
-  const char* description;
-  const char* obstacle; // made as a file, or with a trailing "/" as a folder, below the application-data folder
-};
-
-class LogObstacle : public Log, public testing::WithParamInterface<ObstacleCase> {};
-
-TEST_P(LogObstacle, TurnsAllLoggingOff) {
-  const LogSetting setting(3);
-  const std::string obstacle = GetParam().obstacle;
-  if (obstacle.ends_with("/")) {
-    std::filesystem::create_directories(setting.appDataFolder() / obstacle);
-  } else {
-    std::ofstream(setting.appDataFolder() / obstacle) << "in the way";
+TEST_F(Log, IsOffAltogetherWhereAFileIsInTheWayOfItsFolderOrAFolderOfItsFile) {
+  for (const bool file_for_folder : {true, false}) {
+    const LogSetting setting(3);
+    if (file_for_folder) {
+      std::ofstream(setting.appDataFolder() / "temp") << "in the way";
+    } else {
+      std::filesystem::create_directories(setting.logFile());
+    }
+    DebuggerOutput output;
+    openLog();
+    sttLogError("unheard");
+    closeLog();
+    EXPECT_EQ(output.take(), "") << file_for_folder;
   }
-  DebuggerOutput output;
-  openLog();
-  sttLogError("unheard");
-  closeLog();
-  EXPECT_EQ(output.take(), "") << GetParam().description;
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, LogObstacle,
-                         testing::Values(ObstacleCase{"a file where the folder should be", "temp"},
-                                         ObstacleCase{"a folder where the file should be", "temp/logstt.txt/"}));
-
-TEST_F(Log, UsesAFolderThatExists) {
-  const LogSetting setting(2);
-  std::filesystem::create_directory(setting.appDataFolder() / "temp");
-  openLog();
-  sttLogInfo("heard");
-  closeLog();
-  EXPECT_EQ(readText(setting.logFile()), "====== sdk: [I] heard\n");
 }
 
 } // namespace

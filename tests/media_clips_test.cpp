@@ -25,9 +25,9 @@ std::set<std::string> namesIn(const fs::path& folder) {
   return names;
 }
 
-constexpr const char* kPictures = "-f lavfi -i testsrc2=s=320x240:r=25:d=2";
-constexpr const char* kSound = " -f lavfi -i sine=d=2";
-constexpr const char* kFast = " -c:v libx264 -preset ultrafast -crf 10 ";
+const std::string kPictures = "-f lavfi -i testsrc2=s=320x240:r=25:d=2";
+const std::string kFilmed = kPictures + " -f lavfi -i sine=d=2"; // with sound
+const std::string kFast = " -c:v libx264 -preset ultrafast -crf 10 ";
 
 struct ClipCase {
   const char* name;
@@ -36,10 +36,6 @@ struct ClipCase {
   const char* output;
   double least_db;
 };
-
-std::ostream& operator<<(std::ostream& out, const ClipCase& clip) {
-  return out << clip.name;
-}
 
 class KeptClip : public testing::TestWithParam<ClipCase> {
 protected:
@@ -51,7 +47,8 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
   const fs::path clip = folder_.path() / param.input;
   const fs::path output = folder_.path() / param.output;
   ffmpeg(param.arguments + ' ' + clip.string());
-  if (std::string(param.name) == "truncated") {
+  const bool is_truncated = std::string(param.name) == "truncated";
+  if (is_truncated) {
     fs::resize_file(clip, fs::file_size(clip) * 6 / 10);
   }
 
@@ -65,7 +62,7 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
     ASSERT_NEAR(times[i] - times[0], expected[i] - expected[0], 0.0011) << i; // Matroska counts in milliseconds
   }
   EXPECT_NEAR(tests::soundDelay(output), tests::soundDelay(clip), 0.0011);
-  const bool is_truncated = std::string(param.name) == "truncated"; // its header tells of more than is there
+  // A truncated clip's header tells of more than is there.
   const double duration = is_truncated ? expected.back() - expected.front() : tests::duration(clip);
   EXPECT_NEAR(tests::duration(output), duration, 0.041); // one frame
   EXPECT_EQ(tests::packetHashes(output, 'a'), tests::packetHashes(clip, 'a'));
@@ -81,42 +78,36 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
 
 INSTANTIATE_TEST_SUITE_P(
     Clips, KeptClip,
-    testing::Values(
-        ClipCase{"plain", std::string(kPictures) + kSound + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
-        ClipCase{"variable_rate",
-                 std::string(kPictures) + kSound + " -vf select=lt(n\\,12)+not(mod(n\\,7)) -vsync vfr" + kFast + "-c:a aac",
-                 "in.mp4", "out.mp4", 36},
-        // The frame that is encoded second is a long one.
-        ClipCase{"long_frame_first",
-                 std::string(kPictures) + kSound + " -vf select=lt(n\\,5)+gt(n\\,14) -vsync vfr" + kFast + "-c:a aac", "in.mp4",
-                 "out.mp4", 36},
-        // Its header says where it ends, not how long it is.
-        ClipCase{"late_start", std::string(kPictures) + kSound + kFast + "-c:a aac -output_ts_offset 5", "in.mkv", "out.mkv", 36},
-        ClipCase{"odd_size", std::string(kPictures) + kSound + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8",
-                 "in.webm", "out.mkv", 33},
-        ClipCase{"no_audio", std::string(kPictures) + kFast + "-aspect 4:1", "in.mkv", "out.mov", 36},
-        ClipCase{"two_audio_tracks",
-                 std::string(kPictures) + kSound + " -f lavfi -i anoisesrc=d=2:a=0.1 -map 0 -map 1 -map 2" + kFast +
-                     "-c:a:0 aac -c:a:1 libmp3lame",
-                 "in.mkv", "out.mp4", 36},
-        ClipCase{"ten_bit", std::string(kPictures) + kSound + " -pix_fmt yuv420p10le" + kFast + "-c:a aac", "in.mov", "out.mp4",
-                 36},
-        ClipCase{"rotated", std::string(kPictures) + kSound + kFast + "-c:a aac -metadata:s:v rotate=90", "in.mp4", "out.mp4",
-                 36},
-        ClipCase{"one_frame", std::string(kPictures) + kFast + "-frames:v 1", "in.mp4", "out.mp4", 36},
-        ClipCase{"truncated", std::string(kPictures) + kSound + kFast + "-c:a aac -movflags faststart", "in.mp4", "out.mp4", 30},
-        ClipCase{"broadcast", std::string(kPictures) + kSound + " -c:v mpeg2video -q:v 2 -c:a mp2", "in.ts", "out.mkv", 36},
-        ClipCase{"full_range_bt709",
-                 std::string(kPictures) + kSound +
-                     " -vf scale=out_color_matrix=bt709 -colorspace bt709 -c:v mjpeg -q:v 2 -c:a pcm_s16le",
-                 "in.avi", "out.mkv", 34},
-        ClipCase{"four_four_four", std::string(kPictures) + " -pix_fmt yuv444p" + kFast, "in.mp4", "out.mp4", 30}),
+    testing::Values(ClipCase{"plain", kFilmed + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
+                    ClipCase{"variable_rate", kFilmed + " -vf select=lt(n\\,12)+not(mod(n\\,7)) -vsync vfr" + kFast + "-c:a aac",
+                             "in.mp4", "out.mp4", 36},
+                    // The frame that is encoded second is a long one.
+                    ClipCase{"long_frame_first", kFilmed + " -vf select=lt(n\\,5)+gt(n\\,14) -vsync vfr" + kFast + "-c:a aac",
+                             "in.mp4", "out.mp4", 36},
+                    // Its header says where it ends, not how long it is.
+                    ClipCase{"late_start", kFilmed + kFast + "-c:a aac -output_ts_offset 5", "in.mkv", "out.mkv", 36},
+                    ClipCase{"odd_size", kFilmed + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8", "in.webm",
+                             "out.mkv", 33},
+                    ClipCase{"no_audio", kPictures + kFast + "-aspect 4:1", "in.mkv", "out.mov", 36},
+                    ClipCase{"two_audio_tracks",
+                             kFilmed + " -f lavfi -i anoisesrc=d=2:a=0.1 -map 0 -map 1 -map 2" + kFast +
+                                 "-c:a:0 aac -c:a:1 libmp3lame",
+                             "in.mkv", "out.mp4", 36},
+                    ClipCase{"ten_bit", kFilmed + " -pix_fmt yuv420p10le" + kFast + "-c:a aac", "in.mov", "out.mp4", 36},
+                    ClipCase{"rotated", kFilmed + kFast + "-c:a aac -metadata:s:v rotate=90", "in.mp4", "out.mp4", 36},
+                    ClipCase{"one_frame", kPictures + kFast + "-frames:v 1", "in.mp4", "out.mp4", 36},
+                    ClipCase{"truncated", kFilmed + kFast + "-c:a aac -movflags faststart", "in.mp4", "out.mp4", 30},
+                    ClipCase{"broadcast", kFilmed + " -c:v mpeg2video -q:v 2 -c:a mp2", "in.ts", "out.mkv", 36},
+                    ClipCase{"full_range_bt709",
+                             kFilmed + " -vf scale=out_color_matrix=bt709 -colorspace bt709 -c:v mjpeg -q:v 2 -c:a pcm_s16le",
+                             "in.avi", "out.mkv", 34},
+                    ClipCase{"four_four_four", kPictures + " -pix_fmt yuv444p" + kFast, "in.mp4", "out.mp4", 30}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST(MediaClips, CancellationClosesAFileThatPlays) {
   const tests::TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.mp4";
-  ffmpeg(std::string("-f lavfi -i testsrc2=s=320x240:r=25:d=20 -f lavfi -i sine=d=20") + kFast + "-c:a aac " + clip.string());
+  ffmpeg("-f lavfi -i testsrc2=s=320x240:r=25:d=20 -f lavfi -i sine=d=20" + kFast + "-c:a aac " + clip.string());
   for (const int frames : {0, 1, 60}) {
     std::atomic<bool> cancelled = frames == 0;
     const fs::path output = folder.path() / ("out" + std::to_string(frames) + ".mp4");
@@ -152,8 +143,8 @@ TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
   std::ofstream(folder.path() / "words.srt") << "1\n00:00:00,500 --> 00:00:01,500\nA line.\n";
   std::ofstream(folder.path() / "chapters.txt")
       << ";FFMETADATA1\ntitle=A harbour\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=900\ntitle=Ships\n";
-  ffmpeg(std::string(kPictures) + " -i " + (folder.path() / "words.srt").string() + " -i " +
-         (folder.path() / "chapters.txt").string() + " -map 0 -map 1 -map_metadata 2 -c:s srt" + kFast + clip.string());
+  ffmpeg(kPictures + " -i " + (folder.path() / "words.srt").string() + " -i " + (folder.path() / "chapters.txt").string() +
+         " -map 0 -map 1 -map_metadata 2 -c:s srt" + kFast + clip.string());
 
   EXPECT_TRUE(restyle(clip, folder.path() / "out.mkv").warnings.empty());
   EXPECT_EQ(tests::packetHashes(folder.path() / "out.mkv", 's'), tests::packetHashes(clip, 's'));
@@ -170,7 +161,7 @@ TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
 TEST(MediaClips, OtherCodecs) {
   const tests::TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.mp4";
-  ffmpeg("-f lavfi -i testsrc2=s=128x96:r=10:d=0.5" + std::string(kFast) + clip.string());
+  ffmpeg("-f lavfi -i testsrc2=s=128x96:r=10:d=0.5" + kFast + clip.string());
   for (const auto& [codec, name] : {std::pair("h265", "hevc"), std::pair("vp9", "vp9"), std::pair("av1", "av1"),
                                     std::pair("mpeg4", "mpeg4"), std::pair("ffv1", "ffv1")}) {
     const fs::path output = folder.path() / (std::string(codec) + ".mkv");
@@ -184,7 +175,7 @@ TEST(MediaClips, OtherCodecs) {
 class FailingClip : public testing::Test {
 protected:
   FailingClip() {
-    ffmpeg(std::string(kPictures) + " -f lavfi -i anoisesrc=d=2" + kFast + "-c:a pcm_s16le " + clip_.string());
+    ffmpeg(kPictures + " -f lavfi -i anoisesrc=d=2" + kFast + "-c:a pcm_s16le " + clip_.string());
     before_ = namesIn(folder_.path());
   }
 
@@ -213,18 +204,19 @@ TEST_F(FailingClip, EachSaysWhatIsWrong) {
   ffmpeg("-f lavfi -i sine=d=1 " + file("sound.m4a").string());
   before_ = namesIn(folder_.path());
 
-  EXPECT_THAT(failure(file("missing.mp4"), file("out.mkv")), HasSubstr("missing.mp4' does not exist"));
-  EXPECT_THAT(failure(folder_.path(), file("out.mkv")), HasSubstr("is a folder"));
-  EXPECT_THAT(failure(file("text.mp4"), file("out.mkv")), HasSubstr("is not a clip"));
-  EXPECT_THAT(failure(file("list.m3u8"), file("out.mkv")), HasSubstr("is not a clip"));
-  EXPECT_THAT(failure(file("sound.m4a"), file("out.mkv")), HasSubstr("holds no video"));
+  const fs::path out = file("out.mkv");
+  EXPECT_THAT(failure(file("missing.mp4"), out), HasSubstr("missing.mp4' does not exist"));
+  EXPECT_THAT(failure(folder_.path(), out), HasSubstr("is a folder"));
+  EXPECT_THAT(failure(file("text.mp4"), out), HasSubstr("is not a clip"));
+  EXPECT_THAT(failure(file("list.m3u8"), out), HasSubstr("is not a clip"));
+  EXPECT_THAT(failure(file("sound.m4a"), out), HasSubstr("holds no video"));
   EXPECT_THAT(failure(clip_, file("out.mp4")), HasSubstr("sound (pcm_s16le) cannot go into a file of the kind mp4"));
   EXPECT_THAT(failure(clip_, file("out.avi")), HasSubstr("use one of .mp4"));
   EXPECT_THAT(failure(clip_, file("nowhere") / "out.mkv"), HasSubstr("does not exist: make it first"));
   EXPECT_THAT(failure(clip_, clip_), HasSubstr("exists"));
-  EXPECT_THAT(failure(clip_, file("out.mkv"), {.codec = "h999", .crf = {}}), HasSubstr("no encoder for --codec 'h999'"));
-  EXPECT_THAT(failure(clip_, file("out.mkv"), {.crf = 99}), HasSubstr("--crf 99"));
-  EXPECT_THAT(failure(clip_, file("out.mkv"), {.codec = "mpeg4", .crf = 5}), HasSubstr("knows no --crf"));
+  EXPECT_THAT(failure(clip_, out, {.codec = "h999", .crf = {}}), HasSubstr("no encoder for --codec 'h999'"));
+  EXPECT_THAT(failure(clip_, out, {.crf = 99}), HasSubstr("--crf 99"));
+  EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("knows no --crf"));
 }
 
 TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {
@@ -241,14 +233,12 @@ TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {
 }
 
 TEST_F(FailingClip, WhatAnEffectThrowsComesOut) {
-  const auto restyleWithFailure = [&] {
-    restyle(clip_, file("out.mkv"), [](const VideoFrame& frame, Picture&) {
-      if (frame.time > 500) {
-        throw std::domain_error("the device is gone");
-      }
-    });
+  const auto failing = [](const VideoFrame& frame, Picture&) {
+    if (frame.time > 500) {
+      throw std::domain_error("the device is gone");
+    }
   };
-  EXPECT_THROW(restyleWithFailure(), std::domain_error);
+  EXPECT_THROW(restyle(clip_, file("out.mkv"), failing), std::domain_error);
   EXPECT_EQ(namesIn(folder_.path()), before_);
 }
 

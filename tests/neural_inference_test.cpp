@@ -15,7 +15,6 @@ using namespace tests;
 
 constexpr int kWidth = 37;
 constexpr int kHeight = 21;
-constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
 
 // Frames are converted through 16-bit floats, in which the constants are off by up to one part in 2048: of values up to 2.7 in
 // all, with the mean's own rounding by up to 1/32 of a byte. Exchanging two colours' constants moves values by 0.2 and more.
@@ -32,14 +31,11 @@ protected:
     const FixedNetwork same{.width = kWidth, .height = kHeight};
     const TransferNetwork content{
         .width = kWidth, .height = kHeight, .style_width = 5, .style_height = 3, .style_gain = 0, .style_first = style_first};
-    const TestPackage package({networkFiles(std::string(kLightGrey) + kQuantised, same), networkFiles(kCartoon, same),
-                               networkFiles(kTransfer540, content)});
+    const TestPackage package({alikeTwins(kLightGrey, same), networkFiles(kCartoon, same), networkFiles(kTransfer540, content)});
     ASSERT_EQ(engine.load("GPU", style_type, 2, 0, 0, package.folder()), VORIN_STATUS_OK);
     if (style_type == SttStyleTransfer) {
       Picture grey(3, 128);
-      const SttFrame style = {
-          .memoryType = 0, .data = grey.data(), .pixelFormat = VORIN_FMT_BGR24, .width = 1, .height = 1, .pitch = 3};
-      ASSERT_EQ(engine.bindStyleImage(style), VORIN_STATUS_OK);
+      ASSERT_EQ(engine.bindStyleImage(frameOf(grey, {1, 1})), VORIN_STATUS_OK);
     }
   }
 
@@ -102,27 +98,6 @@ TEST_F(NeuralInferenceTest, SmallMotionIsHeldBackInTheFrameItself) {
   }
 }
 
-TEST_F(NeuralInferenceTest, EqualFramesStayAndAStepOfTenInOneColourGoesThrough) {
-  NeuralEngine engine;
-  load(engine, SttStyleTransfer);
-  Picture frame;
-  for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
-    frame.insert(frame.end(), 3, static_cast<std::uint8_t>(pixel)); // every byte value
-  }
-  infer(engine, frame);
-  infer(engine, frame);
-  EXPECT_EQ(memory_.content(), frame);
-
-  Picture moved = frame;
-  for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
-    const std::size_t colour = 3 * pixel + pixel % 3;
-    moved[colour] = static_cast<std::uint8_t>(frame[colour] < 128 ? frame[colour] + 10 : frame[colour] - 10);
-    moved[3 * pixel + (pixel + 1) % 3] ^= 1U;
-  }
-  infer(engine, moved);
-  EXPECT_EQ(memory_.content(), moved);
-}
-
 TEST_F(NeuralInferenceTest, OtherSizesAreFittedToTheNetworkAndLeftAlone) {
   for (const std::int32_t style_type : {0, 1, 2}) {
     SCOPED_TRACE(style_type);
@@ -166,7 +141,7 @@ TEST_F(NeuralInferenceTest, AnEngineOfAnUnsupportedStyleSaysSo) {
   ASSERT_EQ(engine.load("GPU", 5, 2, 0, 0, package.folder()), VORIN_STATUS_UNKNOWN_TYPE);
   LogLines log;
   EXPECT_FALSE(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(1))));
-  EXPECT_EQ(log.take(), std::vector<std::string>{"====== sdk: [E] error: unsupported style types"});
+  EXPECT_EQ(log.take(), std::vector<std::string>{"[E] error: unsupported style types"});
   removeUnpackedNetworkFiles();
 }
 

@@ -3,115 +3,63 @@
 // other. Equal, byte by byte and (style transfer's planes) bit by bit: the library's roundings are part of the definition.
 #include "pipeline/neural_output.h"
 #include "support/guarded_buffer.h"
+#include "support/neural_reference.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cmath>
 #include <cstring>
 #include <limits>
-#include <random>
 #include <tuple>
-#include <vector>
 
 namespace vorin {
 namespace {
 
-using tests::GuardedBuffer;
+using namespace tests;
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// Three planes of floats with a watched end.
-class Planes {
+// What the library makes of the bytes of planes, in memory with a watched end.
+class Converted {
 public:
-  Planes(int width, int height)
-      : width_(width), height_(height), buffer_(3 * sizeof(float) * static_cast<std::size_t>(width * height)) {}
+  Converted(const Planes& planes, int width, int height)
+      : width_(width), height_(height), memory_(planes.size() * sizeof(float)) {
+    std::memcpy(memory_.data(), planes.data(), memory_.size());
+  }
+  ~Converted() { EXPECT_TRUE(memory_.guardIntact()); }
+  Converted(const Converted&) = delete;
+  Converted& operator=(const Converted&) = delete;
 
-  float* data() { return reinterpret_cast<float*>(buffer_.data()); }
-  float& at(int plane, int index) { return data()[plane * width_ * height_ + index]; }
-  int width() const { return width_; }
-  int height() const { return height_; }
-  int planeSize() const { return width_ * height_; }
-  int size() const { return 3 * width_ * height_; }
-  bool guardIntact() const { return buffer_.guardIntact(); }
+  template <typename Function> Picture by(const Function& outputToImage) {
+    outputToImage(reinterpret_cast<float*>(memory_.data()), height_, width_, byte_planes_, image_);
+    EXPECT_EQ(image_.size(), cv::Size(width_, height_));
+    EXPECT_EQ(image_.type(), CV_8UC3);
+    return {image_.datastart, image_.dataend};
+  }
+  bool isNow(const Planes& planes) const { return std::memcmp(memory_.data(), planes.data(), memory_.size()) == 0; }
 
 private:
   int width_;
   int height_;
-  GuardedBuffer buffer_;
+  GuardedBuffer memory_;
+  cv::Mat byte_planes_;
+  cv::Mat image_;
 };
 
-cv::Mat merged(Planes& planes) {
-  cv::Mat image(planes.height(), planes.width(), CV_32FC3);
-  for (int index = 0; index < planes.planeSize(); ++index) {
-    for (int plane = 0; plane < 3; ++plane) {
-      image.ptr<float>()[3 * index + plane] = planes.at(plane, index);
-    }
-  }
-  return image;
+void expectAllStylesEqual(const Planes& planes, int width, int height) {
+  SCOPED_TRACE(testing::Message() << width << " x " << height);
+  Converted converted(planes, width, height);
+  EXPECT_TRUE(converted.by(lightGreyOutputToImage) == stretchedPicture(planes, width, height));
+  EXPECT_TRUE(converted.by(cartoonOutputToImage) == cartoonPicture(planes, width, height));
+  EXPECT_TRUE(converted.by(transferOutputToImage) == transferPicture(planes, width, height));
+  EXPECT_TRUE(converted.isNow(denormalised(planes)));
 }
 
-void undoNormalisation(Planes& planes) {
-  constexpr double kDeviations[] = {0.225, 0.224, 0.229};
-  constexpr double kMeans[] = {0.406, 0.456, 0.485};
-  for (int plane = 0; plane < 3; ++plane) {
-    for (int index = 0; index < planes.planeSize(); ++index) {
-      float& value = planes.at(plane, index);
-      volatile double product = value * kDeviations[plane]; // rounded before the addition
-      value = static_cast<float>(product + kMeans[plane]);
-      if (value > 1.0F) {
-        value = 1.0F;
-      } else if (value < 0.0F) {
-        value = 0.0F;
-      }
-    }
-  }
-}
-
-cv::Mat stretched(Planes& planes) {
-  cv::Mat image = merged(planes);
-  cv::normalize(image, image, 0, 255, cv::NORM_MINMAX);
-  image.convertTo(image, CV_8U);
-  return image;
-}
-
-void expectSameBytes(const cv::Mat& actual, const cv::Mat& expected) {
-  ASSERT_EQ(actual.size(), expected.size());
-  ASSERT_EQ(actual.type(), CV_8UC3);
-  for (int y = 0; y < expected.rows; ++y) {
-    for (int byte = 0; byte < 3 * expected.cols; ++byte) {
-      ASSERT_EQ(actual.ptr(y)[byte], expected.ptr(y)[byte])
-          << "byte " << byte << " of row " << y << " in " << expected.cols << " x " << expected.rows;
-    }
-  }
-}
-
-// Runs all three styles on copies of the planes.
-void expectAllStylesEqual(Planes& planes) {
-  cv::Mat byte_planes;
-  cv::Mat image;
-  lightGreyOutputToImage(planes.data(), planes.height(), planes.width(), byte_planes, image);
-  expectSameBytes(image, stretched(planes));
-
-  cartoonOutputToImage(planes.data(), planes.height(), planes.width(), byte_planes, image);
-  cv::Mat cartoon = merged(planes);
-  cartoon.convertTo(cartoon, CV_8U, 127.5, 127.5);
-  expectSameBytes(image, cartoon);
-
-  Planes expected = planes;
-  undoNormalisation(expected);
-  transferOutputToImage(planes.data(), planes.height(), planes.width(), byte_planes, image);
-  ASSERT_EQ(std::memcmp(planes.data(), expected.data(), sizeof(float) * static_cast<std::size_t>(planes.size())), 0);
-  expectSameBytes(image, stretched(expected));
-  EXPECT_TRUE(planes.guardIntact());
-}
-
-void fillNormally(Planes& planes, float mean, float deviation, std::mt19937& random) {
+Planes normalPlanes(int width, int height, float mean, float deviation, std::mt19937& random) {
   std::normal_distribution<float> distribution(mean, deviation);
-  for (int index = 0; index < planes.size(); ++index) {
-    planes.data()[index] = distribution(random);
-  }
+  Planes planes(static_cast<std::size_t>(3 * width * height));
+  std::generate(planes.begin(), planes.end(), [&] { return distribution(random); });
+  return planes;
 }
 
 constexpr std::tuple<int, int> kSizes[] = {{1, 1}, {1, 2},   {2, 1},  {3, 1},   {5, 1},   {5, 3},
@@ -123,9 +71,7 @@ TEST(NeuralOutput, NormalValuesOfAnyRangeAndSize) {
   std::mt19937 random(1801);
   for (const auto& [width, height] : kSizes) {
     for (const auto& [mean, deviation] : kSpreads) {
-      Planes planes(width, height);
-      fillNormally(planes, mean, deviation, random);
-      expectAllStylesEqual(planes);
+      expectAllStylesEqual(normalPlanes(width, height, mean, deviation, random), width, height);
     }
   }
 }
@@ -136,14 +82,11 @@ TEST(NeuralOutput, NotANumberAndInfinity) {
   for (const auto& [width, height] : kSizes) {
     for (const float strange : {kNan, kInfinity, -kInfinity}) {
       for (const unsigned one_in : {1U, 2U, 5U, 40U}) {
-        Planes planes(width, height);
-        fillNormally(planes, 0.0F, 1.0F, random);
-        for (int index = 0; index < planes.size(); ++index) {
-          if (random() % one_in == 0) {
-            planes.data()[index] = strange;
-          }
+        Planes planes = normalPlanes(width, height, 0.0F, 1.0F, random);
+        for (float& value : planes) {
+          value = random() % one_in == 0 ? strange : value;
         }
-        expectAllStylesEqual(planes);
+        expectAllStylesEqual(planes, width, height);
       }
     }
   }
@@ -152,9 +95,7 @@ TEST(NeuralOutput, NotANumberAndInfinity) {
 TEST(NeuralOutput, ConstantPlanes) {
   for (const auto& [width, height] : kSizes) {
     for (const float value : {-3.0F, -0.0F, 0.0F, 0.5F, 1.0F, 7.0F}) {
-      Planes planes(width, height);
-      std::fill_n(planes.data(), planes.size(), value);
-      expectAllStylesEqual(planes);
+      expectAllStylesEqual(Planes(static_cast<std::size_t>(3 * width * height), value), width, height);
     }
   }
 }
@@ -188,8 +129,7 @@ TEST(NeuralOutput, MemoryIsKeptWhileTheSizeStays) {
   std::mt19937 random(1803);
   cv::Mat byte_planes;
   cv::Mat image;
-  Planes planes(64, 32);
-  fillNormally(planes, 0.0F, 1.0F, random);
+  Planes planes = normalPlanes(64, 32, 0.0F, 1.0F, random);
   transferOutputToImage(planes.data(), 32, 64, byte_planes, image);
   const void* const first_bytes = byte_planes.data;
   const void* const first_image = image.data;

@@ -2,8 +2,8 @@
 // objects share, which is nothing.
 //
 // The other side keeps the few things that survive: an engine for each network, and one last picture of style transfer.
-#include "core/style_transfer.h"
 #include "pipeline/frame_pipeline.h"
+#include "support/api_object.h"
 #include "support/log_lines.h"
 #include "support/neural_reference.h"
 #include "support/test_networks.h"
@@ -138,35 +138,18 @@ TEST_F(NeuralSequencesTest, EachFrameInheritsWhatItShould) {
   }
 }
 
-TEST_F(NeuralSequencesTest, TwoObjectsSideBySideKnowNothingOfEachOther) {
-  FramePipeline left;
-  FramePipeline right;
-  Expectation left_expectation;
-  Expectation right_expectation;
-  Picture frame = randomPicture(kWidth, kHeight, 2);
-  for (std::uint32_t number = 0; number < 6; ++number) {
-    SCOPED_TRACE(number);
-    const std::uint32_t look = number % 3 == 0 ? 1 : 0;
-    const Step left_step = {0, 0, look};
-    const Step right_step = {0, number < 3 ? 0 : 1, look == 0 ? 0 : look + 1};
-    EXPECT_EQ(run(left, left_step, frame), expect(left_expectation, left_step, frame));
-    frame = movedPicture(frame, number);
-    EXPECT_EQ(run(right, right_step, frame), expect(right_expectation, right_step, frame));
-  }
-}
-
 // Prepared one after the other, then each on a thread of its own.
 TEST_F(NeuralSequencesTest, TwoObjectsOnTwoThreadsKnowNothingOfEachOther) {
   constexpr std::uint32_t kFrames = 40;
-  const Step steps[] = {{0, 0, 1}, {0, 0, 2}};
+  const Step steps[] = {{0, 0, 1}, {0, 1, 2}};
   std::array<FramePipeline, 2> pipelines;
   std::array<std::vector<Picture>, 2> given;
   std::vector<Picture> frames = {randomPicture(kWidth, kHeight, 3)};
   while (frames.size() < kFrames) {
     frames.push_back(movedPicture(frames.back(), static_cast<std::uint32_t>(frames.size())));
   }
-  for (FramePipeline& pipeline : pipelines) {
-    ASSERT_EQ(pipeline.initPlugins(settingsOf(steps[0], package_.folder())), VORIN_STATUS_OK);
+  for (const std::size_t side : {0U, 1U}) {
+    ASSERT_EQ(pipelines[side].initPlugins(settingsOf(steps[side], package_.folder())), VORIN_STATUS_OK);
   }
   const auto work = [&](std::size_t side) {
     for (const Picture& frame : frames) {
@@ -187,20 +170,9 @@ TEST_F(NeuralSequencesTest, TwoObjectsOnTwoThreadsKnowNothingOfEachOther) {
 // A whole object, as the public interface hands it out.
 class NeuralObjectTest : public testing::Test {
 protected:
-  NeuralObjectTest() { EXPECT_EQ(SttFactory::Create(&object_), VORIN_STATUS_OK); }
-  ~NeuralObjectTest() override { SttFactory::Destroy(object_); }
-  NeuralObjectTest(const NeuralObjectTest&) = delete;
-  NeuralObjectTest& operator=(const NeuralObjectTest&) = delete;
-  NeuralObjectTest(NeuralObjectTest&&) = delete;
-  NeuralObjectTest& operator=(NeuralObjectTest&&) = delete;
-
   _VorinStatus prepare(std::int32_t type, std::int32_t index) {
-    const std::int32_t width = kWidth;
-    const std::int32_t height = kHeight;
-    object_->SetConfig(nullptr, SttCfgStyleType, &type);
+    configure(*object_, type, kWidth, kHeight);
     object_->SetConfig(nullptr, SttCfgStyleIndex, &index);
-    object_->SetConfig(nullptr, SttCfgWidth, &width);
-    object_->SetConfig(nullptr, SttCfgHeight, &height);
     object_->SetConfig(nullptr, SttCfgModelPath, package_.folder().c_str());
     LogLines log;
     const _VorinStatus status = object_->Prepare(nullptr);
@@ -209,16 +181,12 @@ protected:
   }
 
   TestPackage package_{allNetworks()};
-  SttInterface* object_ = nullptr;
+  Object object_ = makeObject();
   std::vector<std::string> lines_;
 };
 
 TEST_F(NeuralObjectTest, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
-  const std::string enter = "====== sdk: [V] enter StyleTransfer::Prepare";
-  const std::string leave = "====== sdk: [V] exit StyleTransfer::Prepare";
-  const std::string begun = "====== sdk: [I] Init plugins";
-  const std::string done = "====== sdk: [I] Init plugins, done";
-  const std::string error = "====== sdk: [E] init error";
+  const std::string leave = "[V] exit StyleTransfer::Prepare";
   for (const auto& [type, index] : {std::pair(0, 0), std::pair(0, 1), std::pair(0, 2), std::pair(1, 0), std::pair(2, 0)}) {
     EXPECT_EQ(prepare(type, index), VORIN_STATUS_OK);
     EXPECT_GT(lines_.size(), 8U);
@@ -227,13 +195,12 @@ TEST_F(NeuralObjectTest, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
   std::filesystem::remove(package_.folder() + "/model_st.bin");
   for (const auto& [type, index] : {std::pair(0, 0), std::pair(0, -1), std::pair(0, 7), std::pair(1, 9), std::pair(2, 3)}) {
     EXPECT_EQ(prepare(type, index), VORIN_STATUS_OK);
-    EXPECT_THAT(lines_, ElementsAre(enter, begun, done, leave));
+    EXPECT_THAT(lines_, ElementsAre("[V] enter StyleTransfer::Prepare", "[I] Init plugins", "[I] Init plugins, done", leave));
   }
-  SttFactory::Destroy(object_);
-  SttFactory::Create(&object_);
+  object_ = makeObject();
   EXPECT_EQ(prepare(1, 0), VORIN_STATUS_FAILED);
   const std::vector<std::string> last(lines_.end() - 3, lines_.end());
-  EXPECT_THAT(last, ElementsAre("====== sdk: [E] create model file error.", "====== sdk: [I] Init model failed", error));
+  EXPECT_THAT(last, ElementsAre("[E] create model file error.", "[I] Init model failed", "[E] init error"));
 }
 
 TEST_F(NeuralObjectTest, ADeviceThatWasNotFoundHasNoNetworks) {
@@ -243,7 +210,7 @@ TEST_F(NeuralObjectTest, ADeviceThatWasNotFoundHasNoNetworks) {
     GTEST_SKIP() << "this machine has a discrete GPU";
   }
   EXPECT_EQ(prepare(1, 0), VORIN_STATUS_FAILED);
-  EXPECT_EQ(lines_.back(), "====== sdk: [E] init error");
+  EXPECT_EQ(lines_.back(), "[E] init error");
 }
 
 } // namespace

@@ -147,26 +147,21 @@ TEST(HostInput, Yuy2OfOddWidthThrows) {
   }
 }
 
-class HostOutput : public testing::TestWithParam<Way> {
-protected:
-  static int channels() { return GetParam() == Way::kNeural ? 3 : 4; }
-};
+class HostOutput : public OutputTest {};
 
-INSTANTIATE_TEST_SUITE_P(Ways, HostOutput, testing::Values(Way::kNeural, Way::kFilter),
-                         [](const auto& way) { return way.param == Way::kNeural ? "Neural" : "Filter"; });
+INSTANTIATE_TEST_SUITE_P(Ways, HostOutput, kWays, nameOfWay);
 
 TEST_P(HostOutput, PackedFormatsMoveBytes) {
   constexpr int kWidth = 37;
   constexpr int kHeight = 21;
   const cv::Mat result = blockPicture(kWidth, kHeight, channels());
-  const bool neural = GetParam() == Way::kNeural;
   const struct {
     SttPixelFormat format;
     int channels;
     std::array<int, 3> source; // which of blue, green, red each byte takes
   } cases[] = {{VORIN_FMT_BGRA, 4, {0, 1, 2}},
                {VORIN_FMT_RGBA, 4, {2, 1, 0}},
-               {VORIN_FMT_BGR24, 3, neural ? std::array{0, 1, 2} : std::array{2, 1, 0}}}; // the filters got it exchanged
+               {VORIN_FMT_BGR24, 3, isNeural() ? std::array{0, 1, 2} : std::array{2, 1, 0}}}; // the filters got it exchanged
   for (const auto& test : cases) {
     GuardedBuffer host(static_cast<std::size_t>(kWidth * kHeight * test.channels));
     SttFrame output = frameOver(host.data(), test.format, 1, 1, 4096);
@@ -181,7 +176,7 @@ TEST_P(HostOutput, PackedFormatsMoveBytes) {
         ASSERT_EQ(delivered[c], pixel[test.source[c]]) << "format " << test.format << ", pixel " << index;
       }
       if (test.channels == 4) {
-        ASSERT_EQ(delivered[3], neural ? 255 : pixel[3]);
+        ASSERT_EQ(delivered[3], isNeural() ? 255 : pixel[3]);
       }
     }
   }
@@ -193,43 +188,26 @@ TEST_P(HostOutput, UnknownFormatsLeaveThePixelsAndTellTheSize) {
     SttFrame output = frameOver(host.data(), static_cast<SttPixelFormat>(format), 1, 1);
     LogLines log;
     deliver(GetParam(), output, blockPicture(6, 4, channels()));
-    EXPECT_EQ(log.take(), std::vector<std::string>{"====== sdk: [E] invalid output format"});
+    EXPECT_EQ(log.take(), std::vector<std::string>{"[E] invalid output format"});
     EXPECT_TRUE(host.untouched());
     EXPECT_EQ(output.width, 6U);
     EXPECT_EQ(output.height, 4U);
   }
 }
 
-TEST(HostOutputOfNothing, CopiesNothingInTheEnginesOwnFormatAndThrowsInTheOthers) {
+TEST_P(HostOutput, OfNothingCopiesNothingInTheEnginesOwnFormatAndThrowsInTheOthers) {
   GuardedBuffer host(64);
   for (const SttPixelFormat format : {VORIN_FMT_BGR24, VORIN_FMT_BGRA, VORIN_FMT_RGBA, VORIN_FMT_YUY2, VORIN_FMT_NV12}) {
-    SttFrame neural = frameOver(host.data(), format, 3, 3, 8);
-    SttFrame filter = neural;
-    if (format == VORIN_FMT_BGR24) {
-      deliver(Way::kNeural, neural, cv::Mat());
-      EXPECT_EQ(neural.width, 0U);
+    SttFrame output = frameOver(host.data(), format, 3, 3, 8);
+    if (format == (isNeural() ? VORIN_FMT_BGR24 : VORIN_FMT_BGRA)) {
+      deliver(GetParam(), output, cv::Mat());
+      EXPECT_EQ(output.width, 0U);
     } else {
-      EXPECT_THROW(deliver(Way::kNeural, neural, cv::Mat()), cv::Exception) << format;
-      EXPECT_EQ(neural.width, 3U);
-    }
-    if (format == VORIN_FMT_BGRA) {
-      deliver(Way::kFilter, filter, cv::Mat());
-      EXPECT_EQ(filter.width, 0U);
-    } else {
-      EXPECT_THROW(deliver(Way::kFilter, filter, cv::Mat()), cv::Exception) << format;
+      EXPECT_THROW(deliver(GetParam(), output, cv::Mat()), cv::Exception) << format;
+      EXPECT_EQ(output.width, 3U);
     }
   }
   EXPECT_TRUE(host.untouched());
-}
-
-TEST(PixelFormats, TwentyFourBitFramesKeepTheirOrderFromEndToEnd) {
-  cv::Mat host = blockPicture(9, 7, 3);
-  cv::Mat storage;
-  const cv::Mat filtered = hostToFilterInput(frameOver(host.data, VORIN_FMT_BGR24, 9, 7), storage);
-  GuardedBuffer delivered(9 * 7 * 3);
-  SttFrame output = frameOver(delivered.data(), VORIN_FMT_BGR24, 0, 0);
-  deliver(Way::kFilter, output, filtered);
-  EXPECT_TRUE(std::equal(host.data, host.data + 9 * 7 * 3, delivered.data()));
 }
 
 } // namespace

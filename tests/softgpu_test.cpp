@@ -1,30 +1,19 @@
-// The stand-ins for the hardware: what programs find with them and without, and how the OpenCL one answers unusual questions.
-#define CL_TARGET_OPENCL_VERSION 120
-
+// The stand-ins for the hardware: what programs find with them and without.
 #include "platform/platform.h"
+#include "support/binding_networks.h"
 #include "support/child_process.h"
 #include "support/test_environment.h"
 
-#include <CL/cl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <openvino/runtime/properties.hpp>
 
 #include <algorithm>
-#include <array>
-#include <filesystem>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace vorin {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 // Runs a shell command without the stand-ins of this process, and gives the lines of its standard output.
 struct PlainCommand {
@@ -32,10 +21,7 @@ struct PlainCommand {
     const char* const plain = "env -u OPENCL_LAYERS -u LD_LIBRARY_PATH -u WINEPATH -u VORIN_SOFTGPU -u VORIN_BUILD_DIR ";
     const tests::ChildResult result = tests::ChildProcess({"/bin/sh", "-c", plain + command}, {}).wait();
     status = result.exit_status;
-    std::istringstream stream(result.standard_output);
-    for (std::string line; std::getline(stream, line);) {
-      lines.push_back(line);
-    }
+    lines = tests::linesOf(result.standard_output);
   }
 
   int status;
@@ -52,40 +38,23 @@ std::string inLibraryPath(std::string folder) {
 }
 
 const std::string kRuntime = inLibraryPath(VORIN_BUILD_FOLDER "/softgpu/runtime");
-const std::string kReport = (kWine ? "'" VORIN_EMULATOR "' " : "") + std::string("'" VORIN_HARDWARE_REPORT "'");
+const std::string kStylize = (kWine ? "'" VORIN_EMULATOR "' " : "") + std::string("'" VORIN_STYLIZE_PROGRAM "'");
 const std::string kWithSoftGpu = "'" VORIN_WITH_SOFTGPU "'";
-const std::string kPocl = "opencl Portable Computing Language|";
 
-std::string deviceName(const std::vector<std::string>& lines, const std::string& device) {
-  for (const std::string& line : lines) {
-    const std::string start = "openvino " + device + "|";
-    if (line.rfind(start, 0) == 0) {
-      return line.substr(start.size());
-    }
-  }
-  return {};
-}
-
-TEST(SoftGpu, GivesProgramsAGpuInBothRuntimes) {
-  const PlainCommand result(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport);
-  EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), HasSubstr("Merix"), EndsWith("|1"))));
-  EXPECT_THAT(result.lines, Contains("compiled GPU"));
-  EXPECT_EQ(deviceName(result.lines, "GPU"), deviceName(result.lines, "CPU"));
-  EXPECT_NE(deviceName(result.lines, "GPU"), "");
-}
-
-TEST(SoftGpu, KeepsCompiledNetworksInTheCache) {
+// In a process of its own (see CMakeLists.txt) it fails where the stand-in does not pass on the CPU plugin's own operations, of
+// which processors make this chain.
+TEST(SoftGpuCache, GivesACompiledNetworkBack) {
+  tests::IrNetwork network;
+  const auto input = network.input({"input"}, "1,3,16,16");
+  const auto scale = network.constant("1,3,1,1", std::vector<float>{2, 3, 4});
+  const auto squared = network.operation("Multiply", {network.operation("Multiply", {input, scale}), input});
+  network.output(network.operation("Subtract", {squared, scale}));
   const tests::TemporaryFolder cache;
-  const PlainCommand result(kWithSoftGpu + " --build '" VORIN_BUILD_FOLDER "' " + kReport + " '" + cache.path().string() + "'");
-  EXPECT_THAT(result.lines, ElementsAre("cached GPU"));
-}
-
-TEST(SoftGpu, IsNotThereWithoutTheScript) {
-  const PlainCommand result(kReport);
-  EXPECT_THAT(result.lines, Contains(AllOf(StartsWith(kPocl), Not(HasSubstr("Merix")), EndsWith("|0"))));
-  EXPECT_NE(deviceName(result.lines, "CPU"), "");
-  EXPECT_NE(deviceName(result.lines, "GPU"), deviceName(result.lines, "CPU"));
+  for (const bool is_cached : {false, true}) {
+    ov::Core core;
+    core.set_property("GPU", ov::cache_dir(cache.path().string()));
+    EXPECT_EQ(core.compile_model(tests::read(network), "GPU").get_property(ov::loaded_from_cache), is_cached);
+  }
 }
 
 // A runtime whose CPU plugin cannot be loaded has no GPU to offer either: the program goes on and is told why.
@@ -96,8 +65,8 @@ TEST(SoftGpu, SaysWhyThereIsNoneWithoutTheCpuPlugin) {
       std::filesystem::copy(entry.path(), runtime.path() / entry.path().filename(), std::filesystem::copy_options::copy_symlinks);
     }
   }
-  const PlainCommand result(kLibraryPath + "='" + runtime.path().string() + "' " + kReport + " 2>&1");
-  EXPECT_EQ(result.status, 1);
+  const PlainCommand result(kLibraryPath + "='" + runtime.path().string() + "' " + kStylize + " devices 2>&1");
+  EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.lines, Contains(HasSubstr("softgpu: no stand-in for OpenVINO's GPU: ")));
 }
 
@@ -129,56 +98,6 @@ TEST(WithSoftGpu, RefusesWhatItCannotDo) {
     EXPECT_NE(result.status, 0) << refusal.arguments;
     EXPECT_THAT(result.lines, Contains(HasSubstr(refusal.message)));
   }
-}
-
-// ---- the OpenCL layer, in this process ----
-
-class SoftGpuLayer : public testing::Test {
-protected:
-  void SetUp() override {
-    std::array<cl_platform_id, 16> platforms{};
-    cl_uint count = 0;
-    clGetPlatformIDs(static_cast<cl_uint>(platforms.size()), platforms.data(), &count);
-    for (cl_uint i = 0; i < count; ++i) {
-      std::array<char, 256> name{};
-      clGetPlatformInfo(platforms[i], CL_PLATFORM_NAME, name.size(), name.data(), nullptr);
-      if (std::string(name.data()) == "Portable Computing Language") {
-        platform_ = platforms[i];
-      }
-    }
-    ASSERT_NE(platform_, nullptr);
-  }
-
-  cl_platform_id platform_ = nullptr;
-};
-
-TEST_F(SoftGpuLayer, TellsTheVendorInABufferOfAnySize) {
-  std::size_t size_bytes = 0;
-  ASSERT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, 0, nullptr, &size_bytes), CL_SUCCESS);
-  std::vector<char> text(size_bytes + 1, '#');
-  EXPECT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, size_bytes - 1, text.data(), nullptr), CL_INVALID_VALUE);
-  EXPECT_EQ(text, std::vector<char>(size_bytes + 1, '#'));
-  EXPECT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, size_bytes, text.data(), nullptr), CL_SUCCESS);
-  EXPECT_EQ(std::string(text.data()).size() + 1, size_bytes);
-  EXPECT_EQ(text.back(), '#');
-  EXPECT_EQ(clGetPlatformInfo(platform_, CL_PLATFORM_VENDOR, 0, nullptr, nullptr), CL_SUCCESS);
-}
-
-TEST_F(SoftGpuLayer, AnswersForGpusWithTheProcessorAndForOtherTypesTruly) {
-  cl_device_id processor = nullptr;
-  ASSERT_EQ(clGetDeviceIDs(platform_, CL_DEVICE_TYPE_CPU, 1, &processor, nullptr), CL_SUCCESS);
-  for (const cl_device_type type : {cl_device_type{CL_DEVICE_TYPE_GPU}, cl_device_type{CL_DEVICE_TYPE_GPU | CL_DEVICE_TYPE_CPU},
-                                    cl_device_type{CL_DEVICE_TYPE_ALL}}) {
-    std::array<cl_device_id, 4> devices{};
-    cl_uint count = 0;
-    EXPECT_EQ(clGetDeviceIDs(platform_, type, 0, nullptr, &count), CL_SUCCESS);
-    EXPECT_EQ(count, 1u);
-    EXPECT_EQ(clGetDeviceIDs(platform_, type, static_cast<cl_uint>(devices.size()), devices.data(), nullptr), CL_SUCCESS);
-    EXPECT_EQ(devices[0], processor);
-  }
-  cl_uint count = 0;
-  EXPECT_EQ(clGetDeviceIDs(platform_, CL_DEVICE_TYPE_ACCELERATOR, 0, nullptr, &count), CL_DEVICE_NOT_FOUND);
-  EXPECT_EQ(clGetDeviceIDs(platform_, CL_DEVICE_TYPE_GPU, 0, &processor, nullptr), CL_INVALID_VALUE);
 }
 
 } // namespace

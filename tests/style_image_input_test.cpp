@@ -1,8 +1,10 @@
 // Style images: how each pixel format reaches the network, how long an image stays in force, and what is refused. The network's
 // output is its style input, so the output shows what was bound.
 #include "neural/neural_engine.h"
+#include "neural/style_normalisation.h"
 #include "support/log_lines.h"
 #include "support/neural_reference.h"
+#include "support/padded_image.h"
 #include "support/plain_colour.h"
 #include "support/test_networks.h"
 
@@ -35,25 +37,23 @@ protected:
     ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, package.folder()), VORIN_STATUS_OK);
   }
 
-  _VorinStatus bind(std::vector<std::uint8_t> bytes, std::uint32_t format, int width = kWidth, int height = kHeight,
-                    std::uint32_t pitch = 0) {
-    const std::vector<std::uint8_t> before = bytes;
-    const _VorinStatus status = engine_.bindStyleImage({.memoryType = 7, // not read
-                                                        .data = bytes.data(),
-                                                        .pixelFormat = format,
-                                                        .width = static_cast<std::uint32_t>(width),
-                                                        .height = static_cast<std::uint32_t>(height),
-                                                        .pitch = pitch});
+  _VorinStatus bind(Picture bytes, std::uint32_t format, cv::Size size = {kWidth, kHeight}) {
+    const Picture before = bytes;
+    SttFrame frame = frameOf(bytes, size, format);
+    frame.memoryType = 7; // neither is read
+    frame.pitch = 999;
+    const _VorinStatus status = engine_.bindStyleImage(frame);
     EXPECT_EQ(bytes, before);
     return status; // the image is gone when the network runs
   }
 
-  // What the network sees as its style.
-  Planes style() { return styleOf(engine_); }
+  // How far the network's style is from the picture's.
+  double distanceTo(const Picture& picture) { return distance(engine_, picture); }
 
-  static Planes styleOf(NeuralEngine& engine) {
+  static double distance(NeuralEngine& engine, const Picture& picture) {
     const ov::Tensor output = engine.infer(cv::Mat(kHeight, kWidth, CV_8UC3, cv::Scalar::all(50)));
-    return {output.data<float>(), output.data<float>() + output.get_size()};
+    const Planes seen(output.data<float>(), output.data<float>() + output.get_size());
+    return greatestDifference(seen, planesOf(picture, styleValue));
   }
 
   NeuralEngine engine_;
@@ -76,15 +76,12 @@ std::vector<std::uint8_t> withAlpha(const Picture& picture) {
 
 TEST_F(StyleImageInputTest, PackedFormatsArriveColourByColour) {
   const Picture picture = randomPicture(kWidth, kHeight, 1);
-  const Planes expected = planesOf(picture, styleValue);
-  ASSERT_EQ(bind(picture, VORIN_FMT_BGR24), VORIN_STATUS_OK);
-  EXPECT_LT(greatestDifference(style(), expected), kExact);
-  bind(Picture(picture.size()), VORIN_FMT_BGR24); // so that nothing stays of the image before
-  ASSERT_EQ(bind(withAlpha(picture), VORIN_FMT_BGRA), VORIN_STATUS_OK);
-  EXPECT_LT(greatestDifference(style(), expected), kExact);
-  bind(Picture(picture.size()), VORIN_FMT_BGR24);
-  ASSERT_EQ(bind(withAlpha(redAndBlueExchanged(picture)), VORIN_FMT_RGBA), VORIN_STATUS_OK);
-  EXPECT_LT(greatestDifference(style(), expected), kExact);
+  for (const auto& [format, bytes] : {std::pair(VORIN_FMT_BGR24, picture), std::pair(VORIN_FMT_BGRA, withAlpha(picture)),
+                                      std::pair(VORIN_FMT_RGBA, withAlpha(redAndBlueExchanged(picture)))}) {
+    bind(Picture(picture.size()), VORIN_FMT_BGR24); // so that nothing stays of the image before
+    ASSERT_EQ(bind(bytes, format), VORIN_STATUS_OK);
+    EXPECT_LT(distanceTo(picture), kExact) << format;
+  }
 }
 
 // Blocks of 2 x 2 pixels of one colour, which subsampled chroma can hold.
@@ -121,34 +118,18 @@ TEST_F(StyleImageInputTest, YuvFormatsArriveWithRedAndBlueExchanged) {
     seen[3 * pixel + 1] = bgr[1];
     seen[3 * pixel + 2] = bgr[0];
   }
-  const Planes expected = planesOf(seen, styleValue);
-  ASSERT_EQ(bind(nv12, VORIN_FMT_NV12, kWidth, kHeight, 999), VORIN_STATUS_OK); // the pitch is not looked at
-  EXPECT_LT(greatestDifference(style(), expected), kYuvTolerance);
-  bind(Picture(3 * kPixels), VORIN_FMT_BGR24);
-  ASSERT_EQ(bind(yuy2, VORIN_FMT_YUY2), VORIN_STATUS_OK);
-  EXPECT_LT(greatestDifference(style(), expected), kYuvTolerance);
-}
-
-TEST_F(StyleImageInputTest, RowsAreTakenAsPackedWhateverThePitch) {
-  const Picture picture = randomPicture(kWidth, kHeight, 3);
-  ASSERT_EQ(bind(picture, VORIN_FMT_BGR24, kWidth, kHeight, 3 * kWidth + 22), VORIN_STATUS_OK);
-  EXPECT_LT(greatestDifference(style(), planesOf(picture, styleValue)), kExact);
+  for (const auto& [format, bytes] : {std::pair(VORIN_FMT_NV12, nv12), std::pair(VORIN_FMT_YUY2, yuy2)}) {
+    bind(Picture(3 * kPixels), VORIN_FMT_BGR24);
+    ASSERT_EQ(bind(bytes, format), VORIN_STATUS_OK);
+    EXPECT_LT(distanceTo(seen), kYuvTolerance) << format;
+  }
 }
 
 TEST_F(StyleImageInputTest, OtherSizesAreFittedToTheNetwork) {
-  const Picture pixel = {10, 200, 90};
-  ASSERT_EQ(bind(pixel, VORIN_FMT_BGR24, 1, 1), VORIN_STATUS_OK);
-  Picture stretched;
-  while (stretched.size() < 3 * kPixels) {
-    stretched.insert(stretched.end(), pixel.begin(), pixel.end());
-  }
-  EXPECT_LT(greatestDifference(style(), planesOf(stretched, styleValue)), kExact);
-
-  for (const cv::Size size : {cv::Size(31, 17), cv::Size(kWidth, kHeight - 1), cv::Size(3, 90)}) {
+  for (const cv::Size size : {cv::Size(1, 1), cv::Size(31, 17), cv::Size(kWidth, kHeight - 1), cv::Size(3, 90)}) {
     const Picture picture = randomPicture(size.width, size.height, 4);
-    ASSERT_EQ(bind(withAlpha(picture), VORIN_FMT_BGRA, size.width, size.height), VORIN_STATUS_OK);
-    const Picture fitted = resizedPicture(picture, size, cv::Size(kWidth, kHeight));
-    EXPECT_LT(greatestDifference(style(), planesOf(fitted, styleValue)), kExact) << size;
+    ASSERT_EQ(bind(withAlpha(picture), VORIN_FMT_BGRA, size), VORIN_STATUS_OK);
+    EXPECT_LT(distanceTo(resizedPicture(picture, size, {kWidth, kHeight})), kExact) << size;
   }
 }
 
@@ -157,40 +138,34 @@ TEST_F(StyleImageInputTest, AnImageStaysInForceUntilTheNext) {
   const Picture second = randomPicture(kWidth, kHeight, 6);
   bind(first, VORIN_FMT_BGR24);
   for (int frame = 0; frame < 3; ++frame) {
-    EXPECT_LT(greatestDifference(style(), planesOf(first, styleValue)), kExact) << frame;
+    EXPECT_LT(distanceTo(first), kExact) << frame;
   }
   bind(second, VORIN_FMT_BGR24);
-  EXPECT_LT(greatestDifference(style(), planesOf(second, styleValue)), kExact);
+  EXPECT_LT(distanceTo(second), kExact);
   EXPECT_THROW(bind(first, 4), cv::Exception); // no such format
-  EXPECT_THROW(bind(first, VORIN_FMT_BGR24, 0, 0), cv::Exception);
-  EXPECT_THROW(bind(std::vector<std::uint8_t>(500), VORIN_FMT_NV12, 7, 6), cv::Exception); // no half pixels in 4:2:0
-  EXPECT_LT(greatestDifference(style(), planesOf(second, styleValue)), kExact);
+  EXPECT_THROW(bind(first, VORIN_FMT_BGR24, {0, 0}), cv::Exception);
+  EXPECT_THROW(bind(Picture(500), VORIN_FMT_NV12, {7, 6}), cv::Exception); // no half pixels in 4:2:0
+  EXPECT_LT(distanceTo(second), kExact);
 }
 
 TEST_F(StyleImageInputTest, TheStyleInputIsFoundByItsName) {
   NeuralEngine other;
   load(other, true);
   Picture picture = randomPicture(kWidth, kHeight, 7);
-  ASSERT_EQ(other.bindStyleImage({.memoryType = 0,
-                                  .data = picture.data(),
-                                  .pixelFormat = VORIN_FMT_BGR24,
-                                  .width = kWidth,
-                                  .height = kHeight,
-                                  .pitch = 0}),
-            VORIN_STATUS_OK);
+  ASSERT_EQ(other.bindStyleImage(frameOf(picture, {kWidth, kHeight})), VORIN_STATUS_OK);
   bind(Picture(picture.size()), VORIN_FMT_BGR24); // of another engine
-  EXPECT_LT(greatestDifference(styleOf(other), planesOf(picture, styleValue)), kExact);
+  EXPECT_LT(distance(other, picture), kExact);
 }
 
 TEST(StyleImageInput, OtherStylesTakeNone) {
   const TestPackage package({networkFiles(kCartoon, FixedNetwork{})});
+  Picture pixel(3);
   NeuralEngine fresh;
   NeuralEngine cartoon;
   ASSERT_EQ(cartoon.load("GPU", SttStyleCartoon, 0, 0, 0, package.folder()), VORIN_STATUS_OK);
   for (NeuralEngine* engine : {&fresh, &cartoon}) {
     LogLines log;
-    EXPECT_EQ(engine->bindStyleImage({.memoryType = 0, .data = nullptr, .pixelFormat = 3, .width = 1, .height = 1, .pitch = 3}),
-              VORIN_STATUS_INVALID_PARAM);
+    EXPECT_EQ(engine->bindStyleImage(frameOf(pixel, {1, 1})), VORIN_STATUS_INVALID_PARAM);
     EXPECT_TRUE(log.take().empty());
   }
   EXPECT_NO_THROW(cartoon.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(1))));
@@ -203,11 +178,44 @@ TEST(StyleImageInput, ANetworkWithoutAStyleInputIsTold) {
   ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, package.folder()), VORIN_STATUS_FAILED);
   Picture picture(3);
   LogLines log;
-  EXPECT_THROW(
-      engine.bindStyleImage({.memoryType = 0, .data = picture.data(), .pixelFormat = 3, .width = 1, .height = 1, .pitch = 3}),
-      cv::Exception);
-  EXPECT_EQ(log.take(), std::vector<std::string>{"====== sdk: [E] input size should be 2"});
+  EXPECT_THROW(engine.bindStyleImage(frameOf(picture, {1, 1})), cv::Exception);
+  EXPECT_EQ(log.take(), std::vector<std::string>{"[E] input size should be 2"});
   removeUnpackedNetworkFiles();
+}
+
+// ---- the style image as the network takes it, against the formula computed in double precision: equal floats ----
+
+// Normalises the image into a watched buffer and compares each float of each plane.
+void expectNormalised(const cv::Mat& image) {
+  const std::size_t plane = static_cast<std::size_t>(image.rows) * static_cast<std::size_t>(image.cols);
+  GuardedBuffer buffer(3 * plane * sizeof(float));
+  auto* planes = reinterpret_cast<float*>(buffer.data());
+  normaliseStyle(image, planes);
+  const float* value = planes;
+  for (int y = 0; y < image.rows; ++y) {
+    for (int x = 0; x < image.cols; ++x, ++value) {
+      const std::uint8_t* pixel = image.ptr(y, x);
+      ASSERT_EQ(value[0], static_cast<float>((pixel[0] - 103.53) / 57.375)) << x << ", " << y;
+      ASSERT_EQ(value[plane], static_cast<float>((pixel[1] - 116.28) / 57.12)) << x << ", " << y;
+      ASSERT_EQ(value[2 * plane], static_cast<float>((pixel[2] - 123.675) / 58.395)) << x << ", " << y;
+    }
+  }
+  EXPECT_TRUE(buffer.guardIntact());
+}
+
+// Every byte in every plane, and odd sizes; all with padded rows.
+TEST(StyleNormalisation, GivesTheFormulasFloats) {
+  for (const cv::Size size :
+       {cv::Size(256, 3), cv::Size(1, 1), cv::Size(1, 7), cv::Size(7, 1), cv::Size(37, 5), cv::Size(131, 3)}) {
+    PaddedImage padded(size.width, size.height, 5);
+    for (int y = 0; y < size.height; ++y) {
+      for (int byte = 0; byte < 3 * size.width; ++byte) {
+        padded.image().ptr(y)[byte] = static_cast<std::uint8_t>(byte / 3 + 85 * (y + byte % 3));
+      }
+    }
+    expectNormalised(padded.image());
+    EXPECT_TRUE(padded.surroundingsIntact());
+  }
 }
 
 } // namespace

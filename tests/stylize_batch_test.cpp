@@ -3,7 +3,6 @@
 #include "clip_command.h"
 #include "photo_list.h"
 #include "progress.h"
-#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 #include "wildcard.h"
@@ -11,10 +10,8 @@
 #include <gmock/gmock.h>
 #include <opencv2/core.hpp>
 
-#include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 namespace vorin::tests {
 namespace {
@@ -116,8 +113,7 @@ protected:
 // Also where the library keeps a network loaded, and where it blends each frame with the one before.
 TEST_F(StylizeBatch, EachPhotoComesOutAsIfAlone) {
   const TransferNetwork transfer{.width = 61, .height = 47};
-  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1}), networkFiles(kTransfer512, transfer),
-                             networkFiles(std::string(kTransfer512) + kQuantised, transfer)});
+  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1}), alikeTwins(kTransfer512, transfer)});
   savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, cv::Scalar(90, 140, 60)));
   for (const std::string style : {"stipple", "cartoon", "transfer"}) {
     std::vector<std::string> how = {"--style", style, "--models", package.folder()};
@@ -181,15 +177,8 @@ TEST_F(StylizeBatch, CancelledRunKeepsWhatIsDone) {
   for (int index = 0; index < 300; ++index) {
     fs::copy_file(in_ / "a.png", in_ / ("more" + std::to_string(index) + ".png"));
   }
-  ChildSetting setting = StylizeRun::withGpu();
-  setting.gets_signals = true;
-  ChildProcess child({StylizeRun::program(), in_.string(), "-o", out(), "--style", "pencil"}, setting);
-  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!fs::exists(fs::path(out()) / "b.png") && std::chrono::steady_clock::now() < give_up) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  child.signal(SIGINT);
-  const ChildResult result = child.wait();
+  const ChildResult result = StylizeRun::runCancelled({in_.string(), "-o", out(), "--style", "pencil"}, StylizeRun::withGpu(),
+                                                      [&] { return fs::exists(fs::path(out()) / "b.png"); });
   EXPECT_EQ(result.exit_status, 130) << result.standard_error;
   EXPECT_THAT(linesOf(result.standard_error).back(), HasSubstr("cancelled"));
   const auto drawn = contentOf(out());
@@ -211,8 +200,7 @@ TEST_F(StylizeBatch, PatternsAreExpandedByTheProgram) {
 TEST_F(StylizeBatch, TwoPhotosForOneDrawingAreRefused) {
   savePicture((in_ / "a.jpg").string(), makePhoto({8, 8}));
   const ChildResult result = run({in_.string(), "-o", out(), "--style", "pencil", "--to", "png"});
-  EXPECT_EQ(result.exit_status, 2);
-  EXPECT_THAT(linesOf(result.standard_error), ElementsAre(HasSubstr("would both be drawn into")));
+  expectFailure(result, 2, "would both be drawn into");
   EXPECT_FALSE(fs::exists(out()));
 }
 

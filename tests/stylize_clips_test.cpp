@@ -6,12 +6,9 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <thread>
 
 namespace vorin::tests {
 namespace {
@@ -152,23 +149,17 @@ TEST_F(StylizeClip, ItIsDrawnInOneLook) {
 TEST_F(StylizeClip, CancelledItClosesAFileThatPlays) {
   const std::string in = clip("in.mp4", "testsrc2=s=320x240", 60, "");
   const std::string out = run_.file("out.mp4");
-  const auto written_bytes = [&] {
+  const auto hasBegun = [&] {
+    constexpr std::uintmax_t kSomeFrames_bytes = 200000;
     std::uintmax_t bytes = 0;
     for (const auto& entry : fs::directory_iterator(run_.folder())) {
       bytes += entry.path().extension() == ".part" ? entry.file_size() : 0;
     }
-    return bytes;
+    return bytes >= kSomeFrames_bytes;
   };
   const auto cancelled = [&](std::vector<std::string> options) {
-    options.insert(options.begin(), {StylizeRun::program(), in, "-o", out, "--style", "pencil", "--crf", "1"});
-    ChildProcess program(options, StylizeRun::withGpu());
-    constexpr std::uintmax_t kSomeFrames_bytes = 200000;
-    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (written_bytes() < kSomeFrames_bytes && std::chrono::steady_clock::now() < give_up) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    program.signal(SIGINT);
-    const ChildResult result = program.wait();
+    options.insert(options.begin(), {in, "-o", out, "--style", "pencil", "--crf", "1"});
+    const ChildResult result = StylizeRun::runCancelled(options, StylizeRun::withGpu(), hasBegun);
     EXPECT_EQ(result.exit_status, 130) << result.standard_error;
     EXPECT_THAT(result.standard_error, HasSubstr("cancelled"));
     EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "out.mp4"}));

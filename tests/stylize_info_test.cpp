@@ -2,7 +2,6 @@
 
 #include "selftest_command.h"
 #include "sha256.h"
-#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
@@ -36,10 +35,8 @@ protected:
   }
 
   std::vector<NamedContent> cartoon_ = networkFiles(kCartoon, FixedNetwork{.gain = -1});
-  TestPackage package_{{cartoon_, networkFiles(kLightGrey, FixedNetwork{.gain = 0.5F}),
-                        networkFiles(std::string(kLightGrey) + kQuantised, FixedNetwork{.gain = 0.5F}),
-                        networkFiles(kTransfer512, TransferNetwork{}),
-                        networkFiles(std::string(kTransfer512) + kQuantised, TransferNetwork{})}};
+  TestPackage package_{
+      {cartoon_, alikeTwins(kLightGrey, FixedNetwork{.gain = 0.5F}), alikeTwins(kTransfer512, TransferNetwork{})}};
 };
 
 TEST_F(StylizeInfo, ListsWhatThereIs) {
@@ -56,7 +53,7 @@ TEST_F(StylizeInfo, ListsWhatThereIs) {
   EXPECT_EQ(entry["size_bytes"], cartoon_[0].content.size());
   EXPECT_EQ(entry["style"], "cartoon");
   const TemporaryFolder folder;
-  std::ofstream(folder.path() / "entry", std::ios::binary) << cartoon_[0].content;
+  writeFile(folder.path() / "entry", cartoon_[0].content);
   EXPECT_EQ(entry["sha256"], stylize::sha256OfFile(folder.path() / "entry", 0, cartoon_[0].content.size()));
   const ChildResult text = StylizeRun::run({"info", "--models", package_.folder()}, StylizeRun::withGpu());
   EXPECT_THAT(text.standard_output, HasSubstr(entry["sha256"].get<std::string>() + "\t"));
@@ -89,10 +86,8 @@ TEST_F(StylizeInfo, SelftestFindsANetworkThatDrawsNothing) {
 // The sums tell the drawings of all styles apart, and a drawing from its mirror image, by more than what is allowed.
 TEST(SelftestSums, TellPicturesApart) {
   const cv::Mat photo = stylize::selftestPhoto();
-  cv::Mat mirrored(photo.size(), photo.type());
-  for (int column = 0; column < photo.cols; ++column) {
-    photo.col(column).copyTo(mirrored.col(photo.cols - 1 - column));
-  }
+  cv::Mat mirrored;
+  cv::flip(photo, mirrored, 1);
   const stylize::BlockSums sums = stylize::blockSums(photo);
   const stylize::BlockSums others = stylize::blockSums(mirrored);
   int largest = 0;

@@ -6,10 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <csignal>
 #include <fstream>
-#include <thread>
 
 namespace vorin::tests {
 namespace {
@@ -17,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kCartoonEntry = "cartoon_model_slim5.xml";
+constexpr const char* kIncomplete = "no model package, or an incomplete one";
 
 std::string cartoonPackage() {
   return packageBytes(networkFiles(kCartoon, FixedNetwork{}));
@@ -41,43 +39,34 @@ struct FailureCase {
 
 std::vector<FailureCase> packageCases() {
   const std::vector<std::string> cartoon = {"--style", "cartoon", "--models", "%models"};
-  const std::vector<std::string> transfer = {"--style", "transfer", "--style-image", "%photo.png", "--models", "%models"};
+  const std::vector<std::string> grey = {"--style", "lightgrey", "--models", "%models"};
+  const std::vector<std::string> transfer = {"--style",   "transfer", "--style-image", "%photo.png",
+                                             "--network", "540p",     "--models",      "%models"};
   const std::string complete = cartoonPackage();
   const std::string directory_end = recordBytes("", 0, 0);
   return {
-      {"Empty", "", cartoon, 3, "no model package, or an incomplete one"},
-      {"Text", "this is a text and no package\n", cartoon, 3, "no model package, or an incomplete one"},
-      {"RandomBytes", randomBytes(5000, 11), cartoon, 3, "no model package, or an incomplete one"},
-      {"DirectoryCut", complete.substr(0, 30), cartoon, 3, "no model package, or an incomplete one"},
-      {"NoEndOfDirectory", recordBytes("a", 0, 0) + recordBytes("b", 0, 0), cartoon, 3, "no model package, or an incomplete one"},
-      {"NameWithoutEnd", std::string(5000, 'n'), cartoon, 3, "no model package, or an incomplete one"},
-      {"DataCut", complete.substr(0, complete.size() - 1), cartoon, 3, "no model package, or an incomplete one"},
-      {"EntryPastTheEnd", recordBytes(kCartoonEntry, 100, 1000) + directory_end, cartoon, 3,
-       "no model package, or an incomplete one"},
-      {"OffsetBeyond2GiB", recordBytes(kCartoonEntry, 0, 0x80000000) + directory_end, cartoon, 3,
-       "no model package, or an incomplete one"},
-      {"HugeEntry", recordBytes("huge", 0x40000001, 0) + directory_end, cartoon, 3, "no model package, or an incomplete one"},
+      {"Empty", "", cartoon, 3, kIncomplete},
+      {"Text", "this is a text and no package\n", cartoon, 3, kIncomplete},
+      {"RandomBytes", randomBytes(5000, 11), cartoon, 3, kIncomplete},
+      {"DirectoryCut", complete.substr(0, 30), cartoon, 3, kIncomplete},
+      {"NoEndOfDirectory", recordBytes("a", 0, 0) + recordBytes("b", 0, 0), cartoon, 3, kIncomplete},
+      {"NameWithoutEnd", std::string(5000, 'n'), cartoon, 3, kIncomplete},
+      {"DataCut", complete.substr(0, complete.size() - 1), cartoon, 3, kIncomplete},
+      {"EntryPastTheEnd", recordBytes(kCartoonEntry, 100, 1000) + directory_end, cartoon, 3, kIncomplete},
+      {"OffsetBeyond2GiB", recordBytes(kCartoonEntry, 0, 0x80000000) + directory_end, cartoon, 3, kIncomplete},
+      {"HugeEntry", recordBytes("huge", 0x40000001, 0) + directory_end, cartoon, 3, kIncomplete},
       {"NoEntries", directory_end, cartoon, 3, "lacks 'cartoon_model_slim5.xml', 'cartoon_model_slim5.bin'"},
-      {"OtherStyleOnly", complete, {"--style", "lightgrey", "--models", "%models"}, 3, "lacks 'model_lightgrey_v19.xml'"},
-      {"OtherNetworkOnly",
-       packageBytes(networkFiles(kTransfer512, TransferNetwork{})),
-       {"--style", "transfer", "--style-image", "%photo.png", "--network", "540p", "--models", "%models"},
-       3,
+      {"OtherStyleOnly", complete, grey, 3, "lacks 'model_lightgrey_v19.xml'"},
+      {"OtherNetworkOnly", packageBytes(networkFiles(kTransfer512, TransferNetwork{})), transfer, 3,
        "lacks 'ensemble_out_r31_c540p_s512"},
-      {"NoTwin",
-       packageBytes(networkFiles(kLightGrey, FixedNetwork{})),
-       {"--style", "lightgrey", "--models", "%models"},
-       3,
+      {"NoTwin", packageBytes(networkFiles(kLightGrey, FixedNetwork{})), grey, 3,
        "lacks 'model_lightgrey_v19_int8.xml', 'model_lightgrey_v19_int8.bin'"},
       {"NoWeights", packageBytes({networkFiles(kCartoon, FixedNetwork{}).front()}), cartoon, 3,
        "lacks 'cartoon_model_slim5.bin'"},
       {"NetworkCut", packageBytes({{kCartoonEntry, "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>"}}), cartoon,
        3, "lacks 'cartoon_model_slim5.bin'"},
       {"ThreeInputs", packageBytes(networkFiles(kCartoon, makeSum({"a", "b", "c"}))), cartoon, 3, "vorin-pack verify"},
-      {"InputsWithoutTheirNames",
-       packageBytes(networkFiles(kTransfer540, makeSum({"a", "b"}))),
-       {"--style", "transfer", "--style-image", "%photo.png", "--network", "540p", "--models", "%models"},
-       3,
+      {"InputsWithoutTheirNames", packageBytes(networkFiles(kTransfer540, makeSum({"a", "b"}))), transfer, 3,
        "vorin-pack verify"},
       {"DoesNotRun", packageBytes(networkFiles(kCartoon, networkThatDoesNotRun())), cartoon, 3, "does not work"},
       {"OneColourForEverything", packageBytes(networkFiles(kCartoon, FixedNetwork{.gain = 0})), cartoon, 3, "does not work"},
@@ -115,21 +104,7 @@ protected:
   }
 
   // The library leaves the files of a network that it could not read beside the program, until it loads that style again.
-  void TearDown() override {
-    for (const char* const name : {kTransfer512, kTransfer540, kTransfer256, kLightGrey, kCartoon}) {
-      for (const char* const ending : {".xml", ".bin", "_int8.xml", "_int8.bin"}) {
-        fs::remove(fs::path(StylizeRun::program()).parent_path() / (std::string(name) + ending));
-      }
-    }
-  }
-
-  std::vector<std::string> commandLine(const FailureCase& failure) const {
-    std::vector<std::string> arguments = {run_.file("photo.png"), "-o", run_.file("out.png")};
-    for (const std::string& argument : failure.arguments) {
-      arguments.push_back(argument.starts_with('%') ? run_.file(argument.substr(1)) : argument);
-    }
-    return arguments;
-  }
+  void TearDown() override { removeUnpackedNetworkFiles(); }
 
   StylizeRun run_;
 };
@@ -138,12 +113,8 @@ TEST_P(StylizeNeuralFailure, SaysOneLineAndLeavesNothing) {
   const FailureCase& failure = GetParam();
   writeFile(run_.file("models") + "/model_st.bin", failure.package);
   const auto names_before = run_.names();
-  const ChildResult result = StylizeRun::run(commandLine(failure), StylizeRun::withGpu());
-  EXPECT_EQ(result.exit_status, failure.exit_status);
-  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
-  EXPECT_TRUE(result.standard_error.starts_with("vorin-stylize: ")) << result.standard_error;
-  EXPECT_NE(result.standard_error.find(failure.said), std::string::npos) << result.standard_error;
-  EXPECT_EQ(result.standard_output, "");
+  const ChildResult result = run_.draw(run_.inFolder(failure.arguments), StylizeRun::withGpu());
+  expectFailure(result, failure.exit_status, failure.said);
   EXPECT_EQ(run_.names(), names_before);
   EXPECT_EQ(readFile(run_.file("models") + "/model_st.bin"), failure.package);
 }
@@ -159,11 +130,7 @@ TEST_F(StylizeNeuralFailure, NetworkIsText) {
             packageBytes({{kCartoonEntry, "no network"}, {"cartoon_model_slim5.bin", ""}}));
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["ASAN_OPTIONS"] = "detect_leaks=0"; // one of those readers leaks
-  const ChildResult result =
-      StylizeRun::run(commandLine({"", "", {"--style", "cartoon", "--models", "%models"}, 3, ""}), setting);
-  EXPECT_EQ(result.exit_status, 3);
-  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
-  EXPECT_NE(result.standard_error.find("vorin-pack verify"), std::string::npos) << result.standard_error;
+  expectFailure(run_.draw({"--style", "cartoon", "--models", run_.file("models")}, setting), 3, "vorin-pack verify");
 }
 
 // The library unpacks the network beside the program and removes its files once they are loaded.
@@ -172,20 +139,11 @@ TEST_F(StylizeNeuralFailure, CancelledLoadingSaysSoAndLeavesNothing) {
   writeFile(run_.file("models") + "/model_st.bin",
             packageBytes(networkFiles(kCartoon, FixedNetwork{.padding_floats = kPaddingBytes / 4})));
   const auto names_before = run_.names();
-  const fs::path program(StylizeRun::program());
-  const fs::path unpacked = program.parent_path() / kCartoonEntry;
+  const fs::path unpacked = fs::path(StylizeRun::program()).parent_path() / kCartoonEntry;
   ASSERT_FALSE(fs::exists(unpacked));
-  std::vector<std::string> arguments = commandLine({"", "", {"--style", "cartoon", "--models", "%models"}, 130, ""});
-  arguments.insert(arguments.begin(), program.string());
-  ChildSetting setting = StylizeRun::withGpu();
-  setting.gets_signals = true;
-  ChildProcess child(arguments, setting);
-  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!fs::exists(unpacked) && std::chrono::steady_clock::now() < give_up) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  child.signal(SIGINT);
-  const ChildResult result = child.wait();
+  const ChildResult result = StylizeRun::runCancelled(
+      {run_.file("photo.png"), "-o", run_.file("out.png"), "--style", "cartoon", "--models", run_.file("models")},
+      StylizeRun::withGpu(), [&] { return fs::exists(unpacked); });
   EXPECT_EQ(result.exit_status, 130);
   EXPECT_EQ(result.standard_error, "vorin-stylize: cancelled\n");
   EXPECT_EQ(result.standard_output, "");
@@ -202,10 +160,7 @@ TEST_F(StylizeNeuralFailure, AbsentNetworksShowFirst) {
                                                std::vector<std::string>{"sheet", run_.file("photo.png")}}) {
     std::vector<std::string> arguments = what;
     arguments.insert(arguments.end(), {"-o", run_.file("out.png"), "--models", run_.file("models")});
-    const ChildResult result = StylizeRun::run(arguments, StylizeRun::withoutGpu());
-    EXPECT_EQ(result.exit_status, 3);
-    ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
-    EXPECT_NE(result.standard_error.find("lacks 'model_lightgrey_v19.xml'"), std::string::npos) << result.standard_error;
+    expectFailure(StylizeRun::run(arguments, StylizeRun::withoutGpu()), 3, "lacks 'model_lightgrey_v19.xml'");
   }
 }
 
@@ -213,11 +168,8 @@ TEST(StylizeNeuralFailures, NoPackageNearTheProgram) {
   const StylizeRun run;
   ChildSetting setting = StylizeRun::withGpu();
   const std::string program = StylizeRun::copyProgram(run.folder(), setting);
-  const ChildResult result =
-      ChildProcess({program, run.photo("photo.png", {61, 47}), "-o", run.file("out.png"), "--style", "cartoon"}, setting).wait();
-  EXPECT_EQ(result.exit_status, 3);
-  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
-  EXPECT_NE(result.standard_error.find("--models"), std::string::npos) << result.standard_error;
+  const std::string photo = run.photo("photo.png", {61, 47});
+  expectFailure(ChildProcess({program, photo, "-o", run.file("out.png"), "--style", "cartoon"}, setting).wait(), 3, "--models");
   EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", StylizeRun::programName()}));
 }
 

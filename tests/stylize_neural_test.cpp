@@ -1,32 +1,24 @@
 // The neural styles of vorin-stylize when all is well. The networks are small ones whose answers can be computed by hand: what
 // comes out shows that the right network got the right picture and that the drawing found its way back to the photo's size.
 
-#include "support/pictures.h"
+#include "support/neural_reference.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <chrono>
-#include <memory>
 #include <thread>
 
 namespace vorin::tests {
 namespace {
 
+using testing::HasSubstr;
+
 constexpr int kWidth = 131; // odd, so that nv12 and yuy2 have to pad and crop
 constexpr int kHeight = 97;
-
-// Under both names, so that it does not matter which of them the device wants.
-template <typename Recipe> std::vector<NamedContent> bothTwins(const std::string& name, const Recipe& recipe) {
-  std::vector<NamedContent> files = networkFiles(name, recipe);
-  for (NamedContent& file : networkFiles(name + kQuantised, recipe)) {
-    files.push_back(std::move(file));
-  }
-  return files;
-}
 
 double meanDifference(const cv::Mat& a, const cv::Mat& b) {
   return cv::norm(a, b, cv::NORM_L1) / static_cast<double>(a.total() * 3);
@@ -109,7 +101,7 @@ TEST_F(StylizeCartoon, TinyPhotosAreDrawnAtTheLeastSizeOfANetwork) {
 // The library stretches the answer from 0 to 255.
 TEST(StylizeLightGrey, IsTheNetworksStretchedAnswer) {
   const StylizeRun run;
-  const TestPackage package({bothTwins(kLightGrey, FixedNetwork{.gain = 0.3F, .bias = 0.1F})});
+  const TestPackage package({alikeTwins(kLightGrey, FixedNetwork{.gain = 0.3F, .bias = 0.1F})});
   const ChildResult result = StylizeRun::run({run.photo("photo.png", {kWidth, kHeight}), "-o", run.file("out.png"), "--style",
                                               "lightgrey", "--size", "131x97", "--models", package.folder()},
                                              StylizeRun::withGpu());
@@ -125,32 +117,17 @@ TEST(StylizeLightGrey, IsTheNetworksStretchedAnswer) {
 
 const cv::Scalar kStyleColour(200, 60, 120);
 
-// The whole way of a transfer network's picture, in double precision: normalised (the content's constants in the order red,
-// green, blue on blue, green, red; the style's in the order of its colours), mixed, de-normalised, clamped and stretched.
+// The whole way of a transfer network's picture: normalised (the content's constants in the order red, green, blue on blue,
+// green, red; the style's in the order of its colours), mixed, de-normalised, clamped and stretched.
 cv::Mat transferred(const cv::Mat& photo, const TransferNetwork& recipe) {
-  const cv::Vec3d content_mean(123.675, 116.28, 103.53);
-  const cv::Vec3d content_scale(58.395, 57.12, 57.375);
-  const cv::Vec3d style_mean(103.53, 116.28, 123.675);
-  const cv::Vec3d style_scale(57.375, 57.12, 58.395);
-  const cv::Vec3d deviation(0.225, 0.224, 0.229);
-  const cv::Vec3d mean(0.406, 0.456, 0.485);
-  cv::Mat mixed(photo.size(), CV_64FC3);
-  for (int row = 0; row < photo.rows; ++row) {
-    for (int column = 0; column < photo.cols; ++column) {
-      for (int plane = 0; plane < 3; ++plane) {
-        const double content = (photo.at<cv::Vec3b>(row, column)[plane] - content_mean[plane]) / content_scale[plane];
-        const double style = (kStyleColour[plane] - style_mean[plane]) / style_scale[plane];
-        const double answer = static_cast<double>(recipe.content_gain) * content + static_cast<double>(recipe.style_gain) * style;
-        mixed.at<cv::Vec3d>(row, column)[plane] = std::clamp(answer * deviation[plane] + mean[plane], 0.0, 1.0);
-      }
-    }
+  Planes planes = planesOf({photo.datastart, photo.dataend}, contentValue);
+  for (std::size_t index = 0; index < planes.size(); ++index) {
+    const int plane = static_cast<int>(index / photo.total());
+    const double style = styleValue(plane, static_cast<std::uint8_t>(kStyleColour[plane]));
+    planes[index] = recipe.content_gain * planes[index] + recipe.style_gain * static_cast<float>(style);
   }
-  double least = 0;
-  double most = 0;
-  cv::minMaxLoc(mixed.reshape(1), &least, &most);
-  cv::Mat picture;
-  mixed.convertTo(picture, CV_8U, 255 / (most - least), -least * 255 / (most - least));
-  return picture;
+  Picture picture = transferPicture(planes, photo.cols, photo.rows);
+  return cv::Mat(photo.size(), CV_8UC3, picture.data()).clone();
 }
 
 class StylizeTransfer : public testing::Test {
@@ -159,15 +136,19 @@ protected:
     return {.width = kWidth, .height = kHeight, .content_gain = content_gain, .style_gain = style_gain};
   }
 
-  ChildResult draw(const std::string& photo, const std::string& output, const std::vector<std::string>& more = {}) const {
+  // What draws photo.png into out.png with the style image.
+  std::vector<std::string> arguments(const std::vector<std::string>& more = {}) const {
     savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
-    std::vector<std::string> arguments = {photo,           "-o",
-                                          output,          "--style",
-                                          "transfer",      "--overwrite",
-                                          "--style-image", run_.file("style.png"),
-                                          "--models",      package_.folder()};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return StylizeRun::run(arguments, StylizeRun::withGpu());
+    std::vector<std::string> all = {run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"), "--overwrite"};
+    all.insert(all.end(), {"--style", "transfer", "--style-image", run_.file("style.png")});
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  }
+
+  // The largest difference of out.png from what a network makes of the photo.
+  double differenceFrom(const TransferNetwork& recipe) const {
+    const cv::Mat expected = transferred(makePhoto({kWidth, kHeight}), recipe);
+    return cv::norm(loadPicture(run_.file("out.png")), expected, cv::NORM_INF);
   }
 
   StylizeRun run_;
@@ -175,7 +156,7 @@ protected:
   TransferNetwork recipe_256_ = recipe(-0.7F, 0.5F);
   TransferNetwork recipe_540p_ = recipe(0.4F, -1.0F);
   TestPackage package_{
-      {bothTwins(kTransfer512, recipe_512_), bothTwins(kTransfer256, recipe_256_), networkFiles(kTransfer540, recipe_540p_)}};
+      {alikeTwins(kTransfer512, recipe_512_), alikeTwins(kTransfer256, recipe_256_), networkFiles(kTransfer540, recipe_540p_)}};
 };
 
 TEST_F(StylizeTransfer, EachNetworkIsReachedByItsName) {
@@ -187,14 +168,14 @@ TEST_F(StylizeTransfer, EachNetworkIsReachedByItsName) {
   for (const Case& each :
        {Case{{}, "network 512,", recipe_512_}, Case{{"--network", "512"}, "network 512,", recipe_512_},
         Case{{"--network", "256"}, "network 256,", recipe_256_}, Case{{"--network", "540p"}, "network 540p,", recipe_540p_}}) {
-    const ChildResult result = draw(run_.photo("photo.png", {kWidth, kHeight}), run_.file("out.png"), each.arguments);
+    std::vector<std::string> more = each.arguments;
+    more.insert(more.end(), {"--models", package_.folder()});
+    const ChildResult result = StylizeRun::run(arguments(more), StylizeRun::withGpu());
     ASSERT_EQ(result.exit_status, 0) << result.standard_error;
     EXPECT_EQ(result.standard_output, "");
-    EXPECT_NE(result.standard_error.find(each.told), std::string::npos) << result.standard_error;
+    EXPECT_THAT(result.standard_error, HasSubstr(each.told));
     // Half precision on the way in is worth one step after the stretching; both sides round.
-    EXPECT_LE(cv::norm(loadPicture(run_.file("out.png")), transferred(makePhoto({kWidth, kHeight}), each.recipe), cv::NORM_INF),
-              3)
-        << each.told;
+    EXPECT_LE(differenceFrom(each.recipe), 3) << each.told;
   }
 }
 
@@ -202,14 +183,10 @@ TEST_F(StylizeTransfer, EachNetworkIsReachedByItsName) {
 // that it is under way, and the time given after that is many times what it needs to the end.
 TEST_F(StylizeTransfer, WaitsForItsTurn) {
   std::shared_ptr<void> turn = StylizeRun::holdTurn();
-  savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
-  ChildProcess child({StylizeRun::program(), run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"), "--style",
-                      "transfer", "--style-image", run_.file("style.png"), "--models", package_.folder()},
-                     StylizeRun::withGpu());
-  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (run_.names().size() < 3 && std::chrono::steady_clock::now() < give_up) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  std::vector<std::string> line = arguments({"--models", package_.folder()});
+  line.insert(line.begin(), StylizeRun::program());
+  ChildProcess child(line, StylizeRun::withGpu());
+  waitUntil([&] { return run_.names().size() == 3; });
   std::this_thread::sleep_for(std::chrono::seconds(2));
   EXPECT_FALSE(run_.names().contains("out.png"));
   turn.reset();
@@ -219,19 +196,13 @@ TEST_F(StylizeTransfer, WaitsForItsTurn) {
 }
 
 TEST_F(StylizeTransfer, SoftwareDeviceDrawsWithoutBeingAskedFor) {
-  savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
   // A number of bf16 has eight bits, so a few steps may go amiss where the runtime computes such a small network in it.
   for (const auto& [precision, tolerance] : {std::pair("f32", 3), std::pair("bf16", 12)}) {
-    const ChildResult result = StylizeRun::run({run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"),
-                                                "--overwrite", "--style", "transfer", "--style-image", run_.file("style.png"),
-                                                "--models", package_.folder(), "--precision", precision},
-                                               StylizeRun::withoutGpu());
+    const ChildResult result =
+        StylizeRun::run(arguments({"--models", package_.folder(), "--precision", precision}), StylizeRun::withoutGpu());
     EXPECT_EQ(result.exit_status, 0);
-    const auto lines = linesOf(result.standard_error);
-    ASSERT_EQ(lines.size(), 2U) << result.standard_error;
-    EXPECT_NE(lines[0].find("no GPU found"), std::string::npos) << lines[0];
-    const cv::Mat expected = transferred(makePhoto({kWidth, kHeight}), recipe_512_);
-    EXPECT_LE(cv::norm(loadPicture(run_.file("out.png")), expected, cv::NORM_INF), tolerance) << precision;
+    EXPECT_THAT(linesOf(result.standard_error), testing::ElementsAre(HasSubstr("no GPU found"), testing::_));
+    EXPECT_LE(differenceFrom(recipe_512_), tolerance) << precision;
   }
 }
 
@@ -239,16 +210,13 @@ TEST_F(StylizeTransfer, SoftwareDeviceDrawsWithoutBeingAskedFor) {
 TEST_F(StylizeTransfer, PackageIsFoundNearTheProgram) {
   const std::filesystem::path program_folder = run_.folder() / "programs";
   std::filesystem::create_directory(program_folder);
-  savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
   ChildSetting setting = StylizeRun::withGpu();
-  const std::string program = StylizeRun::copyProgram(program_folder, setting);
+  std::vector<std::string> line = arguments();
+  line.insert(line.begin(), StylizeRun::copyProgram(program_folder, setting));
   for (const std::filesystem::path& models : {program_folder, program_folder / "models", run_.folder() / "models"}) {
     std::filesystem::create_directories(models);
     std::filesystem::copy_file(package_.folder() + "/model_st.bin", models / "model_st.bin");
-    const ChildResult result = ChildProcess({program, run_.photo("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"),
-                                             "--style", "transfer", "--style-image", run_.file("style.png"), "--overwrite"},
-                                            setting)
-                                   .wait();
+    const ChildResult result = ChildProcess(line, setting).wait();
     EXPECT_EQ(result.exit_status, 0) << models << result.standard_error;
     std::filesystem::remove(models / "model_st.bin");
   }

@@ -8,7 +8,6 @@
 #include "output_path.h"
 #include "picture_size.h"
 #include "support/package_bytes.h"
-#include "support/pictures.h"
 #include "support/plain_colour.h"
 #include "support/stylize_run.h"
 

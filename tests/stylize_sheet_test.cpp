@@ -1,6 +1,5 @@
 // The contact sheet of vorin-stylize.
 
-#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
@@ -15,18 +14,9 @@ namespace {
 constexpr int kWidth = 211;
 constexpr int kHeight = 120;
 
-std::vector<std::vector<NamedContent>> networks() {
-  std::vector<std::vector<NamedContent>> all = {networkFiles(kCartoon, FixedNetwork{.gain = -1})};
-  for (const std::string twin : {"", "_int8"}) {
-    all.push_back(networkFiles(kLightGrey + twin, FixedNetwork{.gain = 0.5F}));
-    all.push_back(networkFiles(kTransfer512 + twin, TransferNetwork{.width = kWidth, .height = kHeight}));
-  }
-  return all;
-}
-
 class StylizeSheet : public testing::Test {
 protected:
-  void SetUp() override { savePicture(package_.folder() + "/painting.png", cv::Mat(30, 20, CV_8UC3, cv::Scalar(90, 140, 60))); }
+  void SetUp() override { savePicture(painting_, cv::Mat(30, 20, CV_8UC3, cv::Scalar(90, 140, 60))); }
 
   ChildResult run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.end(), {"--models", package_.folder()});
@@ -34,10 +24,10 @@ protected:
   }
 
   // The drawing of one photo alone.
-  cv::Mat drawing(const std::string& photo, const std::string& style) const {
+  cv::Mat drawing(const std::string& photo, const std::string& style, const std::string& style_image = "") const {
     std::vector<std::string> arguments = {photo, "-o", run_.file("alone.png"), "--style", style, "--overwrite"};
     if (style == "transfer") {
-      arguments.insert(arguments.end(), {"--style-image", package_.folder() + "/painting.png"});
+      arguments.insert(arguments.end(), {"--style-image", style_image.empty() ? painting_ : style_image});
     }
     const ChildResult result = run(arguments);
     EXPECT_EQ(result.exit_status, 0) << result.standard_error;
@@ -55,7 +45,9 @@ protected:
   }
 
   StylizeRun run_;
-  TestPackage package_{networks()};
+  TestPackage package_{{networkFiles(kCartoon, FixedNetwork{.gain = -1}), alikeTwins(kLightGrey, FixedNetwork{.gain = 0.5F}),
+                        alikeTwins(kTransfer512, TransferNetwork{.width = kWidth, .height = kHeight})}};
+  std::string painting_ = package_.folder() + "/painting.png";
 };
 
 TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
@@ -108,12 +100,29 @@ TEST_F(StylizeSheet, GoesOnWithoutAPhotoThatCannotBeRead) {
 }
 
 TEST_F(StylizeSheet, SaysWhenItHasNoStyleImage) {
-  std::filesystem::remove(package_.folder() + "/painting.png");
-  const ChildResult result = run({"sheet", run_.photo("photo.png", {61, 47}), "-o", run_.file("sheet.png")});
-  EXPECT_EQ(result.exit_status, 2);
-  ASSERT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
-  EXPECT_NE(result.standard_error.find("--style-image"), std::string::npos) << result.standard_error;
+  std::filesystem::remove(painting_);
+  expectFailure(run({"sheet", run_.photo("photo.png", {61, 47}), "-o", run_.file("sheet.png")}), 2, "--style-image");
   EXPECT_EQ(run_.names(), std::set<std::string>({"photo.png"}));
+}
+
+// One photo with each image of a folder.
+TEST_F(StylizeSheet, FolderOfStyleImagesGivesOne) {
+  const std::string photo = run_.photo("photo.png", {kWidth, kHeight});
+  const std::filesystem::path looks = run_.folder() / "looks";
+  std::filesystem::create_directory(looks);
+  std::vector<cv::Mat> pictures = {makePhoto({kWidth, kHeight})};
+  for (const auto& [name, colour] : {std::pair("a.png", cv::Scalar(90, 140, 60)), std::pair("b.png", cv::Scalar(20, 200, 230))}) {
+    savePicture((looks / name).string(), cv::Mat(30, 20, CV_8UC3, colour));
+    pictures.push_back(drawing(photo, "transfer", (looks / name).string()));
+  }
+  const ChildResult result = run({photo, "-o", run_.file("sheet.png"), "--style", "transfer", "--style-image", looks.string()});
+  ASSERT_EQ(result.exit_status, 0) << result.standard_error;
+  int previous = -1;
+  for (const cv::Mat& picture : pictures) {
+    const int place = placeOf(picture, loadPicture(run_.file("sheet.png"))).x;
+    EXPECT_GT(place, previous);
+    previous = place;
+  }
 }
 
 } // namespace

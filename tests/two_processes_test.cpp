@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <sstream>
-
 namespace vorin::tests {
 namespace {
 
@@ -32,9 +29,8 @@ protected:
     EXPECT_EQ(result.exit_status, 0) << result.standard_error;
     int lines = 0;
     int well = 0;
-    std::istringstream output(result.standard_output);
-    for (std::string line; std::getline(output, line);) {
-      if (line.rfind("exception: compile model", 0) == 0) {
+    for (const std::string& line : linesOf(result.standard_output)) {
+      if (line.starts_with("exception: compile model")) {
         continue;
       }
       ++lines;

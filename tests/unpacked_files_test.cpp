@@ -1,31 +1,26 @@
 // Entries of a package as files: into the program's folder first, into the folder of last resort second, and away again.
-#include "core/log.h"
 #include "modelpack/unpacked_files.h"
 #include "platform/platform.h"
-#include "support/debugger_output.h"
+#include "support/log_lines.h"
 #include "support/package_bytes.h"
-#include "support/test_environment.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
 namespace vorin::modelpack {
 namespace {
 
 namespace fs = std::filesystem;
 using namespace tests;
+using Lines = std::vector<std::string>;
 
 constexpr const char* kEntry = "vorin_unpacked_files_test.xml";
 const fs::path kLastResort = platform::kLastResortFolder;
 
 class UnpackedFilesTest : public testing::Test {
 protected:
-  UnpackedFilesTest() : had_last_resort_(fs::exists(kLastResort)) {
-    openLog();
-    clear();
-  }
+  UnpackedFilesTest() : had_last_resort_(fs::exists(kLastResort)) { clear(); }
 
   ~UnpackedFilesTest() override {
     clear();
@@ -33,8 +28,6 @@ protected:
     if (!had_last_resort_) {
       fs::remove(kLastResort, ignored);
     }
-    const LogSetting off(0);
-    openLog();
   }
 
   // This program may write where it lies.
@@ -48,20 +41,20 @@ protected:
   }
 
   std::string unpack(const std::wstring& package_path, const std::string& entry_name) {
-    DebuggerOutput output;
+    LogLines lines;
     std::string path = UnpackModelFile(files_, package_path, entry_name);
-    log_ = output.take();
+    log_ = lines.take();
     return path;
   }
 
   void deleteAll() {
-    DebuggerOutput output;
+    LogLines lines;
     DeleteUnpackedFiles(files_);
-    log_ = output.take();
+    log_ = lines.take();
   }
 
   UnpackedFiles files_;
-  std::string log_;
+  Lines log_;
 
 private:
   static void clear() {
@@ -69,20 +62,19 @@ private:
     fs::remove(lastResortFile());
   }
 
-  LogSetting log_setting_{1};
   TemporaryFolder folder_;
   bool had_last_resort_;
 };
 
 std::string folderLine(const std::string& folder) {
-  return "====== sdk: [I] getWritableFolder: " + folder + "\n";
+  return "[I] getWritableFolder: " + folder;
 }
 
 TEST_F(UnpackedFilesTest, WritesIntoTheProgramsFolderAndDeletesInOrder) {
   const std::string weights = "vorin_unpacked_files_test.bin";
   const std::wstring path = package({{kEntry, "network"}, {weights, "weights"}});
   EXPECT_EQ(unpack(path, kEntry), entryFile());
-  EXPECT_EQ(log_, folderLine(programFolder()));
+  EXPECT_EQ(log_, Lines{folderLine(programFolder())});
   EXPECT_EQ(unpack(path, weights), inProgramFolder(weights));
   EXPECT_EQ(readFile(entryFile()), "network");
   EXPECT_EQ(readFile(inProgramFolder(weights)), "weights");
@@ -90,7 +82,7 @@ TEST_F(UnpackedFilesTest, WritesIntoTheProgramsFolderAndDeletesInOrder) {
 
   fs::remove(entryFile());
   deleteAll();
-  EXPECT_EQ(log_, "====== sdk: [V] del " + entryFile() + " fail\n====== sdk: [V] del " + inProgramFolder(weights) + " success\n");
+  EXPECT_EQ(log_, (Lines{"[V] del " + entryFile() + " fail", "[V] del " + inProgramFolder(weights) + " success"}));
   EXPECT_FALSE(fs::exists(inProgramFolder(weights)));
   EXPECT_EQ(files_, UnpackedFiles{});
 }
@@ -110,7 +102,7 @@ TEST_F(UnpackedFilesTest, KeepsEntriesWithFoldersInTheirNamesInTheFolder) {
 TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
   fs::create_directory(entryFile()); // no file of that name can be made there
   EXPECT_EQ(unpack(package({{kEntry, "network"}}), kEntry), lastResortFile());
-  EXPECT_EQ(log_, folderLine(programFolder()));
+  EXPECT_EQ(log_, Lines{folderLine(programFolder())});
   EXPECT_EQ(readFile(std::string(platform::kLastResortFolder) + "vorin_unpacked_files_test.xml"), "network");
   EXPECT_TRUE(fs::is_directory(kLastResort));
   EXPECT_EQ(files_, UnpackedFiles{lastResortFile()});
@@ -119,18 +111,14 @@ TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
 }
 
 TEST_F(UnpackedFilesTest, ReportsWhatNeitherFolderGets) {
-  struct Case {
-    const char* what;
-    std::wstring package;
-  };
-  const std::wstring sound = package({{"other.xml", "network"}});
-  for (const Case& wrong : {Case{"no such entry", sound}, Case{"no package", sound + L"x"}}) {
-    EXPECT_EQ(unpack(wrong.package, kEntry), "") << wrong.what;
-    EXPECT_EQ(log_, folderLine(programFolder()) + "====== sdk: [E] unpack file failed.\n") << wrong.what;
-    EXPECT_TRUE(fs::is_directory(kLastResort)) << wrong.what;
-    EXPECT_FALSE(fs::exists(entryFile())) << wrong.what;
-    EXPECT_FALSE(fs::exists(lastResortFile())) << wrong.what;
-    EXPECT_EQ(files_, UnpackedFiles{}) << wrong.what;
+  const std::wstring without_entry = package({{"other.xml", "network"}});
+  for (const std::wstring& wrong : {without_entry, without_entry + L"x"}) { // the second is no package
+    EXPECT_EQ(unpack(wrong, kEntry), "");
+    EXPECT_EQ(log_, (Lines{folderLine(programFolder()), "[E] unpack file failed."}));
+    EXPECT_TRUE(fs::is_directory(kLastResort));
+    EXPECT_FALSE(fs::exists(entryFile()));
+    EXPECT_FALSE(fs::exists(lastResortFile()));
+    EXPECT_EQ(files_, UnpackedFiles{});
   }
 }
 
@@ -144,7 +132,7 @@ TEST_F(UnpackedFilesTest, ReportsALastResortThatCannotBeMade) {
   const std::string path = unpack(package({{"other.xml", "network"}}), kEntry);
   fs::remove(kLastResort);
   EXPECT_EQ(path, "");
-  EXPECT_EQ(log_, folderLine(programFolder()) + "====== sdk: [E] create model file dir failed.\n");
+  EXPECT_EQ(log_, (Lines{folderLine(programFolder()), "[E] create model file dir failed."}));
   EXPECT_EQ(files_, UnpackedFiles{});
 }
 

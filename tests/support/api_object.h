@@ -1,14 +1,12 @@
 // What the tests of the shared library share: an object through the public header, and the lines of its log.
 #pragma once
 
-#include "support/debugger_output.h"
 #include "support/test_environment.h"
 #include "vorin_stt.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -40,11 +38,10 @@ inline void configureWithoutGpu(SttInterface& object, std::int32_t style, std::i
 }
 
 // The lines of a log that are not about the devices of this machine, without their common front.
-inline std::vector<std::string> linesOf(const std::string& log) {
+inline std::vector<std::string> logLinesOf(const std::string& log) {
   const std::string front = "====== sdk: ";
   std::vector<std::string> lines;
-  std::istringstream stream(log);
-  for (std::string line; std::getline(stream, line);) {
+  for (const std::string& line : linesOf(log)) {
     if (line.find("Device ") == std::string::npos) {
       EXPECT_EQ(line.rfind(front, 0), 0U) << line;
       lines.push_back(line.substr(front.size()));

@@ -59,4 +59,16 @@ inline void deliver(Way way, SttFrame& output, const cv::Mat& result) {
   }
 }
 
+// Once for each way.
+class OutputTest : public testing::TestWithParam<Way> {
+protected:
+  static bool isNeural() { return GetParam() == Way::kNeural; }
+  static int channels() { return isNeural() ? 3 : 4; }
+};
+
+inline const auto kWays = testing::Values(Way::kNeural, Way::kFilter);
+inline std::string nameOfWay(const testing::TestParamInfo<Way>& way) {
+  return way.param == Way::kNeural ? "Neural" : "Filter";
+}
+
 } // namespace vorin::tests

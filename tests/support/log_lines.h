@@ -1,40 +1,44 @@
-// Turns the diagnostic log's debugger output on for a scope and collects its lines.
+// The diagnostic log's debugger output for a scope, and its lines.
 #pragma once
 
 #include "core/log.h"
-#include "support/debugger_output.h"
 #include "support/test_environment.h"
 
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace vorin::tests {
 
-class LogLines {
+class LogOn {
 public:
-  LogLines() { openLog(); }
-  ~LogLines() {
+  LogOn() { openLog(); }
+  ~LogOn() {
     const LogSetting off(0);
     openLog();
   }
-  LogLines(const LogLines&) = delete;
-  LogLines& operator=(const LogLines&) = delete;
+  LogOn(const LogOn&) = delete;
+  LogOn& operator=(const LogOn&) = delete;
 
-  // The log's lines since the scope began; once.
+private:
+  LogSetting debugger_only_{1};
+};
+
+class LogLines {
+public:
+  // The log's lines since the scope began, without what all begin with; once.
   std::vector<std::string> take() {
-    std::istringstream text(output_.take());
+    const std::string front = "====== sdk: ";
     std::vector<std::string> lines;
-    for (std::string line; std::getline(text, line);) {
-      if (line.rfind("====== sdk: ", 0) == 0) { // OpenCL implementations write to standard error too
-        lines.push_back(line);
+    for (const std::string& line : linesOf(output_.take())) {
+      if (line.starts_with(front)) { // OpenCL implementations write to standard error too
+        lines.push_back(line.substr(front.size()));
       }
     }
     return lines;
   }
 
 private:
-  LogSetting debugger_only_{1};
+  LogOn log_;
   DebuggerOutput output_;
 };
 

@@ -28,9 +28,8 @@ std::string probe(const std::filesystem::path& clip, const std::string& what) {
 
 // One at the begin of each line; what else stands there is passed over.
 std::vector<double> numbersIn(const std::string& text) {
-  std::istringstream lines(text);
   std::vector<double> numbers;
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : linesOf(text)) {
     std::istringstream value(line);
     double number = 0;
     if (value >> number) {
@@ -65,9 +64,8 @@ std::string packetHashes(const std::filesystem::path& clip, char kind) {
   const ChildResult result =
       runTool("ffmpeg -v fatal -nostdin -i " + clip.string() + " -map 0:" + kind + "? -map 0:v:0 -c copy -f streamhash -");
   EXPECT_EQ(result.exit_status, 0) << clip;
-  std::istringstream lines(result.standard_output);
   std::string hashes;
-  for (std::string line; std::getline(lines, line);) { // "0,a,SHA256=..."
+  for (const std::string& line : linesOf(result.standard_output)) { // "0,a,SHA256=..."
     const std::size_t comma = line.find(',');
     if (comma != std::string::npos && line[comma + 1] == kind) {
       hashes += line.substr(comma) + '\n';
@@ -99,9 +97,8 @@ std::vector<int> middleColour(const std::filesystem::path& clip) {
   const std::filesystem::path file = folder.path() / "pixels.rgb";
   ffmpeg("-i " + clip.string() + " -frames:v 1 -vf scale=flags=accurate_rnd+full_chroma_int,format=rgb24,crop=1:1 -f rawvideo " +
          file.string());
-  const std::string bytes = readFile(file);
   std::vector<int> colour;
-  for (const char byte : bytes) {
+  for (const char byte : readFile(file)) {
     colour.push_back(static_cast<unsigned char>(byte));
   }
   return colour;

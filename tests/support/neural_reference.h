@@ -134,16 +134,21 @@ inline Picture stretchedPicture(const Planes& planes, int width, int height) {
   return {image.datastart, image.dataend};
 }
 
-// The picture in a style-transfer network's output, before smoothing.
-inline Picture transferPicture(Planes planes, int width, int height) {
+// A style-transfer network's output with its normalisation undone.
+inline Planes denormalised(Planes planes) {
   constexpr double kDeviations[] = {0.225, 0.224, 0.229};
   constexpr double kMeans[] = {0.406, 0.456, 0.485};
-  const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  const std::size_t pixels = planes.size() / 3;
   for (std::size_t index = 0; index < planes.size(); ++index) {
-    const float value = static_cast<float>(planes[index] * kDeviations[index / pixels] + kMeans[index / pixels]);
-    planes[index] = std::clamp(value, 0.0F, 1.0F);
+    const double product = planes[index] * kDeviations[index / pixels];
+    planes[index] = std::clamp(static_cast<float>(product + kMeans[index / pixels]), 0.0F, 1.0F);
   }
-  return stretchedPicture(planes, width, height);
+  return planes;
+}
+
+// The picture in it, before smoothing.
+inline Picture transferPicture(const Planes& planes, int width, int height) {
+  return stretchedPicture(denormalised(planes), width, height);
 }
 
 inline Picture cartoonPicture(const Planes& planes, int width, int height) {

@@ -1,10 +1,44 @@
-// Both filters as plain computations on the processor, written out from their definitions, in single precision as the filters are
-// defined; nothing here is shared with the code under test.
+// Pictures for the filters' tests, made from a fixed seed and compared byte by byte; and both filters as plain computations on
+// the processor, written out from their definitions, in single precision as the filters are defined. Nothing here is shared with
+// the code under test.
 #pragma once
 
-#include "support/opencl_pictures.h"
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace vorin::tests {
+
+// Bytes blue, green, red, alpha; rows without padding.
+struct Picture {
+  int width = 0; // pixels
+  int height = 0;
+  std::vector<std::uint8_t> bytes;
+
+  Picture(int width_, int height_)
+      : width(width_), height(height_), bytes(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4) {}
+  std::size_t offset(int x, int y) const { return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + x) * 4; }
+};
+
+// A picture in which the filters take all their ways: slow gradients, noise of several strengths, hard edges, areas of full black
+// and full white, and alpha values of every size.
+Picture testPicture(int width, int height, std::uint32_t seed);
+
+// Every byte the same.
+Picture plainPicture(int width, int height, std::uint8_t value);
+
+// Left and right exchanged, top and bottom exchanged.
+Picture mirrored(const Picture& picture);
+
+// The picture in the top left corner of a larger one that is 0 elsewhere, each size raised to a multiple of `edge`.
+Picture padded(const Picture& picture, int edge);
+
+// Whether the filtered picture is the expected one: no byte differs by more than 1, and at most 1 byte in 10,000 differs at all,
+// which is what the rounding of single-precision arithmetic in another order comes to. One pixel may differ in any picture: its
+// three colour bytes are equal, so one unlucky rounding is three bytes, whatever the picture's size.
+testing::AssertionResult isNearlyEqual(const std::uint8_t* actual, const Picture& expected);
 
 // How much of a picture took each way at the end of the filters, by the strength of its edges.
 struct EdgeCounts {
@@ -13,12 +47,11 @@ struct EdgeCounts {
   int strong = 0; // above 0.3
 };
 
-// The pencil sketch of a picture. It reads nothing beyond the picture, so that all four rims are alike.
-Picture plainPencilSketch(const Picture& picture, EdgeCounts* counts = nullptr);
-
-// The stippling of a picture, for device images whose sizes are multiples of `edge`: it reads beyond the picture, where the
-// device image is 0, and its displacements are those of the device image's size.
-Picture plainStippling(const Picture& picture, int edge, EdgeCounts* counts = nullptr);
+// The filters of a picture, for device images whose sizes are multiples of `edge`. The sketch reads nothing beyond the picture,
+// so that all four rims are alike; stippling does, where the device image is 0, and its displacements are those of the device
+// image's size. `counts` may be null.
+Picture plainPencilSketch(const Picture& picture, int edge, EdgeCounts* counts);
+Picture plainStippling(const Picture& picture, int edge, EdgeCounts* counts);
 
 // Entry k of the displacement tables for a radius: the first two numbers of the Windows C runtime's generator seeded with k,
 // low byte, remainder.
@@ -27,9 +60,6 @@ struct Displacement {
   int y = 0;
 };
 Displacement plainDisplacement(std::uint32_t k, int radius);
-
-// The weights of the pencil sketch's blur.
-std::vector<float> plainWeights(int radius);
 
 constexpr int kFilterRadius = 4; // of both filters
 

@@ -48,6 +48,8 @@ public:
   // The calls since the last reset.
   std::span<const OpenClCall> calls() const;
   std::size_t countCalls(std::string_view function) const;
+  // The functions of the calls from this one on that begin with the text.
+  std::vector<std::string> namesSince(std::size_t first, std::string_view front = "") const;
 
 private:
   std::shared_ptr<OpenClLayerState> state_;

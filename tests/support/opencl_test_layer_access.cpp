@@ -81,4 +81,14 @@ std::size_t OpenClTestLayer::countCalls(std::string_view function) const {
       std::count_if(all.begin(), all.end(), [&](const OpenClCall& call) { return call.name() == function; }));
 }
 
+std::vector<std::string> OpenClTestLayer::namesSince(std::size_t first, std::string_view front) const {
+  std::vector<std::string> names;
+  for (const OpenClCall& call : calls().subspan(first)) {
+    if (call.name().starts_with(front)) {
+      names.emplace_back(call.name());
+    }
+  }
+  return names;
+}
+
 } // namespace vorin::tests

@@ -5,8 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace vorin::tests {
 
@@ -77,10 +75,7 @@ void PackTest::expectCancelledBy(int signal) const {
   ChildSetting setting = pack_.setting();
   setting.gets_signals = true;
   ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, setting);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (pack_.leftovers().empty() && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  waitUntil([&] { return !pack_.leftovers().empty(); });
   process.signal(signal);
   const ChildResult result = process.wait();
   EXPECT_EQ(result.exit_status, 130) << signal;

@@ -63,22 +63,4 @@ inline void fillWithMotion(cv::Mat& current, cv::Mat& previous, std::mt19937& ra
   }
 }
 
-// Runs a check of (current, previous) over moving pictures of every width up to 70 and one of many strips, all with padded rows,
-// and sees to it that nothing is written outside them.
-template <typename Check> void checkMovingPictures(std::uint32_t seed, const Check& check) {
-  std::mt19937 random(seed);
-  const auto checkOne = [&](int width, int height, int current_gap, int previous_gap) {
-    PaddedImage current(width, height, current_gap);
-    PaddedImage previous(width, height, previous_gap);
-    fillWithMotion(current.image(), previous.image(), random);
-    check(current.image(), previous.image());
-    EXPECT_TRUE(current.surroundingsIntact()) << width;
-    EXPECT_TRUE(previous.surroundingsIntact()) << width;
-  };
-  for (int width = 1; width <= 70; ++width) {
-    checkOne(width, 5, 7, 1 + width % 4);
-  }
-  checkOne(1283, 11, 13, 0);
-}
-
 } // namespace vorin::tests

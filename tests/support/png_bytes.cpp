@@ -1,4 +1,4 @@
-#include "support/pictures.h"
+#include "support/stylize_run.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // the tests can lay it into a folder of their choice.
 #include "core/log.h"
 #include "core/writable_folder.h"
-#include "support/debugger_output.h"
+#include "support/system.h"
 
 #include <cstdio>
 #include <exception>

@@ -1,12 +1,12 @@
 #include "support/stylize_run.h"
 
-#include "support/pictures.h"
-
+#include <gmock/gmock.h>
 #include <opencv2/imgproc.hpp>
 
-#include <sstream>
+#include <csignal>
 
 namespace vorin::tests {
+
 cv::Mat makePhoto(cv::Size size) {
   const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
   cv::Mat blocks(half, CV_8UC3);
@@ -28,13 +28,12 @@ cv::Mat makePhoto(cv::Size size) {
   return photo(cv::Rect({0, 0}, size)).clone();
 }
 
-std::vector<std::string> linesOf(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
+void expectFailure(const ChildResult& result, int exit_status, const std::string& said) {
+  EXPECT_EQ(result.exit_status, exit_status);
+  EXPECT_EQ(linesOf(result.standard_error).size(), 1U) << result.standard_error;
+  EXPECT_THAT(result.standard_error, testing::StartsWith("vorin-stylize: "));
+  EXPECT_THAT(result.standard_error, testing::HasSubstr(said));
+  EXPECT_EQ(result.standard_output, "");
 }
 
 std::set<std::string> StylizeRun::names() const {
@@ -43,6 +42,15 @@ std::set<std::string> StylizeRun::names() const {
     names.insert(entry.path().filename().string());
   }
   return names;
+}
+
+std::vector<std::string> StylizeRun::inFolder(std::vector<std::string> arguments) const {
+  for (std::string& argument : arguments) {
+    if (argument.starts_with('%')) {
+      argument = file(argument.substr(1));
+    }
+  }
+  return arguments;
 }
 
 std::string StylizeRun::photo(const std::string& name, cv::Size size) const {
@@ -61,6 +69,21 @@ std::string StylizeRun::programName() {
 ChildResult StylizeRun::run(std::vector<std::string> arguments, const ChildSetting& setting) {
   arguments.insert(arguments.begin(), program());
   return ChildProcess(arguments, setting).wait();
+}
+
+ChildResult StylizeRun::runCancelled(std::vector<std::string> arguments, ChildSetting setting,
+                                     const std::function<bool()>& condition) {
+  arguments.insert(arguments.begin(), program());
+  setting.gets_signals = true;
+  ChildProcess child(arguments, setting);
+  waitUntil(condition);
+  child.signal(SIGINT);
+  return child.wait();
+}
+
+ChildResult StylizeRun::draw(std::vector<std::string> more, const ChildSetting& setting) const {
+  more.insert(more.begin(), {photo("photo.png", {61, 47}), "-o", file("out.png")});
+  return run(more, setting);
 }
 
 } // namespace vorin::tests

@@ -16,6 +16,21 @@ void setVariable(const std::string& name, const std::optional<std::string>& valu
 // The variable that names the folder for temporary files.
 extern const char* const kTemporaryFolderVariable;
 
+// Collects what this process says to whoever debugs it: on standard error, or through the system's call for that. One at a time.
+class DebuggerOutput {
+public:
+  DebuggerOutput();
+  ~DebuggerOutput();
+  DebuggerOutput(const DebuggerOutput&) = delete;
+  DebuggerOutput& operator=(const DebuggerOutput&) = delete;
+
+  // What was said since the beginning. Ends the collection.
+  std::string take();
+
+private:
+  bool taken_ = false;
+};
+
 // Puts the machine back as it was when it goes.
 using Restoration = std::shared_ptr<void>;
 

@@ -1,10 +1,14 @@
 #include "support/test_environment.h"
 
+#include <gtest/gtest.h>
+
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace vorin::tests {
 namespace {
@@ -62,16 +66,29 @@ std::string inProgramFolder(const std::string& name) {
 
 std::string readText(const std::filesystem::path& path) {
   std::ifstream file(path);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 std::string readFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+void waitUntil(const std::function<bool()>& condition) {
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!condition()) {
+    ASSERT_LT(std::chrono::steady_clock::now(), give_up) << "nothing has come of it";
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 
 } // namespace vorin::tests

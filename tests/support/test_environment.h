@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace vorin::tests {
 
@@ -63,5 +65,11 @@ std::string inProgramFolder(const std::string& name);
 // A file as text, with line ends as C programs have them, and its bytes.
 std::string readText(const std::filesystem::path& path);
 std::string readFile(const std::filesystem::path& path);
+
+// The lines of a text, without their ends.
+std::vector<std::string> linesOf(const std::string& text);
+
+// Waits until the condition holds. The test fails where that takes longer than a minute.
+void waitUntil(const std::function<bool()>& condition);
 
 } // namespace vorin::tests

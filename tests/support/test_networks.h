@@ -61,13 +61,18 @@ template <typename Recipe> std::vector<NamedContent> networkFiles(const std::str
 // greater by this, so that its answers tell which of the two was run.
 inline constexpr float kTwinBias = 0.25F;
 
-template <typename Recipe> std::vector<NamedContent> twinFiles(const std::string& name, Recipe recipe) {
+template <typename Recipe>
+std::vector<NamedContent> twinFiles(const std::string& name, Recipe recipe, float twin_bias = kTwinBias) {
   std::vector<NamedContent> files = networkFiles(name, recipe);
-  recipe.bias += kTwinBias;
-  for (NamedContent& file : networkFiles(name + kQuantised, recipe)) {
-    files.push_back(std::move(file));
-  }
+  recipe.bias += twin_bias;
+  const std::vector<NamedContent> quantised = networkFiles(name + kQuantised, recipe);
+  files.insert(files.end(), quantised.begin(), quantised.end());
   return files;
+}
+
+// Twins that are alike, for tests in which it does not matter which of them the device wants.
+template <typename Recipe> std::vector<NamedContent> alikeTwins(const std::string& name, const Recipe& recipe) {
+  return twinFiles(name, recipe, 0);
 }
 
 // A folder with a model package in it, removed at the end of the scope.

@@ -108,17 +108,6 @@ TEST_F(LogOnWindows, FolderTestAndFileTakeTheSeparatorsThatTheLogGives) {
   EXPECT_FALSE(platform::isFolder(file_.string() + "\\"));
 }
 
-TEST_F(LogOnWindows, IsOffWhereItsFolderIsAFile) {
-  std::ofstream(data_ / "temp") << "in the way";
-  writeSwitch(REG_DWORD, {'\2', '\0', '\0', '\0'});
-  openLog();
-  fs::remove(data_ / "temp");
-  fs::create_directory(data_ / "temp");
-  sttLogError("unheard");
-  closeLog();
-  EXPECT_FALSE(fs::exists(file_));
-}
-
 bool format(std::string& buffer, const char* text, ...) {
   std::va_list arguments;
   va_start(arguments, text);

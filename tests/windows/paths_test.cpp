@@ -1,4 +1,4 @@
-// Folders and names of Windows: the probe of a folder, the temporary folder, and what the ANSI code page does to names.
+// Folders and names of Windows: the probe of a folder, and what the ANSI code page does to names.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
@@ -42,16 +42,6 @@ TEST_F(Paths, ProbeFailsWhereItCannotBeMadeOrDeleted) {
   }
   fs::create_directory(probe);
   EXPECT_FALSE(platform::canCreateAndDelete(probe));
-}
-
-TEST_F(Paths, TemporaryFolderIsTheVariablesWithASeparator) {
-  char before[MAX_PATH] = {};
-  ::GetEnvironmentVariableA("TMP", before, MAX_PATH);
-  ::SetEnvironmentVariableA("TMP", folder_.string().c_str());
-  EXPECT_EQ(platform::temporaryFolder(), folder_.string() + "\\");
-  ::SetEnvironmentVariableA("TMP", ("c:\\" + std::string(300, 't')).c_str());
-  EXPECT_EQ(platform::temporaryFolder(), std::nullopt);
-  ::SetEnvironmentVariableA("TMP", before);
 }
 
 TEST_F(Paths, WritabilityIsThatOfTheName) {

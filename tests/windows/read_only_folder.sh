@@ -4,16 +4,13 @@
 #   read_only_folder.sh PROGRAM    PROGRAM prints the folder
 set -euo pipefail
 
-work="$(mktemp -d)"
+source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
+. "$source_dir/tests/support/shell_checks.sh"
 user=()
-finish() {
-  "${user[@]}" /usr/lib/wine/wineserver -k 2>/dev/null || true
-  chmod -R u+w "$work"
-  rm -rf "$work"
-}
-trap finish EXIT
-export WINEPREFIX="$work/prefix" HOME="$work/home" WINEDEBUG=-all WINEDLLOVERRIDES="winemenubuilder.exe,mscoree,mshtml=d" LC_ALL=C.UTF-8
+trap '"${user[@]}" /usr/lib/wine/wineserver -k 2>/dev/null || true; chmod -R u+w "$work"; rm -rf "$work"' EXIT
+export WINEPREFIX="$work/prefix" WINEPATH= HOME="$work/home" LC_ALL=C.UTF-8
 mkdir -p "$WINEPREFIX" "$HOME" "$work/program" "$work/Grüße" "$work/漢字"
+cp "$source_dir/scripts/with-wine" "$work" # where that user may read it
 for folder in program Grüße 漢字; do
   cp "$1" "$work/$folder/host.exe"
 done
@@ -21,20 +18,18 @@ if [[ "$(id -u)" == 0 ]]; then
   chown -R 65534:65534 "$work"
   user=(setpriv --reuid 65534 --regid 65534 --clear-groups)
 fi
-chmod 755 "$work"
 chmod 555 "$work/program"
-wine="$(command -v wine64 || echo /usr/lib/wine/wine64)"
 cd "$work"
-"${user[@]}" "$wine" wineboot -i >/dev/null 2>&1
+with_wine() { "${user[@]}" "$work/with-wine" "$@" 2>/dev/null; }
 
 failures=0
 fail() {
   echo "$1" >&2
   failures=1
 }
-expect() { # WHAT PATTERN FOLDER
+expect_folder() { # WHAT PATTERN FOLDER
   local what="$1" pattern="$2" folder="$3" printed
-  printed="$("${user[@]}" "$wine" "$work/$folder/host.exe" 2>/dev/null | tr -d '\r' | iconv -f CP1252 -t UTF-8)"
+  printed="$(with_wine "$work/$folder/host.exe" | tr -d '\r' | iconv -f CP1252 -t UTF-8)"
   # shellcheck disable=SC2053 # a pattern
   if [[ "$printed" != $pattern ]]; then
     fail "$what: '$printed' is not '$pattern'"
@@ -45,23 +40,23 @@ expect() { # WHAT PATTERN FOLDER
 }
 
 set_temporary_folder() { # Wine takes the variable from the user's settings
-  "${user[@]}" "$wine" reg add 'HKCU\Environment' /v TMP /d "$1" /f >/dev/null 2>&1
+  with_wine reg add 'HKCU\Environment' /v TMP /d "$1" /f >/dev/null
 }
 
 data="$(echo "$WINEPREFIX"/drive_c/users/*/AppData/Local)"
-expect "a folder named within the code page" '?:\\*\\Grüße' Grüße
+expect_folder "a folder named within the code page" '?:\\*\\Grüße' Grüße
 [[ ! -e "$data/Merix" ]] || fail "application data touched for a folder that is writable"
-expect "a read-only folder" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' program
+expect_folder "a read-only folder" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' program
 [[ -d "$data/Merix/VORIN" ]] || fail "no folder below the application data"
-expect "a folder named outside the code page" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' 漢字
+expect_folder "a folder named outside the code page" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' 漢字
 chmod 555 "$data"
 mkdir "$work/scratch"
 [[ ${#user[@]} == 0 ]] || chown 65534:65534 "$work/scratch"
 set_temporary_folder "Z:${work//\//\\}\\scratch"
-expect "read-only application data" '?:\\*\\scratch\\' program
+expect_folder "read-only application data" '?:\\*\\scratch\\' program
 [[ ! -e "$WINEPREFIX/drive_c/temp" ]] || fail "the folder of last resort came too early"
 set_temporary_folder "c:\\$(printf 't%.0s' {1..300})"
-expect "no temporary folder" 'c:\\temp' program
+expect_folder "no temporary folder" 'c:\\temp' program
 [[ -d "$WINEPREFIX/drive_c/temp" ]] || fail "no folder of last resort"
 chmod 755 "$data"
 exit "$failures"

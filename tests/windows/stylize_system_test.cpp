@@ -3,7 +3,6 @@
 #include "image_file.h"
 #include "program_files.h"
 #include "support/package_bytes.h"
-#include "support/pictures.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
@@ -18,15 +17,9 @@ TEST(StylizeOnWindows, SoftwareDeviceServesTheNeuralStylesOnly) {
   const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
   ChildSetting setting = StylizeRun::withoutGpu();
   setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"VORIN_SOFTGPU", std::nullopt}, {"WINEPATH", std::nullopt}};
-  const std::string photo = run.photo("photo.png", {61, 47});
-  const ChildResult filter = StylizeRun::run({photo, "-o", run.file("out.png"), "--style", "pencil"}, setting);
-  EXPECT_EQ(filter.exit_status, 4);
-  const auto lines = linesOf(filter.standard_error);
-  ASSERT_EQ(lines.size(), 1U) << filter.standard_error;
-  EXPECT_NE(lines[0].find("on Windows it serves the neural styles"), std::string::npos) << lines[0];
+  expectFailure(run.draw({"--style", "pencil"}, setting), 4, "on Windows it serves the neural styles");
   EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
-  const ChildResult neural = StylizeRun::run(
-      {photo, "-o", run.file("out.png"), "--style", "cartoon", "--models", package.folder(), "--device", "software"}, setting);
+  const ChildResult neural = run.draw({"--style", "cartoon", "--models", package.folder(), "--device", "software"}, setting);
   EXPECT_EQ(neural.exit_status, 0) << neural.standard_error;
   EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
 }

@@ -2,6 +2,8 @@
 
 #include "support/test_environment.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
@@ -19,6 +21,21 @@ void setVariable(const std::string& name, const std::optional<std::string>& valu
   } else {
     ::unsetenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
   }
+}
+
+DebuggerOutput::DebuggerOutput() {
+  testing::internal::CaptureStderr();
+}
+
+DebuggerOutput::~DebuggerOutput() {
+  if (!taken_) {
+    take();
+  }
+}
+
+std::string DebuggerOutput::take() {
+  taken_ = true;
+  return testing::internal::GetCapturedStderr();
 }
 
 Restoration setLogSwitch(std::optional<std::uint32_t> value) {

@@ -1,6 +1,7 @@
 #include "support/system.h"
 
 #include <cstdlib>
+#include <mutex>
 #include <stdexcept>
 #include <vector>
 // The second needs the first.
@@ -65,6 +66,24 @@ RegistryValue numberValue(std::uint32_t number) {
   return {REG_DWORD, Bytes(bytes, bytes + sizeof number)};
 }
 
+constexpr DWORD kPrintedText = 0x40010006; // DBG_PRINTEXCEPTION_C: length with the NUL, text
+
+std::mutex guard;
+std::string collected;
+void* handler = nullptr;
+
+// OutputDebugString raises an exception that a debugger would catch. This handler in front of all others takes its text instead,
+// and tells the call that it was heard.
+LONG CALLBACK collect(EXCEPTION_POINTERS* exception) {
+  const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+  if (record.ExceptionCode != kPrintedText || record.NumberParameters < 2) {
+    return EXCEPTION_CONTINUE_SEARCH;
+  }
+  const std::lock_guard<std::mutex> lock(guard);
+  collected += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+  return EXCEPTION_CONTINUE_EXECUTION;
+}
+
 } // namespace
 
 const char* const kTemporaryFolderVariable = "TMP";
@@ -72,6 +91,23 @@ const char* const kTemporaryFolderVariable = "TMP";
 void setVariable(const std::string& name, const std::optional<std::string>& value) {
   SetEnvironmentVariableA(name.c_str(), value ? value->c_str() : nullptr);
   _putenv_s(name.c_str(), value ? value->c_str() : ""); // the C library has its own copy
+}
+
+DebuggerOutput::DebuggerOutput() {
+  collected.clear();
+  handler = AddVectoredExceptionHandler(1, collect);
+}
+
+DebuggerOutput::~DebuggerOutput() {
+  if (!taken_) {
+    take();
+  }
+}
+
+std::string DebuggerOutput::take() {
+  taken_ = true;
+  RemoveVectoredExceptionHandler(handler);
+  return std::move(collected);
 }
 
 Restoration setLogSwitch(std::optional<std::uint32_t> value) {

@@ -1,5 +1,7 @@
 #include "support/stylize_run.h"
 
+#include <opencv2/imgcodecs.hpp>
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
@@ -18,6 +20,20 @@ std::filesystem::path standIns() {
 }
 
 } // namespace
+
+void savePicture(const std::string& file, const cv::Mat& bgr) {
+  if (!cv::imwrite(file, bgr)) {
+    throw std::runtime_error("cannot write the picture " + file);
+  }
+}
+
+cv::Mat loadPicture(const std::string& file) {
+  return cv::imread(file, cv::IMREAD_UNCHANGED);
+}
+
+bool jpegQualityIsKept() {
+  return true;
+}
 
 ChildSetting StylizeRun::withGpu() {
   ChildSetting setting;

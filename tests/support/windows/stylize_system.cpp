@@ -1,6 +1,10 @@
+#include "image_file.h"
+#include "support/package_bytes.h"
 #include "support/stylize_run.h"
+#include "utf8_path.h"
 
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
 #include <windows.h>
 
@@ -19,6 +23,27 @@ std::string pathWith(const fs::path& folder) {
 }
 
 } // namespace
+
+void savePicture(const std::string& file, const cv::Mat& bgr) {
+  if (file.ends_with(".png")) {
+    writeFile(file, pngBytes(bgr));
+    return;
+  }
+  const std::vector<std::uint8_t> bytes = stylize::encodePicture(tools::pathFromUtf8(file), bgr);
+  writeFile(file, std::string(bytes.begin(), bytes.end()));
+}
+
+cv::Mat loadPicture(const std::string& file) {
+  try {
+    return stylize::readPicture(tools::pathFromUtf8(file));
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+bool jpegQualityIsKept() {
+  return GetProcAddress(GetModuleHandleA("ntdll"), "wine_get_version") == nullptr;
+}
 
 // The OpenCL stand-in stays as the tests were started with it: it belongs to the system below Wine.
 ChildSetting StylizeRun::withGpu() {

@@ -1,0 +1,138 @@
+// The filters' drawings and tables against plain computations: the kernels at every work-group edge that a device may call for,
+// and the engine at the device's own edge through sizes that need padding and sizes that need none.
+#include "gpufilters/displacement_tables.h"
+#include "support/filters.h"
+#include "support/guarded_buffer.h"
+#include "support/opencl_test_layer.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <utility>
+
+namespace vorin {
+namespace {
+
+using namespace tests;
+using gpufilters::DisplacementTables;
+
+class FilterDrawing : public testing::TestWithParam<Filter> {
+protected:
+  ~FilterDrawing() override {
+    engine_.reset(); // while the layer still knows its device
+    layer_.reset();
+  }
+
+  void SetUp() override { init(); }
+
+  void init() {
+    engine_.emplace();
+    engine_->Init(SttDeviceAnyGpu, SttStylePencilSketch, -1, 0, 0);
+    ASSERT_TRUE(engine_->initialised());
+  }
+
+  // The engine's drawing of a picture, with its guard zone checked.
+  std::vector<std::uint8_t> draw(const Picture& picture) {
+    GuardedBuffer output(picture.bytes.size());
+    EXPECT_EQ(((*engine_).*GetParam().prepare)(picture.width, picture.height), VORIN_STATUS_OK);
+    EXPECT_EQ(((*engine_).*GetParam().run)(picture.bytes.data(), output.data()), VORIN_STATUS_OK);
+    EXPECT_TRUE(output.guardIntact());
+    return output.content();
+  }
+
+  void expectPlainDrawing(const Picture& picture, EdgeCounts* counts = nullptr) {
+    EXPECT_TRUE(isNearlyEqual(draw(picture).data(), GetParam().plain(picture, engine_->workGroupEdge(), counts)));
+  }
+
+  OpenClTestLayer layer_;
+  std::optional<gpufilters::GpuFilterEngine> engine_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Filters, FilterDrawing, testing::Values(kPencilSketch, kStippling),
+                         [](const auto& filter) { return filter.param.name; });
+
+TEST_P(FilterDrawing, IsThePlainComputationsAtEveryWorkGroupEdgeAndSize) {
+  EdgeCounts counts;
+  for (const std::size_t max_work_group_items : {2, 5, 64, 256, 1024, 4096, 8192}) {
+    layer_.setPlatforms({{"Merix", {{true, max_work_group_items}}}});
+    init();
+    const int edge = engine_->workGroupEdge();
+    // Below an edge, one more than an edge, whole edges, and sizes whose halves meet in the middle of a group.
+    for (const auto& [width, height] :
+         {std::pair{1, 1}, {3, 5}, {edge, edge}, {edge + 1, 2 * edge}, {2 * edge, 3 * edge}, {83, 61}}) {
+      SCOPED_TRACE(testing::Message() << width << " x " << height << ", edge " << edge);
+      const Picture picture = testPicture(width, height, 23);
+      expectPlainDrawing(picture, &counts);
+      expectPlainDrawing(mirrored(picture), &counts);
+      EXPECT_EQ(engine_->paddedWidth(), (width + edge - 1) / edge * edge);
+      EXPECT_EQ(engine_->paddedHeight(), (height + edge - 1) / edge * edge);
+    }
+  }
+  EXPECT_GT(counts.weak, 1000);
+  EXPECT_GT(counts.middle, 1000);
+  EXPECT_GT(counts.strong, 1000);
+}
+
+// What larger frames left in the device's memory must not reach the frame's right and lower rims: the sketch reads nothing beyond
+// the frame; for stippling, what lies there is always black.
+TEST_P(FilterDrawing, KnowsNothingOfLargerFrames) {
+  const int edge = engine_->workGroupEdge();
+  for (int repeat = 0; repeat < 3; ++repeat) {
+    draw(plainPicture(2 * edge, 2 * edge, 255));
+    expectPlainDrawing(plainPicture(edge + 1, edge + 1, 200));
+  }
+}
+
+TEST_P(FilterDrawing, HasTheSameBytesForTheSameFrame) {
+  const Picture picture = testPicture(75, 49, 29);
+  const std::vector<std::uint8_t> first = draw(picture);
+  EXPECT_EQ(draw(picture), first);
+  draw(testPicture(20, 90, 31));
+  EXPECT_EQ(draw(picture), first);
+}
+
+// ---- the displacement tables ----
+
+DisplacementTables plainTables(std::size_t entries, int filter_radius) {
+  DisplacementTables tables;
+  for (std::size_t k = 0; k < entries; ++k) {
+    const Displacement displacement = plainDisplacement(static_cast<std::uint32_t>(k), filter_radius);
+    tables.x.push_back(static_cast<std::uint8_t>(displacement.x));
+    tables.y.push_back(static_cast<std::uint8_t>(displacement.y));
+  }
+  return tables;
+}
+
+struct TableCase {
+  std::size_t entries;
+  int filter_radius;
+};
+
+class DisplacementTablesTest : public testing::TestWithParam<TableCase> {};
+
+// Integers on both sides, so every byte must agree. Compared as a whole: printing two million differences would hide the fault.
+TEST_P(DisplacementTablesTest, EqualTheGeneratorsDraws) {
+  const DisplacementTables expected = plainTables(GetParam().entries, GetParam().filter_radius);
+  const DisplacementTables built = gpufilters::buildDisplacementTables(GetParam().entries, GetParam().filter_radius);
+  EXPECT_TRUE(built.x == expected.x);
+  EXPECT_TRUE(built.y == expected.y);
+}
+
+// Sizes around what a step of the filling may be, a padded full HD frame, one entry more; then every kind of divisor: 1, 3, the
+// largest below a byte's range, the first above it, and beyond.
+INSTANTIATE_TEST_SUITE_P(Sizes, DisplacementTablesTest,
+                         testing::Values(TableCase{0, 4}, TableCase{1, 4}, TableCase{2, 4}, TableCase{63, 4}, TableCase{64, 4},
+                                         TableCase{65, 4}, TableCase{1001, 4}, TableCase{1920 * 1088, 4},
+                                         TableCase{1920 * 1088 + 1, 4}, TableCase{70000, 0}, TableCase{70000, 1},
+                                         TableCase{70000, 7}, TableCase{70000, 127}, TableCase{70000, 128},
+                                         TableCase{70000, 300}));
+
+// Known from the runtime itself, so a fault shared by the builder and the plain computation would show.
+TEST(DisplacementTablesStart, IsTheRuntimes) {
+  const DisplacementTables built = gpufilters::buildDisplacementTables(4, 4);
+  EXPECT_EQ(built.x, (std::vector<std::uint8_t>{2, 5, 0, 3}));
+  EXPECT_EQ(built.y, (std::vector<std::uint8_t>{3, 8, 5, 1}));
+}
+
+} // namespace
+} // namespace vorin
