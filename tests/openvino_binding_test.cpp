@@ -48,12 +48,21 @@ TEST(OpenVinoBinding, GivesPropertiesInTheirTypes) {
   EXPECT_EQ(compiled.get_property("INFERENCE_NUM_THREADS").as<int>(), 2);
 }
 
-TEST(OpenVinoBinding, TellsWhetherANetworkCameFromTheCache) {
+// Processors make this chain of operations of their own. So in a process of its own (see CMakeLists.txt) the test fails where the
+// stand-in for a GPU does not know of them.
+TEST(OpenVinoBindingCache, TellsWhetherANetworkCameFromIt) {
+  IrNetwork network;
+  const auto input = network.input({"input"}, "1,3,16,16");
+  const auto scale = network.constant("1,3,1,1", std::vector<float>{2, 3, 4});
+  const auto squared = network.operation("Multiply", {network.operation("Multiply", {input, scale}), input});
+  network.output(network.operation("Subtract", {squared, scale}));
   const TemporaryFolder cache;
-  ov::Core core;
-  core.set_property("CPU", ov::cache_dir(cache.path().string()));
-  for (const bool is_cached : {false, true}) {
-    EXPECT_EQ(core.compile_model(read(threePlanes("1,3,2,2")), "CPU").get_property(ov::loaded_from_cache), is_cached);
+  for (const std::string device : {"GPU", "CPU"}) {
+    for (const bool is_cached : {false, true}) {
+      ov::Core core;
+      core.set_property(device, ov::cache_dir((cache.path() / device).string()));
+      EXPECT_EQ(core.compile_model(read(network), device).get_property(ov::loaded_from_cache), is_cached) << device;
+    }
   }
 }
 

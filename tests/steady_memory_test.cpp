@@ -39,23 +39,14 @@ TEST_P(SteadyMemoryTest, AThousandFramesLeaveTheProcessAsTheFirstFiftyDid) {
 
   FramePipeline pipeline;
   ASSERT_EQ(pipeline.initPlugins(settings), VORIN_STATUS_OK);
-  std::vector<std::uint8_t> picture(kFrameBytes, 1);
-  std::vector<std::uint8_t> result(2 * kFrameBytes);
+  Picture picture(kFrameBytes, 1);
+  Picture result(2 * kFrameBytes);
   std::size_t resident_bytes = 0;
   for (int number = 0; number < 1000; ++number) {
     picture[static_cast<std::size_t>(number)] = static_cast<std::uint8_t>(number);
-    const SttFrame input = {.memoryType = VORIN_MEM_SYSTEM,
-                            .data = picture.data(),
-                            .pixelFormat = VORIN_FMT_BGRA,
-                            .width = kWidth,
-                            .height = kHeight,
-                            .pitch = 0};
-    SttFrame output = {.memoryType = VORIN_MEM_SYSTEM,
-                       .data = result.data(),
-                       .pixelFormat = VORIN_FMT_NV12,
-                       .width = 0,
-                       .height = 0,
-                       .pitch = kWidth + 16};
+    const SttFrame input = frameOf(picture, {kWidth, kHeight}, VORIN_FMT_BGRA);
+    SttFrame output = frameOf(result, {}, VORIN_FMT_NV12);
+    output.pitch = kWidth + 16;
     ASSERT_EQ(pipeline.processFrame(settings, input, number % 3 == 0 ? &input : nullptr, output), VORIN_STATUS_OK);
     if (number == 50) {
       resident_bytes = residentBytes();

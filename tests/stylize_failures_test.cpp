@@ -162,6 +162,19 @@ TEST(StylizeFailures, ProgramWithoutItsStandInsSaysSo) {
   EXPECT_EQ(run.names(), std::set<std::string>({StylizeRun::programName(), "photo.png"}));
 }
 
+// A runtime whose CPU plugin cannot be loaded has no GPU to offer either: the program goes on and is told why.
+TEST(StylizeFailures, StandInWithoutTheCpuPluginSaysSo) {
+  const TemporaryFolder runtime;
+  for (const auto& entry : std::filesystem::directory_iterator(StylizeRun::standInRuntime())) {
+    if (entry.path().stem().string().find("openvino_intel_cpu_plugin") == std::string::npos) {
+      std::filesystem::copy(entry.path(), runtime.path() / entry.path().filename(), std::filesystem::copy_options::copy_symlinks);
+    }
+  }
+  const ChildResult result = StylizeRun::run({"devices"}, StylizeRun::withGpu(runtime.path()));
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_NE(result.standard_error.find("softgpu: no stand-in for OpenVINO's GPU: "), std::string::npos) << result.standard_error;
+}
+
 // A stand-in that is said to be active but shows no GPU must not make the program start itself again and again.
 TEST(StylizeFailures, NeverRestartsTwice) {
   ChildSetting setting = StylizeRun::withoutGpu();

@@ -83,26 +83,5 @@ TEST_F(StylizeInfo, SelftestFindsANetworkThatDrawsNothing) {
   EXPECT_THAT(result["styles"][3]["error"].get<std::string>(), HasSubstr("the photo itself"));
 }
 
-// The sums tell the drawings of all styles apart, and a drawing from its mirror image, by more than what is allowed.
-TEST(SelftestSums, TellPicturesApart) {
-  const cv::Mat photo = stylize::selftestPhoto();
-  cv::Mat mirrored;
-  cv::flip(photo, mirrored, 1);
-  const stylize::BlockSums sums = stylize::blockSums(photo);
-  const stylize::BlockSums others = stylize::blockSums(mirrored);
-  int largest = 0;
-  for (std::size_t index = 0; index < sums.size(); ++index) {
-    largest = std::max(largest, std::abs(sums[index] - others[index]));
-  }
-  EXPECT_GT(largest, 16);
-  double blue = 0; // of the first block, the mean
-  for (int row = 0; row < photo.rows / 4; ++row) {
-    for (int column = 0; column < photo.cols / 4; ++column) {
-      blue += photo.at<cv::Vec3b>(row, column)[0];
-    }
-  }
-  EXPECT_NEAR(sums[0], blue / static_cast<double>(photo.total() / 16), 0.5);
-}
-
 } // namespace
 } // namespace vorin::tests

@@ -105,21 +105,6 @@ TEST(ImageFiles, AnOutputKeepsAFileMadeMeanwhile) {
 
 // ---- Frame conversions ----
 
-// Patches of 4 x 2 pixels of one colour, so that colour shared between neighbours changes nothing and every pixel has one
-// expected value.
-cv::Mat patches(int darkest, int brightest) {
-  cv::Mat picture(12, 16, CV_8UC3);
-  cv::RNG random(7);
-  for (int row = 0; row < picture.rows; row += 2) {
-    for (int column = 0; column < picture.cols; column += 4) {
-      const cv::Scalar colour(random.uniform(darkest, brightest + 1), random.uniform(darkest, brightest + 1),
-                              random.uniform(darkest, brightest + 1));
-      picture(cv::Rect(column, row, 4, 2)).setTo(colour);
-    }
-  }
-  return picture;
-}
-
 std::uint8_t byteAt(const Frame& frame, std::size_t index) {
   return frame.bytes.at(index);
 }
@@ -138,7 +123,7 @@ Yuv yuvAt(const Frame& frame, int row, int column) {
 }
 
 TEST(FrameConversion, FramesOfTheYuvFormatsFollowTheirDefinition) {
-  const cv::Mat picture = patches(0, 255);
+  const cv::Mat picture = makePhoto({16, 12}); // neighbours that share colour have the same one
   for (const char* name : {"nv12", "yuy2"}) {
     const Frame frame = frameFromPicture(*findFrameFormat(name), picture);
     for (int row = 0; row < picture.rows; ++row) {
@@ -172,7 +157,7 @@ Frame fullRangeYuy2(const cv::Mat& picture) {
 
 TEST(FrameConversion, PicturesComeBackFromTheYuvFormatsThatTheLibraryWrites) {
   // No saturated colours: V of pure red lies beyond a byte in full range.
-  const cv::Mat picture = patches(60, 195);
+  const cv::Mat picture = makePhoto({16, 12}) / 2 + cv::Scalar::all(60);
   for (const Frame& frame : {frameFromPicture(*findFrameFormat("nv12"), picture), fullRangeYuy2(picture)}) {
     // Half a step of chroma is worth one step of blue or red; luma and both roundings add to it.
     EXPECT_LE(cv::norm(pictureFromFrame(frame), picture, cv::NORM_INF), 4) << "format " << frame.format;

@@ -58,6 +58,10 @@ std::string StylizeRun::photo(const std::string& name, cv::Size size) const {
   return file(name);
 }
 
+std::filesystem::path StylizeRun::standInRuntime() {
+  return std::filesystem::path(program()).parent_path() / "softgpu" / "runtime";
+}
+
 std::string StylizeRun::program() {
   return VORIN_STYLIZE_PROGRAM;
 }

@@ -45,10 +45,11 @@ public:
 
   // The settings of a machine with the stand-in GPU, of one without any GPU, and of one whose GPU is listed but has no OpenCL
   // driver.
-  static ChildSetting withGpu();
+  static ChildSetting withGpu(const std::filesystem::path& runtime = standInRuntime());
   static ChildSetting withoutGpu();
   static ChildSetting withGpuThatDoesNotDraw();
 
+  static std::filesystem::path standInRuntime(); // the inference runtime's folder
   static std::string program();
   static std::string programName(); // of its file
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting);

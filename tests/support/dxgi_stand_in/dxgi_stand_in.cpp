@@ -4,9 +4,10 @@
 // VORIN_TEST_ADAPTERS_OPEN counts the objects that were given out and not released. It tells the process that it was loaded by
 // setting VORIN_TEST_ADAPTERS_LOADED.
 #include <atomic>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 #include <dxgi.h>
+#include <sstream>
 #include <string>
 #include <vector>
 #include <windows.h>
@@ -60,14 +61,11 @@ public:
   HRESULT WINAPI CheckInterfaceSupport(REFGUID, LARGE_INTEGER*) override { return DXGI_ERROR_UNSUPPORTED; }
   HRESULT WINAPI GetDesc(DXGI_ADAPTER_DESC* description) override {
     *description = {};
-    char* rest = text_.data();
-    description->VendorId = std::strtoul(rest, &rest, 16);
-    if (*rest++ != ':') {
+    unsigned long long memory_mib = 0;
+    if (std::sscanf(text_.c_str(), "%x:%x:%llu", &description->VendorId, &description->DeviceId, &memory_mib) != 3) {
       return E_FAIL;
     }
-    description->DeviceId = std::strtoul(rest, &rest, 16);
-    const unsigned long memory_mib = *rest == ':' ? std::strtoul(rest + 1, nullptr, 10) : 0;
-    description->DedicatedVideoMemory = SIZE_T{memory_mib} << 20;
+    description->DedicatedVideoMemory = memory_mib << 20;
     return S_OK;
   }
 
@@ -78,14 +76,9 @@ private:
 class Factory final : public Object<IDXGIFactory> {
 public:
   explicit Factory(const std::string& adapters) {
-    std::string text;
-    for (const char character : adapters + ' ') {
-      if (character != ' ') {
-        text += character;
-      } else if (!text.empty()) {
-        adapters_.push_back(std::move(text));
-        text.clear();
-      }
+    std::istringstream words(adapters);
+    for (std::string text; words >> text;) {
+      adapters_.push_back(text);
     }
   }
 

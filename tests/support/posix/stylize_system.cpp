@@ -15,10 +15,6 @@ std::filesystem::path buildFolder() {
   return std::filesystem::path(StylizeRun::program()).parent_path();
 }
 
-std::filesystem::path standIns() {
-  return buildFolder() / "softgpu";
-}
-
 } // namespace
 
 void savePicture(const std::string& file, const cv::Mat& bgr) {
@@ -35,10 +31,10 @@ bool jpegQualityIsKept() {
   return true;
 }
 
-ChildSetting StylizeRun::withGpu() {
+ChildSetting StylizeRun::withGpu(const std::filesystem::path& runtime) {
   ChildSetting setting;
-  setting.variables = {{"OPENCL_LAYERS", (standIns() / "libvorin_softgpu_opencl.so").string()},
-                       {"LD_LIBRARY_PATH", (standIns() / "runtime").string()},
+  setting.variables = {{"OPENCL_LAYERS", (buildFolder() / "softgpu" / "libvorin_softgpu_opencl.so").string()},
+                       {"LD_LIBRARY_PATH", runtime.string()},
                        {"VORIN_SOFTGPU", "1"}};
   return setting;
 }
@@ -55,7 +51,7 @@ ChildSetting StylizeRun::withoutGpu() {
 
 ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
   ChildSetting setting = withoutGpu();
-  setting.variables["LD_LIBRARY_PATH"] = (standIns() / "runtime").string();
+  setting.variables["LD_LIBRARY_PATH"] = standInRuntime().string();
   return setting;
 }
 

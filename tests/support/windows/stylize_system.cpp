@@ -46,9 +46,9 @@ bool jpegQualityIsKept() {
 }
 
 // The OpenCL stand-in stays as the tests were started with it: it belongs to the system below Wine.
-ChildSetting StylizeRun::withGpu() {
+ChildSetting StylizeRun::withGpu(const fs::path& runtime) {
   ChildSetting setting;
-  setting.variables = {{"PATH", pathWith(buildFolder() / "softgpu" / "runtime")}, {"VORIN_SOFTGPU", "1"}};
+  setting.variables = {{"PATH", pathWith(runtime)}, {"VORIN_SOFTGPU", "1"}};
   return setting;
 }
 
@@ -61,7 +61,7 @@ ChildSetting StylizeRun::withoutGpu() {
 // The OpenCL stand-in can only be taken away where Wine starts.
 ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
   ChildSetting setting;
-  const fs::path runtime = (buildFolder() / "softgpu" / "runtime").make_preferred();
+  const fs::path runtime = standInRuntime().make_preferred();
   setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"WINEPATH", runtime.string()}, {"VORIN_SOFTGPU", std::nullopt}};
   return setting;
 }
