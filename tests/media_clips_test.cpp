@@ -29,6 +29,15 @@ const std::string kPictures = "-f lavfi -i testsrc2=s=320x240:r=25:d=2";
 const std::string kFilmed = kPictures + " -f lavfi -i sine=d=2"; // with sound
 const std::string kFast = " -c:v libx264 -preset ultrafast -crf 10 ";
 
+// Turns the pictures of an MP4 file's first track by 90 degrees, by the matrix in its header.
+void turn(const fs::path& clip) {
+  const std::string upright("\0\1\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\1\0\0", 20);
+  const std::string turned("\0\0\0\0\0\1\0\0\0\0\0\0\xFF\xFF\0\0\0\0\0\0", 20);
+  std::string bytes = tests::readFile(clip);
+  bytes.replace(bytes.find(upright, bytes.find("tkhd")), upright.size(), turned);
+  std::ofstream(clip, std::ios::binary) << bytes;
+}
+
 struct ClipCase {
   const char* name;
   std::string arguments; // of ffmpeg, without the file
@@ -50,6 +59,9 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
   const bool is_truncated = std::string(param.name) == "truncated";
   if (is_truncated) {
     fs::resize_file(clip, fs::file_size(clip) * 6 / 10);
+  } else if (std::string(param.name) == "rotated") {
+    turn(clip);
+    ASSERT_THAT(tests::videoEntries(clip, "width:stream_side_data=rotation"), HasSubstr("-90"));
   }
 
   const Outcome outcome = restyle(clip, output);
@@ -69,7 +81,8 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
   EXPECT_EQ(tests::packetHashes(output, 's'), tests::packetHashes(clip, 's'));
   const std::string kept = "width,height,sample_aspect_ratio:stream_side_data=rotation";
   const std::string entries = tests::videoEntries(output, kept);
-  EXPECT_EQ(entries, tests::videoEntries(clip, kept).substr(0, entries.size())); // of a broadcast, ffprobe tells them twice
+  const std::string of_source = tests::videoEntries(clip, kept);
+  EXPECT_THAT(of_source, testing::AnyOf(entries, entries + "," + entries + ",")); // of a broadcast, ffprobe tells them twice
   EXPECT_GE(tests::peakSignalToNoise_db(output, clip), param.least_db);
   EXPECT_EQ(outcome.result.damage.empty(), !is_truncated);
   EXPECT_TRUE(outcome.warnings.empty()) << outcome.warnings.front();
@@ -94,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
                                  "-c:a:0 aac -c:a:1 libmp3lame",
                              "in.mkv", "out.mp4", 36},
                     ClipCase{"ten_bit", kFilmed + " -pix_fmt yuv420p10le" + kFast + "-c:a aac", "in.mov", "out.mp4", 36},
-                    ClipCase{"rotated", kFilmed + kFast + "-c:a aac -metadata:s:v rotate=90", "in.mp4", "out.mp4", 36},
+                    ClipCase{"rotated", kFilmed + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
                     ClipCase{"one_frame", kPictures + kFast + "-frames:v 1", "in.mp4", "out.mp4", 36},
                     ClipCase{"truncated", kFilmed + kFast + "-c:a aac -movflags faststart", "in.mp4", "out.mp4", 30},
                     ClipCase{"broadcast", kFilmed + " -c:v mpeg2video -q:v 2 -c:a mp2", "in.ts", "out.mkv", 36},

@@ -43,8 +43,8 @@ set_temporary_folder() { # Wine takes the variable from the user's settings
   with_wine reg add 'HKCU\Environment' /v TMP /d "$1" /f >/dev/null
 }
 
-data="$(echo "$WINEPREFIX"/drive_c/users/*/AppData/Local)"
 expect_folder "a folder named within the code page" '?:\\*\\Grüße' Grüße
+data="$(echo "$WINEPREFIX"/drive_c/users/*/AppData/Local)"
 [[ ! -e "$data/Merix" ]] || fail "application data touched for a folder that is writable"
 expect_folder "a read-only folder" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' program
 [[ -d "$data/Merix/VORIN" ]] || fail "no folder below the application data"
