@@ -2,7 +2,6 @@
 // nothing on standard output, and not a file more or less than before.
 
 #include "image_file.h"
-#include "support/pictures.h"
 #include "support/stylize_run.h"
 
 #include <gtest/gtest.h>
