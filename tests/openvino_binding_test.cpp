@@ -23,7 +23,6 @@ namespace vorin::tests {
 namespace {
 
 using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 

@@ -37,7 +37,7 @@ TEST(Wildcards, MatchAsInAShell) {
 
 TEST(PhotoList, MirrorsTheTreeBelowTheCommonFolder) {
   const TemporaryFolder folder;
-  const fs::path root = folder.path();
+  const fs::path& root = folder.path();
   for (const std::string name : {"in/a.jpg", "in/sub/deep/b.PNG", "in/sub/c.webp", "in/text.txt", "in/.hidden.jpg",
                                  "in/.dir/d.jpg", "in/out/old.png", "other/e.bmp", "other/film.MP4"}) {
     fs::create_directories((root / name).parent_path());

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 namespace vorin::tests {
 namespace {
@@ -97,11 +98,11 @@ TEST_F(StylizeClip, SteadyItFlickersLess) {
        {std::pair<std::string, std::size_t>("nv12", 160 * 120 * 3 / 2), {"bgra", 160 * 120 * 4}}) {
     const auto drawn = [&, name = layout](const std::string& option) {
       const std::string noise = "noise=alls=8:allf=t:all_seed=1,trim=end_frame=8";
-      const std::string way = "ffmpeg -v error -loop 1 -r 10 -i " + photo + " -f lavfi -i rgbtestsrc=s=160x120:r=10" +
-                              " -filter_complex '[0]" + noise + "[a];[1]" + noise + "[b];[a][b]concat' -f rawvideo -pix_fmt " +
-                              name + " - | " + StylizeRun::program() + " - -o - --quiet --style cartoon --models " +
-                              package.folder() + " --raw " + name + ":160x120@10 " + option;
-      return ChildProcess({"/bin/sh", "-c", way}, StylizeRun::withGpu()).wait().standard_output;
+      std::ostringstream way;
+      way << "ffmpeg -v error -loop 1 -r 10 -i " << photo << " -f lavfi -i rgbtestsrc=s=160x120:r=10 -filter_complex '[0]"
+          << noise << "[a];[1]" << noise << "[b];[a][b]concat' -f rawvideo -pix_fmt " << name << " - | " << StylizeRun::program()
+          << " - -o - --quiet --style cartoon --models " << package.folder() << " --raw " << name << ":160x120@10 " << option;
+      return ChildProcess({"/bin/sh", "-c", way.str()}, StylizeRun::withGpu()).wait().standard_output;
     };
     const std::string raw = drawn("");
     const std::string steady = drawn("--steady");
@@ -128,8 +129,10 @@ TEST_F(StylizeClip, WithoutStrengthItIsTheSource) {
   for (const auto& [matrix, range] : {std::pair<std::string, std::string>("bt709", "tv"), {"bt709", "pc"}, {"smpte170m", "tv"}}) {
     const std::string in = run_.file("in.mkv");
     const std::string out = run_.file("out.mkv");
-    ffmpeg("-y -f lavfi -i testsrc2=s=160x120:r=10:d=0.5 -vf scale=out_color_matrix=" + matrix + ":out_range=" + range +
-           ",format=yuv420p -colorspace " + matrix + " -color_range " + range + " -c:v ffv1 " + in);
+    std::ostringstream made;
+    made << "-y -f lavfi -i testsrc2=s=160x120:r=10:d=0.5 -vf scale=out_color_matrix=" << matrix << ":out_range=" << range
+         << ",format=yuv420p -colorspace " << matrix << " -color_range " << range << " -c:v ffv1 " << in;
+    ffmpeg(made.str());
     const ChildResult result =
         StylizeRun::run({in, "-o", out, "--style", "pencil", "--strength", "0", "--codec", "ffv1", "--overwrite", "--quiet"},
                         StylizeRun::withGpu());
