@@ -131,13 +131,11 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
                                                                            EXPECT_EQ(progress.frames_expected, 500);
                                                                          }});
     EXPECT_TRUE(result.cancelled);
-    EXPECT_EQ(result.frames, frames);
     EXPECT_EQ(fs::exists(output), frames > 0);
-    if (frames > 0) {
-      const std::size_t written = tests::frameTimes(output).size();
-      EXPECT_GE(written, 1U);
-      EXPECT_LE(written, static_cast<std::size_t>(frames));
-    }
+    const auto written = frames > 0 ? static_cast<int>(tests::frameTimes(output).size()) : 0;
+    EXPECT_EQ(result.frames, written);
+    EXPECT_GE(written, std::min(frames, 1));
+    EXPECT_LE(written, frames);
   }
   EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"in.mp4", "out1.mp4", "out60.mp4"}));
 }

@@ -100,8 +100,8 @@ TEST_F(StylizeClip, SteadyItFlickersLess) {
       const std::string noise = "noise=alls=8:allf=t:all_seed=1,trim=end_frame=8";
       std::ostringstream way;
       way << "ffmpeg -v error -loop 1 -r 10 -i " << photo << " -f lavfi -i rgbtestsrc=s=160x120:r=10 -filter_complex '[0]"
-          << noise << "[a];[1]" << noise << "[b];[a][b]concat' -f rawvideo -pix_fmt " << name << " - | " << StylizeRun::program()
-          << " - -o - --quiet --style cartoon --models " << package.folder() << " --raw " << name << ":160x120@10 " << option;
+          << noise << "[a];[1]" << noise << "[b];[a][b]concat' -f rawvideo -pix_fmt " << name << " - | '" << StylizeRun::program()
+          << "' - -o - --quiet --style cartoon --models " << package.folder() << " --raw " << name << ":160x120@10 " << option;
       return ChildProcess({"/bin/sh", "-c", way.str()}, StylizeRun::withGpu()).wait().standard_output;
     };
     const std::string raw = drawn("");

@@ -30,6 +30,9 @@ InputHandle openInput(const fs::path& clip) {
   if (fs::is_directory(clip, error)) {
     throw fault(clip, "is a folder: name a clip");
   }
+  if (!fs::is_regular_file(clip, error)) { // reading may wait for ever, and nothing could end it
+    throw fault(clip, "is no file: name a clip, or - to read what a program writes");
+  }
   AVDictionary* options = nullptr;
   av_dict_set(&options, "format_whitelist", kClipFormats, 0);
   av_dict_set(&options, "protocol_whitelist", "file", 0);

@@ -1,6 +1,7 @@
 #include "clip_writer.h"
 
 #include "clip_streams.h"
+#include "leftover_file.h"
 #include "output_path.h"
 #include "utf8_path.h"
 #include "video_encoder.h"
@@ -100,6 +101,7 @@ private:
   Size size_;
   bool overwrite_;
   fs::path temporary_;
+  tools::RemovedAtExit removed_at_exit_; // before the file is made: no moment without it
   OutputHandle context_;
   std::optional<VideoEncoder> encoder_;
   std::optional<CopiedStreams> copied_;
@@ -112,7 +114,7 @@ private:
 
 ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
     : output_(tools::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
-      temporary_(tools::temporaryBeside(output_)) {
+      temporary_(tools::temporaryBeside(output_)), removed_at_exit_(temporary_) {
   silenceLibav();
   AVFormatContext* context = nullptr;
   if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.string()).c_str()) < 0) {

@@ -4,6 +4,7 @@
 #include "pipe_transfer.h"
 
 #include <string_view>
+#include <utility>
 
 namespace vorin::media {
 namespace {
@@ -186,18 +187,14 @@ public:
     const FrameHandle frame = from_picture_.convert(std::move(picture));
     av_image_copy_to_buffer(bytes_.data(), static_cast<int>(bytes_.size()), frame->data, frame->linesize, format_, size_.width,
                             size_.height, 1);
-    if (is_y4m_) {
-      writeHeader();
-      pipe_.write(bytesOf("FRAME\n"));
-    }
-    pipe_.write(bytes_);
-    ++frames_;
+    const bool is_whole = (!is_y4m_ || (writeHeader() && pipe_.write(bytesOf("FRAME\n")))) && pipe_.write(bytes_);
+    frames_ += is_whole ? 1 : 0;
   }
 
-  // Before the first frame, or alone where there is none.
-  void writeHeader() {
-    pipe_.write(bytesOf(header_));
-    header_.clear();
+  // Before the first frame, or alone where there is none. False when interrupted.
+  bool writeHeader() {
+    const std::string header = std::exchange(header_, {});
+    return pipe_.write(bytesOf(header));
   }
 
 private:
@@ -208,7 +205,7 @@ private:
   std::string header_; // until it is written
   std::vector<std::uint8_t> bytes_;
   FrameFromPicture from_picture_;
-  std::int64_t frames_ = 0;
+  std::int64_t frames_ = 0; // written as a whole
 };
 
 PipeWriter::PipeWriter(int descriptor, const VideoInfo& source, Size size, std::optional<RawPixels> pixels)

@@ -26,7 +26,7 @@ struct PipelineOptions {
 
 struct PipelineResult {
   std::int64_t frames = 0;         // that the output holds
-  bool cancelled = false;          // the output then ends early, and plays
+  bool cancelled = false;          // the output then ends early and plays, or there is none of this run
   std::vector<std::string> damage; // of the source
 };
 

@@ -155,7 +155,9 @@ void VideoEncoder::send(VideoFrame&& frame) {
 }
 
 bool VideoEncoder::endsQuickly() const {
-  return codec_->codec_id != AV_CODEC_ID_HEVC && codec_->codec_id != AV_CODEC_ID_VP9;
+  const AVCodec& encoder = *codec_->codec;
+  return (encoder.capabilities & AV_CODEC_CAP_DELAY) == 0 || std::strcmp(encoder.name, "libx264") == 0 ||
+         std::strcmp(encoder.name, "libaom-av1") == 0; // as its row above sets it
 }
 
 void VideoEncoder::sendEnd() {

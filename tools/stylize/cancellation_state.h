@@ -25,7 +25,7 @@ void takeCancellation();
 // What the program says last.
 std::string_view cancellationLine();
 
-// Of each system: removes the unfinished file, says the line and ends the process.
+// Of each system: says the line, removes the unfinished file and ends the process.
 void cancelNow();
 
 } // namespace vorin::stylize

@@ -20,7 +20,6 @@
 
 #include <opencv2/core.hpp>
 
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <iomanip>
@@ -33,8 +32,6 @@ namespace vorin::stylize {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* kSection = "Clips and pipes";
 
 bool isPipe(const fs::path& file) {
   return file == kPipe;
@@ -164,30 +161,26 @@ ExitStatus tellShortcomings(const std::vector<std::string>& warnings, const std:
   return damage.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
 }
 
-// source: null where it is a pipe, which is not touched before the device is sure: a program that starts again on another one
-// would find the pipe's begin gone.
-ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSource> source) {
-  const std::optional<NeuralTools> tools = toolsForStyle(arguments);
-  const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
-  ChosenDevice device(arguments.device);
-  device.prepare(*manner.style);
-  if (source == nullptr) {
-    source = openSource(arguments);
+// What the media library throws, as the program's own kind.
+template <typename Action> ExitStatus withFailures(Action action) {
+  try {
+    return action();
+  } catch (const media::OptionError& error) {
+    throw usage(error.what());
+  } catch (const media::MediaError& error) {
+    throw Failure(ExitStatus::kInputOutput, error.what());
   }
-  const media::Size frame_size = source->info().size;
-  const cv::Size size = arguments.size.value_or(cv::Size(frame_size.width, frame_size.height));
-  ClipReport report = {headlineOf(manner, device), size, {}, {}, 0};
-  device.beginClip(manner, size);
+}
 
-  const CancellationWaits until_the_output_is_closed;
+ExitStatus drawFrames(const Arguments& arguments, ChosenDevice& device, media::FrameSource& source, ClipReport& report) {
   const auto start = std::chrono::steady_clock::now();
-  const std::unique_ptr<media::FrameSink> sink = openSink(arguments, source->info(), {size.width, size.height});
+  const std::unique_ptr<media::FrameSink> sink = openSink(arguments, source.info(), {report.size.width, report.size.height});
   if (!arguments.quiet) {
     printLine(report.headline.text());
   }
-  Progress progress(progressKind(arguments.progress, arguments.quiet), "frames", source->info().frames_expected);
+  Progress progress(progressKind(arguments.progress, arguments.quiet), "frames", source.info().frames_expected);
   report.result =
-      media::runPipeline(*source, *sink, drawingBy(device, arguments),
+      media::runPipeline(source, *sink, drawingBy(device, arguments),
                          {cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
   if (report.result.cancelled) {
     progress.finish();
@@ -206,79 +199,34 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   return status;
 }
 
-} // namespace
-
-const char* const kClipFooter = R"(
-Clips keep their sound, subtitles, time stamps, colour tags and rotation. They
-are written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries
-Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
-
-Examples for clips:
-  vorin-stylize clip.mp4 -o drawn.mp4 --style cartoon
-  vorin-stylize clip.mp4 -o drawn.mp4 --style pencil --steady
-  vorin-stylize clip.mkv -o drawn.mkv --style stipple --codec h265 --crf 28
-  ffmpeg -i clip.mp4 -f yuv4mpegpipe - |
-    vorin-stylize - -o drawn.mp4 --style pencil
-)";
-
-bool isClip(const std::string& input, const std::string& output) {
-  return input == kPipe || output == kPipe || media::isClipName(tools::pathFromUtf8(output));
-}
-
-std::string clipExtensions() {
-  return media::clipExtensions();
-}
-
-std::vector<OptionRow> clipOptionRows() {
-  return {
-      {"--codec", &RawArguments::codec, "NAME",
-       "How to encode the clip: h264 (default), h265, vp9,\nav1, or the name of an encoder of libavcodec", kForStylize, kSection},
-      {"--crf", &RawArguments::crf, "N",
-       "Its quality: 0 is best; each 6 more about halve the\nfile (default: 20 for h264, 24 for h265)", kForStylize, kSection},
-      {"--raw", &RawArguments::raw, "KIND",
-       "What goes through the pipe -, such as\nnv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
-       kForStylize, kSection},
-      {"--steady", &RawArguments::steady, "",
-       "Calm the flicker: what the scene keeps from frame to\nframe, the drawing keeps; it moves with the scene", kForStylize,
-       kSection},
-  };
-}
-
-ClipOptions checkedClipOptions(const RawArguments& raw) {
-  ClipOptions options;
-  options.codec = raw.codec.empty() ? "h264" : raw.codec;
-  options.steady = raw.steady;
-  const bool reads_pipe = !raw.photos.empty() && raw.photos.front() == kPipe;
-  const bool writes_pipe = raw.output == kPipe;
-  if (!raw.crf.empty()) {
-    int crf = 0;
-    const char* end = raw.crf.data() + raw.crf.size();
-    if (const auto [at, error] = std::from_chars(raw.crf.data(), end, crf); error != std::errc() || at != end) {
-      throw usage("--crf '" + raw.crf + "' is no number: use one from 0 (best) to 51");
-    }
-    options.crf = crf;
+// source: null where it is a pipe, which is not touched before the device is sure: a program that starts again on another one
+// would find the pipe's begin gone.
+ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSource> source) {
+  const std::optional<NeuralTools> tools = toolsForStyle(arguments);
+  const Manner manner = mannerOf(arguments, *arguments.style, tools ? &*tools : nullptr);
+  ChosenDevice device(arguments.device);
+  device.prepare(*manner.style);
+  if (source == nullptr) {
+    source = openSource(arguments);
   }
-  if (!raw.raw.empty() && !reads_pipe && !writes_pipe) {
-    throw usage("--raw is of no use without a pipe: leave it out, or name - as the input or the output");
-  }
-  if (writes_pipe && !(raw.codec.empty() && raw.crf.empty())) {
-    throw usage("--codec and --crf are of no use to the output -, which is not encoded: leave them out");
-  }
-  if (!raw.raw.empty()) {
-    options.raw = raw.raw;
-  }
+  const media::Size frame_size = source->info().size;
+  const cv::Size size = arguments.size.value_or(cv::Size(frame_size.width, frame_size.height));
+  ClipReport report = {headlineOf(manner, device), size, {}, {}, 0};
+  device.beginClip(manner, size);
+
+  const CancellationWaits until_the_output_is_closed;
   try {
-    if (options.raw) {
-      static_cast<void>(media::parseRawFormat(*options.raw));
+    return withFailures([&] { return drawFrames(arguments, device, *source, report); });
+  } catch (const Failure& failure) {
+    if (cancellationIsDue()) { // and comes before main could tell
+      printLine(failure.what());
+      printFailure(arguments, failure);
     }
-    if (!writes_pipe && !raw.output.empty()) {
-      media::checkClipCodec(tools::pathFromUtf8(raw.output), {options.codec, options.crf, raw.overwrite});
-    }
-  } catch (const media::OptionError& error) {
-    throw usage(error.what());
+    throw;
   }
-  return options;
 }
+
+} // namespace
 
 ExitStatus stylizeClip(const Arguments& arguments) {
   if (arguments.style_image && tools::isFolder(*arguments.style_image)) {
@@ -288,16 +236,12 @@ ExitStatus stylizeClip(const Arguments& arguments) {
   if (isPipe(arguments.output) && isatty(STDOUT_FILENO) != 0) {
     throw usage("the output - is a terminal, which cannot show frames: put a program behind it");
   }
-  try {
+  return withFailures([&] {
     if (!isPipe(arguments.output)) {
       static_cast<void>(tools::checkedOutput(arguments.output, arguments.overwrite));
     }
     return drawClip(arguments, isPipe(arguments.photos.front()) ? nullptr : openSource(arguments));
-  } catch (const media::OptionError& error) {
-    throw usage(error.what());
-  } catch (const media::MediaError& error) {
-    throw Failure(ExitStatus::kInputOutput, error.what());
-  }
+  });
 }
 
 } // namespace vorin::stylize

@@ -21,7 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::array<std::string_view, 5> kPhotoExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp"};
-constexpr std::array<std::string_view, 6> kClipExtensions = {".avi", ".m4v", ".mkv", ".mov", ".mp4", ".webm"};
+constexpr std::array<std::string_view, 12> kClipExtensions = {".avi", ".flv",  ".m4v", ".mkv", ".mov",  ".mp4",
+                                                              ".mpg", ".mpeg", ".mts", ".ogv", ".webm", ".wmv"};
 
 bool hasOneOf(std::span<const std::string_view> extensions, const fs::path& file) {
   return std::find(extensions.begin(), extensions.end(), tools::lowerCaseExtension(file)) != extensions.end();
