@@ -74,6 +74,7 @@ TEST(ProgressText, TellsRateAndTimeLeft) {
   EXPECT_EQ(stylize::progressBar(state, "frames", 200),
             "[######..................]  25 %  30 of 120 frames, 2.0 a second, 0:45 left");
   EXPECT_EQ(stylize::progressBar(state, "frames", 40).size(), 39U);
+  EXPECT_EQ(stylize::progressLine({1, 1, 0.5}, "photos"), "100 %, 1 of 1 photo, 2.0 a second, 0:00 left");
   EXPECT_EQ(stylize::progressLine({7200, std::nullopt, 2}, "frames"), "7200 frames, 3600.0 a second");
   EXPECT_EQ(stylize::progressLine({1, 4001, 1}, "frames"), "0 %, 1 of 4001 frames, 1.0 a second, 1:06:40 left");
 }
@@ -153,6 +154,16 @@ TEST_F(StylizeBatch, OneThatFailsDoesNotStopTheOthers) {
   EXPECT_EQ(json["results"][2]["outcome"], "failed");
   EXPECT_THAT(json["results"][2]["error"].get<std::string>(), HasSubstr("is not a PNG"));
   EXPECT_EQ(json["results"][3]["width"], 40);
+}
+
+TEST_F(StylizeBatch, ClipAmongPhotosIsToldHowToBeDrawn) {
+  const std::string film = (in_ / "film.mp4").string();
+  std::ofstream(film).close();
+  const ChildResult result = run({(in_ / "a.png").string(), film, "-o", out(), "--style", "stipple"});
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_THAT(result.standard_error,
+              HasSubstr("'" + film + (stylize::clipExtensions().empty() ? "' is empty" : "' is a clip: draw it on its own, ")));
+  EXPECT_THAT(contentOf(out()), testing::ElementsAre(testing::Key("a.png")));
 }
 
 // What a killed run leaves is no drawing, and what it has drawn is not drawn again.

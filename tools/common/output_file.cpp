@@ -20,17 +20,9 @@ OutputError unwritable(const fs::path& output, const std::string& what_to_do) {
 
 OutputFile::OutputFile(const fs::path& output, bool overwrite)
     : output_(checkedOutput(output, overwrite)), overwrite_(overwrite), temporary_(temporaryBeside(output_)),
-      removed_at_exit_(temporary_), file_(makeNewFile(temporary_)) {
+      file_(makeNewFile(temporary_.path())) {
   if (file_ == nullptr) {
     throw unwritable(output, "choose another folder");
-  }
-}
-
-OutputFile::~OutputFile() {
-  file_.reset();
-  if (!committed_) {
-    std::error_code ignored;
-    fs::remove(temporary_, ignored);
   }
 }
 
@@ -45,8 +37,7 @@ void OutputFile::commit() {
   if (std::fflush(file_.get()) != 0 || std::fclose(file_.release()) != 0) {
     throw unwritable(output_, "make room or choose another folder");
   }
-  moveIntoPlace(temporary_, output_, overwrite_);
-  committed_ = true;
+  moveIntoPlace(temporary_.path(), output_, overwrite_);
 }
 
 } // namespace vorin::tools

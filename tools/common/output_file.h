@@ -2,7 +2,7 @@
 // failure, an exception, cancellation, a library that ends the process) removes the temporary file that the pieces go into.
 #pragma once
 
-#include "leftover_file.h"
+#include "unfinished_file.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -18,9 +18,6 @@ public:
   // Refuses an existing output unless overwrite is set, and anything there that is no regular file. The temporary is made here,
   // so that a folder that cannot be written to shows before any work is done.
   OutputFile(const std::filesystem::path& output, bool overwrite);
-  ~OutputFile();
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
 
   void write(std::span<const std::uint8_t> bytes);
 
@@ -35,10 +32,8 @@ private:
 
   std::filesystem::path output_;
   bool overwrite_;
-  std::filesystem::path temporary_;
-  RemovedAtExit removed_at_exit_; // before the file is made: no moment without it
+  UnfinishedFile temporary_;
   std::unique_ptr<std::FILE, FileCloser> file_;
-  bool committed_ = false;
 };
 
 } // namespace vorin::tools

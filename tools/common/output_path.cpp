@@ -90,6 +90,10 @@ fs::path checkedOutput(const fs::path& output, bool overwrite) {
   return target;
 }
 
+void requireWritable(const fs::path& output, bool overwrite) {
+  static_cast<void>(checkedOutput(output, overwrite));
+}
+
 fs::path temporaryBeside(const fs::path& output) {
   return folderOf(output) / randomName(kTemporaryBegin, kTemporaryEnd);
 }

@@ -20,6 +20,9 @@ public:
 // nowhere.
 std::filesystem::path checkedOutput(const std::filesystem::path& output, bool overwrite);
 
+// Throws as checkedOutput does: for a look beforehand, where the work takes time.
+void requireWritable(const std::filesystem::path& output, bool overwrite);
+
 // A file in the output's folder that no other program uses, by chance alone.
 std::filesystem::path temporaryBeside(const std::filesystem::path& output);
 

@@ -1,6 +1,7 @@
 #include "clip_opening.h"
 
 #include "picture_conversion.h"
+#include "quoted_name.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,10 +17,6 @@ namespace fs = std::filesystem;
 constexpr const char* kClipFormats =
     "mov,matroska,avi,mpegts,mpeg,mpegvideo,m4v,h264,hevc,ivf,flv,asf,ogg,gif,apng,mxf,nut,dv,rm,"
     "yuv4mpegpipe";
-
-MediaError fault(const fs::path& clip, const std::string& what) {
-  return MediaError("'" + clip.string() + "' " + what);
-}
 
 InputHandle openInput(const fs::path& clip) {
   silenceLibav();
@@ -122,7 +119,7 @@ VideoInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
     throw fault(clip, "holds no picture that can be decoded: use another copy of it");
   }
   VideoInfo info;
-  info.name = clip.string();
+  info.name = tools::quotedPath(clip);
   info.size = {video.width, video.height};
   info.layout = layoutForFormat(format, info.size);
   info.colours = coloursOf(video, format);

@@ -75,7 +75,7 @@ std::optional<Item> ClipReader::Decoder::next() {
     }
     if (all_read_) {
       if (frames_ == 0) {
-        throw MediaError("'" + info_.name + "' holds no picture that can be decoded: use another copy of it");
+        throw MediaError(info_.name + " holds no picture that can be decoded: use another copy of it");
       }
       return std::nullopt;
     }
@@ -174,7 +174,7 @@ std::vector<std::string> ClipReader::Decoder::damage() const {
   const bool misses_much = context.duration > 0 && read + kUnnoticed < context.duration;
   std::vector<std::string> lines;
   if (is_cut_short_ || misses_much) {
-    std::string line = "'" + info_.name + "' is cut short or damaged: it was read up to " +
+    std::string line = info_.name + " is cut short or damaged: it was read up to " +
                        secondsText(static_cast<double>(read) / AV_TIME_BASE);
     if (misses_much) {
       line += " of " + secondsText(static_cast<double>(context.duration) / AV_TIME_BASE);
@@ -182,7 +182,7 @@ std::vector<std::string> ClipReader::Decoder::damage() const {
     lines.push_back(line);
   }
   if (damaged_packets_ > 0) {
-    lines.push_back("'" + info_.name + "' holds " + std::to_string(damaged_packets_) +
+    lines.push_back(info_.name + " holds " + std::to_string(damaged_packets_) +
                     " damaged pictures, which were left out or repaired by the decoder");
   }
   return lines;

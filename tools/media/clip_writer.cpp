@@ -1,8 +1,9 @@
 #include "clip_writer.h"
 
 #include "clip_streams.h"
-#include "leftover_file.h"
 #include "output_path.h"
+#include "quoted_name.h"
+#include "unfinished_file.h"
 #include "utf8_path.h"
 #include "video_encoder.h"
 
@@ -34,14 +35,10 @@ const ContainerRow* findContainer(const fs::path& file) {
   return row == kContainers.end() ? nullptr : row;
 }
 
-MediaError fault(const fs::path& output, const std::string& what) {
-  return MediaError("'" + output.string() + "' " + what);
-}
-
 const ContainerRow& containerOf(const fs::path& output) {
   const ContainerRow* row = findContainer(output);
   if (row == nullptr) {
-    throw OptionError("the output '" + output.string() + "' has no file extension of a clip: use one of " + clipExtensions());
+    throw OptionError("the output " + tools::quotedPath(output) + " has no file extension of a clip: use one of " + clipExtensions());
   }
   return *row;
 }
@@ -69,7 +66,7 @@ void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
   silenceLibav();
   const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
   if (format == nullptr) {
-    throw OptionError("libavformat was built without the container of '" + output.string() + "': use another extension");
+    throw OptionError("libavformat was built without the container of " + tools::quotedPath(output) + ": use another extension");
   }
   static_cast<void>(configuredEncoder(options, *format));
 }
@@ -77,9 +74,6 @@ void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
 class ClipWriter::File {
 public:
   File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options);
-  ~File();
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
 
   Size size() const { return size_; }
   const std::vector<std::string>& warnings() const { return warnings_; }
@@ -100,8 +94,7 @@ private:
   fs::path output_;
   Size size_;
   bool overwrite_;
-  fs::path temporary_;
-  tools::RemovedAtExit removed_at_exit_; // before the file is made: no moment without it
+  tools::UnfinishedFile temporary_;
   OutputHandle context_;
   std::optional<VideoEncoder> encoder_;
   std::optional<CopiedStreams> copied_;
@@ -114,10 +107,10 @@ private:
 
 ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
     : output_(tools::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
-      temporary_(tools::temporaryBeside(output_)), removed_at_exit_(temporary_) {
+      temporary_(tools::temporaryBeside(output_)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.string()).c_str()) < 0) {
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.path().string()).c_str()) < 0) {
     throw std::bad_alloc();
   }
   context_.reset(context);
@@ -131,19 +124,7 @@ ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size siz
     CopiedStreams::copyMetadata(*source.streams->context, *context_);
     warnings_.insert(warnings_.end(), copied_->warnings().begin(), copied_->warnings().end());
   }
-  try {
-    open();
-  } catch (...) {
-    std::error_code ignored;
-    fs::remove(temporary_, ignored);
-    throw;
-  }
-}
-
-ClipWriter::File::~File() {
-  context_.reset();
-  std::error_code ignored;
-  fs::remove(temporary_, ignored); // not there any more where all went well
+  open();
 }
 
 void ClipWriter::File::addVideo(const VideoInfo& source) {
@@ -249,7 +230,7 @@ std::int64_t ClipWriter::File::finishEarly() {
 void ClipWriter::File::close() {
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));
-  tools::moveIntoPlace(temporary_, output_, overwrite_);
+  tools::moveIntoPlace(temporary_.path(), output_, overwrite_);
 }
 
 ClipWriter::ClipWriter(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)

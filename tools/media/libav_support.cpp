@@ -1,5 +1,7 @@
 #include "libav_support.h"
 
+#include "quoted_name.h"
+
 #include <array>
 #include <new>
 
@@ -23,6 +25,10 @@ std::string libavText(int error) {
 
 void silenceLibav() {
   av_log_set_level(AV_LOG_QUIET);
+}
+
+MediaError fault(const std::filesystem::path& clip, const std::string& what) {
+  return MediaError(tools::quotedPath(clip) + " " + what);
 }
 
 std::string fileUrl(const std::string& path) {

@@ -14,6 +14,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -64,6 +65,9 @@ std::string libavText(int error);
 
 // libav writes its complaints to standard error; the program says all that there is to say itself. For the whole process.
 void silenceLibav();
+
+// The clip's name with what is wrong with it.
+MediaError fault(const std::filesystem::path& clip, const std::string& what);
 
 // libav takes "name:" before a path for a protocol.
 std::string fileUrl(const std::string& path);

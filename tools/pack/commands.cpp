@@ -83,8 +83,7 @@ ExitStatus run(const PrintArguments& arguments) {
 }
 
 ExitStatus run(const BuildArguments& arguments) {
-  static_cast<void>(
-      tools::checkedOutput(arguments.package, arguments.overwrite)); // before the networks are read, which takes time
+  tools::requireWritable(arguments.package, arguments.overwrite); // before the networks are read, which takes time
   PackageContent content(arguments.half_precision);
   for (const fs::path& file : arguments.networks) {
     content.addNetwork(tools::utf8Text(file.stem()) + ".xml", file);
@@ -97,7 +96,7 @@ ExitStatus run(const BuildArguments& arguments) {
   }
   requireOtherFile(arguments.package, content.files());
   writePackage(content.files(), arguments.package, arguments.overwrite);
-  printLine("wrote '" + tools::utf8Text(arguments.package) + "' with " + std::to_string(content.files().size()) + " entries");
+  printLine("wrote " + quotedPath(arguments.package) + " with " + std::to_string(content.files().size()) + " entries");
   return ExitStatus::kDone;
 }
 
@@ -145,8 +144,7 @@ ExitStatus run(const VerifyArguments& arguments) {
 
 ExitStatus run(const ExtractArguments& arguments) {
   const std::size_t count = extractEntries(arguments.package, arguments.entry_names, arguments.folder, arguments.overwrite);
-  printLine("wrote " + std::to_string(count) + (count == 1 ? " file" : " files") + " to '" + tools::utf8Text(arguments.folder) +
-            "'");
+  printLine("wrote " + std::to_string(count) + (count == 1 ? " file" : " files") + " to " + quotedPath(arguments.folder));
   return ExitStatus::kDone;
 }
 

@@ -63,7 +63,7 @@ std::size_t extractEntries(const fs::path& package, const std::vector<std::strin
   }
   makeFolder(folder);
   for (const PackageEntry& entry : entries) {
-    static_cast<void>(tools::checkedOutput(folder / tools::pathFromUtf8(entry.name), overwrite));
+    tools::requireWritable(folder / tools::pathFromUtf8(entry.name), overwrite);
   }
   for (const PackageEntry& entry : entries) {
     tools::OutputFile output(folder / tools::pathFromUtf8(entry.name), overwrite);

@@ -79,7 +79,7 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
 NetworkFiles NetworkSource::loadIr(const fs::path& file) {
   const fs::path weights = fs::path(file).replace_extension(".bin");
   if (!fs::is_regular_file(weights)) {
-    throw Failure(quotedPath(file) + " has no weights: put '" + tools::utf8Text(weights.filename()) + "' beside it");
+    throw Failure(quotedPath(file) + " has no weights: put " + quotedPath(weights.filename()) + " beside it");
   }
   if (!looksLikeIr(file)) {
     throw Failure(quotedPath(file) + " is not a network in OpenVINO's IR: export it as that or as ONNX");

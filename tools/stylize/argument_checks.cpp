@@ -4,6 +4,7 @@
 #include "image_file.h"
 #include "name_table.h"
 #include "picture_size.h"
+#include "quoted_name.h"
 #include "utf8_path.h"
 
 #include <algorithm>
@@ -191,7 +192,7 @@ Failure usage(const std::string& line) {
 void requirePictureName(const std::filesystem::path& output) {
   if (!isPictureName(output)) {
     const std::string clips = clipExtensions();
-    throw usage("the output '" + tools::utf8Text(output) + "' has no known file extension: use one of " + pictureExtensions() +
+    throw usage("the output " + tools::quotedPath(output) + " has no known file extension: use one of " + pictureExtensions() +
                 (clips.empty() ? "" : "; for a clip " + clips));
   }
 }

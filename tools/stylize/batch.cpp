@@ -93,6 +93,11 @@ void removeLeftovers(const std::vector<PhotoResult>& planned) {
 }
 
 void drawPhoto(const Arguments& arguments, Painter& painter, PhotoResult& result) {
+  requireExists(result.input);
+  if (isClip(result.input)) {
+    throw Failure(ExitStatus::kInputOutput,
+                  tools::quotedPath(result.input) + " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
+  }
   const cv::Mat photo = readPicture(result.input);
   if (!isPictureName(result.output)) { // an extension that is read, but not written on this system
     throw Failure(ExitStatus::kInputOutput,
@@ -163,7 +168,7 @@ Headline drawAll(const Arguments& arguments, std::vector<PhotoResult>& results) 
       std::count_if(results.begin(), results.end(), [](const auto& each) { return each.outcome == Outcome::kSkipped; });
   const ProgressKind kind = progressKind(arguments.progress, arguments.quiet);
   const std::int64_t total = static_cast<std::int64_t>(results.size()) - skipped;
-  Progress progress(kind, total == 1 && kind != ProgressKind::kJson ? "photo" : "photos", total); // programs get one name
+  Progress progress(kind, "photos", total);
   std::int64_t done = 0;
   for (PhotoResult& result : results) {
     if (result.outcome == Outcome::kSkipped) {

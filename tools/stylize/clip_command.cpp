@@ -238,7 +238,7 @@ ExitStatus stylizeClip(const Arguments& arguments) {
   }
   return withFailures([&] {
     if (!isPipe(arguments.output)) {
-      static_cast<void>(tools::checkedOutput(arguments.output, arguments.overwrite));
+      tools::requireWritable(arguments.output, arguments.overwrite);
     }
     return drawClip(arguments, isPipe(arguments.photos.front()) ? nullptr : openSource(arguments));
   });

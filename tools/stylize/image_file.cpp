@@ -5,6 +5,7 @@
 #include "image_header.h"
 #include "name_table.h"
 #include "picture_size.h"
+#include "quoted_name.h"
 #include "utf8_path.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ const ImageEncoding* findEncoding(const fs::path& file) {
 }
 
 Failure unreadable(const fs::path& file, const std::string& why) {
-  return {ExitStatus::kInputOutput, "'" + tools::utf8Text(file) + "' " + why};
+  return {ExitStatus::kInputOutput, tools::quotedPath(file) + " " + why};
 }
 
 std::vector<std::uint8_t> readBytes(const fs::path& file) {
@@ -115,7 +116,7 @@ std::string pictureExtensions() {
 void requireFits(const fs::path& file, cv::Size size) {
   const ImageEncoding* encoding = findEncoding(file);
   if (encoding != nullptr && std::max(size.width, size.height) > encoding->largest_side) {
-    throw Failure(ExitStatus::kUsage, "'" + tools::utf8Text(file) + "': a " + std::string(encoding->extension) +
+    throw Failure(ExitStatus::kUsage, tools::quotedPath(file) + ": a " + std::string(encoding->extension) +
                                           " image has sides of at most " + std::to_string(encoding->largest_side) +
                                           ": choose .png or a smaller size");
   }
@@ -125,7 +126,7 @@ std::vector<std::uint8_t> encodePicture(const fs::path& file, const cv::Mat& bgr
   const ImageEncoding* encoding = findEncoding(file);
   std::vector<std::uint8_t> bytes = encoding == nullptr ? std::vector<std::uint8_t>() : encodeImage(*encoding, bgr);
   if (bytes.empty()) {
-    throw Failure(ExitStatus::kInputOutput, "'" + tools::utf8Text(file) + "' cannot be encoded: choose another file extension");
+    throw Failure(ExitStatus::kInputOutput, tools::quotedPath(file) + " cannot be encoded: choose another file extension");
   }
   return bytes;
 }

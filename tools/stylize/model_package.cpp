@@ -1,6 +1,7 @@
 #include "model_package.h"
 
 #include "program_files.h"
+#include "quoted_name.h"
 #include "software_device.h"
 #include "utf8_path.h"
 
@@ -20,10 +21,6 @@ constexpr std::size_t kMaxNameBytes = 1023;
 constexpr std::uint32_t kMaxEntryBytes = 0x40000000;
 constexpr std::uint32_t kMaxOffset = 0x7FFFFFFF;
 
-std::string quoted(const fs::path& path) {
-  return std::string("'").append(tools::utf8Text(path)).append("'");
-}
-
 Failure unusable(const std::string& line) {
   return {ExitStatus::kConfiguration, line};
 }
@@ -32,7 +29,7 @@ fs::path findFolder(const std::optional<fs::path>& named) {
   std::error_code error;
   if (named) {
     if (!fs::is_directory(*named, error)) {
-      throw unusable("--models " + quoted(*named) + " is not a folder: name the one that holds " + kFileName);
+      throw unusable("--models " + tools::quotedPath(*named) + " is not a folder: name the one that holds " + kFileName);
     }
     return *named;
   }
@@ -87,19 +84,19 @@ bool liesWithin(const PackageEntry& record, std::uintmax_t file_bytes) {
 std::vector<PackageEntry> readEntries(const fs::path& package) {
   std::error_code error;
   if (!fs::is_regular_file(package, error)) {
-    throw unusable(quoted(package) + (fs::exists(package, error) ? " is not a file" : " does not exist") +
+    throw unusable(tools::quotedPath(package) + (fs::exists(package, error) ? " is not a file" : " does not exist") +
                    ": build it with models/build or vorin-pack, or name another folder with --models");
   }
   const std::uintmax_t file_bytes = fs::file_size(package, error);
   std::ifstream file(package, std::ios::binary);
   if (error || !file) {
-    throw unusable(quoted(package) + " cannot be read: check its permissions");
+    throw unusable(tools::quotedPath(package) + " cannot be read: check its permissions");
   }
   std::vector<PackageEntry> entries;
   for (;;) {
     std::optional<PackageEntry> record = readRecord(file);
     if (!record || !liesWithin(*record, file_bytes)) {
-      throw unusable(quoted(package) +
+      throw unusable(tools::quotedPath(package) +
                      " is no model package, or an incomplete one: copy or build it anew ('vorin-pack list' shows " +
                      "what is wrong)");
     }
@@ -113,7 +110,7 @@ std::vector<PackageEntry> readEntries(const fs::path& package) {
 std::string checkedNarrowText(const fs::path& folder) {
   std::optional<std::string> text = narrowText(folder);
   if (!text) {
-    throw unusable("the folder " + quoted(folder) +
+    throw unusable("the folder " + tools::quotedPath(folder) +
                    " has characters in its name that the library does not take on this system: copy " + kFileName +
                    " to a folder with a plain name and name that one with --models");
   }
@@ -140,7 +137,7 @@ ModelPackage::ModelPackage(const std::optional<fs::path>& named)
   if (!isWritable(folder_)) { // as that of an installed package
     const std::optional<fs::path> own = folderOfLinkTo(file_);
     if (!own) {
-      throw unusable("the folder " + quoted(folder_) +
+      throw unusable("the folder " + tools::quotedPath(folder_) +
                      " is not writable, and the library takes no package from such a one: change its permissions, or copy " +
                      kFileName + " elsewhere and name that folder with --models");
     }
@@ -157,7 +154,7 @@ void ModelPackage::requireNetwork(const Style& style, const Network& network) co
     }
   }
   if (!absent.empty()) {
-    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + quoted(file_) + " lacks " + absent +
+    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + tools::quotedPath(file_) + " lacks " + absent +
                    ": build a package with " + (absent.find(',') == std::string::npos ? "it" : "them") +
                    " (see vorin-pack --help)");
   }

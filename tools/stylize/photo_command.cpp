@@ -9,6 +9,7 @@
 #include "photo_list.h"
 #include "run_report.h"
 #include "sheet_command.h"
+#include "quoted_name.h"
 #include "utf8_path.h"
 
 #include <system_error>
@@ -82,8 +83,8 @@ ExitStatus stylizePhotos(const Arguments& arguments) {
     return makeSheet(arguments);
   }
   if (several && is_picture && !tools::isFolder(arguments.output)) {
-    throw usage("many photos are drawn into a folder, and '" + tools::utf8Text(arguments.output) +
-                "' names a picture: name a folder with -o");
+    throw usage("many photos are drawn into a folder, and " + tools::quotedPath(arguments.output) +
+                " names a picture: name a folder with -o");
   }
   const bool into_folder = !is_picture && (tools::isFolder(arguments.output) || !arguments.output.has_filename());
   return several || into_folder ? stylizeMany(arguments) : stylizeOne(arguments);

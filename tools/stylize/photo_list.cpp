@@ -59,7 +59,7 @@ struct Named {
 void sortIn(const fs::path& file, Named& found) {
   if (hasOneOf(kPhotoExtensions, file)) {
     found.files.push_back(file);
-  } else if (!clipExtensions().empty() && hasOneOf(kClipExtensions, file)) {
+  } else if (isClip(file)) {
     found.clips.insert(plain(file));
   }
 }
@@ -128,6 +128,10 @@ fs::path commonFolder(const fs::path& a, const fs::path& b) {
 bool namesSeveral(const std::vector<fs::path>& names) {
   return names.size() > 1 ||
          std::any_of(names.begin(), names.end(), [](const fs::path& name) { return tools::isFolder(name) || isPattern(name); });
+}
+
+bool isClip(const fs::path& file) {
+  return !clipExtensions().empty() && hasOneOf(kClipExtensions, file);
 }
 
 PhotoList listPhotos(const std::vector<fs::path>& names, const fs::path& left_out) {

@@ -16,6 +16,9 @@ namespace vorin::stylize {
 // none.
 bool namesSeveral(const std::vector<std::filesystem::path>& names);
 
+// By its file extension, where this program draws clips.
+bool isClip(const std::filesystem::path& file);
+
 struct ListedPhoto {
   std::filesystem::path file;
   std::filesystem::path place; // relative, with the photo's own file extension

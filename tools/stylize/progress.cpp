@@ -35,14 +35,17 @@ std::int64_t partOf(const ProgressState& state, std::int64_t whole) {
   return *state.total == 0 ? whole : std::min(whole, state.done * whole / *state.total);
 }
 
+// "1 photo", "12 of 27 photos".
+std::string countText(const ProgressState& state, const std::string& unit) {
+  const std::int64_t counted = state.total.value_or(state.done);
+  return std::to_string(state.done) + (state.total ? " of " + std::to_string(*state.total) : "") + ' ' +
+         (counted == 1 ? unit.substr(0, unit.size() - 1) : unit);
+}
+
 // "12 of 27 photos, 2.1 a second, 0:07 left".
 std::string figures(const ProgressState& state, const std::string& unit) {
   std::ostringstream text;
-  text << state.done;
-  if (state.total) {
-    text << " of " << *state.total;
-  }
-  text << ' ' << unit << ", " << std::fixed << std::setprecision(1) << state.perSecond() << " a second";
+  text << countText(state, unit) << ", " << std::fixed << std::setprecision(1) << state.perSecond() << " a second";
   if (const auto left = state.secondsLeft()) {
     text << ", " << clockText(*left) << " left";
   }

@@ -9,6 +9,7 @@
 #include "photo_list.h"
 #include "picture_size.h"
 #include "run_report.h"
+#include "quoted_name.h"
 #include "utf8_path.h"
 
 #include <system_error>
@@ -68,8 +69,8 @@ private:
       looks.push_back({tools::utf8Text(image.file.stem()), readPicture(image.file)});
     }
     if (looks.empty()) {
-      throw Failure(ExitStatus::kInputOutput, "there is no image in the --style-image folder '" +
-                                                  tools::utf8Text(*arguments.style_image) + "': name another one");
+      throw Failure(ExitStatus::kInputOutput, "there is no image in the --style-image folder " +
+                                                  tools::quotedPath(*arguments.style_image) + ": name another one");
     }
     return looks;
   }
@@ -86,8 +87,8 @@ private:
     }
     const fs::path painting = package.folder() / "painting.png";
     if (!arguments.style_image && !fs::exists(painting)) {
-      throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no '" +
-                                            tools::utf8Text(painting) + "': add --style-image with an image file");
+      throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
+                                            tools::quotedPath(painting) + ": add --style-image with an image file");
     }
     return {package, readPicture(arguments.style_image.value_or(painting))};
   }

@@ -2,7 +2,7 @@
 
 #include "../cancellation_state.h"
 #include "../exit_status.h"
-#include "leftover_file.h"
+#include "unfinished_file.h"
 
 #include <array>
 #include <csignal>
@@ -36,7 +36,7 @@ sigset_t cancellingSignals() {
 void cancelNow() {
   const std::string_view line = cancellationLine();
   [[maybe_unused]] const auto written = write(standard_error, line.data(), line.size());
-  tools::removeLeftover(); // last: another thread may still be at work on a file
+  tools::removeUnfinishedFile(); // last: another thread may still be at work on a file
   _exit(static_cast<int>(ExitStatus::kCancelled));
 }
 

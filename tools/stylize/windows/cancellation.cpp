@@ -4,7 +4,7 @@
 #include "../exit_status.h"
 #include "console_code_page.h"
 #include "held_cancellation.h"
-#include "leftover_file.h"
+#include "unfinished_file.h"
 
 #include <windows.h>
 
@@ -28,7 +28,7 @@ void cancelNow() {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
   tools::restoreConsoleCodePage();
-  tools::removeLeftover(); // last: another thread may still be at work on a file
+  tools::removeUnfinishedFile(); // last: another thread may still be at work on a file
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::kCancelled));
 }
 
