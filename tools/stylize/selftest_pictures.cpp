@@ -9,7 +9,7 @@ namespace {
 constexpr int kWidth = 384;
 constexpr int kHeight = 288;
 
-constexpr std::string_view kDemoPackage = "d6e670412673fba389d4a85d732b003b2a822b8ed673d1455f490854008be5b0";
+constexpr std::string_view kDemoPackage = "8d5577245ba16f6b1e27110218ec022af6f4f3312cf51f90145eeec90384a38c";
 
 // Drawn on the software device, with networks in f32.
 constexpr std::array kKnownDrawings = {
@@ -23,11 +23,11 @@ constexpr std::array kKnownDrawings = {
                  "d1d1d12ad0d0d027dedede04dedede04dcdcdc1fdedede18c5c5c532d2d2d22a"
                  "e4e4e41ae5e5e51ac0c0c03fc6c6c62bc9c9c91cbfbfbf1fb9b9b92cc3c3c31d"},
     KnownDrawing{"cartoon", kDemoPackage,
-                 "a98a5e44c29b6840e9af6c30eab3712ecec79e23d7c89a25c2a57e58c9b58a45"
-                 "c1cca224c7d0a81e6c82a44c629cad3b266c3036296f3e3c2f625b414276723e"},
+                 "a98a5e44c19b6740e8ae6b31eab2702fcec79e23d7c89a25c2a57e58c9b68a45"
+                 "c1cca224c8d0a81e6c82a44c629cad3b276c30362a703f3c2f625b414276733e"},
     KnownDrawing{"transfer", kDemoPackage,
-                 "7b8eac3e7b96b43b4e7ccd394e7ccd396b6d92355f6ca236726e95436a699a3e"
-                 "5a5e95265d6092279c837f48ae615442726e9832785e7f269e71743ea5595834"},
+                 "798dad3c7895b63a4b7cce384b7cce386a6e97355e6ea636757094446c6b9a3f"
+                 "5c5e92265e5f8f279b827f48ad605442726d9732785c7e269e70733ea6585635"},
 };
 
 std::uint8_t byteOf(int value) {
