@@ -174,8 +174,8 @@ std::vector<std::string> ClipReader::Decoder::damage() const {
   const bool misses_much = context.duration > 0 && read + kUnnoticed < context.duration;
   std::vector<std::string> lines;
   if (is_cut_short_ || misses_much) {
-    std::string line = info_.name + " is cut short or damaged: it was read up to " +
-                       secondsText(static_cast<double>(read) / AV_TIME_BASE);
+    std::string line =
+        info_.name + " is cut short or damaged: it was read up to " + secondsText(static_cast<double>(read) / AV_TIME_BASE);
     if (misses_much) {
       line += " of " + secondsText(static_cast<double>(context.duration) / AV_TIME_BASE);
     }

@@ -38,7 +38,8 @@ const ContainerRow* findContainer(const fs::path& file) {
 const ContainerRow& containerOf(const fs::path& output) {
   const ContainerRow* row = findContainer(output);
   if (row == nullptr) {
-    throw OptionError("the output " + tools::quotedPath(output) + " has no file extension of a clip: use one of " + clipExtensions());
+    throw OptionError("the output " + tools::quotedPath(output) + " has no file extension of a clip: use one of " +
+                      clipExtensions());
   }
   return *row;
 }
@@ -110,7 +111,8 @@ ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size siz
       temporary_(tools::temporaryBeside(output_)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.path().string()).c_str()) < 0) {
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.path().string()).c_str()) <
+      0) {
     throw std::bad_alloc();
   }
   context_.reset(context);

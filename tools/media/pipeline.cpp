@@ -55,16 +55,17 @@ public:
   }
 
   // Waits until all is written. When cancelled, also meanwhile, what has been drawn is still written, if nobody is to be waited
-  // for; what has been read is not wanted any more.
+  // for and it takes no time worth mentioning; what has been read is not wanted any more.
   void join() {
-    constexpr std::chrono::milliseconds kLook(20); // at the flag: nobody can wake the waiting from a signal handler
+    constexpr std::chrono::milliseconds kPatience(100);
     drawn_.close();
-    while (!writer_is_done_ && !cancelled_) {
-      std::this_thread::sleep_for(kLook);
-    }
+    waitForWriter([this] { return cancelled_.load(); });
     if (cancelled_) {
       source_.interrupt();
       sink_.interrupt();
+      const auto start = std::chrono::steady_clock::now();
+      waitForWriter([&] { return std::chrono::steady_clock::now() - start >= kPatience; });
+      drawn_.abort();
     }
     writer_.join();
     read_.abort();
@@ -73,6 +74,14 @@ public:
   }
 
 private:
+  // Looks at the flags from time to time: nobody can wake the waiting from a signal handler.
+  template <typename GiveUp> void waitForWriter(const GiveUp& gives_up) {
+    constexpr std::chrono::milliseconds kLook(20);
+    while (!writer_is_done_ && !gives_up()) {
+      std::this_thread::sleep_for(kLook);
+    }
+  }
+
   void rethrow() const {
     for (const std::exception_ptr& failure : {source_failure_, sink_failure_}) {
       if (failure) {

@@ -9,21 +9,23 @@
 namespace vorin::media {
 namespace {
 
-// What the encoders are used with. The speeds are such that encoding does not hold up the drawing.
+// What the encoders are used with. The speeds are such that encoding does not hold up the drawing, and that few frames wait in
+// the encoder: what waits there, a cancelled run must encode or lose.
 struct EncoderRow {
   std::string_view name; // as the user may call it
   const char* encoder;
   int usual_crf;
   int worst_crf;
+  bool ends_quickly;    // holds few frames back, or encodes them in no time
   const char* settings; // of the encoder's own
 };
 
 constexpr std::array kEncoders = {
-    EncoderRow{"h264", "libx264", 20, 51, "preset=veryfast"},
-    EncoderRow{"h265", "libx265", 24, 51, "preset=veryfast,x265-params=log-level=none"},
-    EncoderRow{"hevc", "libx265", 24, 51, "preset=veryfast,x265-params=log-level=none"},
-    EncoderRow{"vp9", "libvpx-vp9", 31, 63, "deadline=good,cpu-used=5,row-mt=1"},
-    EncoderRow{"av1", "libaom-av1", 35, 63, "usage=realtime,cpu-used=8,row-mt=1"},
+    EncoderRow{"h264", "libx264", 22, 51, true, "preset=superfast"},
+    EncoderRow{"h265", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
+    EncoderRow{"hevc", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
+    EncoderRow{"vp9", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
+    EncoderRow{"av1", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
 };
 
 const EncoderRow* findRow(const std::string& codec) {
@@ -155,9 +157,8 @@ void VideoEncoder::send(VideoFrame&& frame) {
 }
 
 bool VideoEncoder::endsQuickly() const {
-  const AVCodec& encoder = *codec_->codec;
-  return (encoder.capabilities & AV_CODEC_CAP_DELAY) == 0 || std::strcmp(encoder.name, "libx264") == 0 ||
-         std::strcmp(encoder.name, "libaom-av1") == 0; // as its row above sets it
+  const EncoderRow* row = findRow(codec_->codec->name);
+  return (codec_->codec->capabilities & AV_CODEC_CAP_DELAY) == 0 || (row != nullptr && row->ends_quickly);
 }
 
 void VideoEncoder::sendEnd() {

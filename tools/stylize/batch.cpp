@@ -95,8 +95,8 @@ void removeLeftovers(const std::vector<PhotoResult>& planned) {
 void drawPhoto(const Arguments& arguments, Painter& painter, PhotoResult& result) {
   requireExists(result.input);
   if (isClip(result.input)) {
-    throw Failure(ExitStatus::kInputOutput,
-                  tools::quotedPath(result.input) + " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
+    throw Failure(ExitStatus::kInputOutput, tools::quotedPath(result.input) +
+                                                " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
   }
   const cv::Mat photo = readPicture(result.input);
   if (!isPictureName(result.output)) { // an extension that is read, but not written on this system

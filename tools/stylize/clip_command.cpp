@@ -172,9 +172,10 @@ template <typename Action> ExitStatus withFailures(Action action) {
   }
 }
 
-ExitStatus drawFrames(const Arguments& arguments, ChosenDevice& device, media::FrameSource& source, ClipReport& report) {
+ExitStatus drawFrames(const Arguments& arguments, ChosenDevice& device, media::FrameSource& source,
+                      std::unique_ptr<media::FrameSink>& sink, ClipReport& report) {
   const auto start = std::chrono::steady_clock::now();
-  const std::unique_ptr<media::FrameSink> sink = openSink(arguments, source.info(), {report.size.width, report.size.height});
+  sink = openSink(arguments, source.info(), {report.size.width, report.size.height});
   if (!arguments.quiet) {
     printLine(report.headline.text());
   }
@@ -214,9 +215,11 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   ClipReport report = {headlineOf(manner, device), size, {}, {}, 0};
   device.beginClip(manner, size);
 
+  // Outlives what follows: a cancelled process ends without the while that an encoder with frames inside takes for its end.
+  std::unique_ptr<media::FrameSink> sink;
   const CancellationWaits until_the_output_is_closed;
   try {
-    return withFailures([&] { return drawFrames(arguments, device, *source, report); });
+    return withFailures([&] { return drawFrames(arguments, device, *source, sink, report); });
   } catch (const Failure& failure) {
     if (cancellationIsDue()) { // and comes before main could tell
       printLine(failure.what());

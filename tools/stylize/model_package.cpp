@@ -154,8 +154,8 @@ void ModelPackage::requireNetwork(const Style& style, const Network& network) co
     }
   }
   if (!absent.empty()) {
-    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + tools::quotedPath(file_) + " lacks " + absent +
-                   ": build a package with " + (absent.find(',') == std::string::npos ? "it" : "them") +
+    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + tools::quotedPath(file_) + " lacks " +
+                   absent + ": build a package with " + (absent.find(',') == std::string::npos ? "it" : "them") +
                    " (see vorin-pack --help)");
   }
 }

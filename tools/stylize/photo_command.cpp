@@ -7,9 +7,9 @@
 #include "output_file.h"
 #include "painter.h"
 #include "photo_list.h"
+#include "quoted_name.h"
 #include "run_report.h"
 #include "sheet_command.h"
-#include "quoted_name.h"
 #include "utf8_path.h"
 
 #include <system_error>

@@ -8,8 +8,8 @@
 #include "painter.h"
 #include "photo_list.h"
 #include "picture_size.h"
-#include "run_report.h"
 #include "quoted_name.h"
+#include "run_report.h"
 #include "utf8_path.h"
 
 #include <system_error>
