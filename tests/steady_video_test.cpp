@@ -64,53 +64,69 @@ double blendedByte(const cv::Mat& history, cv::Point2d from, int channel, double
   const double x = from.x - column;
   const double y = from.y - row;
   const auto at = [&](int r, int c) {
-    return static_cast<double>(history.at<cv::Vec3b>(std::min(r, history.rows - 1), std::min(c, history.cols - 1))[channel]);
+    return static_cast<double>(
+        history.ptr(std::min(r, history.rows - 1))[std::min(c, history.cols - 1) * history.channels() + channel]);
   };
   const double moved = (at(row, column) * (1 - x) + at(row, column + 1) * x) * (1 - y) +
                        (at(row + 1, column) * (1 - x) + at(row + 1, column + 1) * x) * y;
   return moved * weight / 256 + present * (1 - weight / 256);
 }
 
-// Every tile of a picture of odd size, moved by whole pixels, by parts of them and to the very rims, with weights that run from
-// corner to corner. Within 2 grey levels: two roundings, and weights cut to 256ths.
-TEST(TileBlend, PixelsAgainstFloatingPoint) {
-  tests::PaddedImage history(61, 37, 7);
-  tests::PaddedImage into(61, 37, 5);
-  texture({61, 37}, 1).copyTo(history.image());
-  const cv::Mat picture = texture({61, 37}, 2);
+// How many of the tiles lie inside where they came from; all of those are compared.
+template <int kSide, int kChannels>
+int compareTiles(const cv::Mat& history, const cv::Mat& picture, cv::Point2f motion, cv::Mat& into) {
   const CornerWeights weights{256, 200, 0, 90};
-  for (const cv::Point2f motion : {cv::Point2f(0, 0), {3, -2}, {-0.25F, 0.5F}, {7.625F, 4.8125F}, {-2.5F, 0}, {0, 3.3125F}}) {
-    int placed = 0;
-    for (const int x : {0, 8, 24, 45, 53}) {
-      for (const int y : {0, 8, 24, 32}) {
-        const cv::Rect tile(x, y, kTile, std::min(kTile, 37 - y));
-        const std::optional<TilePlace> place = placeOf(history.image(), tile, motion);
-        const cv::Point2d from = cv::Point2d(x, y) + cv::Point2d(motion);
-        const bool inside = from.x >= 0 && from.y >= 0 && from.x <= 61 - kTile && from.y <= 37 - tile.height;
-        ASSERT_TRUE(place || !inside) << tile << motion;
-        if (!inside) {
-          continue;
-        }
-        ++placed;
-        for (int row = 0; row < tile.height; ++row) {
-          blendTileRow(*place, weights, false, row, picture.ptr(y + row, x), into.image().ptr(y + row, x));
-          for (int byte = 0; byte < kTileBytes; ++byte) {
-            const int column = byte / 3;
-            const double across = (column + 0.5) / kTile;
-            const double down = (row + 0.5) / kTile;
-            const double weight = (256 * (1 - across) + 200 * across) * (1 - down) + 90 * across * down;
-            const double expected =
-                blendedByte(history.image(), from + cv::Point2d(column, row), byte % 3, weight, picture.ptr(y + row, x)[byte]);
-            ASSERT_NEAR(into.image().ptr(y + row, x)[byte], expected, 2) << tile << motion << " row " << row << " byte " << byte;
-          }
+  int placed = 0;
+  for (const int x : {0, kSide, 3 * kSide, picture.cols - 2 * kSide, picture.cols - kSide}) {
+    for (int y = 0; y < picture.rows; y += kSide) {
+      const cv::Rect tile(x, y, kSide, std::min(kSide, picture.rows - y));
+      const std::optional<TilePlace> place = placeOf(history, tile, motion);
+      const cv::Point2d from = cv::Point2d(x, y) + cv::Point2d(motion);
+      const bool inside = from.x >= 0 && from.y >= 0 && from.x <= picture.cols - kSide && from.y <= picture.rows - tile.height;
+      EXPECT_TRUE(place || !inside) << tile << motion;
+      if (!place || !inside) {
+        continue;
+      }
+      ++placed;
+      for (int row = 0; row < tile.height; ++row) {
+        const std::uint8_t* pixels = picture.ptr(y + row) + x * kChannels;
+        std::uint8_t* blended = into.ptr(y + row) + x * kChannels;
+        blendTileRow<kSide, kChannels>(*place, weights, false, row, pixels, blended);
+        for (int byte = 0; byte < kSide * kChannels; ++byte) {
+          const int column = byte / kChannels;
+          const double across = (column + 0.5) / kSide;
+          const double down = (row + 0.5) / kSide;
+          const double weight = (256 * (1 - across) + 200 * across) * (1 - down) + 90 * across * down;
+          const double expected = blendedByte(history, from + cv::Point2d(column, row), byte % kChannels, weight, pixels[byte]);
+          EXPECT_NEAR(blended[byte], expected, 2) << tile << motion << " row " << row << " byte " << byte;
         }
       }
     }
-    EXPECT_GE(placed, 6) << motion;
+  }
+  return placed;
+}
+
+// Every tile of a picture of odd size, moved by whole pixels, by parts of them and to the very rims, with weights that run from
+// corner to corner. Within 2 grey levels: two roundings, and weights cut to 256ths. Three, one and two channels over the same
+// bytes.
+TEST(TileBlend, PixelsAgainstFloatingPoint) {
+  tests::PaddedImage history(62, 37, 7);
+  tests::PaddedImage into(62, 37, 5);
+  texture({62, 37}, 1).copyTo(history.image());
+  const cv::Mat picture = texture({62, 37}, 2);
+  const auto as = [](const cv::Mat& image, int channels) {
+    return cv::Mat(image.rows, image.cols * 3 / channels, CV_8UC(channels), image.data, image.step);
+  };
+  for (const cv::Point2f motion : {cv::Point2f(0, 0), {3, -2}, {-0.25F, 0.5F}, {7.625F, 4.8125F}, {-2.5F, 0}, {0, 3.3125F}}) {
+    cv::Mat bytes = as(into.image(), 1);
+    cv::Mat pairs = as(into.image(), 2);
+    EXPECT_GE((compareTiles<kTile, 3>(history.image(), picture, motion, into.image())), 6) << motion;
+    EXPECT_GE((compareTiles<kTile, 1>(as(history.image(), 1), as(picture, 1), motion, bytes)), 6) << motion;
+    EXPECT_GE((compareTiles<kTile / 2, 2>(as(history.image(), 2), as(picture, 2), motion, pairs)), 6) << motion;
   }
   EXPECT_TRUE(into.surroundingsIntact());
   EXPECT_FALSE(placeOf(history.image(), {0, 0, kTile, kTile}, {-1.2F, 0})) << "too far outside";
-  EXPECT_FALSE(placeOf(history.image(), {53, 32, kTile, 5}, {0, 1.2F})) << "too far outside";
+  EXPECT_FALSE(placeOf(history.image(), {54, 32, kTile, 5}, {0, 1.2F})) << "too far outside";
 }
 
 struct Pan {
@@ -167,6 +183,45 @@ TEST_P(SteadyPan, FollowsAndSteadies) {
 INSTANTIATE_TEST_SUITE_P(Motions, SteadyPan,
                          testing::Values(Pan{{240, 160}, {0, 0}, false, 1}, Pan{{243, 161}, {4, 0}, false, 1},
                                          Pan{{251, 199}, {-3, 2}, true, 1}, Pan{{301, 211}, {1, -4}, false, 2}));
+
+// Luma comes out as a picture of three like channels does, and chroma as still as that of a picture half as large: its error
+// after a flicker is small, and it has followed the pan.
+TEST(SteadyBlend, PlanesAreSteadiedAsPicturesAre) {
+  const cv::Point step(4, -2);
+  constexpr int kFrames = 12;
+  const cv::Size size(254, 162);
+  const cv::Mat scene = texture(size + cv::Size(120, 120), 21);
+  SteadyBlend blend(Texture::kStrokes);
+  SteadyBlend of_colours(Texture::kStrokes);
+  cv::Mat luma;
+  cv::Mat chroma;
+  cv::Mat raw_chroma;
+  cv::Mat clean_chroma;
+  for (int frame = 0; frame < kFrames; ++frame) {
+    const cv::Mat film = scene({cv::Point(60, 60) + frame * step, size});
+    cv::extractChannel(flickering(film, frame), luma, 0);
+    cv::Mat small;
+    cv::resize(film, small, size / 2, 0, 0, cv::INTER_AREA);
+    const auto firstTwo = [](const cv::Mat& from, cv::Mat& to) {
+      to.create(from.size(), CV_8UC2);
+      cv::mixChannels({from}, {to}, {0, 0, 1, 1});
+    };
+    firstTwo(small, clean_chroma);
+    firstTwo(flickering(small, frame), raw_chroma);
+    raw_chroma.copyTo(chroma);
+    cv::Mat like;
+    cv::merge(std::vector<cv::Mat>{luma, luma, luma}, like);
+    const cv::Mat& expected = steadiedBy(of_colours, film, like);
+    blend.see(film, size);
+    blend.apply(luma, chroma);
+    cv::extractChannel(expected, like, 1);
+    ASSERT_TRUE(areEqual(luma, like)) << "frame " << frame;
+    EXPECT_EQ(areEqual(chroma, raw_chroma), frame == 0) << "frame " << frame;
+  }
+  const cv::Rect inside = insideOf(chroma, 12);
+  EXPECT_LT(meanDifference(chroma(inside), clean_chroma(inside)),
+            0.45 * meanDifference(raw_chroma(inside), clean_chroma(inside)));
+}
 
 // Styles frame their pictures. A moving camera must not carry the frame into the picture: there all is grey, exactly.
 TEST(SteadyBlend, AFrameAroundThePictureLeavesNoTrail) {
@@ -294,6 +349,9 @@ TEST(SteadyBlend, OtherKindsOfImagesAreRefused) {
   EXPECT_THROW(blend.apply(cv::Mat(32, 32, CV_8UC1)), std::invalid_argument);
   EXPECT_THROW(blend.apply(cv::Mat()), std::invalid_argument);
   EXPECT_THROW(blend.apply(cv::Mat(32, 31, CV_8UC3)), std::invalid_argument) << "another size than was told";
+  cv::Mat luma(32, 32, CV_8UC1);
+  cv::Mat chroma(16, 15, CV_8UC2);
+  EXPECT_THROW(blend.apply(luma, chroma), std::invalid_argument) << "not half as wide";
 }
 
 } // namespace

@@ -39,22 +39,43 @@ void SteadyBlend::see(const cv::Mat& source, cv::Size picture_size) {
 
 const cv::Mat& SteadyBlend::apply(const cv::Mat& picture) {
   require(picture.type() == CV_8UC3 && !picture.empty() && picture.size() == seen_size_);
+  begin(picture.size());
+  luma_ = chroma_ = {};
+  return steadyPlane<kTile, 3>(picture, colours_);
+}
+
+void SteadyBlend::apply(cv::Mat& luma, cv::Mat& chroma) {
+  require(luma.type() == CV_8UC1 && chroma.type() == CV_8UC2 && luma.size() == seen_size_ && luma.size() == chroma.size() * 2);
+  begin(luma.size());
+  colours_ = {};
+  steadyPlane<kTile, 1>(luma, luma_).copyTo(luma);
+  steadyPlane<kTile / 2, 2>(chroma, chroma_).copyTo(chroma);
+}
+
+void SteadyBlend::begin(cv::Size size) {
   seen_size_ = {};
   ++frame_;
-  cv::swap(steadied_, history_);
-  if (!is_followed_ || picture.cols < kTile) {
+  is_followed_ = is_followed_ && size.width >= kTile;
+  if (is_followed_) {
+    layTiles(size);
+  } else {
     owed_.release();
-    picture.copyTo(steadied_);
-    return steadied_;
   }
-  steadied_.create(picture.size(), picture.type());
-  layTiles(picture.size());
+}
+
+template <int kSide, int kChannels> const cv::Mat& SteadyBlend::steadyPlane(const cv::Mat& plane, Memory& memory) {
+  cv::swap(memory.steadied, memory.history);
+  if (!is_followed_ || memory.history.size() != plane.size()) {
+    plane.copyTo(memory.steadied);
+    return memory.steadied;
+  }
+  memory.steadied.create(plane.size(), plane.type());
   cv::parallel_for_(cv::Range(0, tile_weight_.rows), [&](const cv::Range& tile_rows) {
     for (int tile_row = tile_rows.start; tile_row < tile_rows.end; ++tile_row) {
-      steadyTileRow(tile_row, picture);
+      steadyTileRow<kSide, kChannels>(tile_row, plane, memory);
     }
   });
-  return steadied_;
+  return memory.steadied;
 }
 
 void SteadyBlend::layTiles(cv::Size size) {
@@ -105,16 +126,18 @@ bool SteadyBlend::isRenewed(int tile_row, int tile_column) const {
   return texture_ == Texture::kDots && ((mixed ^ mixed >> 13) + frame_) % kRenewal == 0;
 }
 
-std::vector<SteadyBlend::MovedTile> SteadyBlend::tilesOfRow(int tile_row) const {
-  const int height = std::min(kTile, history_.rows - tile_row * kTile);
+// side: of a tile in the pixels of this history.
+std::vector<SteadyBlend::MovedTile> SteadyBlend::tilesOfRow(int tile_row, const cv::Mat& history, int side) const {
+  const int height = std::min(side, history.rows - tile_row * side);
+  const float scale = static_cast<float>(side) / kTile;
   std::vector<MovedTile> tiles;
   tiles.reserve(static_cast<std::size_t>(tile_weight_.cols));
   for (int tile_column = 0; tile_column < tile_weight_.cols; ++tile_column) {
-    const cv::Rect tile(std::min(tile_column * kTile, history_.cols - kTile), tile_row * kTile, kTile, height);
+    const cv::Rect tile(std::min(tile_column * side, history.cols - side), tile_row * side, side, height);
     const CornerWeights weights = weightsOf(tile_row, tile_column);
     std::optional<TilePlace> place;
     if (!weights.areAll(0) && !isRenewed(tile_row, tile_column)) {
-      place = placeOf(history_, tile, tile_motion_.at<cv::Point2f>(tile_row, tile_column));
+      place = placeOf(history, tile, tile_motion_.at<cv::Point2f>(tile_row, tile_column) * scale);
     }
     tiles.push_back({tile.x, place, weights});
   }
@@ -122,17 +145,17 @@ std::vector<SteadyBlend::MovedTile> SteadyBlend::tilesOfRow(int tile_row) const 
 }
 
 // Row by row of pixels, not tile by tile: memory is quick in long rows.
-void SteadyBlend::steadyTileRow(int tile_row, const cv::Mat& picture) {
-  const std::vector<MovedTile> tiles = tilesOfRow(tile_row);
-  const int first_row = tile_row * kTile;
-  for (int row = first_row; row < std::min(first_row + kTile, picture.rows); ++row) {
+template <int kSide, int kChannels> void SteadyBlend::steadyTileRow(int tile_row, const cv::Mat& plane, Memory& memory) const {
+  const std::vector<MovedTile> tiles = tilesOfRow(tile_row, memory.history, kSide);
+  const int first_row = tile_row * kSide;
+  for (int row = first_row; row < std::min(first_row + kSide, plane.rows); ++row) {
     for (const MovedTile& tile : tiles) {
-      const auto* pixels = picture.ptr<std::uint8_t>(row, tile.first_column);
-      auto* into = steadied_.ptr<std::uint8_t>(row, tile.first_column);
+      const auto* pixels = plane.ptr<std::uint8_t>(row, tile.first_column);
+      auto* into = memory.steadied.ptr<std::uint8_t>(row, tile.first_column);
       if (tile.place) {
-        blendTileRow(*tile.place, tile.weights, texture_ == Texture::kDots, row - first_row, pixels, into);
+        blendTileRow<kSide, kChannels>(*tile.place, tile.weights, texture_ == Texture::kDots, row - first_row, pixels, into);
       } else {
-        std::copy_n(pixels, kTileBytes, into);
+        std::copy_n(pixels, kSide * kChannels, into);
       }
     }
   }

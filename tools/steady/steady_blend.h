@@ -33,19 +33,29 @@ public:
   // comes back equal, and so do one of another size than the one before and the first after a cut.
   const cv::Mat& apply(const cv::Mat& picture);
 
+  // The same in place, for a picture in 4:2:0: luma of 1 channel and even sides, chroma of 2, half as wide and half as high.
+  void apply(cv::Mat& luma, cv::Mat& chroma);
+
 private:
+  // One plane of the steadied pictures, the last one and the one before.
+  struct Memory {
+    cv::Mat steadied;
+    cv::Mat history;
+  };
   struct MovedTile {
     int first_column;
     std::optional<TilePlace> place; // none: nothing of the history goes into this tile
     CornerWeights weights;
   };
 
+  void begin(cv::Size size);
+  template <int kSide, int kChannels> const cv::Mat& steadyPlane(const cv::Mat& plane, Memory& memory);
+  template <int kSide, int kChannels> void steadyTileRow(int tile_row, const cv::Mat& plane, Memory& memory) const;
   void layTiles(cv::Size size);
   void holdRimBack(cv::Size size);
   void carryWholePixels();
   bool isRenewed(int tile_row, int tile_column) const;
-  std::vector<MovedTile> tilesOfRow(int tile_row) const;
-  void steadyTileRow(int tile_row, const cv::Mat& picture);
+  std::vector<MovedTile> tilesOfRow(int tile_row, const cv::Mat& history, int side) const;
   CornerWeights weightsOf(int tile_row, int tile_column) const;
 
   Texture texture_;
@@ -53,8 +63,9 @@ private:
   SourceMotion motion_;
   cv::Size seen_size_; // empty: nothing seen since the last picture
   bool is_followed_ = false;
-  cv::Mat steadied_;
-  cv::Mat history_;
+  Memory colours_;
+  Memory luma_;
+  Memory chroma_;
   cv::Mat tile_motion_; // CV_32FC2
   cv::Mat tile_weight_; // CV_8UC1: of the history
   cv::Mat owed_;        // CV_32FC2: how far dots lie from where they belong

@@ -2,7 +2,8 @@
 // blended by weights that run evenly from corner to corner.
 //
 // A tile moves by one vector and is 8 pixels wide, always: then the loops run over rows of known length, in 16-bit numbers. The
-// last tile of a row may overlap the one before. It may be less than 8 pixels high.
+// last tile of a row may overlap the one before. It may be less than 8 pixels high. In a plane of half the size, as that of
+// 4:2:0's chroma, the same tile is 4 pixels wide.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -15,7 +16,6 @@
 namespace vorin::steady {
 
 constexpr int kTile = 8; // pixels, both ways
-constexpr int kTileBytes = 3 * kTile;
 constexpr int kFullWeight = 256;
 
 // Where a tile of the history begins, and what its four neighbours count.
@@ -28,7 +28,7 @@ struct TilePlace {
 };
 
 // The place that the tile came from, which may lie outside the picture by less than a pixel and is then moved inside. history:
-// 8-bit, 3 channels.
+// 8-bit. tile, motion: in its own pixels.
 std::optional<TilePlace> placeOf(const cv::Mat& history, cv::Rect tile, cv::Point2f motion);
 
 // Weights of the history at a tile's corners, 0 to 256.
@@ -43,8 +43,9 @@ struct CornerWeights {
   }
 };
 
-// One of the tile's rows: picture and into point to its first pixel. A sharp blend takes each pixel from either side, whichever
-// weighs more.
+// One of the rows of a tile of kSide pixels: picture and into point to its first pixel. A sharp blend takes each pixel from
+// either side, whichever weighs more. There are those of 8 pixels of 3 channels and of 1, and of 4 pixels of 2 channels.
+template <int kSide, int kChannels>
 void blendTileRow(const TilePlace& place, const CornerWeights& weights, bool sharp, int row, const std::uint8_t* picture,
                   std::uint8_t* into);
 

@@ -20,13 +20,13 @@ public:
   std::future<void> see(const media::Picture& source, media::Size drawing_size);
 
   // Changes the frame's drawing, once the future is ready. The first drawing and the one after a cut stay as they are, and alpha
-  // always does. NV12 is steadied as one picture of luma and chroma, without a way through blue, green, red.
+  // always does.
   void apply(media::Picture& drawing);
 
 private:
   steady::SteadyBlend blend_;
   cv::Mat source_bgr_;
-  cv::Mat drawn_; // of 3 channels: what blend_ takes
+  cv::Mat drawn_bgr_;
 };
 
 } // namespace vorin::stylize
