@@ -28,8 +28,8 @@ cv::Size smallSize(cv::Size size) {
 cv::Ptr<cv::DISOpticalFlow> makeSearch() {
   cv::Ptr<cv::DISOpticalFlow> search = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_ULTRAFAST);
   search->setFinestScale(0);
-  search->setPatchStride(6);
-  search->setGradientDescentIterations(6);
+  search->setPatchStride(8);
+  search->setGradientDescentIterations(4);
   return search;
 }
 
@@ -145,11 +145,12 @@ void SourceMotion::settleOnTexture() {
 void SourceMotion::settleOnCamera() {
   constexpr float kAsOne = 0.12F; // small pixels
   constexpr float kNearly = 0.25F;
+  constexpr int kStep = 3; // so many places are enough for a median
   std::vector<cv::Point2f> seen;
   std::vector<float> across;
   std::vector<float> down;
-  for (int row = 0; row < flow_.rows; row += 2) {
-    for (int column = 0; column < flow_.cols; column += 2) {
+  for (int row = 0; row < flow_.rows; row += kStep) {
+    for (int column = 0; column < flow_.cols; column += kStep) {
       if (texture_.at<float>(row, column) > 2 * kFlatTexture) {
         seen.push_back(flow_.at<cv::Point2f>(row, column));
         across.push_back(seen.back().x);
