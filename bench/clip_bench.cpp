@@ -173,9 +173,9 @@ Sides measure(Library& library, const stylize::Style& style, const fs::path& cli
   };
   stylize::ClipSteadying steadying(style);
   const media::FrameEffect draw_steadily = [&](const media::VideoFrame& frame, media::Picture& drawing) {
-    const std::future<void> motion = steadying.see(frame.picture, drawing.size);
+    std::future<void> motion = steadying.see(frame.picture, drawing.size);
     library.draw(frame.picture, drawing);
-    motion.wait();
+    motion.get();
     steadying.apply(drawing);
   };
   const media::FrameEffect copy = [](const media::VideoFrame& frame, media::Picture& drawing) {

@@ -26,6 +26,9 @@ bool isClipName(const std::filesystem::path& file);
 // For messages: ".mp4, ..."
 std::string clipExtensions();
 
+// For messages: the quality of each codec where none is asked for, "22 for h264, ..."
+std::string usualQualities();
+
 // Throws an OptionError, as the writer would, where the name, the codec and the quality do not go together.
 void checkClipCodec(const std::filesystem::path& output, const ClipWriterOptions& options);
 

@@ -1,4 +1,5 @@
-// libav_support.h: owners for libav's objects, and its errors in words. For the inside of this folder.
+// libav_support.h: owners for libav's objects, and errors in words: libav's own, and those of a clip. For the inside of this
+// folder.
 #pragma once
 
 #include "frames.h"

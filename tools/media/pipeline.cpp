@@ -64,11 +64,12 @@ public:
       source_.interrupt();
       sink_.interrupt();
       const auto start = std::chrono::steady_clock::now();
-      waitForWriter([&] { return std::chrono::steady_clock::now() - start >= kPatience; });
+      waitForWriter([&] { return writer_has_begun_ && std::chrono::steady_clock::now() - start >= kPatience; });
       drawn_.abort();
     }
     writer_.join();
     read_.abort();
+    source_.interrupt(); // where the sink has failed, the reader may wait for bytes that nobody wants any more
     reader_.join();
     rethrow();
   }
@@ -107,6 +108,7 @@ private:
   void writeBehind() {
     try {
       while (std::optional<Item> item = drawn_.pop()) {
+        writer_has_begun_ = true;
         std::visit([this](auto& what) { sink_.write(std::move(what)); }, *item);
       }
     } catch (...) {
@@ -121,6 +123,7 @@ private:
   BoundedQueue<Item> read_;
   BoundedQueue<Item> drawn_;
   const std::atomic<bool>& cancelled_;
+  std::atomic<bool> writer_has_begun_ = false; // what is drawn first is written, so that there is an output
   std::atomic<bool> writer_is_done_ = false;
   std::exception_ptr source_failure_; // each set by its thread, read after its end
   std::exception_ptr sink_failure_;

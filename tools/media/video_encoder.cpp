@@ -13,6 +13,7 @@ namespace {
 // the encoder: what waits there, a cancelled run must encode or lose.
 struct EncoderRow {
   std::string_view name; // as the user may call it
+  std::string_view other_name;
   const char* encoder;
   int usual_crf;
   int worst_crf;
@@ -21,16 +22,16 @@ struct EncoderRow {
 };
 
 constexpr std::array kEncoders = {
-    EncoderRow{"h264", "libx264", 22, 51, true, "preset=superfast"},
-    EncoderRow{"h265", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
-    EncoderRow{"hevc", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
-    EncoderRow{"vp9", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
-    EncoderRow{"av1", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
+    EncoderRow{"h264", "avc", "libx264", 22, 51, true, "preset=superfast"},
+    EncoderRow{"h265", "hevc", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
+    EncoderRow{"vp9", "", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
+    EncoderRow{"av1", "", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
 };
 
 const EncoderRow* findRow(const std::string& codec) {
-  const auto* row = std::find_if(kEncoders.begin(), kEncoders.end(),
-                                 [&](const EncoderRow& each) { return each.name == codec || each.encoder == codec; });
+  const auto* row = std::find_if(kEncoders.begin(), kEncoders.end(), [&](const EncoderRow& each) {
+    return each.name == codec || each.encoder == codec || (!codec.empty() && each.other_name == codec);
+  });
   return row == kEncoders.end() ? nullptr : row;
 }
 
@@ -94,7 +95,22 @@ void setQuality(AVCodecContext& context, const ClipWriterOptions& options) {
   }
 }
 
+// libx265 leaves that of a clip of one or two frames to chance; they do not change places.
+std::int64_t decodeNumber(const AVPacket& packet) {
+  constexpr std::int64_t kFarthest = 32; // from the packet's place among the pictures
+  const bool is_by_chance = packet.dts > packet.pts || packet.dts < packet.pts - kFarthest;
+  return is_by_chance ? packet.pts : packet.dts;
+}
+
 } // namespace
+
+std::string usualQualities() {
+  std::string text;
+  for (const EncoderRow& row : kEncoders) {
+    text += (text.empty() ? "" : ", ") + std::to_string(row.usual_crf) + " for " + std::string(row.name);
+  }
+  return text;
+}
 
 CodecHandle configuredEncoder(const ClipWriterOptions& options, const AVOutputFormat& container) {
   CodecHandle codec(avcodec_alloc_context3(&findEncoder(options.codec, container)));
@@ -187,7 +203,7 @@ std::int64_t VideoEncoder::timeOf(std::int64_t frame_number) const {
 // the first frames, moved to end where the clip begins: so they never run backwards, and in all the track is as long as its
 // frames.
 void VideoEncoder::giveTimes(AVPacket& packet) {
-  const std::int64_t decode_number = packet.dts;
+  const std::int64_t decode_number = decodeNumber(packet);
   if (!lead_) {
     const std::int64_t frames = std::max<std::int64_t>(0, -decode_number);
     lead_ = {frames, timeOf(frames) - timeOf(0)};

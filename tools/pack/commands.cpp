@@ -55,8 +55,8 @@ public:
     if (part.network.hasTwin()) {
       addNetwork(part.network.quantised_entry, part.quantised_file.value_or(part.file));
       if (!part.quantised_file) {
-        printLine(part.network.name + ": no --int8 given, so devices that work with 8-bit integers get '" +
-                  tools::utf8Text(part.file) + "' too");
+        printLine(part.network.name + ": no --int8 given, so devices that work with 8-bit integers get " + quotedPath(part.file) +
+                  " too");
       }
     }
   }

@@ -39,23 +39,23 @@ void SteadyBlend::see(const cv::Mat& source, cv::Size picture_size) {
 
 const cv::Mat& SteadyBlend::apply(const cv::Mat& picture) {
   require(picture.type() == CV_8UC3 && !picture.empty() && picture.size() == seen_size_);
-  begin(picture.size());
+  begin(picture.size(), colours_);
   luma_ = chroma_ = {};
   return steadyPlane<kTile, 3>(picture, colours_);
 }
 
 void SteadyBlend::apply(cv::Mat& luma, cv::Mat& chroma) {
   require(luma.type() == CV_8UC1 && chroma.type() == CV_8UC2 && luma.size() == seen_size_ && luma.size() == chroma.size() * 2);
-  begin(luma.size());
+  begin(luma.size(), luma_);
   colours_ = {};
   steadyPlane<kTile, 1>(luma, luma_).copyTo(luma);
   steadyPlane<kTile / 2, 2>(chroma, chroma_).copyTo(chroma);
 }
 
-void SteadyBlend::begin(cv::Size size) {
+void SteadyBlend::begin(cv::Size size, const Memory& memory) {
   seen_size_ = {};
   ++frame_;
-  is_followed_ = is_followed_ && size.width >= kTile;
+  is_followed_ = is_followed_ && size.width >= kTile && memory.steadied.size() == size;
   if (is_followed_) {
     layTiles(size);
   } else {
@@ -65,7 +65,7 @@ void SteadyBlend::begin(cv::Size size) {
 
 template <int kSide, int kChannels> const cv::Mat& SteadyBlend::steadyPlane(const cv::Mat& plane, Memory& memory) {
   cv::swap(memory.steadied, memory.history);
-  if (!is_followed_ || memory.history.size() != plane.size()) {
+  if (!is_followed_) {
     plane.copyTo(memory.steadied);
     return memory.steadied;
   }
@@ -86,6 +86,8 @@ void SteadyBlend::layTiles(cv::Size size) {
   holdRimBack(size);
   if (texture_ == Texture::kDots) {
     carryWholePixels();
+  } else {
+    settleOnWholePixels();
   }
 }
 
@@ -98,6 +100,18 @@ void SteadyBlend::holdRimBack(cv::Size size) {
         tile_weight_.at<std::uint8_t>(row, column) = 0;
       }
     }
+  }
+}
+
+// Moving by whole pixels loses nothing. One decision for all planes: or colour would lag behind its lines.
+void SteadyBlend::settleOnWholePixels() {
+  constexpr float kNearly = 0.15F;
+  for (int row = 0; row < tile_motion_.rows; ++row) {
+    auto* motion = tile_motion_.ptr<float>(row);
+    std::transform(motion, motion + std::ptrdiff_t{2} * tile_motion_.cols, motion, [](float part) {
+      const float whole = std::round(part);
+      return std::abs(part - whole) < kNearly ? whole : part;
+    });
   }
 }
 

@@ -33,7 +33,8 @@ public:
   // comes back equal, and so do one of another size than the one before and the first after a cut.
   const cv::Mat& apply(const cv::Mat& picture);
 
-  // The same in place, for a picture in 4:2:0: luma of 1 channel and even sides, chroma of 2, half as wide and half as high.
+  // The same in place, for a picture in 4:2:0: luma of 1 channel and even sides, chroma of 2, half as wide and half as high. The
+  // first one after a picture in 3 channels comes back equal, and the other way round.
   void apply(cv::Mat& luma, cv::Mat& chroma);
 
 private:
@@ -48,11 +49,12 @@ private:
     CornerWeights weights;
   };
 
-  void begin(cv::Size size);
+  void begin(cv::Size size, const Memory& memory);
   template <int kSide, int kChannels> const cv::Mat& steadyPlane(const cv::Mat& plane, Memory& memory);
   template <int kSide, int kChannels> void steadyTileRow(int tile_row, const cv::Mat& plane, Memory& memory) const;
   void layTiles(cv::Size size);
   void holdRimBack(cv::Size size);
+  void settleOnWholePixels();
   void carryWholePixels();
   bool isRenewed(int tile_row, int tile_column) const;
   std::vector<MovedTile> tilesOfRow(int tile_row, const cv::Mat& history, int side) const;

@@ -1,7 +1,6 @@
 #include "tile_blend.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace vorin::steady {
 namespace {
@@ -18,10 +17,7 @@ struct Position {
 };
 
 std::optional<Position> positionOf(int first, int length, float motion, int size) {
-  constexpr float kNearWhole = 0.15F; // of a pixel: moving by whole pixels loses nothing
-  const float whole = std::round(motion);
-  const bool is_near = std::abs(motion - whole) < kNearWhole;
-  const int position = first * kSteps + cvRound((is_near ? whole : motion) * kSteps);
+  const int position = first * kSteps + cvRound(motion * kSteps);
   const int last = (size - length) * kSteps;
   if (position <= -kSteps || position >= last + kSteps) {
     return std::nullopt;

@@ -1,9 +1,9 @@
 // The pixels of a tile: bytes of the steadied picture before, moved by whole pixels and sixteenths, and bytes of the present one,
 // blended by weights that run evenly from corner to corner.
 //
-// A tile moves by one vector and is 8 pixels wide, always: then the loops run over rows of known length, in 16-bit numbers. The
-// last tile of a row may overlap the one before. It may be less than 8 pixels high. In a plane of half the size, as that of
-// 4:2:0's chroma, the same tile is 4 pixels wide.
+// A tile moves by one vector and is 8 pixels wide in a picture and in its luma, 4 in chroma of half the size, always: then the
+// loops run over rows of known length, in 16-bit numbers. The last tile of a row may overlap the one before; those of the last
+// row may be less high.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -15,7 +15,7 @@
 
 namespace vorin::steady {
 
-constexpr int kTile = 8; // pixels, both ways
+constexpr int kTile = 8; // pixels of the picture, both ways
 constexpr int kFullWeight = 256;
 
 // Where a tile of the history begins, and what its four neighbours count.
@@ -28,7 +28,7 @@ struct TilePlace {
 };
 
 // The place that the tile came from, which may lie outside the picture by less than a pixel and is then moved inside. history:
-// 8-bit. tile, motion: in its own pixels.
+// 8-bit. tile, motion: in the pixels of the history, which may be chroma.
 std::optional<TilePlace> placeOf(const cv::Mat& history, cv::Rect tile, cv::Point2f motion);
 
 // Weights of the history at a tile's corners, 0 to 256.

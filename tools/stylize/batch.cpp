@@ -93,11 +93,7 @@ void removeLeftovers(const std::vector<PhotoResult>& planned) {
 }
 
 void drawPhoto(const Arguments& arguments, Painter& painter, PhotoResult& result) {
-  requireExists(result.input);
-  if (isClip(result.input)) {
-    throw Failure(ExitStatus::kInputOutput, tools::quotedPath(result.input) +
-                                                " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
-  }
+  requireNoClip(result.input);
   const cv::Mat photo = readPicture(result.input);
   if (!isPictureName(result.output)) { // an extension that is read, but not written on this system
     throw Failure(ExitStatus::kInputOutput,

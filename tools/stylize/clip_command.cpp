@@ -215,7 +215,7 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
   ClipReport report = {headlineOf(manner, device), size, {}, {}, 0};
   device.beginClip(manner, size);
 
-  // Outlives what follows: a cancelled process ends without the while that an encoder with frames inside takes for its end.
+  // Destroyed last: a cancelled process ends where the waiting does, and never waits for an encoder to go.
   std::unique_ptr<media::FrameSink> sink;
   const CancellationWaits until_the_output_is_closed;
   try {

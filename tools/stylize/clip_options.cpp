@@ -40,7 +40,8 @@ std::vector<OptionRow> clipOptionRows() {
       {"--codec", &RawArguments::codec, "NAME",
        "How to encode the clip: h264 (default), h265, vp9,\nav1, or the name of an encoder of libavcodec", kForStylize, kSection},
       {"--crf", &RawArguments::crf, "N",
-       "Its quality: 0 is best; each 6 more about halve the\nfile (default: 20 for h264, 24 for h265)", kForStylize, kSection},
+       "Its quality: 0 is best; each 6 more about halve a\nfile of h264 or h265. Default:\n" + media::usualQualities(),
+       kForStylize, kSection},
       {"--raw", &RawArguments::raw, "KIND",
        "What goes through the pipe -, such as\nnv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
        kForStylize, kSection},
@@ -60,7 +61,7 @@ ClipOptions checkedClipOptions(const RawArguments& raw) {
     int crf = 0;
     const char* end = raw.crf.data() + raw.crf.size();
     if (const auto [at, error] = std::from_chars(raw.crf.data(), end, crf); error != std::errc() || at != end) {
-      throw usage("--crf '" + raw.crf + "' is no number: use one from 0 (best) to 51");
+      throw usage("--crf '" + raw.crf + "' is no whole number: use one from 0, which is best");
     }
     options.crf = crf;
   }

@@ -170,7 +170,7 @@ Failure ModelPackage::failedToRun(const Style& style) const {
 }
 
 std::string ModelPackage::checkAdvice() const {
-  return ": see what 'vorin-pack verify " + tools::utf8Text(file_) + "' finds" +
+  return ": see what vorin-pack verify " + tools::quotedPath(file_) + " finds" +
          (isSoftwareDeviceActive() ? "" : ", or try --device software");
 }
 

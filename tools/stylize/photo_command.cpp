@@ -47,6 +47,7 @@ ExitStatus stylizeOne(const Arguments& arguments) {
     }
     return ExitStatus::kDone;
   }
+  requireNoClip(arguments.photos.front());
   const cv::Mat photo = readPicture(arguments.photos.front());
   requireFits(arguments.output, arguments.size.value_or(photo.size()));
   std::optional<NeuralTools> tools = toolsForStyle(arguments);

@@ -3,6 +3,8 @@
 #include "argument_checks.h"
 #include "clip_command.h"
 #include "commands.h"
+#include "image_file.h"
+#include "quoted_name.h"
 #include "utf8_path.h"
 #include "wildcard.h"
 
@@ -26,6 +28,11 @@ constexpr std::array<std::string_view, 12> kClipExtensions = {".avi", ".flv",  "
 
 bool hasOneOf(std::span<const std::string_view> extensions, const fs::path& file) {
   return std::find(extensions.begin(), extensions.end(), tools::lowerCaseExtension(file)) != extensions.end();
+}
+
+// And clips are drawn on this system.
+bool hasClipExtension(const fs::path& file) {
+  return !clipExtensions().empty() && hasOneOf(kClipExtensions, file);
 }
 
 bool isPattern(const fs::path& name) {
@@ -59,7 +66,7 @@ struct Named {
 void sortIn(const fs::path& file, Named& found) {
   if (hasOneOf(kPhotoExtensions, file)) {
     found.files.push_back(file);
-  } else if (isClip(file)) {
+  } else if (hasClipExtension(file)) {
     found.clips.insert(plain(file));
   }
 }
@@ -130,8 +137,12 @@ bool namesSeveral(const std::vector<fs::path>& names) {
          std::any_of(names.begin(), names.end(), [](const fs::path& name) { return tools::isFolder(name) || isPattern(name); });
 }
 
-bool isClip(const fs::path& file) {
-  return !clipExtensions().empty() && hasOneOf(kClipExtensions, file);
+void requireNoClip(const fs::path& file) {
+  requireExists(file);
+  if (hasClipExtension(file)) {
+    throw Failure(ExitStatus::kInputOutput,
+                  tools::quotedPath(file) + " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
+  }
 }
 
 PhotoList listPhotos(const std::vector<fs::path>& names, const fs::path& left_out) {

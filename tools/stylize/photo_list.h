@@ -16,8 +16,8 @@ namespace vorin::stylize {
 // none.
 bool namesSeveral(const std::vector<std::filesystem::path>& names);
 
-// By its file extension, where this program draws clips.
-bool isClip(const std::filesystem::path& file);
+// Throws a Failure for what is drawn as a clip, by its file extension. (A file that is not there fails as a photo does.)
+void requireNoClip(const std::filesystem::path& file);
 
 struct ListedPhoto {
   std::filesystem::path file;
