@@ -84,7 +84,7 @@ protected:
 // within a quarter of a pixel of the truth nearly everywhere.
 TEST_P(SteadyPan, FollowsAndSteadies) {
   SteadyBlend blend(Texture::kStrokes);
-  SourceMotion motion;
+  SourceMotion motion(kUsualMemory);
   cv::Mat steadied;
   cv::Mat before;
   constexpr int kFrames = 12;
@@ -215,13 +215,15 @@ TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
 }
 
 // A film that slowly darkens by 3 grey levels a frame, each step as small as noise: blended at nine tenths all the while, it
-// would lag behind by 27.
+// would lag behind by 27, and with a longer memory for ever.
 TEST(SteadyBlend, FadesAreFollowed) {
-  SteadyBlend blend(Texture::kStrokes);
   const cv::Mat bright = texture({320, 240}, 6) + cv::Scalar::all(30);
-  for (int frame = 0; frame < 25; ++frame) {
-    const cv::Mat film = bright - cv::Scalar::all(3.0 * frame);
-    EXPECT_LT(meanDifference(steadiedBy(blend, film, film), film), 10) << "frame " << frame;
+  for (const double memory : {kUsualMemory, 0.97}) {
+    SteadyBlend blend(Texture::kStrokes, memory);
+    for (int frame = 0; frame < 25; ++frame) {
+      const cv::Mat film = bright - cv::Scalar::all(3.0 * frame);
+      EXPECT_LT(meanDifference(steadiedBy(blend, film, film), film), 10) << "frame " << frame << ", memory " << memory;
+    }
   }
 }
 

@@ -3,9 +3,9 @@
 // it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
 //
 // usage: vorin_steadiness [steadiness | cost]
+#include "clip_steadying.h"
 #include "measures.h"
 #include "moving_clip.h"
-#include "steady_blend.h"
 #include "style_stream.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -43,10 +43,6 @@ cv::Mat styleImage() {
   return cv::imread(kModels + "/painting.png");
 }
 
-steady::Texture textureOf(const StyleCase& style) {
-  return style.type == SttStyleStippling ? steady::Texture::kDots : steady::Texture::kStrokes;
-}
-
 struct Drawings {
   std::vector<cv::Mat> raw;
   std::vector<cv::Mat> delivered;
@@ -56,7 +52,7 @@ struct Drawings {
 Drawings drawingsOf(const Clip& clip, const StyleCase& style) {
   Drawings drawings;
   StyleStream stream(style, kSize, kModels, styleImage());
-  steady::SteadyBlend blend(textureOf(style));
+  steady::SteadyBlend blend = stylize::steadyBlendFor(style.type);
   for (const cv::Mat& frame : clip.frames_bgr) {
     drawings.raw.push_back(StyleStream(style, kSize, kModels, styleImage()).draw(frame));
     drawings.delivered.push_back(stream.draw(frame));
@@ -73,9 +69,9 @@ void printSteadiness(const Clip& clip) {
   printRow({"---", "---:", "---:", "---:", "---:", "---:", "---:", "---:"});
   for (const StyleCase& style : kStyleCases) {
     const Drawings drawings = drawingsOf(clip, style);
-    const double raw = warpedDifference(drawings.raw, clip.pan_pixels);
-    const double delivered = warpedDifference(drawings.delivered, clip.pan_pixels);
-    const double steadied = warpedDifference(drawings.steadied, clip.pan_pixels);
+    const double raw = warpedDifference(drawings.raw, clip.pan_pixels, clip.pan_frames);
+    const double delivered = warpedDifference(drawings.delivered, clip.pan_pixels, clip.pan_frames);
+    const double steadied = warpedDifference(drawings.steadied, clip.pan_pixels, clip.pan_frames);
     const double raw_detail = detailOf(drawings.raw);
     printRow({style.name, decimals(raw, 2), decimals(delivered, 2), decimals(steadied, 2), decimals(steadied / raw, 2),
               decimals(steadied / delivered, 2), decimals(detailOf(drawings.delivered) / raw_detail, 2),
@@ -102,7 +98,7 @@ void printCut(const Clip& clip) {
 void printCost(const StyleCase& style, cv::Size size, const cv::Mat& scene_photo) {
   const Clip clip = panClip(scene_photo, size, kFrames, 4, kCameraNoise);
   StyleStream stream(style, size, kModels, styleImage());
-  steady::SteadyBlend blend(textureOf(style));
+  steady::SteadyBlend blend = stylize::steadyBlendFor(style.type);
   std::vector<double> without_ms;
   std::vector<double> with_ms;
   std::vector<double> blending_ms;
@@ -130,7 +126,8 @@ void printAllSteadiness() {
   printSteadiness(stillClip(pavilion, kSize, kFrames, kCameraNoise));
   printSteadiness(panClip(pavilion, kSize, kFrames, 4, 0));
   printSteadiness(panClip(pavilion, kSize, kFrames, 4, kCameraNoise));
-  printSteadiness(panClip(pavilion, kSize, kFrames, 3, kCameraNoise)); // where no reduced picture moves by whole pixels
+  printSteadiness(panClip(pavilion, kSize, kFrames, 3, kCameraNoise));          // where no reduced picture moves by whole pixels
+  printSteadiness(halfPixelPanClip(pavilion, kSize, kFrames, 5, kCameraNoise)); // where everything is softened
   printCut(cutClip(pavilion, coffee, kSize, 8));
 }
 

@@ -9,15 +9,16 @@
 
 namespace vorin::bench {
 
-double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels) {
+double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels, int pan_frames) {
+  const auto apart = static_cast<std::size_t>(pan_frames);
   double sum = 0;
-  for (std::size_t frame = 1; frame < drawings.size(); ++frame) {
+  for (std::size_t frame = apart; frame < drawings.size(); ++frame) {
     const cv::Mat& later = drawings[frame];
     const cv::Rect seen_again(0, 0, later.cols - pan_pixels, later.rows);
-    const cv::Mat earlier = drawings[frame - 1](seen_again + cv::Point(pan_pixels, 0));
+    const cv::Mat earlier = drawings[frame - apart](seen_again + cv::Point(pan_pixels, 0));
     sum += cv::norm(later(seen_again), earlier, cv::NORM_L1) / static_cast<double>(earlier.total() * earlier.elemSize());
   }
-  return sum / static_cast<double>(drawings.size() - 1);
+  return sum / static_cast<double>(drawings.size() - apart);
 }
 
 double detailOf(const std::vector<cv::Mat>& drawings) {

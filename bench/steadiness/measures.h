@@ -8,9 +8,9 @@
 
 namespace vorin::bench {
 
-// The mean absolute difference of neighbouring drawings, in grey levels, where the later one shows what the earlier one showed
-// `pan_pixels` further to the right. What has just entered is left out.
-double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels);
+// The mean absolute difference of drawings that lie so many frames apart, in grey levels, where the later one shows what the
+// earlier one showed `pan_pixels` further to the right. What has just entered is left out.
+double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels, int pan_frames);
 
 // The variance of the Laplacian of the drawings' grey, on average over the second half: detail is lost little by little.
 double detailOf(const std::vector<cv::Mat>& drawings);

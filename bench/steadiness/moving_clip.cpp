@@ -45,6 +45,20 @@ Clip panClip(const cv::Mat& photo, cv::Size size, int frames, int pan_pixels, do
   return clip;
 }
 
+Clip halfPixelPanClip(const cv::Mat& photo, cv::Size size, int frames, int pan_half_pixels, double noise) {
+  Clip clip = windowOver(photo, size * 2, frames, pan_half_pixels, 0);
+  clip.name = "pan by " + std::to_string(pan_half_pixels) + " half pixels, noisy";
+  clip.pan_frames = 2;
+  cv::RNG random(20240607);
+  for (cv::Mat& frame : clip.frames_bgr) {
+    cv::Mat small;
+    cv::resize(frame, small, size, 0, 0, cv::INTER_AREA);
+    addNoise(small, noise, random);
+    frame = small;
+  }
+  return clip;
+}
+
 Clip stillClip(const cv::Mat& photo, cv::Size size, int frames, double noise) {
   Clip clip = windowOver(photo, size, frames, 0, noise);
   clip.name = "still, noisy";

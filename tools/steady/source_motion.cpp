@@ -207,7 +207,7 @@ void SourceMotion::remember() {
     const float* moved = moved_.ptr<float>(row);
     float* memory = memory_.ptr<float>(row);
     for (int column = 0; column < memory_.cols; ++column) {
-      const float weight = static_cast<float>(kMemory / 255) * static_cast<float>(trust[column]);
+      const float weight = static_cast<float>(kept_ / 255) * static_cast<float>(trust[column]);
       memory[column] = static_cast<float>(present[column]) * (1 - weight) + moved[column] * weight;
     }
   }

@@ -16,11 +16,11 @@
 
 namespace vorin::steady {
 
-// The part of the remembered picture in the next one, where it is trusted entirely.
-constexpr double kMemory = 0.9;
-
 class SourceMotion {
 public:
+  // memory: the part of the remembered picture in the next one, where it is trusted entirely; 0 to 1.
+  explicit SourceMotion(double memory) : kept_(memory) {}
+
   // Takes the next frame, 8-bit, of 3 channels (blue, green, red) or 1 (luma). picture_size: of the picture that will follow the
   // motion; the frame may have another size. False where there is nothing to follow: the first frame, another picture size than
   // before, a cut.
@@ -40,6 +40,7 @@ private:
   void weighTrust();
   void remember();
 
+  double kept_;
   cv::Ptr<cv::DISOpticalFlow> search_;
   cv::Size picture_size_;
   cv::Mat small_colour_;

@@ -82,7 +82,7 @@ void SteadyBlend::layTiles(cv::Size size) {
   const cv::Size tiles((size.width + kTile - 1) / kTile, (size.height + kTile - 1) / kTile);
   cv::resize(motion_.motion(), tile_motion_, tiles, 0, 0, cv::INTER_AREA);
   cv::resize(motion_.trust(), tile_weight_, tiles, 0, 0, cv::INTER_AREA);
-  tile_weight_.convertTo(tile_weight_, CV_8U, kMemory * kFullWeight / 255);
+  tile_weight_.convertTo(tile_weight_, CV_8U, kept_ * kFullWeight / 255);
   holdRimBack(size);
   if (texture_ == Texture::kDots) {
     carryWholePixels();

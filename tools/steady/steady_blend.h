@@ -19,9 +19,13 @@ namespace vorin::steady {
 
 enum class Texture { kStrokes, kDots };
 
+constexpr double kUsualMemory = 0.9;
+
 class SteadyBlend {
 public:
-  explicit SteadyBlend(Texture texture) : texture_(texture) {}
+  // memory: the part of the steadied picture in the next one, where it is trusted entirely. A longer one is steadier, and softer
+  // where a picture moves by parts of a pixel.
+  explicit SteadyBlend(Texture texture, double memory = kUsualMemory) : texture_(texture), kept_(memory), motion_(memory) {}
 
   // For each of the film's frames, in order: see, then apply. Both throw std::invalid_argument for other kinds of images.
   //
@@ -61,6 +65,7 @@ private:
   CornerWeights weightsOf(int tile_row, int tile_column) const;
 
   Texture texture_;
+  double kept_;
   unsigned frame_ = 0;
   SourceMotion motion_;
   cv::Size seen_size_; // empty: nothing seen since the last picture

@@ -5,16 +5,18 @@
 #include <opencv2/imgproc.hpp>
 
 namespace vorin::stylize {
-namespace {
 
-// Dots blended are a grey.
-steady::Texture textureOf(const Style& style) {
-  return style.type == SttStyleStippling ? steady::Texture::kDots : steady::Texture::kStrokes;
+steady::SteadyBlend steadyBlendFor(SttStyleType style) {
+  constexpr double kLongMemory = 0.97;
+  switch (style) {
+  case SttStyleStippling: // dots blended are a grey
+    return steady::SteadyBlend(steady::Texture::kDots);
+  case SttStyleTransfer: // the library blends its drawings already, at the same place: in a pan, what that smears flickers
+    return steady::SteadyBlend(steady::Texture::kStrokes, kLongMemory);
+  default:
+    return steady::SteadyBlend(steady::Texture::kStrokes);
+  }
 }
-
-} // namespace
-
-ClipSteadying::ClipSteadying(const Style& style) : blend_(textureOf(style)) {}
 
 std::future<void> ClipSteadying::see(const media::Picture& source, media::Size drawing_size) {
   return std::async(std::launch::async, [this, &source, size = cv::Size(drawing_size.width, drawing_size.height)] {

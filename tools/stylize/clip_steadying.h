@@ -9,9 +9,12 @@
 
 namespace vorin::stylize {
 
+// As the style's drawings need it.
+steady::SteadyBlend steadyBlendFor(SttStyleType style);
+
 class ClipSteadying {
 public:
-  explicit ClipSteadying(const Style& style);
+  explicit ClipSteadying(const Style& style) : blend_(steadyBlendFor(style.type)) {}
 
   // For each frame, in order: see, then apply.
   //
