@@ -215,7 +215,7 @@ TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
 }
 
 // A film that slowly darkens by 3 grey levels a frame, each step as small as noise: blended at nine tenths all the while, it
-// would lag behind by 27, and with a longer memory for ever.
+// would lag behind by 27, and with a longer memory by more.
 TEST(SteadyBlend, FadesAreFollowed) {
   const cv::Mat bright = texture({320, 240}, 6) + cv::Scalar::all(30);
   for (const double memory : {kUsualMemory, 0.97}) {

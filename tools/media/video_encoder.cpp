@@ -12,8 +12,8 @@ namespace {
 // What the encoders are used with. The speeds are such that encoding does not hold up the drawing, and that few frames wait in
 // the encoder: what waits there, a cancelled run must encode or lose.
 struct EncoderRow {
-  std::string_view name; // as the user may call it
-  std::string_view other_name;
+  std::string_view name;       // as the user may call it
+  std::string_view other_name; // the same where there is none
   const char* encoder;
   int usual_crf;
   int worst_crf;
@@ -22,15 +22,15 @@ struct EncoderRow {
 };
 
 constexpr std::array kEncoders = {
-    EncoderRow{"h264", "avc", "libx264", 22, 51, true, "preset=superfast"},
+    EncoderRow{"h264", "h264", "libx264", 22, 51, true, "preset=superfast"},
     EncoderRow{"h265", "hevc", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
-    EncoderRow{"vp9", "", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
-    EncoderRow{"av1", "", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
+    EncoderRow{"vp9", "vp9", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
+    EncoderRow{"av1", "av1", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
 };
 
 const EncoderRow* findRow(const std::string& codec) {
   const auto* row = std::find_if(kEncoders.begin(), kEncoders.end(), [&](const EncoderRow& each) {
-    return each.name == codec || each.encoder == codec || (!codec.empty() && each.other_name == codec);
+    return each.name == codec || each.other_name == codec || each.encoder == codec;
   });
   return row == kEncoders.end() ? nullptr : row;
 }
