@@ -2,7 +2,7 @@
 #   library       lib/libvorin_stt.so.0 and, in lib/vorin-stt, the inference runtime that it finds beside itself (Windows: all in bin)
 #   development   the header, the CMake package vorin_stt, the pkg-config file, the import libraries
 #   programs      bin/vorin-stylize, bin/vorin-pack, and the software device in lib/vorin-stt/softgpu (Windows: bin/softgpu)
-#   models        the demo's networks in share/vorin-stt/models, where models/build has made them (Windows: models)
+#   models        the demo's networks in share/vorin-stt/models, where models/build --portable has made them (Windows: models)
 include(CMakePackageConfigHelpers)
 
 set(vorin_doc_dir ${CMAKE_INSTALL_DOCDIR})
@@ -73,7 +73,7 @@ if(VORIN_BUILD_TOOLS)
   install(TARGETS vorin-stylize vorin-pack RUNTIME COMPONENT programs)
 endif()
 install(
-  FILES ${PROJECT_SOURCE_DIR}/build/models/model_st.bin ${PROJECT_SOURCE_DIR}/build/models/painting.png
+  FILES ${PROJECT_SOURCE_DIR}/build/models-portable/model_st.bin ${PROJECT_SOURCE_DIR}/build/models-portable/painting.png
   DESTINATION ${vorin_model_dir}
   COMPONENT models
   OPTIONAL)

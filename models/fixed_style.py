@@ -11,7 +11,7 @@ import openvino as ov
 import openvino.opset13 as ops
 from style_network import Expansion, fold_input, reorder_output, repaint
 from subpixel import expanded
-from trained_weights import FIXED_STYLE_COUNT, fixed_style_layers
+from trained_weights import fixed_style_layers
 
 # The size that the network has before anybody reshapes it.
 DEFAULT_HEIGHT = 540
@@ -92,9 +92,6 @@ def _cut(planes: ov.Node, image: ov.Node) -> ov.Node:
 
 def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expand: Expansion = expanded) -> ov.Node:
     """What the matrix makes of the mixture of fixed styles, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
-    shares = np.zeros(FIXED_STYLE_COUNT, dtype=np.float32)
-    for style, share in mix.items():
-        shares[style] = share
     layers, scales, shifts = fixed_style_layers()
     half = np.full(3, 0.5)
     layers["contract.0"] = fold_input(layers["contract.0"], half, half, REVERSED)
@@ -103,10 +100,21 @@ def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expan
     shifts["expand.2"] = shifts["expand.2"][:, REVERSED]
 
     def normalisation(name: str) -> tuple[ov.Node, ov.Node]:
-        scale, shift = (ops.constant((shares @ table[name]).reshape(1, -1, 1, 1)) for table in (scales, shifts))
+        scale, shift = (ops.constant(_mixed(table[name], mix)) for table in (scales, shifts))
         return scale, shift
 
     return repaint(padded, layers, normalisation, matrix, expand)
+
+
+def _mixed(table: np.ndarray, mix: dict[int, float]) -> np.ndarray:
+    """One layer's values in the mixture, [1, channels, 1, 1].
+
+    Multiplied and added one by one: a matrix product rounds differently from processor to processor.
+    """
+    values = np.zeros(table.shape[1])
+    for style, share in mix.items():
+        values = values + share * table[style].astype(np.float64)
+    return values.astype(np.float32).reshape(1, -1, 1, 1)
 
 
 def _model(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:

@@ -47,7 +47,7 @@ def read_bytes(file: Path) -> np.ndarray:
 
 def write_bytes(picture: np.ndarray, file: Path) -> None:
     """Writes such bytes as a picture file."""
-    Image.fromarray(np.ascontiguousarray(picture[:, :, ::-1])).save(file)
+    Image.fromarray(np.ascontiguousarray(picture[:, :, ::-1])).save(file, optimize=True)
 
 
 def views(photo: np.ndarray, width: int, height: int) -> list[np.ndarray]:

@@ -1,89 +1,91 @@
-"""Makes a network's 8-bit twin and measures how far its pictures are from the float network's.
+"""Makes a network's 8-bit twin: 8-bit activations and 7-bit weights around the trained convolutions, from measured ranges.
 
-Only the trained convolutions are quantised. What a normalisation is multiplied with spans a wide range (quantising it cost 12 dB
-on transfer networks). The finishing after the last layer stays in float too, since its rounding would be seen as it is. Phases are
-rounded after they are interleaved: the runtime interleaves bytes in three times the time that it takes for floats.
+Activations are bytes from 0 to 255, weights are whole numbers from -63 to 63 with one scale for each output channel. A processor
+without VNNI adds pairs of products in 16 bits, with saturation. 2 x 255 x 63 = 32,130 fits, so such a processor computes the same
+sums as one with VNNI; `overflow_check.py` proves it for a finished network.
 
-The first layer's rounding reaches every later one (2 dB on transfer networks, where it stays in float). But it is most of a fixed
-style's time, and a photo's bytes can enter it as they are. There the residual blocks stay in float instead: twelve roundings one
-upon the other, for little time.
+The ranges of the activations come from `data/ranges.json`, which `calibrate.py` writes. The build measures nothing that ends up in
+a twin, so a twin has the same bytes whatever processor builds it.
+
+Only the convolutions that the ranges name are quantised. What a normalisation is multiplied with spans a wide range: quantising it
+costs 12 dB on transfer networks. The finishing after the last layer stays in float too, since its rounding would be visible as it
+is. Phases are rounded after they are interleaved, because the runtime interleaves bytes in three times the time of floats.
 """
 
 from __future__ import annotations
 
-import io
-import logging
-import os
-from collections.abc import Callable, Sequence
-from contextlib import redirect_stdout
+from collections.abc import Mapping
 
-# A build tells nobody that it ran: this switches off the usage reports of nncf, and is read when it is imported.
-os.environ.setdefault("NNCF_CI", "1")
+import numpy as np
+import openvino as ov
+import openvino.opset13 as ops
 
-import nncf  # noqa: E402
-import numpy as np  # noqa: E402
-import openvino as ov  # noqa: E402
-import openvino.opset13 as ops  # noqa: E402
-from library_way import psnr  # noqa: E402
+ACTIVATION_LEVELS = 256
+LARGEST_WEIGHT = 63
 
-LEFT_IN_FLOAT_TYPES = ["Add", "Multiply", "MVN", "DepthToSpace"]
-LEFT_IN_FLOAT = [r"contract\.0/.*", "style/.*", ".*/mix"]
-FIXED_STYLE_LEFT_IN_FLOAT = [*LEFT_IN_FLOAT, r"residual\..*"]
+# The smallest and largest value of a convolution's activation, by the convolution's name. Layer names are those of
+# `style_network.py`, without "/convolution".
+Ranges = Mapping[str, tuple[float, float]]
 
-# What one inference takes: the planes of each input by its name.
-Inputs = dict[str, np.ndarray]
+# The first layer of a fixed style computes with the bytes of the image, which lose nothing.
+IMAGE_LAYER = "contract.0"
 
 
-def quantised(model: ov.Model, samples: Sequence[Inputs]) -> ov.Model:
-    """The 8-bit twin, calibrated on all of the samples."""
-    fixed_style = len(model.inputs) == 1
-    nncf.set_log_level(logging.ERROR)
-    with redirect_stdout(io.StringIO()):  # progress bars
-        twin = nncf.quantize(
-            model,
-            nncf.Dataset(samples),
-            preset=nncf.QuantizationPreset.MIXED,
-            subset_size=len(samples),
-            ignored_scope=nncf.IgnoredScope(
-                types=LEFT_IN_FLOAT_TYPES,
-                patterns=FIXED_STYLE_LEFT_IN_FLOAT if fixed_style else LEFT_IN_FLOAT,
-                validate=False,  # no network has all of these
-            ),
-        )
-    if fixed_style:
-        _take_bytes(twin)
+def quantised(model: ov.Model, ranges: Ranges, whole_number_weights: bool = True) -> ov.Model:
+    """Returns the 8-bit twin of a float network, whose constants stay as they are stored.
+
+    Without `whole_number_weights` the rounded weights are stored as floats. The runtime then computes the same rounded numbers in
+    32-bit floats, which shows what the twin is worth in exact arithmetic.
+    """
+    twin = model.clone()
+    nodes = {node.get_friendly_name(): node for node in twin.get_ops()}
+    takes_image = len(twin.inputs) == 1
+    for layer, (low, high) in ranges.items():
+        convolution = nodes[f"{layer}/convolution"]
+        if takes_image and layer == IMAGE_LAYER:
+            _take_bytes(nodes["padded"].input(0))
+        else:
+            _round_activation(nodes.get(f"{layer}/border", convolution).input(0), low, high, layer)
+        weights = _constant(convolution.input_value(1).get_node())
+        convolution.input(1).replace_source_output(_rounded_weights(weights, layer, whole_number_weights))
     return twin
 
 
-def _take_bytes(model: ov.Model) -> None:
-    """Lets the first layer compute with the image's own bytes and with weights of 8 bits."""
-    nodes = {node.get_friendly_name(): node for node in model.get_ops()}
-    image, weights = nodes["padded"].input(0), nodes["contract.0/convolution"].input(1)
-    # An image from -1 to 1 becomes 0 to 2, since whole numbers with another zero make convolutions slower. The layer does not see
-    # the offset: its border is mirrored and its result normalised.
+def _take_bytes(image: ov.Input) -> None:
+    """Lets the first layer compute with the image's own bytes.
+
+    An image from -1 to 1 becomes 0 to 2, since a zero point makes convolutions slower. The layer does not see the offset: its
+    border is mirrored and its result is normalised.
+    """
     low, high, offset = np.float32(-1.0), np.float32(1.0), np.float32(1.0)
-    image.replace_source_output(
-        ops.fake_quantize(image.get_source_output(), low, high, low + offset, high + offset, 256, name="bytes").output(0)
+    rounded = ops.fake_quantize(
+        image.get_source_output(), low, high, low + offset, high + offset, ACTIVATION_LEVELS, name="bytes"
     )
-    trained = np.array(weights.get_source_output().get_node().data, dtype=np.float32)
-    largest = np.abs(trained).max(axis=(1, 2, 3), keepdims=True)
-    rounded = ops.fake_quantize(weights.get_source_output(), -largest, largest, -largest, largest, 255, name="contract.0/weights")
-    weights.replace_source_output(rounded.output(0))
+    image.replace_source_output(rounded.output(0))
 
 
-def twin_psnr(
-    float_model: ov.Model,
-    twin: ov.Model,
-    samples: Sequence[Inputs],
-    picture: Callable[[np.ndarray], np.ndarray],
-) -> list[float]:
-    """The PSNR of the twin's finished pictures against the float network's, one for each sample, both computed in f32."""
-    ours, references = (_pictures(model, samples, picture) for model in (twin, float_model))
-    return [psnr(picture, reference) for picture, reference in zip(ours, references, strict=True)]
+def _round_activation(activation: ov.Input, low: float, high: float, layer: str) -> None:
+    """Rounds what a convolution takes to 256 levels, 0 being one of them."""
+    step = (high - low) / (ACTIVATION_LEVELS - 1)
+    zero_point = round(-low / step)
+    bounds = np.float32(-zero_point * step), np.float32((ACTIVATION_LEVELS - 1 - zero_point) * step)
+    rounded = ops.fake_quantize(activation.get_source_output(), *bounds, *bounds, ACTIVATION_LEVELS, name=f"{layer}/bytes")
+    activation.replace_source_output(rounded.output(0))
 
 
-def _pictures(model: ov.Model, samples: Sequence[Inputs], picture: Callable[[np.ndarray], np.ndarray]) -> list[np.ndarray]:
-    if len(model.inputs) == 1:
-        model.reshape(next(iter(samples[0].values())).shape)
-    network = ov.Core().compile_model(model, "CPU", {"INFERENCE_PRECISION_HINT": "f32"})
-    return [picture(network(sample)[0]) for sample in samples]
+def _constant(node: ov.Node) -> np.ndarray:
+    """A constant's numbers, also of one that is stored in half precision and converted."""
+    if node.get_type_name() == "Convert":
+        node = node.input_value(0).get_node()
+    return np.array(node.data, dtype=np.float32)
+
+
+def _rounded_weights(weights: np.ndarray, layer: str, as_whole_numbers: bool) -> ov.Output:
+    """The weights as whole numbers times one scale for each output channel."""
+    largest = np.abs(weights).max(axis=(1, 2, 3), keepdims=True)
+    scales = (np.maximum(largest, np.finfo(np.float32).tiny) / np.float32(LARGEST_WEIGHT)).astype(np.float32)
+    whole = np.clip(np.rint(weights / scales), -LARGEST_WEIGHT, LARGEST_WEIGHT).astype(np.int8)
+    if not as_whole_numbers:
+        return ops.constant(whole.astype(np.float32) * scales, name=f"{layer}/weights").output(0)
+    numbers = ops.convert(ops.constant(whole, name=f"{layer}/whole_weights"), "f32", name=f"{layer}/float_weights")
+    return ops.multiply(numbers, scales, name=f"{layer}/weights").output(0)

@@ -12,6 +12,7 @@ The expanding half is in `subpixel.py`.
 
 from __future__ import annotations
 
+import math
 from collections.abc import Callable
 from dataclasses import replace
 
@@ -29,7 +30,9 @@ Expansion = Callable[[ov.Node, dict[str, Convolution], Normalisation, np.ndarray
 def fold_input(first: Convolution, scale: np.ndarray, offset: np.ndarray, order: list[int]) -> Convolution:
     """The first convolution for an input whose plane k, times scale[k] plus offset[k], is the trained plane order[k]."""
     weights = first.weights[:, order]
-    bias = np.einsum("oihw,i->o", weights.astype(np.float64), offset)
+    products = weights.astype(np.float64) * offset[None, :, None, None]
+    # The exact sum, rounded once: the same on every processor.
+    bias = np.array([math.fsum(products_of_one.flat) for products_of_one in products])
     if first.bias is not None:
         bias = bias + first.bias
     return Convolution((weights * scale[None, :, None, None]).astype(np.float32), bias.astype(np.float32))

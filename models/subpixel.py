@@ -13,6 +13,8 @@ Neural Network", 2016. `subpixel_check.py` holds the plain form and compares.
 
 from __future__ import annotations
 
+from itertools import product
+
 import numpy as np
 import openvino as ov
 import openvino.opset13 as ops
@@ -49,7 +51,10 @@ def doubled_kernel(weights: np.ndarray) -> np.ndarray:
     planes_out, planes_in = weights.shape[:2]
     # Where the taps of an even and of an odd pixel of the doubled picture fall.
     falls = np.array([[[1, 0, 0], [0, 1, 0], [0, 1, 0]], [[0, 1, 0], [0, 1, 0], [0, 0, 1]]])
-    phases = np.einsum("oiyx,vya,hxb->ovhiab", weights.astype(np.float64), falls, falls)
+    phases = np.zeros((planes_out, 2, 2, planes_in, 3, 3))
+    # One tap at a time, in a fixed order: the same sums on every processor.
+    for (v, y, a), (h, x, b) in product(np.argwhere(falls), repeat=2):
+        phases[:, v, h, :, a, b] += weights[:, :, y, x]
     return phases.reshape(planes_out * 4, planes_in, 3, 3).astype(np.float32)
 
 

@@ -1,6 +1,6 @@
 """Checks that the expanding layers of `subpixel.py` give what the trained network's plain ones give.
 
-The plain form: each pixel doubled, mirrored border, 3 x 3 taps, twice; then 9 x 9 taps on every pixel. Run by build.py.
+The plain form: each pixel doubled, mirrored border, 3 x 3 taps, twice; then 9 x 9 taps on every pixel. The tests run it.
 """
 
 from __future__ import annotations
