@@ -123,14 +123,15 @@ class Build(unittest.TestCase):
 
 class Networks(unittest.TestCase):
     def test_8_bit_networks_compute_the_same_sums_here_as_exact_arithmetic(self) -> None:
-        # A sum that saturates changes a picture by 10 dB and more. The bound leaves room for the order of float additions, whose
-        # last bits can move a value to the next of 256 levels.
+        # The order of float additions differs, and its last bits can move a value to the next of 256 levels: 44 and 54 dB were
+        # seen for the two kinds. With weights of 8 bits, sums saturate on processors without VNNI: 38 and 41 dB.
         for network in (n for n in networks.NETWORKS if n.ranges_name is not None):
             samples = network.held_out()[:1]
             written = ov.Core().read_model(PORTABLE / f"candidates/{network.name}-float.xml")
             exact = quantise.quantised(written, network.ranges(), whole_number_weights=False)
             here = PORTABLE / f"{network.twin_name}.xml"
-            self.assertGreater(min(likeness(exact, here, samples, network.picture)), 45.0, network.name)
+            bound = 42.0 if network.ranges_name == "transfer" else 48.0
+            self.assertGreater(min(likeness(exact, here, samples, network.picture)), bound, network.name)
 
     def test_the_expanding_layers_agree_with_the_trained_ones(self) -> None:
         subpixel_check.check()
