@@ -207,6 +207,7 @@ std::vector<FailureCase> failureCases() {
   // Both begin as networks do: for other texts the runtime asks all its readers, one of which leaks.
   const std::string cut = "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>";
   const std::string inputs_line = "[I] only support 1 or 2 inputs";
+  static const std::string long_name(300, 'n'); // of a device; the runtime's message names it
   return {
       {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"[E] unsupported style"}, {}},
       {"no network", {{cartoon[1]}}, wanted, NeuralEngine::kExtractionFailed, {kNoEntry, kNoFile}, {}},
@@ -224,13 +225,14 @@ std::vector<FailureCase> failureCases() {
        {kRead, kException},
        transfer_left},
       {"no device", {cartoon}, {.device = "notfind", .style_type = SttStyleCartoon}, VORIN_STATUS_FAILED, {kException}, {}},
+      {"a long message", {cartoon}, {.device = long_name.c_str()}, VORIN_STATUS_FAILED, {kException}, {}},
       {"a negative size",
        {cartoon},
        {.style_type = SttStyleCartoon, .width = -1, .height = 8},
        VORIN_STATUS_FAILED,
        {kRead, kException},
        cartoon_left},
-      {"a network cut off", {{{kXml, cut}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {}, cartoon_left},
+      {"a network cut off", {{{kXml, cut}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {kException}, cartoon_left},
       {"no inputs",
        {{{kXml, cut + "</layers></net>"}, cartoon[1]}},
        wanted,

@@ -32,7 +32,7 @@ SttDeviceKind classifyDevice(const std::string& name, const std::string& full_na
 }
 
 void DeviceTable::add(const ListedDevice& device) {
-  sttLogInfo("Device %s: %s", device.name.c_str(), device.full_name.c_str());
+  logTexts(sttLogInfo, "Device %s: %s", {device.name, device.full_name});
   if (count_ >= kCapacity) {
     return;
   }
@@ -86,7 +86,8 @@ std::string DeviceTable::requestDevice(std::int32_t kind) const {
     sttLogInfo("Request device: %d, return device: %s", kind, result.c_str());
     return result;
   }
-  sttLogInfo("Request device: %d, return device: %s, name: %s", kind, chosen->deviceName, chosen->fullName);
+  logTexts(sttLogInfo, "Request device: %s, return device: %s, name: %s",
+           {std::to_string(kind), chosen->deviceName, chosen->fullName});
   return chosen->deviceName;
 }
 

@@ -18,7 +18,7 @@ bool isProvenWritable(const std::string& folder) {
 
 void makeIfMissing(const std::string& folder) {
   if (!platform::exists(folder) && !platform::makeFolder(folder)) {
-    sttLogError("make dir failed: %s", folder.c_str());
+    logTexts(sttLogError, "make dir failed: %s", {folder});
   }
 }
 
@@ -70,7 +70,7 @@ std::string findWritableFolder() {
 
 std::string getWritableFolder() {
   std::string folder = findWritableFolder();
-  sttLogInfo("getWritableFolder: %s", folder.c_str());
+  logTexts(sttLogInfo, "getWritableFolder: %s", {folder});
   return folder;
 }
 

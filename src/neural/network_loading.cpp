@@ -77,7 +77,7 @@ _VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t sty
     core.set_property(device_name, ov::AnyMap{{"CACHE_DIR", cache_folder}});
   }
   const std::string capabilities = capabilityText(core, device_name);
-  sttLogInfo("Device info: %s, support: %s", device_name.c_str(), capabilities.c_str());
+  logTexts(sttLogInfo, "Device info: %s, support: %s", {device_name, capabilities});
 
   std::string network_path;
   _VorinStatus status =
@@ -92,7 +92,7 @@ _VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t sty
   initialised_ = true;
   return VORIN_STATUS_OK;
 } catch (const std::exception& error) {
-  sttLogError("init error: %s", error.what());
+  logTexts(sttLogError, "init error: %s", {error.what()});
   return VORIN_STATUS_FAILED;
 }
 

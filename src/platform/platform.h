@@ -29,8 +29,8 @@ void writeDebuggerOutput(const char* line);
 // Opens a text file for writing, emptying it; null on failure.
 std::FILE* openTextForWriting(const std::string& path);
 
-// Formats into a buffer of `size` bytes. False when the text does not fit, in which case the buffer holds nothing of use; where
-// the system's own bounds-checked formatter reports that as the caller's fault, it does so.
+// Formats into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's bounds-checked formatter
+// reports it where there is one, and elsewhere the text is cut. False when the buffer holds nothing of use.
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments);
 
 // Copies a text with its NUL into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's

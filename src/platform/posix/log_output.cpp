@@ -30,8 +30,7 @@ std::FILE* openTextForWriting(const std::string& path) {
 }
 
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
-  const int length = std::vsnprintf(buffer, size, format, arguments);
-  return length >= 0 && static_cast<std::size_t>(length) < size;
+  return std::vsnprintf(buffer, size, format, arguments) >= 0; // cuts what does not fit
 }
 
 void copyBounded(char* buffer, std::size_t size, const char* text) {
