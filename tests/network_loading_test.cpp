@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <iostream>
 #include <optional>
 
 namespace vorin::neural {
@@ -262,6 +263,22 @@ TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp
     engine_.reset(); // Windows keeps a deleted file while the network still uses it
     EXPECT_THAT(unpackedNetworkFiles(), IsEmpty());
   }
+}
+
+// A host may have its standard output throw what it likes, and a failed compilation writes there.
+TEST_F(NetworkLoadingTest, WhatIsNoStandardExceptionDoesNotLeaveEither) {
+  struct ThrowingOutput : std::streambuf {
+    int_type overflow(int_type /*character*/) override { throw 7; } // NOLINT(hicpp-exception-baseclass)
+  } output;
+  package_.write({twinFiles(kTransfer256, TransferNetwork{})});
+  std::streambuf* const before = std::cout.rdbuf(&output);
+  std::cout.exceptions(std::ios::badbit);
+  _VorinStatus status = VORIN_STATUS_OK;
+  EXPECT_NO_THROW(status = load({.device = "HETERO", .style_type = SttStyleTransfer}));
+  std::cout.exceptions(std::ios::goodbit);
+  std::cout.rdbuf(before); // clears the state too
+  EXPECT_EQ(status, VORIN_STATUS_FAILED);
+  EXPECT_THAT(lines_.back(), StartsWith(kException));
 }
 
 TEST_F(NetworkLoadingTest, ANetworkWithoutItsWeightsIsFoundOutByTheRuntime) {

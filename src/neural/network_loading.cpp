@@ -94,6 +94,9 @@ _VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t sty
 } catch (const std::exception& error) {
   logTexts(sttLogError, "init error: %s", {error.what()});
   return VORIN_STATUS_FAILED;
+} catch (...) {
+  sttLogError("init error: unknown exception");
+  return VORIN_STATUS_FAILED;
 }
 
 _VorinStatus NeuralEngine::unpackNetwork(const std::string& network_name, const std::string& package_folder,
