@@ -23,12 +23,8 @@ void makeIfMissing(const std::string& folder) {
 }
 
 std::optional<std::string> programFolder() {
-  const std::optional<std::string> program = platform::executablePath();
-  if (!program) {
-    return std::nullopt;
-  }
-  const std::string folder = program->substr(0, program->find_last_of("\\/"));
-  return isProvenWritable(folder) ? std::optional(folder) : std::nullopt;
+  const std::optional<std::string> folder = platform::executableFolder();
+  return folder && isProvenWritable(*folder) ? folder : std::nullopt;
 }
 
 std::optional<std::string> applicationDataFolder() {

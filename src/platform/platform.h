@@ -26,7 +26,7 @@ std::optional<std::uint32_t> readLogSwitch();
 // Hands a line to whoever debugs the process.
 void writeDebuggerOutput(const char* line);
 
-// Opens a text file for writing, emptying it; null on failure.
+// Opens a text file for writing, emptying it; null on failure, on POSIX also where the path is a symbolic link.
 std::FILE* openTextForWriting(const std::string& path);
 
 // Formats into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's bounds-checked formatter
@@ -49,10 +49,8 @@ std::int64_t performanceFrequency();
 // The per-user folder for local application data, created when missing, without a trailing separator; nothing when there is none.
 std::optional<std::string> localAppDataFolder();
 
-// Full path of the running program's file; nothing when the system does not tell or the path has 260 characters or more.
-std::optional<std::string> executablePath();
-
-// The folder of the running program's file, without a trailing separator; nothing where there is no executablePath.
+// The folder of the running program's file, without a trailing separator; nothing when the system does not tell. A path that the
+// system cuts (Windows, at 260 characters) counts as it was given.
 std::optional<std::string> executableFolder();
 
 // Whether the path names a folder. The path may end in a separator.
@@ -64,19 +62,20 @@ bool makeFolder(const std::string& path);
 // Whether anything has this path.
 bool exists(const std::string& path);
 
-// The folder for temporary files, ending in a separator; nothing when the system does not tell or the path has 260 characters or
-// more.
+// The folder for temporary files, ending in a separator; nothing when the system does not tell, as Windows does not for a path of
+// 260 characters or more.
 std::optional<std::string> temporaryFolder();
 
 // The folder of last resort for files. A file "in" it is named by appending the file's name without a separator.
 extern const char* const kLastResortFolder;
 
-// Proves that a file can be made under this path and deleted again; an existing one is replaced. Leaves nothing behind where both
-// work.
+// Proves that a file can be made under this path and deleted again; an existing one is replaced, on POSIX as by createBinary.
+// Leaves nothing behind where both work.
 bool canCreateAndDelete(const std::string& path);
 
-// Makes a file for binary writing; null on failure. An existing file gives way to a new one where the system allows it, and is
-// not emptied: another program may still read it, or have it mapped into memory, and would stop when it shrinks.
+// Makes a file for binary writing; null on failure. On POSIX whatever has this path is removed first and the file is created
+// anew: an existing file is not emptied, since another program may still read it or have it mapped into memory, and no link, pipe
+// or file that somebody else put there is written to. Windows empties an existing file.
 std::FILE* createBinary(const std::string& path);
 
 // ---- files named by wide text ----
