@@ -115,11 +115,22 @@ TEST_F(NetworkLoadingTest, TellsItsStepsInOrderAndLeavesOnlyTheCache) {
   EXPECT_NEAR(answer(255), 1.0F, kHalfPrecision);
 }
 
-TEST_F(NetworkLoadingTest, CachesCompiledNetworksForGpusOnly) {
+// The stand-in has no devices of a number, and refuses a cache for them; the search for the cache's folder comes first.
+TEST_F(NetworkLoadingTest, CachesCompiledNetworksForTheFirstTwoGpusOnly) {
   package_.write({networkFiles(kCartoon, FixedNetwork{})});
-  ASSERT_EQ(load({.device = "CPU", .style_type = SttStyleCartoon}), VORIN_STATUS_OK);
-  EXPECT_EQ(lines_.front(), deviceLine("CPU"));
-  EXPECT_FALSE(fs::exists(cacheFolder()));
+  for (const auto& [device, cached] :
+       {std::pair("GPU", true), std::pair("GPU.0", true), std::pair("GPU.1", true), std::pair("GPU.2", false),
+        std::pair("GPU.10", false), std::pair("gpu", false), std::pair("GPU.", false), std::pair("CPU", false)}) {
+    SCOPED_TRACE(device);
+    testing::internal::CaptureStdout(); // of what cannot be compiled for
+    const _VorinStatus status = load({.device = device, .style_type = SttStyleCartoon});
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(lines_.front() == folderLine(), cached) << lines_.front();
+    EXPECT_EQ(fs::exists(cacheFolder()), cached && status == VORIN_STATUS_OK);
+    engine_.emplace(); // Windows keeps files that are in use
+    std::error_code ignored;
+    removeFolder(cacheFolder(), ignored);
+  }
 }
 
 // A second engine finds the first one's compiled network and answers the same.

@@ -84,6 +84,9 @@ std::FILE* createBinary(const std::string& path);
 std::wstring toWide(const std::string& narrow);
 std::string toNarrow(const std::wstring& wide);
 
+// Narrow text as the inference runtime takes names, which is UTF-8 on every system. POSIX hands the text on as it is.
+std::string toUtf8(const std::string& narrow);
+
 // Whether the process may write to what the path names.
 bool isWritable(const std::wstring& path);
 

@@ -114,6 +114,10 @@ std::string toNarrow(const std::wstring& wide) {
   }
 }
 
+std::string toUtf8(const std::string& narrow) {
+  return narrow;
+}
+
 bool isWritable(const std::wstring& path) {
   return ::access(toNarrow(path).c_str(), W_OK) == 0;
 }
