@@ -7,6 +7,7 @@
 #include "neural/style_catalogue.h"
 #include "output_file.h"
 #include "package_directory.h"
+#include "saturation_check.h"
 #include "temporary_folder.h"
 #include "utf8_path.h"
 
@@ -50,6 +51,9 @@ private:
     try {
       const NetworkReader read = [&] { return core_.read_model(tools::utf8Text(file)); };
       for (const std::string& finding : checkNetwork(read, wanted.style_type)) {
+        findings_.push_back(subject + finding);
+      }
+      for (const std::string& finding : findSaturatingLayers(*read())) {
         findings_.push_back(subject + finding);
       }
     } catch (const ov::Exception& error) {

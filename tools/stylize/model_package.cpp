@@ -146,6 +146,18 @@ ModelPackage::ModelPackage(const std::optional<fs::path>& named)
   library_folder_ = checkedNarrowText(library_folder);
 }
 
+std::string ModelPackage::read(const PackageEntry& entry) const {
+  std::string content(static_cast<std::size_t>(entry.size_bytes), '\0');
+  std::ifstream stream(file_, std::ios::binary);
+  stream.seekg(static_cast<std::streamoff>(entry.offset_bytes));
+  if (!stream.read(content.data(), static_cast<std::streamsize>(content.size()))) {
+    throw unusable(tools::quotedPath(file_) + " cannot be read: check its permissions");
+  }
+  std::transform(content.begin(), content.end(), content.begin(),
+                 [](char letter) { return static_cast<char>(static_cast<std::uint8_t>(letter) ^ kEntryMask); });
+  return content;
+}
+
 void ModelPackage::requireNetwork(const Style& style, const Network& network) const {
   std::string absent;
   for (const std::string& name : fileNames(network)) {
