@@ -1,5 +1,5 @@
-// What only POSIX systems have: adapters in a PCI tree, a limit on the size of files, files that are links or pipes, and a log
-// switch that is text.
+// What only POSIX systems have: adapters in a PCI tree, a limit on the size of files, files that are links or pipes, a search
+// path for the runtime, and a log switch that is text.
 #include "core/vendor.h"
 #include "modelpack/model_package_reader.h"
 #include "platform/platform.h"
