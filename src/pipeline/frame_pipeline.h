@@ -40,7 +40,7 @@ public:
   _VorinStatus initPlugins(const StyleSettings& settings);
 
   // Restyles one frame, as SttInterface::ProcessFrame says. Errors of the imaging library and of the inference runtime leave it
-  // as exceptions.
+  // as exceptions, and so does std::logic_error where no style of the configured one's family was prepared.
   _VorinStatus processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, SttFrame& output);
 
 private:
