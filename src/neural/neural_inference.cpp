@@ -3,12 +3,14 @@
 #include "neural/content_smoothing.h"
 #include "neural/neural_engine.h"
 
+#include <opencv2/imgproc.hpp>
+
 namespace vorin::neural {
 
 ov::Tensor NeuralEngine::infer(cv::Mat image) {
   const cv::Size network_size(network_width_, network_height_);
   if (image.empty() || image.size() != network_size) {
-    content_resize_.resize(image, resized_, network_size);
+    cv::resize(image, resized_, network_size, 0.0, 0.0, cv::INTER_LINEAR);
     image = resized_;
   }
   const auto input_tensor = [&] {

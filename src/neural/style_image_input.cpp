@@ -64,7 +64,7 @@ _VorinStatus NeuralEngine::bindStyleImage(const SttFrame& style_image) {
     cv::cvtColor(image, image, cv::COLOR_GRAY2BGR); // only the empty image of an unknown format: OpenCV refuses it
   }
   if (image.size() != size) {
-    style_resize_.resize(image, style_resized_, size);
+    cv::resize(image, style_resized_, size, 0.0, 0.0, cv::INTER_LINEAR);
     image = style_resized_;
   }
   if (!style_planes_) {

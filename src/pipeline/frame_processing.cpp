@@ -2,6 +2,8 @@
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 
+#include <opencv2/imgproc.hpp>
+
 #include <stdexcept>
 
 namespace vorin {
@@ -63,7 +65,7 @@ cv::Mat FramePipeline::resultAtSize(std::int32_t width, std::int32_t height) {
   if (result_.cols == width && result_.rows == height) {
     return result_;
   }
-  result_resize_.resize(result_, resized_, cv::Size(width, height));
+  cv::resize(result_, resized_, cv::Size(width, height), 0.0, 0.0, cv::INTER_LINEAR);
   return resized_;
 }
 

@@ -35,7 +35,7 @@ cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv
       host.total() <= static_cast<std::size_t>(network_size.width) * static_cast<std::size_t>(network_size.height)) {
     return host;
   }
-  buffers.reduction.resize(host, buffers.reduced, network_size);
+  cv::resize(host, buffers.reduced, network_size, 0.0, 0.0, cv::INTER_LINEAR);
   return buffers.reduced;
 }
 

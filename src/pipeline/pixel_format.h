@@ -8,7 +8,6 @@
 // are not caught.
 #pragma once
 
-#include "neural/bilinear_resize.h"
 #include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
@@ -19,7 +18,6 @@ namespace vorin {
 struct PixelFormatBuffers {
   cv::Mat bgr;
   cv::Mat reduced;
-  neural::BilinearResize reduction;
   cv::Mat padded_bgr;
   cv::Mat rgb;
   cv::Mat yuv;
