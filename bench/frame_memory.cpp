@@ -63,7 +63,7 @@ public:
     }
   }
 
-  // With its style image, as hosts that change it at any time pass it.
+  // With its style image, so that binding one is measured too.
   void frame() { static_cast<void>(pipeline_.processFrame(settings_, input_, &style_, output_)); }
 
 private:

@@ -7,7 +7,7 @@
 //   infer           runs one frame (neural_inference.cpp)
 //
 // The networks of style type 0 get the mean and deviation of their training data in red, green, blue order on blue, green, red
-// channels, while the style image gets them matched to its colours. Both are what the networks were made for.
+// channels, while the style image gets them matched to its colours. Both are deliberate: these networks have to expect them.
 #pragma once
 
 #include "modelpack/unpacked_files.h"

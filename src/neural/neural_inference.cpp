@@ -29,7 +29,7 @@ ov::Tensor NeuralEngine::infer(cv::Mat image) {
     request_.set_input_tensor(input_tensor());
     break;
   case SttStyleCartoon:
-    image.col(image.cols - 1).setTo(cv::Scalar::all(0)); // the network was made for frames with a black last column
+    image.col(image.cols - 1).setTo(cv::Scalar::all(0)); // deliberate: cartoons are made of frames with a black last column
     request_.set_input_tensor(input_tensor());
     break;
   default:
