@@ -1,4 +1,4 @@
-// What frames do to the memory, in the steady state: the heap allocations of a frame outside of inference, and how far the
+// What frames do to the memory, in the steady state: the large heap allocations of a frame outside of inference, and how far the
 // resident size of the program grows over a thousand frames of each style. The exit status does not depend on the figures.
 //
 // Sizes that matter for allocations are those of the promises; for growth small ones do, since what is lost by each frame shows
@@ -120,7 +120,7 @@ void measure(const MemoryCase& memory_case) {
 
 int main() {
   using namespace vorin::bench;
-  printCells({"style", "above 4 KiB", "largest", "of 10 frames", "growth", "limit", "of 950 frames"});
+  printCells({"style", "above 128 KiB", "largest", "of 10 frames", "growth", "limit", "of 950 frames"});
   for (const MemoryCase& memory_case : kCases) {
     try {
       measure(memory_case);
