@@ -1,5 +1,5 @@
-// Counts the heap allocations of this program that are larger than a page, from whatever library they come and on whatever
-// thread, outside of inference. Linking allocation_count.cpp into a program replaces the C library's allocation functions, under
+// Counts the large heap allocations of this program, from whatever library they come and on whatever thread, outside of
+// inference. Linking allocation_count.cpp into a program replaces the C library's allocation functions, under
 // which operator new and the imaging library's allocator lie.
 #pragma once
 
@@ -7,8 +7,9 @@
 
 namespace vorin::bench {
 
-// Larger ones than this are counted, bytes. Fresh pages of the system make such an allocation cost more than the work on it.
-constexpr std::size_t kCountedAboveBytes = 4096;
+// Larger ones than this are counted: those that the C library takes from the system, whose fresh pages cost about as much as the
+// work on them. The imaging library's tables for resizing a row are smaller.
+constexpr std::size_t kCountedAboveBytes = std::size_t{128} * 1024;
 
 // Counting starts at 0 with the object and ends with it. One object at a time.
 class AllocationCount {

@@ -22,17 +22,6 @@ constexpr const char* kColourBgrToI420 = "output/colour_only_bgr_i420";
 constexpr const char* kColourBgraToI420 = "output/colour_only_bgra_i420";
 constexpr const char* kColourRgbToYuv = "output/colour_only_rgb_yuv";
 
-constexpr const char* kTransferOutput = "neural/transfer_output";
-constexpr const char* kLiteralTransferOutput = "neural/literal_transfer_output";
-constexpr const char* kContentSmoothingMoving = "neural/content_smoothing_moving";
-constexpr const char* kLiteralContentSmoothingMoving = "neural/literal_content_smoothing_moving";
-constexpr const char* kContentSmoothingCut = "neural/content_smoothing_cut";
-constexpr const char* kLiteralContentSmoothingCut = "neural/literal_content_smoothing_cut";
-constexpr const char* kOutputSmoothingMoving = "neural/output_smoothing_moving";
-constexpr const char* kLiteralOutputSmoothingMoving = "neural/literal_output_smoothing_moving";
-constexpr const char* kOutputSmoothingCut = "neural/output_smoothing_cut";
-constexpr const char* kLiteralOutputSmoothingCut = "neural/literal_output_smoothing_cut";
-
 // Benchmarks that measure both sides themselves, by turns: the other sides are counters, in milliseconds, whose medians are found
 // under the benchmark's name, a slash and the counter's name.
 constexpr const char* kTransferFrame = "neural_frame/transfer";
@@ -40,6 +29,7 @@ constexpr const char* kLightGreyFrame = "neural_frame/light_grey";
 constexpr const char* kCartoonFrame = "neural_frame/cartoon";
 constexpr const char* kBareInferenceMs = "bare_inference_ms";
 constexpr const char* kBeyondInferenceMs = "beyond_inference_ms";
+constexpr const char* kLiteralSmoothingFrameMs = "literal_smoothing_frame_ms";
 constexpr const char* kFrameCopyMs = "memcpy_ms";
 
 constexpr const char* kTransferPrepare = "prepare/transfer_warm";

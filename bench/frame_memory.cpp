@@ -1,4 +1,4 @@
-// What frames do to the memory, in the steady state: the heap allocations of a frame outside of inference, and how far the
+// What frames do to the memory, in the steady state: the large heap allocations of a frame outside of inference, and how far the
 // resident size of the program grows over a thousand frames of each style. The exit status does not depend on the figures.
 //
 // Sizes that matter for allocations are those of the promises; for growth small ones do, since what is lost by each frame shows
@@ -63,7 +63,7 @@ public:
     }
   }
 
-  // With its style image, as hosts that change it at any time pass it.
+  // With its style image, so that binding one is measured too.
   void frame() { static_cast<void>(pipeline_.processFrame(settings_, input_, &style_, output_)); }
 
 private:
@@ -120,7 +120,7 @@ void measure(const MemoryCase& memory_case) {
 
 int main() {
   using namespace vorin::bench;
-  printCells({"style", "above 4 KiB", "largest", "of 10 frames", "growth", "limit", "of 950 frames"});
+  printCells({"style", "above 128 KiB", "largest", "of 10 frames", "growth", "limit", "of 950 frames"});
   for (const MemoryCase& memory_case : kCases) {
     try {
       measure(memory_case);

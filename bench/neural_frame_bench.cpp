@@ -1,14 +1,20 @@
 // Whole frames of the neural styles with the trained networks of the demo package, 1920 x 1080 BGRA in and BGRA out: against the
 // bare inference of the same network, and what they take beyond inference in copies of the frame. The two sides take turns frame
-// by frame. Without a "GPU" of the inference runtime or its stand-in, or without the package, there is nothing to measure.
+// by frame. Style transfer's two smoothings are also timed alone, beside literal loops, for what a frame would take with those.
+// Without a "GPU" of the inference runtime or its stand-in, or without the package, there is nothing to measure.
 #include "bench_names.h"
 #include "inference_clock.h"
+#include "literal_smoothing.h"
+#include "neural/content_smoothing.h"
 #include "neural_case.h"
 #include "photo_like_picture.h"
+#include "pipeline/temporal_smoothing.h"
 
 #include <benchmark/benchmark.h>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -44,6 +50,8 @@ void mustBeOk(_VorinStatus status) {
   }
 }
 
+using Smoothing = void (*)(cv::Mat& current, const cv::Mat& previous);
+
 // Both sides of one case, ready to run.
 class Sides {
 public:
@@ -69,13 +77,34 @@ public:
 
   void bareInference() { bare_->infer(); }
 
+  // Both smoothings of a frame at the size of the largest network, on a scene that moves like the frames.
+  double smoothingMs(Smoothing content, Smoothing output) {
+    double elapsed_ms = 0;
+    for (const Smoothing smoothing : {content, output}) {
+      scenes_[1].copyTo(smoothed_);
+      elapsed_ms += elapsedMs([&] { smoothing(smoothed_, scenes_[0]); });
+    }
+    return elapsed_ms;
+  }
+
   void copyFrame() { std::memcpy(copy_.data(), input_pixels_.data(), copy_.size()); }
 
 private:
+  // What a network of 960 x 540 pixels gets of the frame that begins with a row of the input.
+  cv::Mat sceneAt(std::size_t first_row) {
+    const cv::Mat frame(kHeight, kWidth, CV_8UC4, input_pixels_.data() + first_row * kWidth * 4);
+    cv::Mat scene;
+    cv::resize(frame, scene, cv::Size(kWidth / 2, kHeight / 2), 0, 0, cv::INTER_LINEAR);
+    cv::cvtColor(scene, scene, cv::COLOR_BGRA2BGR);
+    return scene;
+  }
+
   StyleSettings settings_;
   FramePipeline pipeline_;
   std::unique_ptr<BareNetwork> bare_;
   std::vector<std::uint8_t> input_pixels_;
+  std::array<cv::Mat, 2> scenes_ = {sceneAt(0), sceneAt(1)};
+  cv::Mat smoothed_;
   std::vector<std::uint8_t> output_pixels_;
   std::vector<std::uint8_t> copy_ = std::vector<std::uint8_t>(static_cast<std::size_t>(kWidth) * kHeight * 4);
   std::size_t count_ = 0;
@@ -98,6 +127,7 @@ void timeFrames(benchmark::State& state, const NeuralCase& neural_case) try {
     std::vector<double> beyond_ms;
     std::vector<double> bare_ms;
     std::vector<double> copy_ms;
+    std::vector<double> literal_frame_ms;
     for (int turn = 0; turn < kTurns; ++turn) {
       const bool is_bare_first = turn % 2 == 1; // whoever comes second finds the caches as the other left them
       if (is_bare_first) {
@@ -110,11 +140,16 @@ void timeFrames(benchmark::State& state, const NeuralCase& neural_case) try {
         bare_ms.push_back(elapsedMs([&] { sides.bareInference(); }));
       }
       copy_ms.push_back(elapsedMs([&] { sides.copyFrame(); }));
+      const double literal_ms = sides.smoothingMs(literalContentSmoothing, literalOutputSmoothing);
+      literal_frame_ms.push_back(frame_ms.back() + literal_ms - sides.smoothingMs(neural::smoothContent, smoothOutput));
     }
     state.SetIterationTime(median(frame_ms) / 1e3);
     state.counters[kBareInferenceMs] = median(bare_ms);
     state.counters[kBeyondInferenceMs] = median(beyond_ms);
     state.counters[kFrameCopyMs] = median(copy_ms);
+    if (neural_case.style_type == SttStyleTransfer) { // the only style that is smoothed
+      state.counters[kLiteralSmoothingFrameMs] = median(literal_frame_ms);
+    }
   }
 } catch (const std::exception& error) {
   state.SkipWithError(error.what());

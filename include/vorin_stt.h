@@ -266,7 +266,7 @@ public:
    * An unsupported output format returns VORIN_STATUS_OK with the size written and the pixels untouched. Throws, among others:
    * for every style but SttStyleTransfer when SttCfgWidth or SttCfgHeight is 0 while the size would have to change; for an
    * unsupported input format; for NV12 output of odd size and NV12 input of odd rows or an odd height; for YUY2 input of odd
-   * width; for a neural style that was not prepared. Calling it for a filter style without a Prepare for one is undefined. */
+   * width; for a neural style before a Prepare for one, and for a filter style before a Prepare for one. */
   virtual _VorinStatus ProcessFrame(VorinSttContext context, const SttFrame* input, const SttFrame* styleImage,
                                     SttFrame* output) = 0;
 

@@ -1,6 +1,6 @@
 // Network output to pictures. The other side computes value by value in the order of the definition: normalisation undone in
 // double precision, planes merged pixel by pixel, then the imaging library's own stretching and its own conversion, one after the
-// other. Equal, byte by byte and (style transfer's planes) bit by bit: the library's roundings are part of the definition.
+// other. Equal, byte by byte and (style transfer's planes) bit by bit: its roundings are part of the definition.
 #include "pipeline/neural_output.h"
 #include "support/guarded_buffer.h"
 #include "support/neural_reference.h"
@@ -46,13 +46,19 @@ private:
   cv::Mat image_;
 };
 
+Planes stretched(Planes planes) {
+  cv::Mat all(planes);
+  cv::normalize(all, all, 0, 255, cv::NORM_MINMAX);
+  return planes;
+}
+
 void expectAllStylesEqual(const Planes& planes, int width, int height) {
   SCOPED_TRACE(testing::Message() << width << " x " << height);
-  Converted converted(planes, width, height);
-  EXPECT_TRUE(converted.by(lightGreyOutputToImage) == stretchedPicture(planes, width, height));
-  EXPECT_TRUE(converted.by(cartoonOutputToImage) == cartoonPicture(planes, width, height));
-  EXPECT_TRUE(converted.by(transferOutputToImage) == transferPicture(planes, width, height));
-  EXPECT_TRUE(converted.isNow(denormalised(planes)));
+  EXPECT_TRUE(Converted(planes, width, height).by(lightGreyOutputToImage) == stretchedPicture(planes, width, height));
+  EXPECT_TRUE(Converted(planes, width, height).by(cartoonOutputToImage) == cartoonPicture(planes, width, height));
+  Converted transfer(planes, width, height);
+  EXPECT_TRUE(transfer.by(transferOutputToImage) == transferPicture(planes, width, height));
+  EXPECT_TRUE(transfer.isNow(stretched(denormalised(planes))));
 }
 
 Planes normalPlanes(int width, int height, float mean, float deviation, std::mt19937& random) {
@@ -116,11 +122,6 @@ TEST(NeuralOutput, TransferClampsAndStretches) {
   cv::Mat byte_planes;
   cv::Mat image;
   transferOutputToImage(planes, 1, 2, byte_planes, image);
-  EXPECT_EQ(planes[0], 0.0F);
-  EXPECT_EQ(planes[1], 1.0F);
-  EXPECT_EQ(planes[2], 0.456F);
-  EXPECT_EQ(planes[4], 0.714F);
-  EXPECT_TRUE(std::isnan(planes[5]));
   const std::vector<std::uint8_t> bytes(image.data, image.data + 6);
   EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0, 116, 182, 255, 116, 0}));
 }

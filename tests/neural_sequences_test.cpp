@@ -1,7 +1,8 @@
 // Frames after frames, across changes of style: what each frame inherits from those before it, from which of them, and what two
 // objects share, which is nothing.
 //
-// The other side keeps the few things that survive: an engine for each network, and one last picture of style transfer.
+// The other side keeps the few things that survive: an engine for each network and filter, and one last picture of style
+// transfer.
 #include "pipeline/frame_pipeline.h"
 #include "support/api_object.h"
 #include "support/log_lines.h"
@@ -58,6 +59,9 @@ StyleSettings settingsOf(const Step& step, const std::string& model_folder) {
 class Expectation {
 public:
   Picture frame(const Step& step, const StyleSettings& settings, Picture frame, const SttFrame* look) {
+    if (step.style_type >= SttStyleStippling) {
+      return filtered(step, frame);
+    }
     neural::NeuralEngine& engine = engines_.at(neural::findCatalogueRow(step.style_type, step.style_index).value());
     EXPECT_EQ(engine.load(settings.device_name, settings.style_type, settings.style_index, settings.width, settings.height,
                           settings.model_folder),
@@ -84,7 +88,31 @@ public:
   }
 
 private:
+  // A filter sees a frame of 24 bits red first; its drawing is grey.
+  Picture filtered(const Step& step, const Picture& frame) {
+    Picture pixels;
+    for (std::size_t byte = 0; byte < frame.size(); byte += 3) {
+      pixels.insert(pixels.end(), {frame[byte + 2], frame[byte + 1], frame[byte], 255});
+    }
+    Picture drawing(pixels.size());
+    gpufilters::GpuFilterEngine& engine = filters_.at(static_cast<std::size_t>(step.style_type - SttStyleStippling));
+    engine.Init(SttDeviceAnyGpu, step.style_type, step.style_index, kWidth, kHeight);
+    if (step.style_type == SttStyleStippling) {
+      EXPECT_EQ(engine.PrepareStippling(kWidth, kHeight), VORIN_STATUS_OK);
+      EXPECT_EQ(engine.RunStippling(pixels.data(), drawing.data()), VORIN_STATUS_OK);
+    } else {
+      EXPECT_EQ(engine.PreparePencilSketch(kWidth, kHeight), VORIN_STATUS_OK);
+      EXPECT_EQ(engine.RunPencilSketch(pixels.data(), drawing.data()), VORIN_STATUS_OK);
+    }
+    Picture picture;
+    for (std::size_t byte = 0; byte < drawing.size(); byte += 4) {
+      picture.insert(picture.end(), 3, drawing[byte]);
+    }
+    return picture;
+  }
+
   std::array<neural::NeuralEngine, neural::kCatalogue.size()> engines_;
+  std::array<gpufilters::GpuFilterEngine, 2> filters_;
   Picture last_transfer_;
   cv::Size last_size_;
 };
@@ -124,6 +152,10 @@ const Step kJourney[] = {
     {0, 0},    // back, with the last style image of this network and the last picture of the other
     {2, 0, 1}, // a style that keeps nothing
     {0, 0},    // and left it as it was
+    {3, 0, 1}, // filters keep nothing of the frames either
+    {4, 0},    //
+    {0, 0},    //
+    {3, 0},    // nor does what the networks left in the images reach them
     {0, 2, 4}, // another size: nothing to be smoothed with
     {0, 2},    //
     {1, 5},    // as style 2

@@ -90,39 +90,47 @@ TEST(FilterInput, PackedFormatsAreReorderedAndTwentyFourBitsComeRedFirst) {
   }
 }
 
-TEST(FilterInput, VideoFormatsAreConvertedFromPackedRowsWhateverThePitch) {
+TEST(HostInput, VideoFormatsAreConvertedAndOnlyNv12OfANeuralStyleHonoursThePitch) {
   constexpr int kWidth = 38;
   constexpr int kHeight = 22;
+  constexpr int kPitchBytes = 64;
+  std::vector<std::uint8_t> host(kPitchBytes * kHeight * 2);
   std::mt19937 random(7);
-  const auto sample = [&] { return static_cast<std::uint8_t>(16 + random() % 224); };
-  std::vector<std::uint8_t> nv12(kWidth * kHeight * 3 / 2);
-  std::vector<std::uint8_t> yuy2(kWidth * kHeight * 2);
-  std::generate(nv12.begin(), nv12.end(), sample);
-  std::generate(yuy2.begin(), yuy2.end(), sample);
+  std::generate(host.begin(), host.end(), [&] { return static_cast<std::uint8_t>(16 + random() % 224); });
+  const auto nv12At = [&](int x, int y, int row_bytes) {
+    const std::uint8_t* pair = host.data() + row_bytes * (kHeight + y / 2) + x / 2 * 2;
+    return Yuv{host[static_cast<std::size_t>(y * row_bytes + x)], pair[0], pair[1]};
+  };
+  const auto yuy2At = [&](int x, int y, int row_bytes) {
+    const std::uint8_t* pair = host.data() + y * row_bytes + x / 2 * 4;
+    return Yuv{pair[x % 2 * 2], pair[1], pair[3]};
+  };
   const struct {
+    Way way;
     SttPixelFormat format;
-    std::vector<std::uint8_t>& host;
-    std::function<Yuv(int, int)> at;
-  } cases[] = {{VORIN_FMT_NV12, nv12,
-                [&](int x, int y) {
-                  const std::uint8_t* pair = nv12.data() + kWidth * (kHeight + y / 2) + x / 2 * 2;
-                  return Yuv{nv12[static_cast<std::size_t>(y * kWidth + x)], pair[0], pair[1]};
-                }},
-               {VORIN_FMT_YUY2, yuy2, [&](int x, int y) {
-                  const std::uint8_t* pair = yuy2.data() + 2 * (y * kWidth + x / 2 * 2);
-                  return Yuv{pair[x % 2 * 2], pair[1], pair[3]};
-                }}};
+    std::function<Yuv(int, int, int)> at;
+    int row_bytes;
+  } cases[] = {{Way::kFilter, VORIN_FMT_NV12, nv12At, kWidth},
+               {Way::kFilter, VORIN_FMT_YUY2, yuy2At, 2 * kWidth},
+               {Way::kNeural, VORIN_FMT_NV12, nv12At, kPitchBytes},
+               {Way::kNeural, VORIN_FMT_YUY2, yuy2At, 2 * kWidth}};
   for (const auto& test : cases) {
+    SCOPED_TRACE(testing::Message() << "format " << test.format << ", neural " << (test.way == Way::kNeural));
     cv::Mat storage;
-    const cv::Mat image = hostToFilterInput(frameOver(test.host.data(), test.format, kWidth, kHeight, 64), storage);
+    PixelFormatBuffers buffers;
+    const SttFrame frame = frameOver(host.data(), test.format, kWidth, kHeight, kPitchBytes);
+    const cv::Mat image = test.way == Way::kFilter ? hostToFilterInput(frame, storage) : hostToNeuralInput(frame, buffers);
     ASSERT_EQ(image.size(), cv::Size(kWidth, kHeight));
+    ASSERT_EQ(image.type(), test.way == Way::kFilter ? CV_8UC4 : CV_8UC3);
+    ASSERT_TRUE(image.isContinuous()); // the networks take packed rows
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {
-        const Bgr expected = fromVideoYuv(test.at(x, y));
-        for (int c = 0; c < 3; ++c) {
-          expectNear(image.ptr(y)[4 * x + c], expected[static_cast<std::size_t>(c)], 2, "colour", x, y);
+        const Bgr expected = fromVideoYuv(test.at(x, y, test.row_bytes));
+        const std::uint8_t* pixel = image.ptr(y) + x * image.channels();
+        for (std::size_t c = 0; c < 3; ++c) {
+          expectNear(pixel[c], expected[c], 2, "colour", x, y);
         }
-        ASSERT_EQ(image.ptr(y)[4 * x + 3], 255);
+        ASSERT_TRUE(image.channels() == 3 || pixel[3] == 255);
       }
     }
   }

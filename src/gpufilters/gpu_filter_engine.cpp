@@ -147,7 +147,7 @@ void GpuFilterEngine::createImages() {
   destination_image_ = createImage(CL_MEM_WRITE_ONLY);
 }
 
-// An image of the padded size, cleared: a frame's upload never touches the padding, which the kernels do read.
+// An image of the padded size, cleared: a frame's upload never touches the padding, which stippling does read.
 cl::Image2D GpuFilterEngine::createImage(cl_mem_flags access) {
   const auto width = static_cast<std::size_t>(padded_width_);
   const auto height = static_cast<std::size_t>(padded_height_);

@@ -2,8 +2,8 @@
 // frame.
 //
 // An engine serves one style: stippling (3) or pencil sketch (4). Both kernels are part of one program text, and every engine
-// makes both. The device images are as large as the frame raised to whole work-groups, so that a launch needs no test for the
-// frame's rim; what lies beyond the frame is 0 and is never read back.
+// makes both. The device images are as large as the frame raised to whole work-groups. What lies beyond the frame is 0 and is
+// never read back; stippling, which is deliberately given the padded size, reads it at the frame's right and lower rims.
 //
 // Errors of creations are not examined where they happen: a null handle makes a later call fail, which is then reported. An
 // engine whose set-up failed is therefore still safe to prepare and run; it reports failure.
@@ -34,9 +34,11 @@ public:
   // they try again.
   void Init(std::int32_t device_kind, std::int32_t style_type, std::int32_t style_index, std::int32_t width, std::int32_t height);
 
-  // Makes the device images and tables for frames of width x height pixels, unless that size was prepared last. A size counts as
-  // prepared also when its upload failed. Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED. With a work-group edge of 0, which a
-  // device of work-groups of one item brings about, the division by the edge traps: nothing guards it.
+  // Makes the device images and tables for frames of width x height pixels. Does nothing where the engine's last preparation was
+  // for that size, whichever filter's it was, and this filter has been prepared before: an engine that takes turns at both
+  // filters and at sizes may thus run on tables of an earlier size. A size counts as prepared also when its upload failed.
+  // Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED. The behaviour with a work-group edge of 0, which a device of work-groups of
+  // one item brings about, is undefined: nothing guards the division by the edge.
   _VorinStatus PreparePencilSketch(std::int32_t width, std::int32_t height);
   _VorinStatus PrepareStippling(std::int32_t width, std::int32_t height);
 

@@ -6,17 +6,16 @@
 // 8-bit values that the image holds. Everything after that runs on local memory in phases separated by barriers, and the image
 // writes are a phase of their own.
 //
-// Two habits below serve compilers that run a work-group as loops over its work-items (OpenCL on a CPU), and cost a GPU nothing:
-// - A phase computes its addresses from get_local_id() alone, and hands its result on through local memory. A private value that
-//   lives across a barrier would have to be kept once per work-item, and addresses kept that way cannot be vectorised.
-// - The three channels of a pixel sit in separate blocks, behind tests of the work-group's size that are always true there. In
-// one
-//   block the compiler would pair the channels into short vectors and then fail to vectorise over the work-items.
+// Two habits below serve compilers that run a work-group as loops over its work-items (OpenCL on a CPU):
+// - A phase computes its addresses afresh from the work-item's ids, and hands its result on through local memory. A private value
+//   that lives across a barrier would have to be kept once per work-item, and addresses kept that way cannot be vectorised.
+// - Green has a block of its own between red and blue, behind a test of the work-group's size that is always true there. Without
+//   it the compiler would pair the channels into short vectors and then fail to vectorise over the work-items.
 //
 // Source: the Sobel operator (I. Sobel, 1968) for the edges; Rec. 601 luma, rounded to two digits, for the grey value.
 
-// Largest work-group edge that has a tile: with it the arrays of pencil_sketch stay below 32 KiB. A larger work-group, which no
-// GPU we know of offers, reads the image for every tap instead.
+// Largest work-group edge that has a tile: with it the arrays of pencil_sketch stay below 32 KiB. A larger work-group, which only
+// devices with room for more than 4096 work-items get, reads the image for every tap instead.
 #define TILE_EDGE 32
 // Reach of the blur and of the displacement, in pixels.
 #define HALO 4

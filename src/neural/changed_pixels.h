@@ -1,63 +1,71 @@
-// Which pixels of an image moved: a pixel has changed when any of its three bytes differs by 10 or more from the same byte of the
-// previous image. Both temporal smoothings ask this of every pixel before they look at a byte.
+// What both temporal smoothings share: a pixel has changed when any of its three bytes differs by 10 or more from the same byte
+// of the previous image; one that has not is held where it was.
 //
-// Idea: 16 pixels at a time, their bytes left interleaved. Comparing gives a bit for each of the 48 bytes; shifting and
-// multiplying that one number makes the bits of a pixel agree. Mostly neighbours moved together or not at all, and the number is
-// nothing but zeros or nothing but ones; only a mixed one is turned back into bytes.
+// Idea: loops over bytes without a branch, which compilers turn into vector code unasked. A row is worked on in strips whose
+// marks fit on the stack. The three bytes of a pixel are made to agree by marking its first byte for all three, and then each
+// byte for the two before it.
 #pragma once
 
-#include <opencv2/core/hal/intrin.hpp>
+#include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 
 namespace vorin::neural {
 
-// The smallest difference of a byte that makes its pixel a changed one.
-inline constexpr int kChangedByte = 10;
+constexpr std::uint8_t kChangedByte = 10; // the smallest difference of a byte that makes its pixel a changed one
+constexpr std::size_t kStripBytes = std::size_t{3} * 256;
 
-inline bool pixelChanged(const std::uint8_t* current, const std::uint8_t* previous) {
-  return std::abs(current[0] - previous[0]) >= kChangedByte || std::abs(current[1] - previous[1]) >= kChangedByte ||
-         std::abs(current[2] - previous[2]) >= kChangedByte;
+using StripMarks = std::array<std::uint8_t, kStripBytes + 2>; // room to look two bytes ahead or back
+
+// Both smoothings blend an unchanged pixel so near to `previous` that the sum lies less than 1 from it: it is cut to `previous`
+// or, below it, to one less. Rounding never takes it over a whole number: true for all pairs of bytes and all weights, by trial.
+inline std::uint8_t heldByte(std::uint8_t current, std::uint8_t previous) {
+  return static_cast<std::uint8_t>(previous - (current < previous ? 1 : 0));
 }
 
-#if CV_SIMD128
-
-inline constexpr int kVectorBytes = 16;
-inline constexpr int kStepBytes = 3 * kVectorBytes; // the shortest run of whole vectors that ends with a pixel
-inline constexpr std::uint64_t kAllChanged = (std::uint64_t{1} << kStepBytes) - 1;
-
-// One bit for each of the 48 bytes from the pointers on, the first byte's lowest: set when the byte's pixel has changed.
-inline std::uint64_t changedBits(const std::uint8_t* current, const std::uint8_t* previous) {
-  const cv::v_uint8x16 threshold = cv::v_setall_u8(kChangedByte);
-  std::uint64_t differs = 0;
-  for (int byte = 0; byte < kStepBytes; byte += kVectorBytes) {
-    const cv::v_uint8x16 difference = cv::v_absdiff(cv::v_load(current + byte), cv::v_load(previous + byte));
-    const int signs = cv::v_signmask(cv::v_max(difference, threshold) == difference);
-    differs |= static_cast<std::uint64_t>(static_cast<std::uint32_t>(signs)) << byte;
+// Marks the bytes of changed pixels with 255 and the others with 0. `count`: whole pixels, at most a strip.
+inline void markChanged(const std::uint8_t* current, const std::uint8_t* previous, std::size_t count, StripMarks& changed) {
+  static constexpr auto kFirstBytes = [] {
+    std::array<std::uint8_t, kStripBytes> marks{};
+    for (std::size_t byte = 0; byte < marks.size(); byte += 3) {
+      marks[byte] = 255;
+    }
+    return marks;
+  }();
+  StripMarks differs{};
+  for (std::size_t byte = 0; byte < count; ++byte) {
+    const int difference = std::max(current[byte], previous[byte]) - std::min(current[byte], previous[byte]);
+    differs[byte] = static_cast<std::uint8_t>(difference) >= kChangedByte ? 255 : 0;
   }
-  constexpr std::uint64_t kFirstBytes = kAllChanged / 7; // every third bit
-  return ((differs | differs >> 1 | differs >> 2) & kFirstBytes) * 7;
+  StripMarks pixels{}; // the first byte of a changed pixel, two places further on
+  for (std::size_t byte = 0; byte < count; ++byte) {
+    pixels[byte + 2] = (differs[byte] | differs[byte + 1] | differs[byte + 2]) & kFirstBytes[byte];
+  }
+  for (std::size_t byte = 0; byte < count; ++byte) {
+    changed[byte] = pixels[byte] | pixels[byte + 1] | pixels[byte + 2];
+  }
 }
 
-// For each value of eight bits the eight bytes that are all ones where the bit is set.
-inline constexpr std::array<std::array<std::uint8_t, 8>, 256> kBytesOfBits = [] {
-  std::array<std::array<std::uint8_t, 8>, 256> table{};
-  for (unsigned bits = 0; bits < 256; ++bits) {
-    for (unsigned bit = 0; bit < 8; ++bit) {
-      table[bits][bit] = (bits >> bit & 1U) != 0 ? 0xFF : 0;
+// Replaces the bytes of changed pixels by changedByte(current, previous), and holds the others. Both images 8-bit, 3 channels, of
+// one size; their rows may be padded.
+template <typename ChangedByte> void smoothPixels(cv::Mat& image, const cv::Mat& previous, ChangedByte changedByte) {
+  const std::size_t row_bytes = 3 * static_cast<std::size_t>(image.cols);
+  StripMarks changed;
+  for (int row = 0; row < image.rows; ++row) {
+    for (std::size_t first = 0; first < row_bytes; first += kStripBytes) {
+      std::uint8_t* const now = image.ptr<std::uint8_t>(row) + first;
+      const std::uint8_t* const before = previous.ptr<std::uint8_t>(row) + first;
+      const std::size_t count = std::min(kStripBytes, row_bytes - first);
+      markChanged(now, before, count, changed);
+      for (std::size_t byte = 0; byte < count; ++byte) {
+        const int held = heldByte(now[byte], before[byte]) & ~changed[byte];
+        now[byte] = static_cast<std::uint8_t>((changedByte(now[byte], before[byte]) & changed[byte]) | held);
+      }
     }
   }
-  return table;
-}();
-
-// A vector of bytes that are all ones where the bit from `first_byte` on is set.
-inline cv::v_uint8x16 bytesOfBits(std::uint64_t bits, int first_byte) {
-  const std::uint64_t wanted = bits >> first_byte;
-  return cv::v_load_halves(kBytesOfBits[wanted & 0xFF].data(), kBytesOfBits[wanted >> 8 & 0xFF].data());
 }
-
-#endif
 
 } // namespace vorin::neural

@@ -12,7 +12,6 @@
 #pragma once
 
 #include "modelpack/unpacked_files.h"
-#include "neural/bilinear_resize.h"
 #include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
@@ -86,8 +85,6 @@ private:
   cv::Mat style_converted_;               // working images, kept from call to call
   cv::Mat style_resized_;
   cv::Mat resized_;
-  BilinearResize style_resize_;
-  BilinearResize content_resize_;
   cv::Mat previous_frame_; // style type 0: the last frame as the network got it
 };
 

@@ -3,12 +3,14 @@
 #include "neural/content_smoothing.h"
 #include "neural/neural_engine.h"
 
+#include <opencv2/imgproc.hpp>
+
 namespace vorin::neural {
 
 ov::Tensor NeuralEngine::infer(cv::Mat image) {
   const cv::Size network_size(network_width_, network_height_);
   if (image.empty() || image.size() != network_size) {
-    content_resize_.resize(image, resized_, network_size);
+    cv::resize(image, resized_, network_size, 0.0, 0.0, cv::INTER_LINEAR);
     image = resized_;
   }
   const auto input_tensor = [&] {
@@ -27,7 +29,7 @@ ov::Tensor NeuralEngine::infer(cv::Mat image) {
     request_.set_input_tensor(input_tensor());
     break;
   case SttStyleCartoon:
-    image.col(image.cols - 1).setTo(cv::Scalar::all(0)); // the network was made for frames with a black last column
+    image.col(image.cols - 1).setTo(cv::Scalar::all(0)); // deliberate: cartoons are made of frames with a black last column
     request_.set_input_tensor(input_tensor());
     break;
   default:

@@ -15,8 +15,8 @@ cv::Mat wrapRows(const SttFrame& image, std::uint32_t rows, int type) {
   return {static_cast<int>(rows), static_cast<int>(image.width), type, image.data};
 }
 
-// The image as 8-bit blue-green-red; empty for an unknown format. The two YUV formats come out red first, and are then taken for
-// blue first like the others: networks and hosts are used to YUV style images with red and blue exchanged.
+// The image as 8-bit blue-green-red; empty for an unknown format. The two YUV formats are deliberately converted to red first and
+// then taken for blue first like the others: a network sees YUV style images with red and blue exchanged.
 cv::Mat toStyleColours(const SttFrame& image, cv::Mat& storage) {
   switch (image.pixelFormat) {
   case VORIN_FMT_NV12:
@@ -64,7 +64,7 @@ _VorinStatus NeuralEngine::bindStyleImage(const SttFrame& style_image) {
     cv::cvtColor(image, image, cv::COLOR_GRAY2BGR); // only the empty image of an unknown format: OpenCV refuses it
   }
   if (image.size() != size) {
-    style_resize_.resize(image, style_resized_, size);
+    cv::resize(image, style_resized_, size, 0.0, 0.0, cv::INTER_LINEAR);
     image = style_resized_;
   }
   if (!style_planes_) {

@@ -1,28 +1,12 @@
 #include "pipeline/chroma_packing.h"
 
-#include <opencv2/core/hal/intrin.hpp>
-
 #include <cstring>
 
 namespace vorin {
 namespace {
 
-// One row; a plain loop over what the vector loop leaves.
 void packYuy2Row(const std::uint8_t* yuv, std::size_t columns, std::uint8_t* output) {
-  std::size_t column = 0;
-#if CV_SIMD128
-  const cv::v_uint16x8 low_byte = cv::v_setall_u16(0x00FF);
-  for (; column + 16 <= columns; column += 16) {
-    cv::v_uint8x16 y;
-    cv::v_uint8x16 u;
-    cv::v_uint8x16 v;
-    cv::v_load_deinterleave(yuv + 3 * column, y, u, v);
-    // Seen as 16-bit lanes, the low byte of each is an even pixel's: U below, V above.
-    const cv::v_uint16x8 chroma = (cv::v_reinterpret_as_u16(u) & low_byte) | cv::v_shl<8>(cv::v_reinterpret_as_u16(v) & low_byte);
-    cv::v_store_interleave(output + 2 * column, y, cv::v_reinterpret_as_u8(chroma));
-  }
-#endif
-  for (; column < columns; ++column) {
+  for (std::size_t column = 0; column < columns; ++column) {
     const std::uint8_t* pixel = yuv + 3 * column;
     output[2 * column] = pixel[0];
     output[2 * column + 1] = column % 2 == 0 ? pixel[1] : pixel[-1]; // [-1]: V of the pixel before
@@ -30,13 +14,7 @@ void packYuy2Row(const std::uint8_t* yuv, std::size_t columns, std::uint8_t* out
 }
 
 void interleaveRow(const std::uint8_t* u, const std::uint8_t* v, std::size_t pairs, std::uint8_t* output) {
-  std::size_t pair = 0;
-#if CV_SIMD128
-  for (; pair + 16 <= pairs; pair += 16) {
-    cv::v_store_interleave(output + 2 * pair, cv::v_load(u + pair), cv::v_load(v + pair));
-  }
-#endif
-  for (; pair < pairs; ++pair) {
+  for (std::size_t pair = 0; pair < pairs; ++pair) {
     output[2 * pair] = u[pair];
     output[2 * pair + 1] = v[pair];
   }

@@ -7,7 +7,6 @@
 #pragma once
 
 #include "gpufilters/gpu_filter_engine.h"
-#include "neural/bilinear_resize.h"
 #include "neural/neural_engine.h"
 #include "neural/style_catalogue.h"
 #include "pipeline/pixel_format.h"
@@ -40,7 +39,7 @@ public:
   _VorinStatus initPlugins(const StyleSettings& settings);
 
   // Restyles one frame, as SttInterface::ProcessFrame says. Errors of the imaging library and of the inference runtime leave it
-  // as exceptions.
+  // as exceptions, and so does std::logic_error where no style of the configured one's family was prepared.
   _VorinStatus processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, SttFrame& output);
 
 private:
@@ -69,13 +68,12 @@ private:
   std::int64_t inferred_frames_ = 0;
   cv::Mat previous_output_; // style type 0: the last picture as the network gave it, smoothed; survives every change of style
 
-  // Images kept from frame to frame, so that a steady stream of frames allocates nothing.
+  // Images kept from frame to frame, so that no frame has to get the memory of an image anew.
   PixelFormatBuffers format_buffers_;
   cv::Mat byte_planes_;
   cv::Mat filter_input_;
   cv::Mat result_;
   cv::Mat resized_;
-  neural::BilinearResize result_resize_;
 };
 
 } // namespace vorin

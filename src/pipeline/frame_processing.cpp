@@ -2,6 +2,10 @@
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 
+#include <opencv2/imgproc.hpp>
+
+#include <stdexcept>
+
 namespace vorin {
 
 _VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image,
@@ -39,19 +43,20 @@ _VorinStatus FramePipeline::processFrame(const StyleSettings& settings, const St
 }
 
 cv::Mat FramePipeline::runFilter(const StyleSettings& settings, const SttFrame& input) {
+  if (current_filter_ == nullptr) {
+    throw std::logic_error("a filter style must be prepared before its frames are processed");
+  }
   const cv::Mat source = hostToFilterInput(input, filter_input_);
   result_.create(source.rows, source.cols, CV_8UC4);
-  _VorinStatus status = VORIN_STATUS_OK;
+  // The filters' statuses are deliberately ignored: a step that succeeds when it is repeated still counts as failed, yet its
+  // frame is whole. Where nothing is read back, the host gets black of alpha 0, and not the frame before.
+  result_.setTo(cv::Scalar::all(0));
   if (settings.style_type == SttStyleStippling) {
     static_cast<void>(current_filter_->PrepareStippling(source.cols, source.rows));
-    status = current_filter_->RunStippling(source.data, result_.data);
+    static_cast<void>(current_filter_->RunStippling(source.data, result_.data));
   } else {
     static_cast<void>(current_filter_->PreparePencilSketch(source.cols, source.rows));
-    status = current_filter_->RunPencilSketch(source.data, result_.data);
-  }
-  if (status != VORIN_STATUS_OK) {
-    // The host is not told, and shall get neither chance memory nor the frame before.
-    result_.setTo(cv::Scalar::all(0));
+    static_cast<void>(current_filter_->RunPencilSketch(source.data, result_.data));
   }
   return resultAtSize(settings.width, settings.height);
 }
@@ -60,7 +65,7 @@ cv::Mat FramePipeline::resultAtSize(std::int32_t width, std::int32_t height) {
   if (result_.cols == width && result_.rows == height) {
     return result_;
   }
-  result_resize_.resize(result_, resized_, cv::Size(width, height));
+  cv::resize(result_, resized_, cv::Size(width, height), 0.0, 0.0, cv::INTER_LINEAR);
   return resized_;
 }
 

@@ -66,7 +66,7 @@ cv::Mat FramePipeline::runFixedStyle(const StyleSettings& settings, const SttFra
   if (current_network_ == nullptr) {
     throw std::logic_error("a neural style must be prepared before its frames are processed");
   }
-  const ov::Tensor output = inferFrame(input);
+  ov::Tensor output = inferFrame(input);
   const OutputShape shape(output);
   if (shape.channels < kColourPlanes) {
     throw std::runtime_error("the network's output has fewer than three planes");

@@ -22,7 +22,7 @@ cv::Mat wrapHost(const SttFrame& frame, int type) {
   return wrapPacked(frame, static_cast<int>(frame.height), static_cast<int>(frame.width), type);
 }
 
-// Pixels of YUY2 come in pairs. OpenCV takes an odd width for granted and goes past the rows' ends.
+// Pixels of YUY2 come in pairs. OpenCV takes an even width for granted: with an odd one it goes past the rows' ends.
 cv::Mat wrapYuy2(const SttFrame& input) {
   CV_CheckEQ(static_cast<int>(input.width % 2), 0, "the width of a YUY2 frame must be even");
   return wrapHost(input, CV_8UC2);
@@ -35,7 +35,7 @@ cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv
       host.total() <= static_cast<std::size_t>(network_size.width) * static_cast<std::size_t>(network_size.height)) {
     return host;
   }
-  buffers.reduction.resize(host, buffers.reduced, network_size);
+  cv::resize(host, buffers.reduced, network_size, 0.0, 0.0, cv::INTER_LINEAR);
   return buffers.reduced;
 }
 
@@ -127,7 +127,7 @@ void neuralOutputToHost(SttFrame& output, const cv::Mat& result, PixelFormatBuff
     convertInto(output, result, cv::COLOR_BGR2RGBA, CV_8UC4);
     break;
   case VORIN_FMT_YUY2:
-    cv::cvtColor(result, buffers.yuv, cv::COLOR_RGB2YUV); // red-first code on a blue-first image, kept
+    cv::cvtColor(result, buffers.yuv, cv::COLOR_RGB2YUV); // deliberate: a red-first code on a blue-first image
     packYuy2(buffers.yuv, bytesOf(output));
     break;
   case VORIN_FMT_NV12:

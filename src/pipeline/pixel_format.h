@@ -2,13 +2,12 @@
 // the neural styles, 8-bit blue-green-red-alpha for the filters. Colours are converted by OpenCV; only the chroma samples of NV12
 // and YUY2 are moved into place here.
 //
-// Three rules look like mistakes and are kept, since hosts have adapted to them: a 24-bit frame reaches the filters with red and
-// blue exchanged (and is exchanged back on the way out); the YUY2 output of the neural styles weighs red as blue and blue as red;
-// and only the NV12 output of the neural styles honours the host's pitch. OpenCV's errors (an empty image, odd sizes in 4:2:0)
-// are not caught.
+// Three rules look like mistakes and are deliberate. A 24-bit frame reaches the filters with red and blue exchanged, and is
+// exchanged back on the way out: the filters weigh its red as blue. The YUY2 output of the neural styles has the luma and chroma
+// of the picture with red and blue exchanged. Of all outputs only the NV12 of the neural styles honours the host's pitch: the
+// filters' NV12 is packed. OpenCV's errors (an empty image, odd sizes in 4:2:0) are not caught.
 #pragma once
 
-#include "neural/bilinear_resize.h"
 #include "vorin_stt.h"
 
 #include <opencv2/core.hpp>
@@ -19,7 +18,6 @@ namespace vorin {
 struct PixelFormatBuffers {
   cv::Mat bgr;
   cv::Mat reduced;
-  neural::BilinearResize reduction;
   cv::Mat padded_bgr;
   cv::Mat rgb;
   cv::Mat yuv;

@@ -1,9 +1,6 @@
-#include "literal_loops.h"
+#include "literal_smoothing.h"
 
-#include <algorithm>
 #include <array>
-#include <cfloat>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -14,48 +11,6 @@ using Differences = std::array<int, 3>;
 
 Differences differencesOf(const std::uint8_t* current, const std::uint8_t* previous) {
   return {std::abs(current[0] - previous[0]), std::abs(current[1] - previous[1]), std::abs(current[2] - previous[2])};
-}
-
-float clamped(float value) {
-  if (value > 1.0F) {
-    return 1.0F;
-  }
-  return value < 0.0F ? 0.0F : value;
-}
-
-void undoNormalisation(float* planes, std::size_t plane) {
-  for (std::size_t index = 0; index < plane; ++index) {
-    planes[2 * plane + index] = static_cast<float>(planes[2 * plane + index] * 0.229 + 0.485);
-    planes[plane + index] = static_cast<float>(planes[plane + index] * 0.224 + 0.456);
-    planes[index] = static_cast<float>(planes[index] * 0.225 + 0.406);
-    planes[index] = clamped(planes[index]);
-    planes[plane + index] = clamped(planes[plane + index]);
-    planes[2 * plane + index] = clamped(planes[2 * plane + index]);
-  }
-}
-
-void merge(const float* planes, std::size_t plane, std::vector<float>& merged) {
-  merged.resize(3 * plane);
-  for (std::size_t index = 0; index < plane; ++index) {
-    merged[3 * index] = planes[index];
-    merged[3 * index + 1] = planes[plane + index];
-    merged[3 * index + 2] = planes[2 * plane + index];
-  }
-}
-
-void stretchTo255(std::vector<float>& values) {
-  float minimum = values.front();
-  float maximum = values.front();
-  for (const float value : values) {
-    minimum = std::min(minimum, value);
-    maximum = std::max(maximum, value);
-  }
-  const double extent = static_cast<double>(maximum) - minimum;
-  const float scale = static_cast<float>(255.0 * (extent > DBL_EPSILON ? 1.0 / extent : 0.0));
-  const float shift = 0.0F - static_cast<float>(minimum * static_cast<double>(scale));
-  for (float& value : values) {
-    value = value * scale + shift;
-  }
 }
 
 } // namespace
@@ -94,17 +49,6 @@ void literalOutputSmoothing(cv::Mat& result, const cv::Mat& previous) {
         }
       }
     }
-  }
-}
-
-void literalTransferOutput(float* planes, int height, int width, std::vector<float>& merged, cv::Mat& image) {
-  const std::size_t plane = static_cast<std::size_t>(height) * static_cast<std::size_t>(width);
-  undoNormalisation(planes, plane);
-  merge(planes, plane, merged);
-  stretchTo255(merged);
-  image.create(height, width, CV_8UC3);
-  for (std::size_t index = 0; index < merged.size(); ++index) {
-    image.data[index] = cv::saturate_cast<std::uint8_t>(merged[index]);
   }
 }
 
