@@ -2,7 +2,7 @@
 # The way of docs/models.md with a network of one's own: fit it, pack it, verify the package, draw with it.
 # usage: network_of_ones_own.sh MODELS-VENV VORIN-PACK VORIN-STYLIZE; ends with 77 (skipped) where the venv is missing
 set -euo pipefail
-sources="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+sources="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 venv=$1 pack=$2 stylize=$3
 if [ ! -x "$venv/bin/python" ]; then
   echo "skipped: $venv is missing (models/build makes it)" >&2
