@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
-namespace vorin::tools {
+namespace vorin::base {
 namespace {
 
 constexpr const char* kCompletionCommand = "completion";
@@ -146,4 +146,4 @@ complete -o filenames -F )"
   return script.str();
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

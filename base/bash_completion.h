@@ -12,7 +12,7 @@ namespace CLI {
 class App;
 }
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // The words that an option may have as its value, by its long name ("--style"); none where anything goes.
 using ValueWords = std::function<std::vector<std::string>(const std::string& option)>;
@@ -22,4 +22,4 @@ CLI::App* addCompletionCommand(CLI::App& app);
 
 std::string bashCompletion(const CLI::App& app, const ValueWords& words);
 
-} // namespace vorin::tools
+} // namespace vorin::base

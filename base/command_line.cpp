@@ -1,6 +1,6 @@
 #include "command_line.h"
 
-namespace vorin::tools {
+namespace vorin::base {
 
 CommandLine::CommandLine(int count, const char* const* arguments) : texts_(utf8Arguments(count, arguments)) {
   pointers_.reserve(texts_.size());
@@ -9,4 +9,4 @@ CommandLine::CommandLine(int count, const char* const* arguments) : texts_(utf8A
   }
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

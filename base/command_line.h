@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 class CommandLine {
 public:
@@ -22,4 +22,4 @@ private:
 // The texts that main's arguments stand for.
 std::vector<std::string> utf8Arguments(int count, const char* const* arguments);
 
-} // namespace vorin::tools
+} // namespace vorin::base

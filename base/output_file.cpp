@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-namespace vorin::tools {
+namespace vorin::base {
 namespace {
 
 namespace fs = std::filesystem;
@@ -40,4 +40,4 @@ void OutputFile::commit() {
   moveIntoPlace(temporary_.path(), output_, overwrite_);
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -10,7 +10,7 @@
 #include <memory>
 #include <span>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // One at a time. Throws an OutputError where the file cannot be written.
 class OutputFile {
@@ -36,4 +36,4 @@ private:
   std::unique_ptr<std::FILE, FileCloser> file_;
 };
 
-} // namespace vorin::tools
+} // namespace vorin::base

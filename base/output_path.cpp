@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-namespace vorin::tools {
+namespace vorin::base {
 namespace {
 
 namespace fs = std::filesystem;
@@ -135,4 +135,4 @@ std::string randomName(const std::string& before, const std::string& after) {
   return name + after;
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

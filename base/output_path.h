@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // One line for the user: the output, why it cannot be written, and what to do.
 class OutputError : public std::runtime_error {
@@ -36,4 +36,4 @@ void moveIntoPlace(const std::filesystem::path& temporary, const std::filesystem
 // 16 random hexadecimal digits between the two texts.
 std::string randomName(const std::string& before, const std::string& after);
 
-} // namespace vorin::tools
+} // namespace vorin::base

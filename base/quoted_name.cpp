@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 bool isControl(char character) {
   const auto byte = static_cast<unsigned char>(character);
@@ -29,4 +29,4 @@ std::string quotedPath(const std::filesystem::path& file) {
   return quoted(utf8Text(file));
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

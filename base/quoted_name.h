@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 bool isControl(char character);
 
@@ -14,4 +14,4 @@ std::string quoted(const std::string& name);
 // The same for the name of a file.
 std::string quotedPath(const std::filesystem::path& file);
 
-} // namespace vorin::tools
+} // namespace vorin::base

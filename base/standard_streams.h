@@ -2,9 +2,9 @@
 // UTF-8.
 #pragma once
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // Call once, at the start of main.
 void prepareStandardStreams();
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-namespace vorin::tools {
+namespace vorin::base {
 namespace {
 
 std::filesystem::path::string_type unfinished; // changed only while unfinished_is_set is false
@@ -52,4 +52,4 @@ UnfinishedFile::~UnfinishedFile() {
   standStillOnceRemovalHasBegun();
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // The name of a file in the making. Its end removes the file, unless that has got another name by then, and so does, while it
 // lives, an end of the process by exit, which a library below may call. One at a time, made before its file.
@@ -23,4 +23,4 @@ private:
 // For an end without exit, in any thread at any moment, also in a signal's handler.
 void removeUnfinishedFile();
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 inline std::filesystem::path pathFromUtf8(std::string_view text) {
   return std::u8string(text.begin(), text.end());
@@ -34,4 +34,4 @@ inline bool isFolder(const std::filesystem::path& path) {
   return std::filesystem::is_directory(path, error);
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -119,7 +119,7 @@ VideoInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
     throw fault(clip, "holds no picture that can be decoded: use another copy of it");
   }
   VideoInfo info;
-  info.name = tools::quotedPath(clip);
+  info.name = base::quotedPath(clip);
   info.size = {video.width, video.height};
   info.layout = layoutForFormat(format, info.size);
   info.colours = coloursOf(video, format);

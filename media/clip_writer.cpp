@@ -29,7 +29,7 @@ constexpr std::array kContainers = {ContainerRow{".mp4", "mp4"}, ContainerRow{".
                                     ContainerRow{".mkv", "matroska"}};
 
 const ContainerRow* findContainer(const fs::path& file) {
-  const std::string extension = tools::lowerCaseExtension(file);
+  const std::string extension = base::lowerCaseExtension(file);
   const auto* row =
       std::find_if(kContainers.begin(), kContainers.end(), [&](const ContainerRow& each) { return each.extension == extension; });
   return row == kContainers.end() ? nullptr : row;
@@ -38,7 +38,7 @@ const ContainerRow* findContainer(const fs::path& file) {
 const ContainerRow& containerOf(const fs::path& output) {
   const ContainerRow* row = findContainer(output);
   if (row == nullptr) {
-    throw OptionError("the output " + tools::quotedPath(output) + " has no file extension of a clip: use one of " +
+    throw OptionError("the output " + base::quotedPath(output) + " has no file extension of a clip: use one of " +
                       clipExtensions());
   }
   return *row;
@@ -67,7 +67,7 @@ void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
   silenceLibav();
   const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
   if (format == nullptr) {
-    throw OptionError("libavformat was built without the container of " + tools::quotedPath(output) + ": use another extension");
+    throw OptionError("libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
   }
   static_cast<void>(configuredEncoder(options, *format));
 }
@@ -95,7 +95,7 @@ private:
   fs::path output_;
   Size size_;
   bool overwrite_;
-  tools::UnfinishedFile temporary_;
+  base::UnfinishedFile temporary_;
   OutputHandle context_;
   std::optional<VideoEncoder> encoder_;
   std::optional<CopiedStreams> copied_;
@@ -107,8 +107,8 @@ private:
 };
 
 ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
-    : output_(tools::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
-      temporary_(tools::temporaryBeside(output_)) {
+    : output_(base::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
+      temporary_(base::temporaryBeside(output_)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
   if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.path().string()).c_str()) <
@@ -232,7 +232,7 @@ std::int64_t ClipWriter::File::finishEarly() {
 void ClipWriter::File::close() {
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));
-  tools::moveIntoPlace(temporary_.path(), output_, overwrite_);
+  base::moveIntoPlace(temporary_.path(), output_, overwrite_);
 }
 
 ClipWriter::ClipWriter(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)

@@ -35,7 +35,7 @@ void checkClipCodec(const std::filesystem::path& output, const ClipWriterOptions
 class ClipWriter : public FrameSink {
 public:
   // source: not read from yet. size: of the pictures to come. Throws an OptionError for a codec or a quality that there is not,
-  // and a tools::OutputError where the output exists or its folder does not.
+  // and a base::OutputError where the output exists or its folder does not.
   ClipWriter(const std::filesystem::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options);
   ~ClipWriter() override;
 

@@ -28,7 +28,7 @@ void silenceLibav() {
 }
 
 MediaError fault(const std::filesystem::path& clip, const std::string& what) {
-  return MediaError(tools::quotedPath(clip) + " " + what);
+  return MediaError(base::quotedPath(clip) + " " + what);
 }
 
 std::string fileUrl(const std::string& path) {

@@ -15,8 +15,10 @@ from library_way import content_planes, stretched_picture, style_planes, symmetr
 WIDTH, HEIGHT = 384, 288
 STYLE_SIZE = 256
 BLOCKS = 4
-# How far a block's numbers may be off: 8-bit networks and bf16 stay within 10, another style's network is 60 and more away.
-TOLERANCE = 16
+# How far a block's numbers may be off. The 8-bit networks of the fixed styles stay within 5. Style transfer's picture is stretched
+# to the whole range, so one pixel's rounding moves all: 15 was seen in 8 bits. An exchanged plane or another style's network is 100
+# and more away.
+TOLERANCES = {"lightgrey": 16, "cartoon": 16, "transfer": 40}
 
 
 def photo() -> np.ndarray:
@@ -70,7 +72,7 @@ def selftest_expectations() -> dict[str, object]:
         "version": 1,
         "inputs": {"photo": block_sums(image), "style_image": block_sums(style)},
         "styles": {
-            name: {"block_sums": block_sums(picture), "tolerance": TOLERANCE} for name, picture in pictures.items()
+            name: {"block_sums": block_sums(picture), "tolerance": TOLERANCES[name]} for name, picture in pictures.items()
         },
     }
 

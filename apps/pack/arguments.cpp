@@ -80,7 +80,7 @@ void addQuantised(std::vector<CataloguePart>& parts, const std::string& file) {
     throw usage("--int8 " + file + ": the library asks for no quantised twin of " + parts.back().network.name +
                 ": leave it out, or name it in --as");
   }
-  parts.back().quantised_file = tools::pathFromUtf8(file);
+  parts.back().quantised_file = base::pathFromUtf8(file);
 }
 
 void addBuild(CLI::App& app, RawArguments& raw) {
@@ -95,7 +95,7 @@ void addBuild(CLI::App& app, RawArguments& raw) {
       ->allow_extra_args(false);
   // These two depend on each other's order, so they are taken in while the line is read.
   const auto take_network = [&raw](const std::vector<std::string>& values) {
-    raw.catalogue_parts.push_back({checkedNetwork(values.at(0)), tools::pathFromUtf8(values.at(1)), std::nullopt});
+    raw.catalogue_parts.push_back({checkedNetwork(values.at(0)), base::pathFromUtf8(values.at(1)), std::nullopt});
   };
   build->add_option_function<std::vector<std::string>>("--as", take_network, "Pack FILE as that network of the library")
       ->type_size(2)
@@ -143,13 +143,13 @@ NamedFile checkedNamedFile(const std::string& text) {
   if (separator == 0 || separator == std::string::npos || separator + 1 == text.size()) {
     throw usage("--name '" + text + "' is not of the form ENTRY=FILE: write it as net.xml=folder/net.onnx");
   }
-  return {text.substr(0, separator), tools::pathFromUtf8(text.substr(separator + 1))};
+  return {text.substr(0, separator), base::pathFromUtf8(text.substr(separator + 1))};
 }
 
 BuildArguments checkedBuild(const RawArguments& raw) {
   BuildArguments build;
-  build.package = tools::pathFromUtf8(raw.package);
-  std::transform(raw.files.begin(), raw.files.end(), std::back_inserter(build.networks), tools::pathFromUtf8);
+  build.package = base::pathFromUtf8(raw.package);
+  std::transform(raw.files.begin(), raw.files.end(), std::back_inserter(build.networks), base::pathFromUtf8);
   for (const std::string& text : raw.named) {
     build.named_files.push_back(checkedNamedFile(text));
   }
@@ -163,7 +163,7 @@ BuildArguments checkedBuild(const RawArguments& raw) {
 }
 
 VerifyArguments checkedVerify(const RawArguments& raw) {
-  VerifyArguments verify = {tools::pathFromUtf8(raw.package), {}};
+  VerifyArguments verify = {base::pathFromUtf8(raw.package), {}};
   for (const std::string& name : raw.files) {
     verify.networks.push_back(checkedNetwork(name));
   }
@@ -185,7 +185,7 @@ Arguments parseArguments(int count, const char* const* arguments) {
   app.require_subcommand(0, 1);
   addBuild(app, raw);
   addOthers(app, raw);
-  tools::addCompletionCommand(app);
+  base::addCompletionCommand(app);
   app.footer(kFooter); // after the subcommands, which would take it over
   try {
     app.parse(count, arguments);
@@ -198,19 +198,19 @@ Arguments parseArguments(int count, const char* const* arguments) {
     return PrintArguments{"vorin-pack " VORIN_PACK_VERSION "\n"};
   }
   if (app.got_subcommand("completion")) {
-    return PrintArguments{tools::bashCompletion(app, wordsOf)};
+    return PrintArguments{base::bashCompletion(app, wordsOf)};
   }
   if (app.got_subcommand("build")) {
     return checkedBuild(raw);
   }
   if (app.got_subcommand("list")) {
-    return ListArguments{tools::pathFromUtf8(raw.package), raw.as_json};
+    return ListArguments{base::pathFromUtf8(raw.package), raw.as_json};
   }
   if (app.got_subcommand("verify")) {
     return checkedVerify(raw);
   }
   if (app.got_subcommand("extract")) {
-    return ExtractArguments{tools::pathFromUtf8(raw.package), raw.files, tools::pathFromUtf8(raw.folder), raw.overwrite};
+    return ExtractArguments{base::pathFromUtf8(raw.package), raw.files, base::pathFromUtf8(raw.folder), raw.overwrite};
   }
   throw usage("no command given: build, list, verify or extract; see vorin-pack --help");
 }

@@ -36,14 +36,14 @@ public:
   void addNamed(const NamedFile& named) {
     if (!isNetworkName(named.file)) {
       requireFile(named.file);
-      if (tools::pathFromUtf8(named.entry_name).extension() == ".xml") {
+      if (base::pathFromUtf8(named.entry_name).extension() == ".xml") {
         throw Failure("the entry name " + quoted(named.entry_name) + " promises a network, and " + quotedPath(named.file) +
                       " is none, an .xml or .onnx file: name one, or choose another ending");
       }
       files_.push_back({named.entry_name, named.file});
       return;
     }
-    if (tools::pathFromUtf8(named.entry_name).extension() != ".xml") {
+    if (base::pathFromUtf8(named.entry_name).extension() != ".xml") {
       throw Failure("the entry name " + quoted(named.entry_name) +
                     " is to hold a network and does not end in .xml: give it that ending");
     }
@@ -83,10 +83,10 @@ ExitStatus run(const PrintArguments& arguments) {
 }
 
 ExitStatus run(const BuildArguments& arguments) {
-  tools::requireWritable(arguments.package, arguments.overwrite); // before the networks are read, which takes time
+  base::requireWritable(arguments.package, arguments.overwrite); // before the networks are read, which takes time
   PackageContent content(arguments.half_precision);
   for (const fs::path& file : arguments.networks) {
-    content.addNetwork(tools::utf8Text(file.stem()) + ".xml", file);
+    content.addNetwork(base::utf8Text(file.stem()) + ".xml", file);
   }
   for (const NamedFile& named : arguments.named_files) {
     content.addNamed(named);

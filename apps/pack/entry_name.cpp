@@ -56,7 +56,7 @@ std::string jsonText(const std::string& name) {
   std::string text = "\"";
   for (const char character : name) {
     const bool is_high = (static_cast<unsigned char>(character) & 0x80U) != 0;
-    if (tools::isControl(character) || (is_high && as_latin1)) {
+    if (base::isControl(character) || (is_high && as_latin1)) {
       text += escaped(character);
     } else {
       text += character == '"' || character == '\\' ? std::string{'\\', character} : std::string(1, character);
@@ -75,7 +75,7 @@ std::string unusableAsFileName(const std::string& name) {
   if (name.find_first_of("/\\:") != std::string::npos) {
     return "holds a path separator";
   }
-  if (std::any_of(name.begin(), name.end(), tools::isControl)) {
+  if (std::any_of(name.begin(), name.end(), base::isControl)) {
     return "holds a control character";
   }
   return isReservedFileName(name) ? "is none for a file on this system" : "";

@@ -8,8 +8,8 @@
 
 namespace vorin::pack {
 
-using tools::quoted;
-using tools::quotedPath;
+using base::quoted;
+using base::quotedPath;
 
 // The name as a JSON string, quotes included. A name that is not UTF-8 is read as Latin-1.
 std::string jsonText(const std::string& name);

@@ -63,10 +63,10 @@ std::size_t extractEntries(const fs::path& package, const std::vector<std::strin
   }
   makeFolder(folder);
   for (const PackageEntry& entry : entries) {
-    tools::requireWritable(folder / tools::pathFromUtf8(entry.name), overwrite);
+    base::requireWritable(folder / base::pathFromUtf8(entry.name), overwrite);
   }
   for (const PackageEntry& entry : entries) {
-    tools::OutputFile output(folder / tools::pathFromUtf8(entry.name), overwrite);
+    base::OutputFile output(folder / base::pathFromUtf8(entry.name), overwrite);
     readEntry(package, entry, [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();
   }

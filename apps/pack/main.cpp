@@ -12,16 +12,16 @@
 
 int main(int count, char** arguments) {
   using namespace vorin::pack;
-  vorin::tools::prepareStandardStreams();
+  vorin::base::prepareStandardStreams();
   handleCancellation();
   ExitStatus status = ExitStatus::kFailed;
   try {
-    const vorin::tools::CommandLine line(count, arguments);
+    const vorin::base::CommandLine line(count, arguments);
     status = runCommand(parseArguments(line.count(), line.arguments()));
   } catch (const Failure& failure) {
     status = failure.status();
     printLine(failure.what());
-  } catch (const vorin::tools::OutputError& error) {
+  } catch (const vorin::base::OutputError& error) {
     printLine(error.what());
   } catch (const std::bad_alloc&) {
     printLine("not enough memory: close other programs, or pack a smaller network");

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 } // namespace
 
 bool isNetworkName(const fs::path& file) {
-  const std::string extension = tools::lowerCaseExtension(file);
+  const std::string extension = base::lowerCaseExtension(file);
   return extension == ".xml" || extension == ".onnx";
 }
 
@@ -71,7 +71,7 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
                   "--name ENTRY=FILE");
   }
   requireFile(file);
-  NetworkFiles files = tools::lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
+  NetworkFiles files = base::lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
   loaded_[file] = files;
   return files;
 }
@@ -85,7 +85,7 @@ NetworkFiles NetworkSource::loadIr(const fs::path& file) {
     throw Failure(quotedPath(file) + " is not a network in OpenVINO's IR: export it as that or as ONNX");
   }
   try {
-    core_.read_model(tools::utf8Text(file), tools::utf8Text(weights));
+    core_.read_model(base::utf8Text(file), base::utf8Text(weights));
   } catch (const std::exception& error) {
     throw Failure(quotedPath(file) + " is not a network that the runtime can read (" + runtimeReason(error) +
                   "): export it anew as OpenVINO IR or ONNX");

@@ -12,7 +12,7 @@ namespace vorin::pack {
 void convertOnnxToIr(const std::filesystem::path& onnx, const std::filesystem::path& network, bool half_precision) {
   ov::frontend::FrontEndManager readers;
   const ov::frontend::FrontEnd::Ptr reader = readers.load_by_framework("onnx");
-  ov::save_model(reader->convert(reader->load(tools::utf8Text(onnx))), tools::utf8Text(network), half_precision);
+  ov::save_model(reader->convert(reader->load(base::utf8Text(onnx))), base::utf8Text(network), half_precision);
 }
 
 } // namespace vorin::pack

@@ -105,7 +105,7 @@ std::vector<std::uint8_t> directoryBytes(const std::vector<PackedFile>& files, c
   return bytes;
 }
 
-void copyScrambled(const fs::path& file, std::uint32_t size_bytes, tools::OutputFile& output) {
+void copyScrambled(const fs::path& file, std::uint32_t size_bytes, base::OutputFile& output) {
   std::ifstream input(file, std::ios::binary);
   std::vector<std::uint8_t> part(std::size_t{1} << 16U);
   std::uint64_t copied_bytes = 0;
@@ -129,7 +129,7 @@ void copyScrambled(const fs::path& file, std::uint32_t size_bytes, tools::Output
 void writePackage(const std::vector<PackedFile>& files, const fs::path& package, bool overwrite) {
   requireUsableNames(files);
   const Layout layout = layOut(files);
-  tools::OutputFile output(package, overwrite);
+  base::OutputFile output(package, overwrite);
   output.write(directoryBytes(files, layout));
   for (const fs::path& file : layout.order) {
     copyScrambled(file, layout.places.at(file).size_bytes, output);

@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 TemporaryFolder::TemporaryFolder() {
   std::error_code error;
   const fs::path folder = fs::temp_directory_path(error);
-  path_ = folder / tools::randomName("vorin-pack-", "");
+  path_ = folder / base::randomName("vorin-pack-", "");
   if (error || !fs::create_directory(path_, error)) {
     throw Failure("no folder for temporary files (" + error.message() +
                   "): name one in the environment variable TMPDIR (TMP on Windows)");

@@ -7,6 +7,7 @@
 #include "neural/style_catalogue.h"
 #include "output_file.h"
 #include "package_directory.h"
+#include "saturation_check.h"
 #include "temporary_folder.h"
 #include "utf8_path.h"
 
@@ -48,8 +49,11 @@ private:
       return;
     }
     try {
-      const NetworkReader read = [&] { return core_.read_model(tools::utf8Text(file)); };
+      const NetworkReader read = [&] { return core_.read_model(base::utf8Text(file)); };
       for (const std::string& finding : checkNetwork(read, wanted.style_type)) {
+        findings_.push_back(subject + finding);
+      }
+      for (const std::string& finding : findSaturatingLayers(*read())) {
         findings_.push_back(subject + finding);
       }
     } catch (const ov::Exception& error) {
@@ -67,8 +71,8 @@ private:
   }
 
   fs::path unpack(const std::string& entry_name, const TemporaryFolder& folder) {
-    fs::path file = folder.path() / tools::pathFromUtf8(entry_name);
-    tools::OutputFile output(file, false);
+    fs::path file = folder.path() / base::pathFromUtf8(entry_name);
+    base::OutputFile output(file, false);
     readEntry(package_, *directory_.find(entry_name), [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
     output.commit();
     return file;

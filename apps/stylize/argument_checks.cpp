@@ -60,7 +60,7 @@ void checkStyleOptions(const Style* style, const RawArguments& raw) {
 }
 
 std::optional<std::filesystem::path> optionalPath(const std::string& name) {
-  return name.empty() ? std::nullopt : std::optional(tools::pathFromUtf8(name));
+  return name.empty() ? std::nullopt : std::optional(base::pathFromUtf8(name));
 }
 
 DeviceWish checkedDevice(const std::string& name) {
@@ -101,7 +101,7 @@ std::filesystem::path checkedOutput(const std::string& name) {
   if (name.empty()) {
     throw usage("no output named: add -o with the file to write");
   }
-  return tools::pathFromUtf8(name);
+  return base::pathFromUtf8(name);
 }
 
 std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>& names) {
@@ -109,7 +109,7 @@ std::vector<std::filesystem::path> checkedPhotos(const std::vector<std::string>&
     throw usage("no photo named: see vorin-stylize --help");
   }
   std::vector<std::filesystem::path> photos;
-  std::transform(names.begin(), names.end(), std::back_inserter(photos), tools::pathFromUtf8);
+  std::transform(names.begin(), names.end(), std::back_inserter(photos), base::pathFromUtf8);
   return photos;
 }
 
@@ -192,7 +192,7 @@ Failure usage(const std::string& line) {
 void requirePictureName(const std::filesystem::path& output) {
   if (!isPictureName(output)) {
     const std::string clips = clipExtensions();
-    throw usage("the output " + tools::quotedPath(output) + " has no known file extension: use one of " + pictureExtensions() +
+    throw usage("the output " + base::quotedPath(output) + " has no known file extension: use one of " + pictureExtensions() +
                 (clips.empty() ? "" : "; for a clip " + clips));
   }
 }

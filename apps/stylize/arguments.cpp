@@ -112,7 +112,7 @@ struct Parser {
     selftest =
         app.add_subcommand("selftest", wrapped("Draw a built-in picture in all styles and compare with what is known of it"));
     addOptions(*selftest, raw, kForSelftest);
-    completion = tools::addCompletionCommand(app);
+    completion = base::addCompletionCommand(app);
   }
 };
 
@@ -125,7 +125,7 @@ std::optional<std::string> parse(Parser& parser, int count, const char* const* a
   } catch (const CLI::ParseError& error) {
     throw usage(std::string(error.what()) + ": see vorin-stylize --help");
   }
-  return parser.completion->parsed() ? std::optional(tools::bashCompletion(parser.app, wordsOf)) : std::nullopt;
+  return parser.completion->parsed() ? std::optional(base::bashCompletion(parser.app, wordsOf)) : std::nullopt;
 }
 
 } // namespace

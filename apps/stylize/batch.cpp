@@ -25,7 +25,7 @@ using Outcome = PhotoResult::Outcome;
 
 Failure unwritable(const fs::path& folder, const std::string& why) {
   return {ExitStatus::kInputOutput,
-          "the folder " + tools::quotedPath(folder) + " cannot be made (" + why + "): choose another one"};
+          "the folder " + base::quotedPath(folder) + " cannot be made (" + why + "): choose another one"};
 }
 
 void makeFolder(const fs::path& folder) {
@@ -38,7 +38,7 @@ void makeFolder(const fs::path& folder) {
 }
 
 Failure amongThePhotos(const fs::path& name) {
-  return usage("the drawings would lie among the photos of " + tools::quotedPath(name) + ": name another folder with -o");
+  return usage("the drawings would lie among the photos of " + base::quotedPath(name) + ": name another folder with -o");
 }
 
 // The photos and where their drawings go; nothing is known to be wrong with any so far.
@@ -56,8 +56,8 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
     const fs::path output = drawingFile(photo, arguments.output, arguments.to);
     const auto [other, is_new] = inputs.emplace(output, photo.file);
     if (!is_new) {
-      throw usage(tools::quotedPath(other->second) + " and " + tools::quotedPath(photo.file) + " would both be drawn into " +
-                  tools::quotedPath(output) + ": leave --to out, or draw one of them alone");
+      throw usage(base::quotedPath(other->second) + " and " + base::quotedPath(photo.file) + " would both be drawn into " +
+                  base::quotedPath(output) + ": leave --to out, or draw one of them alone");
     }
     if (fs::equivalent(photo.file, output, error)) {
       throw amongThePhotos(photo.file);
@@ -65,12 +65,12 @@ std::vector<PhotoResult> plan(const Arguments& arguments) {
     planned.push_back({photo.file, output, Outcome::kDone, {}, 0, 0, {}, {}});
   }
   if (planned.empty()) {
-    throw Failure(ExitStatus::kInputOutput, "there is no photo in " + tools::quotedPath(arguments.photos.front()) +
+    throw Failure(ExitStatus::kInputOutput, "there is no photo in " + base::quotedPath(arguments.photos.front()) +
                                                 (listed.clips_left_out > 0 ? ", only clips, which are drawn one at a time" : "") +
                                                 ": name another folder, or see vorin-stylize --help for patterns");
   }
   if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
-    throw Failure(ExitStatus::kInputOutput, tools::quotedPath(planned.front().input) + " does not exist: check the name");
+    throw Failure(ExitStatus::kInputOutput, base::quotedPath(planned.front().input) + " does not exist: check the name");
   }
   tellOfClips(listed);
   return planned;
@@ -88,7 +88,7 @@ void removeLeftovers(const std::vector<PhotoResult>& planned) {
     folders.insert(each.output.parent_path());
   }
   for (const fs::path& folder : folders) {
-    tools::removeTemporariesIn(folder);
+    base::removeTemporariesIn(folder);
   }
 }
 
@@ -97,11 +97,11 @@ void drawPhoto(const Arguments& arguments, Painter& painter, PhotoResult& result
   const cv::Mat photo = readPicture(result.input);
   if (!isPictureName(result.output)) { // an extension that is read, but not written on this system
     throw Failure(ExitStatus::kInputOutput,
-                  tools::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
+                  base::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
   }
   requireFits(result.output, arguments.size.value_or(photo.size()));
   makeFolder(result.output.parent_path());
-  tools::OutputFile output(result.output, arguments.overwrite);
+  base::OutputFile output(result.output, arguments.overwrite);
   const Drawing drawing = painter.paint(photo);
   output.write(encodePicture(result.output, drawing.bgr));
   output.commit();
@@ -117,12 +117,12 @@ void tryToDraw(const Arguments& arguments, Painter& painter, PhotoResult& result
     return;
   } catch (const Failure& failure) {
     result.error = failure.what();
-  } catch (const tools::OutputError& error) {
+  } catch (const base::OutputError& error) {
     result.error = error.what();
   } catch (const std::bad_alloc&) {
-    result.error = tools::quotedPath(result.input) + " takes more memory than there is: use a smaller image";
+    result.error = base::quotedPath(result.input) + " takes more memory than there is: use a smaller image";
   } catch (const std::exception& error) {
-    result.error = tools::quotedPath(result.input) + " cannot be drawn (" + error.what() + "): use another image";
+    result.error = base::quotedPath(result.input) + " cannot be drawn (" + error.what() + "): use another image";
   }
   result.outcome = Outcome::kFailed;
 }
@@ -140,13 +140,13 @@ ExitStatus conclude(const Arguments& arguments, const std::vector<PhotoResult>& 
   const std::size_t failed = count(Outcome::kFailed);
   if (!arguments.quiet) {
     const std::size_t skipped = count(Outcome::kSkipped);
-    printLine(tools::utf8Text(arguments.output) + ": " + countText(count(Outcome::kDone)) + " drawn" +
+    printLine(base::utf8Text(arguments.output) + ": " + countText(count(Outcome::kDone)) + " drawn" +
               (skipped > 0 ? ", " + std::to_string(skipped) + " there already" : "") +
               (failed > 0 ? ", " + std::to_string(failed) + " failed:" : ""));
   }
   for (const PhotoResult& result : results) {
     if (result.outcome == Outcome::kFailed) {
-      printLine("failed: " + tools::quotedPath(result.input));
+      printLine("failed: " + base::quotedPath(result.input));
     }
   }
   return failed > 0 ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;

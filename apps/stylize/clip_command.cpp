@@ -109,7 +109,7 @@ media::FrameEffect drawingBy(ChosenDevice& device, const Arguments& arguments) {
 }
 
 std::string sinkName(const Arguments& arguments) {
-  return isPipe(arguments.output) ? "standard output" : tools::utf8Text(arguments.output);
+  return isPipe(arguments.output) ? "standard output" : base::utf8Text(arguments.output);
 }
 
 struct ClipReport {
@@ -137,8 +137,8 @@ void printReport(const Arguments& arguments, const ClipReport& report) {
 void printJsonReport(const Arguments& arguments, const ClipReport& report, ExitStatus status) {
   const bool cancelled = report.result.cancelled || cancellationIsDue(); // perhaps only while the file was closed
   nlohmann::ordered_json json = jsonOf(report.headline);
-  json["input"] = tools::utf8Text(arguments.photos.front());
-  json["output"] = tools::utf8Text(arguments.output);
+  json["input"] = base::utf8Text(arguments.photos.front());
+  json["output"] = base::utf8Text(arguments.output);
   json["width"] = report.size.width;
   json["height"] = report.size.height;
   json["frames"] = report.result.frames;
@@ -232,7 +232,7 @@ ExitStatus drawClip(const Arguments& arguments, std::unique_ptr<media::FrameSour
 } // namespace
 
 ExitStatus stylizeClip(const Arguments& arguments) {
-  if (arguments.style_image && tools::isFolder(*arguments.style_image)) {
+  if (arguments.style_image && base::isFolder(*arguments.style_image)) {
     throw usage("--style-image is a folder, and a clip is drawn in one look: name an image file in it");
   }
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that ends is an error of the output, with a line
@@ -241,7 +241,7 @@ ExitStatus stylizeClip(const Arguments& arguments) {
   }
   return withFailures([&] {
     if (!isPipe(arguments.output)) {
-      tools::requireWritable(arguments.output, arguments.overwrite);
+      base::requireWritable(arguments.output, arguments.overwrite);
     }
     return drawClip(arguments, isPipe(arguments.photos.front()) ? nullptr : openSource(arguments));
   });

@@ -1,4 +1,4 @@
-// clip_command.h: clips and pipes of frames instead of photos, where the program is built with them (tools/media).
+// clip_command.h: clips and pipes of frames instead of photos, where the program is built with them (media).
 //
 // Whether the input is a clip shows by the output: it has a clip's file extension, or it is a pipe.
 #pragma once

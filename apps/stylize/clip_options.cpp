@@ -28,7 +28,7 @@ Examples for clips:
 )";
 
 bool isClip(const std::string& input, const std::string& output) {
-  return input == kPipe || output == kPipe || media::isClipName(tools::pathFromUtf8(output));
+  return input == kPipe || output == kPipe || media::isClipName(base::pathFromUtf8(output));
 }
 
 std::string clipExtensions() {
@@ -79,7 +79,7 @@ ClipOptions checkedClipOptions(const RawArguments& raw) {
       static_cast<void>(media::parseRawFormat(*options.raw));
     }
     if (!writes_pipe && !raw.output.empty()) {
-      media::checkClipCodec(tools::pathFromUtf8(raw.output), {options.codec, options.crf, raw.overwrite});
+      media::checkClipCodec(base::pathFromUtf8(raw.output), {options.codec, options.crf, raw.overwrite});
     }
   } catch (const media::OptionError& error) {
     throw usage(error.what());

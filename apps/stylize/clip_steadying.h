@@ -1,4 +1,4 @@
-// clip_steadying.h: the drawings of clips, steadied (tools/steady) in the layout of their frames.
+// clip_steadying.h: the drawings of clips, steadied (media/effects) in the layout of their frames.
 #pragma once
 
 #include "frames.h"

@@ -61,7 +61,7 @@ ExitStatus run(const Arguments& arguments) {
 ExitStatus runGuarded(const Arguments& arguments) {
   try {
     return run(arguments);
-  } catch (const tools::OutputError& error) {
+  } catch (const base::OutputError& error) {
     throw Failure(ExitStatus::kInputOutput, error.what());
   }
 }

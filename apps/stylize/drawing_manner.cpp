@@ -42,7 +42,7 @@ Headline headlineOf(const Manner& manner, const ChosenDevice& device) {
   Headline headline = {std::string(manner.style->name), {}, {}, device.name(), device.reason()};
   if (manner.network != nullptr) {
     headline.network = manner.network->entry;
-    headline.package = tools::utf8Text(manner.package->file());
+    headline.package = base::utf8Text(manner.package->file());
   }
   return headline;
 }

@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const ImageEncoding* findEncoding(const fs::path& file) {
-  const std::string extension = tools::lowerCaseExtension(file);
+  const std::string extension = base::lowerCaseExtension(file);
   const auto encodings = imageEncodings();
   const auto row = std::find_if(encodings.begin(), encodings.end(),
                                 [&](const ImageEncoding& encoding) { return encoding.extension == extension; });
@@ -27,7 +27,7 @@ const ImageEncoding* findEncoding(const fs::path& file) {
 }
 
 Failure unreadable(const fs::path& file, const std::string& why) {
-  return {ExitStatus::kInputOutput, tools::quotedPath(file) + " " + why};
+  return {ExitStatus::kInputOutput, base::quotedPath(file) + " " + why};
 }
 
 std::vector<std::uint8_t> readBytes(const fs::path& file) {
@@ -116,7 +116,7 @@ std::string pictureExtensions() {
 void requireFits(const fs::path& file, cv::Size size) {
   const ImageEncoding* encoding = findEncoding(file);
   if (encoding != nullptr && std::max(size.width, size.height) > encoding->largest_side) {
-    throw Failure(ExitStatus::kUsage, tools::quotedPath(file) + ": a " + std::string(encoding->extension) +
+    throw Failure(ExitStatus::kUsage, base::quotedPath(file) + ": a " + std::string(encoding->extension) +
                                           " image has sides of at most " + std::to_string(encoding->largest_side) +
                                           ": choose .png or a smaller size");
   }
@@ -126,7 +126,7 @@ std::vector<std::uint8_t> encodePicture(const fs::path& file, const cv::Mat& bgr
   const ImageEncoding* encoding = findEncoding(file);
   std::vector<std::uint8_t> bytes = encoding == nullptr ? std::vector<std::uint8_t>() : encodeImage(*encoding, bgr);
   if (bytes.empty()) {
-    throw Failure(ExitStatus::kInputOutput, tools::quotedPath(file) + " cannot be encoded: choose another file extension");
+    throw Failure(ExitStatus::kInputOutput, base::quotedPath(file) + " cannot be encoded: choose another file extension");
   }
   return bytes;
 }

@@ -48,7 +48,7 @@ std::string styleOf(const std::string& entry) {
 }
 
 SummedPackage summed(const ModelPackage& package) {
-  SummedPackage sums = {tools::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
+  SummedPackage sums = {base::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
   sums.sha256 = sha256OfFile(package.file(), 0, sums.size_bytes);
   for (const PackageEntry& entry : package.entries()) {
     sums.entries.push_back(

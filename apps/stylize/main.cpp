@@ -15,7 +15,7 @@ namespace {
 using namespace vorin::stylize;
 
 ExitStatus runProgram(int count, char** arguments) {
-  const vorin::tools::CommandLine line(count, arguments);
+  const vorin::base::CommandLine line(count, arguments);
   const Arguments parsed = parseArguments(line.count(), line.arguments());
   const Precision& precision = parsed.precision != nullptr ? *parsed.precision : precisions().front();
   try {
@@ -38,7 +38,7 @@ ExitStatus runProgram(int count, char** arguments) {
 } // namespace
 
 int main(int count, char** arguments) {
-  vorin::tools::prepareStandardStreams();
+  vorin::base::prepareStandardStreams();
   handleCancellation();
   ExitStatus status = ExitStatus::kInputOutput;
   try {

@@ -29,7 +29,7 @@ fs::path findFolder(const std::optional<fs::path>& named) {
   std::error_code error;
   if (named) {
     if (!fs::is_directory(*named, error)) {
-      throw unusable("--models " + tools::quotedPath(*named) + " is not a folder: name the one that holds " + kFileName);
+      throw unusable("--models " + base::quotedPath(*named) + " is not a folder: name the one that holds " + kFileName);
     }
     return *named;
   }
@@ -84,19 +84,19 @@ bool liesWithin(const PackageEntry& record, std::uintmax_t file_bytes) {
 std::vector<PackageEntry> readEntries(const fs::path& package) {
   std::error_code error;
   if (!fs::is_regular_file(package, error)) {
-    throw unusable(tools::quotedPath(package) + (fs::exists(package, error) ? " is not a file" : " does not exist") +
+    throw unusable(base::quotedPath(package) + (fs::exists(package, error) ? " is not a file" : " does not exist") +
                    ": build it with models/build or vorin-pack, or name another folder with --models");
   }
   const std::uintmax_t file_bytes = fs::file_size(package, error);
   std::ifstream file(package, std::ios::binary);
   if (error || !file) {
-    throw unusable(tools::quotedPath(package) + " cannot be read: check its permissions");
+    throw unusable(base::quotedPath(package) + " cannot be read: check its permissions");
   }
   std::vector<PackageEntry> entries;
   for (;;) {
     std::optional<PackageEntry> record = readRecord(file);
     if (!record || !liesWithin(*record, file_bytes)) {
-      throw unusable(tools::quotedPath(package) +
+      throw unusable(base::quotedPath(package) +
                      " is no model package, or an incomplete one: copy or build it anew ('vorin-pack list' shows " +
                      "what is wrong)");
     }
@@ -110,7 +110,7 @@ std::vector<PackageEntry> readEntries(const fs::path& package) {
 std::string checkedNarrowText(const fs::path& folder) {
   std::optional<std::string> text = narrowText(folder);
   if (!text) {
-    throw unusable("the folder " + tools::quotedPath(folder) +
+    throw unusable("the folder " + base::quotedPath(folder) +
                    " has characters in its name that the library does not take on this system: copy " + kFileName +
                    " to a folder with a plain name and name that one with --models");
   }
@@ -137,13 +137,25 @@ ModelPackage::ModelPackage(const std::optional<fs::path>& named)
   if (!isWritable(folder_)) { // as that of an installed package
     const std::optional<fs::path> own = folderOfLinkTo(file_);
     if (!own) {
-      throw unusable("the folder " + tools::quotedPath(folder_) +
+      throw unusable("the folder " + base::quotedPath(folder_) +
                      " is not writable, and the library takes no package from such a one: change its permissions, or copy " +
                      kFileName + " elsewhere and name that folder with --models");
     }
     library_folder = *own;
   }
   library_folder_ = checkedNarrowText(library_folder);
+}
+
+std::string ModelPackage::read(const PackageEntry& entry) const {
+  std::string content(static_cast<std::size_t>(entry.size_bytes), '\0');
+  std::ifstream stream(file_, std::ios::binary);
+  stream.seekg(static_cast<std::streamoff>(entry.offset_bytes));
+  if (!stream.read(content.data(), static_cast<std::streamsize>(content.size()))) {
+    throw unusable(base::quotedPath(file_) + " cannot be read: check its permissions");
+  }
+  std::transform(content.begin(), content.end(), content.begin(),
+                 [](char letter) { return static_cast<char>(static_cast<std::uint8_t>(letter) ^ kEntryMask); });
+  return content;
 }
 
 void ModelPackage::requireNetwork(const Style& style, const Network& network) const {
@@ -154,7 +166,7 @@ void ModelPackage::requireNetwork(const Style& style, const Network& network) co
     }
   }
   if (!absent.empty()) {
-    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + tools::quotedPath(file_) + " lacks " +
+    throw unusable("the style '" + std::string(style.name) + "' cannot be prepared: " + base::quotedPath(file_) + " lacks " +
                    absent + ": build a package with " + (absent.find(',') == std::string::npos ? "it" : "them") +
                    " (see vorin-pack --help)");
   }
@@ -170,7 +182,7 @@ Failure ModelPackage::failedToRun(const Style& style) const {
 }
 
 std::string ModelPackage::checkAdvice() const {
-  return ": see what vorin-pack verify " + tools::quotedPath(file_) + " finds" +
+  return ": see what vorin-pack verify " + base::quotedPath(file_) + " finds" +
          (isSoftwareDeviceActive() ? "" : ", or try --device software");
 }
 

@@ -35,6 +35,9 @@ public:
   const std::filesystem::path& file() const { return file_; }
   const std::vector<PackageEntry>& entries() const { return entries_; }
 
+  // The content of one of the entries, all of it in memory. A Failure where the file cannot be read.
+  std::string read(const PackageEntry& entry) const;
+
   // The folder to name to the library, which takes no package from a folder that cannot be written to: the package's own, or one
   // of the user's with a link to the package. In the system's narrow text, as the library takes it.
   const std::string& libraryFolder() const { return library_folder_; }

@@ -22,7 +22,7 @@ Painter::Painter(const Arguments& arguments, std::optional<NeuralTools> tools)
 
 Headline Painter::headline() const {
   if (arguments_.style == nullptr) {
-    return {{}, {}, tools_ ? tools::utf8Text(tools_->package.file()) : std::string(), device_.name(), device_.reason()};
+    return {{}, {}, tools_ ? base::utf8Text(tools_->package.file()) : std::string(), device_.name(), device_.reason()};
   }
   return headlineOf(manner(*arguments_.style), device_);
 }

@@ -51,7 +51,7 @@ ExitStatus stylizeOne(const Arguments& arguments) {
   const cv::Mat photo = readPicture(arguments.photos.front());
   requireFits(arguments.output, arguments.size.value_or(photo.size()));
   std::optional<NeuralTools> tools = toolsForStyle(arguments);
-  tools::OutputFile output(arguments.output, arguments.overwrite);
+  base::OutputFile output(arguments.output, arguments.overwrite);
   Painter painter(arguments, std::move(tools));
   painter.prepare(*arguments.style);
   Progress progress(arguments.progress == ProgressWish::kJson ? ProgressKind::kJson : ProgressKind::kNone, "photos", 1);
@@ -63,7 +63,7 @@ ExitStatus stylizeOne(const Arguments& arguments) {
   const Headline headline = painter.headline();
   if (!arguments.quiet) {
     printLine(headline.text());
-    printLine(tools::utf8Text(arguments.output) + ": " + painter.report(*arguments.style, drawing));
+    printLine(base::utf8Text(arguments.output) + ": " + painter.report(*arguments.style, drawing));
   }
   if (arguments.json) {
     printRun(&headline, {resultOf(arguments, drawing)}, ExitStatus::kDone);
@@ -76,18 +76,18 @@ ExitStatus stylizeOne(const Arguments& arguments) {
 ExitStatus stylizePhotos(const Arguments& arguments) {
   const bool several = namesSeveral(arguments.photos);
   const bool is_picture = isPictureName(arguments.output);
-  if (arguments.style_image && tools::isFolder(*arguments.style_image)) {
+  if (arguments.style_image && base::isFolder(*arguments.style_image)) {
     if (several) {
       throw usage("--style-image is a folder, and so draws one photo in each look of it: name one photo");
     }
     requirePictureName(arguments.output);
     return makeSheet(arguments);
   }
-  if (several && is_picture && !tools::isFolder(arguments.output)) {
-    throw usage("many photos are drawn into a folder, and " + tools::quotedPath(arguments.output) +
+  if (several && is_picture && !base::isFolder(arguments.output)) {
+    throw usage("many photos are drawn into a folder, and " + base::quotedPath(arguments.output) +
                 " names a picture: name a folder with -o");
   }
-  const bool into_folder = !is_picture && (tools::isFolder(arguments.output) || !arguments.output.has_filename());
+  const bool into_folder = !is_picture && (base::isFolder(arguments.output) || !arguments.output.has_filename());
   return several || into_folder ? stylizeMany(arguments) : stylizeOne(arguments);
 }
 

@@ -27,7 +27,7 @@ constexpr std::array<std::string_view, 12> kClipExtensions = {".avi", ".flv",  "
                                                               ".mpg", ".mpeg", ".mts", ".ogv", ".webm", ".wmv"};
 
 bool hasOneOf(std::span<const std::string_view> extensions, const fs::path& file) {
-  return std::find(extensions.begin(), extensions.end(), tools::lowerCaseExtension(file)) != extensions.end();
+  return std::find(extensions.begin(), extensions.end(), base::lowerCaseExtension(file)) != extensions.end();
 }
 
 // And clips are drawn on this system.
@@ -41,7 +41,7 @@ bool isPattern(const fs::path& name) {
 }
 
 bool isHidden(const fs::path& file) {
-  return tools::utf8Text(file.filename()).starts_with('.');
+  return base::utf8Text(file.filename()).starts_with('.');
 }
 
 // Without "." and "..", and without a separator at the end.
@@ -94,7 +94,7 @@ void walk(const fs::path& folder, const fs::path& left_out, Named& found) {
 
 Named expanded(const fs::path& name, const fs::path& left_out) {
   Named named;
-  if (tools::isFolder(name)) {
+  if (base::isFolder(name)) {
     named.root = name;
     walk(name, left_out, named);
   } else if (isPattern(name)) {
@@ -104,7 +104,7 @@ Named expanded(const fs::path& name, const fs::path& left_out) {
       if (!begins_there && liesBelow(found, left_out)) {
         continue;
       }
-      if (tools::isFolder(found)) {
+      if (base::isFolder(found)) {
         walk(found, left_out, named);
       } else {
         sortIn(found, named);
@@ -134,14 +134,14 @@ fs::path commonFolder(const fs::path& a, const fs::path& b) {
 
 bool namesSeveral(const std::vector<fs::path>& names) {
   return names.size() > 1 ||
-         std::any_of(names.begin(), names.end(), [](const fs::path& name) { return tools::isFolder(name) || isPattern(name); });
+         std::any_of(names.begin(), names.end(), [](const fs::path& name) { return base::isFolder(name) || isPattern(name); });
 }
 
 void requireNoClip(const fs::path& file) {
   requireExists(file);
   if (hasClipExtension(file)) {
     throw Failure(ExitStatus::kInputOutput,
-                  tools::quotedPath(file) + " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
+                  base::quotedPath(file) + " is a clip: draw it on its own, and name the output like a clip, as out.mp4");
   }
 }
 

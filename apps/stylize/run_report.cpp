@@ -36,7 +36,7 @@ nlohmann::ordered_json jsonOf(const Headline& headline) {
 
 nlohmann::ordered_json jsonOf(const PhotoResult& result) {
   nlohmann::ordered_json json = {
-      {"input", tools::utf8Text(result.input)}, {"output", tools::utf8Text(result.output)}, {"outcome", nameOf(result.outcome)}};
+      {"input", base::utf8Text(result.input)}, {"output", base::utf8Text(result.output)}, {"outcome", nameOf(result.outcome)}};
   if (!result.caption.empty()) {
     json["caption"] = result.caption;
   }

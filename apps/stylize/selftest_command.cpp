@@ -1,15 +1,15 @@
 #include "selftest_command.h"
 
+#include "commands.h"
 #include "painter.h"
 #include "picture_size.h"
+#include "quoted_name.h"
 #include "run_report.h"
+#include "selftest_expectations.h"
 #include "sha256.h"
 
 #include <opencv2/core.hpp>
 
-#include <algorithm>
-#include <charconv>
-#include <cstdlib>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -17,12 +17,6 @@ namespace vorin::stylize {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-// Filters compute alike on every device but for roundings; one filter's sums are 14 away from the other's. Networks differ by
-// their quantised twins and by the device's precision: in bf16 style transfer, whose answer the library stretches to the full
-// range, is 10 away from f32. Sums of another style's network are 140 and more away.
-constexpr int kFilterTolerance = 2;
-constexpr int kNetworkTolerance = 16;
 
 struct StyleResult {
   const Style* style = nullptr;
@@ -32,16 +26,6 @@ struct StyleResult {
   std::optional<int> difference;         // the largest; none where nothing is known
   int tolerance = 0;
 };
-
-int largestDifference(const BlockSums& sums, std::string_view known) {
-  int largest = 0;
-  for (std::size_t index = 0; index < sums.size(); ++index) {
-    int value = 0;
-    std::from_chars(known.data() + index * 2, known.data() + index * 2 + 2, value, 16);
-    largest = std::max(largest, std::abs(sums[index] - value));
-  }
-  return largest;
-}
 
 // What shows without knowing the drawing. A drawing that is the photo differs by nothing, real ones by 20 and more on average.
 std::string faultOf(const cv::Mat& photo, const cv::Mat& drawing) {
@@ -55,7 +39,7 @@ std::string faultOf(const cv::Mat& photo, const cv::Mat& drawing) {
   return (mean[0] + mean[1] + mean[2]) / 3 < kOtherPicture ? "the drawing is the photo itself" : "";
 }
 
-void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, const std::string& package_sha256) {
+void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, const Expectations& expectations) {
   result.status = ExitStatus::kDevice;
   result.error = faultOf(photo, drawing);
   if (!result.error.empty()) {
@@ -63,9 +47,10 @@ void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, co
   }
   const BlockSums sums = blockSums(drawing);
   result.sums = hexadecimalText(sums);
-  result.tolerance = result.style->isNeural() ? kNetworkTolerance : kFilterTolerance;
-  if (const KnownDrawing* known = findKnownDrawing(result.style->name, package_sha256)) {
-    result.difference = largestDifference(sums, known->sums);
+  const auto expected = expectations.drawings.find(result.style->name);
+  if (expected != expectations.drawings.end()) {
+    result.tolerance = expected->second.tolerance;
+    result.difference = largestDifference(sums, expected->second.sums);
     if (*result.difference > result.tolerance) {
       result.error = "the drawing is another one than it should be";
       return;
@@ -74,27 +59,36 @@ void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, co
   result.status = ExitStatus::kDone;
 }
 
-// The networks with the built-in style image. A Failure where there is no package: the filters are drawn without one.
-NeuralTools neuralTools(const Arguments& arguments) {
-  return {ModelPackage(arguments.models), selftestStyleImage()};
-}
+// The package with the built-in style image, and what it says about its drawings.
+struct TestedPackage {
+  explicit TestedPackage(const Arguments& arguments)
+      : tools{ModelPackage(arguments.models), selftestStyleImage()}, expectations(expectationsOfNetworks(tools.package)) {
+    if (!expectations.problem.empty()) {
+      problem = base::quotedPath(tools.package.file()) + ": how its networks should draw is not known, since its entry " +
+                "'selftest.json' " + expectations.problem + ": build the package anew";
+      printLine(problem);
+    }
+  }
 
-StyleResult test(ChosenDevice& device, const Arguments& arguments, const Style& style, std::optional<NeuralTools>& tools,
-                 std::string& package_sha256) {
+  NeuralTools tools;
+  Expectations expectations;
+  std::string problem; // what keeps the expectations from being used
+};
+
+StyleResult test(ChosenDevice& device, const Arguments& arguments, const Style& style, std::optional<TestedPackage>& package) {
   StyleResult result;
   result.style = &style;
   try {
     if (style.isNeural()) {
-      if (!tools) {
-        tools = neuralTools(arguments);
-        package_sha256 = sha256OfFile(tools->package.file(), 0, std::filesystem::file_size(tools->package.file()));
+      if (!package) { // the filters are drawn without one
+        package.emplace(arguments);
       }
-      tools->package.requireNetwork(style, style.networks.front());
+      package->tools.package.requireNetwork(style, style.networks.front());
     }
-    Manner manner = mannerOf(arguments, style, tools ? &*tools : nullptr);
+    Manner manner = mannerOf(arguments, style, package ? &package->tools : nullptr);
     manner.format = findFrameFormat("bgra");
     const cv::Mat photo = selftestPhoto();
-    judge(result, photo, device.draw(photo, manner).bgr, package_sha256);
+    judge(result, photo, device.draw(photo, manner).bgr, style.isNeural() ? package->expectations : expectationsOfFilters());
   } catch (const Failure& failure) {
     result.error = failure.what();
     result.status = failure.status();
@@ -122,34 +116,17 @@ Json jsonOf(const StyleResult& result) {
 
 } // namespace
 
-BlockSums blockSums(const cv::Mat& picture_bgr) {
-  BlockSums sums{};
-  auto* sum = sums.data();
-  const cv::Size size(picture_bgr.cols / kBlocks, picture_bgr.rows / kBlocks);
-  for (int block = 0; block < kBlocks * kBlocks; ++block) {
-    const cv::Point origin(block % kBlocks * size.width, block / kBlocks * size.height);
-    cv::Scalar mean;
-    cv::Scalar deviation;
-    cv::meanStdDev(picture_bgr(cv::Rect(origin, size)), mean, deviation);
-    for (const double value : {mean[0], mean[1], mean[2], deviation[1]}) {
-      *sum++ = cv::saturate_cast<std::uint8_t>(value);
-    }
-  }
-  return sums;
-}
-
 ExitStatus testItself(const Arguments& arguments) {
   ChosenDevice device(arguments.device);
   try {
     device.prepare(styles().front()); // where the program would start again, before anything is printed
   } catch (const Failure&) {          // comes again, as that style's own
   }
-  std::optional<NeuralTools> tools;
-  std::string package_sha256;
+  std::optional<TestedPackage> package;
   std::vector<StyleResult> results;
   ExitStatus status = ExitStatus::kDone;
   for (const Style& style : styles()) {
-    results.push_back(test(device, arguments, style, tools, package_sha256));
+    results.push_back(test(device, arguments, style, package));
     status = status == ExitStatus::kDone ? results.back().status : status;
     if (!arguments.json) {
       std::cout << textOf(results.back()) << std::endl;
@@ -161,7 +138,10 @@ ExitStatus testItself(const Arguments& arguments) {
   }
   Json json = {{"device", device.name()},
                {"device_reason", device.reason()},
-               {"package_sha256", package_sha256.empty() ? Json() : Json(package_sha256)},
+               {"inputs",
+                {{"photo", hexadecimalText(blockSums(selftestPhoto()))},
+                 {"style_image", hexadecimalText(blockSums(selftestStyleImage()))}}},
+               {"package_problem", package && !package->problem.empty() ? Json(package->problem) : Json()},
                {"styles", Json::array()}};
   for (const StyleResult& result : results) {
     json["styles"].push_back(jsonOf(result));

@@ -1,6 +1,9 @@
-#include "selftest_command.h"
+#include "selftest_pictures.h"
 
-#include <array>
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
 
 namespace vorin::stylize {
@@ -8,27 +11,6 @@ namespace {
 
 constexpr int kWidth = 384;
 constexpr int kHeight = 288;
-
-constexpr std::string_view kDemoPackage = "8d5577245ba16f6b1e27110218ec022af6f4f3312cf51f90145eeec90384a38c";
-
-// Drawn on the software device, with networks in f32.
-constexpr std::array kKnownDrawings = {
-    KnownDrawing{"pencil", "",
-                 "f8f8f820fafafa1cfdfdfd0dfdfdfd0ffafafa1bfcfcfc17fafafa1ff7f7f723"
-                 "f9f9f91efbfbfb1bf2f2f22ef6f6f61df3f3f321f4f4f422f4f4f421f5f5f51a"},
-    KnownDrawing{"stipple", "",
-                 "fcfcfc17fcfcfc18ffffff01ffffff01fcfcfc17fdfdfd13fcfcfc1dfafafa1f"
-                 "fcfcfc17fdfdfd17f4f4f42cf9f9f918f9f9f91af8f8f81ef8f8f81dfafafa14"},
-    KnownDrawing{"lightgrey", kDemoPackage,
-                 "d1d1d12ad0d0d027dedede04dedede04dcdcdc1fdedede18c5c5c532d2d2d22a"
-                 "e4e4e41ae5e5e51ac0c0c03fc6c6c62bc9c9c91cbfbfbf1fb9b9b92cc3c3c31d"},
-    KnownDrawing{"cartoon", kDemoPackage,
-                 "a98a5e44c19b6740e8ae6b31eab2702fcec79e23d7c89a25c2a57e58c9b68a45"
-                 "c1cca224c8d0a81e6c82a44c629cad3b276c30362a703f3c2f625b414276733e"},
-    KnownDrawing{"transfer", kDemoPackage,
-                 "798dad3c7895b63a4b7cce384b7cce386a6e97355e6ea636757094446c6b9a3f"
-                 "5c5e92265e5f8f279b827f48ad605442726d9732785c7e269e70733ea6585635"},
-};
 
 std::uint8_t byteOf(int value) {
   return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
@@ -82,13 +64,43 @@ cv::Mat selftestStyleImage() {
   return pictureOf({256, 256}, styleColour);
 }
 
-const KnownDrawing* findKnownDrawing(std::string_view style, std::string_view package_sha256) {
-  for (const KnownDrawing& known : kKnownDrawings) {
-    if (known.style == style && (known.package_sha256.empty() || known.package_sha256 == package_sha256)) {
-      return &known;
+BlockSums blockSums(const cv::Mat& picture_bgr) {
+  BlockSums sums{};
+  auto* sum = sums.data();
+  const cv::Size size(picture_bgr.cols / kBlocks, picture_bgr.rows / kBlocks);
+  for (int block = 0; block < kBlocks * kBlocks; ++block) {
+    const cv::Point origin(block % kBlocks * size.width, block / kBlocks * size.height);
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(picture_bgr(cv::Rect(origin, size)), mean, deviation);
+    for (const double value : {mean[0], mean[1], mean[2], deviation[1]}) {
+      *sum++ = cv::saturate_cast<std::uint8_t>(value);
     }
   }
-  return nullptr;
+  return sums;
+}
+
+std::optional<BlockSums> parseBlockSums(std::string_view text) {
+  BlockSums sums{};
+  if (text.size() != 2 * sums.size()) {
+    return std::nullopt;
+  }
+  for (std::uint8_t& sum : sums) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + 2, sum, 16);
+    if (error != std::errc() || end != text.data() + 2) {
+      return std::nullopt;
+    }
+    text.remove_prefix(2);
+  }
+  return sums;
+}
+
+int largestDifference(const BlockSums& left, const BlockSums& right) {
+  int largest = 0;
+  for (std::size_t index = 0; index < left.size(); ++index) {
+    largest = std::max(largest, std::abs(left[index] - right[index]));
+  }
+  return largest;
 }
 
 } // namespace vorin::stylize

@@ -20,7 +20,7 @@ std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset
   while (size_bytes > 0) {
     part.resize(static_cast<std::size_t>(std::min<std::uint64_t>(part.size(), size_bytes)));
     if (!stream.read(reinterpret_cast<char*>(part.data()), static_cast<std::streamsize>(part.size()))) {
-      throw Failure(ExitStatus::kInputOutput, tools::quotedPath(file) + " cannot be read: check its permissions");
+      throw Failure(ExitStatus::kInputOutput, base::quotedPath(file) + " cannot be read: check its permissions");
     }
     std::transform(part.begin(), part.end(), part.begin(),
                    [&](std::uint8_t byte) { return static_cast<std::uint8_t>(byte ^ mask); });

@@ -62,15 +62,15 @@ private:
   // Of a folder of style images; none for any other sheet.
   static std::vector<StyleImage> readLooks(const Arguments& arguments) {
     std::vector<StyleImage> looks;
-    if (!arguments.style_image || !tools::isFolder(*arguments.style_image)) {
+    if (!arguments.style_image || !base::isFolder(*arguments.style_image)) {
       return looks;
     }
     for (const ListedPhoto& image : listPhotos({*arguments.style_image}, {}).photos) {
-      looks.push_back({tools::utf8Text(image.file.stem()), readPicture(image.file)});
+      looks.push_back({base::utf8Text(image.file.stem()), readPicture(image.file)});
     }
     if (looks.empty()) {
       throw Failure(ExitStatus::kInputOutput, "there is no image in the --style-image folder " +
-                                                  tools::quotedPath(*arguments.style_image) + ": name another one");
+                                                  base::quotedPath(*arguments.style_image) + ": name another one");
     }
     return looks;
   }
@@ -88,7 +88,7 @@ private:
     const fs::path painting = package.folder() / "painting.png";
     if (!arguments.style_image && !fs::exists(painting)) {
       throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
-                                            tools::quotedPath(painting) + ": add --style-image with an image file");
+                                            base::quotedPath(painting) + ": add --style-image with an image file");
     }
     return {package, readPicture(arguments.style_image.value_or(painting))};
   }
@@ -97,7 +97,7 @@ private:
                     std::vector<PhotoResult>& results) {
     const Drawing drawing = painter_.paint(photo, style);
     if (!arguments_.quiet) {
-      printLine(tools::utf8Text(file) + ", " + caption + ": " + painter_.report(style, drawing));
+      printLine(base::utf8Text(file) + ", " + caption + ": " + painter_.report(style, drawing));
     }
     results.push_back({file,
                        arguments_.output,
@@ -118,7 +118,7 @@ private:
 } // namespace
 
 ExitStatus makeSheet(const Arguments& arguments) {
-  tools::OutputFile output(arguments.output, arguments.overwrite);
+  base::OutputFile output(arguments.output, arguments.overwrite);
   const PhotoList list = listPhotos(arguments.photos, {});
   const std::vector<ListedPhoto>& listed = list.photos;
   std::vector<std::vector<SheetPicture>> groups;
@@ -152,7 +152,7 @@ ExitStatus makeSheet(const Arguments& arguments) {
   output.write(encodePicture(arguments.output, sheet));
   output.commit();
   if (!arguments.quiet) {
-    printLine(tools::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
+    printLine(base::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
   }
   if (arguments.json) {
     const Headline headline = painter->headline();

@@ -71,7 +71,7 @@ void expand(const fs::path& folder, Part part, Part end, std::vector<fs::path>& 
     found.push_back(folder);
     return;
   }
-  const std::string pattern = tools::utf8Text(*part);
+  const std::string pattern = base::utf8Text(*part);
   const Part next = std::next(part);
   if (!isPattern(pattern)) {
     if (fs::exists(folder / *part, error)) {
@@ -83,7 +83,7 @@ void expand(const fs::path& folder, Part part, Part end, std::vector<fs::path>& 
     expand(folder, next, end, found);
   }
   for (const fs::path& entry : sortedEntries(folder)) {
-    const std::string name = tools::utf8Text(entry.filename());
+    const std::string name = base::utf8Text(entry.filename());
     if (pattern == kAnyDepth && next != end) {
       if (!name.starts_with('.') && fs::is_directory(entry, error) && !fs::is_symlink(entry, error)) {
         expand(entry, part, end, found);
@@ -97,7 +97,7 @@ void expand(const fs::path& folder, Part part, Part end, std::vector<fs::path>& 
 } // namespace
 
 bool hasWildcard(const fs::path& pattern) {
-  return isPattern(tools::utf8Text(pattern));
+  return isPattern(base::utf8Text(pattern));
 }
 
 bool matchesWildcard(std::string_view name, std::string_view pattern) {
@@ -137,7 +137,7 @@ bool matchesWildcard(std::string_view name, std::string_view pattern) {
 fs::path folderOfPattern(const fs::path& pattern) {
   fs::path folder;
   for (const fs::path& part : pattern) {
-    if (isPattern(tools::utf8Text(part))) {
+    if (isPattern(base::utf8Text(part))) {
       break;
     }
     folder /= part;

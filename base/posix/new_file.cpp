@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 std::FILE* makeNewFile(const std::filesystem::path& file) {
   constexpr mode_t kReadableAndWritable = 0666; // less the umask
@@ -22,4 +22,4 @@ void removeFile(const char* file) {
   unlink(file);
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -1,7 +1,7 @@
 #include "../standard_streams.h"
 
-namespace vorin::tools {
+namespace vorin::base {
 
 void prepareStandardStreams() {} // they are so
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -6,7 +6,7 @@
 #include <shellapi.h>
 #include <span>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // main gets the arguments in the code page, which lacks characters that file names have; so the system is asked for them.
 std::vector<std::string> utf8Arguments(int count, const char* const* arguments) {
@@ -22,4 +22,4 @@ std::vector<std::string> utf8Arguments(int count, const char* const* arguments) 
   return texts;
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -2,10 +2,10 @@
 // it.
 #pragma once
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // Puts back the one that was there before prepareStandardStreams. At the end of the program this happens by itself; for ends that
 // leave out what was registered for them. Any thread may call it.
 void restoreConsoleCodePage();
 
-} // namespace vorin::tools
+} // namespace vorin::base

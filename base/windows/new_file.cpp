@@ -6,7 +6,7 @@
 #include <system_error>
 #include <windows.h>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 // Unlike the C library's, the file may be removed while it is open: cancellation does.
 std::FILE* makeNewFile(const std::filesystem::path& file) {
@@ -32,4 +32,4 @@ void removeFile(const wchar_t* file) {
   DeleteFileW(file);
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -9,7 +9,7 @@
 #include <io.h>
 #include <windows.h>
 
-namespace vorin::tools {
+namespace vorin::base {
 namespace {
 
 std::atomic<UINT> code_page_before = 0; // 0: nothing to put back
@@ -37,4 +37,4 @@ void restoreConsoleCodePage() {
   }
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

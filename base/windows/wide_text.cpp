@@ -1,6 +1,6 @@
 #include "wide_text.h"
 
-namespace vorin::tools {
+namespace vorin::base {
 
 std::string utf8FromWide(std::wstring_view wide) {
   const int length = static_cast<int>(wide.size());
@@ -10,4 +10,4 @@ std::string utf8FromWide(std::wstring_view wide) {
   return text;
 }
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <windows.h>
 
-namespace vorin::tools {
+namespace vorin::base {
 
 std::string utf8FromWide(std::wstring_view wide);
 
-} // namespace vorin::tools
+} // namespace vorin::base

@@ -12,15 +12,6 @@ constexpr std::uint64_t kDiscreteAboveBytes = 0x20000000; // 512 MiB
 
 } // namespace
 
-std::vector<ListedDevice> listRuntimeDevices() {
-  ov::Core core;
-  std::vector<ListedDevice> devices;
-  for (const std::string& name : core.get_available_devices()) {
-    devices.push_back({name, core.get_property(name, "FULL_DEVICE_NAME").as<std::string>()});
-  }
-  return devices;
-}
-
 SttDeviceKind classifyDevice(const std::string& name, const std::string& full_name) {
   if (name.starts_with("CPU")) {
     return SttDeviceCpu;
@@ -32,7 +23,7 @@ SttDeviceKind classifyDevice(const std::string& name, const std::string& full_na
 }
 
 void DeviceTable::add(const ListedDevice& device) {
-  sttLogInfo("Device %s: %s", device.name.c_str(), device.full_name.c_str());
+  logTexts(sttLogInfo, "Device %s: %s", {device.name, device.full_name});
   if (count_ >= kCapacity) {
     return;
   }
@@ -41,6 +32,12 @@ void DeviceTable::add(const ListedDevice& device) {
   record.vendorId = SupportedGpuVendorId;
   platform::copyBounded(record.fullName, sizeof record.fullName, device.full_name.c_str());
   platform::copyBounded(record.deviceName, sizeof record.deviceName, device.name.c_str());
+}
+
+void DeviceTable::addFrom(const ov::Core& runtime, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    add({name, runtime.get_property(name, "FULL_DEVICE_NAME").as<std::string>()});
+  }
 }
 
 std::int32_t DeviceTable::enumerate(SttDeviceInfo* list) const {
@@ -86,7 +83,8 @@ std::string DeviceTable::requestDevice(std::int32_t kind) const {
     sttLogInfo("Request device: %d, return device: %s", kind, result.c_str());
     return result;
   }
-  sttLogInfo("Request device: %d, return device: %s, name: %s", kind, chosen->deviceName, chosen->fullName);
+  logTexts(sttLogInfo, "Request device: %s, return device: %s, name: %s",
+           {std::to_string(kind), chosen->deviceName, chosen->fullName});
   return chosen->deviceName;
 }
 

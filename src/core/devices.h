@@ -1,9 +1,8 @@
-// The device table: the inference runtime's devices as the object found them when it was made, and the choice of a GPU among
-// them.
+// The device table: the inference runtime's devices as the object found them when it was made, and the choice of one of them.
 //
 // A device is classified by its runtime name ("GPU.0", "CPU", ...) and, for GPUs, by the word "dGPU" in its full name. Only GPUs
-// are reported and can be requested; an integrated one is preferred where any will do, and within one kind the last one listed
-// wins.
+// are reported. A request names one kind, of any device, or any GPU, for which an integrated one is preferred; within one kind
+// the last one listed wins.
 #pragma once
 
 #include "platform/platform.h"
@@ -14,6 +13,10 @@
 #include <string>
 #include <vector>
 
+namespace ov {
+class Core;
+}
+
 namespace vorin {
 
 // A device as the inference runtime lists it.
@@ -22,10 +25,6 @@ struct ListedDevice {
   std::string full_name;
 };
 
-// The devices of the inference runtime, by a runtime instance that lives for this call only. Runtime errors leave it as
-// exceptions.
-std::vector<ListedDevice> listRuntimeDevices();
-
 SttDeviceKind classifyDevice(const std::string& name, const std::string& full_name);
 
 class DeviceTable {
@@ -33,11 +32,14 @@ public:
   // Logs the device and records it while there is room; the seventeenth and later ones are only logged.
   void add(const ListedDevice& device);
 
+  // Adds the runtime's devices of these names, each before the next one is read. The runtime's errors leave it as exceptions.
+  void addFrom(const ov::Core& runtime, const std::vector<std::string>& names);
+
   // Writes the kind and name of every GPU into `list`, which must have room for all of them, or may be null. Returns their
   // number.
   std::int32_t enumerate(SttDeviceInfo* list) const;
 
-  // The runtime's name of the GPU that answers a request of this kind, or "notfind". Logs the answer.
+  // The runtime's name of the device that answers a request of this kind, or "notfind". Logs the answer.
   std::string requestDevice(std::int32_t kind) const;
 
   std::int32_t count() const { return count_; }

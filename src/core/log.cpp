@@ -2,9 +2,11 @@
 
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace vorin {
@@ -12,7 +14,10 @@ namespace {
 
 constexpr std::uint32_t kToDebugger = 1;
 constexpr std::uint32_t kToFile = 2;
-constexpr std::size_t kLineBytes = 256;
+constexpr std::size_t kLineBytes = 256; // of a line and its NUL, and of a message and its NUL
+constexpr std::size_t kLongestMessage = kLineBytes - sizeof "====== sdk: [E] \n";
+constexpr std::string_view kEllipsis = "...";
+constexpr std::string_view kTextConversion = "%s";
 constexpr int kFlushAfterMs = 2000;
 
 struct LogState {
@@ -53,12 +58,41 @@ void writeLine(char level, const char* format, std::va_list arguments) {
       !formatLine(line, sizeof line, "====== sdk: [%c] %s\n", level, message)) {
     return;
   }
+  line[std::strlen(line) - 1] = '\n'; // a line that was cut has lost its end
   if ((log_state.log_switch & kToDebugger) != 0) {
     platform::writeDebuggerOutput(line);
   }
   if ((log_state.log_switch & kToFile) != 0 && log_state.file != nullptr) {
     writeToFile(line);
   }
+}
+
+// Where to cut a text so that "..." fits into `room` bytes behind it.
+std::size_t cutPosition(std::string_view text, std::size_t room) {
+  std::size_t end = room - kEllipsis.size();
+  for (int continuation = 0; continuation < 3 && end > 0 && (text[end] & 0xC0) == 0x80; ++continuation) {
+    --end;
+  }
+  while (end > 0 && text[end - 1] == '%') {
+    --end;
+  }
+  return end;
+}
+
+// How many bytes each text may have at most so that all fit into `room` bytes.
+std::size_t longestText(std::initializer_list<std::string_view> texts, std::size_t room) {
+  const auto fit = [&](std::size_t limit) {
+    std::size_t total = 0;
+    for (const std::string_view text : texts) {
+      total += std::min(text.size(), limit);
+    }
+    return total <= room;
+  };
+  std::size_t limit = room;
+  while (!fit(limit)) {
+    --limit;
+  }
+  return limit;
 }
 
 } // namespace
@@ -91,6 +125,31 @@ void sttLogVerbose(const char* format, ...) {
   va_start(arguments, format);
   writeLine('V', format, arguments);
   va_end(arguments);
+}
+
+void logTexts(decltype(sttLogInfo)& log, const char* format, std::initializer_list<std::string_view> texts) {
+  if (log_state.log_switch == 0) {
+    return;
+  }
+  std::string_view rest = format;
+  const std::size_t limit = longestText(texts, kLongestMessage - (rest.size() - texts.size() * kTextConversion.size()));
+  char message[kLineBytes];
+  std::size_t length = 0;
+  const auto append = [&](std::string_view part) { length += part.copy(message + length, kLongestMessage - length); };
+  for (const std::string_view text : texts) {
+    const std::size_t conversion = rest.find(kTextConversion);
+    append(rest.substr(0, conversion));
+    rest.remove_prefix(conversion + kTextConversion.size());
+    if (text.size() <= limit) {
+      append(text);
+    } else {
+      append(text.substr(0, cutPosition(text, limit)));
+      append(kEllipsis);
+    }
+  }
+  append(rest);
+  message[length] = '\0';
+  log("%s", message);
 }
 
 void openLog() {

@@ -2,6 +2,8 @@
 
 #include "core/log.h"
 
+#include <openvino/runtime/core.hpp>
+
 namespace vorin {
 StyleTransfer::StyleTransfer() {
   openLog();
@@ -10,9 +12,8 @@ StyleTransfer::StyleTransfer() {
   // A fresh object works as if any GPU had been asked for.
   selected_device_.kind = SttDeviceAnyGpu;
   platform::copyBounded(selected_device_.deviceName, sizeof selected_device_.deviceName, device_name_.c_str());
-  for (const ListedDevice& device : listRuntimeDevices()) {
-    devices_.add(device);
-  }
+  const ov::Core runtime;
+  devices_.addFrom(runtime, runtime.get_available_devices());
   adapters_ = scanAdapters(platform::listDisplayAdapters());
 }
 

@@ -41,7 +41,7 @@ public:
 private:
   StyleSettings settings() const;
 
-  // In this order: the destructor releases the pipeline's images and engines before anything else.
+  // In this order: the destructor releases the pipeline's images and engines first, the texts after them.
   DeviceTable devices_;
   AdapterIds adapters_;
   SttDeviceRecord selected_device_ = {};

@@ -18,17 +18,13 @@ bool isProvenWritable(const std::string& folder) {
 
 void makeIfMissing(const std::string& folder) {
   if (!platform::exists(folder) && !platform::makeFolder(folder)) {
-    sttLogError("make dir failed: %s", folder.c_str());
+    logTexts(sttLogError, "make dir failed: %s", {folder});
   }
 }
 
 std::optional<std::string> programFolder() {
-  const std::optional<std::string> program = platform::executablePath();
-  if (!program) {
-    return std::nullopt;
-  }
-  const std::string folder = program->substr(0, program->find_last_of("\\/"));
-  return isProvenWritable(folder) ? std::optional(folder) : std::nullopt;
+  const std::optional<std::string> folder = platform::executableFolder();
+  return folder && isProvenWritable(*folder) ? folder : std::nullopt;
 }
 
 std::optional<std::string> applicationDataFolder() {
@@ -70,7 +66,7 @@ std::string findWritableFolder() {
 
 std::string getWritableFolder() {
   std::string folder = findWritableFolder();
-  sttLogInfo("getWritableFolder: %s", folder.c_str());
+  logTexts(sttLogInfo, "getWritableFolder: %s", {folder});
   return folder;
 }
 

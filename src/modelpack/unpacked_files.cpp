@@ -32,9 +32,9 @@ std::string UnpackModelFile(UnpackedFiles& unpackedFiles, const std::wstring& pa
 void DeleteUnpackedFiles(UnpackedFiles& unpackedFiles) {
   for (const std::string& path : unpackedFiles) {
     if (std::remove(path.c_str()) == 0) {
-      sttLogVerbose("del %s success", path.c_str());
+      logTexts(sttLogVerbose, "del %s success", {path});
     } else {
-      sttLogVerbose("del %s fail", path.c_str());
+      logTexts(sttLogVerbose, "del %s fail", {path});
     }
   }
   unpackedFiles.clear();

@@ -74,10 +74,10 @@ _VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t sty
   }
   if (hasModelCache(device_name)) {
     const std::string cache_folder = getWritableFolder() + platform::kPathSeparator + "cache";
-    core.set_property(device_name, ov::AnyMap{{"CACHE_DIR", cache_folder}});
+    core.set_property(device_name, ov::AnyMap{{"CACHE_DIR", platform::toUtf8(cache_folder)}});
   }
   const std::string capabilities = capabilityText(core, device_name);
-  sttLogInfo("Device info: %s, support: %s", device_name.c_str(), capabilities.c_str());
+  logTexts(sttLogInfo, "Device info: %s, support: %s", {device_name, capabilities});
 
   std::string network_path;
   _VorinStatus status =
@@ -92,7 +92,10 @@ _VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t sty
   initialised_ = true;
   return VORIN_STATUS_OK;
 } catch (const std::exception& error) {
-  sttLogError("init error: %s", error.what());
+  logTexts(sttLogError, "init error: %s", {error.what()});
+  return VORIN_STATUS_FAILED;
+} catch (...) {
+  sttLogError("init error: unknown exception");
   return VORIN_STATUS_FAILED;
 }
 
@@ -117,7 +120,7 @@ _VorinStatus NeuralEngine::unpackNetwork(const std::string& network_name, const 
 _VorinStatus NeuralEngine::loadUnpacked(ov::Core& core, const std::string& device_name, const std::string& network_path) {
   sttLogInfo("Init NN");
   const std::int64_t start_ns = monotonicNanoseconds();
-  std::shared_ptr<ov::Model> model = core.read_model(network_path);
+  std::shared_ptr<ov::Model> model = core.read_model(platform::toUtf8(network_path));
   sttLogInfo("ReadNetwork finished");
   if (style_type_ != SttStyleTransfer && requested_width_ != 0 && requested_height_ != 0) {
     model->reshape(

@@ -3,12 +3,13 @@
 namespace vorin::neural {
 
 std::optional<std::size_t> findCatalogueRow(std::int32_t style_type, std::int32_t style_index) {
+  std::optional<std::size_t> found;
   for (std::size_t row = 0; row < kCatalogue.size(); ++row) {
     if (kCatalogue[row].style_type == style_type && kCatalogue[row].style_index.value_or(style_index) == style_index) {
-      return row;
+      found = row; // the rows with an index follow the one without
     }
   }
-  return std::nullopt;
+  return found;
 }
 
 std::string adaptNameToDevice(const std::string& network_name, const std::string& capabilities) {

@@ -12,18 +12,19 @@
 
 namespace vorin::neural {
 
-// Any style index of a style without a row of that index is served by the row without one.
+// A row without an index serves the indexes of its style that have no row of their own.
 struct CatalogueRow {
   std::int32_t style_type; // an SttStyleType
   std::optional<std::int32_t> style_index;
   const char* network_name;
 };
 
-// For style type 0, index 1 has no row of its own, nor has an index that was never set: both get the 256 network.
+// For style type 0, index 1 has no row of its own, nor has an index that was never set: both get the 256 network. The rows are in
+// the order of the engines in an object, which destroys them from the last to the first.
 inline constexpr std::array<CatalogueRow, 5> kCatalogue = {{
+    {0, std::nullopt, "ensemble_out_r31_256_retrained_autoencoder_int8.xml"},
     {0, 0, "ensemble_out_r31_512_retrained_autoencoder_int8.xml"},
     {0, 2, "ensemble_out_r31_c540p_s512_retrained_autoencoder.xml"},
-    {0, std::nullopt, "ensemble_out_r31_256_retrained_autoencoder_int8.xml"},
     {1, std::nullopt, "model_lightgrey_v19_int8.xml"},
     {2, std::nullopt, "cartoon_model_slim5.xml"},
 }};

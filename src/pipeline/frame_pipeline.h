@@ -59,6 +59,7 @@ private:
   // The engine's result at a size; errors of OpenCV, such as for a size of 0, leave it as exceptions.
   cv::Mat resultAtSize(std::int32_t width, std::int32_t height);
 
+  // An object destroys these from the last to the first: images, then the filters' engines, then those of the networks.
   std::array<neural::NeuralEngine, neural::kCatalogue.size()> neural_engines_; // by catalogue row
   neural::NeuralEngine* current_network_ = nullptr;                            // set by initPlugins, never cleared
   gpufilters::GpuFilterEngine stippling_engine_;

@@ -33,7 +33,7 @@ ov::Tensor FramePipeline::inferFrame(const SttFrame& input) try {
   ++inferred_frames_;
   return output;
 } catch (const std::exception& error) {
-  sttLogError("error: %s", error.what());
+  logTexts(sttLogError, "error: %s", {error.what()});
   return {};
 }
 

@@ -26,11 +26,11 @@ std::optional<std::uint32_t> readLogSwitch();
 // Hands a line to whoever debugs the process.
 void writeDebuggerOutput(const char* line);
 
-// Opens a text file for writing, emptying it; null on failure.
+// Opens a text file for writing, emptying it; null on failure, on POSIX also where the path is a symbolic link.
 std::FILE* openTextForWriting(const std::string& path);
 
-// Formats into a buffer of `size` bytes. False when the text does not fit, in which case the buffer holds nothing of use; where
-// the system's own bounds-checked formatter reports that as the caller's fault, it does so.
+// Formats into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's bounds-checked formatter
+// reports it where there is one, and elsewhere the text is cut. False when the buffer holds nothing of use.
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments);
 
 // Copies a text with its NUL into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's
@@ -49,10 +49,8 @@ std::int64_t performanceFrequency();
 // The per-user folder for local application data, created when missing, without a trailing separator; nothing when there is none.
 std::optional<std::string> localAppDataFolder();
 
-// Full path of the running program's file; nothing when the system does not tell or the path has 260 characters or more.
-std::optional<std::string> executablePath();
-
-// The folder of the running program's file, without a trailing separator; nothing where there is no executablePath.
+// The folder of the running program's file, without a trailing separator; nothing when the system does not tell. A path that the
+// system cuts (Windows, at 260 characters) counts as it was given.
 std::optional<std::string> executableFolder();
 
 // Whether the path names a folder. The path may end in a separator.
@@ -64,19 +62,20 @@ bool makeFolder(const std::string& path);
 // Whether anything has this path.
 bool exists(const std::string& path);
 
-// The folder for temporary files, ending in a separator; nothing when the system does not tell or the path has 260 characters or
-// more.
+// The folder for temporary files, ending in a separator; nothing when the system does not tell, as Windows does not for a path of
+// 260 characters or more.
 std::optional<std::string> temporaryFolder();
 
 // The folder of last resort for files. A file "in" it is named by appending the file's name without a separator.
 extern const char* const kLastResortFolder;
 
-// Proves that a file can be made under this path and deleted again; an existing one is replaced. Leaves nothing behind where both
-// work.
+// Proves that a file can be made under this path and deleted again; an existing one is replaced, on POSIX as by createBinary.
+// Leaves nothing behind where both work.
 bool canCreateAndDelete(const std::string& path);
 
-// Makes a file for binary writing; null on failure. An existing file gives way to a new one where the system allows it, and is
-// not emptied: another program may still read it, or have it mapped into memory, and would stop when it shrinks.
+// Makes a file for binary writing; null on failure. On POSIX whatever has this path is removed first and the file is created
+// anew: an existing file is not emptied, since another program may still read it or have it mapped into memory, and no link, pipe
+// or file that somebody else put there is written to. Windows empties an existing file.
 std::FILE* createBinary(const std::string& path);
 
 // ---- files named by wide text ----
@@ -84,6 +83,9 @@ std::FILE* createBinary(const std::string& path);
 // Narrow text to wide and back; empty for an empty text and for one that cannot be converted.
 std::wstring toWide(const std::string& narrow);
 std::string toNarrow(const std::wstring& wide);
+
+// Narrow text as the inference runtime takes names, which is UTF-8 on every system. POSIX hands the text on as it is.
+std::string toUtf8(const std::string& narrow);
 
 // Whether the process may write to what the path names.
 bool isWritable(const std::wstring& path);

@@ -96,10 +96,10 @@ TEST(ImageFiles, PhotoMarkedAsTurnedIsTurnedUpright) {
 TEST(ImageFiles, AnOutputKeepsAFileMadeMeanwhile) {
   const StylizeRun run;
   const std::vector<std::uint8_t> content = {1, 2, 3};
-  tools::OutputFile output(run.file("out.png"), false);
+  base::OutputFile output(run.file("out.png"), false);
   std::ofstream(run.file("out.png")) << "theirs";
   output.write(content);
-  EXPECT_THROW(output.commit(), tools::OutputError);
+  EXPECT_THROW(output.commit(), base::OutputError);
   EXPECT_EQ(readFile(run.file("out.png")), "theirs");
 }
 

@@ -4,6 +4,7 @@
 #include "support/log_lines.h"
 
 #include <gmock/gmock.h>
+#include <openvino/runtime/core.hpp>
 
 #include <cstring>
 
@@ -61,6 +62,7 @@ TEST(Devices, RequestsTakeTheLastOfTheirKindAndIntegratedBeforeDiscrete) {
                                {{kCpu, kIntegrated0}, 1, "notfind"},
                                {{kCpu, kDiscrete2}, 0, "notfind"},
                                {{kCpu}, 8, "notfind"},
+                               {{kCpu, kIntegrated0}, 15, "CPU"},
                                {{}, 0, "notfind"},
                                {{kIntegrated0}, 2, "notfind"},
                                {{kIntegrated0}, -1, "notfind"}};
@@ -106,6 +108,14 @@ TEST(Devices, SixteenAreRecordedAndAllAreLogged) {
   EXPECT_EQ(table.count(), 16);
   EXPECT_EQ(table.enumerate(nullptr), 16);
   EXPECT_EQ(table.requestDevice(0), "GPU.15");
+}
+
+TEST(Devices, BeforeOneThatCannotBeReadAreLoggedAndRecorded) {
+  tests::LogLines log;
+  DeviceTable table;
+  EXPECT_THROW(table.addFrom(ov::Core(), {"CPU", "nothing", "CPU"}), ov::Exception);
+  EXPECT_THAT(log.take(), testing::ElementsAre(testing::StartsWith("[I] Device CPU: ")));
+  EXPECT_EQ(table.count(), 1);
 }
 
 TEST(Devices, NamesFillTheirFieldsAndLongerOnesBecomeEmpty) {

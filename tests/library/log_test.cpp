@@ -77,6 +77,37 @@ TEST_F(Log, TakesTheLongestLineThatFits) {
   EXPECT_EQ(output.take(), "====== sdk: [E] " + message + "\n");
 }
 
+TEST_F(Log, CutsTheLongestTextsSoThatTheLineFits) {
+  const std::string umlauts = "\u00FC\u00FC"; // two bytes each
+  const struct {
+    const char* format;
+    std::vector<std::string> texts;
+    std::string message; // 238 bytes at most
+  } cases[] = {
+      {"init error: %s", {std::string(226, 'x')}, "init error: " + std::string(226, 'x')},
+      {"init error: %s", {std::string(227, 'x')}, "init error: " + std::string(223, 'x') + "..."},
+      {"del %s success", {std::string(5000, 'x')}, "del " + std::string(223, 'x') + "... success"},
+      {"error: %s", {std::string(225, 'x') + umlauts + "xyz"}, "error: " + std::string(225, 'x') + umlauts.substr(2) + "..."},
+      {"error: %s", {std::string(227, 'x') + umlauts}, "error: " + std::string(227, 'x') + umlauts},
+      {"error: %s", {std::string(227, 'x') + umlauts + "y"}, "error: " + std::string(227, 'x') + "..."},
+      {"error: %s", {std::string(226, 'x') + "%%%%%%%"}, "error: " + std::string(226, 'x') + "..."},
+      {"Device %s: %s", {"GPU.0", std::string(300, 'x')}, "Device GPU.0: " + std::string(221, 'x') + "..."},
+      {"Device %s: %s",
+       {std::string(300, 'x'), std::string(120, 'y')},
+       "Device " + std::string(111, 'x') + "...: " + std::string(111, 'y') + "..."}};
+  const LogSetting setting(1);
+  openLog();
+  for (const auto& test : cases) {
+    DebuggerOutput output;
+    if (test.texts.size() == 1) {
+      logTexts(sttLogError, test.format, {test.texts[0]});
+    } else {
+      logTexts(sttLogError, test.format, {test.texts[0], test.texts[1]});
+    }
+    EXPECT_EQ(output.take(), "====== sdk: [E] " + test.message + "\n");
+  }
+}
+
 TEST_F(Log, UsesAFolderThatExistsAndEmptiesTheFileAtEveryOpening) {
   const LogSetting setting(2);
   std::filesystem::create_directory(setting.appDataFolder() / "temp");

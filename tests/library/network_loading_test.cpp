@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <iostream>
 #include <optional>
 
 namespace vorin::neural {
@@ -114,11 +115,22 @@ TEST_F(NetworkLoadingTest, TellsItsStepsInOrderAndLeavesOnlyTheCache) {
   EXPECT_NEAR(answer(255), 1.0F, kHalfPrecision);
 }
 
-TEST_F(NetworkLoadingTest, CachesCompiledNetworksForGpusOnly) {
+// The stand-in has no devices of a number, and refuses a cache for them; the search for the cache's folder comes first.
+TEST_F(NetworkLoadingTest, CachesCompiledNetworksForTheFirstTwoGpusOnly) {
   package_.write({networkFiles(kCartoon, FixedNetwork{})});
-  ASSERT_EQ(load({.device = "CPU", .style_type = SttStyleCartoon}), VORIN_STATUS_OK);
-  EXPECT_EQ(lines_.front(), deviceLine("CPU"));
-  EXPECT_FALSE(fs::exists(cacheFolder()));
+  for (const auto& [device, cached] :
+       {std::pair("GPU", true), std::pair("GPU.0", true), std::pair("GPU.1", true), std::pair("GPU.2", false),
+        std::pair("GPU.10", false), std::pair("gpu", false), std::pair("GPU.", false), std::pair("CPU", false)}) {
+    SCOPED_TRACE(device);
+    testing::internal::CaptureStdout(); // of what cannot be compiled for
+    const _VorinStatus status = load({.device = device, .style_type = SttStyleCartoon});
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(lines_.front() == folderLine(), cached) << lines_.front();
+    EXPECT_EQ(fs::exists(cacheFolder()), cached && status == VORIN_STATUS_OK);
+    engine_.emplace(); // Windows keeps files that are in use
+    std::error_code ignored;
+    removeFolder(cacheFolder(), ignored);
+  }
 }
 
 // A second engine finds the first one's compiled network and answers the same.
@@ -207,6 +219,7 @@ std::vector<FailureCase> failureCases() {
   // Both begin as networks do: for other texts the runtime asks all its readers, one of which leaks.
   const std::string cut = "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>";
   const std::string inputs_line = "[I] only support 1 or 2 inputs";
+  static const std::string long_name(300, 'n'); // of a device; the runtime's message names it
   return {
       {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"[E] unsupported style"}, {}},
       {"no network", {{cartoon[1]}}, wanted, NeuralEngine::kExtractionFailed, {kNoEntry, kNoFile}, {}},
@@ -224,13 +237,14 @@ std::vector<FailureCase> failureCases() {
        {kRead, kException},
        transfer_left},
       {"no device", {cartoon}, {.device = "notfind", .style_type = SttStyleCartoon}, VORIN_STATUS_FAILED, {kException}, {}},
+      {"a long message", {cartoon}, {.device = long_name.c_str()}, VORIN_STATUS_FAILED, {kException}, {}},
       {"a negative size",
        {cartoon},
        {.style_type = SttStyleCartoon, .width = -1, .height = 8},
        VORIN_STATUS_FAILED,
        {kRead, kException},
        cartoon_left},
-      {"a network cut off", {{{kXml, cut}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {}, cartoon_left},
+      {"a network cut off", {{{kXml, cut}, cartoon[1]}}, wanted, VORIN_STATUS_FAILED, {kException}, cartoon_left},
       {"no inputs",
        {{{kXml, cut + "</layers></net>"}, cartoon[1]}},
        wanted,
@@ -260,6 +274,22 @@ TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp
     engine_.reset(); // Windows keeps a deleted file while the network still uses it
     EXPECT_THAT(unpackedNetworkFiles(), IsEmpty());
   }
+}
+
+// A host may have its standard output throw what it likes, and a failed compilation writes there.
+TEST_F(NetworkLoadingTest, WhatIsNoStandardExceptionDoesNotLeaveEither) {
+  struct ThrowingOutput : std::streambuf {
+    int_type overflow(int_type /*character*/) override { throw 7; } // NOLINT(hicpp-exception-baseclass)
+  } output;
+  package_.write({twinFiles(kTransfer256, TransferNetwork{})});
+  std::streambuf* const before = std::cout.rdbuf(&output);
+  std::cout.exceptions(std::ios::badbit);
+  _VorinStatus status = VORIN_STATUS_OK;
+  EXPECT_NO_THROW(status = load({.device = "HETERO", .style_type = SttStyleTransfer}));
+  std::cout.exceptions(std::ios::goodbit);
+  std::cout.rdbuf(before); // clears the state too
+  EXPECT_EQ(status, VORIN_STATUS_FAILED);
+  EXPECT_THAT(lines_.back(), StartsWith(kException));
 }
 
 TEST_F(NetworkLoadingTest, ANetworkWithoutItsWeightsIsFoundOutByTheRuntime) {

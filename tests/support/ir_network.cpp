@@ -44,6 +44,14 @@ IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector
   return constantOf("i64", shape, values.data(), values.size() * sizeof(std::int64_t));
 }
 
+IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector<std::int8_t>& values) {
+  return constantOf("i8", shape, values.data(), values.size());
+}
+
+IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector<std::uint8_t>& values) {
+  return constantOf("u8", shape, values.data(), values.size());
+}
+
 IrNetwork::Value IrNetwork::constantOf(const std::string& element_type, const std::string& shape, const void* values,
                                        std::size_t size_bytes) {
   constexpr std::size_t kAlignmentBytes = 8;

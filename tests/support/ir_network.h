@@ -22,6 +22,8 @@ public:
 
   Value constant(const std::string& shape, const std::vector<float>& values);
   Value constant(const std::string& shape, const std::vector<std::int64_t>& values);
+  Value constant(const std::string& shape, const std::vector<std::int8_t>& values);
+  Value constant(const std::string& shape, const std::vector<std::uint8_t>& values);
 
   // attributes: XML, such as `axis="1"`. version: that of the operation set in which the runtime finds the operation.
   Value operation(const std::string& type, const std::vector<Value>& arguments, const std::string& attributes = "",

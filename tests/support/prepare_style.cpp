@@ -1,7 +1,7 @@
 // usage: prepare_style FOLDER ROUNDS
-// Prepares the cartoon style of the package in FOLDER, each time with a new object, and restyles one grey pixel with it. Prints a
-// line a round: the status of the preparation and, if that is 0, the pixel's first byte. A program of its own so that the tests
-// can run two at once, in a folder of their choice.
+// Prepares the cartoon style of the package in FOLDER, or with an empty FOLDER of the package where the library looks by itself,
+// each time with a new object, and restyles one grey pixel with it. Prints a line a round: the status of the preparation and, if
+// that is 0, the pixel's first byte. A program of its own so that the tests can run two at once, in a folder of their choice.
 #include "vorin_stt.h"
 
 #include <cstdint>
@@ -22,7 +22,9 @@ int prepareOnce(const char* package_folder) {
   object->SetConfig(nullptr, SttCfgStyleType, &type);
   object->SetConfig(nullptr, SttCfgWidth, &size);
   object->SetConfig(nullptr, SttCfgHeight, &size);
-  object->SetConfig(nullptr, SttCfgModelPath, package_folder);
+  if (*package_folder != '\0') {
+    object->SetConfig(nullptr, SttCfgModelPath, package_folder);
+  }
   const _VorinStatus status = object->Prepare(nullptr);
   std::printf("%d", status);
   if (status == VORIN_STATUS_OK) {

@@ -36,7 +36,7 @@ sigset_t cancellingSignals() {
 void cancelNow() {
   const std::string_view line = cancellationLine();
   [[maybe_unused]] const auto written = write(standard_error, line.data(), line.size());
-  tools::removeUnfinishedFile(); // last: another thread may still be at work on a file
+  base::removeUnfinishedFile(); // last: another thread may still be at work on a file
   _exit(static_cast<int>(ExitStatus::kCancelled));
 }
 

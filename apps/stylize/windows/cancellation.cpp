@@ -27,8 +27,8 @@ void cancelNow() {
   const std::string_view line = cancellationLine();
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-  tools::restoreConsoleCodePage();
-  tools::removeUnfinishedFile(); // last: another thread may still be at work on a file
+  base::restoreConsoleCodePage();
+  base::removeUnfinishedFile(); // last: another thread may still be at work on a file
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::kCancelled));
 }
 

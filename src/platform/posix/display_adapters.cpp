@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
+#include <memory>
+#include <string_view>
 #include <system_error>
 
 namespace vorin::platform {
@@ -13,11 +15,12 @@ constexpr std::uint64_t kDisplayController = 0x03; // the base class, in the top
 
 // sysfs writes numbers either in decimal or as "0x..." in hexadecimal.
 std::optional<std::uint64_t> readNumber(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  std::string text;
-  if (!(file >> text)) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"), std::fclose);
+  char word[32];
+  if (!file || std::fscanf(file.get(), "%31s", word) != 1) {
     return std::nullopt;
   }
+  const std::string_view text = word;
   const bool hexadecimal = text.starts_with("0x");
   const char* begin = text.data() + (hexadecimal ? 2 : 0);
   const char* end = text.data() + text.size();

@@ -1,4 +1,4 @@
-// The log's switch and sinks on POSIX systems: an environment variable, standard error, and stdio.
+// The log's switch, debugger output and formatting on POSIX systems: an environment variable, standard error, and stdio.
 #include "platform/platform.h"
 
 #include <charconv>
@@ -25,13 +25,8 @@ void writeDebuggerOutput(const char* line) {
   static_cast<void>(std::fputs(line, stderr));
 }
 
-std::FILE* openTextForWriting(const std::string& path) {
-  return std::fopen(path.c_str(), "w");
-}
-
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
-  const int length = std::vsnprintf(buffer, size, format, arguments);
-  return length >= 0 && static_cast<std::size_t>(length) < size;
+  return std::vsnprintf(buffer, size, format, arguments) >= 0; // cuts what does not fit
 }
 
 void copyBounded(char* buffer, std::size_t size, const char* text) {

@@ -11,12 +11,27 @@
 namespace vorin::platform {
 namespace {
 
-constexpr std::size_t kPathBytes = 260; // the same bound as on Windows, so that a path is accepted by both or by neither
 constexpr mode_t kReadWriteForOwner = 0600;
+constexpr mode_t kReadWriteForAll = 0666; // before the process's mask
 
 std::string homeFolder() {
   const char* home = std::getenv("HOME"); // NOLINT(concurrency-mt-unsafe): the library never writes the environment
   return home != nullptr ? home : "";
+}
+
+// A descriptor of a new file, or a negative number. The file is never one that somebody else put there.
+int createAnew(const std::string& path, int access, mode_t mode) {
+  static_cast<void>(::unlink(path.c_str()));
+  return ::open(path.c_str(), access | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
+// Null for a negative descriptor.
+std::FILE* streamOf(int file, const char* mode) {
+  std::FILE* const stream = file < 0 ? nullptr : ::fdopen(file, mode);
+  if (file >= 0 && stream == nullptr) {
+    ::close(file);
+  }
+  return stream;
 }
 
 } // namespace
@@ -45,18 +60,10 @@ std::optional<std::string> localAppDataFolder() {
   return folder;
 }
 
-std::optional<std::string> executablePath() {
-  char path[kPathBytes];
-  const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
-  if (length <= 0 || static_cast<std::size_t>(length) >= sizeof path) {
-    return std::nullopt;
-  }
-  return std::string(path, static_cast<std::size_t>(length));
-}
-
 std::optional<std::string> executableFolder() {
-  const std::optional<std::string> path = executablePath();
-  return path ? std::optional(path->substr(0, path->rfind('/'))) : std::nullopt;
+  std::error_code error;
+  const std::string path = std::filesystem::read_symlink("/proc/self/exe", error).string();
+  return error ? std::nullopt : std::optional(path.substr(0, path.rfind('/')));
 }
 
 bool isFolder(const std::string& path) {
@@ -78,15 +85,11 @@ std::optional<std::string> temporaryFolder() {
   if (folder.back() != '/') {
     folder += '/';
   }
-  return folder.size() < kPathBytes ? std::optional(folder) : std::nullopt;
+  return folder;
 }
 
 bool canCreateAndDelete(const std::string& path) {
-  struct stat status = {};
-  if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
-    static_cast<void>(::unlink(path.c_str())); // what it leads to is nobody's probe
-  }
-  const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kReadWriteForOwner);
+  const int file = createAnew(path, O_RDWR, kReadWriteForOwner);
   if (file < 0) {
     return false;
   }
@@ -111,21 +114,26 @@ std::string toNarrow(const std::wstring& wide) {
   }
 }
 
+std::string toUtf8(const std::string& narrow) {
+  return narrow;
+}
+
 bool isWritable(const std::wstring& path) {
   return ::access(toNarrow(path).c_str(), W_OK) == 0;
 }
 
 std::FILE* createBinary(const std::string& path) {
-  struct stat status = {};
-  if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    return std::fopen(path.c_str(), "wb"); // a device, also by a link
-  }
-  static_cast<void>(::unlink(path.c_str()));
-  return std::fopen(path.c_str(), "wbx"); // never the file of a program that came in between
+  return streamOf(createAnew(path, O_WRONLY, kReadWriteForAll), "wb");
+}
+
+std::FILE* openTextForWriting(const std::string& path) {
+  // A pipe that nobody reads is refused, and not waited for.
+  const int access = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  return streamOf(::open(path.c_str(), access, kReadWriteForAll), "w");
 }
 
 std::FILE* openBinaryForReading(const std::wstring& path) {
-  return std::fopen(toNarrow(path).c_str(), "rb");
+  return std::fopen(toNarrow(path).c_str(), "rbe");
 }
 
 } // namespace vorin::platform

@@ -12,11 +12,6 @@ namespace {
 constexpr int kExistence = 0; // modes of _access
 constexpr int kWritability = 2;
 
-// What a call reports that fills a path of MAX_PATH characters: 0 for a failure, and the capacity or more for a path too long.
-bool isFilled(DWORD length) {
-  return length != 0 && length < MAX_PATH;
-}
-
 } // namespace
 
 const char kPathSeparator = '\\';
@@ -30,19 +25,12 @@ std::optional<std::string> localAppDataFolder() {
   return folder;
 }
 
-std::optional<std::string> executablePath() {
-  char path[MAX_PATH] = {};
-  const DWORD length = ::GetModuleFileNameA(nullptr, path, MAX_PATH);
-  return isFilled(length) ? std::optional<std::string>(path) : std::nullopt;
-}
-
 std::optional<std::string> executableFolder() {
   wchar_t path[MAX_PATH] = {};
-  const DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  if (!isFilled(length)) {
+  if (::GetModuleFileNameW(nullptr, path, MAX_PATH) == 0) {
     return std::nullopt;
   }
-  const std::wstring wide = path;
+  const std::wstring wide(path, ::wcsnlen(path, MAX_PATH));
   return toNarrow(wide.substr(0, wide.find_last_of(L"\\/"))); // cut first: a narrow character may hold the byte of a "\"
 }
 
@@ -64,7 +52,7 @@ bool exists(const std::string& path) {
 std::optional<std::string> temporaryFolder() {
   char folder[MAX_PATH] = {};
   const DWORD length = ::GetTempPathA(MAX_PATH, folder);
-  return isFilled(length) ? std::optional<std::string>(folder) : std::nullopt;
+  return length != 0 && length < MAX_PATH ? std::optional<std::string>(folder) : std::nullopt;
 }
 
 bool canCreateAndDelete(const std::string& path) {

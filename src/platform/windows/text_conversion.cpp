@@ -5,8 +5,23 @@
 #include <windows.h>
 
 namespace vorin::platform {
+namespace {
 
-// Both ask for the length first, the NUL included, and leave the NUL out of the result.
+// Asks for the length first, the NUL included, and leaves the NUL out of the result; so does toWide.
+std::string fromWide(UINT code_page, const std::wstring& wide) {
+  const int length = ::WideCharToMultiByte(code_page, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+  if (length <= 1) {
+    return {};
+  }
+  std::string text(static_cast<std::size_t>(length), '\0');
+  if (::WideCharToMultiByte(code_page, 0, wide.c_str(), -1, text.data(), length, nullptr, nullptr) == 0) {
+    return {};
+  }
+  text.pop_back();
+  return text;
+}
+
+} // namespace
 
 std::wstring toWide(const std::string& narrow) {
   const int length = ::MultiByteToWideChar(CP_ACP, 0, narrow.c_str(), -1, nullptr, 0);
@@ -22,16 +37,11 @@ std::wstring toWide(const std::string& narrow) {
 }
 
 std::string toNarrow(const std::wstring& wide) {
-  const int length = ::WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
-  if (length <= 1) {
-    return {};
-  }
-  std::string narrow(static_cast<std::size_t>(length), '\0');
-  if (::WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, narrow.data(), length, nullptr, nullptr) == 0) {
-    return {};
-  }
-  narrow.pop_back();
-  return narrow;
+  return fromWide(CP_ACP, wide);
+}
+
+std::string toUtf8(const std::string& narrow) {
+  return fromWide(CP_UTF8, toWide(narrow));
 }
 
 } // namespace vorin::platform

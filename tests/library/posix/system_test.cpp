@@ -1,13 +1,22 @@
-// What only POSIX systems have: adapters in a PCI tree, a device that is always full, and a log switch that is text.
+// What only POSIX systems have: adapters in a PCI tree, a limit on the size of files, files that are links or pipes, and a log
+// switch that is text.
 #include "core/vendor.h"
 #include "modelpack/model_package_reader.h"
+#include "platform/platform.h"
 #include "platform/posix/display_adapters.h"
 #include "support/log_lines.h"
 #include "support/package_bytes.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace vorin {
 namespace {
@@ -38,18 +47,79 @@ TEST(Adapters, AreReadFromThePciTree) {
   EXPECT_TRUE(platform::listDisplayAdaptersBelow((folder.path() / "none").string()).empty());
 }
 
-// A package's entry whose target cannot take the bytes.
-TEST(FullDevice, IsReportedAndItsLinkTakenAway) {
+// As on a full disk: files may not grow beyond this size.
+class FileSizeLimit {
+public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit = {bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &before_);
+    static_cast<void>(std::signal(SIGXFSZ, handler_));
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+  rlimit before_ = {};
+  void (*handler_)(int) = std::signal(SIGXFSZ, SIG_IGN); // a write reports the limit then
+};
+
+TEST(FullDisk, IsReportedAndTheTargetRemoved) {
   const TemporaryFolder folder;
   const fs::path package = folder.path() / "package";
   const fs::path target = folder.path() / "target";
   for (const std::size_t size : {1U, 4096U, 20000U}) {
     writeFile(package.string(), packageBytes({{"net.xml", randomBytes(size, 3)}}));
-    fs::create_symlink("/dev/full", target); // by a link, so that it is not the device that is removed afterwards
+    const FileSizeLimit limit(size - 1);
     EXPECT_EQ(modelpack::ModelPackageReader(package.wstring(), "net.xml", target.string()), modelpack::PackageStatus::kError)
         << size;
-    EXPECT_FALSE(fs::is_symlink(target)) << size;
+    EXPECT_FALSE(fs::exists(target)) << size;
   }
+}
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+bool isClosedOnExec(const File& file) {
+  return (::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+// Where another user put a file in the way of the library's.
+TEST(PlantedFiles, AreRemovedAndNeverWrittenTo) {
+  const TemporaryFolder folder;
+  const fs::path victim = folder.path() / "victim";
+  const fs::path path = folder.path() / "planted";
+  writeFile(victim.string(), "content");
+  const std::pair<const char*, std::function<void()>> kinds[] = {
+      {"symbolic link", [&] { fs::create_symlink(victim, path); }},
+      {"hard link", [&] { fs::create_hard_link(victim, path); }},
+      {"pipe", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
+  };
+  for (const auto& [kind, plant] : kinds) {
+    SCOPED_TRACE(kind);
+    plant();
+    EXPECT_TRUE(platform::canCreateAndDelete(path));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(path)));
+    plant();
+    const File created(platform::createBinary(path), std::fclose);
+    ASSERT_TRUE(created);
+    EXPECT_TRUE(isClosedOnExec(created));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(path)));
+    EXPECT_EQ(fs::hard_link_count(path), 1U);
+    EXPECT_EQ(readFile(victim), "content");
+    fs::remove(path);
+
+    if (kind != kinds[1].first) { // a log that its user gave another name too is still that user's log
+      plant();
+      EXPECT_EQ(platform::openTextForWriting(path), nullptr);
+      EXPECT_EQ(readFile(victim), "content");
+      fs::remove(path);
+    }
+  }
+  EXPECT_TRUE(isClosedOnExec(File(platform::openBinaryForReading(victim.wstring()), std::fclose)));
+  EXPECT_TRUE(isClosedOnExec(File(platform::openTextForWriting(victim), std::fclose)));
 }
 
 // Windows' switch is a number by its type, and its C runtime hands lines that do not fit to the host.
@@ -64,12 +134,12 @@ TEST(PosixLog, KeepsItsSwitchWhereTheVariableIsNoNumber) {
   }
 }
 
-TEST(PosixLog, DropsALineThatDoesNotFit) {
+TEST(PosixLog, CutsALineThatDoesNotFit) {
   const LogOn log;
   for (const std::size_t length : {239U, 255U, 256U, 5000U}) {
     DebuggerOutput output;
     sttLogError("%s", std::string(length, 'x').c_str());
-    EXPECT_EQ(output.take(), "") << length;
+    EXPECT_EQ(output.take(), "====== sdk: [E] " + std::string(238, 'x') + "\n") << length;
   }
 }
 
