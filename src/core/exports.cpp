@@ -34,8 +34,8 @@ _VorinStatus vorin_SttCreate(VorinSttHandle* handle) {
 }
 
 _VorinStatus vorin_SttDestroy(VorinSttHandle handle) {
-  // Deliberate, and hosts rely on it: the destructor does not run on this door, and the storage is given back with the cell's
-  // size.
+  // Deliberate: the destructor does not run on this door, and the storage is given back with the cell's size. What the object
+  // owns stays until the process ends.
   ::operator delete(static_cast<void*>(handle->object), kCellBytes);
   std::free(handle);
   return VORIN_STATUS_OK;

@@ -3,7 +3,7 @@
 //
 // Tried in this order: the program's own folder; "Merix/VORIN" below the per-user application data, made when missing; the
 // temporary folder; and where the system names no temporary folder, a folder of last resort, unproven. A temporary folder that is
-// named but cannot be written to is tried again without end, which hosts rely on when such a folder appears late.
+// named but cannot be written to is deliberately tried again without end: the call returns when that folder can be used.
 #pragma once
 
 #include <string>

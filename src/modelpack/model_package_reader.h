@@ -7,8 +7,8 @@
 // which ends with a record of an empty name, whose size and offset are present as in any other. The entries' bytes lie anywhere
 // in the file, each XORed with 0x3C. The first record of a name counts.
 //
-// Every file ends the reader with a status, but for one case that the format's users know: an entry that runs past the end of the
-// file makes it wait for the missing bytes without end, as if they were still being written. A package must be complete.
+// Every file ends the reader with a status but for one, deliberately: an entry that runs past the end of the file makes it wait
+// for the missing bytes without end, as if they were still being written. A package must be complete.
 #pragma once
 
 #include <string>

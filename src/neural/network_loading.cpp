@@ -39,8 +39,8 @@ std::string capabilityText(ov::Core& core, const std::string& device_name) {
   return text;
 }
 
-// The library's frames: 8-bit blue-green-red, interleaved. The colour conversion changes nothing; hosts of the runtime's own
-// tools see it in the network and expect it there.
+// The library's frames: 8-bit blue-green-red, interleaved. The colour conversion is requested on purpose, although one from BGR
+// to BGR adds nothing to the network.
 ov::preprocess::PreProcessSteps& takeFrames(ov::preprocess::InputInfo& input) {
   input.tensor()
       .set_element_type(ov::element::u8)
@@ -167,7 +167,7 @@ std::shared_ptr<ov::Model> NeuralEngine::addConversions(const std::shared_ptr<ov
   case SttStyleTransfer:
     takeFrames(processor.input(kContentInputName))
         .convert_element_type(ov::element::f16)
-        .mean({123.675F, 116.28F, 103.53F}) // red, green, blue, on blue, green, red channels: as the networks know it
+        .mean({123.675F, 116.28F, 103.53F}) // red, green, blue, on blue, green, red channels
         .scale({58.395F, 57.12F, 57.375F});
     processor.input(kStyleInputName).model().set_layout("NCHW");
     break;
@@ -188,7 +188,7 @@ void NeuralEngine::compile(ov::Core& core, const std::shared_ptr<ov::Model>& mod
       request_ = core.compile_model(model, device_name, ov::AnyMap{}).create_infer_request();
       return;
     } catch (...) {
-      // Standard output, not the log: it is the sign that hosts of this library watch for.
+      // Deliberately on standard output and not in the log, a line for each attempt.
       std::cout << "exception: compile model" << std::endl;
     }
   }

@@ -7,7 +7,8 @@
 //   infer           runs one frame (neural_inference.cpp)
 //
 // The networks of style type 0 get the mean and deviation of their training data in red, green, blue order on blue, green, red
-// channels, while the style image gets them matched to its colours. Both are what the networks were made for.
+// channels, while the style image gets them matched to its colours. The mismatch is deliberate: a network for this library has to
+// be made for it.
 #pragma once
 
 #include "modelpack/unpacked_files.h"
@@ -33,7 +34,7 @@ public:
   NeuralEngine& operator=(const NeuralEngine&) = delete;
 
   // What load returns besides VORIN_STATUS_OK, VORIN_STATUS_INVALID_PARAM (a network of other than one or two inputs),
-  // VORIN_STATUS_FAILED (an exception of the runtime), VORIN_STATUS_PATH_NOT_FOUND (no writable package folder) and
+  // VORIN_STATUS_FAILED (something was thrown), VORIN_STATUS_PATH_NOT_FOUND (no writable package folder) and
   // VORIN_STATUS_UNKNOWN_TYPE.
   static constexpr auto kExtractionFailed = VORIN_STATUS_UNSUPPORTED;
 

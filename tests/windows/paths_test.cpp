@@ -69,6 +69,9 @@ TEST_F(CodePage, ConvertsWhatItHasAndReplacesWhatItLacks) {
                                                            "e \x80");
   EXPECT_EQ(platform::toNarrow(L"\u6F22"), "?");
   EXPECT_EQ(platform::toNarrow(L"\u0101"), "a"); // the nearest
+  EXPECT_EQ(platform::toUtf8("Gr\xFC\xDF"
+                             "e"),
+            "Gr\u00FC\u00DFe");
   EXPECT_EQ(platform::toWide(""), L"");
   EXPECT_EQ(platform::toNarrow(L""), "");
 }

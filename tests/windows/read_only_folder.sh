@@ -9,9 +9,11 @@ source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 user=()
 trap '"${user[@]}" /usr/lib/wine/wineserver -k 2>/dev/null || true; chmod -R u+w "$work"; rm -rf "$work"' EXIT
 export WINEPREFIX="$work/prefix" WINEPATH= HOME="$work/home" LC_ALL=C.UTF-8
-mkdir -p "$WINEPREFIX" "$HOME" "$work/program" "$work/Grüße" "$work/漢字"
+deep="$(printf 'd%.0s' {1..100})"
+deep="$deep/$deep"
+mkdir -p "$WINEPREFIX" "$HOME" "$work/program" "$work/Grüße" "$work/漢字" "$work/$deep/$deep"
 cp "$source_dir/scripts/with-wine" "$work" # where that user may read it
-for folder in program Grüße 漢字; do
+for folder in program Grüße 漢字 "$deep/$deep"; do
   cp "$1" "$work/$folder/host.exe"
 done
 if [[ "$(id -u)" == 0 ]]; then
@@ -44,6 +46,7 @@ set_temporary_folder() { # Wine takes the variable from the user's settings
 }
 
 expect_folder "a folder named within the code page" '?:\\*\\Grüße' Grüße
+expect_folder "a path that is cut at 260 characters" '?:\\*\\'"${deep//\//\\\\}" "$deep/$deep"
 data="$(echo "$WINEPREFIX"/drive_c/users/*/AppData/Local)"
 [[ ! -e "$data/Merix" ]] || fail "application data touched for a folder that is writable"
 expect_folder "a read-only folder" '?:\\users\\*\\AppData\\Local\\Merix\\VORIN' program

@@ -10,7 +10,7 @@ std::optional<std::uint32_t> readLogSwitch() {
   if (::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Merix\\Tolvk\\Debug", 0, KEY_READ, &key) != ERROR_SUCCESS) {
     return std::nullopt;
   }
-  // The key is never closed, on purpose: one open key an object is what hosts have always seen of the library.
+  // The key is deliberately never closed: each object that is made leaves one open until the process ends.
   std::uint32_t value = 0;
   DWORD size_bytes = sizeof value;
   // Any type of 4 bytes is a number.

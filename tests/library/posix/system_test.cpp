@@ -4,13 +4,16 @@
 #include "modelpack/model_package_reader.h"
 #include "platform/platform.h"
 #include "platform/posix/display_adapters.h"
+#include "support/child_process.h"
 #include "support/log_lines.h"
 #include "support/package_bytes.h"
 
 #include <gtest/gtest.h>
+#include <openvino/core/version.hpp>
 
 #include <csignal>
 #include <cstdio>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
@@ -120,6 +123,25 @@ TEST(PlantedFiles, AreRemovedAndNeverWrittenTo) {
   }
   EXPECT_TRUE(isClosedOnExec(File(platform::openBinaryForReading(victim.wstring()), std::fclose)));
   EXPECT_TRUE(isClosedOnExec(File(platform::openTextForWriting(victim), std::fclose)));
+}
+
+// The runtime refuses its list of plugins: no device is named with a dot in it.
+TEST(RuntimeWithoutDevices, LeavesTheConstructorAsAnException) {
+  const TemporaryFolder runtime;
+  Dl_info library = {};
+  ASSERT_NE(::dladdr(reinterpret_cast<const void*>(&ov::get_openvino_version), &library), 0);
+  for (const auto& entry : fs::directory_iterator(fs::path(library.dli_fname).parent_path())) {
+    fs::create_symlink(entry.path(), runtime.path() / entry.path().filename());
+  }
+  fs::remove(runtime.path() / "plugins.xml");
+  writeFile(runtime.path() / "plugins.xml", R"(<ie><plugins><plugin name="G.PU" location="none.so"/></plugins></ie>)");
+  ChildSetting setting;
+  setting.variables = {{"LD_LIBRARY_PATH", runtime.path()}, {"VORIN_DUMP_ST_LOG", "1"}};
+  ChildProcess process({VORIN_PREPARE_STYLE, "", "1"}, setting);
+  const ChildResult result = process.wait();
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_TRUE(result.standard_error.starts_with("====== sdk: [I] Create StyleTransfer object\nException from "))
+      << result.standard_error;
 }
 
 // Windows' switch is a number by its type, and its C runtime hands lines that do not fit to the host.
