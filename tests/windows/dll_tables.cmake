@@ -2,7 +2,7 @@ cmake_minimum_required(VERSION 3.25)
 
 # Fails unless the DLL exports exactly the list below, and imports from nothing but four of Windows' own libraries and the two that it
 # is there to use.
-include(${CMAKE_CURRENT_LIST_DIR}/../c_functions.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/../library/c_functions.cmake)
 set(expected
     ??0SttInterface@@QEAA@$$QEAV0@@Z
     ??0SttInterface@@QEAA@AEBV0@@Z

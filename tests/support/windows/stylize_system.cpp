@@ -29,13 +29,13 @@ void savePicture(const std::string& file, const cv::Mat& bgr) {
     writeFile(file, pngBytes(bgr));
     return;
   }
-  const std::vector<std::uint8_t> bytes = stylize::encodePicture(tools::pathFromUtf8(file), bgr);
+  const std::vector<std::uint8_t> bytes = stylize::encodePicture(base::pathFromUtf8(file), bgr);
   writeFile(file, std::string(bytes.begin(), bytes.end()));
 }
 
 cv::Mat loadPicture(const std::string& file) {
   try {
-    return stylize::readPicture(tools::pathFromUtf8(file));
+    return stylize::readPicture(base::pathFromUtf8(file));
   } catch (const std::exception&) {
     return {};
   }

@@ -1,0 +1,266 @@
+#include "clip_writer.h"
+
+#include "clip_streams.h"
+#include "output_path.h"
+#include "quoted_name.h"
+#include "unfinished_file.h"
+#include "utf8_path.h"
+#include "video_encoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ContainerRow {
+  std::string_view extension;
+  const char* format;
+};
+
+constexpr std::array kContainers = {ContainerRow{".mp4", "mp4"}, ContainerRow{".m4v", "mp4"}, ContainerRow{".mov", "mov"},
+                                    ContainerRow{".mkv", "matroska"}};
+
+const ContainerRow* findContainer(const fs::path& file) {
+  const std::string extension = base::lowerCaseExtension(file);
+  const auto* row =
+      std::find_if(kContainers.begin(), kContainers.end(), [&](const ContainerRow& each) { return each.extension == extension; });
+  return row == kContainers.end() ? nullptr : row;
+}
+
+const ContainerRow& containerOf(const fs::path& output) {
+  const ContainerRow* row = findContainer(output);
+  if (row == nullptr) {
+    throw OptionError("the output " + base::quotedPath(output) + " has no file extension of a clip: use one of " +
+                      clipExtensions());
+  }
+  return *row;
+}
+
+bool isTurned(const std::array<std::int32_t, 9>& matrix) {
+  constexpr std::array<std::int32_t, 9> kUpright = {1 << 16, 0, 0, 0, 1 << 16, 0, 0, 0, 1 << 30};
+  return matrix != kUpright;
+}
+
+} // namespace
+
+bool isClipName(const fs::path& file) {
+  return findContainer(file) != nullptr;
+}
+
+std::string clipExtensions() {
+  std::string text;
+  for (const ContainerRow& row : kContainers) {
+    text += (text.empty() ? "" : ", ") + std::string(row.extension);
+  }
+  return text;
+}
+
+void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
+  silenceLibav();
+  const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
+  if (format == nullptr) {
+    throw OptionError("libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
+  }
+  static_cast<void>(configuredEncoder(options, *format));
+}
+
+class ClipWriter::File {
+public:
+  File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options);
+
+  Size size() const { return size_; }
+  const std::vector<std::string>& warnings() const { return warnings_; }
+  void write(VideoFrame&& frame);
+  void write(AVPacket& packet);
+  void finish();
+  std::int64_t finishEarly();
+
+private:
+  bool isMatroska() const { return std::strcmp(context_->oformat->name, "matroska") == 0; }
+  void addVideo(const VideoInfo& source);
+  void open();
+  bool writeEncoded(); // the next packet of the encoder; false: none
+  void hand(AVPacket& packet);
+  void close();
+  void check(int status) const;
+
+  fs::path output_;
+  Size size_;
+  bool overwrite_;
+  base::UnfinishedFile temporary_;
+  OutputHandle context_;
+  std::optional<VideoEncoder> encoder_;
+  std::optional<CopiedStreams> copied_;
+  AVRational time_base_{}; // of the frames
+  PacketHandle packet_ = newPacket();
+  std::vector<std::string> warnings_;
+  std::int64_t frames_ = 0;
+  std::int64_t encoded_ = 0;
+};
+
+ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
+    : output_(base::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
+      temporary_(base::temporaryBeside(output_)) {
+  silenceLibav();
+  AVFormatContext* context = nullptr;
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.path().string()).c_str()) <
+      0) {
+    throw std::bad_alloc();
+  }
+  context_.reset(context);
+  if (isMatroska()) { // it can hold the times below 0 at which much sound begins; libav would move all of the clip
+    context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+  }
+  encoder_.emplace(source, size, options, *context_->oformat);
+  addVideo(source);
+  if (source.streams != nullptr) {
+    copied_.emplace(*source.streams, *context_);
+    CopiedStreams::copyMetadata(*source.streams->context, *context_);
+    warnings_.insert(warnings_.end(), copied_->warnings().begin(), copied_->warnings().end());
+  }
+  open();
+}
+
+void ClipWriter::File::addVideo(const VideoInfo& source) {
+  AVStream* stream = avformat_new_stream(context_.get(), nullptr);
+  if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder_->context()) < 0) {
+    throw std::bad_alloc();
+  }
+  time_base_ = toLibav(source.time_base);
+  stream->time_base = time_base_;
+  stream->avg_frame_rate = encoder_->context().framerate;
+  stream->sample_aspect_ratio = encoder_->context().sample_aspect_ratio;
+  if (source.streams != nullptr) {
+    const AVStream& video = source.streams->video();
+    stream->disposition = video.disposition;
+    av_dict_copy(&stream->metadata, video.metadata, 0);
+    av_dict_set(&stream->metadata, "encoder", nullptr, 0);
+  }
+  if (!source.rotation || !isTurned(*source.rotation)) {
+    return;
+  }
+  if (isMatroska()) {
+    warnings_.emplace_back("the clip is turned by its player, which a .mkv file cannot say: name the output .mp4 or .mov");
+    return;
+  }
+  std::uint8_t* matrix = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof(*source.rotation));
+  if (matrix == nullptr) {
+    throw std::bad_alloc();
+  }
+  std::memcpy(matrix, source.rotation->data(), sizeof(*source.rotation));
+}
+
+void ClipWriter::File::open() {
+  int status = avio_open(&context_->pb, context_->url, AVIO_FLAG_WRITE);
+  if (status < 0) {
+    throw fault(output_, "cannot be written (" + libavText(status) + "): choose another folder");
+  }
+  status = avformat_write_header(context_.get(), nullptr);
+  if (status < 0 && context_->pb->error < 0) {
+    check(status);
+  } else if (status < 0) {
+    throw fault(output_, "cannot be made with these streams (" + libavText(status) + "): name the output .mkv");
+  }
+}
+
+void ClipWriter::File::check(int status) const {
+  const int error = context_->pb != nullptr && context_->pb->error < 0 ? context_->pb->error : status;
+  if (error < 0) {
+    throw fault(output_, "cannot be written (" + libavText(error) + "): make room or choose another folder");
+  }
+}
+
+void ClipWriter::File::write(VideoFrame&& frame) {
+  encoder_->send(std::move(frame));
+  ++frames_;
+  while (writeEncoded()) {
+  }
+}
+
+bool ClipWriter::File::writeEncoded() {
+  if (!encoder_->receive(*packet_)) {
+    return false;
+  }
+  packet_->stream_index = 0;
+  av_packet_rescale_ts(packet_.get(), time_base_, context_->streams[0]->time_base);
+  hand(*packet_);
+  ++encoded_;
+  return true;
+}
+
+void ClipWriter::File::write(AVPacket& packet) {
+  if (copied_ && copied_->place(packet, *context_)) {
+    hand(packet);
+  }
+}
+
+void ClipWriter::File::hand(AVPacket& packet) {
+  check(av_interleaved_write_frame(context_.get(), &packet));
+}
+
+void ClipWriter::File::finish() {
+  encoder_->sendEnd();
+  while (writeEncoded()) {
+  }
+  close();
+}
+
+std::int64_t ClipWriter::File::finishEarly() {
+  std::error_code ignored;
+  if (frames_ == 0 || (overwrite_ && fs::exists(output_, ignored))) {
+    return 0;
+  }
+  constexpr std::chrono::milliseconds kPatience(100);
+  const auto start = std::chrono::steady_clock::now();
+  if (encoded_ == 0 || encoder_->endsQuickly()) {
+    encoder_->sendEnd();
+    while ((encoded_ == 0 || std::chrono::steady_clock::now() - start < kPatience) && writeEncoded()) {
+    }
+  }
+  close();
+  return encoded_;
+}
+
+void ClipWriter::File::close() {
+  check(av_write_trailer(context_.get()));
+  check(avio_closep(&context_->pb));
+  base::moveIntoPlace(temporary_.path(), output_, overwrite_);
+}
+
+ClipWriter::ClipWriter(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
+    : file_(std::make_unique<File>(output, source, size, options)) {}
+ClipWriter::~ClipWriter() = default;
+
+Size ClipWriter::size() const {
+  return file_->size();
+}
+
+void ClipWriter::write(VideoFrame&& frame) {
+  file_->write(std::move(frame));
+}
+
+void ClipWriter::write(StreamPacket&& packet) {
+  file_->write(*packet.data->packet);
+}
+
+void ClipWriter::finish() {
+  file_->finish();
+}
+
+std::int64_t ClipWriter::finishEarly() {
+  return file_->finishEarly();
+}
+
+std::vector<std::string> ClipWriter::warnings() const {
+  return file_->warnings();
+}
+
+} // namespace vorin::media
