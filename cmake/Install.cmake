@@ -15,8 +15,15 @@ if(WIN32)
   set(vorin_model_dir models)
 else()
   set(vorin_runtime_dir ${CMAKE_INSTALL_LIBDIR}/vorin-stt)
-  set_target_properties(vorin_stt PROPERTIES INSTALL_RPATH "$ORIGIN/vorin-stt")
-  set(vorin_program_rpath "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${vorin_runtime_dir}")
+  get_target_property(vorin_runtime_source openvino::runtime LOCATION)
+  cmake_path(GET vorin_runtime_source PARENT_PATH vorin_runtime_source)
+  # The build folder takes the installed RUNPATHs, and installing changes none. A RUNPATH of its own would end in empty elements, CMake's
+  # room for the installed one, and an empty element is the current folder, from which a library would then be loaded.
+  file(CREATE_LINK ${vorin_runtime_source} ${PROJECT_BINARY_DIR}/vorin-stt SYMBOLIC)
+  set_target_properties(vorin_stt PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/vorin-stt")
+  set_target_properties(vorin_softgpu_openvino PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
+  set(vorin_program_rpath "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${vorin_runtime_dir}") # as installed
+  list(APPEND vorin_program_rpath "$ORIGIN" "$ORIGIN/vorin-stt") # as built
 endif()
 
 # ---- library, development ----
@@ -61,7 +68,7 @@ install(
 # ---- programs, models, papers ----
 if(VORIN_BUILD_TOOLS)
   if(NOT WIN32)
-    set_target_properties(vorin-stylize vorin-pack PROPERTIES INSTALL_RPATH "${vorin_program_rpath}")
+    set_target_properties(vorin-stylize vorin-pack PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${vorin_program_rpath}")
     include(ManPage)
     vorin_add_man_page(vorin-stylize "repaint pictures in an artistic style")
     vorin_add_man_page(vorin-pack "make and check packages of style networks")

@@ -15,8 +15,6 @@ set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian_size.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "the vorin-stt developers <vorin-stt@localhost>")
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
-get_target_property(vorin_runtime_library openvino::runtime LOCATION)
-cmake_path(GET vorin_runtime_library PARENT_PATH vorin_runtime_source)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${vorin_runtime_source})
 # The filter styles need an OpenCL implementation; without a GPU's own, the one for processors.

@@ -36,11 +36,6 @@ std::uint32_t squared(std::uint32_t edge) {
   return edge * edge;
 }
 
-std::int32_t raisedToMultiple(std::int32_t size, std::int32_t edge) {
-  const std::int32_t rest = size % edge;
-  return rest == 0 ? size : size + edge - rest;
-}
-
 } // namespace
 
 void GpuFilterEngine::Init(std::int32_t device_kind, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
@@ -53,11 +48,10 @@ void GpuFilterEngine::Init(std::int32_t device_kind, std::int32_t style_type, st
   requested_width_ = width;
   requested_height_ = height;
 
-  if (!chooseDevice(device_kind)) {
+  if (!chooseDevice(device_kind) || !computeWorkGroupEdge()) {
     sttLogInfo("Opencl platform init failed!");
     return;
   }
-  computeWorkGroupEdge();
   context_ = cl::Context();
   context_ = cl::Context(device_);
   queue_ = cl::CommandQueue();
@@ -93,15 +87,19 @@ bool GpuFilterEngine::chooseDevice(std::int32_t device_kind) {
 }
 
 // Half of the smallest power of two whose square reaches the device's largest work-group, so a square tile stays well below it.
-void GpuFilterEngine::computeWorkGroupEdge() {
+// Without the device's answer there is no edge; the one from before stays for the next attempt.
+bool GpuFilterEngine::computeWorkGroupEdge() {
   std::size_t max_work_group_items = 0;
-  device_.getInfo(CL_DEVICE_MAX_WORK_GROUP_SIZE, &max_work_group_items);
+  if (device_.getInfo(CL_DEVICE_MAX_WORK_GROUP_SIZE, &max_work_group_items) != CL_SUCCESS) {
+    return false;
+  }
   auto edge = static_cast<std::uint32_t>(work_group_edge_);
   // Starting over from an edge of 0 must not loop for ever.
   while (edge != 0 && squared(edge) < max_work_group_items) {
     edge *= 2;
   }
   work_group_edge_ = static_cast<std::int32_t>(edge / 2);
+  return true;
 }
 
 bool GpuFilterEngine::buildProgram() {
@@ -133,11 +131,16 @@ bool GpuFilterEngine::isPreparedFor(std::int32_t width, std::int32_t height, boo
   return ready && width == width_ && height == height_;
 }
 
+std::int32_t GpuFilterEngine::padded(std::int32_t size) const {
+  const std::int32_t rest = size % work_group_edge_;
+  return rest == 0 ? size : size + work_group_edge_ - rest;
+}
+
 void GpuFilterEngine::storeSize(std::int32_t width, std::int32_t height) {
   width_ = width;
   height_ = height;
-  padded_width_ = raisedToMultiple(width, work_group_edge_);
-  padded_height_ = raisedToMultiple(height, work_group_edge_);
+  padded_width_ = padded(width);
+  padded_height_ = padded(height);
 }
 
 void GpuFilterEngine::createImages() {

@@ -36,9 +36,9 @@ public:
 
   // Makes the device images and tables for frames of width x height pixels. Does nothing where the engine's last preparation was
   // for that size, whichever filter's it was, and this filter has been prepared before: an engine that takes turns at both
-  // filters and at sizes may thus run on tables of an earlier size. A size counts as prepared also when its upload failed.
-  // Returns VORIN_STATUS_OK or VORIN_STATUS_FAILED. The behaviour with a work-group edge of 0, which a device of work-groups of
-  // one item brings about, is undefined: nothing guards the division by the edge.
+  // filters and at sizes may thus run on tables of an earlier size. A size counts as prepared also when its upload failed,
+  // but not when the host had no memory for the tables: that leaves as std::bad_alloc. Returns VORIN_STATUS_OK, or
+  // VORIN_STATUS_FAILED, always so with a work-group edge of 0, which a device of work-groups of one item brings about.
   _VorinStatus PreparePencilSketch(std::int32_t width, std::int32_t height);
   _VorinStatus PrepareStippling(std::int32_t width, std::int32_t height);
 
@@ -60,11 +60,12 @@ public:
 
 private:
   bool chooseDevice(std::int32_t device_kind);
-  void computeWorkGroupEdge();
+  bool computeWorkGroupEdge();
   bool buildProgram();
   bool createKernels();
 
   bool isPreparedFor(std::int32_t width, std::int32_t height, bool ready) const;
+  std::int32_t padded(std::int32_t size) const; // raised to whole work-groups
   void storeSize(std::int32_t width, std::int32_t height);
   void createImages();
   cl::Image2D createImage(cl_mem_flags access);

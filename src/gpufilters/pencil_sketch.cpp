@@ -25,12 +25,15 @@ std::vector<float> gaussianWeights(std::int32_t radius) {
 } // namespace
 
 _VorinStatus GpuFilterEngine::PreparePencilSketch(std::int32_t width, std::int32_t height) {
+  if (work_group_edge_ == 0) {
+    return VORIN_STATUS_FAILED;
+  }
   if (isPreparedFor(width, height, pencil_ready_)) {
     return VORIN_STATUS_OK;
   }
-  pencil_ready_ = true; // before anything can fail: a size is tried once
+  const std::vector<float> weights = gaussianWeights(pencil_radius_); // first: without memory for it, the size stays untried
+  pencil_ready_ = true;                                               // before the device can fail: a size is tried once
   storeSize(width, height);
-  const std::vector<float> weights = gaussianWeights(pencil_radius_);
   const std::size_t size_bytes = weights.size() * sizeof(float);
   filter_weights_ = cl::Buffer();
   filter_weights_ = createTableBuffer(size_bytes);

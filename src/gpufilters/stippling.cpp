@@ -6,19 +6,21 @@
 namespace vorin::gpufilters {
 
 _VorinStatus GpuFilterEngine::PrepareStippling(std::int32_t width, std::int32_t height) {
+  if (work_group_edge_ == 0) {
+    return VORIN_STATUS_FAILED;
+  }
   if (isPreparedFor(width, height, stippling_ready_)) {
     return VORIN_STATUS_OK;
   }
-  stippling_ready_ = true; // before anything can fail: a size is tried once
+  const std::uint32_t entries = static_cast<std::uint32_t>(padded(width)) * static_cast<std::uint32_t>(padded(height));
+  const DisplacementTables tables = buildDisplacementTables(entries, stippling_radius_); // first, as the pencil sketch's weights
+  stippling_ready_ = true;
   storeSize(width, height);
-  const std::uint32_t entries = static_cast<std::uint32_t>(padded_width_) * static_cast<std::uint32_t>(padded_height_);
   random_x_ = cl::Buffer();
   random_x_ = createTableBuffer(entries);
   random_y_ = cl::Buffer();
   random_y_ = createTableBuffer(entries);
   createImages();
-
-  const DisplacementTables tables = buildDisplacementTables(entries, stippling_radius_);
   const cl_int x_result = uploadTable(random_x_, entries, tables.x.data());
   const cl_int y_result = uploadTable(random_y_, entries, tables.y.data()); // also when the first failed
   if (x_result != CL_SUCCESS || y_result != CL_SUCCESS) {

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <iostream>
+#include <limits>
+#include <stdexcept>
 
 namespace vorin::neural {
 namespace {
@@ -140,10 +142,19 @@ _VorinStatus NeuralEngine::loadUnpacked(ov::Core& core, const std::string& devic
   return VORIN_STATUS_OK;
 }
 
+cv::Size NeuralEngine::pictureSize(const ov::Shape& input) {
+  constexpr std::size_t kMaxPixels = std::numeric_limits<int>::max() / 3;
+  if (input.size() != 4 || input[0] != 1 || input[1] != 3 || input[2] == 0 || input[3] == 0 || input[2] > kMaxPixels / input[3]) {
+    throw std::runtime_error("the network's input is no picture of three planes");
+  }
+  return {static_cast<int>(input[3]), static_cast<int>(input[2])};
+}
+
 void NeuralEngine::readInputs(const ov::Model& model) {
   const ov::Output<const ov::Node> content = style_type_ == SttStyleTransfer ? model.input(kContentInputName) : model.input(0);
-  network_width_ = static_cast<std::int32_t>(content.get_shape().at(3));
-  network_height_ = static_cast<std::int32_t>(content.get_shape().at(2));
+  const cv::Size size = pictureSize(content.get_shape());
+  network_width_ = size.width;
+  network_height_ = size.height;
   if (style_type_ != SttStyleTransfer) {
     return;
   }

@@ -66,6 +66,9 @@ private:
   void compile(ov::Core& core, const std::shared_ptr<ov::Model>& model, const std::string& device_name);
 
   cv::Size styleSize() const;
+  // The size of the pictures of a network's input, [1, 3, height, width]. Throws std::runtime_error for any other shape, and for
+  // more values than an int counts.
+  static cv::Size pictureSize(const ov::Shape& input);
 
   bool initialised_ = false;
   std::int32_t style_type_ = -1;

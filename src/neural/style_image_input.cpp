@@ -45,7 +45,7 @@ cv::Size NeuralEngine::styleSize() const {
   for (const ov::Output<ov::Node>& input : inputs_) {
     const auto& names = input.get_names();
     if (!names.empty() && *names.begin() == kStyleInputName) {
-      return {static_cast<int>(input.get_shape().at(3)), static_cast<int>(input.get_shape().at(2))};
+      return pictureSize(input.get_shape());
     }
   }
   return {};

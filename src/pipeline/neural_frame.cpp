@@ -5,22 +5,41 @@
 #include "pipeline/temporal_smoothing.h"
 
 #include <exception>
+#include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace vorin {
 namespace {
 
 constexpr std::size_t kColourPlanes = 3;
 
-// Sizes of a network's output, [1, channels, height, width].
-struct OutputShape {
-  explicit OutputShape(const ov::Tensor& tensor)
-      : channels(tensor.get_shape().at(1)), height(static_cast<int>(tensor.get_shape().at(2))),
-        width(static_cast<int>(tensor.get_shape().at(3))) {}
+// A network's output, [1, channels, height, width]. The package decides its shape, so nothing of it is taken on trust.
+class NetworkOutput {
+public:
+  explicit NetworkOutput(ov::Tensor tensor) : tensor_(std::move(tensor)), shape_(tensor_.get_shape()) {
+    if (shape_.size() != 4) {
+      throw std::runtime_error("the network's output has not four dimensions");
+    }
+  }
 
-  std::size_t channels;
-  int height;
-  int width;
+  std::size_t channels() const { return shape_[1]; }
+  int height() const { return static_cast<int>(shape_[2]); }
+  int width() const { return static_cast<int>(shape_[3]); }
+
+  // The first three planes. A batch of 0 leaves a tensor without values, whatever its other dimensions say.
+  float* colourPlanes() {
+    constexpr std::size_t kMaxSize = std::numeric_limits<int>::max() / kColourPlanes; // pixels, so that all rows count in an int
+    const bool is_picture = shape_[2] != 0 && shape_[2] <= kMaxSize && shape_[3] != 0 && shape_[3] <= kMaxSize;
+    if (!is_picture || tensor_.get_size() / kColourPlanes / shape_[3] < shape_[2]) {
+      throw std::runtime_error("the network's output does not hold three planes");
+    }
+    return tensor_.data<float>();
+  }
+
+private:
+  ov::Tensor tensor_;
+  ov::Shape shape_;
 };
 
 } // namespace
@@ -47,10 +66,9 @@ _VorinStatus FramePipeline::runTransfer(const StyleSettings& settings, const Stt
       return status;
     }
   }
-  ov::Tensor output = inferFrame(input);
-  const OutputShape shape(output);
-  if (shape.channels == kColourPlanes) {
-    transferOutputToImage(output.data<float>(), shape.height, shape.width, byte_planes_, result_);
+  NetworkOutput output(inferFrame(input));
+  if (output.channels() == kColourPlanes) {
+    transferOutputToImage(output.colourPlanes(), output.height(), output.width(), byte_planes_, result_);
   } else {
     result_.release();
   }
@@ -66,15 +84,14 @@ cv::Mat FramePipeline::runFixedStyle(const StyleSettings& settings, const SttFra
   if (current_network_ == nullptr) {
     throw std::logic_error("a neural style must be prepared before its frames are processed");
   }
-  ov::Tensor output = inferFrame(input);
-  const OutputShape shape(output);
-  if (shape.channels < kColourPlanes) {
+  NetworkOutput output(inferFrame(input));
+  if (output.channels() < kColourPlanes) {
     throw std::runtime_error("the network's output has fewer than three planes");
   }
   if (settings.style_type == SttStyleLightGrey) {
-    lightGreyOutputToImage(output.data<float>(), shape.height, shape.width, byte_planes_, result_);
+    lightGreyOutputToImage(output.colourPlanes(), output.height(), output.width(), byte_planes_, result_);
   } else {
-    cartoonOutputToImage(output.data<float>(), shape.height, shape.width, byte_planes_, result_);
+    cartoonOutputToImage(output.colourPlanes(), output.height(), output.width(), byte_planes_, result_);
   }
   return resultAtSize(settings.width, settings.height);
 }

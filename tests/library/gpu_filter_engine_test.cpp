@@ -131,6 +131,30 @@ TEST_F(GpuFilterSetUp, HalvesTheSmallestPowerOfTwoWhoseSquareReachesTheLargestWo
   }
 }
 
+TEST_F(GpuFilterSetUp, FailsWhereTheDeviceDoesNotTellItsLargestWorkGroup) {
+  layer_.fail("clGetDeviceInfo", CL_OUT_OF_RESOURCES, 1, 1); // after the question for the kind of memory
+  GpuFilterEngine engine;
+  EXPECT_THAT(logOfInit(engine), ElementsAre(kNoPlatform));
+  EXPECT_FALSE(engine.initialised());
+  EXPECT_EQ(layer_.countCalls("clCreateContext"), 0u);
+  EXPECT_TRUE(init(engine));
+  EXPECT_GT(engine.workGroupEdge(), 0);
+}
+
+TEST_F(GpuFilterSetUp, PreparesNothingForAnEdgeOf0) {
+  layer_.setPlatforms({{"Merix", {{kUnified, 1}}}});
+  GpuFilterEngine engine;
+  ASSERT_TRUE(init(engine));
+  const Picture picture = plainPicture(8, 8, 100);
+  Picture output = picture;
+  for (const Filter& filter : {kPencilSketch, kStippling}) {
+    for (int time = 0; time < 2; ++time) {
+      EXPECT_EQ((engine.*filter.prepare)(8, 8), VORIN_STATUS_FAILED);
+      EXPECT_EQ((engine.*filter.run)(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+    }
+  }
+}
+
 // ---- what Init stores ----
 
 TEST_F(GpuFilterSetUp, StoresTheConfigurationUntilItSucceeds) {

@@ -133,6 +133,27 @@ TEST_F(NeuralFramesTest, StyleTransferWithOtherThanThreePlanesHasNoPicture) {
   }
 }
 
+TEST_F(NeuralFramesTest, AnOutputThatHoldsNoPictureEndsTheFrame) {
+  const OutputChange changes[] = {{.empty_axis = 0},
+                                  {.empty_axis = 2},
+                                  {.empty_axis = 3},
+                                  {.shape = {1, 3, kHeight, kWidth, 1}},
+                                  {.shape = {1, 3, kHeight * kWidth}}};
+  for (const OutputChange& change : changes) {
+    package_.write({networkFiles(kTransfer540, TransferNetwork{.output_change = change}),
+                    networkFiles(kCartoon, FixedNetwork{.output_change = change})});
+    FramePipeline pipeline;
+    for (const StyleSettings& style : {settings(SttStyleTransfer, 2), settings(SttStyleCartoon, 0, kSize)}) {
+      SCOPED_TRACE(testing::Message() << "style " << style.style_type << ", " << change.empty_axis << ", "
+                                      << testing::PrintToString(change.shape));
+      ASSERT_EQ(pipeline.initPlugins(style), VORIN_STATUS_OK);
+      HostOutput output(kSize);
+      EXPECT_THROW(pipeline.processFrame(style, frameOf(frame_, kSize), nullptr, output.frame), std::exception);
+      EXPECT_TRUE(output.untouched());
+    }
+  }
+}
+
 TEST_F(NeuralFramesTest, StyleTransferComesInTheNetworksSizeOrInBothSizesAskedFor) {
   const StyleSettings style = settings(SttStyleTransfer, 0);
   neural::NeuralEngine engine;

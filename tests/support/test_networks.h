@@ -19,6 +19,13 @@ inline constexpr const char* kLightGrey = "model_lightgrey_v19";
 inline constexpr const char* kCartoon = "cartoon_model_slim5";
 inline constexpr const char* kQuantised = "_int8";
 
+// What a package's author may do to a network's output: leave an axis without entries, or give it another shape of as many
+// values.
+struct OutputChange {
+  int empty_axis = -1;
+  std::vector<std::int64_t> shape = {};
+};
+
 // Two inputs, "input_content" and "input_style", [1, 3, height, width] each. The output has the content's size:
 //     content_gain x content + style_gain x style + bias
 // where the style is taken value by value if it has the content's size, and else as the mean of each of its planes.
@@ -32,6 +39,7 @@ struct TransferNetwork {
   float bias = 0.0F;
   bool style_first = false; // the order of the inputs
   int channels = 3;         // of the output: fewer leave out the last planes, more repeat the first
+  OutputChange output_change = {};
 };
 IrNetwork makeNetwork(const TransferNetwork& recipe);
 
@@ -44,6 +52,7 @@ struct FixedNetwork {
   float bias = 0.0F;
   int channels = 3;
   std::size_t padding_floats = 0;
+  OutputChange output_change = {};
 };
 IrNetwork makeNetwork(const FixedNetwork& recipe);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <dirent.h>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -32,11 +33,14 @@ std::optional<std::uint64_t> readNumber(const std::filesystem::path& path) {
   return value;
 }
 
+// Not std::filesystem::directory_iterator: it ends the process where it finds no memory.
 std::vector<std::filesystem::path> entriesOf(const std::string& folder) {
   std::vector<std::filesystem::path> entries;
-  std::error_code error;
-  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    entries.push_back(entry->path());
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(folder.c_str()), ::closedir);
+  while (const dirent* const entry = listing ? ::readdir(listing.get()) : nullptr) {
+    if (entry->d_name[0] != '.') {
+      entries.push_back(std::filesystem::path(folder) / entry->d_name);
+    }
   }
   std::sort(entries.begin(), entries.end());
   return entries;
