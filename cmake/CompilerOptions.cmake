@@ -26,6 +26,9 @@ if(MINGW)
 elseif(NOT MSVC)
   # RUNPATH, not RPATH: a library search path of the user comes before it, which is how the stand-ins for the hardware get in.
   target_link_options(vorin_plain_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
+  # Hardening against faults that remain.
+  target_link_options(vorin_plain_options INTERFACE -Wl,-z,relro -Wl,-z,now)
+  target_compile_options(vorin_plain_options INTERFACE -fstack-protector-strong)
 endif()
 
 if(WIN32)
