@@ -89,7 +89,7 @@ bool isClosedOnExec(const File& file) {
   return (::fcntl(::fileno(file.get()), F_GETFD) & FD_CLOEXEC) != 0;
 }
 
-// Where another user put a file in the way of the library's.
+// Another user has put a file of the same name where the library creates its own.
 TEST(PlantedFiles, AreRemovedAndNeverWrittenTo) {
   const TemporaryFolder folder;
   const fs::path victim = folder.path() / "victim";
