@@ -1,0 +1,34 @@
+/** @file
+ * The one exception of the C++ interfaces above vorin_stt.h.
+ *
+ * Its text is for the user of a program: what is wrong, the reason, and what to do about it, in one line of UTF-8. */
+#ifndef VORIN_ERROR_HPP
+#define VORIN_ERROR_HPP
+
+#include <stdexcept>
+#include <string>
+
+namespace vorin {
+
+/** What kind of thing is at fault. */
+enum class ErrorKind {
+  kUsage,       /**< the call: options that make no sense or do not go together, a size that a layout cannot hold */
+  kModel,       /**< the model package or one of its networks */
+  kDevice,      /**< the device, its driver, or the memory that the work needs */
+  kInputOutput, /**< a file, a pipe, or what one of them holds */
+  kBusy         /**< the object is in use by another thread; the call did nothing */
+};
+
+class Error : public std::runtime_error {
+public:
+  Error(ErrorKind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
+
+  ErrorKind kind() const noexcept { return kind_; }
+
+private:
+  ErrorKind kind_;
+};
+
+} // namespace vorin
+
+#endif
