@@ -1,7 +1,7 @@
-#include "clip_opening.h"
+#include "clip_streams.h"
 
 #include "picture_conversion.h"
-#include "quoted_name.h"
+#include "text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -111,14 +111,14 @@ std::optional<std::int64_t> framesExpected(const AVFormatContext& context, const
   return std::max<std::int64_t>(1, std::llround(static_cast<double>(context.duration) / AV_TIME_BASE * rate));
 }
 
-VideoInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
+SourceInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
   const AVStream& stream = streams.video();
   const AVCodecParameters& video = *stream.codecpar;
   const auto format = static_cast<AVPixelFormat>(video.format);
   if (format == AV_PIX_FMT_NONE || video.width <= 0 || video.height <= 0) {
     throw fault(clip, "holds no picture that can be decoded: use another copy of it");
   }
-  VideoInfo info;
+  SourceInfo info;
   info.name = base::quotedPath(clip);
   info.size = {video.width, video.height};
   info.layout = layoutForFormat(format, info.size);
@@ -141,7 +141,7 @@ OpenClip openClip(const fs::path& clip) {
     throw fault(clip, "holds no video: name a clip with pictures");
   }
   CodecHandle decoder = openDecoder(clip, streams->video());
-  VideoInfo info = infoOf(clip, *streams);
+  SourceInfo info = infoOf(clip, *streams);
   info.streams = streams;
   return {std::move(streams), std::move(decoder), std::move(info)};
 }

@@ -57,7 +57,7 @@ void copySideData(const AVStream& from, AVStream& to) {
 
 } // namespace
 
-bool isHandedOn(const SourceStreams& source, int index) {
+bool isCopied(const SourceStreams& source, int index) {
   const AVStream& stream = *source.context->streams[index];
   switch (stream.codecpar->codec_type) {
   case AVMEDIA_TYPE_AUDIO:
@@ -74,7 +74,7 @@ bool isHandedOn(const SourceStreams& source, int index) {
 CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& output) : targets_(source.context->nb_streams) {
   for (int index = 0; index < static_cast<int>(targets_.size()); ++index) {
     const AVStream& stream = *source.context->streams[index];
-    if (!isHandedOn(source, index)) {
+    if (!isCopied(source, index)) {
       if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && index != source.video_index) {
         warnings_.emplace_back("the clip has more than one video track: only the main one is drawn, the others are left out");
       }
@@ -83,7 +83,7 @@ CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& outpu
     if (canHold(*output.oformat, stream)) {
       add(stream, output);
     } else if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-      throw MediaError("the clip's " + describe(stream) + " cannot go into a file of the kind " + output.oformat->name +
+      throw Error(ErrorKind::kInputOutput, "the clip's " + describe(stream) + " cannot go into a file of the kind " + output.oformat->name +
                        ": name the output .mkv");
     } else {
       warnings_.push_back("left out, since a file of the kind " + std::string(output.oformat->name) +

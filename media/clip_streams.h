@@ -1,16 +1,18 @@
-// clip_streams.h: the streams of a clip that are handed on as they are: sound, subtitles, cover pictures, fonts. For the inside
-// of this folder.
+// clip_streams.h: a clip's streams: its main video with a decoder, and those that are copied as they are from a source to a sink
+// (sound, subtitles, cover pictures, fonts). For the inside of this folder.
 #pragma once
 
 #include "libav_support.h"
 
+#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace vorin::media {
 
-// A writer copies from it in its constructor, before anybody reads on.
+// A sink copies from it when it is made, before the source is read.
 struct SourceStreams {
   InputHandle context;
   int video_index = -1;
@@ -18,14 +20,24 @@ struct SourceStreams {
   const AVStream& video() const { return *context->streams[video_index]; }
 };
 
-// Whether packets or attachments of this stream are handed on.
-bool isHandedOn(const SourceStreams& source, int index);
+// A clip before anything of it is read.
+struct OpenClip {
+  std::shared_ptr<SourceStreams> streams;
+  CodecHandle decoder;
+  SourceInfo info; // with these streams
+};
+
+// Throws kInputOutput for what is no clip, or none that can be decoded.
+OpenClip openClip(const std::filesystem::path& clip);
+
+// Whether packets or attachments of this stream are copied.
+bool isCopied(const SourceStreams& source, int index);
 
 // Where the packets of the source's streams go in an output.
 class CopiedStreams {
 public:
-  // Adds the streams that the output can hold. A sound that it cannot hold is a MediaError, since a clip without its sound is not
-  // what anybody wants; anything else gets a warning.
+  // Adds the streams that the output can hold. Throws kInputOutput for a sound that it cannot hold: nobody wants a clip without its
+  // sound. Anything else that it cannot hold gets a warning.
   CopiedStreams(const SourceStreams& source, AVFormatContext& output);
 
   // Chapters, title and the like.

@@ -93,13 +93,13 @@ YuvColours yuvColours(const ColourTags& tags, Size size) {
   return colours;
 }
 
-VideoInfo withColours(VideoInfo info, PictureColours picture_colours) {
-  info.picture_colours = picture_colours;
+SourceInfo withColours(SourceInfo info, bool exact_colours) {
+  info.exact_colours = exact_colours;
   return info;
 }
 
-YuvColours pictureColours(const VideoInfo& source) {
-  return source.picture_colours == PictureColours::kOwn ? yuvColours(source.colours, source.size) : kLibraryColours;
+YuvColours pictureColours(const SourceInfo& source) {
+  return source.exact_colours ? yuvColours(source.colours, source.size) : kLibraryColours;
 }
 
 ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
@@ -162,15 +162,15 @@ void ColourChange::apply(Picture& nv12) const {
   if (is_none_) {
     return;
   }
-  const auto [width, height] = nv12.size;
-  const auto row_bytes = static_cast<std::size_t>(width);
-  std::uint8_t* luma = nv12.bytes.data();
-  std::uint8_t* pairs = luma + row_bytes * static_cast<std::size_t>(height);
-  std::vector<std::int16_t> luma_terms(row_bytes);
-  for (int row = 0; row < height; row += 2, luma += 2 * row_bytes, pairs += row_bytes) {
+  const auto [width, height] = nv12.size();
+  const std::size_t pitch_bytes = nv12.pitchBytes();
+  std::uint8_t* luma = nv12.pixels();
+  std::uint8_t* pairs = luma + pitch_bytes * static_cast<std::size_t>(height);
+  std::vector<std::int16_t> luma_terms(static_cast<std::size_t>(width));
+  for (int row = 0; row < height; row += 2, luma += 2 * pitch_bytes, pairs += pitch_bytes) {
     changePairs(pairs, width / 2, luma_terms.data());
     changeLuma(luma, width, luma_terms.data());
-    changeLuma(luma + row_bytes, width, luma_terms.data());
+    changeLuma(luma + pitch_bytes, width, luma_terms.data());
   }
 }
 

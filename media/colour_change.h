@@ -7,7 +7,7 @@
 // and ITU-T H.273 for the numbers of the matrices.
 #pragma once
 
-#include "frames.h"
+#include "vorin_media.hpp"
 
 namespace vorin::media {
 
@@ -23,10 +23,10 @@ constexpr YuvColours kLibraryColours = {};
 // below, video range. A matrix that is none of the linear ones counts as BT.601.
 YuvColours yuvColours(const ColourTags& tags, Size size);
 
-VideoInfo withColours(VideoInfo info, PictureColours picture_colours);
+SourceInfo withColours(SourceInfo info, bool exact_colours);
 
 // Of the source's NV12 pictures.
-YuvColours pictureColours(const VideoInfo& source);
+YuvColours pictureColours(const SourceInfo& source);
 
 class ColourChange {
 public:

@@ -1,6 +1,6 @@
 #include "libav_support.h"
 
-#include "quoted_name.h"
+#include "text.h"
 
 #include <array>
 #include <new>
@@ -27,8 +27,8 @@ void silenceLibav() {
   av_log_set_level(AV_LOG_QUIET);
 }
 
-MediaError fault(const std::filesystem::path& clip, const std::string& what) {
-  return MediaError(base::quotedPath(clip) + " " + what);
+Error fault(const std::filesystem::path& clip, const std::string& what) {
+  return {ErrorKind::kInputOutput, base::quotedPath(clip) + " " + what};
 }
 
 std::string fileUrl(const std::string& path) {

@@ -2,7 +2,7 @@
 // folder.
 #pragma once
 
-#include "frames.h"
+#include "vorin_media.hpp"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -54,7 +54,7 @@ using PacketHandle = std::unique_ptr<AVPacket, PacketFreer>;
 using ScalerHandle = std::unique_ptr<SwsContext, ScalerFreer>;
 using DictionaryHandle = std::unique_ptr<AVDictionary, DictionaryFreer>;
 
-// What StreamPacket carries.
+// What Packet carries.
 struct PacketData {
   PacketHandle packet; // stream_index and time stamps are the source's
 };
@@ -67,8 +67,8 @@ std::string libavText(int error);
 // libav writes its complaints to standard error; the program says all that there is to say itself. For the whole process.
 void silenceLibav();
 
-// The clip's name with what is wrong with it.
-MediaError fault(const std::filesystem::path& clip, const std::string& what);
+// An error that begins with the clip's name.
+Error fault(const std::filesystem::path& clip, const std::string& what);
 
 // libav takes "name:" before a path for a protocol.
 std::string fileUrl(const std::string& path);

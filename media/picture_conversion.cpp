@@ -1,5 +1,7 @@
 #include "picture_conversion.h"
 
+#include "sources_and_sinks.h"
+
 #include <array>
 #include <memory>
 #include <new>
@@ -13,13 +15,29 @@ struct Planes {
 };
 
 AVPixelFormat formatOf(PixelLayout layout) {
-  return layout == PixelLayout::kNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_BGRA;
+  switch (layout) {
+  case PixelLayout::kBgra:
+    return AV_PIX_FMT_BGRA;
+  case PixelLayout::kRgba:
+    return AV_PIX_FMT_RGBA;
+  case PixelLayout::kBgr24:
+    return AV_PIX_FMT_BGR24;
+  case PixelLayout::kYuy2:
+    return AV_PIX_FMT_YUYV422;
+  case PixelLayout::kNv12:
+    break;
+  }
+  return AV_PIX_FMT_NV12;
 }
 
 Planes planesOf(Picture& picture) {
   Planes planes;
-  av_image_fill_arrays(planes.data.data(), planes.pitches_bytes.data(), picture.bytes.data(), formatOf(picture.layout),
-                       picture.size.width, picture.size.height, 1);
+  planes.data[0] = picture.pixels();
+  planes.pitches_bytes[0] = static_cast<int>(picture.pitchBytes());
+  if (picture.layout() == PixelLayout::kNv12) {
+    planes.data[1] = picture.pixels() + picture.pitchBytes() * static_cast<std::size_t>(picture.size().height);
+    planes.pitches_bytes[1] = planes.pitches_bytes[0];
+  }
   return planes;
 }
 
@@ -34,15 +52,15 @@ void freePicture(void* picture, std::uint8_t* /*bytes*/) {
 
 // A frame over the picture's own memory, which it owns from now on.
 FrameHandle frameOver(Picture&& picture) {
-  auto owner = std::make_unique<Picture>(std::move(picture));
+  auto owner = std::make_unique<Picture>(picture.ownsPixels() ? std::move(picture) : picture.copy());
   FrameHandle frame = newFrame();
   const Planes planes = planesOf(*owner);
   std::copy(planes.data.begin(), planes.data.end(), frame->data);
   std::copy(planes.pitches_bytes.begin(), planes.pitches_bytes.end(), frame->linesize);
-  frame->format = formatOf(owner->layout);
-  frame->width = owner->size.width;
-  frame->height = owner->size.height;
-  frame->buf[0] = av_buffer_create(owner->bytes.data(), owner->bytes.size(), freePicture, owner.get(), 0);
+  frame->format = formatOf(owner->layout());
+  frame->width = owner->size().width;
+  frame->height = owner->size().height;
+  frame->buf[0] = av_buffer_create(owner->pixels(), owner->byteCount(), freePicture, owner.get(), 0);
   if (frame->buf[0] == nullptr) {
     throw std::bad_alloc();
   }
@@ -54,16 +72,16 @@ void copyPixels(const AVFrame& from, Picture& to) {
   Planes planes = planesOf(to);
   std::array<const std::uint8_t*, 4> source{};
   std::copy_n(from.data, source.size(), source.begin());
-  av_image_copy(planes.data.data(), planes.pitches_bytes.data(), source.data(), from.linesize, formatOf(to.layout), to.size.width,
-                to.size.height);
+  av_image_copy(planes.data.data(), planes.pitches_bytes.data(), source.data(), from.linesize, formatOf(to.layout()),
+                to.size().width, to.size().height);
 }
 
 void copyPixels(Picture& from, AVFrame& to) {
   const Planes planes = planesOf(from);
   std::array<const std::uint8_t*, 4> source{};
   std::copy(planes.data.begin(), planes.data.end(), source.begin());
-  av_image_copy(to.data, to.linesize, source.data(), planes.pitches_bytes.data(), formatOf(from.layout), from.size.width,
-                from.size.height);
+  av_image_copy(to.data, to.linesize, source.data(), planes.pitches_bytes.data(), formatOf(from.layout()),
+                from.size().width, from.size().height);
 }
 
 bool isOf(const AVFrame& frame, AVPixelFormat format, Size size) {
@@ -122,7 +140,7 @@ void Scaler::prepare(const Shape& from, const Shape& to) {
   context_.reset(sws_getContext(from.size.width, from.size.height, from.format, to.size.width, to.size.height, to.format,
                                 kQuality, nullptr, nullptr, nullptr));
   if (!context_) {
-    throw MediaError(std::string("pictures of the kind ") + av_get_pix_fmt_name(from.format) +
+    throw Error(ErrorKind::kInputOutput, std::string("pictures of the kind ") + av_get_pix_fmt_name(from.format) +
                      " cannot be converted: convert the clip with another program first");
   }
   // Fails where neither end is YUV, and there is nothing to set then.
@@ -144,7 +162,7 @@ PictureFromFrame::PictureFromFrame(PixelLayout layout, Size size, const YuvColou
       scaled_(newFrame(formatOf(layout), size)) {}
 
 Picture PictureFromFrame::convert(const AVFrame& frame) {
-  Picture picture = makePicture(layout_, size_);
+  Picture picture(layout_, size_);
   if (isOf(frame, formatOf(layout_), size_)) {
     copyPixels(frame, picture);
   } else {
@@ -162,7 +180,7 @@ FrameFromPicture::FrameFromPicture(AVPixelFormat format, Size size, const YuvCol
       from_picture_(picture_colours, colours) {}
 
 YuvColours FrameFromPicture::toClip(Picture& picture) const {
-  if (picture.layout == PixelLayout::kNv12 && isYuv(format_)) {
+  if (picture.layout() == PixelLayout::kNv12 && isYuv(format_)) {
     from_picture_.apply(picture);
     return colours_;
   }
@@ -171,11 +189,11 @@ YuvColours FrameFromPicture::toClip(Picture& picture) const {
 
 FrameHandle FrameFromPicture::convert(Picture&& picture) {
   const YuvColours colours = toClip(picture);
-  if (formatOf(picture.layout) == format_) {
+  if (formatOf(picture.layout()) == format_) {
     return frameOver(std::move(picture));
   }
-  if (!aligned_ || !isOf(*aligned_, formatOf(picture.layout), picture.size)) {
-    aligned_ = newFrame(formatOf(picture.layout), picture.size);
+  if (!aligned_ || !isOf(*aligned_, formatOf(picture.layout()), picture.size())) {
+    aligned_ = newFrame(formatOf(picture.layout()), picture.size());
   }
   copyPixels(picture, *aligned_);
   FrameHandle frame = newFrame(format_, size_);

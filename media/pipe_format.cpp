@@ -1,5 +1,7 @@
 #include "pipe_format.h"
 
+#include "sources_and_sinks.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -9,7 +11,6 @@
 namespace vorin::media {
 namespace {
 
-constexpr int kLargestSide = 16384;
 constexpr std::string_view kY4mWord = "YUV4MPEG2";
 
 struct RawRow {
@@ -44,7 +45,7 @@ std::optional<Size> parseSize(std::string_view text) {
   const auto sides = cut(text, 'x');
   const auto width = sides ? wholeNumber(sides->first) : std::nullopt;
   const auto height = sides ? wholeNumber(sides->second) : std::nullopt;
-  const auto fits = [](std::optional<int> side) { return side && *side > 0 && *side <= kLargestSide; };
+  const auto fits = [](std::optional<int> side) { return side && *side > 0 && *side <= static_cast<int>(kLargestSide); };
   return fits(width) && fits(height) ? std::optional(Size{*width, *height}) : std::nullopt;
 }
 
@@ -79,7 +80,7 @@ const RawRow* findRawRow(std::string_view name) {
   return nullptr;
 }
 
-void readColour(VideoInfo& info, const std::string& value) {
+void readColour(SourceInfo& info, const std::string& value) {
   constexpr int kLeft = 1; // of libav's chroma positions
   constexpr int kCentre = 2;
   constexpr int kTopLeft = 3;
@@ -90,12 +91,12 @@ void readColour(VideoInfo& info, const std::string& value) {
   } else if (value == "420paldv") {
     info.colours.chroma_position = kTopLeft;
   } else {
-    throw MediaError(info.name + " is Y4M of the kind C" + value +
+    throw Error(ErrorKind::kInputOutput, info.name + " is Y4M of the kind C" + value +
                      ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
   }
 }
 
-void readParameter(VideoInfo& info, const std::string& word) {
+void readParameter(SourceInfo& info, const std::string& word) {
   const std::string value = word.substr(1);
   switch (word.front()) {
   case 'W':
@@ -138,15 +139,19 @@ RawFormat parseRawFormat(const std::string& text) {
   const auto size = shape ? parseSize(shape->first) : std::nullopt;
   const auto rate = shape ? parseRate(shape->second) : std::nullopt;
   if (kind && row == nullptr) {
-    throw OptionError("unknown pixels in --raw '" + text + "': use one of " + rawPixelNames());
+    throw Error(ErrorKind::kUsage, "unknown pixels in --raw '" + text + "': use one of " + rawPixelNames());
   }
   if (!size || !rate) {
-    throw OptionError("--raw '" + text + "' cannot be read: write it as nv12:1280x720@30, the rate also as 30000/1001");
+    throw Error(ErrorKind::kUsage, "--raw '" + text + "' cannot be read: write it as nv12:1280x720@30, the rate also as 30000/1001");
   }
   if ((row->even_width && size->width % 2 != 0) || (row->even_height && size->height % 2 != 0)) {
-    throw OptionError("--raw '" + text + "' has an odd size, which " + std::string(row->name) + " cannot hold: use bgra");
+    throw Error(ErrorKind::kUsage, "--raw '" + text + "' has an odd size, which " + std::string(row->name) + " cannot hold: use bgra");
   }
   return {row->pixels, *size, *rate};
+}
+
+Size rawSize(const std::string& raw) {
+  return parseRawFormat(raw).size;
 }
 
 std::string rawPixelNames() {
@@ -157,21 +162,21 @@ std::string rawPixelNames() {
   return names;
 }
 
-VideoInfo parseY4mHeader(const std::string& line, const std::string& name) {
+SourceInfo parseY4mHeader(const std::string& line, const std::string& name) {
   std::istringstream words(line);
   std::string word;
   words >> word;
   if (word != kY4mWord) {
-    throw MediaError(name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
+    throw Error(ErrorKind::kInputOutput, name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
   }
-  VideoInfo info;
+  SourceInfo info;
   info.name = name;
   while (words >> word) {
     readParameter(info, word);
   }
-  const auto fits = [](int side) { return side > 0 && side <= kLargestSide; };
+  const auto fits = [](int side) { return side > 0 && side <= static_cast<int>(kLargestSide); };
   if (!fits(info.size.width) || !fits(info.size.height)) {
-    throw MediaError(name + " is Y4M without a usable size: it must name W and H, each up to " + std::to_string(kLargestSide));
+    throw Error(ErrorKind::kInputOutput, name + " is Y4M without a usable size: it must name W and H, each up to " + std::to_string(kLargestSide));
   }
   if (info.frame_rate.num == 0) {
     info.frame_rate = {25, 1};
@@ -181,7 +186,7 @@ VideoInfo parseY4mHeader(const std::string& line, const std::string& name) {
   return info;
 }
 
-std::string y4mHeader(const VideoInfo& source, Size size) {
+std::string y4mHeader(const SourceInfo& source, Size size) {
   std::string line = std::string(kY4mWord) + " W" + std::to_string(size.width) + " H" + std::to_string(size.height);
   if (!source.y4m_parameters.empty()) {
     return line + source.y4m_parameters + '\n';

@@ -5,7 +5,7 @@
 // and written is 8-bit 4:2:0. The header's parameters other than the size go from a source to a sink as they are.
 #pragma once
 
-#include "frames.h"
+#include "vorin_media.hpp"
 
 namespace vorin::media {
 
@@ -17,16 +17,13 @@ struct RawFormat {
   Rational rate;
 };
 
-// FORMAT:WxH@FPS, such as nv12:1280x720@30000/1001. An OptionError for anything else.
+// FORMAT:WxH@FPS, such as nv12:1280x720@30000/1001. Throws kUsage for anything else.
 RawFormat parseRawFormat(const std::string& text);
 
-// bgra, rgba, bgr24, nv12, yuy2 (or yuyv422)
-std::string rawPixelNames();
-
-// The header line without its end. Throws a MediaError, with name in it. The colours are those of what players assume.
-VideoInfo parseY4mHeader(const std::string& line, const std::string& name);
+// The header line without its end. Throws kInputOutput, with name in the text. The colours are those of what players assume.
+SourceInfo parseY4mHeader(const std::string& line, const std::string& name);
 
 // The header line, with its end, for pictures of this size.
-std::string y4mHeader(const VideoInfo& source, Size size);
+std::string y4mHeader(const SourceInfo& source, Size size);
 
 } // namespace vorin::media

@@ -1,5 +1,7 @@
 #include "video_encoder.h"
 
+#include "sources_and_sinks.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -39,11 +41,11 @@ const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& conta
   const EncoderRow* row = findRow(codec);
   const AVCodec* encoder = avcodec_find_encoder_by_name(row != nullptr ? row->encoder : codec.c_str());
   if (encoder == nullptr || encoder->type != AVMEDIA_TYPE_VIDEO) {
-    throw OptionError("there is no encoder for --codec '" + codec +
+    throw Error(ErrorKind::kUsage, "there is no encoder for --codec '" + codec +
                       "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
   }
   if (avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL) != 1) {
-    throw OptionError("a file of the kind " + std::string(container.name) + " cannot hold --codec '" + codec +
+    throw Error(ErrorKind::kUsage, "a file of the kind " + std::string(container.name) + " cannot hold --codec '" + codec +
                       "': name the output .mkv");
   }
   return *encoder;
@@ -73,17 +75,17 @@ AVPixelFormat chooseFormat(const AVCodec& encoder, Size size) {
   return avcodec_find_best_pix_fmt_of_list(encoder.pix_fmts, AV_PIX_FMT_YUV420P, 0, nullptr);
 }
 
-void setQuality(AVCodecContext& context, const ClipWriterOptions& options) {
+void setQuality(AVCodecContext& context, const SinkOptions& options) {
   const EncoderRow* row = findRow(options.codec);
   const bool has_crf = av_opt_find(context.priv_data, "crf", nullptr, 0, 0) != nullptr;
   if (options.crf && !has_crf) {
-    throw OptionError("the encoder of --codec '" + options.codec + "' knows no --crf: leave it out");
+    throw Error(ErrorKind::kUsage, "the encoder of --codec '" + options.codec + "' knows no --crf: leave it out");
   }
   if (has_crf && (options.crf || row != nullptr)) {
     const int crf = options.crf.value_or(row != nullptr ? row->usual_crf : 0);
     const int worst_crf = row != nullptr ? row->worst_crf : 63;
     if (crf < 0 || crf > worst_crf || av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
-      throw OptionError("--crf " + std::to_string(crf) + " is no quality of --codec '" + options.codec + "': use 0 (best) to " +
+      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is no quality of --codec '" + options.codec + "': use 0 (best) to " +
                         std::to_string(worst_crf));
     }
     context.bit_rate = 0; // or it would be a limit
@@ -112,7 +114,7 @@ std::string usualQualities() {
   return text;
 }
 
-CodecHandle configuredEncoder(const ClipWriterOptions& options, const AVOutputFormat& container) {
+CodecHandle configuredEncoder(const SinkOptions& options, const AVOutputFormat& container) {
   CodecHandle codec(avcodec_alloc_context3(&findEncoder(options.codec, container)));
   if (!codec) {
     throw std::bad_alloc();
@@ -124,7 +126,7 @@ CodecHandle configuredEncoder(const ClipWriterOptions& options, const AVOutputFo
   return codec;
 }
 
-VideoEncoder::VideoEncoder(const VideoInfo& source, Size size, const ClipWriterOptions& options, const AVOutputFormat& container)
+VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOptions& options, const AVOutputFormat& container)
     : codec_(configuredEncoder(options, container)) {
   const AVCodec& encoder = *codec_->codec;
   setPictures(source, size, chooseFormat(encoder, size));
@@ -136,12 +138,12 @@ VideoEncoder::VideoEncoder(const VideoInfo& source, Size size, const ClipWriterO
   }
   const int status = avcodec_open2(codec_.get(), &encoder, nullptr);
   if (status < 0) {
-    throw OptionError("--codec '" + options.codec + "' cannot encode pictures of " + std::to_string(size.width) + "x" +
+    throw Error(ErrorKind::kUsage, "--codec '" + options.codec + "' cannot encode pictures of " + std::to_string(size.width) + "x" +
                       std::to_string(size.height) + " at this rate (" + libavText(status) + "): use h264");
   }
 }
 
-void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat format) {
+void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelFormat format) {
   const YuvColours colours = yuvColours(source.colours, size);
   AVCodecContext& context = *codec_;
   context.width = size.width;
@@ -162,13 +164,13 @@ void VideoEncoder::setPictures(const VideoInfo& source, Size size, AVPixelFormat
   to_frame_.emplace(plainFormat(format), size, colours, pictureColours(source));
 }
 
-void VideoEncoder::send(VideoFrame&& frame) {
+void VideoEncoder::send(Frame&& frame) {
   spans_[frames_] = {frame.time, frame.duration};
   const FrameHandle pixels = to_frame_->convert(std::move(frame.picture));
   pixels->pts = frames_++;
   const int status = avcodec_send_frame(codec_.get(), pixels.get());
   if (status < 0) {
-    throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
+    throw Error(ErrorKind::kInputOutput, "the encoder stopped (" + libavText(status) + "): use another --codec");
   }
 }
 
@@ -187,7 +189,7 @@ bool VideoEncoder::receive(AVPacket& packet) {
     return false;
   }
   if (status < 0) {
-    throw MediaError("the encoder stopped (" + libavText(status) + "): use another --codec");
+    throw Error(ErrorKind::kInputOutput, "the encoder stopped (" + libavText(status) + "): use another --codec");
   }
   giveTimes(packet);
   return true;

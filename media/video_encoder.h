@@ -4,7 +4,6 @@
 // and fine time bases are kept exactly whatever the encoder can do, and what the encoded stream says of its rate is true.
 #pragma once
 
-#include "clip_writer.h"
 #include "picture_conversion.h"
 
 #include <map>
@@ -12,17 +11,17 @@
 
 namespace vorin::media {
 
-// The encoder of the options with its settings, not opened yet. Throws an OptionError where there is none, or none that fits.
-CodecHandle configuredEncoder(const ClipWriterOptions& options, const AVOutputFormat& container);
+// The encoder of the options with its settings, not opened yet. Throws kUsage where there is none, or none that fits.
+CodecHandle configuredEncoder(const SinkOptions& options, const AVOutputFormat& container);
 
 class VideoEncoder {
 public:
-  VideoEncoder(const VideoInfo& source, Size size, const ClipWriterOptions& options, const AVOutputFormat& container);
+  VideoEncoder(const SourceInfo& source, Size size, const SinkOptions& options, const AVOutputFormat& container);
 
   const AVCodecContext& context() const { return *codec_; }
 
   // Each is followed by receive() until there is none.
-  void send(VideoFrame&& frame);
+  void send(Frame&& frame);
   void sendEnd();
 
   // Whether all comes out soon after the end: some encoders look far ahead, and then have seconds of work inside.
@@ -42,7 +41,7 @@ private:
     std::int64_t time;
   };
 
-  void setPictures(const VideoInfo& source, Size size, AVPixelFormat format);
+  void setPictures(const SourceInfo& source, Size size, AVPixelFormat format);
   std::int64_t timeOf(std::int64_t frame_number) const;
   void giveTimes(AVPacket& packet);
 

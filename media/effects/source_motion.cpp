@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace vorin::steady {
+namespace vorin::media {
 namespace {
 
 constexpr int kSmallSide = 240;       // the longer one of the small pictures, about
@@ -213,4 +213,4 @@ void SourceMotion::remember() {
   }
 }
 
-} // namespace vorin::steady
+} // namespace vorin::media

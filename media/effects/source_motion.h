@@ -14,7 +14,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/video/tracking.hpp>
 
-namespace vorin::steady {
+namespace vorin::media {
 
 class SourceMotion {
 public:
@@ -56,4 +56,4 @@ private:
   cv::Mat trust_;
 };
 
-} // namespace vorin::steady
+} // namespace vorin::media

@@ -9,7 +9,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace vorin::steady {
+namespace vorin::media {
 namespace {
 
 constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is renewed once
@@ -190,4 +190,4 @@ CornerWeights SteadyBlend::weightsOf(int tile_row, int tile_column) const {
   return {least(above, left), least(above, right), least(below, left), least(below, right)};
 }
 
-} // namespace vorin::steady
+} // namespace vorin::media

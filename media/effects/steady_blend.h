@@ -15,7 +15,7 @@
 #include <optional>
 #include <vector>
 
-namespace vorin::steady {
+namespace vorin::media {
 
 enum class Texture { kStrokes, kDots };
 
@@ -79,4 +79,4 @@ private:
   cv::Mat owed_before_;
 };
 
-} // namespace vorin::steady
+} // namespace vorin::media

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vorin::steady {
+namespace vorin::media {
 namespace {
 
 constexpr int kSteps = 16; // of a pixel
@@ -108,4 +108,4 @@ template void blendTileRow<kTile, 3>(const TilePlace&, const CornerWeights&, boo
 template void blendTileRow<kTile, 1>(const TilePlace&, const CornerWeights&, bool, int, const std::uint8_t*, std::uint8_t*);
 template void blendTileRow<kTile / 2, 2>(const TilePlace&, const CornerWeights&, bool, int, const std::uint8_t*, std::uint8_t*);
 
-} // namespace vorin::steady
+} // namespace vorin::media

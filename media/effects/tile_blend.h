@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace vorin::steady {
+namespace vorin::media {
 
 constexpr int kTile = 8; // pixels of the picture, both ways
 constexpr int kFullWeight = 256;
@@ -49,4 +49,4 @@ template <int kSide, int kChannels>
 void blendTileRow(const TilePlace& place, const CornerWeights& weights, bool sharp, int row, const std::uint8_t* picture,
                   std::uint8_t* into);
 
-} // namespace vorin::steady
+} // namespace vorin::media

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace vorin::stylize {
+namespace vorin::media {
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
@@ -90,4 +90,4 @@ int imageOrientation(Bytes file) {
   return orientationOf(textAt(file, 0, "\xFF\xD8") ? exifOfJpeg(file) : textAt(file, 0, "\x89PNG") ? exifOfPng(file) : Bytes());
 }
 
-} // namespace vorin::stylize
+} // namespace vorin::media

@@ -1,9 +1,17 @@
-#include "pipe_video.h"
-
+// Raw and Y4M pipes as sources and sinks: no temporary files, nothing buffered beyond the frame at hand.
+//
+// Raw NV12 and YUY2 are video-range BT.601, as the styles reckon: nothing in the pipe could say otherwise. Y4M counts as what
+// players take it for. A pipe transfers bytes in any portion, and waiting for its other end can be interrupted.
 #include "picture_conversion.h"
-#include "pipe_transfer.h"
+#include "pipe_format.h"
+#include "sources_and_sinks.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <poll.h>
 #include <string_view>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace vorin::media {
@@ -31,8 +39,8 @@ AVPixelFormat formatOf(RawPixels pixels) {
   return AV_PIX_FMT_YUV420P;
 }
 
-VideoInfo infoOfRaw(const RawFormat& format) {
-  VideoInfo info;
+SourceInfo infoOfRaw(const RawFormat& format) {
+  SourceInfo info;
   info.name = kInputName;
   info.size = format.size;
   info.layout = layoutForFormat(formatOf(format.pixels), format.size);
@@ -45,7 +53,7 @@ VideoInfo infoOfRaw(const RawFormat& format) {
 std::vector<std::uint8_t> bufferFor(AVPixelFormat format, Size size) {
   const int bytes = av_image_get_buffer_size(format, size.width, size.height, 1);
   if (bytes < 0) {
-    throw MediaError("frames of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
+    throw Error(ErrorKind::kInputOutput, "frames of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
                      " are too large: use smaller ones");
   }
   return std::vector<std::uint8_t>(static_cast<std::size_t>(bytes));
@@ -66,27 +74,94 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-} // namespace
+std::string errnoText() {
+  return std::generic_category().message(errno);
+}
 
-class PipeReader::Stream {
+class PipeEnd {
 public:
-  Stream(int descriptor, const std::optional<RawFormat>& format, PictureColours picture_colours)
+  // The descriptor stays the caller's.
+  explicit PipeEnd(int descriptor) : descriptor_(descriptor) {}
+
+  // Returns how many bytes came: fewer than asked for at the end of the input and when interrupted.
+  std::size_t read(std::span<std::uint8_t> bytes);
+
+  // False when interrupted.
+  bool write(std::span<const std::uint8_t> bytes);
+
+  void interrupt() noexcept { interrupted_ = true; }
+  bool isInterrupted() const { return interrupted_; }
+
+private:
+  bool wait(short event) const; // false when interrupted
+
+  int descriptor_;
+  std::atomic<bool> interrupted_ = false;
+};
+
+bool PipeEnd::wait(short event) const {
+  constexpr int kLook_ms = 20;
+  while (!interrupted_) {
+    pollfd end = {descriptor_, event, 0};
+    if (poll(&end, 1, kLook_ms) > 0) { // also when the other end is gone: the transfer tells
+      return true;
+    }
+  }
+  return false;
+}
+
+std::size_t PipeEnd::read(std::span<std::uint8_t> bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size() && wait(POLLIN)) {
+    const ssize_t portion = ::read(descriptor_, bytes.data() + done, bytes.size() - done);
+    if (portion == 0) {
+      break;
+    }
+    if (portion < 0 && errno != EINTR && errno != EAGAIN) {
+      throw Error(ErrorKind::kInputOutput, "standard input cannot be read (" + errnoText() + "): check what is connected to it");
+    }
+    done += portion > 0 ? static_cast<std::size_t>(portion) : 0;
+  }
+  return done;
+}
+
+bool PipeEnd::write(std::span<const std::uint8_t> bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    if (!wait(POLLOUT)) {
+      return false;
+    }
+    // A pipe that can take some bytes may still make a longer write wait: this much it takes at once.
+    constexpr std::size_t kPortion_bytes = 4096;
+    const ssize_t portion = ::write(descriptor_, bytes.data() + done, std::min(kPortion_bytes, bytes.size() - done));
+    if (portion < 0 && errno != EINTR && errno != EAGAIN) {
+      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + errnoText() +
+                       "): the program behind it ended, or there is no room");
+    }
+    done += portion > 0 ? static_cast<std::size_t>(portion) : 0;
+  }
+  return true;
+}
+
+class PipeSource final : public Source {
+public:
+  PipeSource(int descriptor, const std::optional<RawFormat>& format, bool exact_colours)
       : pipe_(descriptor), is_y4m_(!format),
-        info_(withColours(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName)), picture_colours)),
+        info_(withColours(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName)), exact_colours)),
         format_(formatOf(format ? format->pixels : RawPixels::kI420)), bytes_(bufferFor(format_, info_.size)),
         frame_(newFrame(format_, info_.size)),
         to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {}
 
-  const VideoInfo& info() const { return info_; }
-  const std::vector<std::string>& damage() const { return damage_; }
-  void interrupt() noexcept { pipe_.interrupt(); }
+  const SourceInfo& info() const override { return info_; }
+  std::vector<std::string> damage() const override { return damage_; }
+  void interrupt() noexcept override { pipe_.interrupt(); }
 
-  std::optional<Item> next() {
+  std::optional<Item> next() override {
     if (!readFrame()) {
       return std::nullopt;
     }
     copyFromPipe(bytes_, *frame_);
-    VideoFrame frame;
+    Frame frame;
     frame.picture = to_picture_.convert(*frame_);
     frame.time = frames_++;
     frame.duration = 1;
@@ -126,7 +201,7 @@ private:
       return false;
     }
     if (frames_ == 0) {
-      throw MediaError(info_.name + " ends before its first frame is complete (" + std::to_string(bytes_of_frame) + " of " +
+      throw Error(ErrorKind::kInputOutput, info_.name + " ends before its first frame is complete (" + std::to_string(bytes_of_frame) + " of " +
                        std::to_string(bytes_.size()) + " bytes): check what is connected to it, and its size");
     }
     if (bytes_of_frame > 0) {
@@ -139,7 +214,7 @@ private:
 
   PipeEnd pipe_;
   bool is_y4m_;
-  VideoInfo info_;
+  SourceInfo info_;
   AVPixelFormat format_;
   std::vector<std::uint8_t> bytes_;
   FrameHandle frame_;
@@ -148,29 +223,9 @@ private:
   std::vector<std::string> damage_;
 };
 
-PipeReader::PipeReader(int descriptor, const std::optional<RawFormat>& format, PictureColours picture_colours)
-    : stream_(std::make_unique<Stream>(descriptor, format, picture_colours)) {}
-PipeReader::~PipeReader() = default;
-
-const VideoInfo& PipeReader::info() const {
-  return stream_->info();
-}
-
-std::optional<Item> PipeReader::next() {
-  return stream_->next();
-}
-
-std::vector<std::string> PipeReader::damage() const {
-  return stream_->damage();
-}
-
-void PipeReader::interrupt() noexcept {
-  stream_->interrupt();
-}
-
-class PipeWriter::Stream {
+class PipeSink final : public Sink {
 public:
-  Stream(int descriptor, const VideoInfo& source, Size size, std::optional<RawPixels> pixels)
+  PipeSink(int descriptor, const SourceInfo& source, Size size, std::optional<RawPixels> pixels)
       : pipe_(descriptor), size_(size), is_y4m_(!pixels), format_(formatOf(pixels.value_or(RawPixels::kI420))),
         bytes_(bufferFor(format_, size)),
         from_picture_(format_, size, is_y4m_ ? yuvColours(source.colours, size) : kLibraryColours, pictureColours(source)) {
@@ -179,25 +234,27 @@ public:
     }
   }
 
-  Size size() const { return size_; }
-  std::int64_t frames() const { return frames_; }
-  void interrupt() noexcept { pipe_.interrupt(); }
+  Size size() const override { return size_; }
+  void interrupt() noexcept override { pipe_.interrupt(); }
+  void finish() override { writeHeader(); }
+  std::int64_t finishEarly() override { return frames_; }
+  void write(Packet&& /*packet*/) override {} // a pipe carries no sound
 
-  void write(Picture&& picture) {
-    const FrameHandle frame = from_picture_.convert(std::move(picture));
+  void write(Frame&& written) override {
+    const FrameHandle frame = from_picture_.convert(std::move(written.picture));
     av_image_copy_to_buffer(bytes_.data(), static_cast<int>(bytes_.size()), frame->data, frame->linesize, format_, size_.width,
                             size_.height, 1);
     const bool is_whole = (!is_y4m_ || (writeHeader() && pipe_.write(bytesOf("FRAME\n")))) && pipe_.write(bytes_);
     frames_ += is_whole ? 1 : 0;
   }
 
+private:
   // Before the first frame, or alone where there is none. False when interrupted.
   bool writeHeader() {
     const std::string header = std::exchange(header_, {});
     return pipe_.write(bytesOf(header));
   }
 
-private:
   PipeEnd pipe_;
   Size size_;
   bool is_y4m_;
@@ -208,30 +265,19 @@ private:
   std::int64_t frames_ = 0; // written as a whole
 };
 
-PipeWriter::PipeWriter(int descriptor, const VideoInfo& source, Size size, std::optional<RawPixels> pixels)
-    : stream_(std::make_unique<Stream>(descriptor, source, size, pixels)) {}
-PipeWriter::~PipeWriter() = default;
-
-Size PipeWriter::size() const {
-  return stream_->size();
+std::optional<RawFormat> formatOf(const std::string& raw) {
+  return raw.empty() ? std::nullopt : std::optional(parseRawFormat(raw));
 }
 
-void PipeWriter::write(VideoFrame&& frame) {
-  stream_->write(std::move(frame.picture));
+} // namespace
+
+std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options) {
+  return std::make_unique<PipeSource>(descriptor, formatOf(options.raw), options.exact_colours);
 }
 
-void PipeWriter::write(StreamPacket&& /*packet*/) {}
-
-void PipeWriter::finish() {
-  stream_->writeHeader();
-}
-
-std::int64_t PipeWriter::finishEarly() {
-  return stream_->frames();
-}
-
-void PipeWriter::interrupt() noexcept {
-  stream_->interrupt();
+std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw) {
+  const std::optional<RawFormat> format = formatOf(raw);
+  return std::make_unique<PipeSink>(descriptor, source, size, format ? std::optional(format->pixels) : std::nullopt);
 }
 
 } // namespace vorin::media

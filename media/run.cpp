@@ -1,6 +1,5 @@
-#include "pipeline.h"
-
 #include "bounded_queue.h"
+#include "sources_and_sinks.h"
 
 #include <atomic>
 #include <chrono>
@@ -15,18 +14,19 @@ constexpr std::size_t kFramesThatWait = 4;
 constexpr std::size_t kBytesOfPacket = 4096; // more or less: packets hold no pixels
 
 std::size_t bytesOf(const Item& item) {
-  const auto* frame = std::get_if<VideoFrame>(&item);
-  return frame == nullptr ? kBytesOfPacket : frame->picture.bytes.size();
+  const auto* frame = std::get_if<Frame>(&item);
+  return frame == nullptr ? kBytesOfPacket : frame->picture.byteCount();
 }
 
 std::size_t capacityFor(PixelLayout layout, Size size) {
-  return kFramesThatWait * (makePicture(layout, size).bytes.size() + kBytesOfPacket);
+  const auto pixels = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
+  return kFramesThatWait * ((layout == PixelLayout::kNv12 ? pixels / 2 * 3 : pixels * 4) + kBytesOfPacket);
 }
 
-// The two threads and what lies between them and the caller's. Its end ends both.
+// The reading and the writing thread and the queues between them and the caller's. Ends both on scope end.
 class Threads {
 public:
-  Threads(FrameSource& source, FrameSink& sink, const std::atomic<bool>& cancelled)
+  Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
       : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
         drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
         reader_([this] { readAhead(); }), writer_([this] { writeBehind(); }) {}
@@ -118,8 +118,8 @@ private:
     writer_is_done_ = true;
   }
 
-  FrameSource& source_;
-  FrameSink& sink_;
+  Source& source_;
+  Sink& sink_;
   BoundedQueue<Item> read_;
   BoundedQueue<Item> drawn_;
   const std::atomic<bool>& cancelled_;
@@ -131,35 +131,57 @@ private:
   std::thread writer_;
 };
 
+void applyAll(std::span<Effect* const> effects, Frame& frame) {
+  Picture picture = Picture::wrap(frame.picture.layout(), frame.picture.size(), frame.picture.pixels(), frame.picture.pitchBytes());
+  Size size = picture.size();
+  for (Effect* effect : effects) {
+    effect->see(frame.picture, size);
+    size = effect->resultSize(size);
+  }
+  for (Effect* effect : effects) {
+    effect->apply(frame.picture, picture);
+  }
+  if (picture.ownsPixels()) {
+    frame.picture = std::move(picture);
+  }
+}
+
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
 } // namespace
 
-PipelineResult runPipeline(FrameSource& source, FrameSink& sink, const FrameEffect& effect, const PipelineOptions& options) {
+Size resultSize(const SourceInfo& source, std::span<Effect* const> effects) {
+  Size size = source.size;
+  for (const Effect* effect : effects) {
+    size = effect->resultSize(size);
+  }
+  return size;
+}
+
+RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, const RunOptions& options) {
+  static const std::atomic<bool> never = false;
+  const std::atomic<bool>& cancelled = options.cancelled != nullptr ? *options.cancelled : never;
   const auto start = std::chrono::steady_clock::now();
-  const PixelLayout layout = layoutFor(source.info().layout, sink.size());
-  PipelineResult result;
-  Threads threads(source, sink, options.cancelled);
+  RunResult result;
+  result.warnings = sink.warnings();
+  Threads threads(source, sink, cancelled);
   while (std::optional<Item> item = threads.next()) {
-    if (auto* frame = std::get_if<VideoFrame>(&*item)) {
-      Picture drawing = makePicture(layout, sink.size());
-      effect(*frame, drawing);
-      frame->picture = std::move(drawing);
-      if (!threads.write(*std::move(item))) {
-        break;
-      }
-      ++result.frames;
-      if (options.on_frame) {
-        options.on_frame({result.frames, source.info().frames_expected, millisecondsSince(start)});
-      }
-    } else if (!threads.write(*std::move(item))) {
+    auto* frame = std::get_if<Frame>(&*item);
+    if (frame != nullptr) {
+      applyAll(effects, *frame);
+    }
+    if (!threads.write(*std::move(item))) {
       break;
+    }
+    result.frames += frame != nullptr ? 1 : 0;
+    if (frame != nullptr && options.on_frame) {
+      options.on_frame({result.frames, source.info().frames_expected, millisecondsSince(start)});
     }
   }
   threads.join();
-  result.cancelled = options.cancelled; // perhaps only now
+  result.cancelled = cancelled; // perhaps only now
   if (result.cancelled) {
     result.frames = sink.finishEarly();
   } else {

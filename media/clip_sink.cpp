@@ -1,10 +1,13 @@
-#include "clip_writer.h"
-
+// A clip as a sink: encoded by libavcodec, multiplexed by libavformat into MP4, MOV or Matroska.
+//
+// Kept as in the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska, which warns),
+// colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits deep and with
+// colour at half the width and height, as players want them. H.264 and H.265 cannot hold odd sizes that way: pictures of odd size
+// keep their size and get colour at full width and height.
 #include "clip_streams.h"
-#include "output_path.h"
-#include "quoted_name.h"
-#include "unfinished_file.h"
-#include "utf8_path.h"
+#include "output_file.h"
+#include "sources_and_sinks.h"
+#include "text.h"
 #include "video_encoder.h"
 
 #include <algorithm>
@@ -38,8 +41,8 @@ const ContainerRow* findContainer(const fs::path& file) {
 const ContainerRow& containerOf(const fs::path& output) {
   const ContainerRow* row = findContainer(output);
   if (row == nullptr) {
-    throw OptionError("the output " + base::quotedPath(output) + " has no file extension of a clip: use one of " +
-                      clipExtensions());
+    throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " has no file extension of a clip: use one of " +
+                                       base::joined(clipExtensions()));
   }
   return *row;
 }
@@ -49,43 +52,22 @@ bool isTurned(const std::array<std::int32_t, 9>& matrix) {
   return matrix != kUpright;
 }
 
-} // namespace
-
-bool isClipName(const fs::path& file) {
-  return findContainer(file) != nullptr;
-}
-
-std::string clipExtensions() {
-  std::string text;
-  for (const ContainerRow& row : kContainers) {
-    text += (text.empty() ? "" : ", ") + std::string(row.extension);
-  }
-  return text;
-}
-
-void checkClipCodec(const fs::path& output, const ClipWriterOptions& options) {
-  silenceLibav();
-  const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
-  if (format == nullptr) {
-    throw OptionError("libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
-  }
-  static_cast<void>(configuredEncoder(options, *format));
-}
-
-class ClipWriter::File {
+class ClipSink final : public Sink {
 public:
-  File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options);
+  ClipSink(const fs::path& output, const SourceInfo& source, Size size, const SinkOptions& options);
 
-  Size size() const { return size_; }
-  const std::vector<std::string>& warnings() const { return warnings_; }
-  void write(VideoFrame&& frame);
-  void write(AVPacket& packet);
-  void finish();
-  std::int64_t finishEarly();
+  Size size() const override { return size_; }
+  std::vector<std::string> warnings() const override { return warnings_; }
+  void write(Frame&& frame) override;
+  void write(Packet&& packet) override;
+  void finish() override;
+
+  // Without a single frame there is no file, and one that was there before stays: it may be whole.
+  std::int64_t finishEarly() override;
 
 private:
   bool isMatroska() const { return std::strcmp(context_->oformat->name, "matroska") == 0; }
-  void addVideo(const VideoInfo& source);
+  void addVideo(const SourceInfo& source);
   void open();
   bool writeEncoded(); // the next packet of the encoder; false: none
   void hand(AVPacket& packet);
@@ -95,7 +77,7 @@ private:
   fs::path output_;
   Size size_;
   bool overwrite_;
-  base::UnfinishedFile temporary_;
+  base::TemporaryOutput file_;
   OutputHandle context_;
   std::optional<VideoEncoder> encoder_;
   std::optional<CopiedStreams> copied_;
@@ -106,12 +88,11 @@ private:
   std::int64_t encoded_ = 0;
 };
 
-ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
-    : output_(base::checkedOutput(output, options.overwrite)), size_(size), overwrite_(options.overwrite),
-      temporary_(base::temporaryBeside(output_)) {
+ClipSink::ClipSink(const fs::path& output, const SourceInfo& source, Size size, const SinkOptions& options)
+    : output_(output), size_(size), overwrite_(options.overwrite), file_(output, options.overwrite) {
   silenceLibav();
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(temporary_.path().string()).c_str()) <
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_.path().string()).c_str()) <
       0) {
     throw std::bad_alloc();
   }
@@ -129,7 +110,7 @@ ClipWriter::File::File(const fs::path& output, const VideoInfo& source, Size siz
   open();
 }
 
-void ClipWriter::File::addVideo(const VideoInfo& source) {
+void ClipSink::addVideo(const SourceInfo& source) {
   AVStream* stream = avformat_new_stream(context_.get(), nullptr);
   if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder_->context()) < 0) {
     throw std::bad_alloc();
@@ -158,7 +139,7 @@ void ClipWriter::File::addVideo(const VideoInfo& source) {
   std::memcpy(matrix, source.rotation->data(), sizeof(*source.rotation));
 }
 
-void ClipWriter::File::open() {
+void ClipSink::open() {
   int status = avio_open(&context_->pb, context_->url, AVIO_FLAG_WRITE);
   if (status < 0) {
     throw fault(output_, "cannot be written (" + libavText(status) + "): choose another folder");
@@ -171,21 +152,21 @@ void ClipWriter::File::open() {
   }
 }
 
-void ClipWriter::File::check(int status) const {
+void ClipSink::check(int status) const {
   const int error = context_->pb != nullptr && context_->pb->error < 0 ? context_->pb->error : status;
   if (error < 0) {
     throw fault(output_, "cannot be written (" + libavText(error) + "): make room or choose another folder");
   }
 }
 
-void ClipWriter::File::write(VideoFrame&& frame) {
+void ClipSink::write(Frame&& frame) {
   encoder_->send(std::move(frame));
   ++frames_;
   while (writeEncoded()) {
   }
 }
 
-bool ClipWriter::File::writeEncoded() {
+bool ClipSink::writeEncoded() {
   if (!encoder_->receive(*packet_)) {
     return false;
   }
@@ -196,24 +177,25 @@ bool ClipWriter::File::writeEncoded() {
   return true;
 }
 
-void ClipWriter::File::write(AVPacket& packet) {
-  if (copied_ && copied_->place(packet, *context_)) {
-    hand(packet);
+void ClipSink::write(Packet&& packet) {
+  AVPacket& data = *packet.data->packet;
+  if (copied_ && copied_->place(data, *context_)) {
+    hand(data);
   }
 }
 
-void ClipWriter::File::hand(AVPacket& packet) {
+void ClipSink::hand(AVPacket& packet) {
   check(av_interleaved_write_frame(context_.get(), &packet));
 }
 
-void ClipWriter::File::finish() {
+void ClipSink::finish() {
   encoder_->sendEnd();
   while (writeEncoded()) {
   }
   close();
 }
 
-std::int64_t ClipWriter::File::finishEarly() {
+std::int64_t ClipSink::finishEarly() {
   std::error_code ignored;
   if (frames_ == 0 || (overwrite_ && fs::exists(output_, ignored))) {
     return 0;
@@ -229,38 +211,37 @@ std::int64_t ClipWriter::File::finishEarly() {
   return encoded_;
 }
 
-void ClipWriter::File::close() {
+void ClipSink::close() {
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));
-  base::moveIntoPlace(temporary_.path(), output_, overwrite_);
+  file_.commit();
 }
 
-ClipWriter::ClipWriter(const fs::path& output, const VideoInfo& source, Size size, const ClipWriterOptions& options)
-    : file_(std::make_unique<File>(output, source, size, options)) {}
-ClipWriter::~ClipWriter() = default;
+} // namespace
 
-Size ClipWriter::size() const {
-  return file_->size();
+bool isClipName(const fs::path& file) {
+  return findContainer(file) != nullptr;
 }
 
-void ClipWriter::write(VideoFrame&& frame) {
-  file_->write(std::move(frame));
+std::vector<std::string> clipExtensions() {
+  std::vector<std::string> extensions;
+  for (const ContainerRow& row : kContainers) {
+    extensions.emplace_back(row.extension);
+  }
+  return extensions;
 }
 
-void ClipWriter::write(StreamPacket&& packet) {
-  file_->write(*packet.data->packet);
+void checkClipOptions(const fs::path& output, const SinkOptions& options) {
+  silenceLibav();
+  const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
+  if (format == nullptr) {
+    throw Error(ErrorKind::kUsage, "libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
+  }
+  static_cast<void>(configuredEncoder(options, *format));
 }
 
-void ClipWriter::finish() {
-  file_->finish();
-}
-
-std::int64_t ClipWriter::finishEarly() {
-  return file_->finishEarly();
-}
-
-std::vector<std::string> ClipWriter::warnings() const {
-  return file_->warnings();
+std::unique_ptr<Sink> openClipSink(const fs::path& clip, const SourceInfo& source, Size size, const SinkOptions& options) {
+  return std::make_unique<ClipSink>(clip, source, size, options);
 }
 
 } // namespace vorin::media

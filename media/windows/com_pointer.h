@@ -4,7 +4,7 @@
 #include <objbase.h>
 #include <stdexcept>
 
-namespace vorin::stylize {
+namespace vorin::media {
 
 // Releases its reference at the end of its life.
 template <typename Interface> class ComPointer {
@@ -58,4 +58,4 @@ private:
   HRESULT result_; // a failure where the thread has one of another kind, which will do as well
 };
 
-} // namespace vorin::stylize
+} // namespace vorin::media

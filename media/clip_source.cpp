@@ -1,7 +1,10 @@
-#include "clip_reader.h"
-
-#include "clip_opening.h"
+// A clip as a source: demultiplexed by libavformat, decoded by libavcodec.
+//
+// Only kinds of files that hold moving pictures are opened, and only the file itself is read: a playlist that names other files or
+// addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
+#include "clip_streams.h"
 #include "picture_conversion.h"
+#include "sources_and_sinks.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,19 +21,17 @@ std::string secondsText(double seconds) {
   return text.str();
 }
 
-} // namespace
-
-class ClipReader::Decoder {
+class ClipSource final : public Source {
 public:
-  Decoder(OpenClip clip, PictureColours picture_colours);
+  ClipSource(OpenClip clip, bool exact_colours);
 
-  const VideoInfo& info() const { return info_; }
-  std::optional<Item> next();
-  std::vector<std::string> damage() const;
+  const SourceInfo& info() const override { return info_; }
+  std::optional<Item> next() override;
+  std::vector<std::string> damage() const override;
 
 private:
-  std::optional<VideoFrame> receiveFrame();
-  VideoFrame frameFromLibav();
+  std::optional<Frame> receiveFrame();
+  Frame frameFromLibav();
   std::int64_t frameTime() const;
   bool readPacket();
   void decodePacket();
@@ -39,7 +40,7 @@ private:
 
   std::shared_ptr<SourceStreams> streams_;
   CodecHandle codec_;
-  VideoInfo info_;
+  SourceInfo info_;
   PictureFromFrame to_picture_;
   FrameHandle frame_ = newFrame();
   PacketHandle packet_ = newPacket();
@@ -53,9 +54,9 @@ private:
   bool all_read_ = false;
 };
 
-ClipReader::Decoder::Decoder(OpenClip clip, PictureColours picture_colours)
+ClipSource::ClipSource(OpenClip clip, bool exact_colours)
     : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)),
-      info_(withColours(std::move(clip.info), picture_colours)),
+      info_(withColours(std::move(clip.info), exact_colours)),
       to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =
@@ -68,14 +69,14 @@ ClipReader::Decoder::Decoder(OpenClip clip, PictureColours picture_colours)
   }
 }
 
-std::optional<Item> ClipReader::Decoder::next() {
+std::optional<Item> ClipSource::next() {
   while (true) {
-    if (std::optional<VideoFrame> frame = receiveFrame()) {
+    if (std::optional<Frame> frame = receiveFrame()) {
       return frame;
     }
     if (all_read_) {
       if (frames_ == 0) {
-        throw MediaError(info_.name + " holds no picture that can be decoded: use another copy of it");
+        throw Error(ErrorKind::kInputOutput, info_.name + " holds no picture that can be decoded: use another copy of it");
       }
       return std::nullopt;
     }
@@ -85,14 +86,14 @@ std::optional<Item> ClipReader::Decoder::next() {
     } else if (packet_->stream_index == streams_->video_index) {
       decodePacket();
     } else if (packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
-               isHandedOn(*streams_, packet_->stream_index)) {
+               isCopied(*streams_, packet_->stream_index)) {
       shiftToOrigin(*packet_);
-      return StreamPacket{std::make_shared<PacketData>(PacketData{std::exchange(packet_, newPacket())})};
+      return Packet{std::make_shared<PacketData>(PacketData{std::exchange(packet_, newPacket())})};
     }
   }
 }
 
-bool ClipReader::Decoder::readPacket() {
+bool ClipSource::readPacket() {
   av_packet_unref(packet_.get());
   const int status = av_read_frame(streams_->context.get(), packet_.get());
   if (status >= 0) {
@@ -103,7 +104,7 @@ bool ClipReader::Decoder::readPacket() {
   return false;
 }
 
-void ClipReader::Decoder::noteEnd(const AVPacket& packet) {
+void ClipSource::noteEnd(const AVPacket& packet) {
   const std::int64_t begin = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (begin != AV_NOPTS_VALUE) {
     const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
@@ -114,13 +115,13 @@ void ClipReader::Decoder::noteEnd(const AVPacket& packet) {
   }
 }
 
-void ClipReader::Decoder::decodePacket() {
+void ClipSource::decodePacket() {
   if (avcodec_send_packet(codec_.get(), packet_.get()) < 0) {
     ++damaged_packets_;
   }
 }
 
-std::optional<VideoFrame> ClipReader::Decoder::receiveFrame() {
+std::optional<Frame> ClipSource::receiveFrame() {
   while (true) {
     const int status = avcodec_receive_frame(codec_.get(), frame_.get());
     if (status >= 0) {
@@ -133,8 +134,8 @@ std::optional<VideoFrame> ClipReader::Decoder::receiveFrame() {
   }
 }
 
-VideoFrame ClipReader::Decoder::frameFromLibav() {
-  VideoFrame frame;
+Frame ClipSource::frameFromLibav() {
+  Frame frame;
   frame.time = frameTime();
   frame.duration = frame_->pkt_duration > 0 ? frame_->pkt_duration : usual_duration_;
   frame.picture = to_picture_.convert(*frame_);
@@ -145,7 +146,7 @@ VideoFrame ClipReader::Decoder::frameFromLibav() {
 }
 
 // Encoders want time to go on; in broken clips it does not.
-std::int64_t ClipReader::Decoder::frameTime() const {
+std::int64_t ClipSource::frameTime() const {
   const bool is_first = last_time_ == AV_NOPTS_VALUE;
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) {
     return is_first ? 0 : last_time_ + usual_duration_;
@@ -154,7 +155,7 @@ std::int64_t ClipReader::Decoder::frameTime() const {
   return is_first ? time : std::max(time, last_time_ + 1);
 }
 
-void ClipReader::Decoder::shiftToOrigin(AVPacket& packet) const {
+void ClipSource::shiftToOrigin(AVPacket& packet) const {
   const std::int64_t shift = av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->context->streams[packet.stream_index]->time_base);
   for (std::int64_t* time : {&packet.pts, &packet.dts}) {
     if (*time != AV_NOPTS_VALUE) {
@@ -163,7 +164,7 @@ void ClipReader::Decoder::shiftToOrigin(AVPacket& packet) const {
   }
 }
 
-std::vector<std::string> ClipReader::Decoder::damage() const {
+std::vector<std::string> ClipSource::damage() const {
   constexpr std::int64_t kUnnoticed = AV_TIME_BASE * 3 / 10; // durations in headers are not exact
   const AVFormatContext& context = *streams_->context;
   std::int64_t start = context.start_time != AV_NOPTS_VALUE ? context.start_time : 0;
@@ -188,20 +189,10 @@ std::vector<std::string> ClipReader::Decoder::damage() const {
   return lines;
 }
 
-ClipReader::ClipReader(const std::filesystem::path& clip, PictureColours picture_colours)
-    : decoder_(std::make_unique<Decoder>(openClip(clip), picture_colours)) {}
-ClipReader::~ClipReader() = default;
+} // namespace
 
-const VideoInfo& ClipReader::info() const {
-  return decoder_->info();
-}
-
-std::optional<Item> ClipReader::next() {
-  return decoder_->next();
-}
-
-std::vector<std::string> ClipReader::damage() const {
-  return decoder_->damage();
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours) {
+  return std::make_unique<ClipSource>(openClip(clip), exact_colours);
 }
 
 } // namespace vorin::media

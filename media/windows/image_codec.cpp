@@ -1,7 +1,7 @@
 // The decoders and encoders of the Windows Imaging Component. It has no encoder for WebP, and a decoder only where the user, or a
 // newer Windows, has installed one.
 #include "../image_codec.h"
-#include "../picture_size.h"
+#include "../sources_and_sinks.h"
 #include "com_pointer.h"
 #include "image_orientation.h"
 
@@ -14,14 +14,14 @@
 #include <wincodec.h>
 #include <windows.h>
 
-namespace vorin::stylize {
+namespace vorin::media {
 namespace {
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", kMaxSide},
-    ImageEncoding{".jpg", kMaxSide},
-    ImageEncoding{".jpeg", kMaxSide},
-    ImageEncoding{".bmp", kMaxSide},
+    ImageEncoding{".png", static_cast<int>(kLargestSide)},
+    ImageEncoding{".jpg", static_cast<int>(kLargestSide)},
+    ImageEncoding{".jpeg", static_cast<int>(kLargestSide)},
+    ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
 };
 constexpr float kJpegQuality = 0.95F; // what OpenCV's encoder does elsewhere
 
@@ -179,4 +179,4 @@ std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::M
   }
 }
 
-} // namespace vorin::stylize
+} // namespace vorin::media

@@ -1,18 +1,18 @@
 #include "image_codec.h"
-#include "picture_size.h"
-#include "quiet_output.h"
+#include "sources_and_sinks.h"
+#include "terminal.h"
 
 #include <opencv2/imgcodecs.hpp>
 
 #include <array>
 #include <string>
 
-namespace vorin::stylize {
+namespace vorin::media {
 namespace {
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", kMaxSide}, ImageEncoding{".jpg", kMaxSide}, ImageEncoding{".jpeg", kMaxSide},
-    ImageEncoding{".webp", 16383},   ImageEncoding{".bmp", kMaxSide},
+    ImageEncoding{".png", static_cast<int>(kLargestSide)}, ImageEncoding{".jpg", static_cast<int>(kLargestSide)}, ImageEncoding{".jpeg", static_cast<int>(kLargestSide)},
+    ImageEncoding{".webp", 16383},   ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
 };
 
 } // namespace
@@ -23,7 +23,7 @@ std::span<const ImageEncoding> imageEncodings() {
 
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
   try {
-    const Quiet quiet(Stream::kError);
+    const base::Quiet quiet(base::Stream::kError);
     const cv::Mat bytes(1, static_cast<int>(file.size()), CV_8UC1, const_cast<std::uint8_t*>(file.data())); // only read
     return cv::imdecode(bytes, cv::IMREAD_COLOR);
   } catch (const cv::Exception&) {
@@ -34,7 +34,7 @@ std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
 std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr) {
   std::vector<std::uint8_t> bytes;
   try {
-    const Quiet quiet(Stream::kError);
+    const base::Quiet quiet(base::Stream::kError);
     if (!cv::imencode(std::string(encoding.extension), bgr, bytes)) {
       bytes.clear();
     }
@@ -44,4 +44,4 @@ std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::M
   return bytes;
 }
 
-} // namespace vorin::stylize
+} // namespace vorin::media

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <span>
 
-namespace vorin::stylize {
+namespace vorin::media {
 
 // EXIF's number, 1 (upright) to 8; 1 where the file says nothing.
 int imageOrientation(std::span<const std::uint8_t> file);
 
-} // namespace vorin::stylize
+} // namespace vorin::media

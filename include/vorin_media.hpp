@@ -1,0 +1,369 @@
+/** @file
+ * vorin_media: pictures, clips and pipes through the styles of vorin_stt, safely, for C++20 hosts.
+ *
+ * A Source gives frames, effects change them, a Sink takes them; run() moves frames from one to the other. An image file is a source
+ * of one frame, so images, clips and pipes go the same way. Restyler is the effect that calls the style-transfer library, and can also
+ * be used alone, picture by picture.
+ *
+ * This is a source interface: it may change before version 1.0, and a program must be built with the header of the library that it
+ * links. Every function throws vorin::Error, whose text says what to do, or std::bad_alloc. No function writes to standard output or
+ * standard error. Thread-safety: one call at a time on one object, unless a function says otherwise; different objects are
+ * independent. */
+#ifndef VORIN_MEDIA_HPP
+#define VORIN_MEDIA_HPP
+
+#include "vorin_error.hpp"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#if defined(__GNUC__) && !defined(_WIN32)
+#define VORIN_MEDIA_API __attribute__((visibility("default")))
+#else
+#define VORIN_MEDIA_API
+#endif
+
+namespace vorin::media {
+
+/* ---- Pictures ---------------------------------------------------------------------------------- */
+
+struct Size {
+  int width = 0;  /**< pixels */
+  int height = 0; /**< pixels */
+  bool operator==(const Size&) const = default;
+};
+
+struct Rational {
+  int num = 0;
+  int den = 1;
+};
+
+/** 8 bits a sample, top row first. YUV is video-range BT.601 unless a source was opened with exact_colours. */
+enum class PixelLayout {
+  kBgra,  /**< 4 bytes a pixel: blue, green, red, alpha */
+  kRgba,  /**< 4 bytes a pixel: red, green, blue, alpha */
+  kBgr24, /**< 3 bytes a pixel: blue, green, red */
+  kNv12,  /**< height rows of luma, then height / 2 rows of width / 2 pairs U, V, all of one pitch; even sizes only */
+  kYuy2   /**< 2 bytes a pixel: Y0, U, Y1, V for each pair of pixels; even widths only */
+};
+
+/** Pixels in memory. Owns them, or wraps memory of the caller that must outlive the picture. Moves, and is copied by copy() only. */
+class VORIN_MEDIA_API Picture {
+public:
+  Picture() = default; /**< empty */
+
+  /** Owns zeroed pixels, rows without padding. Throws kUsage for a size that the layout cannot hold or a side outside 1 to 16384. */
+  Picture(PixelLayout layout, Size size);
+
+  /** Wraps memory: pixels is the first byte of the top row, pitch_bytes the distance between rows, at least a row's bytes. Throws
+   * kUsage as above, and for a null pointer or a pitch below a row. What is wrapped from const memory must not be written to. */
+  static Picture wrap(PixelLayout layout, Size size, std::uint8_t* pixels, std::size_t pitch_bytes);
+  static const Picture wrap(PixelLayout layout, Size size, const std::uint8_t* pixels, std::size_t pitch_bytes);
+
+  Picture copy() const; /**< owns its pixels, rows without padding */
+
+  bool isEmpty() const { return pixels() == nullptr; }
+  bool ownsPixels() const { return !owned_.empty(); }
+  PixelLayout layout() const { return layout_; }
+  Size size() const { return size_; }
+  std::size_t pitchBytes() const { return pitch_bytes_; }
+  std::size_t rowBytes() const;  /**< of a row's pixels, without padding; of NV12's luma and chroma alike */
+  std::size_t rowCount() const;  /**< rows of pitchBytes(), those of NV12's chroma included */
+  std::size_t byteCount() const; /**< pitchBytes() * rowCount() */
+  std::uint8_t* pixels() { return wrapped_ != nullptr ? wrapped_ : owned_.data(); }
+  const std::uint8_t* pixels() const { return wrapped_ != nullptr ? wrapped_ : owned_.data(); }
+
+  Picture(Picture&& other) noexcept;
+  Picture& operator=(Picture&& other) noexcept;
+  Picture(const Picture&) = delete;
+  Picture& operator=(const Picture&) = delete;
+  ~Picture() = default;
+
+private:
+  PixelLayout layout_ = PixelLayout::kBgra;
+  Size size_;
+  std::size_t pitch_bytes_ = 0;
+  std::uint8_t* wrapped_ = nullptr;
+  std::vector<std::uint8_t> owned_;
+};
+
+/* ---- Sources and sinks ------------------------------------------------------------------------- */
+
+struct Frame {
+  Picture picture;
+  std::int64_t time = 0;     /**< of its begin, in the source's time base */
+  std::int64_t duration = 0; /**< in the source's time base */
+};
+
+/** A packet of sound or subtitles, which goes from source to sink untouched. */
+struct PacketData;
+struct Packet {
+  std::shared_ptr<PacketData> data;
+};
+
+using Item = std::variant<Frame, Packet>;
+
+/** What a clip says of its colours, by the numbers of ITU-T H.273, 2 for unknown; chroma_position by libavutil's, 0 for unknown. */
+struct ColourTags {
+  int matrix = 2;
+  int primaries = 2;
+  int transfer = 2;
+  int chroma_position = 0;
+  bool range_is_known = false;
+  bool full_range = false;
+};
+
+struct SourceStreams;
+
+/** What is known of a source before its first frame. Sinks read it to keep what the source has besides its pictures. */
+struct SourceInfo {
+  std::string name; /**< for messages, in quotes */
+  Size size;
+  PixelLayout layout = PixelLayout::kBgra; /**< of all pictures: kNv12, or kBgra where that cannot hold them without loss */
+  Rational time_base;                      /**< seconds */
+  Rational frame_rate;                     /**< on average; 0/1: unknown */
+  std::optional<std::int64_t> frames_expected;
+  Rational pixel_aspect; /**< 0/1: unknown */
+  ColourTags colours;
+  bool exact_colours = false;                           /**< NV12 pictures are in the clip's own matrix and range */
+  std::optional<std::array<std::int32_t, 9>> rotation;  /**< the display matrix of MP4, as libavutil gives it */
+  std::string y4m_parameters;                           /**< of a Y4M header: rate, interlacing and the like, as they stand */
+  std::shared_ptr<const SourceStreams> streams;         /**< of a clip: sound, subtitles, chapters, titles */
+};
+
+/** Gives frames and packets in the order in which they lie in the file. */
+class VORIN_MEDIA_API Source {
+public:
+  Source() = default;
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+  virtual ~Source() = default;
+
+  virtual const SourceInfo& info() const = 0;
+
+  /** The next frame or packet; nothing at the end. A source that is cut short or damaged delivers what can be read. */
+  virtual std::optional<Item> next() = 0;
+
+  /** After the end: what was damaged or missing, one line each for the user. */
+  virtual std::vector<std::string> damage() const { return {}; }
+
+  /** Ends a next() that waits for another program's bytes. Thread-safety: from any thread. */
+  virtual void interrupt() noexcept {}
+};
+
+/** Takes frames and packets. A file has its name once it is complete: a sink destroyed without finish() leaves nothing behind. */
+class VORIN_MEDIA_API Sink {
+public:
+  Sink() = default;
+  Sink(const Sink&) = delete;
+  Sink& operator=(const Sink&) = delete;
+  virtual ~Sink() = default;
+
+  virtual Size size() const = 0; /**< of the pictures that it takes */
+  virtual void write(Frame&& frame) = 0;
+  virtual void write(Packet&& packet) = 0;
+  virtual void finish() = 0;
+
+  /** Ends soon, for a user who waits: what the encoder still holds is dropped, what is written plays. Returns the number of frames
+   * in the output; 0: there is no output of this run. */
+  virtual std::int64_t finishEarly() = 0;
+
+  /** What of the source the output does not hold, one line each for the user; complete once the sink is open. */
+  virtual std::vector<std::string> warnings() const { return {}; }
+
+  /** Ends a write() that waits for another program. Thread-safety: from any thread. */
+  virtual void interrupt() noexcept {}
+};
+
+struct SourceOptions {
+  std::string raw;            /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
+  bool exact_colours = false; /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
+};
+
+/** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, without its transparency), a clip, or, as "-",
+ * standard input. The content decides what a file is. kInputOutput: the file cannot be read or is neither; kUsage: options.raw. */
+VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
+
+struct SinkOptions {
+  std::string codec = "h264"; /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
+  std::optional<int> crf;     /**< of a clip: quality, 0 is best; none: the codec's usual one */
+  std::string raw;            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
+  bool overwrite = false;     /**< replace an existing file */
+};
+
+/** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",
+ * standard output. source: not read from yet. size: of the pictures to come. kUsage: an extension, codec or size that does not
+ * fit; kInputOutput: the file exists, or its folder cannot be written to. An image takes exactly one frame. */
+VORIN_MEDIA_API std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
+                                               const SinkOptions& options = {});
+
+/* ---- Effects ----------------------------------------------------------------------------------- */
+
+/** Changes frames, one after the other. */
+class VORIN_MEDIA_API Effect {
+public:
+  Effect() = default;
+  Effect(const Effect&) = delete;
+  Effect& operator=(const Effect&) = delete;
+  virtual ~Effect() = default;
+
+  /** The size of the result for pictures of this size. */
+  virtual Size resultSize(Size size) const { return size; }
+
+  /** Called for every frame before any effect's apply(): work that needs the source's frame only may begin on another thread.
+   * source stays valid until apply() returns. size: of the picture that apply() will get. */
+  virtual void see(const Picture& /*source*/, Size /*size*/) {}
+
+  /** source: the frame as the source gave it. picture: what the effects before have made of it, at first the frame itself; it is
+   * replaced, or changed in place where it owns its pixels. */
+  virtual void apply(const Picture& source, Picture& picture) = 0;
+};
+
+enum class Style { kTransfer = 0, kLightGrey = 1, kCartoon = 2, kStippling = 3, kPencilSketch = 4 };
+
+enum class Device {
+  kAuto,          /**< a GPU that runs the style, else the software device */
+  kIntegratedGpu, /**< a GPU of this kind, or an error */
+  kDiscreteGpu,
+  kSoftware /**< this machine's processor */
+};
+
+/** What networks compute in on the software device. */
+enum class Precision { kF32, kBf16 };
+
+struct RestylerOptions {
+  Style style = Style::kPencilSketch;
+  std::string network;          /**< of kTransfer: "512" (also when empty), "256" or "540p" */
+  std::filesystem::path models; /**< the folder of model_st.bin; empty: beside the program, and the usual places */
+  std::optional<Size> size;     /**< of the results; none: that of each input */
+  Device device = Device::kAuto;
+  Precision precision = Precision::kF32;
+};
+
+/** What a Restyler took, and what the last frame cost. */
+struct RestylerReport {
+  Style style = Style::kPencilSketch;
+  std::string network;           /**< its entry in the package, without the file extension; empty for a filter */
+  std::filesystem::path package; /**< empty for a filter */
+  std::string device;
+  std::string device_reason; /**< why it is this device */
+  Size network_size;         /**< at which a network of any size works */
+  double load_ms = 0;        /**< spent on loading a network for the last frame; 0: it was loaded already */
+  double frame_ms = 0;       /**< spent in the style-transfer library on the last frame */
+};
+
+/** The style-transfer library made safe. It checks sizes, pitches and buffers, never writes to an input, turns every status and
+ * exception into a vorin::Error, reports a blank result as an error, and lets one preparation at a time run in the user's folder of
+ * unpacked networks, across threads and processes. A second thread in one object gets kBusy. Frames of one sequence may influence
+ * each other, as kTransfer smooths them over time. */
+class VORIN_MEDIA_API Restyler final : public Effect {
+public:
+  /** Finds the package and the device; networks are loaded with the first frame. kModel, kDevice, kUsage. */
+  explicit Restyler(const RestylerOptions& options);
+  ~Restyler() override;
+
+  void setStyle(Style style, const std::string& network = {}); /**< for the frames to come */
+  void setStyleImage(const Picture& image);                    /**< for kTransfer; copied. Any layout */
+  void setSize(std::optional<Size> size);
+
+  /** The next frame has nothing to do with the one before: another image, a cut. */
+  void startSequence();
+
+  /** Makes sure that the device runs the style, and loads its network for pictures of this size. */
+  void prepare(Size input);
+
+  Picture restyle(const Picture& input);               /**< in the input's layout, but kBgra where that cannot hold the size */
+  void restyle(const Picture& input, Picture& output); /**< in the output's layout and size */
+
+  RestylerReport report() const;
+
+  Size resultSize(Size size) const override;
+  void apply(const Picture& source, Picture& picture) override;
+
+private:
+  class Work;
+  std::unique_ptr<Work> work_;
+};
+
+/** Calms the flicker of a restyled clip: what the scene keeps from frame to frame, the result keeps, moved along with the scene. The
+ * first frame and the one after a cut stay as they are. Comes after a Restyler. Pictures: kNv12 or kBgra. */
+class VORIN_MEDIA_API Steady final : public Effect {
+public:
+  explicit Steady(Style style);
+  ~Steady() override;
+  void see(const Picture& source, Size size) override;
+  void apply(const Picture& source, Picture& picture) override;
+
+private:
+  class Work;
+  std::unique_ptr<Work> work_;
+};
+
+/** How much of the style shows, and whose colours. Comes last. Pictures: kNv12 or kBgra. */
+class VORIN_MEDIA_API Look final : public Effect {
+public:
+  /** strength: source * (1 - strength) + result * strength, 0 to 1. keep_colours: luma of the result, chroma of the source, both of
+   * BT.601. */
+  explicit Look(double strength, bool keep_colours = false);
+  void apply(const Picture& source, Picture& picture) override;
+
+private:
+  double strength_;
+  bool keep_colours_;
+};
+
+/* ---- Running ----------------------------------------------------------------------------------- */
+
+struct Progress {
+  std::int64_t frames_done = 0;
+  std::optional<std::int64_t> frames_expected;
+  double elapsed_ms = 0;
+};
+
+struct RunOptions {
+  const std::atomic<bool>* cancelled = nullptr;       /**< looked at between frames; a signal handler may set it */
+  std::function<void(const Progress&)> on_frame = {}; /**< after each frame, on the caller's thread */
+};
+
+struct RunResult {
+  std::int64_t frames = 0;           /**< that the output holds */
+  bool cancelled = false;            /**< the output then ends early and plays, or there is none of this run */
+  std::vector<std::string> damage;   /**< of the source */
+  std::vector<std::string> warnings; /**< of the sink */
+};
+
+/** The size of the frames that the effects make of the source's. */
+VORIN_MEDIA_API Size resultSize(const SourceInfo& source, std::span<Effect* const> effects);
+
+/** Reads ahead and writes behind on threads of its own, applies the effects on the caller's, and finishes the sink. Throws what the
+ * source, an effect or the sink throws; the sink is then not finished. */
+VORIN_MEDIA_API RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, const RunOptions& options = {});
+
+/* ---- What there is ----------------------------------------------------------------------------- */
+
+struct Gpu {
+  bool is_discrete = false;
+  std::string name;
+};
+
+struct LibraryInfo {
+  int major = 0; /**< the version of the style-transfer library */
+  int minor = 0;
+  std::vector<Gpu> gpus; /**< that the inference runtime lists; the software device is none of them */
+};
+
+VORIN_MEDIA_API LibraryInfo libraryInfo();
+
+} // namespace vorin::media
+
+#endif

@@ -1,0 +1,80 @@
+// The effect Steady: steady_blend.h in the layout of the frames, with the search for motion beside the restyling.
+#include "picture_mat.h"
+#include "steady_blend.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <future>
+
+namespace vorin::media {
+namespace {
+
+SteadyBlend blendFor(Style style) {
+  constexpr double kLongMemory = 0.97;
+  switch (style) {
+  case Style::kStippling: // dots that are blended become grey
+    return SteadyBlend(Texture::kDots);
+  case Style::kTransfer: // the library blends its frames already, at the same place: what that smears in a pan flickers
+    return SteadyBlend(Texture::kStrokes, kLongMemory);
+  default:
+    return SteadyBlend(Texture::kStrokes);
+  }
+}
+
+} // namespace
+
+class Steady::Work {
+public:
+  explicit Work(Style style) : blend_(blendFor(style)) {}
+  ~Work() {
+    if (motion_.valid()) { // another effect threw before apply
+      motion_.wait();
+    }
+  }
+  Work(const Work&) = delete;
+  Work& operator=(const Work&) = delete;
+
+  void see(const Picture& source, cv::Size size) {
+    motion_ = std::async(std::launch::async, [this, &source, size] {
+      if (source.layout() == PixelLayout::kNv12) {
+        blend_.see(matOver(source), size);
+      } else {
+        blend_.see(bgrOf(source), size);
+      }
+    });
+  }
+
+  void apply(Picture& picture) {
+    motion_.get();
+    if (picture.layout() == PixelLayout::kNv12) {
+      cv::Mat luma = matOver(picture);
+      cv::Mat chroma = chromaOver(picture);
+      blend_.apply(luma, chroma);
+    } else {
+      cv::Mat pixels = matOver(picture);
+      cv::cvtColor(pixels, bgr_, cv::COLOR_BGRA2BGR);
+      cv::mixChannels({blend_.apply(bgr_)}, {pixels}, {0, 0, 1, 1, 2, 2});
+    }
+  }
+
+private:
+  SteadyBlend blend_;
+  cv::Mat bgr_;
+  std::future<void> motion_;
+};
+
+Steady::Steady(Style style) : work_(std::make_unique<Work>(style)) {}
+Steady::~Steady() = default;
+
+void Steady::see(const Picture& source, Size size) {
+  work_->see(source, {size.width, size.height});
+}
+
+void Steady::apply(const Picture& /*source*/, Picture& picture) {
+  if (!picture.ownsPixels()) {
+    picture = picture.copy();
+  }
+  work_->apply(picture);
+}
+
+} // namespace vorin::media

@@ -1,0 +1,316 @@
+// Image files as sources and sinks of one frame: PNG, JPEG, WebP, BMP.
+//
+// Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its camera
+// marked as turned is turned upright. What the decoders do not check is checked here: whether a picture is so large that decoding it
+// takes all memory, and whether a JPEG file goes on to its end, below which its decoder makes the picture grey without an error.
+#include "image_codec.h"
+#include "output_file.h"
+#include "picture_mat.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <system_error>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::span<const std::uint8_t>;
+
+// ---- Headers ----
+
+struct ImageHeader {
+  std::uint64_t width = 0; // 0: the header breaks off
+  std::uint64_t height = 0;
+  bool is_whole = true; // as far as it is checked
+};
+
+bool textAt(Bytes file, std::size_t offset, std::string_view text) {
+  return file.size() >= offset + text.size() &&
+         std::equal(text.begin(), text.end(), file.begin() + static_cast<std::ptrdiff_t>(offset),
+                    [](char letter, std::uint8_t byte) { return static_cast<std::uint8_t>(letter) == byte; });
+}
+
+// A number of `count` bytes; 0 beyond the end of the file.
+std::uint32_t number(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
+  std::uint32_t value = 0;
+  for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
+    value = value << 8U | file[at + (big_endian ? index : count - 1 - index)];
+  }
+  return value;
+}
+
+// The offset of the next marker of a JPEG file at or after an offset: 0xFF before a byte that is neither stuffing (0), nor fill
+// (0xFF), nor a restart within a scan. The file's size when there is none.
+std::size_t nextMarker(Bytes file, std::size_t at) {
+  for (; at + 1 < file.size(); ++at) {
+    const std::uint8_t code = file[at + 1];
+    const bool is_restart = code >= 0xD0 && code <= 0xD7;
+    if (file[at] == 0xFF && code != 0 && code != 0xFF && !is_restart) {
+      return at;
+    }
+  }
+  return file.size();
+}
+
+ImageHeader readJpeg(Bytes file) {
+  constexpr std::uint8_t kEndOfImage = 0xD9;
+  constexpr std::uint8_t kStartOfScan = 0xDA;
+  ImageHeader header;
+  header.is_whole = false;
+  bool scan_seen = false;
+  for (std::size_t marker = nextMarker(file, 2); file.size() - marker >= 2;) {
+    const std::uint8_t code = file[marker + 1];
+    if (code == kEndOfImage) {
+      header.is_whole = scan_seen;
+      break;
+    }
+    const std::size_t segment_bytes = number(file, marker + 2, 2, true);
+    if (file.size() - marker - 2 < segment_bytes) {
+      break;
+    }
+    // Frame headers have the codes C0 to CF but for those of Huffman tables, a reserved one, and arithmetic coding.
+    if (code >= 0xC0 && code <= 0xCF && code != 0xC4 && code != 0xC8 && code != 0xCC) {
+      header.height = number(file, marker + 5, 2, true);
+      header.width = number(file, marker + 7, 2, true);
+    }
+    scan_seen = scan_seen || code == kStartOfScan;
+    marker = nextMarker(file, marker + 2 + segment_bytes);
+  }
+  return header;
+}
+
+ImageHeader readWebp(Bytes file) {
+  if (textAt(file, 12, "VP8X")) {
+    return {number(file, 24, 3, false) + 1, number(file, 27, 3, false) + 1};
+  }
+  if (textAt(file, 12, "VP8L")) {
+    const std::uint32_t sides = number(file, 21, 4, false);
+    return {(sides & 0x3FFFU) + 1, (sides >> 14U & 0x3FFFU) + 1};
+  }
+  return {number(file, 26, 2, false) & 0x3FFFU, number(file, 28, 2, false) & 0x3FFFU};
+}
+
+ImageHeader readBmp(Bytes file) {
+  constexpr std::size_t kOs2HeaderBytes = 12;
+  if (number(file, 14, 4, false) == kOs2HeaderBytes) {
+    return {number(file, 18, 2, false), number(file, 20, 2, false)};
+  }
+  const auto height = static_cast<std::int32_t>(number(file, 22, 4, false)); // negative: rows from top to bottom
+  return {number(file, 18, 4, false), static_cast<std::uint64_t>(std::abs(std::int64_t{height}))};
+}
+
+bool isJpeg(Bytes file) {
+  return textAt(file, 0, "\xFF\xD8\xFF");
+}
+
+bool isPng(Bytes file) {
+  return textAt(file, 0, "\x89PNG\r\n\x1A\n");
+}
+
+bool isWebp(Bytes file) {
+  return textAt(file, 0, "RIFF") && textAt(file, 8, "WEBP");
+}
+
+bool isImage(Bytes file) {
+  return isJpeg(file) || isPng(file) || isWebp(file) || (textAt(file, 0, "BM") && file.size() >= 14);
+}
+
+ImageHeader readHeader(Bytes file) {
+  if (isPng(file)) {
+    return {number(file, 16, 4, true), number(file, 20, 4, true)};
+  }
+  return isJpeg(file) ? readJpeg(file) : isWebp(file) ? readWebp(file) : readBmp(file);
+}
+
+// ---- Files ----
+
+const ImageEncoding* findEncoding(const fs::path& file) {
+  const std::string extension = base::lowerCaseExtension(file);
+  const auto encodings = imageEncodings();
+  const auto row = std::find_if(encodings.begin(), encodings.end(),
+                                [&](const ImageEncoding& encoding) { return encoding.extension == extension; });
+  return row == encodings.end() ? nullptr : &*row;
+}
+
+Error unreadable(const fs::path& file, const std::string& why) {
+  return {ErrorKind::kInputOutput, base::quotedPath(file) + " " + why};
+}
+
+std::vector<std::uint8_t> readBytes(const fs::path& file) {
+  constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{1} << 30;
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  requireExists(file);
+  if (fs::is_directory(status)) {
+    static_cast<void>(fs::directory_iterator(file, error)); // of many photos, a folder gets here because it cannot be read
+    throw unreadable(file, error ? "cannot be read (" + error.message() + "): check its permissions"
+                                 : "is a folder: name an image file in it");
+  }
+  if (!fs::is_regular_file(status)) {
+    throw unreadable(file, "is not an image file" + (error ? " (" + error.message() + ")" : std::string()) + ": name one");
+  }
+  const std::uintmax_t file_bytes = fs::file_size(file, error);
+  if (!error && file_bytes > kMaxFileBytes) {
+    throw unreadable(file, "is larger than 1 GiB: use a smaller image");
+  }
+  std::ifstream stream(file, std::ios::binary);
+  std::vector<std::uint8_t> bytes(error ? 0 : file_bytes);
+  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (error || !stream) {
+    throw unreadable(file, "cannot be read: check its permissions");
+  }
+  if (bytes.empty()) {
+    throw unreadable(file, "is empty: use another copy of the image");
+  }
+  return bytes;
+}
+
+void requireDecodable(const fs::path& file, Bytes bytes) {
+  if (!isImage(bytes)) {
+    throw unreadable(file, "is not a PNG, JPEG, WebP or BMP image: convert it to one of these");
+  }
+  const ImageHeader header = readHeader(bytes);
+  if (header.width != 0 && header.height != 0 && !isUsableSize(header.width, header.height)) {
+    throw unreadable(file, "is " + std::to_string(header.width) + "x" + std::to_string(header.height) +
+                               " pixels, too large: use an image with " + sizeLimits());
+  }
+  if (!header.is_whole || header.width == 0 || header.height == 0) {
+    throw unreadable(file, "is truncated or damaged: use another copy of the image");
+  }
+}
+
+cv::Mat readBgr(const fs::path& file) {
+  const std::vector<std::uint8_t> bytes = readBytes(file);
+  requireDecodable(file, bytes);
+  const std::optional<cv::Mat> bgr = decodeImage(bytes);
+  if (!bgr) {
+    throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
+  }
+  // The decoder has the last word on the size: the header that was checked need not be the one that it used.
+  if (bgr->empty() || !isUsableSize(static_cast<std::uint64_t>(bgr->cols), static_cast<std::uint64_t>(bgr->rows))) {
+    throw unreadable(file, "is truncated or damaged: use another copy of the image");
+  }
+  return *bgr;
+}
+
+class ImageSource final : public Source {
+public:
+  explicit ImageSource(const fs::path& file) : picture_(pictureFromBgr(readBgr(file))) {
+    info_.name = base::quotedPath(file);
+    info_.size = picture_.size();
+    info_.time_base = {1, 1};
+    info_.frames_expected = 1;
+  }
+
+  const SourceInfo& info() const override { return info_; }
+
+  std::optional<Item> next() override {
+    if (picture_.isEmpty()) {
+      return std::nullopt;
+    }
+    return Frame{std::move(picture_), 0, 1};
+  }
+
+private:
+  Picture picture_; // until it is delivered
+  SourceInfo info_;
+};
+
+class ImageSink final : public Sink {
+public:
+  ImageSink(const fs::path& file, const ImageEncoding& encoding, Size size, bool overwrite)
+      : file_(file), encoding_(encoding), size_(size), output_(file, overwrite) {}
+
+  Size size() const override { return size_; }
+  void write(Packet&& /*packet*/) override {}
+
+  void write(Frame&& frame) override {
+    if (is_written_) {
+      throw Error(ErrorKind::kUsage, base::quotedPath(file_) + " is an image, which holds one frame: write a clip, as out.mp4");
+    }
+    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, bgrOf(frame.picture));
+    if (bytes.empty()) {
+      throw Error(ErrorKind::kInputOutput, base::quotedPath(file_) + " cannot be encoded: choose another file extension");
+    }
+    output_.write(bytes);
+    is_written_ = true;
+  }
+
+  void finish() override { output_.commit(); }
+
+  std::int64_t finishEarly() override {
+    if (is_written_) {
+      finish();
+    }
+    return is_written_ ? 1 : 0;
+  }
+
+private:
+  fs::path file_;
+  const ImageEncoding& encoding_;
+  Size size_;
+  base::OutputFile output_;
+  bool is_written_ = false;
+};
+
+} // namespace
+
+void requireExists(const fs::path& file) {
+  std::error_code error;
+  if (fs::status(file, error).type() == fs::file_type::not_found) {
+    throw unreadable(file, "does not exist: check the name");
+  }
+}
+
+bool isImageFile(const fs::path& file) {
+  std::error_code error;
+  std::array<std::uint8_t, 16> begin{};
+  std::ifstream stream;
+  if (fs::is_regular_file(file, error)) { // opening a pipe would wait for its other end
+    stream.open(file, std::ios::binary);
+  }
+  stream.read(reinterpret_cast<char*>(begin.data()), begin.size());
+  return isImage(Bytes(begin).first(static_cast<std::size_t>(stream.gcount())));
+}
+
+bool isImageName(const fs::path& file) {
+  return findEncoding(file) != nullptr;
+}
+
+std::vector<std::string> imageExtensions() {
+  std::vector<std::string> list;
+  for (const ImageEncoding& encoding : imageEncodings()) {
+    list.emplace_back(encoding.extension);
+  }
+  return list;
+}
+
+void requireImageFits(const fs::path& file, Size size) {
+  const ImageEncoding* encoding = findEncoding(file);
+  if (encoding != nullptr && std::max(size.width, size.height) > encoding->largest_side) {
+    throw Error(ErrorKind::kUsage, base::quotedPath(file) + ": a " + std::string(encoding->extension) +
+                                       " image has sides of at most " + std::to_string(encoding->largest_side) +
+                                       ": choose .png or a smaller size");
+  }
+}
+
+std::unique_ptr<Source> openImageSource(const fs::path& file) {
+  return std::make_unique<ImageSource>(file);
+}
+
+std::unique_ptr<Sink> openImageSink(const fs::path& file, Size size, bool overwrite) {
+  const ImageEncoding* encoding = findEncoding(file);
+  if (encoding == nullptr) {
+    throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(file) + " has no file extension of an image: use one of " +
+                                       base::joined(imageExtensions()));
+  }
+  requireImageFits(file, size);
+  return std::make_unique<ImageSink>(file, *encoding, size, overwrite);
+}
+
+} // namespace vorin::media

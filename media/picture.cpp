@@ -1,0 +1,149 @@
+#include "picture_mat.h"
+#include "sources_and_sinks.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace vorin::media {
+namespace {
+
+std::size_t bytesPerPixel(PixelLayout layout) { // of the first plane
+  switch (layout) {
+  case PixelLayout::kBgra:
+  case PixelLayout::kRgba:
+    return 4;
+  case PixelLayout::kBgr24:
+    return 3;
+  case PixelLayout::kYuy2:
+    return 2;
+  case PixelLayout::kNv12:
+    break;
+  }
+  return 1;
+}
+
+void requireFits(PixelLayout layout, Size size) {
+  constexpr int kMaxSide = static_cast<int>(kLargestSide);
+  const std::string text = sizeText(size);
+  if (size.width < 1 || size.height < 1 || size.width > kMaxSide || size.height > kMaxSide) {
+    throw Error(ErrorKind::kUsage, "a picture of " + text + " pixels is not possible: its sides may be 1 to 16384");
+  }
+  const bool is_odd_width = size.width % 2 != 0 && (layout == PixelLayout::kNv12 || layout == PixelLayout::kYuy2);
+  if (is_odd_width || (size.height % 2 != 0 && layout == PixelLayout::kNv12)) {
+    throw Error(ErrorKind::kUsage, "a picture of " + text + " pixels does not fit its layout, which takes even sides: use BGRA");
+  }
+}
+
+} // namespace
+
+Picture::Picture(PixelLayout layout, Size size) : layout_(layout), size_(size) {
+  requireFits(layout, size);
+  pitch_bytes_ = rowBytes();
+  owned_.resize(byteCount());
+}
+
+Picture Picture::wrap(PixelLayout layout, Size size, std::uint8_t* pixels, std::size_t pitch_bytes) {
+  requireFits(layout, size);
+  Picture picture;
+  picture.layout_ = layout;
+  picture.size_ = size;
+  if (pixels == nullptr || pitch_bytes < picture.rowBytes()) {
+    throw Error(ErrorKind::kUsage, pixels == nullptr ? "a picture without pixels: name the memory that holds them"
+                                                     : "a picture's pitch is shorter than its rows: it counts bytes, not pixels");
+  }
+  picture.pitch_bytes_ = pitch_bytes;
+  picture.wrapped_ = pixels;
+  return picture;
+}
+
+const Picture Picture::wrap(PixelLayout layout, Size size, const std::uint8_t* pixels, std::size_t pitch_bytes) {
+  return wrap(layout, size, const_cast<std::uint8_t*>(pixels), pitch_bytes); // a const picture gives out const pixels only
+}
+
+Picture Picture::copy() const {
+  if (isEmpty()) {
+    return {};
+  }
+  Picture copied(layout_, size_);
+  const std::size_t row_bytes = rowBytes();
+  for (std::size_t row = 0; row < rowCount(); ++row) {
+    std::copy_n(pixels() + row * pitch_bytes_, row_bytes, copied.pixels() + row * row_bytes);
+  }
+  return copied;
+}
+
+std::size_t Picture::rowBytes() const {
+  return static_cast<std::size_t>(size_.width) * bytesPerPixel(layout_);
+}
+
+std::size_t Picture::rowCount() const {
+  const auto rows = static_cast<std::size_t>(size_.height);
+  return layout_ == PixelLayout::kNv12 ? rows / 2 * 3 : rows;
+}
+
+std::size_t Picture::byteCount() const {
+  return pitch_bytes_ * rowCount();
+}
+
+Picture::Picture(Picture&& other) noexcept {
+  *this = std::move(other);
+}
+
+Picture& Picture::operator=(Picture&& other) noexcept {
+  layout_ = other.layout_;
+  size_ = std::exchange(other.size_, {});
+  pitch_bytes_ = std::exchange(other.pitch_bytes_, 0);
+  wrapped_ = std::exchange(other.wrapped_, nullptr);
+  owned_ = std::move(other.owned_);
+  other.owned_.clear();
+  return *this;
+}
+
+cv::Mat bgrOf(const Picture& picture) {
+  cv::Mat bgr = matOver(picture);
+  switch (picture.layout()) {
+  case PixelLayout::kBgr24:
+    break;
+  case PixelLayout::kBgra:
+    cv::cvtColor(matOver(picture), bgr, cv::COLOR_BGRA2BGR);
+    break;
+  case PixelLayout::kRgba:
+    cv::cvtColor(matOver(picture), bgr, cv::COLOR_RGBA2BGR);
+    break;
+  case PixelLayout::kNv12:
+    cv::cvtColorTwoPlane(matOver(picture), chromaOver(picture), bgr, cv::COLOR_YUV2BGR_NV12);
+    break;
+  case PixelLayout::kYuy2:
+    cv::cvtColor(matOver(picture), bgr, cv::COLOR_YUV2BGR_YUY2);
+    break;
+  }
+  return bgr;
+}
+
+Picture pictureFromBgr(const cv::Mat& bgr) {
+  Picture picture(PixelLayout::kBgra, {bgr.cols, bgr.rows});
+  cv::Mat pixels = matOver(picture);
+  cv::cvtColor(bgr, pixels, cv::COLOR_BGR2BGRA);
+  return picture;
+}
+
+bool isUsableSize(std::uint64_t width, std::uint64_t height) {
+  return width >= 1 && width <= kLargestSide && height >= 1 && height <= kLargestSide && width * height <= kMostPixels;
+}
+
+std::string sizeLimits() {
+  return "sides of 1 to " + std::to_string(kLargestSide) + " and at most " + std::to_string(kMostPixels) + " pixels";
+}
+
+std::string sizeText(Size size) {
+  return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+PixelLayout layoutFor(PixelLayout source, Size size) {
+  const bool is_even = size.width % 2 == 0 && size.height % 2 == 0;
+  return is_even ? source : PixelLayout::kBgra;
+}
+
+} // namespace vorin::media

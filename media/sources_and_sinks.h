@@ -1,0 +1,60 @@
+// sources_and_sinks.h: the kinds of sources and sinks behind openSource and openSink, and what their names and options may be. Each
+// kind has a file of its own: image_file.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
+#pragma once
+
+#include "vorin_media.hpp"
+
+#include <string_view>
+
+namespace vorin::media {
+
+// The file name that stands for standard input or output.
+constexpr std::string_view kPipeName = "-";
+
+// ---- Images ----
+
+// The largest picture that is decoded or made: each passes through about 26 bytes a pixel, which keeps that below 4 GB.
+constexpr std::uint64_t kLargestSide = 16384;
+constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 27;
+bool isUsableSize(std::uint64_t width, std::uint64_t height);
+std::string sizeLimits();       // "sides of 1 to 16384 and at most 134217728 pixels"
+std::string sizeText(Size size); // "640x480"
+
+// Whether a file of this name is written as an image, and the extensions that are: ".png", ...
+bool isImageName(const std::filesystem::path& file);
+std::vector<std::string> imageExtensions();
+
+// Whether the file begins like an image; false where it cannot be read.
+bool isImageFile(const std::filesystem::path& file);
+
+// Throws kInputOutput where nothing has this name.
+void requireExists(const std::filesystem::path& file);
+
+// Throws kUsage where the format that the name stands for cannot hold a picture of this size.
+void requireImageFits(const std::filesystem::path& file, Size size);
+
+std::unique_ptr<Source> openImageSource(const std::filesystem::path& file);
+std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, Size size, bool overwrite);
+
+// ---- Clips and pipes; where the library is built without them, no name is a clip's and opening one throws ----
+
+bool isClipName(const std::filesystem::path& file); // that can be written
+std::vector<std::string> clipExtensions();
+std::string usualQualities(); // of each codec where none is asked for: "22 for h264, ..."
+std::string rawPixelNames();  // "bgra, rgba, ..."
+
+// Throws kUsage, as opening would, where the name, the codec and the quality do not go together.
+void checkClipOptions(const std::filesystem::path& output, const SinkOptions& options);
+
+// The size of the frames that the option describes. Throws kUsage where it cannot be read.
+Size rawSize(const std::string& raw);
+
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
+std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size, const SinkOptions& options);
+std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
+std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
+
+// The layout for a result of this size of pictures of that layout: the same, but BGRA where that cannot hold it.
+PixelLayout layoutFor(PixelLayout source, Size size);
+
+} // namespace vorin::media

@@ -1,0 +1,54 @@
+// Clips and pipes are not part of the library for Windows: there is no libav for MinGW.
+#include "../sources_and_sinks.h"
+
+namespace vorin::media {
+namespace {
+
+Error noClips() {
+  return {ErrorKind::kUsage, "clips and pipes are not part of the program for Windows: convert the clip's frames to images first"};
+}
+
+} // namespace
+
+bool isClipName(const std::filesystem::path& /*file*/) {
+  return false;
+}
+
+std::vector<std::string> clipExtensions() {
+  return {};
+}
+
+std::string usualQualities() {
+  return {};
+}
+
+std::string rawPixelNames() {
+  return {};
+}
+
+void checkClipOptions(const std::filesystem::path& /*output*/, const SinkOptions& /*options*/) {
+  throw noClips();
+}
+
+Size rawSize(const std::string& /*raw*/) {
+  throw noClips();
+}
+
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& /*clip*/, bool /*exact_colours*/) {
+  throw noClips();
+}
+
+std::unique_ptr<Sink> openClipSink(const std::filesystem::path& /*clip*/, const SourceInfo& /*source*/, Size /*size*/,
+                                   const SinkOptions& /*options*/) {
+  throw noClips();
+}
+
+std::unique_ptr<Source> openPipeSource(int /*descriptor*/, const SourceOptions& /*options*/) {
+  throw noClips();
+}
+
+std::unique_ptr<Sink> openPipeSink(int /*descriptor*/, const SourceInfo& /*source*/, Size /*size*/, const std::string& /*raw*/) {
+  throw noClips();
+}
+
+} // namespace vorin::media
