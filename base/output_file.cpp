@@ -1,28 +1,168 @@
 #include "output_file.h"
 
-#include "new_file.h"
-#include "output_path.h"
+#include "files.h"
+#include "text.h"
+#include "vorin_error.hpp"
 
+#include <atomic>
 #include <cerrno>
-#include <string>
+#include <chrono>
+#include <cstdlib>
+#include <optional>
+#include <random>
+#include <string_view>
 #include <system_error>
+#include <thread>
+#include <vector>
 
 namespace vorin::base {
 namespace {
 
 namespace fs = std::filesystem;
 
-OutputError unwritable(const fs::path& output, const std::string& what_to_do) {
-  return {output, "cannot be written (" + std::generic_category().message(errno) + "): " + what_to_do};
+constexpr const char* kTemporaryBegin = ".vorin-";
+constexpr const char* kTemporaryEnd = ".part";
+constexpr const char* kExists = "exists: choose another name, or replace it with --overwrite";
+
+Error failure(const fs::path& output, const std::string& why) {
+  return {ErrorKind::kInputOutput, quotedPath(output) + " " + why};
+}
+
+Error unwritable(const fs::path& output, const std::string& what_to_do) {
+  return failure(output, "cannot be written (" + std::generic_category().message(errno) + "): " + what_to_do);
+}
+
+// ---- what stands against an output ----
+
+fs::path folderOf(const fs::path& output) {
+  return output.has_parent_path() ? output.parent_path() : fs::path(".");
+}
+
+// Of the folders above the output, the uppermost one at fault is named: what lies below a file does not exist either.
+std::optional<std::string> reasonAgainstFolder(const fs::path& folder) {
+  std::error_code error;
+  fs::path upper;
+  for (const fs::path& part : folder) {
+    upper /= part;
+    const fs::file_status status = fs::status(upper, error);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+      return "cannot be written: " + quotedPath(upper) + " is not a folder: choose another one";
+    }
+  }
+  if (!fs::is_directory(folder, error)) {
+    return "cannot be written: the folder " + quotedPath(folder) + " does not exist: make it first";
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> reasonAgainst(const fs::path& output, bool overwrite) {
+  std::error_code error;
+  const fs::file_status status = fs::status(output, error);
+  if (fs::is_directory(status)) {
+    return "is a folder: name a file in it";
+  }
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    return "is not a file that can be replaced: choose another name";
+  }
+  if (fs::exists(status) && !overwrite) {
+    return kExists;
+  }
+  return reasonAgainstFolder(folderOf(output));
+}
+
+// The file that the bytes are for: the output, or the target of a link.
+fs::path checkedOutput(const fs::path& output, bool overwrite) {
+  std::error_code error;
+  fs::path target = output;
+  if (fs::is_symlink(output, error)) {
+    target = fs::canonical(output, error);
+    if (error) {
+      throw failure(output, "is a link that leads nowhere: remove it or choose another name");
+    }
+  }
+  if (const std::optional<std::string> reason = reasonAgainst(target, overwrite)) {
+    throw failure(output, *reason);
+  }
+  return target;
+}
+
+// Gives the file its final name unless that name is taken: a second name that must be new, then the first one removed. Returns
+// false when the name is taken.
+bool renameToNew(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  fs::create_hard_link(from, to, error);
+  if (!error) {
+    fs::remove(from, error);
+    return true;
+  }
+  // Some file systems have no second names: there the look before the renaming must do.
+  if (error == std::errc::file_exists || fs::exists(to)) {
+    return false;
+  }
+  fs::rename(from, to);
+  return true;
+}
+
+// ---- the file to delete when the process ends early ----
+
+fs::path::string_type unfinished; // changed only while unfinished_is_set is false
+std::atomic<bool> unfinished_is_set = false;
+std::atomic<bool> removal_has_begun = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
+
+// Stops a thread that would change the name while another one uses it, or make a file after the removal: the process is ending.
+void standStillOnceRemovalHasBegun() {
+  while (removal_has_begun) {
+    std::this_thread::sleep_for(std::chrono::hours(1));
+  }
+}
+
+extern "C" void removeUnfinishedFileAtExit() {
+  removeUnfinishedFile();
 }
 
 } // namespace
 
+void removeUnfinishedFile() {
+  removal_has_begun = true;
+  if (unfinished_is_set) {
+    removeFile(unfinished.c_str());
+  }
+}
+
+TemporaryOutput::TemporaryOutput(const fs::path& output, bool overwrite)
+    : output_(checkedOutput(output, overwrite)), overwrite_(overwrite),
+      temporary_(folderOf(output_) / randomName(kTemporaryBegin, kTemporaryEnd)) {
+  static const int registered = std::atexit(removeUnfinishedFileAtExit);
+  static_cast<void>(registered);
+  unfinished = temporary_.native();
+  unfinished_is_set = true;
+  standStillOnceRemovalHasBegun();
+}
+
+TemporaryOutput::~TemporaryOutput() {
+  std::error_code ignored;
+  fs::remove(temporary_, ignored);
+  unfinished_is_set = false;
+  standStillOnceRemovalHasBegun();
+}
+
+void TemporaryOutput::commit() {
+  try {
+    if (overwrite_) {
+      fs::rename(temporary_, output_);
+    } else if (!renameToNew(temporary_, output_)) {
+      throw failure(output_, kExists);
+    }
+  } catch (const fs::filesystem_error& error) {
+    throw failure(output_, "cannot be written (" + error.code().message() + "): choose another name");
+  }
+}
+
 OutputFile::OutputFile(const fs::path& output, bool overwrite)
-    : output_(checkedOutput(output, overwrite)), overwrite_(overwrite), temporary_(temporaryBeside(output_)),
-      file_(makeNewFile(temporary_.path())) {
+    : output_(output), temporary_(output, overwrite), file_(makeNewFile(temporary_.path())) {
   if (file_ == nullptr) {
-    throw unwritable(output, "choose another folder");
+    throw unwritable(output_, "choose another folder");
   }
 }
 
@@ -33,11 +173,39 @@ void OutputFile::write(std::span<const std::uint8_t> bytes) {
 }
 
 void OutputFile::commit() {
-  // Closed before it is renamed: Windows does not rename an open file.
   if (std::fflush(file_.get()) != 0 || std::fclose(file_.release()) != 0) {
     throw unwritable(output_, "make room or choose another folder");
   }
-  moveIntoPlace(temporary_.path(), output_, overwrite_);
+  temporary_.commit();
+}
+
+void requireWritable(const fs::path& output, bool overwrite) {
+  static_cast<void>(checkedOutput(output, overwrite));
+}
+
+void removeTemporariesIn(const fs::path& folder) {
+  std::error_code error;
+  std::vector<fs::path> leftovers;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = utf8Text(entry->path().filename());
+    if (name.size() == randomName(kTemporaryBegin, kTemporaryEnd).size() && name.starts_with(kTemporaryBegin) &&
+        name.ends_with(kTemporaryEnd)) {
+      leftovers.push_back(entry->path());
+    }
+  }
+  for (const fs::path& leftover : leftovers) {
+    fs::remove(leftover, error);
+  }
+}
+
+std::string randomName(const std::string& before, const std::string& after) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::random_device random;
+  std::string name = before;
+  for (int digit = 0; digit < 16; ++digit) {
+    name += kDigits[random() % kDigits.size()];
+  }
+  return name + after;
 }
 
 } // namespace vorin::base

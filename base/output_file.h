@@ -1,28 +1,51 @@
-// output_file.h: an output file, written piece by piece, that is either all there or not there. Whatever ends the work early (a
-// failure, an exception, cancellation, a library that ends the process) removes the temporary file that the pieces go into.
+// output_file.h: an output is either all there or not there.
+//
+// The bytes go into a new temporary file in the output's folder, which takes the output's name at the end, in one step. Whatever
+// ends the work early (a failure, an exception, cancellation, a library that calls std::exit) deletes the temporary file.
+// Everything here throws Error(kInputOutput) with one line for the user: the output, why it cannot be written, and what to do.
 #pragma once
-
-#include "unfinished_file.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace vorin::base {
 
-// One at a time. Throws an OutputError where the file cannot be written.
+// The name of a temporary file that another library writes. One at a time in a process.
+class TemporaryOutput {
+public:
+  // Makes no file. Throws for what shows beforehand: the output exists and overwrite is not set, it is no regular file, its
+  // folder is missing, or it is a link that leads nowhere. A link stays a link: its target is replaced.
+  TemporaryOutput(const std::filesystem::path& output, bool overwrite);
+  ~TemporaryOutput(); // deletes the file unless commit renamed it
+  TemporaryOutput(const TemporaryOutput&) = delete;
+  TemporaryOutput& operator=(const TemporaryOutput&) = delete;
+
+  // The file to write.
+  const std::filesystem::path& path() const { return temporary_; }
+
+  // Gives the closed file the output's name. Without overwrite, an output that another program made meanwhile stays.
+  void commit();
+
+private:
+  std::filesystem::path output_;
+  bool overwrite_;
+  std::filesystem::path temporary_;
+};
+
+// An output that is written piece by piece. One at a time, as it is a TemporaryOutput.
 class OutputFile {
 public:
-  // Refuses an existing output unless overwrite is set, and anything there that is no regular file. The temporary is made here,
-  // so that a folder that cannot be written to shows before any work is done.
+  // Throws as TemporaryOutput does, and makes the temporary file, so that a folder without write permission shows before any work
+  // is done.
   OutputFile(const std::filesystem::path& output, bool overwrite);
 
   void write(std::span<const std::uint8_t> bytes);
 
-  // Gives the file its name; nothing may be written after that. Without overwrite, an output that another program made meanwhile
-  // stays.
+  // Nothing may be written after that.
   void commit();
 
 private:
@@ -31,9 +54,21 @@ private:
   };
 
   std::filesystem::path output_;
-  bool overwrite_;
-  UnfinishedFile temporary_;
-  std::unique_ptr<std::FILE, FileCloser> file_;
+  TemporaryOutput temporary_;
+  std::unique_ptr<std::FILE, FileCloser> file_; // closed before the temporary file is renamed or deleted, as Windows demands
 };
+
+// Throws as TemporaryOutput does: for a look beforehand, where the work takes time.
+void requireWritable(const std::filesystem::path& output, bool overwrite);
+
+// Deletes the temporary files that killed programs left in the folder, and also those of programs still at work.
+void removeTemporariesIn(const std::filesystem::path& folder);
+
+// The two texts with 16 random hexadecimal digits between them.
+std::string randomName(const std::string& before, const std::string& after);
+
+// Deletes the temporary file of the process, for an end without std::exit. Any thread may call it at any moment, also in a signal
+// handler; the process must end after it.
+void removeUnfinishedFile();
 
 } // namespace vorin::base

@@ -13,7 +13,7 @@ ROOMS = {
     "src/neural": SHARED_BY_SRC + ["src/modelpack"],
     "src/pipeline": SHARED_BY_SRC + ["src/neural", "src/gpufilters"],
     "src/core": SHARED_BY_SRC + ["src/pipeline"],
-    "base": [],
+    "base": ["include/vorin_error.hpp"],
     "media": ["include", "base"],
     "apps/stylize": ["include", "base", "media"],
     "apps/pack": ["include", "base", "media", "src/modelpack", "src/neural/style_catalogue.h"],

@@ -1,0 +1,94 @@
+#include "../files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace vorin::base {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t kReadableAndWritable = 0666; // less the umask
+
+// One folder for each folder of files: the name is the whole path, with "%" for the character that a name cannot hold.
+std::string nameOf(const fs::path& folder) {
+  std::string name = folder.string();
+  std::replace(name.begin(), name.end(), '/', '%');
+  return name;
+}
+
+} // namespace
+
+std::FILE* makeNewFile(const fs::path& file) {
+  const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadableAndWritable);
+  if (descriptor < 0) {
+    return nullptr;
+  }
+  std::FILE* stream = fdopen(descriptor, "wb");
+  if (stream == nullptr) {
+    close(descriptor);
+  }
+  return stream;
+}
+
+void removeFile(const char* file) {
+  unlink(file);
+}
+
+fs::path programFolder() {
+  std::error_code error;
+  return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
+
+bool isWritable(const fs::path& folder) {
+  return access(folder.c_str(), W_OK) == 0;
+}
+
+// The XDG base directory rules leave out paths that are not absolute.
+std::optional<fs::path> userCacheFolder() {
+  const char* cache = std::getenv("XDG_CACHE_HOME");
+  if (cache != nullptr && *cache == '/') {
+    return cache;
+  }
+  const char* home = std::getenv("HOME");
+  return home != nullptr && *home == '/' ? std::optional(fs::path(home) / ".cache") : std::nullopt;
+}
+
+std::optional<fs::path> folderOfLinkTo(const fs::path& file) {
+  std::error_code error;
+  const fs::path target = fs::canonical(file, error);
+  const std::optional<fs::path> cache = userCacheFolder();
+  if (error || !cache) {
+    return std::nullopt;
+  }
+  const fs::path folder = *cache / "vorin-stt" / "linked" / nameOf(target.parent_path());
+  fs::create_directories(folder, error);
+  const fs::path link = folder / file.filename();
+  if (fs::read_symlink(link, error) != target) {
+    fs::remove(link, error);
+    fs::create_symlink(target, link, error);
+  }
+  return fs::exists(link, error) && isWritable(folder) ? std::optional(folder) : std::nullopt;
+}
+
+std::optional<std::string> narrowText(const fs::path& path) {
+  return path.string();
+}
+
+FileLock::FileLock(const fs::path& file) : descriptor_(open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, kReadableAndWritable)) {
+  while (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0 && errno == EINTR) {
+  }
+}
+
+FileLock::~FileLock() {
+  if (descriptor_ >= 0) {
+    close(descriptor_);
+  }
+}
+
+} // namespace vorin::base

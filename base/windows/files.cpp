@@ -1,0 +1,115 @@
+#include "../files.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+#include <system_error>
+// The second needs the first.
+// clang-format off
+#include <windows.h>
+#include <shlobj.h>
+// clang-format on
+
+namespace vorin::base {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The locked byte lies far behind the file's end: locked bytes are out of bounds for every other reader.
+OVERLAPPED lockPlace() {
+  OVERLAPPED place = {};
+  place.OffsetHigh = 0x40000000;
+  return place;
+}
+
+HANDLE handleOf(int descriptor) {
+  return reinterpret_cast<HANDLE>(
+      _get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): the library has them as numbers
+}
+
+} // namespace
+
+// Unlike the C library's, the file may be deleted while it is open: cancellation does.
+std::FILE* makeNewFile(const fs::path& file) {
+  HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    errno = std::error_code(static_cast<int>(GetLastError()), std::system_category()).default_error_condition().value();
+    return nullptr;
+  }
+  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_WRONLY | _O_BINARY);
+  if (descriptor < 0) {
+    CloseHandle(handle);
+    return nullptr;
+  }
+  std::FILE* stream = _fdopen(descriptor, "wb");
+  if (stream == nullptr) {
+    _close(descriptor);
+  }
+  return stream;
+}
+
+void removeFile(const wchar_t* file) {
+  DeleteFileW(file);
+}
+
+fs::path programFolder() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (length < path.size()) { // else the path was cut
+      path.resize(length);
+      return fs::path(path).parent_path();
+    }
+    path.resize(path.size() * 2);
+  }
+}
+
+bool isWritable(const fs::path& folder) {
+  constexpr int kWritability = 2;
+  return _waccess(folder.c_str(), kWritability) == 0;
+}
+
+std::optional<fs::path> userCacheFolder() {
+  std::array<wchar_t, MAX_PATH> folder{};
+  const HRESULT result = SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder.data());
+  return result == S_OK ? std::optional<fs::path>(folder.data()) : std::nullopt;
+}
+
+std::optional<fs::path> folderOfLinkTo(const fs::path& /*file*/) {
+  return std::nullopt;
+}
+
+std::optional<std::string> narrowText(const fs::path& path) {
+  const std::wstring wide = path.wstring();
+  const bool is_utf8 = GetACP() == CP_UTF8; // for which the system takes other flags, and lacks nothing
+  const DWORD flags = is_utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
+  BOOL lacks_some = FALSE;
+  BOOL* const lacks = is_utf8 ? nullptr : &lacks_some;
+  const int length = static_cast<int>(wide.size());
+  const int bytes = WideCharToMultiByte(CP_ACP, flags, wide.data(), length, nullptr, 0, nullptr, lacks);
+  std::string text(static_cast<std::size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_ACP, flags, wide.data(), length, text.data(), bytes, nullptr, lacks);
+  return lacks_some != FALSE || (bytes == 0 && length != 0) ? std::nullopt : std::optional(text);
+}
+
+FileLock::FileLock(const fs::path& file) : descriptor_(-1) {
+  constexpr int kFlags = _O_RDONLY | _O_CREAT | _O_BINARY | _O_NOINHERIT;
+  if (_wsopen_s(&descriptor_, file.c_str(), kFlags, _SH_DENYNO, _S_IREAD | _S_IWRITE) == 0) {
+    OVERLAPPED place = lockPlace();
+    LockFileEx(handleOf(descriptor_), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place);
+  }
+}
+
+FileLock::~FileLock() {
+  if (descriptor_ >= 0) {
+    OVERLAPPED place = lockPlace();
+    UnlockFileEx(handleOf(descriptor_), 0, 1, 0, &place);
+    _close(descriptor_);
+  }
+}
+
+} // namespace vorin::base

@@ -1,0 +1,132 @@
+#include "../terminal.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <io.h>
+#include <iostream>
+#include <memory>
+#include <span>
+// The second needs the first.
+// clang-format off
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+
+namespace vorin::base {
+namespace {
+
+std::atomic<UINT> code_page_before = 0; // of the console; 0: nothing to put back
+
+extern "C" void restoreConsoleAtExit() {
+  restoreConsole();
+}
+
+std::FILE* fileOf(Stream stream) {
+  return stream == Stream::kOutput ? stdout : stderr;
+}
+
+// Earlier text goes out before the stream is shut, and text of the quiet time is lost before it is open again.
+void flush(Stream stream) {
+  if (stream == Stream::kOutput) {
+    std::cout.flush();
+  }
+  static_cast<void>(std::fflush(fileOf(stream)));
+}
+
+// Surrogates without their partner become replacement characters.
+std::string utf8FromWide(std::wstring_view wide) {
+  const int length = static_cast<int>(wide.size());
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, text.data(), bytes, nullptr, nullptr);
+  return text;
+}
+
+} // namespace
+
+// main gets the arguments in the code page, which lacks characters that file names have; so the system is asked for them.
+std::vector<std::string> utf8Arguments(int count, const char* const* arguments) {
+  int wide_count = 0;
+  const std::unique_ptr<wchar_t*, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &wide_count), LocalFree);
+  if (wide == nullptr) {
+    return {arguments, arguments + count};
+  }
+  std::vector<std::string> texts;
+  for (const wchar_t* argument : std::span(wide.get(), static_cast<std::size_t>(wide_count))) {
+    texts.push_back(utf8FromWide(argument));
+  }
+  return texts;
+}
+
+void prepareStandardStreams() {
+  for (std::FILE* stream : {stdin, stdout, stderr}) {
+    static_cast<void>(_setmode(_fileno(stream), _O_BINARY));
+  }
+  const UINT before = GetConsoleOutputCP(); // 0: there is no console
+  if (before != 0 && before != CP_UTF8 && SetConsoleOutputCP(CP_UTF8) != FALSE) {
+    code_page_before = before;
+    static_cast<void>(std::atexit(restoreConsoleAtExit));
+  }
+}
+
+void restoreConsole() {
+  if (const UINT before = code_page_before.exchange(0)) {
+    SetConsoleOutputCP(before);
+  }
+}
+
+Quiet::Quiet(Stream stream) : stream_(stream), saved_(-1) {
+  const int descriptor = _fileno(fileOf(stream_)); // below 0: the program has no such stream
+  const int nowhere = descriptor < 0 ? -1 : _open("NUL", _O_WRONLY | _O_BINARY | _O_NOINHERIT);
+  if (nowhere < 0) {
+    return;
+  }
+  flush(stream_);
+  saved_ = _dup(descriptor);
+  if (saved_ >= 0) {
+    // A library with a C runtime of its own writes to the handle that it found at its start. Were the handle closed, another file
+    // could get its number.
+    HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr)
+    SetHandleInformation(handle, HANDLE_FLAG_PROTECT_FROM_CLOSE, HANDLE_FLAG_PROTECT_FROM_CLOSE);
+    _dup2(nowhere, descriptor);
+  }
+  _close(nowhere);
+}
+
+Quiet::~Quiet() {
+  if (saved_ >= 0) {
+    flush(stream_);
+    _dup2(saved_, _fileno(fileOf(stream_)));
+    _close(saved_);
+  }
+}
+
+bool isTerminal(Stream stream) {
+  DWORD mode = 0; // only a console has one: NUL is a character device too
+  return GetConsoleMode(GetStdHandle(stream == Stream::kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE), &mode) != FALSE;
+}
+
+int terminalColumns() {
+  constexpr int kUsual = 80;
+  CONSOLE_SCREEN_BUFFER_INFO info = {};
+  const bool is_known = GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) != FALSE;
+  return is_known ? info.srWindow.Right - info.srWindow.Left + 1 : kUsual;
+}
+
+OwnStandardError::OwnStandardError() : descriptor_(_fileno(stderr) < 0 ? -1 : _dup(_fileno(stderr))) {}
+
+OwnStandardError::~OwnStandardError() {
+  if (descriptor_ >= 0) {
+    _close(descriptor_);
+  }
+}
+
+void OwnStandardError::write(std::string_view text) const {
+  if (descriptor_ >= 0) {
+    static_cast<void>(_write(descriptor_, text.data(), static_cast<unsigned>(text.size())));
+  }
+}
+
+} // namespace vorin::base
