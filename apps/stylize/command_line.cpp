@@ -1,0 +1,323 @@
+#include "command_line.h"
+
+#include "model_package.h"
+#include "options.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <sstream>
+
+namespace vorin::stylize {
+namespace {
+
+constexpr std::size_t kNamesColumns = 26; // of the help, in front of the descriptions
+constexpr std::size_t kHelpColumns = 80 - kNamesColumns;
+
+constexpr const char* kPictureSection = "The result";
+constexpr const char* kLookSection = "The look";
+constexpr const char* kManySection = "Many inputs";
+constexpr const char* kClipSection = "Clips and pipes";
+constexpr const char* kNeuralSection = "The neural styles";
+constexpr const char* kDeviceSection = "The device";
+constexpr const char* kOtherSection = "Other options";
+
+constexpr const char* kClipFooter = R"(
+Clips keep their sound, subtitles, time stamps, colour tags and rotation. They
+are written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries
+Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
+
+Examples for clips:
+  vorin-stylize clip.mp4 -o restyled.mp4 --style cartoon
+  vorin-stylize clip.mp4 -o restyled.mp4 --style pencil --steady
+  vorin-stylize clip.mkv -o restyled.mkv --style stipple --codec h265 --crf 28
+  ffmpeg -i clip.mp4 -f yuv4mpegpipe - |
+    vorin-stylize - -o restyled.mp4 --style pencil
+)";
+
+constexpr const char* kFooter = R"(
+Images are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
+colour become 8, images marked as turned are turned upright. Several inputs or a
+folder are restyled into the folder -o, which gets the same tree of folders;
+hidden files are left out. An input that fails does not stop the others.
+
+lightgrey and cartoon work at the image's size, but at 1920x1080 at most;
+transfer works at the size of its network. The library brings the result to the
+image's size. A network is loaded anew for each image of another size, and by
+transfer for each image.
+
+Data goes to standard output, all else to standard error.
+
+Exit status: 0 all done, 1 some inputs failed, 2 usage, 3 model or
+configuration, 4 device, 5 input or output, 130 cancelled.
+
+Examples:
+  vorin-stylize photo.jpg -o restyled.png --style pencil
+  vorin-stylize photo.jpg -o small.webp --style stipple --size 640x480
+  vorin-stylize photo.jpg -o restyled.png --style pencil --device software
+  vorin-stylize photo.jpg -o restyled.png --style cartoon --models folder
+  vorin-stylize photo.jpg -o restyled.png --style transfer --style-image p.jpg
+  vorin-stylize holiday -o restyled --style cartoon --keep-colors --resume
+  vorin-stylize holiday/*.jpg -o restyled --style pencil --to png
+  vorin-stylize photo.jpg -o looks.png --style transfer --style-image paintings
+  vorin-stylize sheet photo.jpg -o sheet.png
+  vorin-stylize devices
+  vorin-stylize info
+  vorin-stylize selftest)";
+
+constexpr const char* kSheetFooter = "\nExample:\n  vorin-stylize sheet harbour.jpg garden.png -o sheet.png";
+
+Error usage(const std::string& line) {
+  return {ErrorKind::kUsage, line};
+}
+
+// Breaks each line at blanks where it is too long, and indents its rest as the line was indented.
+std::string wrapped(const std::string& text) {
+  std::string result;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const std::string indentation(std::min(line.find_first_not_of(' '), line.size()), ' ');
+    while (line.size() > kHelpColumns) {
+      const std::size_t end = line.rfind(' ', kHelpColumns);
+      result.append(result.empty() ? "" : "\n").append(line, 0, end);
+      line.replace(0, end + 1, indentation);
+    }
+    result.append(result.empty() ? "" : "\n").append(line);
+  }
+  return result;
+}
+
+std::string checkSize(const std::string& text) {
+  return parseSize(text) ? "" : "'" + text + "' is not a usable size: write it as 640x480, with " + media::sizeLimits();
+}
+
+std::string checkNotEmpty(const std::string& text) {
+  return text.empty() ? "an empty value: give one, or leave the option out" : "";
+}
+
+std::vector<std::string> networkNames() {
+  std::vector<std::string> names;
+  for (const auto& network : media::networksOf(media::Style::kTransfer)) {
+    names.emplace_back(network.name);
+  }
+  return names;
+}
+
+std::vector<std::string> imageKinds() {
+  std::vector<std::string> kinds;
+  for (const std::string& extension : media::imageExtensions()) {
+    kinds.push_back(extension.substr(1));
+  }
+  return kinds;
+}
+
+class Parser {
+public:
+  Parser() {
+    app.allow_windows_style_options(false); // "/name" is a file on every system
+    app.get_formatter()->column_width(kNamesColumns);
+    app.add_option("input", typed.inputs,
+                   wrapped(has_clips_ ? "What to restyle: images, clips, folders of them; or - for a pipe"
+                                      : "What to restyle: images, folders of them"))
+        ->option_text("FILE");
+    addResult(app);
+    addStyle(app);
+    addLook(app);
+    addMany(app);
+    if (has_clips_) {
+      addClips(app);
+    }
+    addNeural(app);
+    addDevice(app);
+    text(app, "--progress", typed.progress, "KIND",
+         "auto (default: a bar on a terminal, elsewhere a line for each tenth), or json: a line at least once a second on "
+         "standard error",
+         kOtherSection)
+        ->check(CLI::IsMember({"auto", "json"}));
+    addOther(app, true);
+    flag(app, "--version", typed.version, "Print the versions of the program and its library", kOtherSection);
+    addCommands();
+    app.require_subcommand(0, 1);
+    app.footer(std::string(has_clips_ ? kClipFooter : "") + kFooter); // after the subcommands, which would take it over
+    sheet->footer(kSheetFooter);
+  }
+
+  CommandLine typed;
+  CLI::App app{"Restyles images and clips: pencil, dots, paintings by neural networks.", "vorin-stylize"};
+  CLI::App* sheet = nullptr;
+  CLI::App* devices = nullptr;
+  CLI::App* info = nullptr;
+  CLI::App* selftest = nullptr;
+
+private:
+  static CLI::Option* text(CLI::App& app, const char* names, std::string& value, const char* placeholder, const std::string& help,
+                           const char* section) {
+    return app.add_option(names, value, wrapped(help))->type_name(placeholder)->group(section)->check(checkNotEmpty);
+  }
+
+  static CLI::Option* flag(CLI::App& app, const char* names, bool& value, const char* help, const char* section) {
+    return app.add_flag(names, value, wrapped(help))->group(section);
+  }
+
+  void addResult(CLI::App& to) {
+    const std::string clips = base::joined(media::clipExtensions());
+    text(to, "-o,--output", typed.output, "FILE",
+         "The file to write; its extension says which kind:\n" + base::joined(media::imageExtensions()) +
+             (clips.empty() ? "" : ";\na clip: " + clips + "; - for a pipe") + ".\nFor many inputs the folder, made if needed",
+         kPictureSection);
+    flag(to, "--overwrite", typed.overwrite, "Replace the output if it exists", kPictureSection);
+  }
+
+  void addStyle(CLI::App& to) {
+    text(to, "--style", typed.style, "NAME",
+         "How to restyle:\n"
+         "  pencil: grey pencil lines on white, darker towards the corners\n"
+         "  stipple: a grainy picture made of fine dots\n"
+         "  lightgrey: a light painting in greys (neural)\n"
+         "  cartoon: flat colours, as in a cartoon (neural)\n"
+         "  transfer: the look of the --style-image (neural)",
+         kPictureSection)
+        ->check(CLI::IsMember(styleNames()));
+    text(to, "--size", typed.size, "WxH", "Size of the result in pixels (default: the input's):\n" + media::sizeLimits(),
+         kPictureSection)
+        ->check(checkSize);
+  }
+
+  void addLook(CLI::App& to) {
+    to.add_option("--strength", typed.strength,
+                  wrapped("How much of the style shows: 0 gives the input back, 1 (default) the whole style"))
+        ->type_name("0..1")
+        ->group(kLookSection)
+        ->check(CLI::Range(0.0, 1.0));
+    flag(to, "--keep-colors", typed.keep_colours,
+         "Take the light from the result and the colours from the input (luma and chroma of BT.601)", kLookSection);
+  }
+
+  void addMany(CLI::App& to) {
+    const std::vector<std::string> kinds = imageKinds();
+    text(to, "--to", typed.to, "KIND", "Kind of the images (default: each input's own):\n" + base::joined(kinds), kManySection)
+        ->check(CLI::IsMember(kinds));
+    flag(to, "--resume", typed.resume,
+         "Leave out what is done already, after an interrupted run with the same options; one run at a time in a folder",
+         kManySection)
+        ->excludes("--overwrite");
+  }
+
+  void addClips(CLI::App& to) {
+    text(to, "--codec", typed.codec, "NAME",
+         "How to encode clips: h264 (default), h265, vp9, av1, or the name of an encoder of libavcodec", kClipSection);
+    to.add_option("--crf", typed.crf,
+                  wrapped("Their quality: 0 is best; each 6 more about halve a file of h264 or h265. Default:\n" +
+                          media::usualQualities()))
+        ->type_name("N")
+        ->group(kClipSection);
+    text(to, "--raw", typed.raw, "KIND",
+         "What goes through the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
+         kClipSection);
+    flag(to, "--steady", typed.steady,
+         "Calm the flicker: what the scene keeps from frame to frame, the result keeps; it moves with the scene", kClipSection);
+  }
+
+  void addNeural(CLI::App& to) {
+    text(to, "--style-image", typed.style_image, "FILE",
+         "For transfer: the picture whose look to take (for a sheet, default: painting.png beside the package). A folder gives a "
+         "sheet of the image in each look of it",
+         kNeuralSection);
+    text(to, "--network", typed.network, "NAME",
+         "For transfer: the network, by the size it works at:\n" + base::joined(networkNames()) + " (default: " +
+             networkNames().front() + ")",
+         kNeuralSection)
+        ->check(CLI::IsMember(networkNames()));
+    addModels(to);
+  }
+
+  void addModels(CLI::App& to) {
+    text(to, "--models", typed.models, "FOLDER",
+         "The folder of the model package, model_st.bin (default: the program's folder, its folder models, ../models or "
+         "../share/vorin-stt/models seen from it, the first that holds one)",
+         kNeuralSection);
+  }
+
+  void addDevice(CLI::App& to) {
+    text(to, "--device", typed.device, "NAME",
+         "Where to work: auto (default: the GPU; without one, software), integrated, discrete, or software (this machine's "
+         "processor)",
+         kDeviceSection)
+        ->check(CLI::IsMember(std::vector<std::string>{"auto", "integrated", "discrete", "software"}));
+    text(to, "--precision", typed.precision, "NAME",
+         "What networks compute in on the software device: f32 (default: the same result everywhere) or bf16 (faster on "
+         "processors that have it)",
+         kDeviceSection)
+        ->check(CLI::IsMember({"f32", "bf16"}));
+  }
+
+  void addOther(CLI::App& to, bool restyles) {
+    flag(to, "--json", typed.json, "Print the results as JSON on standard output", kOtherSection);
+    if (restyles) {
+      flag(to, "-q,--quiet", typed.quiet, "Print errors and warnings only", kOtherSection);
+    }
+    to.set_help_flag("-h,--help", "Print this help")->group(kOtherSection);
+  }
+
+  void addCommands() {
+    sheet = app.add_subcommand("sheet", "Write one image with all styles beside the original");
+    sheet->add_option("image", typed.inputs, "The images; each takes two rows of three pictures:\nitself, then the five results")
+        ->type_name("FILE");
+    addResult(*sheet);
+    addLook(*sheet);
+    addNeural(*sheet);
+    addDevice(*sheet);
+    addOther(*sheet, true);
+    devices = app.add_subcommand("devices", "List the GPUs: kind, tabulator, name");
+    addOther(*devices, false);
+    info = app.add_subcommand("info", wrapped("List versions, devices, and the networks with their sizes and SHA-256 sums"));
+    addModels(*info);
+    addOther(*info, false);
+    selftest = app.add_subcommand("selftest", wrapped("Restyle a built-in picture in all styles and compare with what is known of it"));
+    addModels(*selftest);
+    addDevice(*selftest);
+    addOther(*selftest, false);
+  }
+
+  const bool has_clips_ = !media::clipExtensions().empty();
+};
+
+// The options of the program itself belong to restyling: before a command they would be lost.
+void requireNothingBefore(const CLI::App& app, const std::string& command) {
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->count() > 0) {
+      const std::string name = option->get_positional() ? option->results().front() : option->get_name();
+      throw usage("'" + name + "' stands before '" + command + "': name it after that, if the command takes it");
+    }
+  }
+}
+
+} // namespace
+
+CommandLine parseCommandLine(int count, const char* const* arguments) {
+  Parser parser;
+  try {
+    parser.app.parse(count, arguments);
+  } catch (const CLI::CallForHelp&) {
+    parser.typed.help = parser.app.help();
+    return parser.typed;
+  } catch (const CLI::ParseError& error) {
+    throw usage(base::oneLine(error.what()) + ": see vorin-stylize --help");
+  }
+  if (const auto commands = parser.app.get_subcommands(); !commands.empty()) {
+    parser.typed.command = commands.front()->get_name();
+    requireNothingBefore(parser.app, parser.typed.command);
+  }
+  if (parser.typed.version && count > 2) {
+    throw usage("--version stands alone: leave the rest out");
+  }
+  return parser.typed;
+}
+
+std::vector<std::string> styleNames() {
+  return {"pencil", "stipple", "lightgrey", "cartoon", "transfer"};
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,43 @@
+// command_line.h: the program's options and commands as CLI11 reads them, and the texts of their help.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorin::stylize {
+
+// The values as typed, each one checked.
+struct CommandLine {
+  std::vector<std::string> inputs;
+  std::string output;
+  std::string style;
+  std::string style_image;
+  std::string network;
+  std::string models;
+  std::string size;
+  std::string to;
+  double strength = 1;
+  std::string device = "auto";
+  std::string precision = "f32";
+  std::string codec;
+  std::optional<int> crf;
+  std::string raw;
+  std::string progress = "auto";
+  bool keep_colours = false;
+  bool steady = false;
+  bool overwrite = false;
+  bool resume = false;
+  bool quiet = false;
+  bool json = false;
+  bool version = false;
+  std::string command;             // "sheet", "devices", "info", "selftest", or empty
+  std::optional<std::string> help; // the text, where that is what was asked for
+};
+
+// Throws kUsage for what CLI11 refuses, and for options before a command, which would belong to none.
+CommandLine parseCommandLine(int count, const char* const* arguments);
+
+std::vector<std::string> styleNames();
+
+} // namespace vorin::stylize

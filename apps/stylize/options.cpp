@@ -1,0 +1,160 @@
+#include "options.h"
+
+#include "command_line.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <map>
+
+namespace vorin::stylize {
+namespace {
+
+Error usage(const std::string& line) {
+  return {ErrorKind::kUsage, line};
+}
+
+const std::map<std::string, media::Style> kStyles = {{"pencil", media::Style::kPencilSketch},
+                                                     {"stipple", media::Style::kStippling},
+                                                     {"lightgrey", media::Style::kLightGrey},
+                                                     {"cartoon", media::Style::kCartoon},
+                                                     {"transfer", media::Style::kTransfer}};
+const std::map<std::string, media::Device> kDevices = {{"auto", media::Device::kAuto},
+                                                       {"integrated", media::Device::kIntegratedGpu},
+                                                       {"discrete", media::Device::kDiscreteGpu},
+                                                       {"software", media::Device::kSoftware}};
+
+
+bool isPipe(const std::string& name) {
+  return name == media::kPipeName;
+}
+
+void checkStyleOptions(const CommandLine& typed) {
+  const bool is_transfer = typed.style == "transfer";
+  if (typed.style.empty()) {
+    throw usage("no style given: add --style with one of " + base::joined(styleNames()));
+  }
+  if (is_transfer && typed.style_image.empty()) {
+    throw usage("the style 'transfer' takes the look of a picture: add --style-image with an image file");
+  }
+  if (!is_transfer && !(typed.style_image.empty() && typed.network.empty())) {
+    throw usage(std::string(typed.style_image.empty() ? "--network" : "--style-image") + " applies to the style transfer only: leave it out, or use --style transfer");
+  }
+}
+
+// What pipes need and lack.
+void checkPipeOptions(const CommandLine& typed) {
+  const bool writes_pipe = isPipe(typed.output);
+  const bool reads_pipe = std::any_of(typed.inputs.begin(), typed.inputs.end(), isPipe);
+  if (!typed.raw.empty() && !reads_pipe && !writes_pipe) {
+    throw usage("--raw applies to pipes only: leave it out, or name - as the input or the output");
+  }
+  if (writes_pipe && !(typed.codec.empty() && !typed.crf)) {
+    throw usage("--codec and --crf do not apply to the output -, which is not encoded: leave them out");
+  }
+  if (writes_pipe && typed.json) {
+    throw usage("--json and the output - would both go to standard output: leave one of them out");
+  }
+  if ((reads_pipe || writes_pipe) && typed.inputs.size() > 1) {
+    throw usage("a pipe stands alone: name no other input beside '-'");
+  }
+  if (!typed.raw.empty()) {
+    static_cast<void>(media::rawSize(typed.raw));
+  }
+}
+
+std::vector<std::string> clipOptionsIn(const CommandLine& typed) {
+  std::vector<std::string> given;
+  for (const auto& [option, is_given] : {std::pair("--codec", !typed.codec.empty()), std::pair("--crf", typed.crf.has_value()),
+                                         std::pair("--steady", typed.steady)}) {
+    if (is_given) {
+      given.emplace_back(option);
+    }
+  }
+  return given;
+}
+
+Options checkedOptions(const CommandLine& typed, Command command) {
+  Options options;
+  options.command = command;
+  options.restyler.models = base::pathFromUtf8(typed.models);
+  options.restyler.device = kDevices.at(typed.device);
+  options.restyler.precision = typed.precision == "bf16" ? media::Precision::kBf16 : media::Precision::kF32;
+  options.json = typed.json;
+  if (command != Command::kRestyle && command != Command::kSheet) {
+    return options;
+  }
+  if (typed.inputs.empty()) {
+    throw usage("no input named: see vorin-stylize --help");
+  }
+  if (typed.output.empty()) {
+    throw usage("no output named: add -o with the file to write");
+  }
+  if (command == Command::kRestyle) {
+    checkStyleOptions(typed);
+    checkPipeOptions(typed);
+    options.restyler.style = kStyles.at(typed.style);
+  }
+  std::transform(typed.inputs.begin(), typed.inputs.end(), std::back_inserter(options.inputs), base::pathFromUtf8);
+  options.output = base::pathFromUtf8(typed.output);
+  options.restyler.network = typed.network;
+  options.restyler.size = typed.size.empty() ? std::nullopt : parseSize(typed.size);
+  options.style_image = base::pathFromUtf8(typed.style_image);
+  options.strength = typed.strength;
+  options.keep_colours = typed.keep_colours;
+  options.steady = typed.steady;
+  options.sink = {typed.codec.empty() ? "h264" : typed.codec, typed.crf, typed.raw, typed.overwrite};
+  options.to = typed.to.empty() ? "" : "." + typed.to;
+  options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
+  options.resume = typed.resume;
+  options.quiet = typed.quiet;
+  options.clip_options = clipOptionsIn(typed);
+  return options;
+}
+
+Command commandOf(const CommandLine& typed) {
+  static const std::map<std::string, Command> commands = {{"", Command::kRestyle},
+                                                          {"sheet", Command::kSheet},
+                                                          {"devices", Command::kDevices},
+                                                          {"info", Command::kInfo},
+                                                          {"selftest", Command::kSelftest}};
+  return commands.at(typed.command);
+}
+
+} // namespace
+
+std::optional<media::Size> parseSize(const std::string& text) {
+  std::uint64_t width = 0;
+  std::uint64_t height = 0;
+  const char* const end = text.data() + text.size();
+  const auto [cross, width_error] = std::from_chars(text.data(), end, width);
+  if (width_error != std::errc() || cross == end || *cross != 'x') {
+    return std::nullopt;
+  }
+  const auto [last, height_error] = std::from_chars(cross + 1, end, height);
+  if (height_error != std::errc() || last != end || !media::isUsableSize(width, height)) {
+    return std::nullopt;
+  }
+  return media::Size{static_cast<int>(width), static_cast<int>(height)};
+}
+
+Options parseOptions(int count, const char* const* arguments) {
+  const CommandLine typed = parseCommandLine(count, arguments);
+  if (typed.help || typed.version) {
+    Options options;
+    options.command = Command::kText;
+    options.text = typed.help ? *typed.help : versionText();
+    return options;
+  }
+  return checkedOptions(typed, commandOf(typed));
+}
+
+std::string versionText() {
+  const media::LibraryInfo library = media::libraryInfo();
+  return std::string("vorin-stylize ") + VORIN_STYLIZE_VERSION + "\nvorin_stt " + std::to_string(library.major) + "." +
+         std::to_string(library.minor) + "\n";
+}
+
+} // namespace vorin::stylize

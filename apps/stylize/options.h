@@ -1,0 +1,41 @@
+// options.h: the command line, checked as far as that goes without a file or a device.
+#pragma once
+
+#include "vorin_media.hpp"
+
+#include <vector>
+
+namespace vorin::stylize {
+
+enum class Command { kRestyle, kSheet, kDevices, kInfo, kSelftest, kText };
+enum class ProgressWish { kAuto, kJson };
+
+struct Options {
+  Command command = Command::kRestyle;
+  std::string text;                          // of kText: what to print
+  std::vector<std::filesystem::path> inputs; // images, clips, folders, or "-"
+  std::filesystem::path output;              // a folder for many inputs
+  media::RestylerOptions restyler;           // a sheet has all styles
+  std::filesystem::path style_image;         // or a folder of them; may be empty
+  double strength = 1;
+  bool keep_colours = false;
+  bool steady = false;
+  media::SinkOptions sink; // and the raw format of a pipe to read
+  std::string to;          // the file extension of many images, with its dot; empty: each input's own
+  ProgressWish progress = ProgressWish::kAuto;
+  bool resume = false;
+  bool quiet = false;
+  bool json = false;
+  std::vector<std::string> clip_options; // those given that apply to clips only
+};
+
+// A size as typed, "640x480" in plain decimal digits; nothing for any other text and for a size that no picture may have.
+std::optional<media::Size> parseSize(const std::string& text);
+
+// Throws kUsage.
+Options parseOptions(int count, const char* const* arguments);
+
+// "vorin-stylize 0.5.0" and the library's version, a line each.
+std::string versionText();
+
+} // namespace vorin::stylize

@@ -1,0 +1,46 @@
+// report.h: what the program tells: lines on standard error, and JSON on standard output for a program that reads it.
+#pragma once
+
+#include "exit_status.h"
+#include "vorin_media.hpp"
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace vorin::stylize {
+
+// One line on standard error, whatever is in the text.
+void printLine(const std::string& text);
+
+// Bytes that are not UTF-8 become the replacement character.
+void printJson(const nlohmann::ordered_json& json);
+
+struct InputResult {
+  enum class Outcome { kDone, kSkipped, kFailed };
+
+  std::filesystem::path input;
+  std::filesystem::path output;
+  Outcome outcome = Outcome::kDone;
+  media::Size size;               // of what is done, like the next three
+  media::RestylerReport restyler; // of the last frame
+  std::int64_t frames = 1;
+  double frames_per_second = 0;      // of a clip
+  bool is_clip = false;
+  std::vector<std::string> warnings; // what the output lacks of a clip
+  std::vector<std::string> damage;   // of the input
+  std::string error;                 // of a failure
+  std::string caption;               // of a picture on a sheet
+};
+
+// "style pencil, no network, GPU: the only GPU".
+std::string headline(const media::RestylerReport& report);
+
+// "640x480, pencil, 3.1 ms per frame".
+std::string resultText(const InputResult& result);
+
+nlohmann::ordered_json jsonOf(const media::RestylerReport& report);
+nlohmann::ordered_json jsonOf(const InputResult& result);
+
+// A whole run: what was taken, results, exit status. report: null where nothing had to be done.
+void printRun(const media::RestylerReport* report, const std::vector<InputResult>& results, base::ExitStatus status);
+
+} // namespace vorin::stylize

@@ -1,0 +1,127 @@
+#include "effects/device_choice.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+
+namespace vorin::media {
+namespace {
+
+SttDeviceKind requestedKind(Device wish) {
+  switch (wish) {
+  case Device::kIntegratedGpu:
+    return SttDeviceIntegratedGpu;
+  case Device::kDiscreteGpu:
+    return SttDeviceDiscreteGpu;
+  case Device::kAuto:
+  case Device::kSoftware:
+    break;
+  }
+  return SttDeviceAnyGpu;
+}
+
+std::string kindName(SttDeviceKind kind) {
+  return kind == SttDeviceDiscreteGpu ? "discrete" : "integrated";
+}
+
+// The GPU that the library takes for a request: the last one of the kind, an integrated one where any will do.
+std::optional<ListedGpu> gpuFor(SttDeviceKind kind, const std::vector<ListedGpu>& gpus) {
+  if (kind == SttDeviceAnyGpu) {
+    const auto integrated = gpuFor(SttDeviceIntegratedGpu, gpus);
+    return integrated ? integrated : gpuFor(SttDeviceDiscreteGpu, gpus);
+  }
+  const auto gpu = std::find_if(gpus.rbegin(), gpus.rend(), [&](const ListedGpu& candidate) { return candidate.kind == kind; });
+  return gpu == gpus.rend() ? std::nullopt : std::optional(*gpu);
+}
+
+// Where there is a GPU at all, it is of the other kind.
+Error noSuchGpu(SttDeviceKind kind, const std::vector<ListedGpu>& gpus) {
+  const std::string others = gpus.empty() ? "nor any other" : "only of the kind " + kindName(gpus.front().kind);
+  return {ErrorKind::kDevice, "there is no GPU of the kind " + kindName(kind) + " here, " + others +
+                                  ": see 'vorin-stylize devices', or leave --device out"};
+}
+
+std::string reasonFor(Device wish, const ListedGpu& gpu, const std::vector<ListedGpu>& gpus) {
+  const auto of_its_kind =
+      std::count_if(gpus.begin(), gpus.end(), [&](const ListedGpu& other) { return other.kind == gpu.kind; });
+  std::string reason;
+  if (wish != Device::kAuto) {
+    reason = "asked for by --device " + kindName(gpu.kind);
+  } else if (gpus.size() == 1) {
+    return "the only GPU";
+  } else {
+    reason = "a GPU of the kind " + kindName(gpu.kind);
+    reason += gpu.kind == SttDeviceIntegratedGpu ? " goes before others" : ", and there is no integrated one";
+  }
+  return reason + (of_its_kind > 1 ? ", the last of " + std::to_string(of_its_kind) + " of its kind" : "");
+}
+
+// Where stand-ins were made active from outside, whoever did it may have said why.
+std::string standInReason() {
+  const char* reason = std::getenv("VORIN_SOFTGPU_REASON"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
+  return reason != nullptr ? reason : "made active by VORIN_SOFTGPU=1";
+}
+
+} // namespace
+
+DeviceChoice::DeviceChoice(Device wish, Precision precision) : wish_(wish), precision_(precision), kind_(requestedKind(wish)) {
+  if (wish == Device::kSoftware) {
+    takeSoftware("asked for by --device software");
+  } else if ((wish == Device::kAuto && !mayHaveGpu()) || !takeGpu()) {
+    takeSoftware("no GPU found; this machine's processor draws, which is slower");
+  }
+}
+
+// False where any device may be taken and there is no GPU.
+bool DeviceChoice::takeGpu() {
+  copy_ = &LibraryCopy::get(false);
+  spare_ = std::make_unique<LibraryObject>(*copy_);
+  const std::vector<ListedGpu> gpus = spare_->gpus();
+  const auto gpu = gpuFor(kind_, gpus);
+  if (!gpu && wish_ == Device::kAuto) {
+    spare_.reset();
+    return false;
+  }
+  if (!gpu) {
+    throw noSuchGpu(kind_, gpus);
+  }
+  is_software_ = standInsAreActive();
+  name_ = is_software_ ? "software device (" + gpu->name + ")" : gpu->name;
+  reason_ = is_software_ ? standInReason() : reasonFor(wish_, *gpu, gpus);
+  return true;
+}
+
+void DeviceChoice::takeSoftware(const std::string& reason) {
+  if (softwareNeedsOwnProcess()) {
+    throw NeedsOwnProcess(reason);
+  }
+  copy_ = &LibraryCopy::get(true, precision_ == Precision::kF32 ? "f32" : "bf16");
+  kind_ = SttDeviceAnyGpu;
+  is_software_ = true;
+  spare_ = std::make_unique<LibraryObject>(*copy_);
+  const auto gpu = gpuFor(kind_, spare_->gpus());
+  if (!gpu) {
+    throw Error(ErrorKind::kDevice, "the software device does not start: install or build it again");
+  }
+  name_ = "software device (" + gpu->name + ")";
+  reason_ = standInsAreActive() ? standInReason() : reason;
+}
+
+std::unique_ptr<LibraryObject> DeviceChoice::makeObject() {
+  std::unique_ptr<LibraryObject> object = spare_ != nullptr ? std::move(spare_) : std::make_unique<LibraryObject>(*copy_);
+  object->selectGpu(kind_);
+  return object;
+}
+
+void DeviceChoice::replaceForFilter(Style style) {
+  if (is_software_) {
+    throw Error(ErrorKind::kDevice, "the software device does not draw in the style '" + std::string(nameOf(style)) +
+                                        "': " + filterAdvice());
+  }
+  if (wish_ != Device::kAuto) {
+    throw Error(ErrorKind::kDevice, "the GPU '" + name_ + "' does not draw: install its OpenCL driver, or use --device software");
+  }
+  takeSoftware("the GPU '" + name_ + "' does not draw; this machine's processor does, which is slower");
+}
+
+} // namespace vorin::media

@@ -1,0 +1,48 @@
+// device_choice.h: from the device that was asked for to the one that runs the styles.
+#pragma once
+
+#include "effects/library_object.h"
+
+namespace vorin::media {
+
+// Thrown where the software device takes a process that was started for it, as on Windows.
+class NeedsOwnProcess : public Error {
+public:
+  explicit NeedsOwnProcess(std::string reason)
+      : Error(ErrorKind::kDevice, "the software device takes a process that was started for it: use vorin-stylize"),
+        reason_(std::move(reason)) {}
+  const std::string& reason() const { return reason_; } // why the software device was taken
+
+private:
+  std::string reason_;
+};
+
+class DeviceChoice {
+public:
+  // Throws kDevice where there is no such device.
+  DeviceChoice(Device wish, Precision precision);
+
+  const std::string& name() const { return name_; }     // for the user
+  const std::string& reason() const { return reason_; } // why it is this device
+
+  // A new object of the library with the device selected.
+  std::unique_ptr<LibraryObject> makeObject();
+
+  // The device does not run the filter: takes the software device in its place where any device may be taken, else throws kDevice.
+  void replaceForFilter(Style style);
+
+private:
+  bool takeGpu();
+  void takeSoftware(const std::string& reason);
+
+  Device wish_;
+  Precision precision_;
+  LibraryCopy* copy_ = nullptr;
+  SttDeviceKind kind_ = SttDeviceAnyGpu;
+  bool is_software_ = false;
+  std::unique_ptr<LibraryObject> spare_; // made to list its devices, not handed out yet
+  std::string name_;
+  std::string reason_;
+};
+
+} // namespace vorin::media

@@ -1,0 +1,136 @@
+#include "model_package.h"
+
+#include "files.h"
+#include "modelpack/model_package_format.h"
+#include "text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<std::string_view, 5> kStyleNames = {"transfer", "lightgrey", "cartoon", "stipple", "pencil"};
+
+Error unusable(const std::string& line) {
+  return {ErrorKind::kModel, line};
+}
+
+fs::path findFolder(const fs::path& named) {
+  std::error_code error;
+  if (!named.empty()) {
+    if (!fs::is_directory(named, error)) {
+      throw unusable("--models " + base::quotedPath(named) + " is not a folder: name the one that holds " +
+                     modelpack::kPackageFileName);
+    }
+    return named;
+  }
+  const fs::path program = base::programFolder();
+  const fs::path above = program.parent_path();
+  for (const fs::path& folder : {program, program / "models", above / "models", above / "share/vorin-stt/models"}) {
+    if (fs::exists(folder / modelpack::kPackageFileName, error)) {
+      return folder;
+    }
+  }
+  throw unusable("there is no model package here: build one with models/build or vorin-pack, and name the folder of " +
+                 std::string(modelpack::kPackageFileName) + " with --models if it is not the program's own");
+}
+
+modelpack::PackageDirectory readDirectory(const fs::path& package) {
+  std::error_code error;
+  if (!fs::is_regular_file(package, error)) {
+    throw unusable(base::quotedPath(package) + (fs::exists(package, error) ? " is not a file" : " does not exist") +
+                   ": build it with models/build or vorin-pack, or name another folder with --models");
+  }
+  modelpack::PackageDirectory directory = modelpack::readPackageDirectory(package);
+  const bool is_sound = directory.problem.empty() && std::all_of(directory.entries.begin(), directory.entries.end(),
+                                                                 [](const auto& entry) { return entry.problem.empty(); });
+  if (!is_sound) {
+    throw unusable(base::quotedPath(package) +
+                   " is no model package, or an incomplete one: copy or build it anew ('vorin-pack list' shows what is wrong)");
+  }
+  return directory;
+}
+
+std::string libraryFolderOf(const fs::path& folder, const fs::path& file) {
+  fs::path library_folder = folder;
+  if (!base::isWritable(folder)) { // as that of an installed package
+    const std::optional<fs::path> own = base::folderOfLinkTo(file);
+    if (!own) {
+      throw unusable("the folder " + base::quotedPath(folder) +
+                     " is not writable, and the library takes no package from such a one: change its permissions, or copy " +
+                     modelpack::kPackageFileName + " elsewhere and name that folder with --models");
+    }
+    library_folder = *own;
+  }
+  std::optional<std::string> text = base::narrowText(library_folder);
+  if (!text) {
+    throw unusable("the folder " + base::quotedPath(library_folder) +
+                   " has characters in its name that the library does not take on this system: copy " +
+                   modelpack::kPackageFileName + " to a folder with a plain name and name that one with --models");
+  }
+  return *std::move(text);
+}
+
+std::string checkAdvice(const fs::path& file) {
+  return ": see what vorin-pack verify " + base::quotedPath(file) + " finds, or try --device software";
+}
+
+} // namespace
+
+std::span<const modelpack::NetworkName> networksOf(Style style) {
+  const std::span<const modelpack::NetworkName> all = modelpack::networkNames();
+  const auto is_of = [&](const modelpack::NetworkName& network) { return network.style_type == static_cast<int>(style); };
+  const auto first = std::find_if(all.begin(), all.end(), is_of);
+  return {first, std::find_if_not(first, all.end(), is_of)};
+}
+
+std::string_view nameOf(Style style) {
+  return kStyleNames.at(static_cast<std::size_t>(style));
+}
+
+const modelpack::NetworkName& networkOf(Style style, const std::string& name) {
+  const auto networks = networksOf(style);
+  const auto found = std::find_if(networks.begin(), networks.end(),
+                                  [&](const modelpack::NetworkName& network) { return name.empty() || network.name == name; });
+  if (found == networks.end()) {
+    throw Error(ErrorKind::kUsage, "the style '" + std::string(nameOf(style)) + "' has no network " + base::quoted(name) +
+                                       ": leave the network out");
+  }
+  return *found;
+}
+
+ModelPackage::ModelPackage(const fs::path& named)
+    : folder_(findFolder(named)), file_(folder_ / modelpack::kPackageFileName), directory_(readDirectory(file_)) {
+  library_folder_ = libraryFolderOf(folder_, file_);
+}
+
+void ModelPackage::requireNetwork(Style style, const modelpack::NetworkName& network) const {
+  std::vector<std::string> absent;
+  for (const std::string& stem : network.has_twin ? std::vector{std::string(network.float_entry), std::string(network.quantised_entry)} : std::vector{std::string(network.float_entry)}) {
+    for (const char* const extension : {".xml", ".bin"}) {
+      if (directory_.find(stem + extension) == nullptr) {
+        absent.push_back("'" + stem + extension + "'");
+      }
+    }
+  }
+  if (!absent.empty()) {
+    throw unusable("the style '" + std::string(nameOf(style)) + "' cannot be prepared: " + base::quotedPath(file_) + " lacks " +
+                   base::joined(absent) + ": build a package with " + (absent.size() == 1 ? "it" : "them") +
+                   " (see vorin-pack --help)");
+  }
+}
+
+Error ModelPackage::failedToLoad(Style style) const {
+  return unusable("the style '" + std::string(nameOf(style)) + "' cannot be prepared: its network is not loaded" +
+                  checkAdvice(file_));
+}
+
+Error ModelPackage::failedToRun(Style style) const {
+  return unusable("the style '" + std::string(nameOf(style)) + "' cannot draw: its network does not work on this device" +
+                  checkAdvice(file_));
+}
+
+} // namespace vorin::media

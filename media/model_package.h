@@ -1,0 +1,57 @@
+// model_package.h: the package of the networks, as far as this library looks into it before the style-transfer library does.
+//
+// The style-transfer library says only that a network cannot be prepared, not why, and it waits without end for an entry that runs
+// past the end of the file. So the directory is read first, and what is wrong with it is an error that says so.
+#pragma once
+
+#include "modelpack/network_names.h"
+#include "modelpack/package_directory.h"
+#include "vorin_media.hpp"
+
+#include <string_view>
+
+namespace vorin::media {
+
+// The networks of a neural style, its default first; none for a filter.
+std::span<const modelpack::NetworkName> networksOf(Style style);
+
+inline bool isNeural(Style style) {
+  return !networksOf(style).empty();
+}
+
+// "pencil", "stipple", "lightgrey", "cartoon", "transfer".
+std::string_view nameOf(Style style);
+
+// The network of that name, the style's default for an empty name. Throws kUsage for a name that the style does not have.
+const modelpack::NetworkName& networkOf(Style style, const std::string& name);
+
+class ModelPackage {
+public:
+  // named: the folder of the package; empty: the program's folder, its folder models, ../models and ../share/vorin-stt/models seen
+  // from it, the first that holds a package. Throws kModel where there is no package that the style-transfer library can use.
+  explicit ModelPackage(const std::filesystem::path& named);
+
+  const std::filesystem::path& folder() const { return folder_; }
+  const std::filesystem::path& file() const { return file_; }
+  const modelpack::PackageDirectory& directory() const { return directory_; }
+
+  // The folder to name to the style-transfer library, which refuses a folder without write permission: the package's own, or one of
+  // the user's with a link to the package. In the system's narrow text.
+  const std::string& libraryFolder() const { return library_folder_; }
+
+  // Throws kModel where a file of the network is absent. Which of the twins the library asks for depends on the device, and this
+  // check comes before there is one: a package must hold both (the float one under both names will do).
+  void requireNetwork(Style style, const modelpack::NetworkName& network) const;
+
+  // The error where the library does not load a network of this package, and where the network's results are blank.
+  Error failedToLoad(Style style) const;
+  Error failedToRun(Style style) const;
+
+private:
+  std::filesystem::path folder_;
+  std::string library_folder_;
+  std::filesystem::path file_;
+  modelpack::PackageDirectory directory_;
+};
+
+} // namespace vorin::media
