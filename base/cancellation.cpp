@@ -13,7 +13,7 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it
 } // namespace
 
 void handleCancellation(std::string_view program) {
-  last_line.assign("\n").append(program).append(": cancelled\n");
+  last_line = std::string(1, '\n').append(program).append(": cancelled\n");
   installCancellationHandlers();
 }
 

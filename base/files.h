@@ -15,6 +15,10 @@ std::FILE* makeNewFile(const std::filesystem::path& file);
 // Calls only what a signal handler may call. On Windows a file that makeNewFile opened is deleted once it is closed.
 void removeFile(const std::filesystem::path::value_type* file);
 
+// Whether the system has no file of that UTF-8 name, which is not empty: on Windows that of a device, or one that it takes for
+// another.
+bool isReservedFileName(const std::string& name);
+
 // The folder of the program's file, links resolved. Empty where the system does not tell.
 std::filesystem::path programFolder();
 

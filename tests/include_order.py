@@ -8,15 +8,15 @@ SHARED_BY_SRC = ["include", "src/platform", "src/core/log.h", "src/core/vendor.h
 ROOMS = {
     "include": [],
     "src/platform": SHARED_BY_SRC,
-    "src/modelpack": SHARED_BY_SRC,
+    "src/modelpack": SHARED_BY_SRC + ["base/text.h"],  # for what programs use of it; the library does not
     "src/gpufilters": SHARED_BY_SRC,
     "src/neural": SHARED_BY_SRC + ["src/modelpack"],
     "src/pipeline": SHARED_BY_SRC + ["src/neural", "src/gpufilters"],
     "src/core": SHARED_BY_SRC + ["src/pipeline"],
     "base": ["include/vorin_error.hpp"],
-    "media": ["include", "base"],
+    "media": ["include", "base", "src/modelpack"],
     "apps/stylize": ["include", "base", "media"],
-    "apps/pack": ["include", "base", "media", "src/modelpack", "src/neural/style_catalogue.h"],
+    "apps/pack": ["include", "base", "src/modelpack"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
 

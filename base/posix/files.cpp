@@ -40,6 +40,10 @@ void removeFile(const char* file) {
   unlink(file);
 }
 
+bool isReservedFileName(const std::string& /*name*/) {
+  return false;
+}
+
 fs::path programFolder() {
   std::error_code error;
   return fs::read_symlink("/proc/self/exe", error).parent_path();

@@ -111,7 +111,7 @@ _VorinStatus NeuralEngine::unpackNetwork(const std::string& network_name, const 
     return kExtractionFailed;
   }
   // Weights that are missing show when the network is read.
-  static_cast<void>(modelpack::UnpackModelFile(unpackedFiles_, package_path, weightsName(network_name)));
+  static_cast<void>(modelpack::UnpackModelFile(unpackedFiles_, package_path, modelpack::weightsEntry(network_name)));
   if (!platform::exists(network_path)) {
     sttLogError("create model file error.");
     return kExtractionFailed;

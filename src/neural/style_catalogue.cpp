@@ -12,18 +12,14 @@ std::optional<std::size_t> findCatalogueRow(std::int32_t style_type, std::int32_
   return found;
 }
 
-std::string adaptNameToDevice(const std::string& network_name, const std::string& capabilities) {
+std::string adaptNameToDevice(std::string_view network_name, const std::string& capabilities) {
   const std::string quantised = "_int8";
   const std::size_t position = network_name.find(quantised);
-  std::string name = network_name;
+  std::string name(network_name);
   if (position != std::string::npos && capabilities.find("INT8") == std::string::npos) {
     name.erase(position, quantised.size());
   }
   return name;
-}
-
-std::string weightsName(const std::string& network_name) {
-  return network_name.substr(0, network_name.rfind('.')) + ".bin";
 }
 
 } // namespace vorin::neural

@@ -14,7 +14,7 @@ constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 
 std::string networkOf(std::int32_t style_type, std::int32_t style_index) {
   const std::optional<std::size_t> row = findCatalogueRow(style_type, style_index);
-  return row ? kCatalogue.at(*row).network_name : "(none)";
+  return std::string(row ? kCatalogue.at(*row).network_name : "(none)");
 }
 
 TEST(StyleCatalogue, OnlyIndexesZeroAndTwoOfStyleTransferHaveNetworksOfTheirOwn) {
@@ -67,12 +67,12 @@ TEST(StyleCatalogue, TakesOneQuantisedMarkOutForDevicesThatDoNotReportInt8) {
 }
 
 TEST(StyleCatalogue, NamesTheWeightsAfterTheLastDot) {
-  EXPECT_EQ(weightsName("cartoon_model_slim5.xml"), "cartoon_model_slim5.bin");
-  EXPECT_EQ(weightsName("a.b.xml"), "a.b.bin");
-  EXPECT_EQ(weightsName("a."), "a.bin");
-  EXPECT_EQ(weightsName(".xml"), ".bin");
-  EXPECT_EQ(weightsName("without"), "without.bin");
-  EXPECT_EQ(weightsName(""), ".bin");
+  EXPECT_EQ(modelpack::weightsEntry("cartoon_model_slim5.xml"), "cartoon_model_slim5.bin");
+  EXPECT_EQ(modelpack::weightsEntry("a.b.xml"), "a.b.bin");
+  EXPECT_EQ(modelpack::weightsEntry("a."), "a.bin");
+  EXPECT_EQ(modelpack::weightsEntry(".xml"), ".bin");
+  EXPECT_EQ(modelpack::weightsEntry("without"), "without.bin");
+  EXPECT_EQ(modelpack::weightsEntry(""), ".bin");
 }
 
 } // namespace

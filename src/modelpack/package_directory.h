@@ -1,8 +1,8 @@
-// package_directory.h: all that a package's directory says, read strictly.
+// All that a package's directory says, read strictly.
 //
 // The library's own reader looks for one name, stops there, and waits for the bytes of an incomplete entry; this one reads the
-// whole directory of whatever file it gets and tells what the library would stumble over. The format is described in
-// src/modelpack/model_package_reader.h.
+// whole directory of any file and reports what would make the library fail. model_package_reader.h describes the format. The
+// functions throw Error(kModel) with one line for the user.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace vorin::pack {
+namespace vorin::modelpack {
 
 struct PackageEntry {
   std::string name;
@@ -32,11 +32,11 @@ struct PackageDirectory {
   const PackageEntry* find(const std::string& name) const;
 };
 
-// Throws a Failure when the file cannot be read at all; what a readable file holds is told by the result.
+// Throws only when the file cannot be read at all; the result tells what is wrong with its content.
 PackageDirectory readPackageDirectory(const std::filesystem::path& package);
 
-// Hands out the bytes of a sound entry, part by part.
+// Passes the bytes of a sound entry to `take`, part by part. An exception of `take` ends the reading.
 void readEntry(const std::filesystem::path& package, const PackageEntry& entry,
                const std::function<void(std::span<const std::uint8_t>)>& take);
 
-} // namespace vorin::pack
+} // namespace vorin::modelpack

@@ -1,9 +1,8 @@
-#include "package_directory.h"
+#include "modelpack/package_directory.h"
 
-#include "cancellation.h"
-#include "entry_name.h"
-#include "failure.h"
 #include "modelpack/model_package_format.h"
+#include "text.h"
+#include "vorin_error.hpp"
 
 #include <algorithm>
 #include <array>
@@ -11,25 +10,30 @@
 #include <optional>
 #include <set>
 
-namespace vorin::pack {
+namespace vorin::modelpack {
 namespace {
 
 namespace fs = std::filesystem;
+using base::quoted;
 
 constexpr const char* kBuildAnew = ": build the package anew";
+
+Error failure(const fs::path& package, const std::string& why) {
+  return {ErrorKind::kModel, base::quotedPath(package) + why};
+}
 
 std::ifstream openPackage(const fs::path& package) {
   std::error_code error;
   const fs::file_status status = fs::status(package, error);
   if (!fs::exists(status)) {
-    throw Failure(quotedPath(package) + " does not exist: name a package file");
+    throw failure(package, " does not exist: name a package file");
   }
   if (!fs::is_regular_file(status)) {
-    throw Failure(quotedPath(package) + " is not a file: name a package file");
+    throw failure(package, " is not a file: name a package file");
   }
   std::ifstream file(package, std::ios::binary);
   if (!file) {
-    throw Failure(quotedPath(package) + " cannot be read: check its permissions");
+    throw failure(package, " cannot be read: check its permissions");
   }
   return file;
 }
@@ -52,8 +56,8 @@ std::optional<PackageEntry> readRecord(std::istream& file, std::string& problem)
   char character = 0;
   while (file.get(character) && character != '\0') {
     entry.name += character;
-    if (entry.name.size() >= modelpack::kNameBufferBytes) {
-      problem = "the directory holds a name of more than " + std::to_string(modelpack::kNameBufferBytes - 1) +
+    if (entry.name.size() >= kNameBufferBytes) {
+      problem = "the directory holds a name of more than " + std::to_string(kNameBufferBytes - 1) +
                 " bytes, so this is no package or a damaged one" + kBuildAnew;
       return std::nullopt;
     }
@@ -70,12 +74,11 @@ std::optional<PackageEntry> readRecord(std::istream& file, std::string& problem)
 }
 
 std::string problemOf(const PackageEntry& entry, std::uint64_t package_bytes) {
-  if (entry.size_bytes > modelpack::kMaxEntryBytes) {
+  if (entry.size_bytes > kMaxEntryBytes) {
     return "has a size of " + std::to_string(entry.size_bytes) +
-           " bytes, and the library reads no package beyond an entry above " + std::to_string(modelpack::kMaxEntryBytes) +
-           kBuildAnew;
+           " bytes, and the library reads no package beyond an entry above " + std::to_string(kMaxEntryBytes) + kBuildAnew;
   }
-  if (entry.offset_bytes > modelpack::kMaxEntryOffset) {
+  if (entry.offset_bytes > kMaxEntryOffset) {
     return "lies beyond the first 2 GiB, where the library does not reach" + std::string(kBuildAnew) + " with fewer networks";
   }
   const std::uint64_t end = std::uint64_t{entry.offset_bytes} + entry.size_bytes;
@@ -121,7 +124,7 @@ PackageDirectory readPackageDirectory(const fs::path& package) {
       return directory;
     }
     if (entry->name.empty()) {
-      if (entry->size_bytes > modelpack::kMaxEntryBytes) {
+      if (entry->size_bytes > kMaxEntryBytes) {
         directory.problem = "the record that ends the directory " + problemOf(*entry, package_bytes);
       }
       return directory;
@@ -137,19 +140,18 @@ void readEntry(const fs::path& package, const PackageEntry& entry,
   file.seekg(entry.offset_bytes);
   std::vector<std::uint8_t> part(std::size_t{1} << 16U);
   for (std::size_t remaining = entry.size_bytes; remaining > 0;) {
-    throwIfCancelled();
     const std::size_t count = std::min(remaining, part.size());
     if (!file.read(reinterpret_cast<char*>(part.data()), static_cast<std::streamsize>(count))) {
-      throw Failure(quotedPath(package) + " cannot be read to the end of " + quoted(entry.name) +
-                    ": check that no other program is changing it");
+      throw failure(package,
+                    " cannot be read to the end of " + quoted(entry.name) + ": check that no other program is changing it");
     }
     const std::span<std::uint8_t> bytes = std::span(part).first(count);
     for (std::uint8_t& byte : bytes) {
-      byte ^= modelpack::kPackageKey;
+      byte ^= kPackageKey;
     }
     take(bytes);
     remaining -= count;
   }
 }
 
-} // namespace vorin::pack
+} // namespace vorin::modelpack
