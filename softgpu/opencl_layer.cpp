@@ -1,5 +1,6 @@
 // A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, which
-// runs OpenCL on the processor.
+// runs OpenCL on the processor. A library that is linked with this file before the loader gets the same answers, alone in its
+// process and without the variable.
 //
 // Two answers differ from PoCL's own: its vendor text carries the vendor word, and a query that asks for GPUs finds the processor
 // devices. All else, and every other platform, passes through untouched. The layer interface is that of Khronos' <CL/cl_layer.h>.
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <dlfcn.h>
 #include <string>
 #include <string_view>
 
@@ -19,7 +21,17 @@ namespace {
 constexpr std::string_view kPoclName = "Portable Computing Language";
 constexpr std::string_view kVendorPrefix = "Merix stand-in: ";
 
-cl_icd_dispatch below; // the loader, or the layer under this one
+// The loader, or the layer under this one. Without clInitLayer, which nobody calls where this is no layer: the loader's functions
+// that this file calls.
+cl_icd_dispatch below = [] {
+  cl_icd_dispatch loader = {};
+  void* const library = dlopen("libOpenCL.so.1", RTLD_NOW | RTLD_LOCAL);
+  if (library != nullptr) {
+    loader.clGetPlatformInfo = reinterpret_cast<cl_api_clGetPlatformInfo>(dlsym(library, "clGetPlatformInfo"));
+    loader.clGetDeviceIDs = reinterpret_cast<cl_api_clGetDeviceIDs>(dlsym(library, "clGetDeviceIDs"));
+  }
+  return loader;
+}();
 cl_icd_dispatch layer; // what callers see: `below` but for the two functions of this file
 
 // A text property of a platform, empty when it cannot be read.
@@ -71,6 +83,19 @@ cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl
 
 extern "C" {
 
+// What a library that is linked with this file calls.
+__attribute__((visibility("default"))) cl_int CL_API_CALL clGetPlatformInfo(cl_platform_id platform, cl_platform_info name,
+                                                                            std::size_t size_bytes, void* value,
+                                                                            std::size_t* size_needed) {
+  return getPlatformInfo(platform, name, size_bytes, value, size_needed);
+}
+
+__attribute__((visibility("default"))) cl_int CL_API_CALL clGetDeviceIDs(cl_platform_id platform, cl_device_type type,
+                                                                         cl_uint entries, cl_device_id* devices, cl_uint* count) {
+  return getDeviceIds(platform, type, entries, devices, count);
+}
+
+// What the loader calls.
 __attribute__((visibility("default"))) cl_int CL_API_CALL clGetLayerInfo(cl_layer_info name, std::size_t size_bytes, void* value,
                                                                          std::size_t* size_needed) {
   if (name != CL_LAYER_API_VERSION) {

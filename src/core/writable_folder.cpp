@@ -23,12 +23,12 @@ void makeIfMissing(const std::string& folder) {
 }
 
 std::optional<std::string> programFolder() {
-  const std::optional<std::string> folder = platform::executableFolder();
+  const std::optional<std::string> folder = platform::programFolderForFiles();
   return folder && isProvenWritable(*folder) ? folder : std::nullopt;
 }
 
 std::optional<std::string> applicationDataFolder() {
-  const std::optional<std::string> data = platform::localAppDataFolder();
+  const std::optional<std::string> data = platform::appDataFolderForFiles();
   if (!data || !isProvenWritable(*data)) {
     return std::nullopt;
   }

@@ -62,10 +62,6 @@ bool makeFolder(const std::string& path);
 // Whether anything has this path.
 bool exists(const std::string& path);
 
-// The folder for temporary files, ending in a separator; nothing when the system does not tell, as Windows does not for a path of
-// 260 characters or more.
-std::optional<std::string> temporaryFolder();
-
 // The folder of last resort for files. A file "in" it is named by appending the file's name without a separator.
 extern const char* const kLastResortFolder;
 
@@ -77,6 +73,23 @@ bool canCreateAndDelete(const std::string& path);
 // anew: an existing file is not emptied, since another program may still read it or have it mapped into memory, and no link, pipe
 // or file that somebody else put there is written to. Windows empties an existing file.
 std::FILE* createBinary(const std::string& path);
+
+// ---- folders for the library's own files ----
+// A concern of its own, in folders.cpp of each system. embedded/folders.cpp answers it otherwise, for the copy of the library
+// that works inside other packages: there the program may be an interpreter, whose folder is nobody's to write to.
+
+// The folder beside which the library's files may lie: executableFolder. Embedded: the one that setFolderForFiles named last.
+std::optional<std::string> programFolderForFiles();
+
+// localAppDataFolder. Embedded: nothing.
+std::optional<std::string> appDataFolderForFiles();
+
+// The folder for temporary files, ending in a separator; nothing when the system does not tell, as Windows does not for a path of
+// 260 characters or more. Embedded: nothing.
+std::optional<std::string> temporaryFolder();
+
+// Embedded only. Thread-safety: not while an object of the library is at work.
+void setFolderForFiles(const std::string& folder);
 
 // ---- files named by wide text ----
 

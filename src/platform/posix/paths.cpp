@@ -79,15 +79,6 @@ bool exists(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0;
 }
 
-std::optional<std::string> temporaryFolder() {
-  const char* variable = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
-  std::string folder = variable != nullptr && *variable != '\0' ? variable : "/tmp";
-  if (folder.back() != '/') {
-    folder += '/';
-  }
-  return folder;
-}
-
 bool canCreateAndDelete(const std::string& path) {
   const int file = createAnew(path, O_RDWR, kReadWriteForOwner);
   if (file < 0) {

@@ -49,12 +49,6 @@ bool exists(const std::string& path) {
   return ::_access(path.c_str(), kExistence) == 0;
 }
 
-std::optional<std::string> temporaryFolder() {
-  char folder[MAX_PATH] = {};
-  const DWORD length = ::GetTempPathA(MAX_PATH, folder);
-  return length != 0 && length < MAX_PATH ? std::optional<std::string>(folder) : std::nullopt;
-}
-
 bool canCreateAndDelete(const std::string& path) {
   HANDLE file =
       ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);

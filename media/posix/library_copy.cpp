@@ -1,0 +1,188 @@
+// The copies are libraries that are loaded at run time: libvorin_stt_embedded.so for the ordinary one, and the one of that name
+// in the folder embedded/ for the software one, with its private runtime around it.
+#include "../library_copy.h"
+
+#include "vorin_error.hpp"
+
+#include <cstdlib>
+#include <dlfcn.h>
+#include <fstream>
+#include <link.h>
+#include <map>
+#include <mutex>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kCopyFile = "libvorin_stt_embedded.so";
+
+std::string variable(const char* name) {
+  const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe)
+  return value != nullptr ? value : "";
+}
+
+// The folder of the program or shared library that this code is in.
+fs::path ownFolder() {
+  Dl_info info = {};
+  link_map* module = nullptr;
+  std::error_code error;
+  if (dladdr1(reinterpret_cast<const void*>(&ownFolder), &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) == 0) {
+    return {};
+  }
+  const bool in_program = module->l_name == nullptr || *module->l_name == '\0';
+  return fs::canonical(in_program ? "/proc/self/exe" : module->l_name, error).parent_path();
+}
+
+// A file of the copies, as a build folder or an installed copy has it. Empty where there is none.
+fs::path findFile(const fs::path& name) {
+  const fs::path own = ownFolder();
+  for (const fs::path& folder : {own, own / "vorin-stt", own.parent_path() / "lib" / "vorin-stt"}) {
+    std::error_code error;
+    if (fs::exists(folder / name, error)) {
+      return folder / name;
+    }
+  }
+  return {};
+}
+
+// ---- loading ----
+
+// A library finds its symbols in itself and what it needs, and only then in the process's global scope, where another copy of the
+// runtime or of its thread library may be.
+void* load(const fs::path& file) {
+  void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | VORIN_OWN_SYMBOLS_FIRST);
+  if (library == nullptr) {
+    const char* reason = dlerror(); // NOLINT(concurrency-mt-unsafe)
+    throw Error(ErrorKind::kDevice, "a library does not load: " + std::string(reason) + ": install the program again");
+  }
+  return library;
+}
+
+template <typename Function> Function* functionOf(void* library, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
+// Returns the copy of the library that needs the private runtime. The runtime loads its parts when it needs them, and they would
+// find their symbols in the global scope first. Being loaded before, they have found their own.
+fs::path loadPrivateRuntime(std::string_view precision) {
+  const fs::path folder = findFile("embedded");
+  if (folder.empty()) {
+    throw Error(ErrorKind::kDevice,
+                "the software device is not installed: put the folder 'embedded' of the build beside the program, or use a GPU");
+  }
+  const fs::path runtime = precision == "bf16" ? folder / "bf16" : folder;
+  for (const std::string start :
+       {"libvorin_openvino.", "libopenvino_intel_cpu_", "libopenvino_ir_", "libvorin_softgpu_openvino."}) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(runtime)) {
+      if (entry.path().filename().string().starts_with(start)) {
+        load(entry.path());
+      }
+    }
+  }
+  return runtime / kCopyFile;
+}
+
+fs::path ordinaryCopy() {
+  fs::path file = findFile(kCopyFile);
+  if (file.empty()) {
+    throw Error(ErrorKind::kDevice, "the library " + std::string(kCopyFile) + " is missing: install the program again");
+  }
+  return file;
+}
+
+// ---- the folder ----
+
+// The XDG base directory rules leave out paths that are not absolute.
+fs::path cacheFolder() {
+  if (const std::string cache = variable("XDG_CACHE_HOME"); cache.starts_with('/')) {
+    return cache;
+  }
+  const std::string home = variable("HOME");
+  return home.starts_with('/') ? fs::path(home) / ".cache" : fs::path();
+}
+
+Error noFolder(const std::string& reason) {
+  return {ErrorKind::kInputOutput,
+          "no folder for unpacked networks: " + reason + ": set XDG_CACHE_HOME to a folder that you may write to"};
+}
+
+} // namespace
+
+fs::path writableFolder() {
+  const fs::path cache = cacheFolder();
+  if (cache.empty()) {
+    throw noFolder("neither XDG_CACHE_HOME nor HOME names a folder");
+  }
+  const fs::path folder = cache / "vorin-stt";
+  std::error_code error;
+  fs::create_directories(folder, error);
+  struct stat status = {};
+  if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    throw noFolder("'" + folder.string() + "' cannot be made (" + error.message() + ")");
+  }
+  if (status.st_uid != geteuid()) { // who could put other files in place of the unpacked networks
+    throw noFolder("'" + folder.string() + "' belongs to another user");
+  }
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    throw noFolder("'" + folder.string() + "' cannot be written to");
+  }
+  return folder;
+}
+
+LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
+  static std::mutex mutex;
+  static std::map<bool, LibraryCopy*> copies; // never deleted: objects may outlive every scope
+  static std::string software_precision;
+  const std::scoped_lock lock(mutex);
+  if (software && precision != "f32" && precision != "bf16") {
+    throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
+  }
+  if (const auto found = copies.find(software); found != copies.end()) {
+    if (software && precision != software_precision) {
+      throw Error(ErrorKind::kUsage, "precision " + std::string(precision) + " cannot be had: networks compute in " +
+                                         software_precision + " in this process: use another process for it");
+    }
+    return *found->second;
+  }
+  const fs::path folder = writableFolder();
+  void* const library = load(software ? loadPrivateRuntime(precision) : ordinaryCopy());
+  const Functions functions = {functionOf<void(const char*)>(library, "vorin_embedded_set_folder"),
+                               functionOf<_VorinStatus(SttInterface**)>(library, "vorin_embedded_create"),
+                               functionOf<_VorinStatus(SttInterface*)>(library, "vorin_embedded_destroy")};
+  functions.set_folder(folder.c_str());
+  software_precision = software ? precision : software_precision;
+  return *copies.emplace(software, new LibraryCopy(functions)).first->second;
+}
+
+LibraryCopy::Object LibraryCopy::create() const {
+  SttInterface* object = nullptr;
+  functions_.create(&object);
+  return {object, {functions_.destroy}};
+}
+
+bool mayHaveGpu() {
+  std::error_code error;
+  const fs::directory_iterator devices("/sys/bus/pci/devices", error);
+  if (error || standInsAreActive()) {
+    return true;
+  }
+  for (const fs::directory_entry& device : devices) {
+    std::string device_class;
+    std::ifstream(device.path() / "class") >> device_class;
+    if (device_class.starts_with("0x03")) { // display controller
+      return true;
+    }
+  }
+  return false;
+}
+
+bool standInsAreActive() {
+  return variable("VORIN_SOFTGPU") == "1";
+}
+
+} // namespace vorin::media

@@ -1,0 +1,86 @@
+// The one copy is linked into the program. Narrow text is the system's, as the library takes it.
+#include "../library_copy.h"
+
+#include "vorin_error.hpp"
+
+#include <cstdlib>
+#include <string>
+#include <windows.h>
+
+extern "C" {
+void vorin_embedded_set_folder(const char* folder);
+_VorinStatus vorin_embedded_create(SttInterface** object);
+_VorinStatus vorin_embedded_destroy(SttInterface* object);
+}
+
+namespace vorin::media {
+namespace {
+
+Error noFolder(const std::string& reason) {
+  return {ErrorKind::kInputOutput,
+          "no folder for unpacked networks: " + reason + ": set LOCALAPPDATA to a folder that you may write to"};
+}
+
+// The name must have all its characters in the system's code page.
+std::string narrowFolder() {
+  const char* data = std::getenv("LOCALAPPDATA");
+  if (data == nullptr || *data == '\0') {
+    throw noFolder("LOCALAPPDATA names no folder");
+  }
+  std::string folder = std::string(data) + "\\vorin-stt";
+  CreateDirectoryA(folder.c_str(), nullptr); // fails where it is there already
+  const DWORD attributes = GetFileAttributesA(folder.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+    throw noFolder("'" + folder + "' cannot be made");
+  }
+  const std::string probe = folder + "\\probe.tmp";
+  HANDLE file = CreateFileA(probe.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                            OPEN_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    throw noFolder("'" + folder + "' cannot be written to");
+  }
+  CloseHandle(file);
+  return folder;
+}
+
+} // namespace
+
+std::filesystem::path writableFolder() {
+  const std::string narrow = narrowFolder();
+  std::wstring wide(narrow.size(), L'\0');
+  const int length = static_cast<int>(narrow.size());
+  wide.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, narrow.data(), length, wide.data(), length)));
+  return wide;
+}
+
+LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
+  if (software && precision != "f32" && precision != "bf16") {
+    throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
+  }
+  if (software && !standInsAreActive()) {
+    throw Error(ErrorKind::kDevice, "this process is no software device: start it by vorin-stylize, or use a GPU");
+  }
+  static LibraryCopy& copy = []() -> LibraryCopy& {
+    const Functions functions = {vorin_embedded_set_folder, vorin_embedded_create, vorin_embedded_destroy};
+    functions.set_folder(narrowFolder().c_str());
+    return *new LibraryCopy(functions); // never deleted: objects may outlive every scope
+  }();
+  return copy;
+}
+
+LibraryCopy::Object LibraryCopy::create() const {
+  SttInterface* object = nullptr;
+  functions_.create(&object);
+  return {object, {functions_.destroy}};
+}
+
+bool mayHaveGpu() {
+  return true;
+}
+
+bool standInsAreActive() {
+  const char* active = std::getenv("VORIN_SOFTGPU");
+  return active != nullptr && std::string_view(active) == "1";
+}
+
+} // namespace vorin::media

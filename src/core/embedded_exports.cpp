@@ -1,0 +1,22 @@
+// The boundary of the library's embedded copies: all that libvorin_stt_embedded exports. They forward and do nothing else.
+#include "core/style_transfer.h"
+#include "platform/platform.h"
+
+extern "C" {
+
+// Names the folder, which must be one that can be written to, for unpacked networks and the cache of compiled ones. Called before
+// the first object is created.
+VORIN_STT_API void vorin_embedded_set_folder(const char* folder) {
+  vorin::platform::setFolderForFiles(folder);
+}
+
+// As SttFactory::Create and SttFactory::Destroy: exceptions may leave them.
+VORIN_STT_API _VorinStatus vorin_embedded_create(SttInterface** object) {
+  return SttFactory::Create(object);
+}
+
+VORIN_STT_API _VorinStatus vorin_embedded_destroy(SttInterface* object) {
+  return SttFactory::Destroy(object);
+}
+
+} // extern "C"

@@ -1,0 +1,28 @@
+// Where the own files of an embedded copy of the library go, on every system: into the one folder that the copy's loader names.
+// Without temporary folders, the library never waits until one of them can be written to.
+#include "platform/platform.h"
+
+namespace vorin::platform {
+namespace {
+
+std::string folder_for_files;
+
+} // namespace
+
+void setFolderForFiles(const std::string& folder) {
+  folder_for_files = folder;
+}
+
+std::optional<std::string> programFolderForFiles() {
+  return folder_for_files.empty() ? std::nullopt : std::optional(folder_for_files);
+}
+
+std::optional<std::string> appDataFolderForFiles() {
+  return std::nullopt;
+}
+
+std::optional<std::string> temporaryFolder() {
+  return std::nullopt;
+}
+
+} // namespace vorin::platform
