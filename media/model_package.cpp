@@ -80,9 +80,9 @@ std::string checkAdvice(const fs::path& file) {
 
 } // namespace
 
-std::span<const modelpack::NetworkName> networksOf(Style style) {
-  const std::span<const modelpack::NetworkName> all = modelpack::networkNames();
-  const auto is_of = [&](const modelpack::NetworkName& network) { return network.style_type == static_cast<int>(style); };
+std::span<const modelpack::NamedNetwork> networksOf(Style style) {
+  const std::span<const modelpack::NamedNetwork> all = modelpack::kNetworks;
+  const auto is_of = [&](const modelpack::NamedNetwork& network) { return network.style_type == static_cast<int>(style); };
   const auto first = std::find_if(all.begin(), all.end(), is_of);
   return {first, std::find_if_not(first, all.end(), is_of)};
 }
@@ -91,10 +91,10 @@ std::string_view nameOf(Style style) {
   return kStyleNames.at(static_cast<std::size_t>(style));
 }
 
-const modelpack::NetworkName& networkOf(Style style, const std::string& name) {
+const modelpack::NamedNetwork& networkOf(Style style, const std::string& name) {
   const auto networks = networksOf(style);
   const auto found = std::find_if(networks.begin(), networks.end(),
-                                  [&](const modelpack::NetworkName& network) { return name.empty() || network.name == name; });
+                                  [&](const modelpack::NamedNetwork& network) { return name.empty() || network.variant == name; });
   if (found == networks.end()) {
     throw Error(ErrorKind::kUsage, "the style '" + std::string(nameOf(style)) + "' has no network " + base::quoted(name) +
                                        ": leave the network out");
@@ -107,13 +107,11 @@ ModelPackage::ModelPackage(const fs::path& named)
   library_folder_ = libraryFolderOf(folder_, file_);
 }
 
-void ModelPackage::requireNetwork(Style style, const modelpack::NetworkName& network) const {
+void ModelPackage::requireNetwork(Style style, const modelpack::NamedNetwork& network) const {
   std::vector<std::string> absent;
-  for (const std::string& stem : network.has_twin ? std::vector{std::string(network.float_entry), std::string(network.quantised_entry)} : std::vector{std::string(network.float_entry)}) {
-    for (const char* const extension : {".xml", ".bin"}) {
-      if (directory_.find(stem + extension) == nullptr) {
-        absent.push_back("'" + stem + extension + "'");
-      }
+  for (const std::string& entry : modelpack::requiredEntries(network)) {
+    if (directory_.find(entry) == nullptr) {
+      absent.push_back("'" + entry + "'");
     }
   }
   if (!absent.empty()) {

@@ -13,7 +13,7 @@
 namespace vorin::media {
 
 // The networks of a neural style, its default first; none for a filter.
-std::span<const modelpack::NetworkName> networksOf(Style style);
+std::span<const modelpack::NamedNetwork> networksOf(Style style);
 
 inline bool isNeural(Style style) {
   return !networksOf(style).empty();
@@ -23,7 +23,7 @@ inline bool isNeural(Style style) {
 std::string_view nameOf(Style style);
 
 // The network of that name, the style's default for an empty name. Throws kUsage for a name that the style does not have.
-const modelpack::NetworkName& networkOf(Style style, const std::string& name);
+const modelpack::NamedNetwork& networkOf(Style style, const std::string& name);
 
 class ModelPackage {
 public:
@@ -41,7 +41,7 @@ public:
 
   // Throws kModel where a file of the network is absent. Which of the twins the library asks for depends on the device, and this
   // check comes before there is one: a package must hold both (the float one under both names will do).
-  void requireNetwork(Style style, const modelpack::NetworkName& network) const;
+  void requireNetwork(Style style, const modelpack::NamedNetwork& network) const;
 
   // The error where the library does not load a network of this package, and where the network's results are blank.
   Error failedToLoad(Style style) const;

@@ -100,7 +100,7 @@ std::string checkNotEmpty(const std::string& text) {
 std::vector<std::string> networkNames() {
   std::vector<std::string> names;
   for (const auto& network : media::networksOf(media::Style::kTransfer)) {
-    names.emplace_back(network.name);
+    names.emplace_back(network.variant);
   }
   return names;
 }

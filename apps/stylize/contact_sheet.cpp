@@ -1,7 +1,6 @@
 #include "contact_sheet.h"
 
-#include "exit_status.h"
-#include "picture_size.h"
+#include "sources_and_sinks.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -123,8 +122,8 @@ cv::Mat makeContactSheet(const std::vector<std::vector<SheetPicture>>& groups) {
     width = std::max(width, static_cast<std::uint64_t>(widthOf(row)));
     height += static_cast<std::uint64_t>(heightOf(row));
   }
-  if (!isUsableSize(width, height)) {
-    throw Failure(ExitStatus::kUsage, "the sheet would be larger than " + sizeLimits() + " allow: name fewer photos");
+  if (!media::isUsableSize(width, height)) {
+    throw Error(ErrorKind::kUsage, "the sheet would be larger than " + media::sizeLimits() + " allow: name fewer images");
   }
   cv::Mat sheet(static_cast<int>(height), static_cast<int>(width), CV_8UC3, cv::Scalar::all(255));
   int top = kGap;

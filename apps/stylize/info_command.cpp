@@ -1,26 +1,25 @@
-#include "info_command.h"
-
 #include "commands.h"
-#include "device_choice.h"
+#include "library_copy.h"
 #include "model_package.h"
-#include "name_table.h"
-#include "run_report.h"
+#include "modelpack/model_package_format.h"
+#include "options.h"
+#include "report.h"
 #include "sha256.h"
-#include "software_device.h"
-#include "utf8_path.h"
+#include "text.h"
 
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <sstream>
 
 namespace vorin::stylize {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using base::ExitStatus;
 
 struct SummedEntry {
-  PackageEntry entry;
+  modelpack::PackageEntry entry;
   std::string sha256;
   std::string style; // that uses it; empty for none of the program's
 };
@@ -32,56 +31,39 @@ struct SummedPackage {
   std::vector<SummedEntry> entries;
 };
 
-// The style that uses the entry: itself or its twin.
+// The style that uses the entry, and which of its networks: "transfer 512".
 std::string styleOf(const std::string& entry) {
-  const std::string stem = entry.substr(0, entry.rfind('.'));
-  for (const Style& style : styles()) {
-    for (const Network& network : style.networks) {
-      const std::string name(network.entry);
-      if (stem == name || (network.has_twin && stem == name + "_int8")) {
-        std::string text(style.name);
-        return network.name.empty() ? text : text.append(" ").append(network.name);
-      }
+  for (const modelpack::NamedNetwork& network : modelpack::kNetworks) {
+    const std::vector<std::string> entries = modelpack::requiredEntries(network);
+    if (std::find(entries.begin(), entries.end(), entry) != entries.end()) {
+      return std::string(network.style) + (network.variant.empty() ? "" : " " + std::string(network.variant));
     }
   }
   return {};
 }
 
-SummedPackage summed(const ModelPackage& package) {
+SummedPackage summed(const media::ModelPackage& package) {
   SummedPackage sums = {base::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
-  sums.sha256 = sha256OfFile(package.file(), 0, sums.size_bytes);
-  for (const PackageEntry& entry : package.entries()) {
+  sums.sha256 = base::sha256OfFile(package.file(), 0, sums.size_bytes);
+  for (const modelpack::PackageEntry& entry : package.directory().entries) {
     sums.entries.push_back(
-        {entry, sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, kEntryMask), styleOf(entry.name)});
+        {entry, base::sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey), styleOf(entry.name)});
   }
   return sums;
 }
 
-std::vector<std::string> softwarePrecisions() {
-  std::vector<std::string> installed;
-  for (const Precision& precision : precisions()) {
-    try {
-      requireSoftwareDevice(precision);
-      installed.emplace_back(precision.name);
-    } catch (const Failure&) { // not there
-    }
-  }
-  return installed;
+std::string kindName(const media::Gpu& gpu) {
+  return gpu.is_discrete ? "discrete" : "integrated";
 }
 
-std::string versionText(const SttVersion& version) {
-  return std::to_string(version.major) + "." + std::to_string(version.minor);
-}
-
-void printText(const SttVersion& version, const std::vector<Gpu>& gpus, const std::optional<SummedPackage>& package) {
-  std::cout << "vorin-stylize " << VORIN_STYLIZE_VERSION << "\nvorin_stt " << versionText(version) << '\n';
-  for (const Gpu& gpu : gpus) {
-    std::cout << "GPU, " << kindName(gpu.kind) << ": " << gpu.name << '\n';
+void printText(const media::LibraryInfo& library, const std::optional<SummedPackage>& package) {
+  std::cout << versionText();
+  for (const media::Gpu& gpu : library.gpus) {
+    std::cout << "GPU, " << kindName(gpu) << ": " << gpu.name << '\n';
   }
-  std::cout << (gpus.empty() ? "no GPU found\n" : "");
-  const std::string software = joinTexts(softwarePrecisions());
-  std::cout << "software device: " << (software.empty() ? "not installed" : "installed, networks in " + software)
-            << (isSoftwareDeviceActive() ? "; active, and listed as a GPU" : "") << '\n';
+  std::cout << (library.gpus.empty() ? "no GPU found\n" : "");
+  std::cout << "software device: " << (media::softwareDeviceIsInstalled() ? "installed" : "not installed")
+            << (media::standInsAreActive() ? "; active, and listed as a GPU" : "") << '\n';
   if (!package) {
     std::cout << "no model package\n";
     return;
@@ -108,36 +90,49 @@ Json jsonOf(const std::optional<SummedPackage>& package) {
   return json;
 }
 
-} // namespace
-
-nlohmann::ordered_json jsonOf(const std::vector<Gpu>& gpus) {
+Json jsonOf(const std::vector<media::Gpu>& gpus) {
   Json json = Json::array();
-  for (const Gpu& gpu : gpus) {
-    json.push_back({{"kind", kindName(gpu.kind)}, {"name", gpu.name}});
+  for (const media::Gpu& gpu : gpus) {
+    json.push_back({{"kind", kindName(gpu)}, {"name", gpu.name}});
   }
   return json;
 }
 
-ExitStatus printInfo(const Arguments& arguments) {
-  Stylizer stylizer;
-  const SttVersion version = stylizer.version();
-  const std::vector<Gpu> gpus = stylizer.gpus();
+} // namespace
+
+ExitStatus listDevices(const Options& options) {
+  const std::vector<media::Gpu> gpus = media::libraryInfo().gpus;
+  if (options.json) {
+    printJson({{"devices", jsonOf(gpus)}});
+    return ExitStatus::kDone;
+  }
+  for (const media::Gpu& gpu : gpus) {
+    std::cout << kindName(gpu) << '\t' << gpu.name << '\n';
+  }
+  if (gpus.empty()) {
+    printLine("no GPU found: --device software, or auto, works on this machine's processor");
+  }
+  return ExitStatus::kDone;
+}
+
+ExitStatus printInfo(const Options& options) {
+  const media::LibraryInfo library = media::libraryInfo();
   std::optional<SummedPackage> package;
   ExitStatus status = ExitStatus::kDone;
   try {
-    package = summed(ModelPackage(arguments.models));
-  } catch (const Failure& failure) {
-    printLine(failure.what());
-    status = arguments.models ? failure.status() : ExitStatus::kDone; // nobody has promised one
+    package = summed(media::ModelPackage(options.restyler.models));
+  } catch (const Error& error) {
+    printLine(error.what());
+    status = options.restyler.models.empty() ? ExitStatus::kDone : base::exitStatusOf(error.kind()); // none was promised
   }
-  if (arguments.json) {
+  if (options.json) {
     printJson({{"program", VORIN_STYLIZE_VERSION},
-               {"library", versionText(version)},
-               {"devices", jsonOf(gpus)},
-               {"software_device", {{"precisions", softwarePrecisions()}, {"active", isSoftwareDeviceActive()}}},
+               {"library", std::to_string(library.major) + "." + std::to_string(library.minor)},
+               {"devices", jsonOf(library.gpus)},
+               {"software_device", {{"installed", media::softwareDeviceIsInstalled()}, {"active", media::standInsAreActive()}}},
                {"package", jsonOf(package)}});
   } else {
-    printText(version, gpus, package);
+    printText(library, package);
   }
   return status;
 }

@@ -1,55 +1,92 @@
-// The program vorin-stylize: photos to drawings, by way of the library's public header alone.
+// The program vorin-stylize: images and clips restyled, by way of the media library.
 
-#include "arguments.h"
 #include "cancellation.h"
-#include "command_line.h"
 #include "commands.h"
-#include "software_device.h"
-#include "standard_streams.h"
+#include "effects/device_choice.h"
+#include "options.h"
+#include "report.h"
+#include "restart.h"
+#include "terminal.h"
 
+#include <iostream>
 #include <new>
-#include <string>
+#include <nlohmann/json.hpp>
 
 namespace {
 
-using namespace vorin::stylize;
+using namespace vorin;
+using base::ExitStatus;
+using stylize::Options;
+
+ExitStatus run(const Options& options) {
+  switch (options.command) {
+  case stylize::Command::kRestyle:
+    return stylize::restyle(options);
+  case stylize::Command::kSheet:
+    return stylize::makeSheet(options);
+  case stylize::Command::kDevices:
+    return stylize::listDevices(options);
+  case stylize::Command::kInfo:
+    return stylize::printInfo(options);
+  case stylize::Command::kSelftest:
+    return stylize::testItself(options);
+  case stylize::Command::kText:
+    break;
+  }
+  std::cout << options.text;
+  return ExitStatus::kDone;
+}
+
+ExitStatus runAndFlush(const Options& options) {
+  const ExitStatus status = run(options);
+  if (!std::cout.flush()) {
+    throw Error(ErrorKind::kInputOutput, "standard output cannot be written: make room or choose another target");
+  }
+  return status;
+}
+
+ExitStatus fail(bool json, const Error& error) {
+  const ExitStatus status = base::exitStatusOf(error.kind());
+  if (json) {
+    stylize::printJson({{"error", error.what()}, {"exit_status", static_cast<int>(status)}});
+    std::cout.flush();
+  }
+  stylize::printLine(error.what());
+  return status;
+}
 
 ExitStatus runProgram(int count, char** arguments) {
-  const vorin::base::CommandLine line(count, arguments);
-  const Arguments parsed = parseArguments(line.count(), line.arguments());
-  const Precision& precision = parsed.precision != nullptr ? *parsed.precision : precisions().front();
+  const base::CommandLine line(count, arguments);
+  Options options;
   try {
-    if (parsed.precision != nullptr) {
-      requireNoOtherActive(precision);
-    }
-    std::string reason;
-    try {
-      return runCommand(parsed);
-    } catch (const RestartOnSoftwareDevice& restart) {
-      reason = restart.reason();
-    }
-    restartOnSoftwareDevice(precision, reason, arguments);
-  } catch (const Failure& failure) {
-    printFailure(parsed, failure);
-    throw;
+    options = stylize::parseOptions(line.count(), line.arguments());
+    return runAndFlush(options);
+  } catch (const media::NeedsOwnProcess& need) {
+    return stylize::runOnSoftwareDevice(options.restyler.precision, need.reason());
+  } catch (const Error& error) {
+    return fail(options.json, error);
   }
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-  vorin::base::prepareStandardStreams();
-  handleCancellation();
+  base::prepareStandardStreams();
+  base::handleCancellation("vorin-stylize");
   ExitStatus status = ExitStatus::kInputOutput;
   try {
     status = runProgram(count, arguments);
-  } catch (const Failure& failure) {
-    status = failure.status();
-    printLine(failure.what());
+  } catch (const base::Cancelled&) {
+    status = ExitStatus::kCancelled;
+  } catch (const Error& error) { // of a restart
+    status = fail(false, error);
   } catch (const std::bad_alloc&) {
-    printLine("not enough memory: use a smaller image");
+    stylize::printLine("not enough memory: use a smaller image");
   } catch (const std::exception& error) {
-    printLine(std::string(error.what()) + ": this should not happen, please report it");
+    stylize::printLine(std::string(error.what()) + ": this should not happen, please report it");
+  }
+  if (status == ExitStatus::kCancelled) {
+    stylize::printLine("cancelled");
   }
   return static_cast<int>(status);
 }

@@ -1,10 +1,9 @@
 #include "progress.h"
 
 #include "cancellation.h"
-#include "commands.h"
+#include "report.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <iomanip>
 #include <nlohmann/json.hpp>
@@ -13,8 +12,6 @@
 namespace vorin::stylize {
 namespace {
 
-constexpr std::array kProgressWishes = {NamedProgressWish{"auto", ProgressWish::kAuto},
-                                        NamedProgressWish{"json", ProgressWish::kJson}};
 constexpr std::chrono::milliseconds kEvery(250);
 constexpr double kSecondsWithoutTotal = 5; // between two lines where tenths are not known
 
@@ -35,14 +32,14 @@ std::int64_t partOf(const ProgressState& state, std::int64_t whole) {
   return *state.total == 0 ? whole : std::min(whole, state.done * whole / *state.total);
 }
 
-// "1 photo", "12 of 27 photos".
+// "1 image", "12 of 27 images".
 std::string countText(const ProgressState& state, const std::string& unit) {
   const std::int64_t counted = state.total.value_or(state.done);
   return std::to_string(state.done) + (state.total ? " of " + std::to_string(*state.total) : "") + ' ' +
          (counted == 1 ? unit.substr(0, unit.size() - 1) : unit);
 }
 
-// "12 of 27 photos, 2.1 a second, 0:07 left".
+// "12 of 27 images, 2.1 a second, 0:07 left".
 std::string figures(const ProgressState& state, const std::string& unit) {
   std::ostringstream text;
   text << countText(state, unit) << ", " << std::fixed << std::setprecision(1) << state.perSecond() << " a second";
@@ -54,18 +51,14 @@ std::string figures(const ProgressState& state, const std::string& unit) {
 
 } // namespace
 
-std::span<const NamedProgressWish> progressWishes() {
-  return kProgressWishes;
-}
-
-ProgressKind progressKind(ProgressWish wish, bool quiet) {
-  if (wish == ProgressWish::kJson) {
+ProgressKind progressKind(bool wants_json, bool quiet) {
+  if (wants_json) {
     return ProgressKind::kJson;
   }
   if (quiet) {
     return ProgressKind::kNone;
   }
-  return isTerminal(Stream::kError) ? ProgressKind::kBar : ProgressKind::kLines;
+  return base::isTerminal(base::Stream::kError) ? ProgressKind::kBar : ProgressKind::kLines;
 }
 
 double ProgressState::perSecond() const {
@@ -142,7 +135,7 @@ void Progress::say(const std::string& line) {
 
 void Progress::finish() {
   const std::lock_guard lock(mutex_);
-  ends_ = true; // the bar goes, what it told last is in the report
+  ends_ = true; // erase the bar: the report repeats its last figures
   clearBar();
   if (kind_ == ProgressKind::kJson) {
     show();
@@ -167,20 +160,20 @@ void Progress::show() {
     error_.write(progressJson(state(), unit_) + "\n");
     return;
   }
-  std::string bar = progressBar(state(), unit_, terminalColumns());
+  std::string bar = progressBar(state(), unit_, base::terminalColumns());
   const std::size_t columns = bar.size();
   bar.resize(std::max(columns, bar_columns_), ' '); // over the rest of a longer one
-  cancellationEndsALine(true);
+  base::cancellationEndsALine(true);
   error_.write(bar.insert(0, 1, '\r'));
   bar_columns_ = columns;
 }
 
 void Progress::showLine() {
   const ProgressState now = state();
-  const bool is_due = total_ ? partOf(now, 10) > tenths_told_ : now.elapsed_s >= told_s_ + kSecondsWithoutTotal;
+  const bool is_due = total_ ? partOf(now, 10) > tenths_shown_ : now.elapsed_s >= shown_s_ + kSecondsWithoutTotal;
   if (is_due) {
-    tenths_told_ = total_ ? partOf(now, 10) : 0;
-    told_s_ = now.elapsed_s;
+    tenths_shown_ = total_ ? partOf(now, 10) : 0;
+    shown_s_ = now.elapsed_s;
     printLine(progressLine(now, unit_));
   }
 }
@@ -191,7 +184,7 @@ void Progress::clearBar() {
     blanks.front() = blanks.back() = '\r';
     error_.write(blanks);
     bar_columns_ = 0;
-    cancellationEndsALine(false);
+    base::cancellationEndsALine(false);
   }
 }
 

@@ -1,7 +1,7 @@
-// progress.h: how far the work on many photos or frames is, on standard error: as a bar that changes, as a line for each tenth,
+// progress.h: how far the work on many inputs or frames is, on standard error: as a bar that changes, as a line for each tenth,
 // or as lines of JSON for a program that watches.
 //
-// A thread of its own keeps the bar and the JSON going while a single photo takes long.
+// A thread of its own keeps the bar and the JSON going while a single image takes long.
 #pragma once
 
 #include "terminal.h"
@@ -11,28 +11,17 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <span>
 #include <string>
-#include <string_view>
 #include <thread>
 
 namespace vorin::stylize {
 
 enum class ProgressKind { kNone, kBar, kLines, kJson };
 
-// What the user asked for.
-enum class ProgressWish { kAuto, kJson };
-
-struct NamedProgressWish {
-  std::string_view name;
-  ProgressWish wish;
-};
-std::span<const NamedProgressWish> progressWishes();
-
 // A bar on a terminal, lines elsewhere; JSON where it is asked for, quiet or not.
-ProgressKind progressKind(ProgressWish wish, bool quiet);
+ProgressKind progressKind(bool wants_json, bool quiet);
 
-// The state of the work as text. total: none where nobody knows; unit: "photos", "frames".
+// The state of the work as text. total: none where it is unknown; unit: "images", "frames".
 struct ProgressState {
   std::int64_t done = 0;
   std::optional<std::int64_t> total;
@@ -68,13 +57,13 @@ private:
   const ProgressKind kind_;
   const std::string unit_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  const OwnStandardError error_;
+  const base::OwnStandardError error_;
   std::mutex mutex_; // of all below
   std::condition_variable ended_;
   std::int64_t done_ = 0;
   std::optional<std::int64_t> total_;
-  std::int64_t tenths_told_ = 0;
-  double told_s_ = 0;
+  std::int64_t tenths_shown_ = 0;
+  double shown_s_ = 0;
   std::size_t bar_columns_ = 0; // 0: no bar stands there
   bool ends_ = false;
   std::thread thread_;

@@ -34,8 +34,8 @@ Json textOrNull(const std::string& text) {
 std::string networkText(const media::RestylerReport& report) {
   const auto networks = media::networksOf(report.style);
   for (const auto& network : networks) {
-    if (networks.size() > 1 && report.network == network.float_entry) {
-      return std::string(network.name);
+    if (networks.size() > 1 && network.float_entry.starts_with(report.network + ".")) {
+      return std::string(network.variant);
     }
   }
   return media::sizeText(report.network_size);

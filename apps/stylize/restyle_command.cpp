@@ -1,207 +1,155 @@
-#include "batch.h"
-
-#include "argument_checks.h"
+// Restyles one input, or hands many to restyleMany.
+#include "cancellation.h"
 #include "commands.h"
-#include "image_file.h"
+#include "inputs.h"
+#include "options.h"
 #include "output_file.h"
-#include "output_path.h"
-#include "painter.h"
-#include "photo_list.h"
-#include "quoted_name.h"
-#include "run_report.h"
-#include "utf8_path.h"
+#include "progress.h"
+#include "report.h"
+#include "restyling.h"
+#include "sources_and_sinks.h"
+#include "terminal.h"
+#include "text.h"
 
-#include <algorithm>
-#include <map>
-#include <new>
-#include <set>
+#include <nlohmann/json.hpp>
 #include <system_error>
 
 namespace vorin::stylize {
 namespace {
 
 namespace fs = std::filesystem;
-using Outcome = PhotoResult::Outcome;
+using base::ExitStatus;
 
-Failure unwritable(const fs::path& folder, const std::string& why) {
-  return {ExitStatus::kInputOutput,
-          "the folder " + base::quotedPath(folder) + " cannot be made (" + why + "): choose another one"};
+Error usage(const std::string& line) {
+  return {ErrorKind::kUsage, line};
 }
 
-void makeFolder(const fs::path& folder) {
+void printLines(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) {
+    printLine(line);
+  }
+}
+
+void printClipJson(const media::RestylerReport& report, const InputResult& result, ExitStatus status) {
+  nlohmann::ordered_json json = jsonOf(report);
+  json.update(jsonOf(result));
+  json.erase("outcome");
+  json["cancelled"] = status == ExitStatus::kCancelled;
+  json["exit_status"] = static_cast<int>(status);
+  printJson(json);
+}
+
+std::string outputText(const fs::path& output) {
+  return isPipe(output) ? "standard output" : base::utf8Text(output);
+}
+
+ExitStatus reportOne(const Options& options, const media::RestylerReport& report, const InputResult& result) {
+  const bool cancelled = base::cancellationIsDue(); // perhaps only while the file was closed
+  ExitStatus status = result.damage.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
+  if (cancelled) {
+    status = ExitStatus::kCancelled;
+  }
+  if (!options.quiet && cancelled && result.frames == 0) {
+    printLine(outputText(result.output) + ": no frame of this run");
+  } else if (!options.quiet) {
+    printLine(outputText(result.output) + ": " + resultText(result));
+  }
+  printLines(result.warnings);
+  printLines(result.damage);
+  if (options.json && result.is_clip) {
+    printClipJson(report, result, status);
+  } else if (options.json && !cancelled) {
+    printRun(&report, {result}, status);
+  }
+  return status;
+}
+
+void checkOne(const Options& options, const fs::path& input, const fs::path& output) {
+  const bool is_clip = isPipe(input) || isClipOutput(output);
+  if (!is_clip && !media::isImageName(output)) {
+    media::requireExists(input); // it might have been meant as a folder, whose results go into one
+    const std::string clips = base::joined(media::clipExtensions());
+    throw usage("the output " + base::quotedPath(output) + " has no known file extension: use one of " +
+                base::joined(media::imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips));
+  }
+  if (!options.to.empty()) {
+    throw usage("--to applies to many inputs only: leave it out, the extension of -o says the kind");
+  }
+  if (!is_clip && !options.clip_options.empty()) {
+    throw usage(options.clip_options.front() + " applies to clips only: leave it out, or name a clip as the output");
+  }
+  if (isPipe(output) && base::isTerminal(base::Stream::kOutput)) {
+    throw usage("the output - is a terminal, which cannot show frames: put a program behind it");
+  }
+  if (is_clip && !isPipe(output)) {
+    media::checkClipOptions(output, options.sink);
+  }
+  if (!is_clip && media::isClipName(input)) {
+    throw Error(ErrorKind::kInputOutput, base::quotedPath(input) + " is a clip: name the output like a clip, as out.mp4");
+  }
+}
+
+ExitStatus restyleOne(const Options& options) {
+  InputResult result;
+  result.input = options.inputs.front();
+  result.output = options.output;
+  result.is_clip = isPipe(result.input) || isClipOutput(result.output);
+  checkOne(options, result.input, result.output);
   std::error_code error;
-  fs::create_directories(folder, error);
-  std::error_code ignored;
-  if (!fs::is_directory(folder, ignored)) {
-    throw unwritable(folder, error ? error.message() : "there is a file of that name");
-  }
-}
-
-Failure amongThePhotos(const fs::path& name) {
-  return usage("the drawings would lie among the photos of " + base::quotedPath(name) + ": name another folder with -o");
-}
-
-// The photos and where their drawings go; nothing is known to be wrong with any so far.
-std::vector<PhotoResult> plan(const Arguments& arguments) {
-  std::error_code error;
-  for (const fs::path& name : arguments.photos) {
-    if (fs::is_directory(name, error) && fs::equivalent(name, arguments.output, error)) {
-      throw amongThePhotos(name);
+  if (options.resume && fs::is_regular_file(result.output, error)) {
+    result.outcome = InputResult::Outcome::kSkipped;
+    if (options.json) {
+      printRun(nullptr, {result}, ExitStatus::kDone);
     }
+    return ExitStatus::kDone;
   }
-  std::vector<PhotoResult> planned;
-  std::map<fs::path, fs::path> inputs;
-  const PhotoList listed = listPhotos(arguments.photos, arguments.output);
-  for (const ListedPhoto& photo : listed.photos) {
-    const fs::path output = drawingFile(photo, arguments.output, arguments.to);
-    const auto [other, is_new] = inputs.emplace(output, photo.file);
-    if (!is_new) {
-      throw usage(base::quotedPath(other->second) + " and " + base::quotedPath(photo.file) + " would both be drawn into " +
-                  base::quotedPath(output) + ": leave --to out, or draw one of them alone");
-    }
-    if (fs::equivalent(photo.file, output, error)) {
-      throw amongThePhotos(photo.file);
-    }
-    planned.push_back({photo.file, output, Outcome::kDone, {}, 0, 0, {}, {}});
+  if (!isPipe(result.output)) {
+    base::requireWritable(result.output, options.sink.overwrite);
   }
-  if (planned.empty()) {
-    throw Failure(ExitStatus::kInputOutput, "there is no photo in " + base::quotedPath(arguments.photos.front()) +
-                                                (listed.clips_left_out > 0 ? ", only clips, which are drawn one at a time" : "") +
-                                                ": name another folder, or see vorin-stylize --help for patterns");
+  const std::unique_ptr<media::Source> source = openInput(options, result);
+  media::requireImageFits(result.output, options.restyler.size.value_or(source->info().size));
+  Restyling restyling(options);
+  restyling.prepare(source->info().size);
+  base::throwIfCancelled();
+  const media::RestylerReport report = restyling.report();
+  if (!options.quiet && result.is_clip) {
+    printLine(headline(report));
   }
-  if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
-    throw Failure(ExitStatus::kInputOutput, base::quotedPath(planned.front().input) + " does not exist: check the name");
+  const ProgressKind kind = progressKind(options.progress == ProgressWish::kJson, options.quiet);
+  Progress progress(result.is_clip || kind == ProgressKind::kJson ? kind : ProgressKind::kNone,
+                    result.is_clip ? "frames" : "images", source->info().frames_expected);
+  restyling.run(*source, result,
+                {&base::cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
+  if (base::cancellationIsDue()) {
+    progress.finish();
+  } else {
+    progress.finishAll(result.frames);
   }
-  tellOfClips(listed);
-  return planned;
-}
-
-// A photo that is its own drawing counts as none.
-bool isDone(const PhotoResult& planned) {
-  std::error_code error;
-  return fs::is_regular_file(planned.output, error) && !fs::equivalent(planned.input, planned.output, error);
-}
-
-void removeLeftovers(const std::vector<PhotoResult>& planned) {
-  std::set<fs::path> folders;
-  for (const PhotoResult& each : planned) {
-    folders.insert(each.output.parent_path());
+  if (!options.quiet && !result.is_clip) {
+    printLine(headline(report));
   }
-  for (const fs::path& folder : folders) {
-    base::removeTemporariesIn(folder);
-  }
-}
-
-void drawPhoto(const Arguments& arguments, Painter& painter, PhotoResult& result) {
-  requireNoClip(result.input);
-  const cv::Mat photo = readPicture(result.input);
-  if (!isPictureName(result.output)) { // an extension that is read, but not written on this system
-    throw Failure(ExitStatus::kInputOutput,
-                  base::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
-  }
-  requireFits(result.output, arguments.size.value_or(photo.size()));
-  makeFolder(result.output.parent_path());
-  base::OutputFile output(result.output, arguments.overwrite);
-  const Drawing drawing = painter.paint(photo);
-  output.write(encodePicture(result.output, drawing.bgr));
-  output.commit();
-  result.size = drawing.bgr.size();
-  result.elapsed_ms = drawing.elapsed_ms;
-  result.load_ms = drawing.load_ms;
-}
-
-// Any failure is this photo's own.
-void tryToDraw(const Arguments& arguments, Painter& painter, PhotoResult& result) {
-  try {
-    drawPhoto(arguments, painter, result);
-    return;
-  } catch (const Failure& failure) {
-    result.error = failure.what();
-  } catch (const base::OutputError& error) {
-    result.error = error.what();
-  } catch (const std::bad_alloc&) {
-    result.error = base::quotedPath(result.input) + " takes more memory than there is: use a smaller image";
-  } catch (const std::exception& error) {
-    result.error = base::quotedPath(result.input) + " cannot be drawn (" + error.what() + "): use another image";
-  }
-  result.outcome = Outcome::kFailed;
-}
-
-std::string countText(std::size_t count) {
-  return std::to_string(count) + (count == 1 ? " photo" : " photos");
-}
-
-// The summary, and the names of those that failed.
-ExitStatus conclude(const Arguments& arguments, const std::vector<PhotoResult>& results) {
-  const auto count = [&](Outcome outcome) {
-    const auto number = std::count_if(results.begin(), results.end(), [&](const auto& each) { return each.outcome == outcome; });
-    return static_cast<std::size_t>(number);
-  };
-  const std::size_t failed = count(Outcome::kFailed);
-  if (!arguments.quiet) {
-    const std::size_t skipped = count(Outcome::kSkipped);
-    printLine(base::utf8Text(arguments.output) + ": " + countText(count(Outcome::kDone)) + " drawn" +
-              (skipped > 0 ? ", " + std::to_string(skipped) + " there already" : "") +
-              (failed > 0 ? ", " + std::to_string(failed) + " failed:" : ""));
-  }
-  for (const PhotoResult& result : results) {
-    if (result.outcome == Outcome::kFailed) {
-      printLine("failed: " + base::quotedPath(result.input));
-    }
-  }
-  return failed > 0 ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
-}
-
-// Those that are not done yet, one after the other.
-Headline drawAll(const Arguments& arguments, std::vector<PhotoResult>& results) {
-  Painter painter(arguments, toolsForStyle(arguments));
-  painter.prepare(*arguments.style);
-  Headline headline = painter.headline();
-  if (!arguments.quiet) {
-    printLine(headline.text());
-  }
-  const auto skipped =
-      std::count_if(results.begin(), results.end(), [](const auto& each) { return each.outcome == Outcome::kSkipped; });
-  const ProgressKind kind = progressKind(arguments.progress, arguments.quiet);
-  const std::int64_t total = static_cast<std::int64_t>(results.size()) - skipped;
-  Progress progress(kind, "photos", total);
-  std::int64_t done = 0;
-  for (PhotoResult& result : results) {
-    if (result.outcome == Outcome::kSkipped) {
-      continue;
-    }
-    tryToDraw(arguments, painter, result);
-    if (result.outcome == Outcome::kFailed) {
-      progress.say(result.error);
-    }
-    progress.update(++done);
-  }
-  progress.finish();
-  return headline;
+  return reportOne(options, report, result);
 }
 
 } // namespace
 
-ExitStatus stylizeMany(const Arguments& arguments) {
-  std::vector<PhotoResult> results = plan(arguments);
-  makeFolder(arguments.output);
-  if (arguments.resume) {
-    removeLeftovers(results);
-    for (PhotoResult& result : results) {
-      result.outcome = isDone(result) ? Outcome::kSkipped : Outcome::kDone;
+ExitStatus restyle(const Options& options) {
+  const fs::path& output = options.output;
+  const bool several = nameSeveral(options.inputs);
+  const bool is_file_name = media::isImageName(output) || isClipOutput(output);
+  if (base::isFolder(options.style_image)) {
+    if (several || isClipOutput(output) || isPipe(options.inputs.front())) {
+      throw usage("--style-image is a folder, which makes a sheet of one image in each look of it: name one image, or an image file "
+                  "in that folder");
     }
+    return makeSheet(options);
   }
-  const bool all_done =
-      std::all_of(results.begin(), results.end(), [](const auto& each) { return each.outcome == Outcome::kSkipped; });
-  std::optional<Headline> headline;
-  if (!all_done) {
-    headline = drawAll(arguments, results);
+  if (several && is_file_name && !base::isFolder(output)) {
+    throw usage("many inputs are restyled into a folder, and " + base::quotedPath(output) +
+                " names a file: name a folder with -o");
   }
-  const ExitStatus status = conclude(arguments, results);
-  if (arguments.json) {
-    printRun(headline ? &*headline : nullptr, results, status);
-  }
-  return status;
+  const bool into_folder = !is_file_name && (base::isFolder(output) || !output.has_filename()) && !isPipe(options.inputs.front());
+  return several || into_folder ? restyleMany(options) : restyleOne(options);
 }
 
 } // namespace vorin::stylize

@@ -1,37 +1,43 @@
-#include "selftest_command.h"
-
+#include "cancellation.h"
 #include "commands.h"
-#include "painter.h"
-#include "picture_size.h"
-#include "quoted_name.h"
-#include "run_report.h"
+#include "model_package.h"
+#include "options.h"
+#include "picture_mat.h"
+#include "report.h"
+#include "restyling.h"
 #include "selftest_expectations.h"
-#include "sha256.h"
+#include "sources_and_sinks.h"
+#include "text.h"
 
 #include <opencv2/core.hpp>
 
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace vorin::stylize {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using base::ExitStatus;
+using media::Style;
+
+constexpr std::array kStyles = {Style::kPencilSketch, Style::kStippling, Style::kLightGrey, Style::kCartoon, Style::kTransfer};
 
 struct StyleResult {
-  const Style* style = nullptr;
-  std::string error;                     // empty: it draws as it should
+  std::string style;
+  std::string error;                     // empty: the result is as it should be
   ExitStatus status = ExitStatus::kDone; // of the error
-  std::string sums;                      // hexadecimal; empty where it does not draw
+  std::string sums;                      // hexadecimal; empty where there is no result
   std::optional<int> difference;         // the largest; none where nothing is known
   int tolerance = 0;
 };
 
-// What shows without knowing the drawing. A drawing that is the photo differs by nothing, real ones by 20 and more on average.
+// What shows without knowing the result. A result that is the input differs by nothing, real ones by 20 and more on average.
 std::string faultOf(const cv::Mat& photo, const cv::Mat& drawing) {
   constexpr double kOtherPicture = 3;
   if (drawing.size() != photo.size()) {
-    return "the drawing is " + sizeText(drawing.size()) + " instead of " + sizeText(photo.size());
+    return "the drawing is " + media::sizeText({drawing.cols, drawing.rows}) + " instead of " + media::sizeText({photo.cols, photo.rows});
   }
   cv::Mat difference;
   cv::absdiff(photo, drawing, difference);
@@ -46,8 +52,8 @@ void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, co
     return;
   }
   const BlockSums sums = blockSums(drawing);
-  result.sums = hexadecimalText(sums);
-  const auto expected = expectations.drawings.find(result.style->name);
+  result.sums = base::hexadecimalText(sums);
+  const auto expected = expectations.drawings.find(result.style);
   if (expected != expectations.drawings.end()) {
     result.tolerance = expected->second.tolerance;
     result.difference = largestDifference(sums, expected->second.sums);
@@ -59,45 +65,52 @@ void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, co
   result.status = ExitStatus::kDone;
 }
 
-// The package with the built-in style image, and what it says about its drawings.
-struct TestedPackage {
-  explicit TestedPackage(const Arguments& arguments)
-      : tools{ModelPackage(arguments.models), selftestStyleImage()}, expectations(expectationsOfNetworks(tools.package)) {
-    if (!expectations.problem.empty()) {
-      problem = base::quotedPath(tools.package.file()) + ": how its networks should draw is not known, since its entry " +
-                "'selftest.json' " + expectations.problem + ": build the package anew";
-      printLine(problem);
+// What the package says about its networks' results. Read once, for the first neural style.
+class NetworkExpectations {
+public:
+  explicit NetworkExpectations(const Options& options) : options_(options) {}
+
+  const Expectations& get() {
+    if (!expectations_) {
+      const media::ModelPackage package(options_.restyler.models);
+      expectations_ = expectationsOfNetworks(package);
+      if (!expectations_->problem.empty()) {
+        problem_ = base::quotedPath(package.file()) + ": how its networks should draw is not known, since its entry " +
+                   "'selftest.json' " + expectations_->problem + ": build the package anew";
+        printLine(problem_);
+      }
     }
+    return *expectations_;
   }
 
-  NeuralTools tools;
-  Expectations expectations;
-  std::string problem; // what keeps the expectations from being used
+  const std::string& problem() const { return problem_; }
+
+private:
+  const Options& options_;
+  std::optional<Expectations> expectations_;
+  std::string problem_; // what keeps the expectations from being used
 };
 
-StyleResult test(ChosenDevice& device, const Arguments& arguments, const Style& style, std::optional<TestedPackage>& package) {
+StyleResult test(media::Restyler& restyler, Style style, NetworkExpectations& networks) {
   StyleResult result;
-  result.style = &style;
+  result.style = media::nameOf(style);
   try {
-    if (style.isNeural()) {
-      if (!package) { // the filters are drawn without one
-        package.emplace(arguments);
-      }
-      package->tools.package.requireNetwork(style, style.networks.front());
-    }
-    Manner manner = mannerOf(arguments, style, package ? &package->tools : nullptr);
-    manner.format = findFrameFormat("bgra");
-    const cv::Mat photo = selftestPhoto();
-    judge(result, photo, device.draw(photo, manner).bgr, style.isNeural() ? package->expectations : expectationsOfFilters());
-  } catch (const Failure& failure) {
-    result.error = failure.what();
-    result.status = failure.status();
+    const media::Picture input = media::pictureFromBgr(selftestPhoto());
+    restyler.setStyle(style);
+    restyler.startSequence();
+    prepareQuietly(restyler, input.size());
+    base::throwIfCancelled();
+    const media::Picture output = restyler.restyle(input);
+    judge(result, media::bgrOf(input), media::bgrOf(output), media::isNeural(style) ? networks.get() : expectationsOfFilters());
+  } catch (const Error& error) {
+    result.error = error.what();
+    result.status = base::exitStatusOf(error.kind());
   }
   return result;
 }
 
 std::string textOf(const StyleResult& result) {
-  std::string text(result.style->name);
+  std::string text = result.style;
   text += result.error.empty() ? ": ok" : ": FAILED: " + result.error;
   if (result.difference) {
     return text + ", off by " + std::to_string(*result.difference) + " at most, " + std::to_string(result.tolerance) + " allowed";
@@ -106,7 +119,7 @@ std::string textOf(const StyleResult& result) {
 }
 
 Json jsonOf(const StyleResult& result) {
-  return {{"style", result.style->name},
+  return {{"style", result.style},
           {"outcome", result.error.empty() ? "ok" : "failed"},
           {"error", result.error.empty() ? Json() : Json(result.error)},
           {"largest_difference", result.difference ? Json(*result.difference) : Json()},
@@ -116,32 +129,30 @@ Json jsonOf(const StyleResult& result) {
 
 } // namespace
 
-ExitStatus testItself(const Arguments& arguments) {
-  ChosenDevice device(arguments.device);
-  try {
-    device.prepare(styles().front()); // where the program would start again, before anything is printed
-  } catch (const Failure&) {          // comes again, as that style's own
-  }
-  std::optional<TestedPackage> package;
+ExitStatus testItself(const Options& options) {
+  media::Restyler restyler(options.restyler);
+  restyler.setStyleImage(media::pictureFromBgr(selftestStyleImage()));
+  NetworkExpectations networks(options);
   std::vector<StyleResult> results;
   ExitStatus status = ExitStatus::kDone;
-  for (const Style& style : styles()) {
-    results.push_back(test(device, arguments, style, package));
+  for (const Style style : kStyles) {
+    results.push_back(test(restyler, style, networks));
     status = status == ExitStatus::kDone ? results.back().status : status;
-    if (!arguments.json) {
+    if (!options.json) {
       std::cout << textOf(results.back()) << std::endl;
     }
   }
-  if (!arguments.json) {
-    std::cout << "on " << device.name() << ": " << device.reason() << '\n';
+  const media::RestylerReport report = restyler.report();
+  if (!options.json) {
+    std::cout << "on " << report.device << ": " << report.device_reason << '\n';
     return status;
   }
-  Json json = {{"device", device.name()},
-               {"device_reason", device.reason()},
+  Json json = {{"device", report.device},
+               {"device_reason", report.device_reason},
                {"inputs",
-                {{"photo", hexadecimalText(blockSums(selftestPhoto()))},
-                 {"style_image", hexadecimalText(blockSums(selftestStyleImage()))}}},
-               {"package_problem", package && !package->problem.empty() ? Json(package->problem) : Json()},
+                {{"photo", base::hexadecimalText(blockSums(selftestPhoto()))},
+                 {"style_image", base::hexadecimalText(blockSums(selftestStyleImage()))}}},
+               {"package_problem", networks.problem().empty() ? Json() : Json(networks.problem())},
                {"styles", Json::array()}};
   for (const StyleResult& result : results) {
     json["styles"].push_back(jsonOf(result));

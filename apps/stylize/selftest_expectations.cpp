@@ -1,6 +1,5 @@
 #include "selftest_expectations.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -70,14 +69,18 @@ Expectations parseExpectations(const std::string& text) {
   }
 }
 
-Expectations expectationsOfNetworks(const ModelPackage& package) {
-  const auto& entries = package.entries();
-  const auto entry =
-      std::find_if(entries.begin(), entries.end(), [](const PackageEntry& each) { return each.name == kEntryName; });
-  if (entry == entries.end()) {
+Expectations expectationsOfNetworks(const media::ModelPackage& package) {
+  const modelpack::PackageEntry* entry = package.directory().find(kEntryName);
+  if (entry == nullptr) {
     return {};
   }
-  return entry->size_bytes <= kMaxEntryBytes ? parseExpectations(package.read(*entry)) : Expectations{{}, "is damaged"};
+  if (entry->size_bytes > kMaxEntryBytes) {
+    return {{}, "is damaged"};
+  }
+  std::string text;
+  modelpack::readEntry(package.file(), *entry,
+                       [&](std::span<const std::uint8_t> part) { text.append(part.begin(), part.end()); });
+  return parseExpectations(text);
 }
 
 } // namespace vorin::stylize

@@ -1,4 +1,4 @@
-#include "selftest_pictures.h"
+#include "selftest_expectations.h"
 
 #include <opencv2/core.hpp>
 

@@ -1,162 +1,191 @@
-#include "sheet_command.h"
-
+#include "cancellation.h"
 #include "commands.h"
 #include "contact_sheet.h"
-#include "image_file.h"
-#include "option_table.h"
+#include "inputs.h"
+#include "model_package.h"
+#include "options.h"
 #include "output_file.h"
-#include "painter.h"
-#include "photo_list.h"
-#include "picture_size.h"
-#include "quoted_name.h"
-#include "run_report.h"
-#include "utf8_path.h"
+#include "picture_mat.h"
+#include "report.h"
+#include "restyling.h"
+#include "sources_and_sinks.h"
+#include "text.h"
 
-#include <system_error>
+#include <optional>
 #include <utility>
 
 namespace vorin::stylize {
 namespace {
 
 namespace fs = std::filesystem;
+using base::ExitStatus;
+using media::Style;
+
+constexpr std::array kStyles = {Style::kPencilSketch, Style::kStippling, Style::kLightGrey, Style::kCartoon, Style::kTransfer};
 
 struct StyleImage {
   std::string caption;
-  cv::Mat bgr;
+  media::Picture picture;
 };
 
-// The styles and looks of a sheet, with what draws them.
-class SheetPainter {
+// The styles and looks of a sheet, with what restyles in them.
+class SheetStyles {
 public:
-  explicit SheetPainter(const Arguments& arguments)
-      : arguments_(arguments), looks_(readLooks(arguments)), painter_(arguments, toolsFor(arguments, looks_)) {
-    if (looks_.empty()) {
-      for (const Style& style : styles()) {
-        painter_.prepare(style);
-      }
+  explicit SheetStyles(const Options& options)
+      : options_(options), looks_(readLooks(options)), look_(options.strength, options.keep_colours),
+        restyler_(optionsFor(options, looks_)) {
+    for (const Style style : styles()) {
+      restyler_.setStyle(style, style == Style::kTransfer ? options.restyler.network : ""); // shows whether its network is there
     }
-    if (!arguments.quiet) {
-      printLine("styles " + (looks_.empty() ? styleNames() : std::string(transferStyle().name)) + ", " +
-                painter_.device().name() + ": " + painter_.device().reason());
+    if (looks_.empty()) {
+      restyler_.setStyleImage(readImage(defaultStyleImage()));
+    }
+    if (!options.quiet) {
+      printLine(std::string("styles ") + (looks_.empty() ? "pencil, stipple, lightgrey, cartoon, transfer" : "transfer") + ", " +
+                report().device + ": " + report().device_reason);
     }
   }
 
-  // A photo and its drawings.
-  std::vector<SheetPicture> pictures(const fs::path& file, const cv::Mat& photo, std::vector<PhotoResult>& results) {
-    std::vector<SheetPicture> all = {{shrunkForSheet(photo), "original"}};
+  media::RestylerReport report() const { return restyler_.report(); }
+
+  // An image and its results.
+  std::vector<SheetPicture> pictures(const fs::path& file, const media::Picture& image, std::vector<InputResult>& results) {
+    std::vector<SheetPicture> all = {{shrunkForSheet(media::bgrOf(image)), "original"}};
     for (const StyleImage& look : looks_) {
-      painter_.setStyleImage(look.bgr);
-      all.push_back(draw(file, photo, transferStyle(), look.caption, results));
+      restyler_.setStyleImage(look.picture);
+      all.push_back(restyled(file, image, Style::kTransfer, look.caption, results));
     }
     if (looks_.empty()) {
-      for (const Style& style : styles()) {
-        all.push_back(draw(file, photo, style, std::string(style.name), results));
+      for (const Style style : kStyles) {
+        all.push_back(restyled(file, image, style, std::string(media::nameOf(style)), results));
       }
     }
     return all;
   }
 
-  Headline headline() const { return painter_.headline(); }
-
 private:
+  std::vector<Style> styles() const {
+    return looks_.empty() ? std::vector<Style>(kStyles.begin(), kStyles.end()) : std::vector{Style::kTransfer};
+  }
+
+  static media::RestylerOptions optionsFor(const Options& options, const std::vector<StyleImage>& looks) {
+    media::RestylerOptions restyler = options.restyler;
+    restyler.style = looks.empty() ? kStyles.front() : Style::kTransfer;
+    restyler.network = looks.empty() ? "" : options.restyler.network;
+    restyler.size.reset();
+    return restyler;
+  }
+
   // Of a folder of style images; none for any other sheet.
-  static std::vector<StyleImage> readLooks(const Arguments& arguments) {
+  static std::vector<StyleImage> readLooks(const Options& options) {
     std::vector<StyleImage> looks;
-    if (!arguments.style_image || !base::isFolder(*arguments.style_image)) {
+    if (!base::isFolder(options.style_image)) {
       return looks;
     }
-    for (const ListedPhoto& image : listPhotos({*arguments.style_image}, {}).photos) {
-      looks.push_back({base::utf8Text(image.file.stem()), readPicture(image.file)});
+    for (const Input& image : listInputs({options.style_image}, {}, false)) {
+      looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file)});
     }
     if (looks.empty()) {
-      throw Failure(ExitStatus::kInputOutput, "there is no image in the --style-image folder " +
-                                                  base::quotedPath(*arguments.style_image) + ": name another one");
+      throw Error(ErrorKind::kInputOutput, "there is no image in the --style-image folder " +
+                                               base::quotedPath(options.style_image) + ": name another one");
     }
     return looks;
   }
 
-  static NeuralTools toolsFor(const Arguments& arguments, const std::vector<StyleImage>& looks) {
-    ModelPackage package(arguments.models);
-    for (const Style& style : styles()) {
-      if (style.isNeural() && (looks.empty() || style.takesStyleImage())) {
-        package.requireNetwork(style, networkFor(arguments, style));
-      }
+  fs::path defaultStyleImage() const {
+    if (!options_.style_image.empty()) {
+      return options_.style_image;
     }
-    if (!looks.empty()) {
-      return {package, looks.front().bgr};
+    const fs::path painting = report().package.parent_path() / "painting.png";
+    if (!fs::exists(painting)) {
+      throw Error(ErrorKind::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
+                                         base::quotedPath(painting) + ": add --style-image with an image file");
     }
-    const fs::path painting = package.folder() / "painting.png";
-    if (!arguments.style_image && !fs::exists(painting)) {
-      throw Failure(ExitStatus::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
-                                            base::quotedPath(painting) + ": add --style-image with an image file");
-    }
-    return {package, readPicture(arguments.style_image.value_or(painting))};
+    return painting;
   }
 
-  SheetPicture draw(const fs::path& file, const cv::Mat& photo, const Style& style, const std::string& caption,
-                    std::vector<PhotoResult>& results) {
-    const Drawing drawing = painter_.paint(photo, style);
-    if (!arguments_.quiet) {
-      printLine(base::utf8Text(file) + ", " + caption + ": " + painter_.report(style, drawing));
+  SheetPicture restyled(const fs::path& file, const media::Picture& image, Style style, const std::string& caption,
+                        std::vector<InputResult>& results) {
+    restyler_.setStyle(style, style == Style::kTransfer ? options_.restyler.network : "");
+    restyler_.startSequence();
+    prepareQuietly(restyler_, image.size());
+    base::throwIfCancelled();
+    const double load_ms = report().load_ms;
+    media::Picture picture = restyler_.restyle(image);
+    look_.apply(image, picture);
+    InputResult result;
+    result.input = file;
+    result.output = options_.output;
+    result.size = picture.size();
+    result.restyler = report();
+    result.restyler.load_ms = load_ms;
+    result.caption = caption;
+    results.push_back(result);
+    if (!options_.quiet) {
+      printLine(base::utf8Text(file) + ", " + caption + ": " + resultText(result));
     }
-    results.push_back({file,
-                       arguments_.output,
-                       PhotoResult::Outcome::kDone,
-                       drawing.bgr.size(),
-                       drawing.elapsed_ms,
-                       drawing.load_ms,
-                       {},
-                       caption});
-    return {shrunkForSheet(drawing.bgr), caption};
+    return {shrunkForSheet(media::bgrOf(picture)), caption};
   }
 
-  const Arguments& arguments_;
+  const Options& options_;
   std::vector<StyleImage> looks_;
-  Painter painter_;
+  media::Look look_;
+  media::Restyler restyler_;
 };
+
+void writeSheet(const Options& options, const cv::Mat& sheet) {
+  const std::unique_ptr<media::Sink> sink =
+      media::openImageSink(options.output, {sheet.cols, sheet.rows}, options.sink.overwrite);
+  sink->write(media::Frame{media::pictureFromBgr(sheet), 0, 1});
+  sink->finish();
+  if (!options.quiet) {
+    printLine(base::utf8Text(options.output) + ": sheet of " + media::sizeText(sink->size()) + " pixels");
+  }
+}
 
 } // namespace
 
-ExitStatus makeSheet(const Arguments& arguments) {
-  base::OutputFile output(arguments.output, arguments.overwrite);
-  const PhotoList list = listPhotos(arguments.photos, {});
-  const std::vector<ListedPhoto>& listed = list.photos;
+ExitStatus makeSheet(const Options& options) {
+  if (!media::isImageName(options.output)) {
+    throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(options.output) +
+                                       " has no file extension of an image: use one of " + base::joined(media::imageExtensions()));
+  }
+  base::requireWritable(options.output, options.sink.overwrite);
+  const std::vector<Input> inputs = listInputs(options.inputs, {}, false);
   std::vector<std::vector<SheetPicture>> groups;
-  std::vector<PhotoResult> results;
-  std::optional<SheetPainter> painter; // made once a photo needs it: a missing photo shows without it
+  std::vector<InputResult> results;
+  std::optional<SheetStyles> styles; // made once an image needs it: a missing image shows without it
   ExitStatus status = ExitStatus::kDone;
-  for (const ListedPhoto& each : listed) {
-    cv::Mat photo;
+  for (const Input& input : inputs) {
+    media::Picture image;
     try {
-      photo = readPicture(each.file);
-    } catch (const Failure& failure) {
-      if (listed.size() == 1) {
+      image = readImage(input.file);
+    } catch (const Error& error) {
+      if (inputs.size() == 1) {
         throw;
       }
-      printLine(failure.what());
-      results.push_back({each.file, arguments.output, PhotoResult::Outcome::kFailed, {}, 0, 0, failure.what(), {}});
+      printLine(error.what());
+      InputResult result;
+      result.input = input.file;
+      result.output = options.output;
+      result.outcome = InputResult::Outcome::kFailed;
+      result.error = error.what();
+      results.push_back(result);
       status = ExitStatus::kSomeInputsFailed;
       continue;
     }
-    if (!painter) {
-      painter.emplace(arguments);
+    if (!styles) {
+      styles.emplace(options);
     }
-    groups.push_back(painter->pictures(each.file, photo, results));
+    groups.push_back(styles->pictures(input.file, image, results));
   }
   if (groups.empty()) {
-    throw Failure(ExitStatus::kInputOutput, "none of the photos can be read: no sheet made");
+    throw Error(ErrorKind::kInputOutput, "none of the images can be read: no sheet made");
   }
-  tellOfClips(list);
-  const cv::Mat sheet = makeContactSheet(groups);
-  requireFits(arguments.output, sheet.size());
-  output.write(encodePicture(arguments.output, sheet));
-  output.commit();
-  if (!arguments.quiet) {
-    printLine(base::utf8Text(arguments.output) + ": sheet of " + sizeText(sheet.size()) + " pixels");
-  }
-  if (arguments.json) {
-    const Headline headline = painter->headline();
-    printRun(&headline, results, status);
+  writeSheet(options, makeContactSheet(groups));
+  if (options.json) {
+    const media::RestylerReport report = styles->report();
+    printRun(&report, results, status);
   }
   return status;
 }

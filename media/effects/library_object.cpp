@@ -132,7 +132,7 @@ bool LibraryObject::prepareFilter(Style style) {
   return !isOneColour(matOver(output));
 }
 
-bool LibraryObject::loadNetwork(const ModelPackage& package, const modelpack::NetworkName& network, Size size) {
+bool LibraryObject::loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size) {
   set(SttCfgStyleType, network.style_type);
   set(SttCfgStyleIndex, network.style_index);
   setSize(size);

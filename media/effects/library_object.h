@@ -30,7 +30,7 @@ public:
   bool prepareFilter(Style style);
 
   // Loads a network for results of this size. False where the library does not.
-  bool loadNetwork(const ModelPackage& package, const modelpack::NetworkName& network, Size size);
+  bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size);
 
   // Restyles one frame with what was prepared last. style_image: null to keep the one given last. Returns the milliseconds that the
   // library took. Throws kDevice.

@@ -144,7 +144,7 @@ public:
     report.device = device_.name();
     report.device_reason = device_.reason();
     if (network_ != nullptr) {
-      report.network = network_->float_entry;
+      report.network = network_->float_entry.substr(0, network_->float_entry.rfind('.'));
       report.package = package_->file();
     }
     return report;
@@ -156,11 +156,11 @@ public:
 
 private:
   // Null for a filter. A package that lacks the network shows here, before there is a device.
-  const modelpack::NetworkName* findNetwork() {
+  const modelpack::NamedNetwork* findNetwork() {
     if (!isNeural(options_.style)) {
       return nullptr;
     }
-    const modelpack::NetworkName& network = networkOf(options_.style, options_.network);
+    const modelpack::NamedNetwork& network = networkOf(options_.style, options_.network);
     if (!package_) {
       package_.emplace(options_.models);
     }
@@ -265,12 +265,12 @@ private:
   }
 
   std::optional<ModelPackage> package_;
-  const modelpack::NetworkName* network_;
+  const modelpack::NamedNetwork* network_;
   DeviceChoice device_;
   std::unique_ptr<LibraryObject> filters_;
   std::optional<Style> prepared_filter_;
   std::unique_ptr<LibraryObject> neural_;
-  const modelpack::NetworkName* loaded_ = nullptr;
+  const modelpack::NamedNetwork* loaded_ = nullptr;
   Size loaded_size_;
   std::optional<Picture> style_image_; // kBgr24
   bool is_style_image_new_ = false;    // the library has not seen it; it keeps the one seen last

@@ -1,0 +1,211 @@
+// Restyles many inputs into a folder, which gets their tree of folders. An input that fails does not stop the others.
+//
+// Each result takes its name once it is complete, so a name that is there stands for a result that is done: that is all that a
+// resumed run looks at.
+#include "cancellation.h"
+#include "commands.h"
+#include "inputs.h"
+#include "options.h"
+#include "output_file.h"
+#include "progress.h"
+#include "report.h"
+#include "restyling.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <algorithm>
+#include <map>
+#include <new>
+#include <optional>
+#include <set>
+#include <system_error>
+
+namespace vorin::stylize {
+namespace {
+
+namespace fs = std::filesystem;
+using base::ExitStatus;
+using Outcome = InputResult::Outcome;
+
+Error usage(const std::string& line) {
+  return {ErrorKind::kUsage, line};
+}
+
+void makeFolder(const fs::path& folder) {
+  std::error_code error;
+  fs::create_directories(folder, error);
+  std::error_code ignored;
+  if (!fs::is_directory(folder, ignored)) {
+    throw Error(ErrorKind::kInputOutput, "the folder " + base::quotedPath(folder) + " cannot be made (" +
+                                             (error ? error.message() : "there is a file of that name") + "): choose another one");
+  }
+}
+
+Error amongTheInputs(const fs::path& name) {
+  return usage("the results would lie among the inputs of " + base::quotedPath(name) + ": name another folder with -o");
+}
+
+// The inputs and where their results go; nothing is known to be wrong with any so far.
+std::vector<InputResult> plan(const Options& options) {
+  std::error_code error;
+  for (const fs::path& name : options.inputs) {
+    if (fs::is_directory(name, error) && fs::equivalent(name, options.output, error)) {
+      throw amongTheInputs(name);
+    }
+  }
+  std::vector<InputResult> planned;
+  std::map<fs::path, fs::path> inputs;
+  for (const Input& input : listInputs(options.inputs, options.output, true)) {
+    const fs::path output = outputFor(input, options.output, options.to);
+    const auto [other, is_new] = inputs.emplace(output, input.file);
+    if (!is_new) {
+      throw usage(base::quotedPath(other->second) + " and " + base::quotedPath(input.file) + " would both be written to " +
+                  base::quotedPath(output) + ": leave --to out, or restyle one of them alone");
+    }
+    if (fs::equivalent(input.file, output, error)) {
+      throw amongTheInputs(input.file);
+    }
+    InputResult result;
+    result.input = input.file;
+    result.output = output;
+    result.is_clip = input.is_clip;
+    planned.push_back(result);
+  }
+  if (planned.empty()) {
+    throw Error(ErrorKind::kInputOutput, "there is no image or clip in " + base::quotedPath(options.inputs.front()) +
+                                             ": name another folder");
+  }
+  if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
+    throw Error(ErrorKind::kInputOutput, base::quotedPath(planned.front().input) + " does not exist: check the name");
+  }
+  return planned;
+}
+
+// An input that is its own result counts as not done.
+bool isDone(const InputResult& planned) {
+  std::error_code error;
+  return fs::is_regular_file(planned.output, error) && !fs::equivalent(planned.input, planned.output, error);
+}
+
+void removeLeftovers(const std::vector<InputResult>& planned) {
+  std::set<fs::path> folders;
+  for (const InputResult& each : planned) {
+    folders.insert(each.output.parent_path());
+  }
+  std::for_each(folders.begin(), folders.end(), base::removeTemporariesIn);
+}
+
+void restyleInto(const Options& options, Restyling& restyling, InputResult& result) {
+  const std::unique_ptr<media::Source> source = openInput(options, result);
+  if (!result.is_clip && !media::isImageName(result.output)) { // an extension that is read, but not written on this system
+    throw Error(ErrorKind::kInputOutput,
+                base::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
+  }
+  media::requireImageFits(result.output, options.restyler.size.value_or(source->info().size));
+  makeFolder(result.output.parent_path());
+  restyling.run(*source, result, {&base::cancellationIsDue(), {}});
+}
+
+// Any failure is this input's own.
+void tryToRestyle(const Options& options, Restyling& restyling, InputResult& result) {
+  try {
+    restyleInto(options, restyling, result);
+    return;
+  } catch (const Error& error) {
+    result.error = error.what();
+  } catch (const std::bad_alloc&) {
+    result.error = base::quotedPath(result.input) + " takes more memory than there is: use a smaller image";
+  } catch (const std::exception& error) {
+    result.error = base::quotedPath(result.input) + " cannot be restyled (" + error.what() + "): use another input";
+  }
+  result.outcome = Outcome::kFailed;
+}
+
+std::size_t count(const std::vector<InputResult>& results, Outcome outcome) {
+  return static_cast<std::size_t>(
+      std::count_if(results.begin(), results.end(), [&](const auto& each) { return each.outcome == outcome; }));
+}
+
+std::string unitOf(const std::vector<InputResult>& results) {
+  const bool has_clips = std::any_of(results.begin(), results.end(), [](const auto& each) { return each.is_clip; });
+  return has_clips ? "files" : "images";
+}
+
+// Prints the summary, and the names of those that failed.
+ExitStatus conclude(const Options& options, const std::vector<InputResult>& results) {
+  const std::size_t failed = count(results, Outcome::kFailed);
+  if (!options.quiet) {
+    const std::size_t done = count(results, Outcome::kDone);
+    const std::size_t skipped = count(results, Outcome::kSkipped);
+    const std::string unit = unitOf(results);
+    printLine(base::utf8Text(options.output) + ": " + std::to_string(done) + " " +
+              (done == 1 ? unit.substr(0, unit.size() - 1) : unit) + " restyled" +
+              (skipped > 0 ? ", " + std::to_string(skipped) + " there already" : "") +
+              (failed > 0 ? ", " + std::to_string(failed) + " failed:" : ""));
+  }
+  bool is_damaged = false;
+  for (const InputResult& result : results) {
+    if (result.outcome == Outcome::kFailed) {
+      printLine("failed: " + base::quotedPath(result.input));
+    }
+    is_damaged = is_damaged || !result.damage.empty();
+  }
+  return failed > 0 || is_damaged ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
+}
+
+// Restyles those that are not done yet, one after the other.
+media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
+  Restyling restyling(options);
+  const media::RestylerReport report = restyling.report();
+  if (!options.quiet) {
+    printLine(headline(report));
+  }
+  const std::size_t total = results.size() - count(results, Outcome::kSkipped);
+  Progress progress(progressKind(options.progress == ProgressWish::kJson, options.quiet), unitOf(results),
+                    static_cast<std::int64_t>(total));
+  std::int64_t done = 0;
+  for (InputResult& result : results) {
+    if (result.outcome == Outcome::kSkipped) {
+      continue;
+    }
+    tryToRestyle(options, restyling, result);
+    base::throwIfCancelled();
+    if (result.outcome == Outcome::kFailed) {
+      progress.say(result.error);
+    }
+    for (const auto* lines : {&result.warnings, &result.damage}) {
+      std::for_each(lines->begin(), lines->end(), [&](const std::string& line) { progress.say(line); });
+    }
+    progress.update(++done);
+  }
+  progress.finish();
+  return report;
+}
+
+} // namespace
+
+ExitStatus restyleMany(const Options& options) {
+  std::vector<InputResult> results = plan(options);
+  const bool has_clips = unitOf(results) == "files";
+  if (!has_clips && !options.clip_options.empty()) {
+    throw usage(options.clip_options.front() + " applies to clips only, and none is named: leave it out");
+  }
+  makeFolder(options.output);
+  if (options.resume) {
+    removeLeftovers(results);
+    for (InputResult& result : results) {
+      result.outcome = isDone(result) ? Outcome::kSkipped : Outcome::kDone;
+    }
+  }
+  std::optional<media::RestylerReport> report;
+  if (count(results, Outcome::kSkipped) < results.size()) {
+    report = restyleAll(options, results);
+  }
+  const ExitStatus status = conclude(options, results);
+  if (options.json) {
+    printRun(report ? &*report : nullptr, results, status);
+  }
+  return status;
+}
+
+} // namespace vorin::stylize

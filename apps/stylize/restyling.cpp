@@ -1,0 +1,105 @@
+#include "restyling.h"
+
+#include "options.h"
+#include "report.h"
+#include "sources_and_sinks.h"
+#include "terminal.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace vorin::stylize {
+namespace {
+
+bool libraryLogIsOn() {
+  const char* log_switch = std::getenv("VORIN_DUMP_ST_LOG"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
+  return log_switch != nullptr && std::string_view(log_switch) != "0";
+}
+
+// Raw frames that are written have the size that --raw names.
+void requireRawSize(const Options& options, const InputResult& result) {
+  const std::string& raw = options.sink.raw;
+  if (!raw.empty() && isPipe(result.output) && !isPipe(result.input) && media::rawSize(raw) != result.size) {
+    throw Error(ErrorKind::kUsage, "--raw '" + raw + "' is not the size of the frames, " + media::sizeText(result.size) +
+                                       ": name that one, or ask for another with --size");
+  }
+}
+
+} // namespace
+
+Restyling::Restyling(const Options& options) : options_(options), restyler_(options.restyler) {
+  if (!options.style_image.empty()) {
+    restyler_.setStyleImage(readImage(options.style_image));
+  }
+  if (options.strength < 1 || options.keep_colours) {
+    look_ = std::make_unique<media::Look>(options.strength, options.keep_colours);
+  }
+}
+
+void Restyling::prepare(media::Size input) {
+  restyler_.startSequence();
+  prepareQuietly(restyler_, input);
+}
+
+void Restyling::run(media::Source& source, InputResult& result, const media::RunOptions& run_options) {
+  const auto start = std::chrono::steady_clock::now();
+  result.size = restyler_.resultSize(source.info().size);
+  requireRawSize(options_, result);
+  const std::unique_ptr<media::Sink> sink = media::openSink(result.output, source.info(), result.size, options_.sink);
+  prepare(source.info().size);
+  const double load_ms = restyler_.report().load_ms;
+  std::optional<media::Steady> steady;
+  std::vector<media::Effect*> effects = {&restyler_};
+  if (options_.steady && result.is_clip) {
+    effects.push_back(&steady.emplace(options_.restyler.style));
+  }
+  if (look_ != nullptr) {
+    effects.push_back(look_.get());
+  }
+  const media::RunResult run = media::run(source, *sink, effects, run_options);
+  const double elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  result.frames = run.frames;
+  result.frames_per_second = elapsed_s > 0 ? static_cast<double>(run.frames) / elapsed_s : 0;
+  result.damage = run.damage;
+  result.warnings = run.warnings;
+  result.restyler = restyler_.report();
+  result.restyler.load_ms = load_ms;
+}
+
+std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result) {
+  if (!result.is_clip) {
+    return media::openImageSource(result.input);
+  }
+  // Where nothing of the style is to be seen, the source comes back as exactly as its layout allows.
+  const bool exact_colours = options.strength == 0 && !options.restyler.size;
+  return isPipe(result.input) ? media::openSource(result.input, {options.sink.raw, exact_colours})
+                              : media::openClipSource(result.input, exact_colours);
+}
+
+media::Picture readImage(const std::filesystem::path& file) {
+  std::optional<media::Item> item = media::openImageSource(file)->next();
+  return std::move(std::get<media::Frame>(item.value()).picture);
+}
+
+void prepareQuietly(media::Restyler& restyler, media::Size input) {
+  const base::Quiet output(base::Stream::kOutput);
+  std::optional<base::Quiet> error;
+  if (!libraryLogIsOn()) {
+    error.emplace(base::Stream::kError);
+  }
+  restyler.prepare(input);
+}
+
+bool isPipe(const std::filesystem::path& file) {
+  return file == media::kPipeName;
+}
+
+bool isClipOutput(const std::filesystem::path& output) {
+  return isPipe(output) || media::isClipName(output);
+}
+
+} // namespace vorin::stylize
