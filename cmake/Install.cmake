@@ -72,8 +72,10 @@ if(VORIN_BUILD_TOOLS)
     include(ManPage)
     vorin_add_man_page(vorin-stylize "repaint pictures in an artistic style")
     vorin_add_man_page(vorin-pack "make and check packages of style networks")
-    vorin_add_completion(vorin-stylize)
-    vorin_add_completion(vorin-pack)
+    install(
+      FILES ${PROJECT_SOURCE_DIR}/scripts/completions/vorin-stylize ${PROJECT_SOURCE_DIR}/scripts/completions/vorin-pack
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+      COMPONENT programs)
   endif()
   include(${PROJECT_SOURCE_DIR}/softgpu/InstallSoftwareDevice.cmake)
   vorin_install_software_device(${vorin_runtime_dir} ${vorin_runtime_wanted})

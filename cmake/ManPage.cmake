@@ -21,19 +21,3 @@ function(vorin_add_man_page program purpose)
   add_dependencies(vorin_papers ${program}_man_page)
   install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
 endfunction()
-
-# vorin_add_completion(<program target>) makes the script that completes the program's command lines in bash, from the program's own
-# table of options, and installs it where bash-completion finds it.
-function(vorin_add_completion program)
-  set(script ${CMAKE_CURRENT_BINARY_DIR}/completions/${program})
-  add_custom_command(
-    OUTPUT ${script}
-    COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_CURRENT_BINARY_DIR}/completions
-    COMMAND ${program} completion bash > ${script}
-    DEPENDS ${program}
-    COMMENT "Making the completion of ${program}"
-    VERBATIM)
-  add_custom_target(${program}_completion DEPENDS ${script})
-  add_dependencies(vorin_papers ${program}_completion)
-  install(FILES ${script} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT programs)
-endfunction()

@@ -1,8 +1,6 @@
-#include "arguments.h"
-
-#include "bash_completion.h"
-#include "failure.h"
-#include "utf8_path.h"
+#include "commands.h"
+#include "text.h"
+#include "vorin_error.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -53,34 +51,30 @@ struct RawArguments {
   std::vector<std::string> files;
   std::vector<std::string> named;
   std::string folder;
-  std::vector<CataloguePart> catalogue_parts;
+  std::vector<LibraryNetwork> library_networks;
   bool as_json = false;
   bool half_precision = false;
   bool overwrite = false;
-  bool version = false;
 };
 
-Failure usage(const std::string& line) {
-  return Failure(line, ExitStatus::kUsage);
+Error usage(const std::string& line) {
+  return {ErrorKind::kUsage, line};
 }
 
-CatalogueNetwork checkedNetwork(const std::string& name) {
-  const CatalogueNetwork* network = findCatalogueNetwork(name);
-  if (network == nullptr) {
-    throw usage("unknown network '" + name + "': the networks are " + catalogueNetworkNames());
-  }
-  return *network;
+CLI::Validator isNetwork() {
+  return CLI::IsMember(modelpack::networkNames()).description(""); // the help lists them already
 }
 
-void addQuantised(std::vector<CataloguePart>& parts, const std::string& file) {
-  if (parts.empty() || parts.back().quantised_file) {
+void addQuantised(std::vector<LibraryNetwork>& networks, const std::string& file) {
+  if (networks.empty() || networks.back().quantised_file) {
     throw usage("--int8 " + file + " belongs to no network: put it after the --as NETWORK FILE whose twin it is");
   }
-  if (!parts.back().network.hasTwin()) {
-    throw usage("--int8 " + file + ": the library asks for no quantised twin of " + parts.back().network.name +
+  const NamedNetwork& network = *networks.back().network;
+  if (!network.hasTwin()) {
+    throw usage("--int8 " + file + ": the library asks for no quantised twin of " + std::string(network.name) +
                 ": leave it out, or name it in --as");
   }
-  parts.back().quantised_file = base::pathFromUtf8(file);
+  networks.back().quantised_file = base::pathFromUtf8(file);
 }
 
 void addBuild(CLI::App& app, RawArguments& raw) {
@@ -93,17 +87,18 @@ void addBuild(CLI::App& app, RawArguments& raw) {
       ->type_name("ENTRY=FILE")
       ->option_text("ENTRY=FILE")
       ->allow_extra_args(false);
-  // These two depend on each other's order, so they are taken in while the line is read.
+  // The meaning of --int8 depends on the --as before it, so both act while the line is read.
   const auto take_network = [&raw](const std::vector<std::string>& values) {
-    raw.catalogue_parts.push_back({checkedNetwork(values.at(0)), base::pathFromUtf8(values.at(1)), std::nullopt});
+    raw.library_networks.push_back({modelpack::findNetwork(values.at(0)), base::pathFromUtf8(values.at(1)), std::nullopt});
   };
   build->add_option_function<std::vector<std::string>>("--as", take_network, "Pack FILE as that network of the library")
       ->type_size(2)
       ->allow_extra_args(false)
       ->trigger_on_parse()
       ->type_name("NETWORK FILE")
-      ->option_text("NETWORK FILE");
-  const auto take_quantised = [&raw](const std::string& file) { addQuantised(raw.catalogue_parts, file); };
+      ->option_text("NETWORK FILE")
+      ->check(isNetwork().application_index(0));
+  const auto take_quantised = [&raw](const std::string& file) { addQuantised(raw.library_networks, file); };
   build->add_option_function<std::string>("--int8", take_quantised, "The quantised twin of the --as before")
       ->trigger_on_parse()
       ->type_name("FILE");
@@ -121,21 +116,12 @@ void addOthers(CLI::App& app, RawArguments& raw) {
     command->footer(""); // not the program's
   }
   list->add_flag("--json", raw.as_json, "As JSON, an array of objects with name, size_bytes, offset_bytes");
-  verify->add_option("NETWORK", raw.files, "Check these only: " + catalogueNetworkNames())->type_name("");
+  verify->add_option("NETWORK", raw.files, "Check these only: " + base::joined(modelpack::networkNames()))
+      ->type_name("")
+      ->check(isNetwork());
   extract->add_option("ENTRY", raw.files, "The entries to write (default: all)")->type_name("");
   extract->add_option("-o,--output", raw.folder, "The folder for the files, made if needed")->required()->type_name("FOLDER");
   extract->add_flag("--overwrite", raw.overwrite, "Replace files that exist");
-}
-
-// The possible values of an option, for the completion.
-std::vector<std::string> wordsOf(const std::string& option) {
-  std::vector<std::string> names;
-  if (option == "--as") {
-    for (const CatalogueNetwork& network : catalogueNetworks()) {
-      names.push_back(network.name);
-    }
-  }
-  return names;
 }
 
 NamedFile checkedNamedFile(const std::string& text) {
@@ -150,13 +136,11 @@ BuildArguments checkedBuild(const RawArguments& raw) {
   BuildArguments build;
   build.package = base::pathFromUtf8(raw.package);
   std::transform(raw.files.begin(), raw.files.end(), std::back_inserter(build.networks), base::pathFromUtf8);
-  for (const std::string& text : raw.named) {
-    build.named_files.push_back(checkedNamedFile(text));
-  }
-  build.catalogue_parts = raw.catalogue_parts;
+  std::transform(raw.named.begin(), raw.named.end(), std::back_inserter(build.named_files), checkedNamedFile);
+  build.library_networks = raw.library_networks;
   build.half_precision = raw.half_precision;
   build.overwrite = raw.overwrite;
-  if (build.networks.empty() && build.named_files.empty() && build.catalogue_parts.empty()) {
+  if (build.networks.empty() && build.named_files.empty() && build.library_networks.empty()) {
     throw usage("no network named: see vorin-pack build --help");
   }
   return build;
@@ -164,12 +148,8 @@ BuildArguments checkedBuild(const RawArguments& raw) {
 
 VerifyArguments checkedVerify(const RawArguments& raw) {
   VerifyArguments verify = {base::pathFromUtf8(raw.package), {}};
-  for (const std::string& name : raw.files) {
-    verify.networks.push_back(checkedNetwork(name));
-  }
-  if (verify.networks.empty()) {
-    const auto all = catalogueNetworks();
-    verify.networks.assign(all.begin(), all.end());
+  for (const std::string& name : raw.files.empty() ? modelpack::networkNames() : raw.files) {
+    verify.networks.push_back(modelpack::findNetwork(name));
   }
   return verify;
 }
@@ -181,24 +161,19 @@ Arguments parseArguments(int count, const char* const* arguments) {
   CLI::App app("Packs neural networks for the style-transfer library, and looks into such packages.", "vorin-pack");
   app.allow_windows_style_options(false); // "/name" is a file on every system
   app.set_help_flag("-h,--help", "Print this help");
-  app.add_flag("--version", raw.version, "Print the program's version");
+  app.set_version_flag("--version", "vorin-pack " VORIN_PACK_VERSION "\n", "Print the program's version");
   app.require_subcommand(0, 1);
   addBuild(app, raw);
   addOthers(app, raw);
-  base::addCompletionCommand(app);
   app.footer(kFooter); // after the subcommands, which would take it over
   try {
     app.parse(count, arguments);
   } catch (const CLI::CallForHelp&) {
     return PrintArguments{app.help()};
+  } catch (const CLI::CallForVersion& version) {
+    return PrintArguments{version.what()};
   } catch (const CLI::ParseError& error) {
     throw usage(std::string(error.what()) + ": see vorin-pack --help");
-  }
-  if (raw.version) {
-    return PrintArguments{"vorin-pack " VORIN_PACK_VERSION "\n"};
-  }
-  if (app.got_subcommand("completion")) {
-    return PrintArguments{base::bashCompletion(app, wordsOf)};
   }
   if (app.got_subcommand("build")) {
     return checkedBuild(raw);

@@ -1,32 +1,32 @@
 // The program vorin-pack: networks into the library's packed model file, and what is in such a file.
 
-#include "arguments.h"
 #include "cancellation.h"
-#include "command_line.h"
 #include "commands.h"
-#include "output_path.h"
-#include "standard_streams.h"
+#include "terminal.h"
+#include "vorin_error.hpp"
 
 #include <exception>
 #include <new>
 
 int main(int count, char** arguments) {
-  using namespace vorin::pack;
-  vorin::base::prepareStandardStreams();
-  handleCancellation();
-  ExitStatus status = ExitStatus::kFailed;
+  using namespace vorin;
+  using base::ExitStatus;
+  base::prepareStandardStreams();
+  base::handleCancellation("vorin-pack");
+  ExitStatus status = ExitStatus::kSomeInputsFailed;
   try {
-    const vorin::base::CommandLine line(count, arguments);
-    status = runCommand(parseArguments(line.count(), line.arguments()));
-  } catch (const Failure& failure) {
-    status = failure.status();
-    printLine(failure.what());
-  } catch (const vorin::base::OutputError& error) {
-    printLine(error.what());
+    const base::CommandLine line(count, arguments);
+    status = pack::runCommand(pack::parseArguments(line.count(), line.arguments()));
+  } catch (const base::Cancelled&) {
+    status = ExitStatus::kCancelled;
+    pack::printLine("cancelled");
+  } catch (const Error& error) { // the program tells usage from all other failures only
+    status = error.kind() == ErrorKind::kUsage ? ExitStatus::kUsage : ExitStatus::kSomeInputsFailed;
+    pack::printLine(error.what());
   } catch (const std::bad_alloc&) {
-    printLine("not enough memory: close other programs, or pack a smaller network");
+    pack::printLine("not enough memory: close other programs, or pack a smaller network");
   } catch (const std::exception& error) {
-    printLine(std::string(error.what()) + ": this should not happen, please report it");
+    pack::printLine(std::string(error.what()) + ": this should not happen, please report it");
   }
   return static_cast<int>(status);
 }

@@ -1,15 +1,12 @@
 #include "network_source.h"
 
 #include "cancellation.h"
-#include "entry_name.h"
-#include "failure.h"
-#include "onnx_to_ir.h"
-#include "temporary_folder.h"
-#include "utf8_path.h"
+#include "output_file.h"
+#include "runtime_graph.h"
+#include "text.h"
+#include "vorin_error.hpp"
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 #include <fstream>
 #include <sstream>
 
@@ -17,8 +14,48 @@ namespace vorin::pack {
 namespace {
 
 namespace fs = std::filesystem;
+using base::quotedPath;
+
+constexpr std::size_t kHeadBytes = 4096;
+
+Error failure(const std::string& line) {
+  return {ErrorKind::kModel, line};
+}
+
+std::string headOf(const fs::path& file) {
+  std::array<char, kHeadBytes> head{};
+  std::ifstream stream(file, std::ios::binary);
+  stream.read(head.data(), head.size());
+  return {head.data(), static_cast<std::size_t>(stream.gcount())};
+}
 
 } // namespace
+
+// A folder of this object's own for files of the user, which may be private.
+class NetworkSource::TemporaryFolder {
+public:
+  TemporaryFolder() {
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    path_ = folder / base::randomName("vorin-pack-", "");
+    if (error || !fs::create_directory(path_, error)) {
+      throw Error(ErrorKind::kInputOutput, "no folder for temporary files (" + error.message() +
+                                               "): name one in the environment variable TMPDIR (TMP on Windows)");
+    }
+    fs::permissions(path_, fs::perms::owner_all, error);
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const fs::path& path() const { return path_; }
+
+private:
+  fs::path path_;
+};
 
 bool isNetworkName(const fs::path& file) {
   const std::string extension = base::lowerCaseExtension(file);
@@ -29,19 +66,15 @@ void requireFile(const fs::path& file) {
   std::error_code error;
   const fs::file_status status = fs::status(file, error);
   if (!fs::exists(status)) {
-    throw Failure(quotedPath(file) + " does not exist: check the name");
+    throw Error(ErrorKind::kInputOutput, quotedPath(file) + " does not exist: check the name");
   }
   if (!fs::is_regular_file(status)) {
-    throw Failure(quotedPath(file) + " is not a file: name a file");
+    throw Error(ErrorKind::kInputOutput, quotedPath(file) + " is not a file: name a file");
   }
 }
 
-bool looksLikeIr(const fs::path& file) {
-  constexpr std::size_t kHeadBytes = 4096;
-  std::array<char, kHeadBytes> head{};
-  std::ifstream stream(file, std::ios::binary);
-  stream.read(head.data(), head.size());
-  return std::string_view(head.data(), static_cast<std::size_t>(stream.gcount())).find("<net") != std::string_view::npos;
+bool looksLikeIr(std::string_view description) {
+  return description.substr(0, kHeadBytes).find("<net") != std::string_view::npos;
 }
 
 std::string runtimeReason(const std::exception& error) {
@@ -60,13 +93,13 @@ NetworkSource::NetworkSource(bool half_precision) : half_precision_(half_precisi
 NetworkSource::~NetworkSource() = default;
 
 NetworkFiles NetworkSource::load(const fs::path& file) {
-  throwIfCancelled();
+  base::throwIfCancelled();
   const auto known = loaded_.find(file);
   if (known != loaded_.end()) {
     return known->second;
   }
   if (!isNetworkName(file)) {
-    throw Failure(quotedPath(file) +
+    throw failure(quotedPath(file) +
                   " is not a network, an .xml or .onnx file: leave it out (weights come by themselves), or pack it as it is with "
                   "--name ENTRY=FILE");
   }
@@ -79,15 +112,15 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
 NetworkFiles NetworkSource::loadIr(const fs::path& file) {
   const fs::path weights = fs::path(file).replace_extension(".bin");
   if (!fs::is_regular_file(weights)) {
-    throw Failure(quotedPath(file) + " has no weights: put " + quotedPath(weights.filename()) + " beside it");
+    throw failure(quotedPath(file) + " has no weights: put " + quotedPath(weights.filename()) + " beside it");
   }
-  if (!looksLikeIr(file)) {
-    throw Failure(quotedPath(file) + " is not a network in OpenVINO's IR: export it as that or as ONNX");
+  if (!looksLikeIr(headOf(file))) {
+    throw failure(quotedPath(file) + " is not a network in OpenVINO's IR: export it as that or as ONNX");
   }
   try {
     core_.read_model(base::utf8Text(file), base::utf8Text(weights));
   } catch (const std::exception& error) {
-    throw Failure(quotedPath(file) + " is not a network that the runtime can read (" + runtimeReason(error) +
+    throw failure(quotedPath(file) + " is not a network that the runtime can read (" + runtimeReason(error) +
                   "): export it anew as OpenVINO IR or ONNX");
   }
   return {file, weights};
@@ -100,10 +133,10 @@ NetworkFiles NetworkSource::convertOnnx(const fs::path& file) {
   const fs::path network = converted_->path() / (std::to_string(loaded_.size()) + ".xml");
   try {
     convertOnnxToIr(file, network, half_precision_);
-  } catch (const Failure&) {
+  } catch (const Error&) {
     throw;
   } catch (const std::exception& error) {
-    throw Failure(quotedPath(file) + " is not an ONNX network that the runtime can convert (" + runtimeReason(error) +
+    throw failure(quotedPath(file) + " is not an ONNX network that the runtime can convert (" + runtimeReason(error) +
                   "): export it anew, or convert it with OpenVINO's own tools and pack the IR");
   }
   return {network, fs::path(network).replace_extension(".bin")};

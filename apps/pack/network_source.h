@@ -1,18 +1,17 @@
-// network_source.h: a user's network file as the two files of OpenVINO's IR that a package holds, read by the runtime once to be
-// sure.
+// network_source.h: a user's network file as the two files of OpenVINO's IR that a package holds. The runtime reads it once, so
+// that nothing else gets into a package.
 #pragma once
 
 #include <openvino/runtime/core.hpp>
 
+#include <exception>
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vorin::pack {
-
-class TemporaryFolder;
 
 struct NetworkFiles {
   std::filesystem::path network; // .xml
@@ -22,14 +21,14 @@ struct NetworkFiles {
 // Whether the name's extension is one of a network, .xml or .onnx.
 bool isNetworkName(const std::filesystem::path& file);
 
-// Throws a Failure unless the file is there and is a regular one.
+// Throws an Error unless the file exists and is a regular one.
 void requireFile(const std::filesystem::path& file);
 
-// Whether the file's head is that of an IR network. To be asked first: on anything else the runtime tries all its readers, and
-// some of them print.
-bool looksLikeIr(const std::filesystem::path& file);
+// Whether a description begins as an IR network does. To be asked before the runtime is: on anything else it tries all its
+// readers, and some of them print.
+bool looksLikeIr(std::string_view description);
 
-// What the runtime gave as reason, on one line and without the places in its source.
+// The reason in an exception of the runtime, on one line and without the places in its source.
 std::string runtimeReason(const std::exception& error);
 
 class NetworkSource {
@@ -40,16 +39,18 @@ public:
   NetworkSource& operator=(const NetworkSource&) = delete;
 
   // IR stays as it is, with the weights file that lies beside it; ONNX is converted, into files that live as long as this object.
-  // Throws a Failure for what is not a network.
+  // Throws an Error for any other file.
   NetworkFiles load(const std::filesystem::path& file);
 
 private:
+  class TemporaryFolder;
+
   NetworkFiles loadIr(const std::filesystem::path& file);
   NetworkFiles convertOnnx(const std::filesystem::path& file);
 
   ov::Core core_;
   bool half_precision_;
-  std::unique_ptr<TemporaryFolder> converted_;
+  std::unique_ptr<TemporaryFolder> converted_; // made for the first ONNX file
   std::map<std::filesystem::path, NetworkFiles> loaded_;
 };
 

@@ -1,11 +1,13 @@
 #include "package_writer.h"
 
 #include "cancellation.h"
-#include "entry_name.h"
-#include "failure.h"
+#include "files.h"
 #include "modelpack/model_package_format.h"
 #include "output_file.h"
+#include "text.h"
+#include "vorin_error.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <map>
@@ -15,16 +17,22 @@ namespace vorin::pack {
 namespace {
 
 namespace fs = std::filesystem;
+using base::quoted;
+using base::quotedPath;
 
 constexpr std::uint64_t kNumberBytes = 8; // size and offset of a record
+
+Error failure(const std::string& line) {
+  return {ErrorKind::kInputOutput, line};
+}
 
 void requireUsableName(const std::string& name) {
   const std::string reason = unusableAsFileName(name);
   if (!reason.empty()) {
-    throw Failure("the entry name " + quoted(name) + " " + reason + ": give the entry a plain file name");
+    throw failure("the entry name " + quoted(name) + " " + reason + ": give the entry a plain file name");
   }
   if (name.size() >= modelpack::kNameBufferBytes) {
-    throw Failure("the entry name '" + name.substr(0, 32) + "...' has " + std::to_string(name.size()) +
+    throw failure("the entry name '" + name.substr(0, 32) + "...' has " + std::to_string(name.size()) +
                   " bytes: shorten it to at most " + std::to_string(modelpack::kNameBufferBytes - 1));
   }
 }
@@ -34,7 +42,7 @@ void requireUsableNames(const std::vector<PackedFile>& files) {
   for (const PackedFile& file : files) {
     requireUsableName(file.entry_name);
     if (!seen.insert(file.entry_name).second) {
-      throw Failure("two files would become the entry " + quoted(file.entry_name) +
+      throw failure("two files would become the entry " + quoted(file.entry_name) +
                     ": give one another name with --name ENTRY=FILE");
     }
   }
@@ -44,10 +52,10 @@ std::uint32_t checkedSize(const fs::path& file) {
   std::error_code error;
   const std::uintmax_t size_bytes = fs::file_size(file, error);
   if (error) {
-    throw Failure(quotedPath(file) + " cannot be read (" + error.message() + "): check the name and its permissions");
+    throw failure(quotedPath(file) + " cannot be read (" + error.message() + "): check the name and its permissions");
   }
   if (size_bytes > modelpack::kMaxEntryBytes) {
-    throw Failure(quotedPath(file) + " has " + std::to_string(size_bytes) + " bytes, and an entry holds at most " +
+    throw failure(quotedPath(file) + " has " + std::to_string(size_bytes) + " bytes, and an entry holds at most " +
                   std::to_string(modelpack::kMaxEntryBytes) + ": make the network smaller");
   }
   return static_cast<std::uint32_t>(size_bytes);
@@ -75,7 +83,7 @@ Layout layOut(const std::vector<PackedFile>& files) {
     }
     const std::uint32_t size_bytes = checkedSize(file.file);
     if (offset_bytes > modelpack::kMaxEntryOffset) {
-      throw Failure(quotedPath(file.file) +
+      throw failure(quotedPath(file.file) +
                     " would begin beyond the first 2 GiB of the package, where the library does not reach: "
                     "pack fewer or smaller networks");
     }
@@ -110,7 +118,7 @@ void copyScrambled(const fs::path& file, std::uint32_t size_bytes, base::OutputF
   std::vector<std::uint8_t> part(std::size_t{1} << 16U);
   std::uint64_t copied_bytes = 0;
   while (input) {
-    throwIfCancelled();
+    base::throwIfCancelled();
     input.read(reinterpret_cast<char*>(part.data()), static_cast<std::streamsize>(part.size()));
     const std::span<std::uint8_t> bytes = std::span(part).first(static_cast<std::size_t>(input.gcount()));
     for (std::uint8_t& byte : bytes) {
@@ -120,11 +128,27 @@ void copyScrambled(const fs::path& file, std::uint32_t size_bytes, base::OutputF
     copied_bytes += bytes.size();
   }
   if (copied_bytes != size_bytes) {
-    throw Failure(quotedPath(file) + " cannot be read whole: check its permissions, and that no other program is changing it");
+    throw failure(quotedPath(file) + " cannot be read whole: check its permissions, and that no other program is changing it");
   }
 }
 
 } // namespace
+
+std::string unusableAsFileName(const std::string& name) {
+  if (name.empty()) {
+    return "is empty";
+  }
+  if (name == "." || name == "..") {
+    return "is a folder's";
+  }
+  if (name.find_first_of("/\\:") != std::string::npos) {
+    return "holds a path separator";
+  }
+  if (std::any_of(name.begin(), name.end(), base::isControl)) {
+    return "holds a control character";
+  }
+  return base::isReservedFileName(name) ? "is none for a file on this system" : "";
+}
 
 void writePackage(const std::vector<PackedFile>& files, const fs::path& package, bool overwrite) {
   requireUsableNames(files);

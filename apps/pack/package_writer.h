@@ -15,7 +15,11 @@ struct PackedFile {
   std::filesystem::path file;
 };
 
-// Throws a Failure for a name or a file that the format or the library cannot hold, and leaves no package then.
+// Throws an Error for a name or a file that the format or the library cannot hold, and leaves no package then.
 void writePackage(const std::vector<PackedFile>& files, const std::filesystem::path& package, bool overwrite);
+
+// Why the name of an entry cannot be a file's name in a folder: empty, a separator of any system, a step up, a control character,
+// or what this system keeps for itself. Empty if it can.
+std::string unusableAsFileName(const std::string& name);
 
 } // namespace vorin::pack

@@ -1,59 +1,227 @@
 #include "verification.h"
 
 #include "cancellation.h"
-#include "entry_name.h"
-#include "network_check.h"
+#include "modelpack/package_directory.h"
 #include "network_source.h"
-#include "neural/style_catalogue.h"
-#include "output_file.h"
-#include "package_directory.h"
-#include "saturation_check.h"
-#include "temporary_folder.h"
-#include "utf8_path.h"
+#include "runtime_graph.h"
+#include "text.h"
 
+#include <openvino/core/layout.hpp>
 #include <openvino/runtime/core.hpp>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <memory>
 
 namespace vorin::pack {
 namespace {
 
 namespace fs = std::filesystem;
+using base::quoted;
+using modelpack::NamedNetwork;
+using modelpack::PackageEntry;
+using Findings = std::vector<std::string>;
+using NetworkReader = std::function<std::shared_ptr<ov::Model>()>;
+using Port = ov::Output<ov::Node>;
+
+constexpr std::int64_t kPlanes = 3;
+constexpr const char* kWantedShape = "[1,3,height,width]";
+
+struct Size {
+  std::int64_t width;
+  std::int64_t height;
+};
+// Hosts ask for frames of any size up to the first one, so also for an odd one.
+constexpr std::array<Size, 4> kTriedSizes = {{{1920, 1080}, {960, 540}, {640, 480}, {641, 481}}};
+
+std::string names(const ov::OutputVector& ports) {
+  Findings all;
+  for (const Port& port : ports) {
+    all.insert(all.end(), port.get_names().begin(), port.get_names().end());
+  }
+  std::sort(all.begin(), all.end()); // the runtime keeps them in no order
+  return all.empty() ? "none" : base::joined(all);
+}
+
+bool isNhwc(const ov::PartialShape& shape) {
+  const auto isPlanes = [](const ov::Dimension& dimension) { return dimension.is_static() && dimension == kPlanes; };
+  return isPlanes(shape[3]) && !isPlanes(shape[1]);
+}
+
+// The dimensions of an input or output, as far as they are known.
+std::string shapeFinding(const ov::PartialShape& shape) {
+  const std::string is = " has the shape " + shape.to_string();
+  const std::string needed = std::string(" where ") + kWantedShape + " is needed: ";
+  if (shape.rank().is_dynamic() || shape.size() != 4) {
+    return is + needed + "export it with these four dimensions";
+  }
+  if (isNhwc(shape)) {
+    return is + needed + "put a transpose there, so that the planes come before height and width";
+  }
+  if (!shape[0].compatible(1)) {
+    return is + needed + "export it for one picture at a time";
+  }
+  return shape[1].compatible(kPlanes) ? std::string() : is + needed + "export it for pictures of three planes";
+}
+
+std::string sizeFinding(const ov::PartialShape& shape) {
+  return shape.is_static() ? std::string()
+                           : " has no fixed size (" + shape.to_string() + "), which this style needs: export it with one";
+}
+
+std::string declaredLayoutFinding(const Port& input) {
+  const ov::Layout layout = ov::layout::get_layout(input);
+  const bool has_other_planes = ov::layout::has_channels(layout) && ov::layout::channels_idx(layout) != 1;
+  return has_other_planes
+             ? " declares the layout " + layout.to_string() + ", and the library takes it as NCHW: declare and build it so"
+             : std::string();
+}
+
+void add(Findings& findings, const std::string& subject, const std::string& finding) {
+  if (!finding.empty()) {
+    findings.push_back(subject + finding);
+  }
+}
+
+void checkInput(const Port& input, const std::string& subject, bool fixed_size, Findings& findings) {
+  const ov::PartialShape& shape = input.get_partial_shape();
+  const std::string wrong_shape = shapeFinding(shape);
+  add(findings, subject, wrong_shape);
+  if (fixed_size && wrong_shape.empty()) {
+    add(findings, subject, sizeFinding(shape));
+  }
+  add(findings, subject, declaredLayoutFinding(input));
+}
+
+// An output without a fixed size is fine: the library takes it as it comes. `when` says for which frames, if the shape depends on
+// them.
+void checkOutput(const ov::Model& network, const std::string& when, Findings& findings) {
+  if (network.outputs().size() != 1) {
+    findings.push_back("gives " + std::to_string(network.outputs().size()) +
+                       " outputs where one is needed: keep the picture only");
+    return;
+  }
+  add(findings, "gives an output" + when + " that", shapeFinding(network.output(0).get_partial_shape()));
+}
+
+void checkNamedInput(const ov::OutputVector& inputs, const std::string& name, Findings& findings) {
+  const auto input =
+      std::find_if(inputs.begin(), inputs.end(), [&](const Port& port) { return port.get_names().count(name) > 0; });
+  if (input == inputs.end()) {
+    findings.push_back("has no input named '" + name + "' (its inputs: " + names(inputs) + "): name it so");
+    return;
+  }
+  const std::string subject = "takes an input '" + name + "' that";
+  if (input->get_names().size() != 1) {
+    findings.push_back(subject + " has other names too (" + names({*input}) + "): leave it this one only");
+  }
+  checkInput(*input, subject, true, findings);
+  const ov::element::Type& type = input->get_element_type();
+  if (name == modelpack::kStyleInputName && type != ov::element::f32) {
+    findings.push_back(subject + " has elements of the type " + type.to_string() +
+                       ", and the library passes f32: export it in f32");
+  } else if (!type.is_real()) {
+    findings.push_back(subject + " has elements of the type " + type.to_string() +
+                       ", and the library passes fractions: export it in f32");
+  }
+}
+
+void checkTransfer(ov::Model& network, Findings& findings) {
+  const ov::OutputVector inputs = network.inputs();
+  if (inputs.size() != 2) {
+    findings.push_back("takes " + std::to_string(inputs.size()) + " inputs where two are needed, '" +
+                       modelpack::kContentInputName + "' and '" + modelpack::kStyleInputName + "': export it with these");
+  }
+  checkNamedInput(inputs, modelpack::kContentInputName, findings);
+  checkNamedInput(inputs, modelpack::kStyleInputName, findings);
+  checkOutput(network, "", findings);
+}
+
+void checkAtSizes(const NetworkReader& read, Findings& findings) {
+  for (const Size& size : kTriedSizes) {
+    const std::string wxh = std::to_string(size.width) + "x" + std::to_string(size.height);
+    const std::shared_ptr<ov::Model> sized = read(); // afresh: a size once given leaves traces in a network
+    try {
+      sized->reshape(ov::PartialShape{1, kPlanes, size.height, size.width});
+    } catch (const std::exception& error) {
+      findings.push_back("cannot be given the size " + wxh + " (" + runtimeReason(error) +
+                         "): build it without sizes of its own, so that it takes frames of any size");
+      return;
+    }
+    const std::size_t before = findings.size();
+    checkOutput(*sized, " for frames of " + wxh, findings);
+    if (findings.size() != before) {
+      return; // the other sizes would say the same
+    }
+  }
+}
+
+void checkFixedStyle(const NetworkReader& read, Findings& findings) {
+  const ov::OutputVector inputs = read()->inputs();
+  if (inputs.size() != 1) {
+    findings.push_back("takes " + std::to_string(inputs.size()) + " inputs (" + names(inputs) +
+                       ") where one is needed, the frame: build the others in");
+    return;
+  }
+  const std::size_t before = findings.size();
+  checkInput(inputs.front(), "takes an input that", false, findings);
+  if (!inputs.front().get_element_type().is_real()) {
+    findings.push_back("takes an input of the type " + inputs.front().get_element_type().to_string() +
+                       ", and the library passes fractions: export it in f32");
+  }
+  if (findings.size() == before) {
+    checkAtSizes(read, findings);
+  }
+}
+
+// What is wrong with a network, each finding continuing "the network ...". Each look that changes the network reads it anew.
+Findings checkNetwork(const NetworkReader& read, std::int32_t style_type) {
+  Findings findings;
+  if (style_type == 0) {
+    checkTransfer(*read(), findings);
+  } else {
+    checkFixedStyle(read, findings);
+  }
+  const Findings layers = findSaturatingLayers(*read());
+  findings.insert(findings.end(), layers.begin(), layers.end());
+  return findings;
+}
 
 class Verifier {
 public:
   explicit Verifier(const fs::path& package)
-      : package_(package), directory_(readPackageDirectory(package)), findings_(directory_.problems()) {}
+      : package_(package), directory_(modelpack::readPackageDirectory(package)), findings_(directory_.problems()) {}
 
-  void checkNetworks(const CatalogueNetwork& network) {
-    check(network, network.float_entry, "--as " + network.name + " FILE");
+  void checkNetworks(const NamedNetwork& network) {
+    const std::string how = "--as " + std::string(network.name) + " FILE";
+    check(network, network.float_entry, how);
     if (network.hasTwin()) {
-      check(network, network.quantised_entry, "--as " + network.name + " FILE --int8 FILE");
+      check(network, network.quantised_entry, how + " --int8 FILE");
     }
   }
 
-  std::vector<std::string> takeFindings() { return std::move(findings_); }
+  Findings takeFindings() { return std::move(findings_); }
 
 private:
-  void check(const CatalogueNetwork& wanted, const std::string& entry_name, const std::string& how) {
-    throwIfCancelled();
-    const std::string weights_name = neural::weightsName(entry_name);
-    const bool is_complete = isUsable(wanted, entry_name, how);
-    if (!isUsable(wanted, weights_name, how) || !is_complete) {
+  void check(const NamedNetwork& wanted, std::string_view entry_name, const std::string& how) {
+    base::throwIfCancelled();
+    const PackageEntry* network_entry = soundEntry(wanted, std::string(entry_name), how);
+    const PackageEntry* weights_entry = soundEntry(wanted, modelpack::weightsEntry(entry_name), how);
+    if (network_entry == nullptr || weights_entry == nullptr) {
       return;
     }
-    const std::string subject = wanted.name + ": the network " + quoted(entry_name) + " ";
-    const TemporaryFolder folder;
-    const fs::path file = unpack(entry_name, folder);
-    unpack(weights_name, folder);
-    if (!looksLikeIr(file)) {
+    const std::string subject = std::string(wanted.name) + ": the network " + quoted(network_entry->name) + " ";
+    const std::vector<std::uint8_t> bytes = content(*network_entry);
+    const std::string description(bytes.begin(), bytes.end());
+    if (!looksLikeIr(description)) {
       findings_.push_back(subject + "is not one in OpenVINO's IR: pack it anew with " + how);
       return;
     }
+    std::vector<std::uint8_t> weights = content(*weights_entry);
     try {
-      const NetworkReader read = [&] { return core_.read_model(base::utf8Text(file)); };
-      for (const std::string& finding : checkNetwork(read, wanted.style_type)) {
-        findings_.push_back(subject + finding);
-      }
-      for (const std::string& finding : findSaturatingLayers(*read())) {
+      const ov::Tensor tensor(ov::element::u8, ov::Shape{weights.size()}, weights.data());
+      for (const std::string& finding : checkNetwork([&] { return core_.read_model(description, tensor); }, wanted.style_type)) {
         findings_.push_back(subject + finding);
       }
     } catch (const ov::Exception& error) {
@@ -61,35 +229,38 @@ private:
     }
   }
 
-  // Present and, as the directory's problems would tell, sound.
-  bool isUsable(const CatalogueNetwork& wanted, const std::string& entry_name, const std::string& how) {
+  // Null for an entry that is missing, and for a damaged one, which is among the directory's problems.
+  const PackageEntry* soundEntry(const NamedNetwork& wanted, const std::string& entry_name, const std::string& how) {
     const PackageEntry* entry = directory_.find(entry_name);
     if (entry == nullptr) {
-      findings_.push_back(wanted.name + ": there is no entry " + quoted(entry_name) + ": pack the network with " + how);
+      findings_.push_back(std::string(wanted.name) + ": there is no entry " + quoted(entry_name) + ": pack the network with " +
+                          how);
     }
-    return entry != nullptr && entry->problem.empty();
+    return entry != nullptr && entry->problem.empty() ? entry : nullptr;
   }
 
-  fs::path unpack(const std::string& entry_name, const TemporaryFolder& folder) {
-    fs::path file = folder.path() / base::pathFromUtf8(entry_name);
-    base::OutputFile output(file, false);
-    readEntry(package_, *directory_.find(entry_name), [&](std::span<const std::uint8_t> bytes) { output.write(bytes); });
-    output.commit();
-    return file;
+  std::vector<std::uint8_t> content(const PackageEntry& entry) const {
+    std::vector<std::uint8_t> content;
+    content.reserve(entry.size_bytes);
+    modelpack::readEntry(package_, entry, [&](std::span<const std::uint8_t> bytes) {
+      base::throwIfCancelled();
+      content.insert(content.end(), bytes.begin(), bytes.end());
+    });
+    return content;
   }
 
   fs::path package_;
-  PackageDirectory directory_;
-  std::vector<std::string> findings_;
+  modelpack::PackageDirectory directory_;
+  Findings findings_;
   ov::Core core_;
 };
 
 } // namespace
 
-std::vector<std::string> verifyPackage(const fs::path& package, std::span<const CatalogueNetwork> wanted) {
+std::vector<std::string> verifyPackage(const fs::path& package, std::span<const NamedNetwork* const> wanted) {
   Verifier verifier(package);
-  for (const CatalogueNetwork& network : wanted) {
-    verifier.checkNetworks(network);
+  for (const NamedNetwork* network : wanted) {
+    verifier.checkNetworks(*network);
   }
   return verifier.takeFindings();
 }

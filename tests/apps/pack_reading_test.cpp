@@ -38,10 +38,10 @@ TEST_F(PackReading, ListsSizesOffsetsAndNames) {
   const ChildResult json = pack_.run({"list", "--json", "p.bin"});
   EXPECT_EQ(json.exit_status, 0);
   EXPECT_EQ(json.standard_output, "[\n"
-                                  "  {\"name\": \"net.xml\", \"size_bytes\": 5, \"offset_bytes\": 61},\n"
-                                  "  {\"name\": \"a\\u0009b\\\"\\\\\", \"size_bytes\": 0, \"offset_bytes\": 66},\n"
-                                  "  {\"name\": \"\\u00FF\\u00E4\", \"size_bytes\": 1, \"offset_bytes\": 66},\n"
-                                  "  {\"name\": \"\xC3\xA4\", \"size_bytes\": 2, \"offset_bytes\": 67}\n]\n");
+                                  "  {\"name\":\"net.xml\",\"size_bytes\":5,\"offset_bytes\":61},\n"
+                                  "  {\"name\":\"a\\tb\\\"\\\\\",\"size_bytes\":0,\"offset_bytes\":66},\n"
+                                  "  {\"name\":\"\xC3\xBF\xC3\xA4\",\"size_bytes\":1,\"offset_bytes\":66},\n" // read as Latin-1
+                                  "  {\"name\":\"\xC3\xA4\",\"size_bytes\":2,\"offset_bytes\":67}\n]\n");
   package(recordBytes("", 0, 0));
   EXPECT_EQ(pack_.run({"list", "p.bin"}).standard_output, "");
   EXPECT_EQ(pack_.run({"list", "--json", "p.bin"}).standard_output, "[]\n");

@@ -77,13 +77,6 @@ TEST_F(PackVerify, NamesEveryMissingEntry) {
 TEST_F(PackVerify, LooksAtTheNamedNetworksOnly) {
   pack(fixedStyleRecipe(), "cartoon");
   expectSound({"verify", "p.bin", "cartoon"});
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
-  ASSERT_EQ(pack_
-                .run({"build", "p.bin", "--overwrite", "--name", "model_lightgrey_v19.xml=net.xml", "--name",
-                      "model_lightgrey_v19_int8.xml=net.xml"})
-                .exit_status,
-            0);
-  expectSound({"verify", "p.bin", "lightgrey"});
 }
 
 TEST_F(PackVerify, ReportsEntriesThatAreNoNetworks) {
@@ -141,7 +134,6 @@ std::vector<WrongNetwork> wrongFixedStyles() {
       {"three dimensions", withFrame({{"x"}, "3,?,?"}),
        "takes an input that has the shape [3,?,?] where [1,3,height,width] is needed: export it with these four"},
       {"any rank", withFrame({{"x"}, "..."}), "takes an input that has the shape [...] where "},
-      {"planes last", withFrame({{"x"}, "1,?,?,3"}), "takes an input that has the shape [1,?,?,3] where "},
       {"planes last, fixed", withFrame({{"x"}, "1,480,640,3"}),
        "takes an input that has the shape [1,480,640,3] where [1,3,height,width] is needed: put a transpose there"},
       {"one plane", withFrame({{"x"}, "1,1,?,?"}),
@@ -167,13 +159,10 @@ std::vector<WrongNetwork> wrongTransfers() {
        "takes 3 inputs where two are needed, 'input_content' and 'input_style': export it with these"},
       {"other name", withInputs(kContent, {{"style"}, "1,3,16,16"}),
        "has no input named 'input_style' (its inputs: input_content, style): name it so"},
-      {"name in capitals", withInputs({{"Input_Content"}, "1,3,24,40"}, kStyle), "has no input named 'input_content' ("},
       {"two names", withInputs({{"input_content", "x"}, "1,3,24,40"}, kStyle),
        "takes an input 'input_content' that has other names too (input_content, x): leave it this one only"},
       {"no size", withInputs({{"input_content"}, "1,3,?,?"}, kStyle),
        "takes an input 'input_content' that has no fixed size ([1,3,?,?]), which this style needs: export it with one"},
-      {"style without size", withInputs(kContent, {{"input_style"}, "1,3,16,?"}),
-       "takes an input 'input_style' that has no fixed size ([1,3,16,?])"},
       {"style in half precision", withInputs(kContent, {{"input_style"}, "1,3,16,16", "f16"}),
        "takes an input 'input_style' that has elements of the type f16, and the library passes f32: export it in f32"},
       {"content in bytes", withInputs({{"input_content"}, "1,3,24,40", "u8"}, kStyle),

@@ -5,6 +5,10 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace vorin::tests {
 namespace {
@@ -61,6 +65,29 @@ TEST_F(PackOnPosix, LeavesNothingAfterASignal) {
   for (const int signal : {SIGTERM, SIGHUP}) {
     expectCancelledBy(signal);
   }
+}
+
+// The first signal does not end a write to a pipe that nobody empties.
+TEST_F(PackOnPosix, EndsAtTheSecondSignalWhateverItWaitsFor) {
+  constexpr int kPipeBytes = 65536;
+  std::vector<NamedContent> names;
+  for (int number = 0; number < 4000; ++number) {
+    names.push_back({"a name of some length " + std::to_string(number), ""});
+  }
+  writeFile(pack_.file("p.bin"), packageBytes(names));
+  ASSERT_EQ(mkfifo(pack_.file("pipe").c_str(), S_IRUSR | S_IWUSR), 0);
+  const int reader = open(pack_.file("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+  ChildSetting setting = pack_.setting();
+  setting.standard_output = pack_.file("pipe");
+  ChildProcess process({VORIN_PACK_PROGRAM, "list", "p.bin"}, setting);
+  int waiting_bytes = 0;
+  waitUntil([&] { return ioctl(reader, FIONREAD, &waiting_bytes) == 0 && waiting_bytes == kPipeBytes; });
+  process.signal(SIGINT);
+  process.signal(SIGTERM);
+  const ChildResult result = process.wait();
+  close(reader);
+  EXPECT_EQ(result.exit_status, 130);
+  EXPECT_EQ(result.standard_error, "vorin-pack: cancelled\n");
 }
 
 } // namespace

@@ -1,7 +1,9 @@
-#include "saturation_check.h"
+#include "runtime_graph.h"
 
-#include "entry_name.h"
+#include "text.h"
 
+#include <openvino/core/graph_util.hpp>
+#include <openvino/frontend/manager.hpp>
 #include <openvino/op/constant.hpp>
 #include <openvino/op/convert.hpp>
 #include <openvino/op/divide.hpp>
@@ -144,6 +146,14 @@ float largestQuantisedWeight(const Port& activation, const Port& weights) {
 
 } // namespace
 
+// The ONNX reader by name: asked for any reader that will do, the runtime tries them all on a broken file, and some of them
+// print.
+void convertOnnxToIr(const std::filesystem::path& onnx, const std::filesystem::path& network, bool half_precision) {
+  ov::frontend::FrontEndManager readers;
+  const ov::frontend::FrontEnd::Ptr reader = readers.load_by_framework("onnx");
+  ov::save_model(reader->convert(reader->load(base::utf8Text(onnx))), base::utf8Text(network), half_precision);
+}
+
 std::vector<std::string> findSaturatingLayers(const ov::Model& network) {
   std::vector<std::string> findings;
   for (const std::shared_ptr<ov::Node>& layer : network.get_ordered_ops()) {
@@ -158,7 +168,7 @@ std::vector<std::string> findSaturatingLayers(const ov::Model& network) {
     }
     if (largest > kLargestWeight) {
       findings.push_back("has weights of up to " + std::to_string(static_cast<int>(largest)) + " in its 8-bit layer " +
-                         quoted(layer->get_friendly_name()) +
+                         base::quoted(layer->get_friendly_name()) +
                          ", and processors without VNNI compute such a layer rightly up to " +
                          std::to_string(static_cast<int>(kLargestWeight)) +
                          " only: quantise it with weights of 7 bits (nncf: overflow_fix=ENABLE)");

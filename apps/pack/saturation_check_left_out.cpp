@@ -1,9 +1,0 @@
-#include "saturation_check.h"
-
-namespace vorin::pack {
-
-std::vector<std::string> findSaturatingLayers(const ov::Model& /*network*/) {
-  return {};
-}
-
-} // namespace vorin::pack
