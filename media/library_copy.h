@@ -65,4 +65,10 @@ bool mayHaveGpu();
 // Windows, by the program that started this one. The ordinary copy then sees them as its GPU.
 bool standInsAreActive();
 
+// Whether get(true, ...) takes a process that was started as a software device, and this one was not.
+bool softwareNeedsOwnProcess();
+
+// What a user may do where the software device's filters do not work.
+const char* filterAdvice();
+
 } // namespace vorin::media

@@ -4,11 +4,11 @@
 
 #include "vorin_error.hpp"
 
+#include <array>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fstream>
 #include <link.h>
-#include <map>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
@@ -41,6 +41,9 @@ fs::path ownFolder() {
 // A file of the copies, as a build folder or an installed copy has it. Empty where there is none.
 fs::path findFile(const fs::path& name) {
   const fs::path own = ownFolder();
+  if (own.empty()) { // the names would be looked for in the current folder
+    return {};
+  }
   for (const fs::path& folder : {own, own / "vorin-stt", own.parent_path() / "lib" / "vorin-stt"}) {
     std::error_code error;
     if (fs::exists(folder / name, error)) {
@@ -136,18 +139,19 @@ fs::path writableFolder() {
 
 LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   static std::mutex mutex;
-  static std::map<bool, LibraryCopy*> copies; // never deleted: objects may outlive every scope
+  static std::array<LibraryCopy*, 2> copies; // ordinary, software; never deleted, since objects may outlive every scope
   static std::string software_precision;
   const std::scoped_lock lock(mutex);
   if (software && precision != "f32" && precision != "bf16") {
     throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
   }
-  if (const auto found = copies.find(software); found != copies.end()) {
+  LibraryCopy*& copy = copies[software ? 1 : 0];
+  if (copy != nullptr) {
     if (software && precision != software_precision) {
       throw Error(ErrorKind::kUsage, "precision " + std::string(precision) + " cannot be had: networks compute in " +
                                          software_precision + " in this process: use another process for it");
     }
-    return *found->second;
+    return *copy;
   }
   const fs::path folder = writableFolder();
   void* const library = load(software ? loadPrivateRuntime(precision) : ordinaryCopy());
@@ -156,7 +160,8 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
                                functionOf<_VorinStatus(SttInterface*)>(library, "vorin_embedded_destroy")};
   functions.set_folder(folder.c_str());
   software_precision = software ? precision : software_precision;
-  return *copies.emplace(software, new LibraryCopy(functions)).first->second;
+  copy = new LibraryCopy(functions);
+  return *copy;
 }
 
 LibraryCopy::Object LibraryCopy::create() const {
@@ -183,6 +188,14 @@ bool mayHaveGpu() {
 
 bool standInsAreActive() {
   return variable("VORIN_SOFTGPU") == "1";
+}
+
+bool softwareNeedsOwnProcess() {
+  return false;
+}
+
+const char* filterAdvice() {
+  return "check that PoCL (pocl-opencl-icd) is installed, and that $HOME, or the folder in POCL_CACHE_DIR, is writable";
 }
 
 } // namespace vorin::media

@@ -57,7 +57,7 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   if (software && precision != "f32" && precision != "bf16") {
     throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
   }
-  if (software && !standInsAreActive()) {
+  if (software && softwareNeedsOwnProcess()) {
     throw Error(ErrorKind::kDevice, "this process is no software device: start it by vorin-stylize, or use a GPU");
   }
   static LibraryCopy& copy = []() -> LibraryCopy& {
@@ -81,6 +81,14 @@ bool mayHaveGpu() {
 bool standInsAreActive() {
   const char* active = std::getenv("VORIN_SOFTGPU");
   return active != nullptr && std::string_view(active) == "1";
+}
+
+bool softwareNeedsOwnProcess() {
+  return !standInsAreActive();
+}
+
+const char* filterAdvice() {
+  return "on Windows it serves the neural styles, lightgrey, cartoon and transfer; a filter needs a GPU with its OpenCL driver";
 }
 
 } // namespace vorin::media
