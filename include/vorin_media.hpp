@@ -1,14 +1,14 @@
 /** @file
  * vorin_media: pictures, clips and pipes through the styles of vorin_stt, safely, for C++20 hosts.
  *
- * A Source gives frames, effects change them, a Sink takes them; run() moves frames from one to the other. An image file is a source
- * of one frame, so images, clips and pipes go the same way. Restyler is the effect that calls the style-transfer library, and can also
- * be used alone, picture by picture.
+ * A Source gives frames, effects change them, a Sink takes them; run() moves frames from one to the other. An image file is a
+ * source of one frame, so images, clips and pipes go the same way. Restyler is the effect that calls the style-transfer library,
+ * and can also be used alone, picture by picture.
  *
- * This is a source interface: it may change before version 1.0, and a program must be built with the header of the library that it
- * links. Every function throws vorin::Error, whose text says what to do, or std::bad_alloc. No function writes to standard output or
- * standard error. Thread-safety: one call at a time on one object, unless a function says otherwise; different objects are
- * independent. */
+ * This is a source interface: it may change before version 1.0, and a program must be built with the header of the library that
+ * it links. Every function throws vorin::Error, whose text says what to do, or std::bad_alloc. No function writes to standard
+ * output or standard error. Thread-safety: one call at a time on one object, unless a function says otherwise; different objects
+ * are independent. */
 #ifndef VORIN_MEDIA_HPP
 #define VORIN_MEDIA_HPP
 
@@ -57,12 +57,14 @@ enum class PixelLayout {
   kYuy2   /**< 2 bytes a pixel: Y0, U, Y1, V for each pair of pixels; even widths only */
 };
 
-/** Pixels in memory. Owns them, or wraps memory of the caller that must outlive the picture. Moves, and is copied by copy() only. */
+/** Pixels in memory. Owns them, or wraps memory of the caller that must outlive the picture. Moves, and is copied by copy() only.
+ */
 class VORIN_MEDIA_API Picture {
 public:
   Picture() = default; /**< empty */
 
-  /** Owns zeroed pixels, rows without padding. Throws kUsage for a size that the layout cannot hold or a side outside 1 to 16384. */
+  /** Owns zeroed pixels, rows without padding. Throws kUsage for a size that the layout cannot hold or a side outside 1 to 16384.
+   */
   Picture(PixelLayout layout, Size size);
 
   /** Wraps memory: pixels is the first byte of the top row, pitch_bytes the distance between rows, at least a row's bytes. Throws
@@ -113,7 +115,8 @@ struct Packet {
 
 using Item = std::variant<Frame, Packet>;
 
-/** What a clip says of its colours, by the numbers of ITU-T H.273, 2 for unknown; chroma_position by libavutil's, 0 for unknown. */
+/** What a clip says of its colours, by the numbers of ITU-T H.273, 2 for unknown; chroma_position by libavutil's, 0 for unknown.
+ */
 struct ColourTags {
   int matrix = 2;
   int primaries = 2;
@@ -135,10 +138,10 @@ struct SourceInfo {
   std::optional<std::int64_t> frames_expected;
   Rational pixel_aspect; /**< 0/1: unknown */
   ColourTags colours;
-  bool exact_colours = false;                           /**< NV12 pictures are in the clip's own matrix and range */
-  std::optional<std::array<std::int32_t, 9>> rotation;  /**< the display matrix of MP4, as libavutil gives it */
-  std::string y4m_parameters;                           /**< of a Y4M header: rate, interlacing and the like, as they stand */
-  std::shared_ptr<const SourceStreams> streams;         /**< of a clip: sound, subtitles, chapters, titles */
+  bool exact_colours = false;                          /**< NV12 pictures are in the clip's own matrix and range */
+  std::optional<std::array<std::int32_t, 9>> rotation; /**< the display matrix of MP4, as libavutil gives it */
+  std::string y4m_parameters;                          /**< of a Y4M header: rate, interlacing and the like, as they stand */
+  std::shared_ptr<const SourceStreams> streams;        /**< of a clip: sound, subtitles, chapters, titles */
 };
 
 /** Gives frames and packets in the order in which they lie in the file. */
@@ -174,8 +177,8 @@ public:
   virtual void write(Packet&& packet) = 0;
   virtual void finish() = 0;
 
-  /** Ends soon, for a user who waits: what the encoder still holds is dropped, what is written plays. Returns the number of frames
-   * in the output; 0: there is no output of this run. */
+  /** Ends soon, for a user who waits: what the encoder still holds is dropped, what is written plays. Returns the number of
+   * frames in the output; 0: there is no output of this run. */
   virtual std::int64_t finishEarly() = 0;
 
   /** What of the source the output does not hold, one line each for the user; complete once the sink is open. */
@@ -191,7 +194,8 @@ struct SourceOptions {
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, without its transparency), a clip, or, as "-",
- * standard input. The content decides what a file is. kInputOutput: the file cannot be read or is neither; kUsage: options.raw. */
+ * standard input. The content decides what a file is. kInputOutput: the file cannot be read or is neither; kUsage: options.raw.
+ */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
 struct SinkOptions {
@@ -263,9 +267,9 @@ struct RestylerReport {
 };
 
 /** The style-transfer library made safe. It checks sizes, pitches and buffers, never writes to an input, turns every status and
- * exception into a vorin::Error, reports a blank result as an error, and lets one preparation at a time run in the user's folder of
- * unpacked networks, across threads and processes. A second thread in one object gets kBusy. Frames of one sequence may influence
- * each other, as kTransfer smooths them over time. */
+ * exception into a vorin::Error, reports a blank result as an error, and lets one preparation at a time run in the user's folder
+ * of unpacked networks, across threads and processes. A second thread in one object gets kBusy. Frames of one sequence may
+ * influence each other, as kTransfer smooths them over time. */
 class VORIN_MEDIA_API Restyler final : public Effect {
 public:
   /** Finds the package and the device; networks are loaded with the first frame. kModel, kDevice, kUsage. */
@@ -295,8 +299,8 @@ private:
   std::unique_ptr<Work> work_;
 };
 
-/** Calms the flicker of a restyled clip: what the scene keeps from frame to frame, the result keeps, moved along with the scene. The
- * first frame and the one after a cut stay as they are. Comes after a Restyler. Pictures: kNv12 or kBgra. */
+/** Calms the flicker of a restyled clip: what the scene keeps from frame to frame, the result keeps, moved along with the scene.
+ * The first frame and the one after a cut stay as they are. Comes after a Restyler. Pictures: kNv12 or kBgra. */
 class VORIN_MEDIA_API Steady final : public Effect {
 public:
   explicit Steady(Style style);
@@ -312,8 +316,8 @@ private:
 /** How much of the style shows, and whose colours. Comes last. Pictures: kNv12 or kBgra. */
 class VORIN_MEDIA_API Look final : public Effect {
 public:
-  /** strength: source * (1 - strength) + result * strength, 0 to 1. keep_colours: luma of the result, chroma of the source, both of
-   * BT.601. */
+  /** strength: source * (1 - strength) + result * strength, 0 to 1. keep_colours: luma of the result, chroma of the source, both
+   * of BT.601. */
   explicit Look(double strength, bool keep_colours = false);
   void apply(const Picture& source, Picture& picture) override;
 
@@ -345,8 +349,8 @@ struct RunResult {
 /** The size of the frames that the effects make of the source's. */
 VORIN_MEDIA_API Size resultSize(const SourceInfo& source, std::span<Effect* const> effects);
 
-/** Reads ahead and writes behind on threads of its own, applies the effects on the caller's, and finishes the sink. Throws what the
- * source, an effect or the sink throws; the sink is then not finished. */
+/** Reads ahead and writes behind on threads of its own, applies the effects on the caller's, and finishes the sink. Throws what
+ * the source, an effect or the sink throws; the sink is then not finished. */
 VORIN_MEDIA_API RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, const RunOptions& options = {});
 
 /* ---- What there is ----------------------------------------------------------------------------- */

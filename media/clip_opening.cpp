@@ -1,5 +1,4 @@
 #include "clip_streams.h"
-
 #include "picture_conversion.h"
 #include "text.h"
 

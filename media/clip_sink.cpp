@@ -1,9 +1,9 @@
 // A clip as a sink: encoded by libavcodec, multiplexed by libavformat into MP4, MOV or Matroska.
 //
-// Kept as in the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska, which warns),
-// colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits deep and with
-// colour at half the width and height, as players want them. H.264 and H.265 cannot hold odd sizes that way: pictures of odd size
-// keep their size and get colour at full width and height.
+// Kept as in the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska, which
+// warns), colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits deep and
+// with colour at half the width and height, as players want them. H.264 and H.265 cannot hold odd sizes that way: pictures of odd
+// size keep their size and get colour at full width and height.
 #include "clip_streams.h"
 #include "output_file.h"
 #include "sources_and_sinks.h"
@@ -92,8 +92,7 @@ ClipSink::ClipSink(const fs::path& output, const SourceInfo& source, Size size, 
     : output_(output), size_(size), overwrite_(options.overwrite), file_(output, options.overwrite) {
   silenceLibav();
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_.path().string()).c_str()) <
-      0) {
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_.path().string()).c_str()) < 0) {
     throw std::bad_alloc();
   }
   context_.reset(context);
@@ -235,7 +234,8 @@ void checkClipOptions(const fs::path& output, const SinkOptions& options) {
   silenceLibav();
   const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
   if (format == nullptr) {
-    throw Error(ErrorKind::kUsage, "libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
+    throw Error(ErrorKind::kUsage,
+                "libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
   }
   static_cast<void>(configuredEncoder(options, *format));
 }

@@ -1,7 +1,7 @@
 // A clip as a source: demultiplexed by libavformat, decoded by libavcodec.
 //
-// Only kinds of files that hold moving pictures are opened, and only the file itself is read: a playlist that names other files or
-// addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
+// Only kinds of files that hold moving pictures are opened, and only the file itself is read: a playlist that names other files
+// or addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
 #include "clip_streams.h"
 #include "picture_conversion.h"
 #include "sources_and_sinks.h"
@@ -55,8 +55,7 @@ private:
 };
 
 ClipSource::ClipSource(OpenClip clip, bool exact_colours)
-    : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)),
-      info_(withColours(std::move(clip.info), exact_colours)),
+    : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)), info_(withColours(std::move(clip.info), exact_colours)),
       to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =

@@ -83,8 +83,8 @@ CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& outpu
     if (canHold(*output.oformat, stream)) {
       add(stream, output);
     } else if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-      throw Error(ErrorKind::kInputOutput, "the clip's " + describe(stream) + " cannot go into a file of the kind " + output.oformat->name +
-                       ": name the output .mkv");
+      throw Error(ErrorKind::kInputOutput, "the clip's " + describe(stream) + " cannot go into a file of the kind " +
+                                               output.oformat->name + ": name the output .mkv");
     } else {
       warnings_.push_back("left out, since a file of the kind " + std::string(output.oformat->name) +
                           " cannot hold it: the clip's " + describe(stream) + "; name the output .mkv to keep all");

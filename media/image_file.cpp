@@ -1,8 +1,9 @@
 // Image files as sources and sinks of one frame: PNG, JPEG, WebP, BMP.
 //
-// Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its camera
-// marked as turned is turned upright. What the decoders do not check is checked here: whether a picture is so large that decoding it
-// takes all memory, and whether a JPEG file goes on to its end, below which its decoder makes the picture grey without an error.
+// Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its
+// camera marked as turned is turned upright. What the decoders do not check is checked here: whether a picture is so large that
+// decoding it takes all memory, and whether a JPEG file goes on to its end, below which its decoder makes the picture grey
+// without an error.
 #include "image_codec.h"
 #include "output_file.h"
 #include "picture_mat.h"

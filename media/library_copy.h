@@ -65,6 +65,9 @@ bool mayHaveGpu();
 // Windows, by the program that started this one. The ordinary copy then sees them as its GPU.
 bool standInsAreActive();
 
+// Whether the files of the software device are there.
+bool softwareDeviceIsInstalled();
+
 // Whether get(true, ...) takes a process that was started as a software device, and this one was not.
 bool softwareNeedsOwnProcess();
 

@@ -93,8 +93,9 @@ std::string_view nameOf(Style style) {
 
 const modelpack::NamedNetwork& networkOf(Style style, const std::string& name) {
   const auto networks = networksOf(style);
-  const auto found = std::find_if(networks.begin(), networks.end(),
-                                  [&](const modelpack::NamedNetwork& network) { return name.empty() || network.variant == name; });
+  const auto found = std::find_if(networks.begin(), networks.end(), [&](const modelpack::NamedNetwork& network) {
+    return name.empty() || network.variant == name;
+  });
   if (found == networks.end()) {
     throw Error(ErrorKind::kUsage, "the style '" + std::string(nameOf(style)) + "' has no network " + base::quoted(name) +
                                        ": leave the network out");

@@ -1,7 +1,7 @@
 // model_package.h: the package of the networks, as far as this library looks into it before the style-transfer library does.
 //
-// The style-transfer library says only that a network cannot be prepared, not why, and it waits without end for an entry that runs
-// past the end of the file. So the directory is read first, and what is wrong with it is an error that says so.
+// The style-transfer library says only that a network cannot be prepared, not why, and it waits without end for an entry that
+// runs past the end of the file. So the directory is read first, and what is wrong with it is an error that says so.
 #pragma once
 
 #include "modelpack/network_names.h"
@@ -27,16 +27,17 @@ const modelpack::NamedNetwork& networkOf(Style style, const std::string& name);
 
 class ModelPackage {
 public:
-  // named: the folder of the package; empty: the program's folder, its folder models, ../models and ../share/vorin-stt/models seen
-  // from it, the first that holds a package. Throws kModel where there is no package that the style-transfer library can use.
+  // named: the folder of the package; empty: the program's folder, its folder models, ../models and ../share/vorin-stt/models
+  // seen from it, the first that holds a package. Throws kModel where there is no package that the style-transfer library can
+  // use.
   explicit ModelPackage(const std::filesystem::path& named);
 
   const std::filesystem::path& folder() const { return folder_; }
   const std::filesystem::path& file() const { return file_; }
   const modelpack::PackageDirectory& directory() const { return directory_; }
 
-  // The folder to name to the style-transfer library, which refuses a folder without write permission: the package's own, or one of
-  // the user's with a link to the package. In the system's narrow text.
+  // The folder to name to the style-transfer library, which refuses a folder without write permission: the package's own, or one
+  // of the user's with a link to the package. In the system's narrow text.
   const std::string& libraryFolder() const { return library_folder_; }
 
   // Throws kModel where a file of the network is absent. Which of the twins the library asks for depends on the device, and this

@@ -17,7 +17,8 @@ std::unique_ptr<Source> openSource(const std::filesystem::path& file, const Sour
   return isImageFile(file) ? openImageSource(file) : openClipSource(file, options.exact_colours);
 }
 
-std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size, const SinkOptions& options) {
+std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
+                               const SinkOptions& options) {
   if (file == kPipeName) {
     return openPipeSink(kStandardOutput, source, size, options.raw);
   }

@@ -80,8 +80,8 @@ void copyPixels(Picture& from, AVFrame& to) {
   const Planes planes = planesOf(from);
   std::array<const std::uint8_t*, 4> source{};
   std::copy(planes.data.begin(), planes.data.end(), source.begin());
-  av_image_copy(to.data, to.linesize, source.data(), planes.pitches_bytes.data(), formatOf(from.layout()),
-                from.size().width, from.size().height);
+  av_image_copy(to.data, to.linesize, source.data(), planes.pitches_bytes.data(), formatOf(from.layout()), from.size().width,
+                from.size().height);
 }
 
 bool isOf(const AVFrame& frame, AVPixelFormat format, Size size) {
@@ -141,7 +141,7 @@ void Scaler::prepare(const Shape& from, const Shape& to) {
                                 kQuality, nullptr, nullptr, nullptr));
   if (!context_) {
     throw Error(ErrorKind::kInputOutput, std::string("pictures of the kind ") + av_get_pix_fmt_name(from.format) +
-                     " cannot be converted: convert the clip with another program first");
+                                             " cannot be converted: convert the clip with another program first");
   }
   // Fails where neither end is YUV, and there is nothing to set then.
   constexpr int kNeutral = 1 << 16;

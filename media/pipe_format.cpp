@@ -92,7 +92,7 @@ void readColour(SourceInfo& info, const std::string& value) {
     info.colours.chroma_position = kTopLeft;
   } else {
     throw Error(ErrorKind::kInputOutput, info.name + " is Y4M of the kind C" + value +
-                     ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
+                                             ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
   }
 }
 
@@ -142,10 +142,12 @@ RawFormat parseRawFormat(const std::string& text) {
     throw Error(ErrorKind::kUsage, "unknown pixels in --raw '" + text + "': use one of " + rawPixelNames());
   }
   if (!size || !rate) {
-    throw Error(ErrorKind::kUsage, "--raw '" + text + "' cannot be read: write it as nv12:1280x720@30, the rate also as 30000/1001");
+    throw Error(ErrorKind::kUsage,
+                "--raw '" + text + "' cannot be read: write it as nv12:1280x720@30, the rate also as 30000/1001");
   }
   if ((row->even_width && size->width % 2 != 0) || (row->even_height && size->height % 2 != 0)) {
-    throw Error(ErrorKind::kUsage, "--raw '" + text + "' has an odd size, which " + std::string(row->name) + " cannot hold: use bgra");
+    throw Error(ErrorKind::kUsage,
+                "--raw '" + text + "' has an odd size, which " + std::string(row->name) + " cannot hold: use bgra");
   }
   return {row->pixels, *size, *rate};
 }
@@ -167,7 +169,8 @@ SourceInfo parseY4mHeader(const std::string& line, const std::string& name) {
   std::string word;
   words >> word;
   if (word != kY4mWord) {
-    throw Error(ErrorKind::kInputOutput, name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
+    throw Error(ErrorKind::kInputOutput,
+                name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
   }
   SourceInfo info;
   info.name = name;
@@ -176,7 +179,8 @@ SourceInfo parseY4mHeader(const std::string& line, const std::string& name) {
   }
   const auto fits = [](int side) { return side > 0 && side <= static_cast<int>(kLargestSide); };
   if (!fits(info.size.width) || !fits(info.size.height)) {
-    throw Error(ErrorKind::kInputOutput, name + " is Y4M without a usable size: it must name W and H, each up to " + std::to_string(kLargestSide));
+    throw Error(ErrorKind::kInputOutput,
+                name + " is Y4M without a usable size: it must name W and H, each up to " + std::to_string(kLargestSide));
   }
   if (info.frame_rate.num == 0) {
     info.frame_rate = {25, 1};

@@ -54,7 +54,7 @@ std::vector<std::uint8_t> bufferFor(AVPixelFormat format, Size size) {
   const int bytes = av_image_get_buffer_size(format, size.width, size.height, 1);
   if (bytes < 0) {
     throw Error(ErrorKind::kInputOutput, "frames of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
-                     " are too large: use smaller ones");
+                                             " are too large: use smaller ones");
   }
   return std::vector<std::uint8_t>(static_cast<std::size_t>(bytes));
 }
@@ -135,8 +135,8 @@ bool PipeEnd::write(std::span<const std::uint8_t> bytes) {
     constexpr std::size_t kPortion_bytes = 4096;
     const ssize_t portion = ::write(descriptor_, bytes.data() + done, std::min(kPortion_bytes, bytes.size() - done));
     if (portion < 0 && errno != EINTR && errno != EAGAIN) {
-      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + errnoText() +
-                       "): the program behind it ended, or there is no room");
+      throw Error(ErrorKind::kInputOutput,
+                  "standard output cannot be written (" + errnoText() + "): the program behind it ended, or there is no room");
     }
     done += portion > 0 ? static_cast<std::size_t>(portion) : 0;
   }
@@ -201,8 +201,9 @@ private:
       return false;
     }
     if (frames_ == 0) {
-      throw Error(ErrorKind::kInputOutput, info_.name + " ends before its first frame is complete (" + std::to_string(bytes_of_frame) + " of " +
-                       std::to_string(bytes_.size()) + " bytes): check what is connected to it, and its size");
+      throw Error(ErrorKind::kInputOutput, info_.name + " ends before its first frame is complete (" +
+                                               std::to_string(bytes_of_frame) + " of " + std::to_string(bytes_.size()) +
+                                               " bytes): check what is connected to it, and its size");
     }
     if (bytes_of_frame > 0) {
       damage_.push_back(info_.name + " ends in the middle of frame " + std::to_string(frames_ + 1) + " (" +

@@ -132,7 +132,8 @@ private:
 };
 
 void applyAll(std::span<Effect* const> effects, Frame& frame) {
-  Picture picture = Picture::wrap(frame.picture.layout(), frame.picture.size(), frame.picture.pixels(), frame.picture.pitchBytes());
+  Picture picture =
+      Picture::wrap(frame.picture.layout(), frame.picture.size(), frame.picture.pixels(), frame.picture.pitchBytes());
   Size size = picture.size();
   for (Effect* effect : effects) {
     effect->see(frame.picture, size);

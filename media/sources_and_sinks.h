@@ -1,5 +1,5 @@
-// sources_and_sinks.h: the kinds of sources and sinks behind openSource and openSink, and what their names and options may be. Each
-// kind has a file of its own: image_file.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
+// sources_and_sinks.h: the kinds of sources and sinks behind openSource and openSink, and what their names and options may be.
+// Each kind has a file of its own: image_file.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
 #pragma once
 
 #include "vorin_media.hpp"
@@ -17,7 +17,7 @@ constexpr std::string_view kPipeName = "-";
 constexpr std::uint64_t kLargestSide = 16384;
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 27;
 bool isUsableSize(std::uint64_t width, std::uint64_t height);
-std::string sizeLimits();       // "sides of 1 to 16384 and at most 134217728 pixels"
+std::string sizeLimits();        // "sides of 1 to 16384 and at most 134217728 pixels"
 std::string sizeText(Size size); // "640x480"
 
 // Whether a file of this name is written as an image, and the extensions that are: ".png", ...
@@ -50,7 +50,8 @@ void checkClipOptions(const std::filesystem::path& output, const SinkOptions& op
 Size rawSize(const std::string& raw);
 
 std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
-std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size, const SinkOptions& options);
+std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,
+                                   const SinkOptions& options);
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 

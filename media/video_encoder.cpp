@@ -42,11 +42,11 @@ const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& conta
   const AVCodec* encoder = avcodec_find_encoder_by_name(row != nullptr ? row->encoder : codec.c_str());
   if (encoder == nullptr || encoder->type != AVMEDIA_TYPE_VIDEO) {
     throw Error(ErrorKind::kUsage, "there is no encoder for --codec '" + codec +
-                      "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
+                                       "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
   }
   if (avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL) != 1) {
     throw Error(ErrorKind::kUsage, "a file of the kind " + std::string(container.name) + " cannot hold --codec '" + codec +
-                      "': name the output .mkv");
+                                       "': name the output .mkv");
   }
   return *encoder;
 }
@@ -85,8 +85,8 @@ void setQuality(AVCodecContext& context, const SinkOptions& options) {
     const int crf = options.crf.value_or(row != nullptr ? row->usual_crf : 0);
     const int worst_crf = row != nullptr ? row->worst_crf : 63;
     if (crf < 0 || crf > worst_crf || av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
-      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is no quality of --codec '" + options.codec + "': use 0 (best) to " +
-                        std::to_string(worst_crf));
+      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is no quality of --codec '" + options.codec +
+                                         "': use 0 (best) to " + std::to_string(worst_crf));
     }
     context.bit_rate = 0; // or it would be a limit
   }
@@ -138,8 +138,8 @@ VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOption
   }
   const int status = avcodec_open2(codec_.get(), &encoder, nullptr);
   if (status < 0) {
-    throw Error(ErrorKind::kUsage, "--codec '" + options.codec + "' cannot encode pictures of " + std::to_string(size.width) + "x" +
-                      std::to_string(size.height) + " at this rate (" + libavText(status) + "): use h264");
+    throw Error(ErrorKind::kUsage, "--codec '" + options.codec + "' cannot encode pictures of " + std::to_string(size.width) +
+                                       "x" + std::to_string(size.height) + " at this rate (" + libavText(status) + "): use h264");
   }
 }
 

@@ -226,8 +226,8 @@ private:
          "sheet of the image in each look of it",
          kNeuralSection);
     text(to, "--network", typed.network, "NAME",
-         "For transfer: the network, by the size it works at:\n" + base::joined(networkNames()) + " (default: " +
-             networkNames().front() + ")",
+         "For transfer: the network, by the size it works at:\n" + base::joined(networkNames()) +
+             " (default: " + networkNames().front() + ")",
          kNeuralSection)
         ->check(CLI::IsMember(networkNames()));
     addModels(to);
@@ -275,7 +275,8 @@ private:
     info = app.add_subcommand("info", wrapped("List versions, devices, and the networks with their sizes and SHA-256 sums"));
     addModels(*info);
     addOther(*info, false);
-    selftest = app.add_subcommand("selftest", wrapped("Restyle a built-in picture in all styles and compare with what is known of it"));
+    selftest =
+        app.add_subcommand("selftest", wrapped("Restyle a built-in picture in all styles and compare with what is known of it"));
     addModels(*selftest);
     addDevice(*selftest);
     addOther(*selftest, false);

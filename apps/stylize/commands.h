@@ -15,8 +15,8 @@ base::ExitStatus restyleMany(const Options& options);
 // Writes one image with pictures beside their originals: each input in all styles, or in each look of a folder of style images.
 base::ExitStatus makeSheet(const Options& options);
 
-// Restyles a built-in picture in all five styles and compares the results with what is known of them. A result of which nothing is
-// known still has to have the picture's size and to differ from it.
+// Restyles a built-in picture in all five styles and compares the results with what is known of them. A result of which nothing
+// is known still has to have the picture's size and to differ from it.
 base::ExitStatus testItself(const Options& options);
 
 // Lists the GPUs.

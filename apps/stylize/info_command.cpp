@@ -36,7 +36,8 @@ std::string styleOf(const std::string& entry) {
   for (const modelpack::NamedNetwork& network : modelpack::kNetworks) {
     const std::vector<std::string> entries = modelpack::requiredEntries(network);
     if (std::find(entries.begin(), entries.end(), entry) != entries.end()) {
-      return std::string(network.style) + (network.variant.empty() ? "" : " " + std::string(network.variant));
+      std::string style(network.style);
+      return network.variant.empty() ? style : style.append(" ").append(network.variant);
     }
   }
   return {};
@@ -46,8 +47,9 @@ SummedPackage summed(const media::ModelPackage& package) {
   SummedPackage sums = {base::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
   sums.sha256 = base::sha256OfFile(package.file(), 0, sums.size_bytes);
   for (const modelpack::PackageEntry& entry : package.directory().entries) {
-    sums.entries.push_back(
-        {entry, base::sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey), styleOf(entry.name)});
+    sums.entries.push_back({entry,
+                            base::sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey),
+                            styleOf(entry.name)});
   }
   return sums;
 }

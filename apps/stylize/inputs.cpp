@@ -101,7 +101,8 @@ std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path
     const fs::path own = plain(all.back().root);
     root = all.size() == 1 ? own : commonFolder(root, own);
     if (root.empty()) {
-      throw Error(ErrorKind::kUsage, "the inputs lie on several drives, which have no folder in common: name those of one drive at a time");
+      throw Error(ErrorKind::kUsage,
+                  "the inputs lie on several drives, which have no folder in common: name those of one drive at a time");
     }
   }
   std::vector<Input> inputs;

@@ -37,7 +37,8 @@ void makeFolder(const fs::path& folder) {
   std::error_code ignored;
   if (!fs::is_directory(folder, ignored)) {
     throw Error(ErrorKind::kInputOutput, "the folder " + base::quotedPath(folder) + " cannot be made (" +
-                                             (error ? error.message() : "there is a file of that name") + "): choose another one");
+                                             (error ? error.message() : "there is a file of that name") +
+                                             "): choose another one");
   }
 }
 
@@ -72,8 +73,8 @@ std::vector<InputResult> plan(const Options& options) {
     planned.push_back(result);
   }
   if (planned.empty()) {
-    throw Error(ErrorKind::kInputOutput, "there is no image or clip in " + base::quotedPath(options.inputs.front()) +
-                                             ": name another folder");
+    throw Error(ErrorKind::kInputOutput,
+                "there is no image or clip in " + base::quotedPath(options.inputs.front()) + ": name another folder");
   }
   if (std::none_of(planned.begin(), planned.end(), [&](const auto& each) { return fs::exists(each.input, error) || error; })) {
     throw Error(ErrorKind::kInputOutput, base::quotedPath(planned.front().input) + " does not exist: check the name");

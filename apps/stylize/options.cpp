@@ -26,7 +26,6 @@ const std::map<std::string, media::Device> kDevices = {{"auto", media::Device::k
                                                        {"discrete", media::Device::kDiscreteGpu},
                                                        {"software", media::Device::kSoftware}};
 
-
 bool isPipe(const std::string& name) {
   return name == media::kPipeName;
 }
@@ -40,7 +39,8 @@ void checkStyleOptions(const CommandLine& typed) {
     throw usage("the style 'transfer' takes the look of a picture: add --style-image with an image file");
   }
   if (!is_transfer && !(typed.style_image.empty() && typed.network.empty())) {
-    throw usage(std::string(typed.style_image.empty() ? "--network" : "--style-image") + " applies to the style transfer only: leave it out, or use --style transfer");
+    throw usage(std::string(typed.style_image.empty() ? "--network" : "--style-image") +
+                " applies to the style transfer only: leave it out, or use --style transfer");
   }
 }
 

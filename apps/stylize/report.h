@@ -23,7 +23,7 @@ struct InputResult {
   media::Size size;               // of what is done, like the next three
   media::RestylerReport restyler; // of the last frame
   std::int64_t frames = 1;
-  double frames_per_second = 0;      // of a clip
+  double frames_per_second = 0; // of a clip
   bool is_clip = false;
   std::vector<std::string> warnings; // what the output lacks of a clip
   std::vector<std::string> damage;   // of the input

@@ -139,8 +139,9 @@ ExitStatus restyle(const Options& options) {
   const bool is_file_name = media::isImageName(output) || isClipOutput(output);
   if (base::isFolder(options.style_image)) {
     if (several || isClipOutput(output) || isPipe(options.inputs.front())) {
-      throw usage("--style-image is a folder, which makes a sheet of one image in each look of it: name one image, or an image file "
-                  "in that folder");
+      throw usage(
+          "--style-image is a folder, which makes a sheet of one image in each look of it: name one image, or an image file "
+          "in that folder");
     }
     return makeSheet(options);
   }

@@ -16,7 +16,8 @@ namespace vorin::stylize {
 namespace {
 
 bool libraryLogIsOn() {
-  const char* log_switch = std::getenv("VORIN_DUMP_ST_LOG"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
+  const char* log_switch =
+      std::getenv("VORIN_DUMP_ST_LOG"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
   return log_switch != nullptr && std::string_view(log_switch) != "0";
 }
 
@@ -43,6 +44,8 @@ Restyling::Restyling(const Options& options) : options_(options), restyler_(opti
 void Restyling::prepare(media::Size input) {
   restyler_.startSequence();
   prepareQuietly(restyler_, input);
+  load_ms_ = restyler_.report().load_ms;
+  is_prepared_ = true;
 }
 
 void Restyling::run(media::Source& source, InputResult& result, const media::RunOptions& run_options) {
@@ -50,8 +53,10 @@ void Restyling::run(media::Source& source, InputResult& result, const media::Run
   result.size = restyler_.resultSize(source.info().size);
   requireRawSize(options_, result);
   const std::unique_ptr<media::Sink> sink = media::openSink(result.output, source.info(), result.size, options_.sink);
-  prepare(source.info().size);
-  const double load_ms = restyler_.report().load_ms;
+  if (!is_prepared_) {
+    prepare(source.info().size);
+  }
+  is_prepared_ = false;
   std::optional<media::Steady> steady;
   std::vector<media::Effect*> effects = {&restyler_};
   if (options_.steady && result.is_clip) {
@@ -67,7 +72,7 @@ void Restyling::run(media::Source& source, InputResult& result, const media::Run
   result.damage = run.damage;
   result.warnings = run.warnings;
   result.restyler = restyler_.report();
-  result.restyler.load_ms = load_ms;
+  result.restyler.load_ms = load_ms_;
 }
 
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result) {

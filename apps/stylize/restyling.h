@@ -15,7 +15,8 @@ public:
 
   media::RestylerReport report() const { return restyler_.report(); }
 
-  // Does what can fail before the first frame: whether the device runs the style, and whether its network loads.
+  // Does what can fail before the next input's first frame: whether the device runs the style, and whether its network loads.
+  // run() does it where it was not done.
   void prepare(media::Size input);
 
   // Restyles the source into the result's output, and writes down how that went.
@@ -25,6 +26,8 @@ private:
   const Options& options_;
   media::Restyler restyler_;
   std::unique_ptr<media::Look> look_;
+  bool is_prepared_ = false; // for the next input
+  double load_ms_ = 0;       // of its network
 };
 
 // Opens the result's input.
@@ -33,8 +36,9 @@ std::unique_ptr<media::Source> openInput(const Options& options, const InputResu
 // The picture of an image file.
 media::Picture readImage(const std::filesystem::path& file);
 
-// Prepares without what the style-transfer library and its runtime print: the one writes each failed attempt to standard output, where
-// only data may go, the other complains on standard error about files that are not its own. Where the library's log is on, it shows.
+// Prepares without what the style-transfer library and its runtime print: the one writes each failed attempt to standard output,
+// where only data may go, the other complains on standard error about files that are not its own. Where the library's log is on,
+// it shows.
 void prepareQuietly(media::Restyler& restyler, media::Size input);
 
 // Whether a name stands for a pipe, or is written as a clip or a pipe.

@@ -37,7 +37,8 @@ struct StyleResult {
 std::string faultOf(const cv::Mat& photo, const cv::Mat& drawing) {
   constexpr double kOtherPicture = 3;
   if (drawing.size() != photo.size()) {
-    return "the drawing is " + media::sizeText({drawing.cols, drawing.rows}) + " instead of " + media::sizeText({photo.cols, photo.rows});
+    return "the drawing is " + media::sizeText({drawing.cols, drawing.rows}) + " instead of " +
+           media::sizeText({photo.cols, photo.rows});
   }
   cv::Mat difference;
   cv::absdiff(photo, drawing, difference);

@@ -148,7 +148,8 @@ void writeSheet(const Options& options, const cv::Mat& sheet) {
 ExitStatus makeSheet(const Options& options) {
   if (!media::isImageName(options.output)) {
     throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(options.output) +
-                                       " has no file extension of an image: use one of " + base::joined(media::imageExtensions()));
+                                       " has no file extension of an image: use one of " +
+                                       base::joined(media::imageExtensions()));
   }
   base::requireWritable(options.output, options.sink.overwrite);
   const std::vector<Input> inputs = listInputs(options.inputs, {}, false);

@@ -90,7 +90,9 @@ fs::path programFolder() {
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
     if (length < path.size()) { // else the path was cut
       path.resize(length);
-      return fs::path(path).parent_path();
+      const fs::path folder = fs::path(path).parent_path();
+      // A copy of the program that is a software device lies in softgpu/<runtime> of the program's folder.
+      return folder.parent_path().filename() == "softgpu" ? folder.parent_path().parent_path() : folder;
     }
     path.resize(path.size() * 2);
   }

@@ -115,8 +115,8 @@ std::unique_ptr<LibraryObject> DeviceChoice::makeObject() {
 
 void DeviceChoice::replaceForFilter(Style style) {
   if (is_software_) {
-    throw Error(ErrorKind::kDevice, "the software device does not draw in the style '" + std::string(nameOf(style)) +
-                                        "': " + filterAdvice());
+    throw Error(ErrorKind::kDevice,
+                "the software device does not draw in the style '" + std::string(nameOf(style)) + "': " + filterAdvice());
   }
   if (wish_ != Device::kAuto) {
     throw Error(ErrorKind::kDevice, "the GPU '" + name_ + "' does not draw: install its OpenCL driver, or use --device software");

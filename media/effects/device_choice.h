@@ -28,7 +28,8 @@ public:
   // A new object of the library with the device selected.
   std::unique_ptr<LibraryObject> makeObject();
 
-  // The device does not run the filter: takes the software device in its place where any device may be taken, else throws kDevice.
+  // The device does not run the filter: takes the software device in its place where any device may be taken, else throws
+  // kDevice.
   void replaceForFilter(Style style);
 
 private:

@@ -80,7 +80,7 @@ SttFrame frameOver(const Picture& picture) {
 
 } // namespace
 
-LibraryObject::LibraryObject(LibraryCopy& copy) : copy_(copy) {
+LibraryObject::LibraryObject(LibraryCopy& copy) {
   constexpr const char* kNoStart = "the style-transfer library does not start";
   object_ = guarded(kNoStart, [&] { return copy.create(); });
   require(object_->CreateContext(nullptr, &context_), kNoStart);
@@ -125,7 +125,7 @@ void LibraryObject::setSize(Size size) {
 bool LibraryObject::prepareFilter(Style style) {
   const std::string what = "the style '" + std::string(nameOf(style)) + "' cannot be prepared";
   set(SttCfgStyleType, static_cast<std::int32_t>(style));
-  require(guarded(what.c_str(), [&] { return copy_.prepare(*object_); }), what);
+  require(guarded(what.c_str(), [&] { return object_->Prepare(context_); }), what);
   const Picture input = testPicture();
   Picture output(PixelLayout::kBgra, input.size());
   process(input, nullptr, output);
@@ -138,7 +138,7 @@ bool LibraryObject::loadNetwork(const ModelPackage& package, const modelpack::Na
   setSize(size);
   require(object_->SetConfig(context_, SttCfgModelPath, package.libraryFolder().c_str()),
           "the library refuses the folder of the models");
-  return guarded("the network cannot be loaded", [&] { return copy_.prepare(*object_); }) == VORIN_STATUS_OK;
+  return guarded("the network cannot be loaded", [&] { return object_->Prepare(context_); }) == VORIN_STATUS_OK;
 }
 
 double LibraryObject::process(const Picture& input, const Picture* style_image, Picture& output) {
@@ -147,8 +147,8 @@ double LibraryObject::process(const Picture& input, const Picture* style_image, 
   SttFrame out = frameOver(output);
   setSize(output.size());
   const auto start = std::chrono::steady_clock::now();
-  const _VorinStatus status = guarded(
-      kNoFrame, [&] { return object_->ProcessFrame(context_, &in, style_image == nullptr ? nullptr : &style, &out); });
+  const _VorinStatus status =
+      guarded(kNoFrame, [&] { return object_->ProcessFrame(context_, &in, style_image == nullptr ? nullptr : &style, &out); });
   require(status, kNoFrame);
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }

@@ -1,7 +1,7 @@
 // library_object.h: one object of the style-transfer library. Every status and exception of the library becomes an Error.
 //
-// Frames reach the library with rows that follow each other without padding, which every style takes, and never as kBgr24, which a
-// neural style may write to.
+// Frames reach the library with rows that follow each other without padding, which every style takes, and never as kBgr24, which
+// a neural style may write to.
 #pragma once
 
 #include "library_copy.h"
@@ -25,22 +25,21 @@ public:
   std::vector<ListedGpu> gpus();
   void selectGpu(SttDeviceKind kind); // SttDeviceIntegratedGpu, SttDeviceDiscreteGpu or SttDeviceAnyGpu
 
-  // Whether the filter runs on the selected GPU. The library does not report a filter whose set-up failed, so a built-in picture is
-  // restyled and looked at.
+  // Whether the filter runs on the selected GPU. The library does not report a filter whose set-up failed, so a built-in picture
+  // is restyled and looked at.
   bool prepareFilter(Style style);
 
   // Loads a network for results of this size. False where the library does not.
   bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size);
 
-  // Restyles one frame with what was prepared last. style_image: null to keep the one given last. Returns the milliseconds that the
-  // library took. Throws kDevice.
+  // Restyles one frame with what was prepared last. style_image: null to keep the one given last. Returns the milliseconds that
+  // the library took. Throws kDevice.
   double process(const Picture& input, const Picture* style_image, Picture& output);
 
 private:
   void set(SttConfigKey key, std::int32_t value);
   void setSize(Size size);
 
-  LibraryCopy& copy_;
   LibraryCopy::Object object_;
   VorinSttContext context_ = nullptr;
 };

@@ -1,9 +1,9 @@
 // The effect Look: how much of the style shows, and whose colours.
 //
 // A result is blended with its source byte by byte, source * (1 - strength) + result * strength. To keep the colours, each pixel
-// takes the result's luma and the source's chroma, both of BT.601 (luma = 0.299 red + 0.587 green + 0.114 blue), the matrix of the
-// styles' own YUV. In blue, green, red that is the source with the difference of the lumas added to all three and cut off at 0 and
-// 255, so a result equal to its source leaves it as it is. NV12 is blended plane by plane.
+// takes the result's luma and the source's chroma, both of BT.601 (luma = 0.299 red + 0.587 green + 0.114 blue), the matrix of
+// the styles' own YUV. In blue, green, red that is the source with the difference of the lumas added to all three and cut off at
+// 0 and 255, so a result equal to its source leaves it as it is. NV12 is blended plane by plane.
 #include "picture_mat.h"
 
 #include <opencv2/core.hpp>
@@ -72,7 +72,8 @@ cv::Mat bgraOf(const Picture& picture) {
 
 Look::Look(double strength, bool keep_colours) : strength_(strength), keep_colours_(keep_colours) {
   if (!(strength >= 0 && strength <= 1)) {
-    throw Error(ErrorKind::kUsage, "a strength of " + std::to_string(strength) + " is not possible: use 0 (the source) to 1 (the result)");
+    throw Error(ErrorKind::kUsage,
+                "a strength of " + std::to_string(strength) + " is not possible: use 0 (the source) to 1 (the result)");
   }
 }
 

@@ -1,7 +1,7 @@
 // The effect Restyler: the style-transfer library made safe.
 //
-// Filters and networks each have an object of the library. A network's object is made anew where the network, or the size at which
-// it works, is another one, and in kTransfer for each sequence, since the library smooths its frames over time.
+// Filters and networks each have an object of the library. A network's object is made anew where the network, or the size at
+// which it works, is another one, and in kTransfer for each sequence, since the library smooths its frames over time.
 #include "effects/device_choice.h"
 #include "files.h"
 #include "picture_mat.h"
@@ -41,8 +41,8 @@ bool isBlank(const Picture& input, const Picture& output) {
   return contrastOf(seen) >= kClearContrast;
 }
 
-// OpenCV 4.6 has no conversion to YUY2, and the library writes it in full range, in neural styles with red and blue exchanged. This
-// is video-range BT.601, colour averaged over the two pixels of a pair.
+// OpenCV 4.6 has no conversion to YUY2, and the library writes it in full range, in neural styles with red and blue exchanged.
+// This is video-range BT.601, colour averaged over the two pixels of a pair.
 void fillYuy2(const Picture& bgra, Picture& yuy2) {
   const cv::Matx34f to_yuv(0.098F, 0.504F, 0.257F, 16.0F,    //
                            0.439F, -0.291F, -0.148F, 128.0F, //
@@ -66,7 +66,8 @@ void fillYuy2(const Picture& bgra, Picture& yuy2) {
 void requireUsable(const Picture& picture, const char* what) {
   const auto [width, height] = picture.size();
   if (picture.isEmpty() || !isUsableSize(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height))) {
-    throw Error(ErrorKind::kUsage, std::string(what) + " of " + sizeText(picture.size()) + " pixels: use one with " + sizeLimits());
+    throw Error(ErrorKind::kUsage,
+                std::string(what) + " of " + sizeText(picture.size()) + " pixels: use one with " + sizeLimits());
   }
 }
 
@@ -94,7 +95,8 @@ private:
 
 class Restyler::Work {
 public:
-  explicit Work(const RestylerOptions& options) : options_(options), network_(findNetwork()), device_(options.device, options.precision) {
+  explicit Work(const RestylerOptions& options)
+      : options_(options), network_(findNetwork()), device_(options.device, options.precision) {
     report_.style = options.style;
   }
 
@@ -241,8 +243,8 @@ private:
     constexpr int kFewPixels = 64; // so few may well come out in one colour
     const cv::Mat pixels = matOver(output);
     const int colours = std::min(pixels.channels(), 3);
-    const bool is_black =
-        isOneColour(pixels) && std::all_of(output.pixels(), output.pixels() + colours, [](std::uint8_t byte) { return byte == 0; });
+    const bool is_black = isOneColour(pixels) &&
+                          std::all_of(output.pixels(), output.pixels() + colours, [](std::uint8_t byte) { return byte == 0; });
     if (!is_black && !isBlank(input, output)) {
       return;
     }

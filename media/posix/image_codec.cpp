@@ -1,4 +1,5 @@
 #include "image_codec.h"
+
 #include "sources_and_sinks.h"
 #include "terminal.h"
 
@@ -11,8 +12,9 @@ namespace vorin::media {
 namespace {
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", static_cast<int>(kLargestSide)}, ImageEncoding{".jpg", static_cast<int>(kLargestSide)}, ImageEncoding{".jpeg", static_cast<int>(kLargestSide)},
-    ImageEncoding{".webp", 16383},   ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
+    ImageEncoding{".png", static_cast<int>(kLargestSide)},  ImageEncoding{".jpg", static_cast<int>(kLargestSide)},
+    ImageEncoding{".jpeg", static_cast<int>(kLargestSide)}, ImageEncoding{".webp", 16383},
+    ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
 };
 
 } // namespace

@@ -190,6 +190,10 @@ bool standInsAreActive() {
   return variable("VORIN_SOFTGPU") == "1";
 }
 
+bool softwareDeviceIsInstalled() {
+  return !findFile(fs::path("embedded") / kCopyFile).empty();
+}
+
 bool softwareNeedsOwnProcess() {
   return false;
 }

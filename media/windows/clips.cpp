@@ -5,7 +5,8 @@ namespace vorin::media {
 namespace {
 
 Error noClips() {
-  return {ErrorKind::kUsage, "clips and pipes are not part of the program for Windows: convert the clip's frames to images first"};
+  return {ErrorKind::kUsage,
+          "clips and pipes are not part of the program for Windows: convert the clip's frames to images first"};
 }
 
 } // namespace

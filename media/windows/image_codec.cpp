@@ -1,6 +1,7 @@
 // The decoders and encoders of the Windows Imaging Component. It has no encoder for WebP, and a decoder only where the user, or a
 // newer Windows, has installed one.
 #include "../image_codec.h"
+
 #include "../sources_and_sinks.h"
 #include "com_pointer.h"
 #include "image_orientation.h"

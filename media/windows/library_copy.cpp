@@ -1,6 +1,7 @@
 // The one copy is linked into the program. Narrow text is the system's, as the library takes it.
 #include "../library_copy.h"
 
+#include "files.h"
 #include "vorin_error.hpp"
 
 #include <cstdlib>
@@ -81,6 +82,11 @@ bool mayHaveGpu() {
 bool standInsAreActive() {
   const char* active = std::getenv("VORIN_SOFTGPU");
   return active != nullptr && std::string_view(active) == "1";
+}
+
+bool softwareDeviceIsInstalled() {
+  std::error_code error;
+  return std::filesystem::exists(base::programFolder() / "softgpu" / "runtime" / "plugins.xml", error);
 }
 
 bool softwareNeedsOwnProcess() {

@@ -1,18 +1,11 @@
-#include "../software_device.h"
+// Windows looks for libraries in the program's own folder first. So each set of the stand-ins' libraries, softgpu/runtime and
+// softgpu/runtime-bf16, has a copy of the program beside it, which is started in place of this one.
+#include "../restart.h"
 
-#include "../cancellation.h"
-#include "../exit_status.h"
-#include "../program_files.h"
-#include "held_cancellation.h"
-#include "module_path.h"
-#include "software_folder.h"
+#include "cancellation.h"
+#include "files.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <system_error>
 #include <windows.h>
 
@@ -34,22 +27,20 @@ std::wstring variable(const wchar_t* name) {
   return value;
 }
 
-// The copy of the program beside the libraries that do the precision.
-fs::path softwareProgram(const Precision& precision) {
-  const fs::path folder = programFolder() / kSoftwareFolder / precision.runtime;
-  fs::path program = folder / modulePath(nullptr).filename();
+fs::path softwareProgram(media::Precision precision) {
+  const fs::path folder = base::programFolder() / "softgpu" / (precision == media::Precision::kF32 ? "runtime" : "runtime-bf16");
+  fs::path program = folder / "vorin-stylize.exe";
   std::error_code error;
   if (!fs::exists(program, error) || !fs::exists(folder / "plugins.xml", error)) {
-    throw Failure(ExitStatus::kDevice,
-                  "the software device is not installed: put the folder 'softgpu' of the package or the build "
-                  "beside the program, or use a GPU");
+    throw Error(ErrorKind::kDevice, "the software device is not installed: put the folder 'softgpu' of the package or the build "
+                                    "beside the program, or use a GPU");
   }
   return program;
 }
 
-Failure noStart() {
+Error noStart() {
   const std::error_code error(static_cast<int>(GetLastError()), std::system_category());
-  return {ExitStatus::kDevice,
+  return {ErrorKind::kDevice,
           "the software device does not start (" + error.message() + "): check that the program may be executed"};
 }
 
@@ -75,7 +66,6 @@ DWORD run(const fs::path& program) {
   const Handle process(started.hProcess);
   const Handle thread(started.hThread);
   AssignProcessToJobObject(job.get(), process.get());
-  cancelEvenIfHeld(); // the copy would not know of it
   ResumeThread(thread.get());
   WaitForSingleObject(process.get(), INFINITE);
   DWORD exit_status = 0;
@@ -83,40 +73,20 @@ DWORD run(const fs::path& program) {
     throw noStart();
   }
   constexpr DWORD kEndedByControlC = 0xC000013A; // before the copy had begun to handle it
-  if (exit_status == kEndedByControlC) {
-    cancelEvenIfHeld();
-  }
-  return exit_status;
+  return exit_status == kEndedByControlC ? static_cast<DWORD>(base::ExitStatus::kCancelled) : exit_status;
 }
 
 } // namespace
 
-const Precision* activePrecision() {
-  const auto all = precisions();
-  const fs::path folder = modulePath(L"openvino.dll").parent_path();
-  const auto found = std::find_if(all.begin(), all.end(), [&](const Precision& precision) {
-    return folder.filename() == precision.runtime && folder.parent_path().filename() == kSoftwareFolder;
-  });
-  return found == all.end() ? nullptr : &*found;
-}
-
-const char* filterAdvice() {
-  return "on Windows it serves the neural styles, lightgrey, cartoon and transfer; a filter needs a GPU with its OpenCL driver";
-}
-
-void requireSoftwareDevice(const Precision& precision) {
-  softwareProgram(precision);
-}
-
-void restartOnSoftwareDevice(const Precision& precision, const std::string& reason, char** /*arguments*/) {
+base::ExitStatus runOnSoftwareDevice(media::Precision precision, const std::string& reason) {
   const fs::path program = softwareProgram(precision);
   const std::wstring others = variable(kLibraryFolders);
-  const std::wstring folders = programFolder().wstring() + (others.empty() ? L"" : L";" + others);
-  SetEnvironmentVariableW(kLibraryFolders, folders.c_str()); // the program's folder is the copy's own no more
-  SetEnvironmentVariableA(kSoftwareDeviceVariable, "1");
-  SetEnvironmentVariableA(kSoftwareReasonVariable, reason.c_str());
-  holdCancellation(); // the copy gets every Ctrl-C too, and its exit status tells
-  std::exit(static_cast<int>(run(program)));
+  const std::wstring folders = base::programFolder().wstring() + (others.empty() ? L"" : L";" + others);
+  SetEnvironmentVariableW(kLibraryFolders, folders.c_str()); // the program's folder is no longer the copy's own
+  SetEnvironmentVariableA("VORIN_SOFTGPU", "1");
+  SetEnvironmentVariableA("VORIN_SOFTGPU_REASON", reason.c_str());
+  base::throwIfCancelled();
+  return static_cast<base::ExitStatus>(run(program)); // the copy gets every Ctrl-C too, and its exit status tells
 }
 
 } // namespace vorin::stylize
