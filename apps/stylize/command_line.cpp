@@ -113,6 +113,11 @@ std::vector<std::string> imageKinds() {
   return kinds;
 }
 
+// The help names the values in the option's own text.
+CLI::Validator oneOf(const std::vector<std::string>& values) {
+  return CLI::IsMember(values).description("");
+}
+
 class Parser {
 public:
   Parser() {
@@ -135,7 +140,7 @@ public:
          "auto (default: a bar on a terminal, elsewhere a line for each tenth), or json: a line at least once a second on "
          "standard error",
          kOtherSection)
-        ->check(CLI::IsMember({"auto", "json"}));
+        ->check(oneOf({"auto", "json"}));
     addOther(app, true);
     flag(app, "--version", typed.version, "Print the versions of the program and its library", kOtherSection);
     addCommands();
@@ -179,7 +184,7 @@ private:
          "  cartoon: flat colours, as in a cartoon (neural)\n"
          "  transfer: the look of the --style-image (neural)",
          kPictureSection)
-        ->check(CLI::IsMember(styleNames()));
+        ->check(oneOf(styleNames()));
     text(to, "--size", typed.size, "WxH", "Size of the result in pixels (default: the input's):\n" + media::sizeLimits(),
          kPictureSection)
         ->check(checkSize);
@@ -190,7 +195,7 @@ private:
                   wrapped("How much of the style shows: 0 gives the input back, 1 (default) the whole style"))
         ->type_name("0..1")
         ->group(kLookSection)
-        ->check(CLI::Range(0.0, 1.0));
+        ->check(CLI::Range(0.0, 1.0).description(""));
     flag(to, "--keep-colors", typed.keep_colours,
          "Take the light from the result and the colours from the input (luma and chroma of BT.601)", kLookSection);
   }
@@ -198,7 +203,7 @@ private:
   void addMany(CLI::App& to) {
     const std::vector<std::string> kinds = imageKinds();
     text(to, "--to", typed.to, "KIND", "Kind of the images (default: each input's own):\n" + base::joined(kinds), kManySection)
-        ->check(CLI::IsMember(kinds));
+        ->check(oneOf(kinds));
     flag(to, "--resume", typed.resume,
          "Leave out what is done already, after an interrupted run with the same options; one run at a time in a folder",
          kManySection)
@@ -229,7 +234,7 @@ private:
          "For transfer: the network, by the size it works at:\n" + base::joined(networkNames()) +
              " (default: " + networkNames().front() + ")",
          kNeuralSection)
-        ->check(CLI::IsMember(networkNames()));
+        ->check(oneOf(networkNames()));
     addModels(to);
   }
 
@@ -245,12 +250,12 @@ private:
          "Where to work: auto (default: the GPU; without one, software), integrated, discrete, or software (this machine's "
          "processor)",
          kDeviceSection)
-        ->check(CLI::IsMember(std::vector<std::string>{"auto", "integrated", "discrete", "software"}));
+        ->check(oneOf({"auto", "integrated", "discrete", "software"}));
     text(to, "--precision", typed.precision, "NAME",
          "What networks compute in on the software device: f32 (default: the same result everywhere) or bf16 (faster on "
          "processors that have it)",
          kDeviceSection)
-        ->check(CLI::IsMember({"f32", "bf16"}));
+        ->check(oneOf({"f32", "bf16"}));
   }
 
   void addOther(CLI::App& to, bool restyles) {
