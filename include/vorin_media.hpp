@@ -189,7 +189,7 @@ public:
 };
 
 struct SourceOptions {
-  std::string raw;            /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
+  std::string raw = {};       /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
   bool exact_colours = false; /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
 };
 
@@ -199,10 +199,10 @@ struct SourceOptions {
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
 struct SinkOptions {
-  std::string codec = "h264"; /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
-  std::optional<int> crf;     /**< of a clip: quality, 0 is best; none: the codec's usual one */
-  std::string raw;            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
-  bool overwrite = false;     /**< replace an existing file */
+  std::string codec = "h264";  /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
+  std::optional<int> crf = {}; /**< of a clip: quality, 0 is best; none: the codec's usual one */
+  std::string raw = {};        /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
+  bool overwrite = false;      /**< replace an existing file */
 };
 
 /** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",

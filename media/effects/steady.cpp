@@ -1,6 +1,6 @@
 // The effect Steady: steady_blend.h in the layout of the frames, with the search for motion beside the restyling.
 #include "picture_mat.h"
-#include "steady_blend.h"
+#include "effects/steady_blend.h"
 
 #include <opencv2/imgproc.hpp>
 

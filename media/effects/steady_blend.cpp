@@ -1,4 +1,4 @@
-#include "steady_blend.h"
+#include "effects/steady_blend.h"
 
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>

@@ -7,8 +7,8 @@
 // for the next frame. What comes in from a picture's edge has no history: styles draw lines there that belong to the edge.
 #pragma once
 
-#include "source_motion.h"
-#include "tile_blend.h"
+#include "effects/source_motion.h"
+#include "effects/tile_blend.h"
 
 #include <opencv2/core.hpp>
 

@@ -1,4 +1,4 @@
-#include "tile_blend.h"
+#include "effects/tile_blend.h"
 
 #include <algorithm>
 
