@@ -1,7 +1,8 @@
 # What `cmake --install` lays out, in four components. All paths are relative to each other, so the whole may move:
 #   library       lib/libvorin_stt.so.0 and, in lib/vorin-stt, the inference runtime that it finds beside itself (Windows: all in bin)
 #   development   the header, the CMake package vorin_stt, the pkg-config file, the import libraries
-#   programs      bin/vorin-stylize, bin/vorin-pack, and the software device in lib/vorin-stt/softgpu (Windows: bin/softgpu)
+#   programs      bin/vorin-stylize, bin/vorin-pack, the software device in lib/vorin-stt/softgpu (Windows: bin/softgpu), the programs' own
+#                 copy of the library in lib/vorin-stt, and the one with a private runtime in lib/vorin-stt/embedded
 #   models        the demo's networks in share/vorin-stt/models, where models/build --portable has made them (Windows: models)
 include(CMakePackageConfigHelpers)
 
@@ -21,6 +22,7 @@ else()
   # room for the installed one, and an empty element is the current folder, from which a library would then be loaded.
   file(CREATE_LINK ${vorin_runtime_source} ${PROJECT_BINARY_DIR}/vorin-stt SYMBOLIC)
   set_target_properties(vorin_stt PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/vorin-stt")
+  set_target_properties(vorin_stt_embedded PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN;$ORIGIN/vorin-stt") # installed; built
   set_target_properties(vorin_softgpu_openvino PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
   set(vorin_program_rpath "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${vorin_runtime_dir}") # as installed
   list(APPEND vorin_program_rpath "$ORIGIN" "$ORIGIN/vorin-stt") # as built
@@ -80,6 +82,14 @@ if(VORIN_BUILD_TOOLS)
   include(${PROJECT_SOURCE_DIR}/softgpu/InstallSoftwareDevice.cmake)
   vorin_install_software_device(${vorin_runtime_dir} ${vorin_runtime_wanted})
   install(TARGETS vorin-stylize vorin-pack RUNTIME COMPONENT programs)
+  if(NOT WIN32)
+    install(TARGETS vorin_stt_embedded LIBRARY DESTINATION ${vorin_runtime_dir} COMPONENT programs)
+    install(
+      DIRECTORY ${PROJECT_BINARY_DIR}/embedded
+      DESTINATION ${vorin_runtime_dir}
+      USE_SOURCE_PERMISSIONS
+      COMPONENT programs)
+  endif()
 endif()
 install(
   FILES ${PROJECT_SOURCE_DIR}/build/models-portable/model_st.bin ${PROJECT_SOURCE_DIR}/build/models-portable/painting.png
