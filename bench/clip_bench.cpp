@@ -52,7 +52,7 @@ void makeClip(const fs::path& clip, media::Size size, int frames) {
   info.size = size;
   info.frame_rate = {25, 1};
   info.time_base = {1, 25};
-  info.colours.matrix = 1;
+  detailsOf(info).colours.matrix = 1;
   media::ClipWriterOptions options;
   options.overwrite = true;
   media::ClipWriter writer(clip, info, size, options);

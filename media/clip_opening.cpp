@@ -121,12 +121,13 @@ SourceInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
   info.name = base::quotedPath(clip);
   info.size = {video.width, video.height};
   info.layout = layoutForFormat(format, info.size);
-  info.colours = coloursOf(video, format);
-  info.pixel_aspect = fromLibav(stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio : video.sample_aspect_ratio);
+  detailsOf(info).colours = coloursOf(video, format);
+  detailsOf(info).pixel_aspect =
+      fromLibav(stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio : video.sample_aspect_ratio);
   info.time_base = fromLibav(stream.time_base);
   info.frame_rate = fromLibav(stream.avg_frame_rate.num > 0 ? stream.avg_frame_rate : stream.r_frame_rate);
   info.frames_expected = framesExpected(*streams.context, stream);
-  info.rotation = rotationOf(stream);
+  detailsOf(info).rotation = rotationOf(stream);
   return info;
 }
 
@@ -141,7 +142,7 @@ OpenClip openClip(const fs::path& clip) {
   }
   CodecHandle decoder = openDecoder(clip, streams->video());
   SourceInfo info = infoOf(clip, *streams);
-  info.streams = streams;
+  detailsOf(info).streams = streams;
   return {std::move(streams), std::move(decoder), std::move(info)};
 }
 

@@ -2,7 +2,7 @@
 // folder.
 #pragma once
 
-#include "vorin_media.hpp"
+#include "sources_and_sinks.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -144,7 +144,7 @@ VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOption
 }
 
 void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelFormat format) {
-  const YuvColours colours = yuvColours(source.colours, size);
+  const YuvColours colours = yuvColours(detailsOf(source).colours, size);
   AVCodecContext& context = *codec_;
   context.width = size.width;
   context.height = size.height;
@@ -152,13 +152,13 @@ void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelForma
   constexpr AVRational kUsualRate = {25, 1};
   context.framerate = source.frame_rate.num > 0 ? toLibav(source.frame_rate) : kUsualRate;
   context.time_base = av_inv_q(context.framerate);
-  context.sample_aspect_ratio = toLibav(source.pixel_aspect);
+  context.sample_aspect_ratio = toLibav(detailsOf(source).pixel_aspect);
   context.thread_count = 0;
-  context.colorspace = static_cast<AVColorSpace>(source.colours.matrix);
-  context.color_primaries = static_cast<AVColorPrimaries>(source.colours.primaries);
-  context.color_trc = static_cast<AVColorTransferCharacteristic>(source.colours.transfer);
-  context.chroma_sample_location = static_cast<AVChromaLocation>(source.colours.chroma_position);
-  if (source.colours.range_is_known) {
+  context.colorspace = static_cast<AVColorSpace>(detailsOf(source).colours.matrix);
+  context.color_primaries = static_cast<AVColorPrimaries>(detailsOf(source).colours.primaries);
+  context.color_trc = static_cast<AVColorTransferCharacteristic>(detailsOf(source).colours.transfer);
+  context.chroma_sample_location = static_cast<AVChromaLocation>(detailsOf(source).colours.chroma_position);
+  if (detailsOf(source).colours.range_is_known) {
     context.color_range = colours.full_range ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   }
   to_frame_.emplace(plainFormat(format), size, colours, pictureColours(source));
