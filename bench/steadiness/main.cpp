@@ -3,7 +3,7 @@
 // it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
 //
 // usage: vorin_steadiness [steadiness | cost]
-#include "clip_steadying.h"
+#include "effects/steady_blend.h"
 #include "measures.h"
 #include "moving_clip.h"
 #include "style_stream.h"
@@ -52,7 +52,7 @@ struct Drawings {
 Drawings drawingsOf(const Clip& clip, const StyleCase& style) {
   Drawings drawings;
   StyleStream stream(style, kSize, kModels, styleImage());
-  steady::SteadyBlend blend = stylize::steadyBlendFor(style.type);
+  media::SteadyBlend blend = media::steadyBlendFor(static_cast<media::Style>(style.type));
   for (const cv::Mat& frame : clip.frames_bgr) {
     drawings.raw.push_back(StyleStream(style, kSize, kModels, styleImage()).draw(frame));
     drawings.delivered.push_back(stream.draw(frame));
@@ -98,7 +98,7 @@ void printCut(const Clip& clip) {
 void printCost(const StyleCase& style, cv::Size size, const cv::Mat& scene_photo) {
   const Clip clip = panClip(scene_photo, size, kFrames, 4, kCameraNoise);
   StyleStream stream(style, size, kModels, styleImage());
-  steady::SteadyBlend blend = stylize::steadyBlendFor(style.type);
+  media::SteadyBlend blend = media::steadyBlendFor(static_cast<media::Style>(style.type));
   std::vector<double> without_ms;
   std::vector<double> with_ms;
   std::vector<double> blending_ms;

@@ -9,6 +9,7 @@
 
 #include "effects/source_motion.h"
 #include "effects/tile_blend.h"
+#include "vorin_media.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -78,5 +79,8 @@ private:
   cv::Mat owed_;        // CV_32FC2: how far dots lie from where they belong
   cv::Mat owed_before_;
 };
+
+// The blend that suits a style's results.
+SteadyBlend steadyBlendFor(Style style);
 
 } // namespace vorin::media
