@@ -59,7 +59,7 @@ ExitStatus reportOne(const Options& options, const media::RestylerReport& report
   if (options.json && result.is_clip) {
     printClipJson(report, result, status);
   } else if (options.json && !cancelled) {
-    printRun(&report, {result}, status);
+    printRun(jsonOf(report), {result}, status);
   }
   return status;
 }
@@ -99,7 +99,7 @@ ExitStatus restyleOne(const Options& options) {
   if (options.resume && fs::is_regular_file(result.output, error)) {
     result.outcome = InputResult::Outcome::kSkipped;
     if (options.json) {
-      printRun(nullptr, {result}, ExitStatus::kDone);
+      printRun({}, {result}, ExitStatus::kDone);
     }
     return ExitStatus::kDone;
   }
