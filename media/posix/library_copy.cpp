@@ -190,8 +190,16 @@ bool standInsAreActive() {
   return variable("VORIN_SOFTGPU") == "1";
 }
 
-bool softwareDeviceIsInstalled() {
-  return !findFile(fs::path("embedded") / kCopyFile).empty();
+// scripts/with-softgpu names the folder of their runtime first.
+bool standInsComputeIn(std::string_view precision) {
+  const std::string folders = variable("LD_LIBRARY_PATH");
+  return !std::string_view(folders)
+              .substr(0, folders.find(':'))
+              .ends_with(precision == "f32" ? "/softgpu/runtime-bf16" : "/softgpu/runtime");
+}
+
+bool softwareDeviceIsInstalled(std::string_view precision) {
+  return !findFile(fs::path("embedded") / (precision == "f32" ? "" : precision) / kCopyFile).empty();
 }
 
 bool softwareNeedsOwnProcess() {
