@@ -65,8 +65,11 @@ bool mayHaveGpu();
 // Windows, by the program that started this one. The ordinary copy then sees them as its GPU.
 bool standInsAreActive();
 
-// Whether the files of the software device are there.
-bool softwareDeviceIsInstalled();
+// False where the stand-ins that are active are known to compute networks in another precision.
+bool standInsComputeIn(std::string_view precision);
+
+// Whether the files of the software device with networks in that precision are there.
+bool softwareDeviceIsInstalled(std::string_view precision);
 
 // Whether get(true, ...) takes a process that was started as a software device, and this one was not.
 bool softwareNeedsOwnProcess();

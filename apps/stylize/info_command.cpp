@@ -58,13 +58,24 @@ std::string kindName(const media::Gpu& gpu) {
   return gpu.is_discrete ? "discrete" : "integrated";
 }
 
+std::vector<std::string> softwarePrecisions() {
+  std::vector<std::string> installed;
+  for (const char* precision : {"f32", "bf16"}) {
+    if (media::softwareDeviceIsInstalled(precision)) {
+      installed.emplace_back(precision);
+    }
+  }
+  return installed;
+}
+
 void printText(const media::LibraryInfo& library, const std::optional<SummedPackage>& package) {
   std::cout << versionText();
   for (const media::Gpu& gpu : library.gpus) {
     std::cout << "GPU, " << kindName(gpu) << ": " << gpu.name << '\n';
   }
   std::cout << (library.gpus.empty() ? "no GPU found\n" : "");
-  std::cout << "software device: " << (media::softwareDeviceIsInstalled() ? "installed" : "not installed")
+  const std::string software = base::joined(softwarePrecisions());
+  std::cout << "software device: " << (software.empty() ? "not installed" : "installed, networks in " + software)
             << (media::standInsAreActive() ? "; active, and listed as a GPU" : "") << '\n';
   if (!package) {
     std::cout << "no model package\n";
@@ -131,7 +142,7 @@ ExitStatus printInfo(const Options& options) {
     printJson({{"program", VORIN_STYLIZE_VERSION},
                {"library", std::to_string(library.major) + "." + std::to_string(library.minor)},
                {"devices", jsonOf(library.gpus)},
-               {"software_device", {{"installed", media::softwareDeviceIsInstalled()}, {"active", media::standInsAreActive()}}},
+               {"software_device", {{"precisions", softwarePrecisions()}, {"active", media::standInsAreActive()}}},
                {"package", jsonOf(package)}});
   } else {
     printText(library, package);

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <map>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <system_error>
@@ -204,7 +205,7 @@ ExitStatus restyleMany(const Options& options) {
   }
   const ExitStatus status = conclude(options, results);
   if (options.json) {
-    printRun(report ? &*report : nullptr, results, status);
+    printRun(report ? jsonOf(*report) : nlohmann::ordered_json(), results, status);
   }
   return status;
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <iterator>
 #include <map>
 
@@ -91,6 +92,9 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   }
   if (typed.output.empty()) {
     throw usage("no output named: add -o with the file to write");
+  }
+  if (std::isnan(typed.strength)) { // which CLI11's check of the range lets pass
+    throw usage("--strength is not a number: write it as 0.5");
   }
   if (command == Command::kRestyle) {
     checkStyleOptions(typed);

@@ -109,8 +109,7 @@ Json jsonOf(const InputResult& result) {
   return json;
 }
 
-void printRun(const media::RestylerReport* report, const std::vector<InputResult>& results, base::ExitStatus status) {
-  Json json = report == nullptr ? Json::object() : jsonOf(*report);
+void printRun(Json json, const std::vector<InputResult>& results, base::ExitStatus status) {
   json["results"] = Json::array();
   for (const InputResult& result : results) {
     json["results"].push_back(jsonOf(result));

@@ -40,7 +40,7 @@ std::string resultText(const InputResult& result);
 nlohmann::ordered_json jsonOf(const media::RestylerReport& report);
 nlohmann::ordered_json jsonOf(const InputResult& result);
 
-// A whole run: what was taken, results, exit status. report: null where nothing had to be done.
-void printRun(const media::RestylerReport* report, const std::vector<InputResult>& results, base::ExitStatus status);
+// A whole run: what was taken, results, exit status. taken: jsonOf(report); empty where nothing had to be done.
+void printRun(nlohmann::ordered_json taken, const std::vector<InputResult>& results, base::ExitStatus status);
 
 } // namespace vorin::stylize

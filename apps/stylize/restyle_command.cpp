@@ -59,7 +59,7 @@ ExitStatus reportOne(const Options& options, const media::RestylerReport& report
   if (options.json && result.is_clip) {
     printClipJson(report, result, status);
   } else if (options.json && !cancelled) {
-    printRun(&report, {result}, status);
+    printRun(jsonOf(report), {result}, status);
   }
   return status;
 }
@@ -89,6 +89,15 @@ void checkOne(const Options& options, const fs::path& input, const fs::path& out
   }
 }
 
+// Raw frames that are written have the size that --raw names.
+void requireRawSize(const Options& options, const InputResult& result, media::Size size) {
+  const std::string& raw = options.sink.raw;
+  if (!raw.empty() && isPipe(result.output) && !isPipe(result.input) && media::rawSize(raw) != size) {
+    throw usage("--raw '" + raw + "' is not the size of the frames, " + media::sizeText(size) +
+                ": name that one, or ask for another with --size");
+  }
+}
+
 ExitStatus restyleOne(const Options& options) {
   InputResult result;
   result.input = options.inputs.front();
@@ -99,7 +108,7 @@ ExitStatus restyleOne(const Options& options) {
   if (options.resume && fs::is_regular_file(result.output, error)) {
     result.outcome = InputResult::Outcome::kSkipped;
     if (options.json) {
-      printRun(nullptr, {result}, ExitStatus::kDone);
+      printRun({}, {result}, ExitStatus::kDone);
     }
     return ExitStatus::kDone;
   }
@@ -107,7 +116,9 @@ ExitStatus restyleOne(const Options& options) {
     base::requireWritable(result.output, options.sink.overwrite);
   }
   const std::unique_ptr<media::Source> source = openInput(options, result);
-  media::requireImageFits(result.output, options.restyler.size.value_or(source->info().size));
+  const media::Size size = options.restyler.size.value_or(source->info().size);
+  media::requireImageFits(result.output, size);
+  requireRawSize(options, result, size);
   Restyling restyling(options);
   restyling.prepare(source->info().size);
   base::throwIfCancelled();

@@ -21,15 +21,6 @@ bool libraryLogIsOn() {
   return log_switch != nullptr && std::string_view(log_switch) != "0";
 }
 
-// Raw frames that are written have the size that --raw names.
-void requireRawSize(const Options& options, const InputResult& result) {
-  const std::string& raw = options.sink.raw;
-  if (!raw.empty() && isPipe(result.output) && !isPipe(result.input) && media::rawSize(raw) != result.size) {
-    throw Error(ErrorKind::kUsage, "--raw '" + raw + "' is not the size of the frames, " + media::sizeText(result.size) +
-                                       ": name that one, or ask for another with --size");
-  }
-}
-
 } // namespace
 
 Restyling::Restyling(const Options& options) : options_(options), restyler_(options.restyler) {
@@ -51,7 +42,6 @@ void Restyling::prepare(media::Size input) {
 void Restyling::run(media::Source& source, InputResult& result, const media::RunOptions& run_options) {
   const auto start = std::chrono::steady_clock::now();
   result.size = restyler_.resultSize(source.info().size);
-  requireRawSize(options_, result);
   const std::unique_ptr<media::Sink> sink = media::openSink(result.output, source.info(), result.size, options_.sink);
   if (!is_prepared_) {
     prepare(source.info().size);

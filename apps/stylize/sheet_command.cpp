@@ -11,6 +11,7 @@
 #include "sources_and_sinks.h"
 #include "text.h"
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
@@ -185,8 +186,11 @@ ExitStatus makeSheet(const Options& options) {
   }
   writeSheet(options, makeContactSheet(groups));
   if (options.json) {
-    const media::RestylerReport report = styles->report();
-    printRun(&report, results, status);
+    nlohmann::ordered_json taken = jsonOf(styles->report());
+    if (!base::isFolder(options.style_image)) { // all styles, so no single one
+      taken["style"] = taken["network"] = nullptr;
+    }
+    printRun(taken, results, status);
   }
   return status;
 }

@@ -86,6 +86,11 @@ bool DeviceChoice::takeGpu() {
     throw noSuchGpu(kind_, gpus);
   }
   is_software_ = standInsAreActive();
+  if (is_software_ && precision_ == Precision::kBf16 && !standInsComputeIn("bf16")) {
+    throw Error(ErrorKind::kUsage,
+                "the precision bf16 cannot be had: the stand-ins that are active compute networks in f32: leave "
+                "--precision out, or start without them");
+  }
   name_ = is_software_ ? "software device (" + gpu->name + ")" : gpu->name;
   reason_ = is_software_ ? standInReason() : reasonFor(wish_, *gpu, gpus);
   return true;

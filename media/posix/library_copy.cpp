@@ -8,11 +8,14 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fstream>
+#include <iostream>
 #include <link.h>
 #include <mutex>
+#include <new>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace vorin::media {
 namespace {
@@ -64,6 +67,18 @@ void* load(const fs::path& file) {
     throw Error(ErrorKind::kDevice, "a library does not load: " + std::string(reason) + ": install the program again");
   }
   return library;
+}
+
+// A program may have a std::cout of its own in place of the C++ library's (a copy relocation), which then stays all zeros.
+// Libraries that find their symbols in the C++ library first would crash on it, so it is made here.
+void makeStandardStreams() {
+  void* const cxx_library = dlopen("libstdc++.so.6", RTLD_NOW | RTLD_NOLOAD);
+  for (const auto& [name, stream] : {std::pair("_ZSt4cout", &std::cout), {"_ZSt4cerr", &std::cerr}, {"_ZSt4clog", &std::clog}}) {
+    void* const own = cxx_library != nullptr ? dlsym(cxx_library, name) : nullptr;
+    if (own != nullptr && own != stream && *static_cast<void**>(own) == nullptr) {
+      new (own) std::ostream(stream->rdbuf());
+    }
+  }
 }
 
 template <typename Function> Function* functionOf(void* library, const char* name) {
@@ -154,6 +169,7 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
     return *copy;
   }
   const fs::path folder = writableFolder();
+  makeStandardStreams();
   void* const library = load(software ? loadPrivateRuntime(precision) : ordinaryCopy());
   const Functions functions = {functionOf<void(const char*)>(library, "vorin_embedded_set_folder"),
                                functionOf<_VorinStatus(SttInterface**)>(library, "vorin_embedded_create"),
@@ -190,8 +206,16 @@ bool standInsAreActive() {
   return variable("VORIN_SOFTGPU") == "1";
 }
 
-bool softwareDeviceIsInstalled() {
-  return !findFile(fs::path("embedded") / kCopyFile).empty();
+// scripts/with-softgpu names the folder of their runtime first.
+bool standInsComputeIn(std::string_view precision) {
+  const std::string folders = variable("LD_LIBRARY_PATH");
+  return !std::string_view(folders)
+              .substr(0, folders.find(':'))
+              .ends_with(precision == "f32" ? "/softgpu/runtime-bf16" : "/softgpu/runtime");
+}
+
+bool softwareDeviceIsInstalled(std::string_view precision) {
+  return !findFile(fs::path("embedded") / (precision == "f32" ? "" : precision) / kCopyFile).empty();
 }
 
 bool softwareNeedsOwnProcess() {

@@ -44,6 +44,11 @@ std::string narrowFolder() {
   return folder;
 }
 
+// The folder of the stand-ins' libraries, in the folder softgpu.
+const char* runtimeName(std::string_view precision) {
+  return precision == "f32" ? "runtime" : "runtime-bf16";
+}
+
 } // namespace
 
 std::filesystem::path writableFolder() {
@@ -84,9 +89,15 @@ bool standInsAreActive() {
   return active != nullptr && std::string_view(active) == "1";
 }
 
-bool softwareDeviceIsInstalled() {
+bool standInsComputeIn(std::string_view precision) {
+  std::wstring file(MAX_PATH, L'\0');
+  file.resize(GetModuleFileNameW(GetModuleHandleW(L"openvino.dll"), file.data(), MAX_PATH));
+  return std::filesystem::path(file).parent_path().filename() != runtimeName(precision == "f32" ? "bf16" : "f32");
+}
+
+bool softwareDeviceIsInstalled(std::string_view precision) {
   std::error_code error;
-  return std::filesystem::exists(base::programFolder() / "softgpu" / "runtime" / "plugins.xml", error);
+  return std::filesystem::exists(base::programFolder() / "softgpu" / runtimeName(precision) / "plugins.xml", error);
 }
 
 bool softwareNeedsOwnProcess() {
