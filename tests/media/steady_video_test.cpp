@@ -2,7 +2,6 @@
 // their own, as a style's flicker; steadied ones have to come nearer to it.
 #include "effects/source_motion.h"
 #include "effects/steady_blend.h"
-#include "effects/tile_blend.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>

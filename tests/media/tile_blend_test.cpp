@@ -1,5 +1,5 @@
 // The pixels of a tile against plain floating point.
-#include "effects/tile_blend.h"
+#include "effects/steady_blend.h"
 #include "support/padded_image.h"
 
 #include <gtest/gtest.h>
