@@ -41,28 +41,6 @@ bool isBlank(const Picture& input, const Picture& output) {
   return contrastOf(seen) >= kClearContrast;
 }
 
-// OpenCV 4.6 has no conversion to YUY2, and the library writes it in full range, in neural styles with red and blue exchanged.
-// This is video-range BT.601, colour averaged over the two pixels of a pair.
-void fillYuy2(const Picture& bgra, Picture& yuy2) {
-  const cv::Matx34f to_yuv(0.098F, 0.504F, 0.257F, 16.0F,    //
-                           0.439F, -0.291F, -0.148F, 128.0F, //
-                           -0.071F, -0.368F, 0.439F, 128.0F);
-  cv::Mat yuv;
-  cv::transform(bgrOf(bgra), yuv, to_yuv);
-  cv::Mat pairs = matOver(yuy2);
-  for (int row = 0; row < yuv.rows; ++row) {
-    std::uint8_t* out = pairs.ptr(row);
-    for (int column = 0; column < yuv.cols; column += 2) {
-      const auto& left = yuv.at<cv::Vec3b>(row, column);
-      const auto& right = yuv.at<cv::Vec3b>(row, column + 1);
-      *out++ = left[0];
-      *out++ = static_cast<std::uint8_t>((left[1] + right[1] + 1) / 2);
-      *out++ = right[0];
-      *out++ = static_cast<std::uint8_t>((left[2] + right[2] + 1) / 2);
-    }
-  }
-}
-
 void requireUsable(const Picture& picture, const char* what) {
   const auto [width, height] = picture.size();
   if (picture.isEmpty() || !isUsableSize(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height))) {
@@ -258,7 +236,7 @@ private:
 
   static void deliver(const Picture& result, Picture& output) {
     if (output.layout() == PixelLayout::kYuy2) {
-      fillYuy2(result, output);
+      convertToYuy2(result, output);
       return;
     }
     for (std::size_t row = 0; row < result.rowCount(); ++row) {
