@@ -1,9 +1,9 @@
-// Clips: how much of the library's own frame rate is left when frames come out of a clip and go into another one, and what
-// steadying them costs on that way.
+// Clips: how much of the library's own frame rate is left when frames are decoded from a clip and encoded into another one, and
+// what steadying them costs.
 //
-// All sides draw the same frames, in turns, in one run: the library alone, with the frames in memory; the whole way of
+// All sides restyle the same frames, in turns, in one run: the library alone, with the frames in memory; the whole way of
 // vorin-stylize, decoding ahead and encoding behind; and the same with --steady. A device that is the processor itself shares it
-// with the codecs, so what they cost alone is told too.
+// with the codecs, so what they cost alone is printed too.
 #include "photo_like_picture.h"
 #include "sources_and_sinks.h"
 #include "vorin_stt.h"
@@ -39,7 +39,7 @@ constexpr std::array kClips = {
     ClipRow{"lightgrey", media::Style::kLightGrey, kLarge, 40}, ClipRow{"lightgrey", media::Style::kLightGrey, kSmall, 80},
     ClipRow{"cartoon", media::Style::kCartoon, kLarge, 40},     ClipRow{"cartoon", media::Style::kCartoon, kSmall, 80}};
 
-// A photo that the camera pans over, as H.264.
+// Writes a clip, as H.264, of a camera that pans over a picture.
 void makeClip(const fs::path& clip, media::Size size, int frames) {
   constexpr int kStep = 4; // pixels a frame
   const int wide = size.width + kStep * frames;
@@ -97,9 +97,9 @@ public:
 
   bool isReady() const { return is_ready_; }
 
-  void draw(const media::Picture& frame, media::Picture& drawing) {
+  void restyle(const media::Picture& frame, media::Picture& result) {
     const SttFrame input = descriptorOf(frame);
-    SttFrame output = descriptorOf(drawing);
+    SttFrame output = descriptorOf(result);
     object_->ProcessFrame(context_, &input, nullptr, &output);
   }
 
@@ -121,7 +121,7 @@ public:
 
   void apply(const media::Picture& source, media::Picture& picture) override {
     media::Picture result(picture.layout(), picture.size());
-    library_.draw(source, result);
+    library_.restyle(source, result);
     picture = std::move(result);
   }
 
@@ -143,13 +143,13 @@ double clipRate(const fs::path& clip, const fs::path& output, std::span<media::E
 // The library's own, on the frames of the clip. They are decoded in between, off the clock.
 double libraryRate(const fs::path& clip, Library& library) {
   const std::unique_ptr<media::Source> source = media::openSource(clip);
-  media::Picture drawing(media::PixelLayout::kNv12, source->info().size);
+  media::Picture result(media::PixelLayout::kNv12, source->info().size);
   std::chrono::duration<double> elapsed{};
   int frames = 0;
   while (const std::optional<media::Item> item = source->next()) {
     if (const auto* frame = std::get_if<media::Frame>(&*item)) {
       const auto start = std::chrono::steady_clock::now();
-      library.draw(frame->picture, drawing);
+      library.restyle(frame->picture, result);
       elapsed += std::chrono::steady_clock::now() - start;
       ++frames;
     }
@@ -173,20 +173,20 @@ struct Sides {
 
 // In turns.
 Sides measure(Library& library, media::Style style, const fs::path& clip, const fs::path& folder) {
-  const fs::path output = folder / "drawn.mp4";
+  const fs::path output = folder / "restyled.mp4";
   LibraryEffect restyle(library);
   media::Steady steady(style);
-  const std::array<media::Effect*, 1> draw = {&restyle};
-  const std::array<media::Effect*, 2> draw_steadily = {&restyle, &steady};
-  clipRate(clip, output, draw); // the first frames build kernels
+  const std::array<media::Effect*, 1> plain = {&restyle};
+  const std::array<media::Effect*, 2> restyle_steadily = {&restyle, &steady};
+  clipRate(clip, output, plain); // the first frames build kernels
   Sides sides{};
   for (std::size_t round = 0; round < kRounds; ++round) {
     sides.alone[round] = libraryRate(clip, library);
-    sides.steadied[round] = clipRate(clip, output, draw_steadily);
-    sides.whole[round] = clipRate(clip, output, draw);
-    // The drawings themselves through the codecs, once more.
-    fs::copy_file(output, folder / "drawings.mp4", fs::copy_options::overwrite_existing);
-    sides.codecs[round] = clipRate(folder / "drawings.mp4", output, {});
+    sides.steadied[round] = clipRate(clip, output, restyle_steadily);
+    sides.whole[round] = clipRate(clip, output, plain);
+    // The results themselves through the codecs, once more.
+    fs::copy_file(output, folder / "results.mp4", fs::copy_options::overwrite_existing);
+    sides.codecs[round] = clipRate(folder / "results.mp4", output, {});
   }
   return sides;
 }

@@ -217,7 +217,7 @@ CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& outpu
     const AVStream& stream = *source.context->streams[index];
     if (!isCopied(source, index)) {
       if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && index != source.video_index) {
-        warnings_.emplace_back("the clip has more than one video track: only the main one is drawn, the others are left out");
+        warnings_.emplace_back("the clip has more than one video track: only the main one is restyled, the others are left out");
       }
       continue;
     }

@@ -161,7 +161,7 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   const fs::file_status status = fs::status(file, error);
   requireExists(file);
   if (fs::is_directory(status)) {
-    static_cast<void>(fs::directory_iterator(file, error)); // of many photos, a folder gets here because it cannot be read
+    static_cast<void>(fs::directory_iterator(file, error)); // a folder among many inputs is here because it cannot be read
     throw unreadable(file, error ? "cannot be read (" + error.message() + "): check its permissions"
                                  : "is a folder: name an image file in it");
   }

@@ -187,7 +187,7 @@ private:
       }
       if (!line.starts_with(kFrameWord)) {
         damage_.push_back(info_.name + " goes on with something that is no frame of Y4M behind frame " + std::to_string(frames_) +
-                          ": what came before was drawn");
+                          ": the frames before it were restyled");
         return false;
       }
     }
@@ -208,7 +208,7 @@ private:
     if (bytes_of_frame > 0) {
       damage_.push_back(info_.name + " ends in the middle of frame " + std::to_string(frames_ + 1) + " (" +
                         std::to_string(bytes_of_frame) + " of " + std::to_string(bytes_.size()) +
-                        " bytes): the frames before it were drawn");
+                        " bytes): the frames before it were restyled");
     }
     return false;
   }

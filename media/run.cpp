@@ -16,14 +16,14 @@ namespace {
 // Hands items from one thread to another, with a limit on the bytes that wait in it.
 //
 // Either side may end it: close() after the last item, abort() when the rest is no longer wanted. An item larger than the limit
-// passes when it is alone. Waiting for room looks at a cancellation flag, which a signal handler may set: nobody can wake the
-// waiting from there.
+// passes when it is alone. Waiting for room looks at a cancellation flag, which a signal handler may set: it cannot wake
+// a waiting thread.
 template <typename Value> class BoundedQueue {
 public:
   BoundedQueue(std::size_t capacity_bytes, const std::atomic<bool>& cancelled)
       : capacity_bytes_(capacity_bytes), cancelled_(cancelled) {}
 
-  // False when nobody takes items any more; the item is gone then.
+  // False when the other side has aborted; the item is lost then.
   bool push(Value&& value, std::size_t bytes) {
     std::unique_lock lock(mutex_);
     waitFor(lock, [&] { return cancelled_ || waiting_bytes_ == 0 || waiting_bytes_ + bytes <= capacity_bytes_; });
@@ -130,8 +130,8 @@ public:
     return drawn_.push(std::move(item), bytes);
   }
 
-  // Waits until all is written. When cancelled, also meanwhile, what has been drawn is still written, if nobody is to be waited
-  // for and it takes no time worth mentioning; what has been read is not wanted any more.
+  // Waits until all is written. After a cancellation, frames that the effects have finished are still written as long as that
+  // takes no noticeable time; frames that were only read are dropped.
   void join() {
     constexpr std::chrono::milliseconds kPatience(100);
     drawn_.close();
@@ -145,13 +145,13 @@ public:
     }
     writer_.join();
     read_.abort();
-    source_.interrupt(); // where the sink has failed, the reader may wait for bytes that nobody wants any more
+    source_.interrupt(); // where the sink has failed, the reader may still wait for bytes
     reader_.join();
     rethrow();
   }
 
 private:
-  // Looks at the flags from time to time: nobody can wake the waiting from a signal handler.
+  // Polls the flags: a signal handler cannot wake a waiting thread.
   template <typename GiveUp> void waitForWriter(const GiveUp& gives_up) {
     constexpr std::chrono::milliseconds kLook(20);
     while (!writer_is_done_ && !gives_up()) {
@@ -199,7 +199,7 @@ private:
   BoundedQueue<Item> read_;
   BoundedQueue<Item> drawn_;
   const std::atomic<bool>& cancelled_;
-  std::atomic<bool> writer_has_begun_ = false; // what is drawn first is written, so that there is an output
+  std::atomic<bool> writer_has_begun_ = false; // the first result is written, so that there is an output
   std::atomic<bool> writer_is_done_ = false;
   std::exception_ptr source_failure_; // each set by its thread, read after its end
   std::exception_ptr sink_failure_;

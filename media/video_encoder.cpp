@@ -11,8 +11,8 @@
 namespace vorin::media {
 namespace {
 
-// What the encoders are used with. The speeds are such that encoding does not hold up the drawing, and that few frames wait in
-// the encoder: what waits there, a cancelled run must encode or lose.
+// The settings of the encoders. They are fast enough not to hold up the restyling, and keep few frames waiting in the encoder: a
+// cancelled run must encode or lose those.
 struct EncoderRow {
   std::string_view name;       // as the user may call it
   std::string_view other_name; // the same where there is none
@@ -97,7 +97,7 @@ void setQuality(AVCodecContext& context, const SinkOptions& options) {
   }
 }
 
-// libx265 leaves that of a clip of one or two frames to chance; they do not change places.
+// libx265 gives no usable decode time for clips of one or two frames. They are not reordered, so it equals the presentation time.
 std::int64_t decodeNumber(const AVPacket& packet) {
   constexpr std::int64_t kFarthest = 32; // from the packet's place among the pictures
   const bool is_by_chance = packet.dts > packet.pts || packet.dts < packet.pts - kFarthest;

@@ -218,7 +218,7 @@ private:
 
   // A filter that was lost on the way gives one colour, most often black; real results are dark on white, even of a black input.
   static void requireFiltered(const Picture& input, const Picture& output) {
-    constexpr int kFewPixels = 64; // so few may well come out in one colour
+    constexpr int kFewPixels = 64; // so few may well have one colour
     const cv::Mat pixels = matOver(output);
     const int colours = std::min(pixels.channels(), 3);
     const bool is_black = isOneColour(pixels) &&
@@ -228,7 +228,7 @@ private:
     }
     if (!is_black && input.size().width * input.size().height < kFewPixels) {
       throw Error(ErrorKind::kInputOutput, "a picture of " + sizeText(input.size()) +
-                                               " pixels is too small, its drawing has one colour only: use a larger one");
+                                               " pixels is too small: its result has one colour only; use a larger one");
     }
     throw Error(ErrorKind::kDevice, "the device cannot draw a picture of " + sizeText(input.size()) +
                                         " pixels: use a smaller one or another --device");

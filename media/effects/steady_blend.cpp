@@ -122,7 +122,7 @@ namespace {
 // ---- Pictures ----
 
 constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is renewed once
-constexpr float kRim = 2 * kTile;   // pixels from a picture's edge in which styles draw what belongs to the edge
+constexpr float kRim = 2 * kTile;   // pixels from a picture's edge in which styles put lines that belong to the edge
 constexpr float kLeastDrift = 0.5F; // pixels a frame: of less, the trail fades before it shows
 
 void require(bool is_usable) {

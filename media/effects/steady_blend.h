@@ -1,10 +1,11 @@
-// Steadies a stylised film: each picture is blended with the steadied picture before it, moved along with the film's own motion.
+// steady_blend.h: steadies a restyled clip. Each result is blended with the steadied result before it, moved along with the
+// motion of the clip.
 //
-// Idea: a style draws every frame afresh and answers noise with a flicker of whole strokes. What the scene keeps, the drawing
-// should keep: the history gets most of the weight wherever the film says that the scene is the same, and none where it is not
-// (see source_motion.h). Strokes fade into each other by that. Dots cannot: two patterns of dots blended are a grey. A drawing in
+// Idea: a style restyles every frame afresh and answers noise with a flicker of whole strokes. What the scene keeps, the result
+// should keep: the history gets most of the weight wherever the clip says that the scene is the same, and none where it is not
+// (see source_motion.h). That lets strokes fade into each other. Dots cannot: two blended patterns of dots are grey. A result in
 // dots carries them along as they are, by whole pixels, and renews them a few tiles at a time; what rounding owes a tile is kept
-// for the next frame. What comes in from a picture's edge has no history: styles draw lines there that belong to the edge.
+// for the next frame. What comes in from a picture's edge has no history: styles put lines there that belong to the edge.
 #pragma once
 
 #include "effects/source_motion.h"
@@ -75,10 +76,10 @@ public:
   // where a picture moves by parts of a pixel.
   explicit SteadyBlend(Texture texture, double memory = kUsualMemory) : texture_(texture), kept_(memory), motion_(memory) {}
 
-  // For each of the film's frames, in order: see, then apply. Both throw std::invalid_argument for other kinds of images.
+  // For each of the clip's frames, in order: see, then apply. Both throw std::invalid_argument for other kinds of images.
   //
-  // Follows the film's motion, most of the work; it needs no stylised picture, so it may run on another thread while that is
-  // drawn. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture_size: of the picture to come.
+  // Follows the clip's motion, most of the work; it needs no stylised picture, so it may run on another thread while that is
+  // made. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture_size: of the picture to come.
   void see(const cv::Mat& source, cv::Size picture_size);
 
   // The frame's stylised picture, steadied; it stays as it is until the next call. picture: 8-bit, 3 channels. The first one
