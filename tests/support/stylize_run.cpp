@@ -7,7 +7,7 @@
 
 namespace vorin::tests {
 
-cv::Mat makePhoto(cv::Size size) {
+cv::Mat makePicture(cv::Size size) {
   const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
   cv::Mat blocks(half, CV_8UC3);
   for (int row = 0; row < half.height; ++row) {
@@ -23,9 +23,17 @@ cv::Mat makePhoto(cv::Size size) {
   cv::RNG random(20);
   random.fill(grain, cv::RNG::UNIFORM, 0, 30);
   blocks += grain;
-  cv::Mat photo;
-  cv::resize(blocks, photo, half * 2, 0, 0, cv::INTER_NEAREST);
-  return photo(cv::Rect({0, 0}, size)).clone();
+  cv::Mat picture;
+  cv::resize(blocks, picture, half * 2, 0, 0, cv::INTER_NEAREST);
+  return picture(cv::Rect({0, 0}, size)).clone();
+}
+
+testing::AssertionResult areEqual(const cv::Mat& a, const cv::Mat& b, double tolerance) {
+  if (a.size() != b.size() || a.type() != b.type()) {
+    return testing::AssertionFailure() << a.size() << " and " << b.size() << ", types " << a.type() << " and " << b.type();
+  }
+  const double difference = cv::norm(a, b, cv::NORM_INF);
+  return (difference <= tolerance ? testing::AssertionSuccess() : testing::AssertionFailure()) << "difference " << difference;
 }
 
 void expectFailure(const ChildResult& result, int exit_status, const std::string& said) {
@@ -53,13 +61,9 @@ std::vector<std::string> StylizeRun::inFolder(std::vector<std::string> arguments
   return arguments;
 }
 
-std::string StylizeRun::photo(const std::string& name, cv::Size size) const {
-  savePicture(file(name), makePhoto(size));
+std::string StylizeRun::image(const std::string& name, cv::Size size) const {
+  savePicture(file(name), makePicture(size));
   return file(name);
-}
-
-std::filesystem::path StylizeRun::standInRuntime() {
-  return std::filesystem::path(program()).parent_path() / "softgpu" / "runtime";
 }
 
 std::string StylizeRun::program() {
@@ -85,8 +89,8 @@ ChildResult StylizeRun::runCancelled(std::vector<std::string> arguments, ChildSe
   return child.wait();
 }
 
-ChildResult StylizeRun::draw(std::vector<std::string> more, const ChildSetting& setting) const {
-  more.insert(more.begin(), {photo("photo.png", {61, 47}), "-o", file("out.png")});
+ChildResult StylizeRun::restyle(std::vector<std::string> more, const ChildSetting& setting) const {
+  more.insert(more.begin(), {image("photo.png"), "-o", file("out.png")});
   return run(more, setting);
 }
 

@@ -1,21 +1,21 @@
-// What the tests of vorin-stylize share: a folder to work in, photos to work on, and the program under three kinds of machine.
+// What the tests of vorin-stylize share: a folder to work in, images to work on, and the program under three kinds of machine.
 #pragma once
 
 #include "support/child_process.h"
 #include "support/test_environment.h"
 
+#include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace vorin::tests {
 
-// A reproducible photo: soft colours, hard edges and grain. Each 2 x 2 pixels have one colour, so that the formats in which
+// A reproducible picture: soft colours, hard edges and grain. Each 2 x 2 pixels have one colour, so that the layouts in which
 // neighbours share colour lose nothing by it.
-cv::Mat makePhoto(cv::Size size);
+cv::Mat makePicture(cv::Size size);
 
 // Writes an image file of the kind that the name stands for: by OpenCV, or on Windows, where it has no codecs, by the system's.
 void savePicture(const std::string& file, const cv::Mat& bgr);
@@ -23,11 +23,11 @@ void savePicture(const std::string& file, const cv::Mat& bgr);
 // Empty where there is no picture.
 cv::Mat loadPicture(const std::string& file);
 
-// Whether JPEG files get the quality that the program asks for. Wine's encoder has its own.
-bool jpegQualityIsKept();
-
 // A PNG file by the bytes, uncompressed: 8 or 16 bits, one, three or four channels.
 std::string pngBytes(const cv::Mat& picture);
+
+// Whether no pixel differs by more than the tolerance.
+testing::AssertionResult areEqual(const cv::Mat& a, const cv::Mat& b, double tolerance = 0);
 
 // Expects a run that ended with the status and said nothing but one line on standard error, which holds the text.
 void expectFailure(const ChildResult& result, int exit_status, const std::string& said);
@@ -40,30 +40,28 @@ public:
   // The arguments, where a "%" in front stands for the folder.
   std::vector<std::string> inFolder(std::vector<std::string> arguments) const;
 
-  // Writes the photo into the folder and gives its path.
-  std::string photo(const std::string& name, cv::Size size) const;
+  // Writes the picture of makePicture into the folder and returns its path.
+  std::string image(const std::string& name, cv::Size size = {61, 47}) const;
 
   // The settings of a machine with the stand-in GPU, of one without any GPU, and of one whose GPU is listed but has no OpenCL
-  // driver.
-  static ChildSetting withGpu(const std::filesystem::path& runtime = standInRuntime());
+  // driver. The program unpacks networks below cacheFolder().
+  static ChildSetting withGpu();
   static ChildSetting withoutGpu();
   static ChildSetting withGpuThatDoesNotDraw();
+  static std::filesystem::path cacheFolder();
+  static void setCacheFolder(ChildSetting& setting, const std::filesystem::path& folder);
 
-  static std::filesystem::path standInRuntime(); // the inference runtime's folder
   static std::string program();
   static std::string programName(); // of its file
-  static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting);
+  static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting = withGpu());
   // With Ctrl-C as soon as the condition holds.
   static ChildResult runCancelled(std::vector<std::string> arguments, ChildSetting setting,
                                   const std::function<bool()>& condition);
-  // Draws photo.png, of 61 x 47 pixels, into out.png.
-  ChildResult draw(std::vector<std::string> more, const ChildSetting& setting) const;
+  // Restyles photo.png into out.png.
+  ChildResult restyle(std::vector<std::string> more, const ChildSetting& setting = withGpu()) const;
 
-  // Copies the program into a folder; the copy finds the library where the program has it.
-  static std::string copyProgram(const std::filesystem::path& folder, ChildSetting& setting);
-
-  // Keeps the program from loading a network while it lives.
-  static std::shared_ptr<void> holdTurn();
+  // Copies the program and its library into a folder, without the software device.
+  static std::string copyProgram(const std::filesystem::path& folder);
 
 private:
   TemporaryFolder folder_;

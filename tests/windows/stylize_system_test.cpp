@@ -1,8 +1,6 @@
 // vorin-stylize on Windows: the system's decoders, the code page, and a software device without filters.
-#include "exit_status.h"
-#include "image_file.h"
-#include "program_files.h"
-#include "support/package_bytes.h"
+#include "files.h"
+#include "sources_and_sinks.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
@@ -17,33 +15,39 @@ TEST(StylizeOnWindows, SoftwareDeviceServesTheNeuralStylesOnly) {
   const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
   ChildSetting setting = StylizeRun::withoutGpu();
   setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"VORIN_SOFTGPU", std::nullopt}, {"WINEPATH", std::nullopt}};
-  expectFailure(run.draw({"--style", "pencil"}, setting), 4, "on Windows it serves the neural styles");
+  expectFailure(run.restyle({"--style", "pencil"}, setting), 4, "on Windows it serves the neural styles");
   EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
-  const ChildResult neural = run.draw({"--style", "cartoon", "--models", package.folder(), "--device", "software"}, setting);
+  const ChildResult neural = run.restyle({"--style", "cartoon", "--models", package.folder(), "--device", "software"}, setting);
   EXPECT_EQ(neural.exit_status, 0) << neural.standard_error;
   EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
+}
+
+// Stand-ins that are said to be active but show no GPU must not make the program start itself again and again.
+TEST(StylizeOnWindows, NeverStartsItselfTwice) {
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.variables["VORIN_SOFTGPU"] = std::string("1");
+  expectFailure(StylizeRun().restyle({"--style", "pencil"}, setting), 4, "");
 }
 
 // These bytes are a whole WebP file as far as its structure goes. Windows has a decoder only where the user has installed one.
 TEST(StylizeOnWindows, FormatWithoutADecoderIsNamedAsSuch) {
   const StylizeRun run;
-  const std::string content(24, '1');
   const std::string head("RIFF\x2C\0\0\0WEBPVP8L\x20\0\0\0\x2F\x3C\x80\x0B\0", 25);
   writeFile(run.file("photo.webp"), head + std::string(52 - head.size(), '1'));
   try {
-    stylize::readPicture(run.file("photo.webp"));
+    media::openImageSource(run.file("photo.webp"));
     FAIL() << "there is a decoder";
-  } catch (const stylize::Failure& failure) {
-    EXPECT_NE(std::string(failure.what()).find("no decoder"), std::string::npos) << failure.what();
+  } catch (const Error& error) {
+    EXPECT_NE(std::string(error.what()).find("no decoder"), std::string::npos) << error.what();
   }
 }
 
 // The tests have no manifest, so their code page is the system's, 1252 in these; the program's is UTF-8.
 TEST(StylizeOnWindows, PathsBeyondTheCodePageAreNoNarrowText) {
-  EXPECT_EQ(stylize::narrowText(L"c:\\models"), "c:\\models");
-  EXPECT_EQ(stylize::narrowText(L"M\u00F6we"), "M\xF6we");
-  EXPECT_EQ(stylize::narrowText(L"\u96EA"), std::nullopt);
-  EXPECT_EQ(stylize::narrowText(L"\u03B1"), std::nullopt); // not the "a" that looks alike
+  EXPECT_EQ(base::narrowText(L"c:\\models"), "c:\\models");
+  EXPECT_EQ(base::narrowText(L"M\u00F6we"), "M\xF6we");
+  EXPECT_EQ(base::narrowText(L"\u96EA"), std::nullopt);
+  EXPECT_EQ(base::narrowText(L"\u03B1"), std::nullopt); // not the "a" that looks alike
 }
 
 TEST(StylizeOnWindows, ModelsMayLieInAFolderOfAnyName) {
@@ -54,7 +58,7 @@ TEST(StylizeOnWindows, ModelsMayLieInAFolderOfAnyName) {
   ChildSetting setting = StylizeRun::withGpu();
   setting.working_folder = run.folder();
   const ChildResult result =
-      StylizeRun::run({run.photo("photo.png", {61, 47}), "-o", "out.png", "--style", "cartoon", "--models", "雪 мо"}, setting);
+      StylizeRun::run({run.image("photo.png"), "-o", "out.png", "--style", "cartoon", "--models", "雪 мо"}, setting);
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
 }
 

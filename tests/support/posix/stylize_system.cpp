@@ -3,16 +3,15 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <cstdlib>
-#include <fcntl.h>
 #include <stdexcept>
-#include <sys/file.h>
-#include <unistd.h>
 
 namespace vorin::tests {
 namespace {
 
-std::filesystem::path buildFolder() {
-  return std::filesystem::path(StylizeRun::program()).parent_path();
+namespace fs = std::filesystem;
+
+fs::path buildFolder() {
+  return fs::path(StylizeRun::program()).parent_path();
 }
 
 } // namespace
@@ -27,15 +26,20 @@ cv::Mat loadPicture(const std::string& file) {
   return cv::imread(file, cv::IMREAD_UNCHANGED);
 }
 
-bool jpegQualityIsKept() {
-  return true;
+fs::path StylizeRun::cacheFolder() {
+  return buildFolder() / "tests" / "stylize_cache";
 }
 
-ChildSetting StylizeRun::withGpu(const std::filesystem::path& runtime) {
-  ChildSetting setting;
-  setting.variables = {{"OPENCL_LAYERS", (buildFolder() / "softgpu" / "libvorin_softgpu_opencl.so").string()},
-                       {"LD_LIBRARY_PATH", runtime.string()},
-                       {"VORIN_SOFTGPU", "1"}};
+void StylizeRun::setCacheFolder(ChildSetting& setting, const fs::path& folder) {
+  setting.variables["XDG_CACHE_HOME"] = folder.string();
+  setting.variables["POCL_CACHE_DIR"] = (cacheFolder() / "pocl").string(); // or each folder costs a compilation
+}
+
+ChildSetting StylizeRun::withGpu() {
+  ChildSetting setting = withoutGpu();
+  setting.variables["OPENCL_LAYERS"] = (buildFolder() / "softgpu" / "libvorin_softgpu_opencl.so").string();
+  setting.variables["LD_LIBRARY_PATH"] = (buildFolder() / "softgpu" / "runtime").string();
+  setting.variables["VORIN_SOFTGPU"] = std::string("1");
   return setting;
 }
 
@@ -46,29 +50,22 @@ ChildSetting StylizeRun::withoutGpu() {
   setting.variables = {{"OPENCL_LAYERS", std::nullopt},
                        {"LD_LIBRARY_PATH", libraries == nullptr ? std::nullopt : std::optional<std::string>(libraries)},
                        {"VORIN_SOFTGPU", std::nullopt}};
+  fs::create_directories(cacheFolder() / "pocl");
+  setCacheFolder(setting, cacheFolder());
   return setting;
 }
 
 ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
   ChildSetting setting = withoutGpu();
-  setting.variables["LD_LIBRARY_PATH"] = standInRuntime().string();
+  setting.variables["LD_LIBRARY_PATH"] = (buildFolder() / "softgpu" / "runtime").string();
   return setting;
 }
 
-std::string StylizeRun::copyProgram(const std::filesystem::path& folder, ChildSetting& setting) {
-  const std::filesystem::path copy = folder / programName();
-  std::filesystem::copy_file(program(), copy);
-  auto& folders = setting.variables["LD_LIBRARY_PATH"];
-  folders = folders.value_or("") + ":" + buildFolder().string();
-  return copy.string();
-}
-
-std::shared_ptr<void> StylizeRun::holdTurn() {
-  const int descriptor = open(program().c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0 || flock(descriptor, LOCK_EX) != 0) {
-    throw std::runtime_error("cannot take the turn");
-  }
-  return {nullptr, [descriptor](void*) { close(descriptor); }};
+std::string StylizeRun::copyProgram(const fs::path& folder) {
+  constexpr const char* kLibrary = "libvorin_stt_embedded.so";
+  fs::copy_file(program(), folder / programName());
+  fs::create_symlink(buildFolder() / kLibrary, folder / kLibrary);
+  return (folder / programName()).string();
 }
 
 } // namespace vorin::tests

@@ -1,12 +1,9 @@
-#include "image_file.h"
-#include "support/package_bytes.h"
+#include "picture_mat.h"
+#include "sources_and_sinks.h"
 #include "support/stylize_run.h"
-#include "utf8_path.h"
+#include "text.h"
 
 #include <cstdlib>
-#include <exception>
-#include <stdexcept>
-#include <windows.h>
 
 namespace vorin::tests {
 namespace {
@@ -25,64 +22,55 @@ std::string pathWith(const fs::path& folder) {
 } // namespace
 
 void savePicture(const std::string& file, const cv::Mat& bgr) {
-  if (file.ends_with(".png")) {
-    writeFile(file, pngBytes(bgr));
-    return;
-  }
-  const std::vector<std::uint8_t> bytes = stylize::encodePicture(base::pathFromUtf8(file), bgr);
-  writeFile(file, std::string(bytes.begin(), bytes.end()));
+  const std::unique_ptr<media::Sink> sink = media::openImageSink(base::pathFromUtf8(file), {bgr.cols, bgr.rows}, true);
+  sink->write(media::Frame{media::pictureFromBgr(bgr)});
+  sink->finish();
 }
 
 cv::Mat loadPicture(const std::string& file) {
   try {
-    return stylize::readPicture(base::pathFromUtf8(file));
-  } catch (const std::exception&) {
+    std::optional<media::Item> item = media::openImageSource(base::pathFromUtf8(file))->next();
+    return media::bgrOf(std::get<media::Frame>(item.value()).picture).clone();
+  } catch (const Error&) {
     return {};
   }
 }
 
-bool jpegQualityIsKept() {
-  return GetProcAddress(GetModuleHandleA("ntdll"), "wine_get_version") == nullptr;
+fs::path StylizeRun::cacheFolder() {
+  return buildFolder() / "tests" / "stylize_cache";
+}
+
+void StylizeRun::setCacheFolder(ChildSetting& setting, const fs::path& folder) {
+  setting.variables["LOCALAPPDATA"] = fs::path(folder).make_preferred().string();
 }
 
 // The OpenCL stand-in stays as the tests were started with it: it belongs to the system below Wine.
-ChildSetting StylizeRun::withGpu(const fs::path& runtime) {
-  ChildSetting setting;
-  setting.variables = {{"PATH", pathWith(runtime)}, {"VORIN_SOFTGPU", "1"}};
+ChildSetting StylizeRun::withGpu() {
+  ChildSetting setting = withoutGpu();
+  setting.variables["PATH"] = pathWith(buildFolder() / "softgpu" / "runtime");
+  setting.variables["VORIN_SOFTGPU"] = std::string("1");
   return setting;
 }
 
 ChildSetting StylizeRun::withoutGpu() {
   ChildSetting setting;
   setting.variables = {{"PATH", pathWith(VORIN_RUNTIME_FOLDER)}, {"VORIN_SOFTGPU", std::nullopt}};
+  fs::create_directories(cacheFolder());
+  setCacheFolder(setting, cacheFolder());
   return setting;
 }
 
 // The OpenCL stand-in can only be taken away where Wine starts.
 ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
   ChildSetting setting;
-  const fs::path runtime = standInRuntime().make_preferred();
+  const fs::path runtime = (buildFolder() / "softgpu" / "runtime").make_preferred();
   setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"WINEPATH", runtime.string()}, {"VORIN_SOFTGPU", std::nullopt}};
   return setting;
 }
 
-std::string StylizeRun::copyProgram(const fs::path& folder, ChildSetting& setting) {
-  const fs::path copy = folder / programName();
-  fs::copy_file(program(), copy);
-  auto& folders = setting.variables["PATH"];
-  folders = folders.value_or("") + ";" + buildFolder().make_preferred().string();
-  return copy.string();
-}
-
-std::shared_ptr<void> StylizeRun::holdTurn() {
-  OVERLAPPED place = {};
-  place.OffsetHigh = 0x40000000; // where the program has its lock
-  HANDLE file = CreateFileW(fs::path(program()).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE || LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) == FALSE) {
-    throw std::runtime_error("cannot take the turn");
-  }
-  return {file, [](void* handle) { CloseHandle(handle); }};
+std::string StylizeRun::copyProgram(const fs::path& folder) {
+  fs::copy_file(program(), folder / programName());
+  return (folder / programName()).string();
 }
 
 } // namespace vorin::tests
