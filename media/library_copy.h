@@ -10,6 +10,7 @@
 // standInsAreActive.
 #pragma once
 
+#include "vorin_media.hpp"
 #include "vorin_stt.h"
 
 #include <filesystem>
@@ -76,5 +77,10 @@ bool softwareNeedsOwnProcess();
 
 // What a user may do where the software device's filters do not work.
 const char* filterAdvice();
+
+// Where softwareNeedsOwnProcess is true: runs this program again, with the same arguments, in a process that is a software
+// device, and returns its exit status. reason: why that device was taken; the process reports it. Throws kDevice where the
+// software device is not installed or does not start.
+int runAsSoftwareDevice(Precision precision, const std::string& reason);
 
 } // namespace vorin::media

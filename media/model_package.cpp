@@ -2,6 +2,7 @@
 
 #include "files.h"
 #include "modelpack/model_package_format.h"
+#include "sha256.h"
 #include "text.h"
 
 #include <algorithm>
@@ -106,6 +107,14 @@ const modelpack::NamedNetwork& networkOf(Style style, const std::string& name) {
 ModelPackage::ModelPackage(const fs::path& named)
     : folder_(findFolder(named)), file_(folder_ / modelpack::kPackageFileName), directory_(readDirectory(file_)) {
   library_folder_ = libraryFolderOf(folder_, file_);
+}
+
+std::string ModelPackage::sum() const {
+  return base::sha256OfFile(file_, 0, fs::file_size(file_));
+}
+
+std::string ModelPackage::sumOf(const modelpack::PackageEntry& entry) const {
+  return base::sha256OfFile(file_, entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey);
 }
 
 void ModelPackage::requireNetwork(Style style, const modelpack::NamedNetwork& network) const {

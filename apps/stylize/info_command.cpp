@@ -1,10 +1,8 @@
 #include "commands.h"
 #include "library_copy.h"
 #include "model_package.h"
-#include "modelpack/model_package_format.h"
 #include "options.h"
 #include "report.h"
-#include "sha256.h"
 #include "text.h"
 
 #include <algorithm>
@@ -45,11 +43,9 @@ std::string styleOf(const std::string& entry) {
 
 SummedPackage summed(const media::ModelPackage& package) {
   SummedPackage sums = {base::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
-  sums.sha256 = base::sha256OfFile(package.file(), 0, sums.size_bytes);
+  sums.sha256 = package.sum();
   for (const modelpack::PackageEntry& entry : package.directory().entries) {
-    sums.entries.push_back({entry,
-                            base::sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey),
-                            styleOf(entry.name)});
+    sums.entries.push_back({entry, package.sumOf(entry), styleOf(entry.name)});
   }
   return sums;
 }

@@ -5,7 +5,6 @@
 #include "effects/device_choice.h"
 #include "options.h"
 #include "report.h"
-#include "restart.h"
 #include "terminal.h"
 
 #include <iostream>
@@ -62,7 +61,8 @@ ExitStatus runProgram(int count, char** arguments) {
     options = stylize::parseOptions(line.count(), line.arguments());
     return runAndFlush(options);
   } catch (const media::NeedsOwnProcess& need) {
-    return stylize::runOnSoftwareDevice(options.restyler.precision, need.reason());
+    base::throwIfCancelled();
+    return static_cast<ExitStatus>(media::runAsSoftwareDevice(options.restyler.precision, need.reason()));
   } catch (const Error& error) {
     return fail(options.json, error);
   }

@@ -12,6 +12,7 @@
 #include <link.h>
 #include <mutex>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -224,6 +225,10 @@ bool softwareNeedsOwnProcess() {
 
 const char* filterAdvice() {
   return "check that PoCL (pocl-opencl-icd) is installed, and that $HOME, or the folder in POCL_CACHE_DIR, is writable";
+}
+
+int runAsSoftwareDevice(Precision /*precision*/, const std::string& /*reason*/) {
+  throw std::logic_error("the software device works inside the process on this system");
 }
 
 } // namespace vorin::media
