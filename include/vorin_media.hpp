@@ -187,6 +187,7 @@ struct RestylerReport {
   std::string network;                /**< its entry in the package, without the file extension; empty for a filter */
   std::filesystem::path package;      /**< empty for a filter */
   std::string device;                 /**< its name */
+  std::string precision;              /**< of the software device's networks: "f32" or "bf16"; empty on a GPU */
   std::string device_reason;          /**< why it is this device */
   Size network_size;                  /**< at which a network of any size works */
   double load_ms = 0;                 /**< spent on loading a network for the last frame; 0: it was loaded already */

@@ -47,8 +47,12 @@ def main(source_folder):
         with open(includer, encoding="utf-8") as source:
             names = INCLUDE.findall(source.read())
         allowed = [room_of(includer)] + ROOMS[room_of(includer)]
-        faults += [f"{includer}: includes {path}, which its room may not use" for name in names
-                   for path in resolve(name, includer, files) if not any(below(path, folder) for folder in allowed)]
+        included = [path for name in names for path in resolve(name, includer, files)]
+        faults += [f"{includer}: includes {path}, which its room may not use" for path in included
+                   if not any(below(path, folder) for folder in allowed)]
+        if includer.endswith(".h"):
+            faults += [f"{includer}: is a header of the programs and includes another one, {path}" for path in included
+                       if below(includer, "apps") and below(path, "apps")]
     print("\n".join(faults) or f"include_order: {len(files)} files include only what their rooms may use")
     return 1 if faults else 0
 

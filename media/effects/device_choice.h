@@ -24,6 +24,7 @@ public:
 
   const std::string& name() const { return name_; }     // for the user
   const std::string& reason() const { return reason_; } // why it is this device
+  bool isSoftware() const { return is_software_; }
 
   // A new object of the library with the device selected.
   std::unique_ptr<LibraryObject> makeObject();
