@@ -2,6 +2,7 @@
 
 #include "files.h"
 #include "modelpack/model_package_format.h"
+#include "sha256.h"
 #include "text.h"
 
 #include <algorithm>
@@ -120,6 +121,10 @@ void ModelPackage::requireNetwork(Style style, const modelpack::NamedNetwork& ne
                    base::joined(absent) + ": build a package with " + (absent.size() == 1 ? "it" : "them") +
                    " (see vorin-pack --help)");
   }
+}
+
+std::string ModelPackage::sha256Of(const modelpack::PackageEntry& entry) const {
+  return base::sha256OfFile(file_, entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey);
 }
 
 Error ModelPackage::failedToLoad(Style style) const {

@@ -44,6 +44,9 @@ public:
   // check comes before there is one: a package must hold both (the float one under both names will do).
   void requireNetwork(Style style, const modelpack::NamedNetwork& network) const;
 
+  // The SHA-256 sum of an entry's content, in hexadecimal digits.
+  std::string sha256Of(const modelpack::PackageEntry& entry) const;
+
   // The error where the library does not load a network of this package, and where the network's results are blank.
   Error failedToLoad(Style style) const;
   Error failedToRun(Style style) const;

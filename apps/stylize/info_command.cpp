@@ -1,7 +1,6 @@
 #include "commands.h"
 #include "library_copy.h"
 #include "model_package.h"
-#include "modelpack/model_package_format.h"
 #include "options.h"
 #include "report.h"
 #include "sha256.h"
@@ -47,9 +46,7 @@ SummedPackage summed(const media::ModelPackage& package) {
   SummedPackage sums = {base::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
   sums.sha256 = base::sha256OfFile(package.file(), 0, sums.size_bytes);
   for (const modelpack::PackageEntry& entry : package.directory().entries) {
-    sums.entries.push_back({entry,
-                            base::sha256OfFile(package.file(), entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey),
-                            styleOf(entry.name)});
+    sums.entries.push_back({entry, package.sha256Of(entry), styleOf(entry.name)});
   }
   return sums;
 }
