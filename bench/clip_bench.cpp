@@ -1,15 +1,11 @@
-// Clips: how much of the library's own frame rate is left when frames come out of a clip and go into another one, and what
-// steadying them costs on that way.
+// Clips: how much of the library's own frame rate is left when frames are decoded from a clip and encoded into another one, and
+// what steadying them costs.
 //
-// All sides draw the same frames, in turns, in one run: the library alone, with the frames in memory; the whole way of
+// All sides restyle the same frames, in turns, in one run: the library alone, with the frames in memory; the whole way of
 // vorin-stylize, decoding ahead and encoding behind; and the same with --steady. A device that is the processor itself shares it
-// with the codecs, so what they cost alone is told too.
-#include "clip_reader.h"
-#include "clip_steadying.h"
-#include "clip_writer.h"
+// with the codecs, so what they cost alone is printed too.
 #include "photo_like_picture.h"
-#include "pipeline.h"
-#include "styles.h"
+#include "sources_and_sinks.h"
 #include "vorin_stt.h"
 
 #include <algorithm>
@@ -17,8 +13,6 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <functional>
-#include <future>
 #include <iomanip>
 #include <iostream>
 #include <memory>
@@ -33,59 +27,58 @@ constexpr media::Size kLarge = {1920, 1080};
 constexpr media::Size kSmall = {960, 540};
 
 struct ClipRow {
-  const char* style;
+  const char* name;
+  media::Style style;
   media::Size size;
   int frames; // so many that the clip's begin and end, where one side waits for the other, count for little
 };
 
-constexpr std::array kClips = {ClipRow{"pencil", kLarge, 60},    ClipRow{"pencil", kSmall, 160},
-                               ClipRow{"stipple", kLarge, 60},   ClipRow{"stipple", kSmall, 160},
-                               ClipRow{"lightgrey", kLarge, 40}, ClipRow{"lightgrey", kSmall, 80},
-                               ClipRow{"cartoon", kLarge, 40},   ClipRow{"cartoon", kSmall, 80}};
+constexpr std::array kClips = {
+    ClipRow{"pencil", media::Style::kPencilSketch, kLarge, 60}, ClipRow{"pencil", media::Style::kPencilSketch, kSmall, 160},
+    ClipRow{"stipple", media::Style::kStippling, kLarge, 60},   ClipRow{"stipple", media::Style::kStippling, kSmall, 160},
+    ClipRow{"lightgrey", media::Style::kLightGrey, kLarge, 40}, ClipRow{"lightgrey", media::Style::kLightGrey, kSmall, 80},
+    ClipRow{"cartoon", media::Style::kCartoon, kLarge, 40},     ClipRow{"cartoon", media::Style::kCartoon, kSmall, 80}};
 
-// A photo that the camera pans over, as H.264.
+// Writes a clip, as H.264, of a camera that pans over a picture.
 void makeClip(const fs::path& clip, media::Size size, int frames) {
   constexpr int kStep = 4; // pixels a frame
   const int wide = size.width + kStep * frames;
   const std::vector<std::uint8_t> photo = photoLikePicture(wide, size.height);
-  media::VideoInfo info;
+  media::SourceInfo info;
   info.size = size;
   info.frame_rate = {25, 1};
   info.time_base = {1, 25};
-  info.colours.matrix = 1;
-  media::ClipWriterOptions options;
+  detailsOf(info).colours.matrix = 1;
+  media::SinkOptions options;
   options.overwrite = true;
-  media::ClipWriter writer(clip, info, size, options);
+  const std::unique_ptr<media::Sink> sink = media::openSink(clip, info, size, options);
   for (int i = 0; i < frames; ++i) {
-    media::VideoFrame frame;
-    frame.picture = media::makePicture(media::PixelLayout::kBgra, size);
-    frame.time = i;
-    frame.duration = 1;
+    media::Frame frame = {media::Picture(media::PixelLayout::kBgra, size), i, 1};
     const auto row_bytes = static_cast<std::size_t>(size.width) * 4;
     for (int row = 0; row < size.height; ++row) {
       const auto from =
           (static_cast<std::size_t>(row) * static_cast<std::size_t>(wide) + static_cast<std::size_t>(i * kStep)) * 4;
-      std::memcpy(frame.picture.bytes.data() + static_cast<std::size_t>(row) * row_bytes, photo.data() + from, row_bytes);
+      std::memcpy(frame.picture.pixels() + static_cast<std::size_t>(row) * row_bytes, photo.data() + from, row_bytes);
     }
-    writer.write(std::move(frame));
+    sink->write(std::move(frame));
   }
-  writer.finish();
+  sink->finish();
 }
 
 SttFrame descriptorOf(const media::Picture& nv12) {
   SttFrame frame{};
   frame.memoryType = VORIN_MEM_SYSTEM;
-  frame.data = const_cast<std::uint8_t*>(nv12.bytes.data()); // written to only where the frame is an output
+  frame.data = const_cast<std::uint8_t*>(nv12.pixels()); // written to only where the frame is an output
   frame.pixelFormat = VORIN_FMT_NV12;
-  frame.width = static_cast<std::uint32_t>(nv12.size.width);
-  frame.height = static_cast<std::uint32_t>(nv12.size.height);
+  frame.width = static_cast<std::uint32_t>(nv12.size().width);
+  frame.height = static_cast<std::uint32_t>(nv12.size().height);
   frame.pitch = frame.width;
   return frame;
 }
 
 class Library {
 public:
-  Library(SttStyleType style, media::Size size) {
+  Library(media::Style style, media::Size size) {
     SttInterface* object = nullptr;
     SttFactory::Create(&object);
     object_.reset(object);
@@ -94,7 +87,7 @@ public:
     SttDeviceRecord* device = nullptr;
     object_->CreateDevice(&request, &device);
     object_->CreateContext(device, &context_);
-    set(SttCfgStyleType, style);
+    set(SttCfgStyleType, static_cast<std::int32_t>(style));
     set(SttCfgStyleIndex, 0);
     set(SttCfgWidth, size.width);
     set(SttCfgHeight, size.height);
@@ -104,9 +97,9 @@ public:
 
   bool isReady() const { return is_ready_; }
 
-  void draw(const media::Picture& frame, media::Picture& drawing) {
+  void restyle(const media::Picture& frame, media::Picture& result) {
     const SttFrame input = descriptorOf(frame);
-    SttFrame output = descriptorOf(drawing);
+    SttFrame output = descriptorOf(result);
     object_->ProcessFrame(context_, &input, nullptr, &output);
   }
 
@@ -122,28 +115,41 @@ private:
   bool is_ready_ = false;
 };
 
-// Frames a second of the whole way with this effect.
-double clipRate(const fs::path& clip, const fs::path& output, const media::FrameEffect& effect) {
-  const std::atomic<bool> never = false;
+class LibraryEffect final : public media::Effect {
+public:
+  explicit LibraryEffect(Library& library) : library_(library) {}
+
+  void apply(const media::Picture& source, media::Picture& picture) override {
+    media::Picture result(picture.layout(), picture.size());
+    library_.restyle(source, result);
+    picture = std::move(result);
+  }
+
+private:
+  Library& library_;
+};
+
+// Frames a second of the whole way with these effects.
+double clipRate(const fs::path& clip, const fs::path& output, std::span<media::Effect* const> effects) {
   const auto start = std::chrono::steady_clock::now();
-  media::ClipReader reader(clip);
-  media::ClipWriterOptions options;
+  const std::unique_ptr<media::Source> source = media::openSource(clip);
+  media::SinkOptions options;
   options.overwrite = true;
-  media::ClipWriter writer(output, reader.info(), reader.info().size, options);
-  const media::PipelineResult result = media::runPipeline(reader, writer, effect, {never, {}});
+  const std::unique_ptr<media::Sink> sink = media::openSink(output, source->info(), source->info().size, options);
+  const media::RunResult result = media::run(*source, *sink, effects);
   return static_cast<double>(result.frames) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 // The library's own, on the frames of the clip. They are decoded in between, off the clock.
 double libraryRate(const fs::path& clip, Library& library) {
-  media::ClipReader reader(clip);
-  media::Picture drawing = media::makePicture(media::PixelLayout::kNv12, reader.info().size);
+  const std::unique_ptr<media::Source> source = media::openSource(clip);
+  media::Picture result(media::PixelLayout::kNv12, source->info().size);
   std::chrono::duration<double> elapsed{};
   int frames = 0;
-  while (const std::optional<media::Item> item = reader.next()) {
-    if (const auto* frame = std::get_if<media::VideoFrame>(&*item)) {
+  while (const std::optional<media::Item> item = source->next()) {
+    if (const auto* frame = std::get_if<media::Frame>(&*item)) {
       const auto start = std::chrono::steady_clock::now();
-      library.draw(frame->picture, drawing);
+      library.restyle(frame->picture, result);
       elapsed += std::chrono::steady_clock::now() - start;
       ++frames;
     }
@@ -166,45 +172,35 @@ struct Sides {
 };
 
 // In turns.
-Sides measure(Library& library, const stylize::Style& style, const fs::path& clip, const fs::path& folder) {
-  const fs::path output = folder / "drawn.mp4";
-  const media::FrameEffect draw = [&](const media::VideoFrame& frame, media::Picture& drawing) {
-    library.draw(frame.picture, drawing);
-  };
-  stylize::ClipSteadying steadying(style);
-  const media::FrameEffect draw_steadily = [&](const media::VideoFrame& frame, media::Picture& drawing) {
-    std::future<void> motion = steadying.see(frame.picture, drawing.size);
-    library.draw(frame.picture, drawing);
-    motion.get();
-    steadying.apply(drawing);
-  };
-  const media::FrameEffect copy = [](const media::VideoFrame& frame, media::Picture& drawing) {
-    drawing.bytes = frame.picture.bytes;
-  };
-  clipRate(clip, output, draw); // the first frames build kernels
+Sides measure(Library& library, media::Style style, const fs::path& clip, const fs::path& folder) {
+  const fs::path output = folder / "restyled.mp4";
+  LibraryEffect restyle(library);
+  media::Steady steady(style);
+  const std::array<media::Effect*, 1> plain = {&restyle};
+  const std::array<media::Effect*, 2> restyle_steadily = {&restyle, &steady};
+  clipRate(clip, output, plain); // the first frames build kernels
   Sides sides{};
   for (std::size_t round = 0; round < kRounds; ++round) {
     sides.alone[round] = libraryRate(clip, library);
-    sides.steadied[round] = clipRate(clip, output, draw_steadily);
-    sides.whole[round] = clipRate(clip, output, draw);
-    // The drawings themselves through the codecs, once more.
-    fs::copy_file(output, folder / "drawings.mp4", fs::copy_options::overwrite_existing);
-    sides.codecs[round] = clipRate(folder / "drawings.mp4", output, copy);
+    sides.steadied[round] = clipRate(clip, output, restyle_steadily);
+    sides.whole[round] = clipRate(clip, output, plain);
+    // The results themselves through the codecs, once more.
+    fs::copy_file(output, folder / "results.mp4", fs::copy_options::overwrite_existing);
+    sides.codecs[round] = clipRate(folder / "results.mp4", output, {});
   }
   return sides;
 }
 
 void measureAndPrint(const ClipRow& row, const fs::path& folder) {
-  const stylize::Style& style = *stylize::findStyle(row.style);
-  Library library(style.type, row.size);
-  std::cout << std::setw(10) << row.style << std::setw(6) << row.size.height;
+  Library library(row.style, row.size);
+  std::cout << std::setw(10) << row.name << std::setw(6) << row.size.height;
   if (!library.isReady()) {
     std::cout << ": not prepared: build the demo's networks with models/build" << std::endl;
     return;
   }
   const fs::path clip = folder / "clip.mp4";
   makeClip(clip, row.size, row.frames);
-  const Sides sides = measure(library, style, clip, folder);
+  const Sides sides = measure(library, row.style, clip, folder);
   const double whole = median(sides.whole);
   const double in_turn = 1 / (1 / median(sides.alone) + 1 / median(sides.codecs));
   std::cout << std::fixed << std::setprecision(2) << std::setw(10) << median(sides.alone) << std::setw(11) << whole

@@ -129,7 +129,7 @@ void timeFrames(benchmark::State& state, const NeuralCase& neural_case) try {
     std::vector<double> copy_ms;
     std::vector<double> literal_frame_ms;
     for (int turn = 0; turn < kTurns; ++turn) {
-      const bool is_bare_first = turn % 2 == 1; // whoever comes second finds the caches as the other left them
+      const bool is_bare_first = turn % 2 == 1; // the second one finds the caches as the first one left them
       if (is_bare_first) {
         bare_ms.push_back(elapsedMs([&] { sides.bareInference(); }));
       }

@@ -1,7 +1,9 @@
-# What `cmake --install` lays out, in four components. All paths are relative to each other, so the whole may move:
+# What `cmake --install` lays out, in five components. All paths are relative to each other, so the whole may move:
 #   library       lib/libvorin_stt.so.0 and, in lib/vorin-stt, the inference runtime that it finds beside itself (Windows: all in bin)
-#   development   the header, the CMake package vorin_stt, the pkg-config file, the import libraries
-#   programs      bin/vorin-stylize, bin/vorin-pack, and the software device in lib/vorin-stt/softgpu (Windows: bin/softgpu)
+#   media         lib/libvorin_media.so.0, its own copy of the library in lib/vorin-stt, and the one with a private runtime, which is the
+#                 software device, in lib/vorin-stt/embedded; needs library for real GPUs (not on Windows)
+#   development   the headers, the CMake package vorin_stt, the pkg-config files, the import libraries
+#   programs      bin/vorin-stylize, bin/vorin-pack; need media (Windows: with the software device in bin/softgpu)
 #   models        the demo's networks in share/vorin-stt/models, where models/build --portable has made them (Windows: models)
 include(CMakePackageConfigHelpers)
 
@@ -21,12 +23,13 @@ else()
   # room for the installed one, and an empty element is the current folder, from which a library would then be loaded.
   file(CREATE_LINK ${vorin_runtime_source} ${PROJECT_BINARY_DIR}/vorin-stt SYMBOLIC)
   set_target_properties(vorin_stt PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/vorin-stt")
+  set_target_properties(vorin_stt_embedded PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN;$ORIGIN/vorin-stt") # installed; built
   set_target_properties(vorin_softgpu_openvino PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
   set(vorin_program_rpath "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${vorin_runtime_dir}") # as installed
   list(APPEND vorin_program_rpath "$ORIGIN" "$ORIGIN/vorin-stt") # as built
 endif()
 
-# ---- library, development ----
+# ---- library ----
 install(
   TARGETS vorin_stt
   EXPORT vorin_sttTargets
@@ -34,6 +37,29 @@ install(
   LIBRARY COMPONENT library NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development)
 install(FILES ${PROJECT_SOURCE_DIR}/include/vorin_stt.h TYPE INCLUDE COMPONENT development)
+
+# ---- media ----
+if(TARGET vorin_media)
+  install(
+    TARGETS vorin_media
+    EXPORT vorin_sttTargets
+    LIBRARY COMPONENT media NAMELINK_COMPONENT development)
+  install(
+    FILES ${PROJECT_SOURCE_DIR}/include/vorin_media.hpp ${PROJECT_SOURCE_DIR}/include/vorin_picture.hpp
+          ${PROJECT_SOURCE_DIR}/include/vorin_error.hpp
+    TYPE INCLUDE
+    COMPONENT development)
+  install(TARGETS vorin_stt_embedded LIBRARY DESTINATION ${vorin_runtime_dir} COMPONENT media)
+  install(
+    DIRECTORY ${PROJECT_BINARY_DIR}/embedded
+    DESTINATION ${vorin_runtime_dir}
+    USE_SOURCE_PERMISSIONS
+    COMPONENT media)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/vorin_media.pc.in ${PROJECT_BINARY_DIR}/vorin_media.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/vorin_media.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
+
+# ---- development ----
 set(vorin_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vorin_stt)
 install(
   EXPORT vorin_sttTargets
@@ -77,8 +103,10 @@ if(VORIN_BUILD_TOOLS)
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
       COMPONENT programs)
   endif()
-  include(${PROJECT_SOURCE_DIR}/softgpu/InstallSoftwareDevice.cmake)
-  vorin_install_software_device(${vorin_runtime_dir} ${vorin_runtime_wanted})
+  if(WIN32)
+    include(${PROJECT_SOURCE_DIR}/softgpu/InstallSoftwareDevice.cmake)
+    vorin_install_software_device(${vorin_runtime_dir})
+  endif()
   install(TARGETS vorin-stylize vorin-pack RUNTIME COMPONENT programs)
 endif()
 install(

@@ -16,7 +16,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "the vorin-stt developers <vorin-stt@localhost>")
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${vorin_runtime_source})
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/embedded ${vorin_runtime_source})
 # The filter styles need an OpenCL implementation; without a GPU's own, the one for processors.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "pocl-opencl-icd | opencl-icd")
 include(CPack)

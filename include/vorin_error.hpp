@@ -1,13 +1,19 @@
 /** @file
- * The one exception of the C++ interfaces above vorin_stt.h.
- *
- * Its text is for the user of a program: what is wrong, the reason, and what to do about it, in one line of UTF-8. */
+ * The one exception of the C++ interfaces above vorin_stt.h. */
 #ifndef VORIN_ERROR_HPP
 #define VORIN_ERROR_HPP
 
 #include <stdexcept>
 #include <string>
 
+/** Gives a class one type in the library and its host. */
+#if defined(__GNUC__) && !defined(_WIN32)
+#define VORIN_ERROR_API __attribute__((visibility("default")))
+#else
+#define VORIN_ERROR_API
+#endif
+
+/** What the project's C++ interfaces have in common. */
 namespace vorin {
 
 /** What kind of thing is at fault. */
@@ -19,10 +25,13 @@ enum class ErrorKind {
   kBusy         /**< the object is in use by another thread; the call did nothing */
 };
 
-class Error : public std::runtime_error {
+/** One line of UTF-8 for the user of a program: what is wrong, the reason, and what to do about it. */
+class VORIN_ERROR_API Error : public std::runtime_error {
 public:
+  /** kind: what is at fault. text: what() returns it. */
   Error(ErrorKind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
 
+  /** What is at fault. */
   ErrorKind kind() const noexcept { return kind_; }
 
 private:

@@ -12,11 +12,9 @@
 #ifndef VORIN_MEDIA_HPP
 #define VORIN_MEDIA_HPP
 
-#include "vorin_error.hpp"
+#include "vorin_picture.hpp"
 
-#include <array>
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -27,121 +25,37 @@
 #include <variant>
 #include <vector>
 
-#if defined(__GNUC__) && !defined(_WIN32)
-#define VORIN_MEDIA_API __attribute__((visibility("default")))
-#else
-#define VORIN_MEDIA_API
-#endif
-
 namespace vorin::media {
-
-/* ---- Pictures ---------------------------------------------------------------------------------- */
-
-struct Size {
-  int width = 0;  /**< pixels */
-  int height = 0; /**< pixels */
-  bool operator==(const Size&) const = default;
-};
-
-struct Rational {
-  int num = 0;
-  int den = 1;
-};
-
-/** 8 bits a sample, top row first. YUV is video-range BT.601 unless a source was opened with exact_colours. */
-enum class PixelLayout {
-  kBgra,  /**< 4 bytes a pixel: blue, green, red, alpha */
-  kRgba,  /**< 4 bytes a pixel: red, green, blue, alpha */
-  kBgr24, /**< 3 bytes a pixel: blue, green, red */
-  kNv12,  /**< height rows of luma, then height / 2 rows of width / 2 pairs U, V, all of one pitch; even sizes only */
-  kYuy2   /**< 2 bytes a pixel: Y0, U, Y1, V for each pair of pixels; even widths only */
-};
-
-/** Pixels in memory. Owns them, or wraps memory of the caller that must outlive the picture. Moves, and is copied by copy() only.
- */
-class VORIN_MEDIA_API Picture {
-public:
-  Picture() = default; /**< empty */
-
-  /** Owns zeroed pixels, rows without padding. Throws kUsage for a size that the layout cannot hold or a side outside 1 to 16384.
-   */
-  Picture(PixelLayout layout, Size size);
-
-  /** Wraps memory: pixels is the first byte of the top row, pitch_bytes the distance between rows, at least a row's bytes. Throws
-   * kUsage as above, and for a null pointer or a pitch below a row. What is wrapped from const memory must not be written to. */
-  static Picture wrap(PixelLayout layout, Size size, std::uint8_t* pixels, std::size_t pitch_bytes);
-  static const Picture wrap(PixelLayout layout, Size size, const std::uint8_t* pixels, std::size_t pitch_bytes);
-
-  Picture copy() const; /**< owns its pixels, rows without padding */
-
-  bool isEmpty() const { return pixels() == nullptr; }
-  bool ownsPixels() const { return !owned_.empty(); }
-  PixelLayout layout() const { return layout_; }
-  Size size() const { return size_; }
-  std::size_t pitchBytes() const { return pitch_bytes_; }
-  std::size_t rowBytes() const;  /**< of a row's pixels, without padding; of NV12's luma and chroma alike */
-  std::size_t rowCount() const;  /**< rows of pitchBytes(), those of NV12's chroma included */
-  std::size_t byteCount() const; /**< pitchBytes() * rowCount() */
-  std::uint8_t* pixels() { return wrapped_ != nullptr ? wrapped_ : owned_.data(); }
-  const std::uint8_t* pixels() const { return wrapped_ != nullptr ? wrapped_ : owned_.data(); }
-
-  Picture(Picture&& other) noexcept;
-  Picture& operator=(Picture&& other) noexcept;
-  Picture(const Picture&) = delete;
-  Picture& operator=(const Picture&) = delete;
-  ~Picture() = default;
-
-private:
-  PixelLayout layout_ = PixelLayout::kBgra;
-  Size size_;
-  std::size_t pitch_bytes_ = 0;
-  std::uint8_t* wrapped_ = nullptr;
-  std::vector<std::uint8_t> owned_;
-};
 
 /* ---- Sources and sinks ------------------------------------------------------------------------- */
 
+/** A picture with a time. */
 struct Frame {
-  Picture picture;
+  Picture picture;           /**< its pixels */
   std::int64_t time = 0;     /**< of its begin, in the source's time base */
   std::int64_t duration = 0; /**< in the source's time base */
 };
 
-/** A packet of sound or subtitles, which goes from source to sink untouched. */
 struct PacketData;
+
+/** A packet of sound or subtitles, which goes from source to sink untouched. */
 struct Packet {
-  std::shared_ptr<PacketData> data;
+  std::shared_ptr<PacketData> data; /**< opaque */
 };
 
-using Item = std::variant<Frame, Packet>;
+using Item = std::variant<Frame, Packet>; /**< what sources give */
 
-/** What a clip says of its colours, by the numbers of ITU-T H.273, 2 for unknown; chroma_position by libavutil's, 0 for unknown.
- */
-struct ColourTags {
-  int matrix = 2;
-  int primaries = 2;
-  int transfer = 2;
-  int chroma_position = 0;
-  bool range_is_known = false;
-  bool full_range = false;
-};
-
-struct SourceStreams;
+struct SourceDetails;
 
 /** What is known of a source before its first frame. Sinks read it to keep what the source has besides its pictures. */
 struct SourceInfo {
-  std::string name; /**< for messages, in quotes */
-  Size size;
-  PixelLayout layout = PixelLayout::kBgra; /**< of all pictures: kNv12, or kBgra where that cannot hold them without loss */
-  Rational time_base;                      /**< seconds */
-  Rational frame_rate;                     /**< on average; 0/1: unknown */
-  std::optional<std::int64_t> frames_expected;
-  Rational pixel_aspect; /**< 0/1: unknown */
-  ColourTags colours;
-  bool exact_colours = false;                          /**< NV12 pictures are in the clip's own matrix and range */
-  std::optional<std::array<std::int32_t, 9>> rotation; /**< the display matrix of MP4, as libavutil gives it */
-  std::string y4m_parameters;                          /**< of a Y4M header: rate, interlacing and the like, as they stand */
-  std::shared_ptr<const SourceStreams> streams;        /**< of a clip: sound, subtitles, chapters, titles */
+  std::string name;                            /**< for messages, in quotes */
+  Size size;                                   /**< of all pictures */
+  PixelLayout layout = PixelLayout::kBgra;     /**< kNv12, or kBgra where that cannot hold the pictures without loss */
+  Rational time_base;                          /**< seconds */
+  Rational frame_rate;                         /**< on average; 0/1: unknown */
+  std::optional<std::int64_t> frames_expected; /**< as far as the source tells */
+  std::shared_ptr<SourceDetails> details;      /**< colour tags, rotation, sound, titles and the like; opaque */
 };
 
 /** Gives frames and packets in the order in which they lie in the file. */
@@ -152,7 +66,7 @@ public:
   Source& operator=(const Source&) = delete;
   virtual ~Source() = default;
 
-  virtual const SourceInfo& info() const = 0;
+  virtual const SourceInfo& info() const = 0; /**< complete once the source is open */
 
   /** The next frame or packet; nothing at the end. A source that is cut short or damaged delivers what can be read. */
   virtual std::optional<Item> next() = 0;
@@ -172,10 +86,10 @@ public:
   Sink& operator=(const Sink&) = delete;
   virtual ~Sink() = default;
 
-  virtual Size size() const = 0; /**< of the pictures that it takes */
-  virtual void write(Frame&& frame) = 0;
-  virtual void write(Packet&& packet) = 0;
-  virtual void finish() = 0;
+  virtual Size size() const = 0;           /**< of the pictures that it takes */
+  virtual void write(Frame&& frame) = 0;   /**< in any layout */
+  virtual void write(Packet&& packet) = 0; /**< of the source's streams */
+  virtual void finish() = 0;               /**< completes the output; once, after the last write */
 
   /** Ends soon, for a user who waits: what the encoder still holds is dropped, what is written plays. Returns the number of
    * frames in the output; 0: there is no output of this run. */
@@ -188,21 +102,22 @@ public:
   virtual void interrupt() noexcept {}
 };
 
+/** How to open a source. */
 struct SourceOptions {
-  std::string raw;            /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
+  std::string raw = {};       /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
   bool exact_colours = false; /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, without its transparency), a clip, or, as "-",
- * standard input. The content decides what a file is. kInputOutput: the file cannot be read or is neither; kUsage: options.raw.
- */
+ * standard input. The content decides what a file is. kInputOutput: it cannot be read or is neither; kUsage: options.raw. */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
+/** How to write an output. */
 struct SinkOptions {
-  std::string codec = "h264"; /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
-  std::optional<int> crf;     /**< of a clip: quality, 0 is best; none: the codec's usual one */
-  std::string raw;            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
-  bool overwrite = false;     /**< replace an existing file */
+  std::string codec = "h264";  /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
+  std::optional<int> crf = {}; /**< of a clip: quality, 0 is best; none: the codec's usual one */
+  std::string raw = {};        /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
+  bool overwrite = false;      /**< replace an existing file */
 };
 
 /** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",
@@ -233,37 +148,49 @@ public:
   virtual void apply(const Picture& source, Picture& picture) = 0;
 };
 
-enum class Style { kTransfer = 0, kLightGrey = 1, kCartoon = 2, kStippling = 3, kPencilSketch = 4 };
+/** By the numbers of the style-transfer library. */
+enum class Style {
+  kTransfer = 0,    /**< the look of a style image, by a neural network */
+  kLightGrey = 1,   /**< neural */
+  kCartoon = 2,     /**< neural */
+  kStippling = 3,   /**< an OpenCL filter */
+  kPencilSketch = 4 /**< an OpenCL filter */
+};
 
+/** What the styles run on. */
 enum class Device {
   kAuto,          /**< a GPU that runs the style, else the software device */
   kIntegratedGpu, /**< a GPU of this kind, or an error */
-  kDiscreteGpu,
-  kSoftware /**< this machine's processor */
+  kDiscreteGpu,   /**< likewise */
+  kSoftware       /**< this machine's processor */
 };
 
 /** What networks compute in on the software device. */
-enum class Precision { kF32, kBf16 };
+enum class Precision {
+  kF32, /**< the same results on every processor */
+  kBf16 /**< faster where the processor has it */
+};
 
+/** What a Restyler does and where. */
 struct RestylerOptions {
-  Style style = Style::kPencilSketch;
-  std::string network;          /**< of kTransfer: "512" (also when empty), "256" or "540p" */
-  std::filesystem::path models; /**< the folder of model_st.bin; empty: beside the program, and the usual places */
-  std::optional<Size> size;     /**< of the results; none: that of each input */
-  Device device = Device::kAuto;
-  Precision precision = Precision::kF32;
+  Style style = Style::kPencilSketch;    /**< of the first frames */
+  std::string network;                   /**< of kTransfer: "512" (also when empty), "256" or "540p" */
+  std::filesystem::path models;          /**< the folder of model_st.bin; empty: beside the program, and the usual places */
+  std::optional<Size> size;              /**< of the results; none: that of each input */
+  Device device = Device::kAuto;         /**< for all frames */
+  Precision precision = Precision::kF32; /**< one in a process */
 };
 
 /** What a Restyler took, and what the last frame cost. */
 struct RestylerReport {
-  Style style = Style::kPencilSketch;
-  std::string network;           /**< its entry in the package, without the file extension; empty for a filter */
-  std::filesystem::path package; /**< empty for a filter */
-  std::string device;
-  std::string device_reason; /**< why it is this device */
-  Size network_size;         /**< at which a network of any size works */
-  double load_ms = 0;        /**< spent on loading a network for the last frame; 0: it was loaded already */
-  double frame_ms = 0;       /**< spent in the style-transfer library on the last frame */
+  Style style = Style::kPencilSketch; /**< set last */
+  std::string network;                /**< its entry in the package, without the file extension; empty for a filter */
+  std::filesystem::path package;      /**< empty for a filter */
+  std::string device;                 /**< its name */
+  std::string device_reason;          /**< why it is this device */
+  Size network_size;                  /**< at which a network of any size works */
+  double load_ms = 0;                 /**< spent on loading a network for the last frame; 0: it was loaded already */
+  double frame_ms = 0;                /**< spent in the style-transfer library on the last frame */
 };
 
 /** The style-transfer library made safe. It checks sizes, pitches and buffers, never writes to an input, turns every status and
@@ -278,7 +205,7 @@ public:
 
   void setStyle(Style style, const std::string& network = {}); /**< for the frames to come */
   void setStyleImage(const Picture& image);                    /**< for kTransfer; copied. Any layout */
-  void setSize(std::optional<Size> size);
+  void setSize(std::optional<Size> size);                      /**< of the results to come; none: that of each input */
 
   /** The next frame has nothing to do with the one before: another image, a cut. */
   void startSequence();
@@ -289,7 +216,7 @@ public:
   Picture restyle(const Picture& input);               /**< in the input's layout, but kBgra where that cannot hold the size */
   void restyle(const Picture& input, Picture& output); /**< in the output's layout and size */
 
-  RestylerReport report() const;
+  RestylerReport report() const; /**< as of the last call */
 
   Size resultSize(Size size) const override;
   void apply(const Picture& source, Picture& picture) override;
@@ -303,7 +230,7 @@ private:
  * The first frame and the one after a cut stay as they are. Comes after a Restyler. Pictures: kNv12 or kBgra. */
 class VORIN_MEDIA_API Steady final : public Effect {
 public:
-  explicit Steady(Style style);
+  explicit Steady(Style style); /**< the style of the Restyler before it */
   ~Steady() override;
   void see(const Picture& source, Size size) override;
   void apply(const Picture& source, Picture& picture) override;
@@ -328,17 +255,20 @@ private:
 
 /* ---- Running ----------------------------------------------------------------------------------- */
 
+/** How far a run is. */
 struct Progress {
-  std::int64_t frames_done = 0;
-  std::optional<std::int64_t> frames_expected;
-  double elapsed_ms = 0;
+  std::int64_t frames_done = 0;                /**< through all effects */
+  std::optional<std::int64_t> frames_expected; /**< as far as the source tells */
+  double elapsed_ms = 0;                       /**< since the run began */
 };
 
+/** What a caller wants of a run. */
 struct RunOptions {
   const std::atomic<bool>* cancelled = nullptr;       /**< looked at between frames; a signal handler may set it */
   std::function<void(const Progress&)> on_frame = {}; /**< after each frame, on the caller's thread */
 };
 
+/** How a run ended. */
 struct RunResult {
   std::int64_t frames = 0;           /**< that the output holds */
   bool cancelled = false;            /**< the output then ends early and plays, or there is none of this run */
@@ -355,17 +285,20 @@ VORIN_MEDIA_API RunResult run(Source& source, Sink& sink, std::span<Effect* cons
 
 /* ---- What there is ----------------------------------------------------------------------------- */
 
+/** A GPU of the inference runtime. */
 struct Gpu {
-  bool is_discrete = false;
-  std::string name;
+  bool is_discrete = false; /**< else integrated */
+  std::string name;         /**< as the runtime tells it */
 };
 
+/** The style-transfer library that is used here. */
 struct LibraryInfo {
-  int major = 0; /**< the version of the style-transfer library */
-  int minor = 0;
+  int major = 0;         /**< of its version */
+  int minor = 0;         /**< of its version */
   std::vector<Gpu> gpus; /**< that the inference runtime lists; the software device is none of them */
 };
 
+/** Looks what there is. kDevice. */
 VORIN_MEDIA_API LibraryInfo libraryInfo();
 
 } // namespace vorin::media

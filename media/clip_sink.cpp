@@ -101,9 +101,9 @@ ClipSink::ClipSink(const fs::path& output, const SourceInfo& source, Size size, 
   }
   encoder_.emplace(source, size, options, *context_->oformat);
   addVideo(source);
-  if (source.streams != nullptr) {
-    copied_.emplace(*source.streams, *context_);
-    CopiedStreams::copyMetadata(*source.streams->context, *context_);
+  if (detailsOf(source).streams != nullptr) {
+    copied_.emplace(*detailsOf(source).streams, *context_);
+    CopiedStreams::copyMetadata(*detailsOf(source).streams->context, *context_);
     warnings_.insert(warnings_.end(), copied_->warnings().begin(), copied_->warnings().end());
   }
   open();
@@ -118,24 +118,24 @@ void ClipSink::addVideo(const SourceInfo& source) {
   stream->time_base = time_base_;
   stream->avg_frame_rate = encoder_->context().framerate;
   stream->sample_aspect_ratio = encoder_->context().sample_aspect_ratio;
-  if (source.streams != nullptr) {
-    const AVStream& video = source.streams->video();
+  if (detailsOf(source).streams != nullptr) {
+    const AVStream& video = detailsOf(source).streams->video();
     stream->disposition = video.disposition;
     av_dict_copy(&stream->metadata, video.metadata, 0);
     av_dict_set(&stream->metadata, "encoder", nullptr, 0);
   }
-  if (!source.rotation || !isTurned(*source.rotation)) {
+  if (!detailsOf(source).rotation || !isTurned(*detailsOf(source).rotation)) {
     return;
   }
   if (isMatroska()) {
     warnings_.emplace_back("the clip is turned by its player, which a .mkv file cannot say: name the output .mp4 or .mov");
     return;
   }
-  std::uint8_t* matrix = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof(*source.rotation));
+  std::uint8_t* matrix = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof(*detailsOf(source).rotation));
   if (matrix == nullptr) {
     throw std::bad_alloc();
   }
-  std::memcpy(matrix, source.rotation->data(), sizeof(*source.rotation));
+  std::memcpy(matrix, detailsOf(source).rotation->data(), sizeof(*detailsOf(source).rotation));
 }
 
 void ClipSink::open() {

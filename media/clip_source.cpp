@@ -56,7 +56,7 @@ private:
 
 ClipSource::ClipSource(OpenClip clip, bool exact_colours)
     : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)), info_(withColours(std::move(clip.info), exact_colours)),
-      to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {
+      to_picture_(info_.layout, info_.size, yuvColours(detailsOf(info_).colours, info_.size), pictureColours(info_)) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =
         std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(toLibav(info_.frame_rate)), streams_->video().time_base));

@@ -1,11 +1,139 @@
 #include "clip_streams.h"
 
+#include "picture_conversion.h"
+#include "text.h"
+
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <new>
+#include <system_error>
 
 namespace vorin::media {
 namespace {
+
+namespace fs = std::filesystem;
+
+// libavformat also reads text, pictures and playlists.
+constexpr const char* kClipFormats =
+    "mov,matroska,avi,mpegts,mpeg,mpegvideo,m4v,h264,hevc,ivf,flv,asf,ogg,gif,apng,mxf,nut,dv,rm,"
+    "yuv4mpegpipe";
+
+InputHandle openInput(const fs::path& clip) {
+  silenceLibav();
+  std::error_code error;
+  if (!fs::exists(clip, error)) {
+    throw fault(clip, "does not exist: check the name");
+  }
+  if (fs::is_directory(clip, error)) {
+    throw fault(clip, "is a folder: name a clip");
+  }
+  if (!fs::is_regular_file(clip, error)) { // reading may wait for ever, and nothing could end it
+    throw fault(clip, "is no file: name a clip, or - to read what a program writes");
+  }
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "format_whitelist", kClipFormats, 0);
+  av_dict_set(&options, "protocol_whitelist", "file", 0);
+  AVFormatContext* context = nullptr;
+  const int status = avformat_open_input(&context, fileUrl(clip.string()).c_str(), nullptr, &options);
+  const DictionaryHandle unused_options(options);
+  if (status == AVERROR(EACCES)) {
+    throw fault(clip, "cannot be opened (" + libavText(status) + "): check its permissions");
+  }
+  if (status < 0) {
+    throw fault(clip, "is not a clip, or is too damaged to be read: use an MP4, MKV, MOV, WebM or AVI file that is whole");
+  }
+  InputHandle input(context);
+  if (avformat_find_stream_info(context, nullptr) < 0) {
+    throw fault(clip, "cannot be read as a clip: use another copy of it");
+  }
+  return input;
+}
+
+CodecHandle openDecoder(const fs::path& clip, const AVStream& stream) {
+  const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
+  const std::string name = avcodec_get_name(stream.codecpar->codec_id);
+  if (codec == nullptr) {
+    throw fault(clip, "holds video of the kind " + name + ", for which there is no decoder: convert it to H.264 first");
+  }
+  CodecHandle decoder(avcodec_alloc_context3(codec));
+  if (!decoder || avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0) {
+    throw std::bad_alloc();
+  }
+  decoder->pkt_timebase = stream.time_base;
+  decoder->thread_count = 0; // as many as there are processors
+  if (avcodec_open2(decoder.get(), codec, nullptr) < 0) {
+    throw fault(clip, "holds video of the kind " + name + " that cannot be decoded: convert it to H.264 first");
+  }
+  return decoder;
+}
+
+std::optional<std::array<std::int32_t, 9>> rotationOf(const AVStream& stream) {
+  std::array<std::int32_t, 9> matrix{};
+  std::size_t size = 0;
+  const std::uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+  if (data == nullptr || size < sizeof(matrix)) {
+    return std::nullopt;
+  }
+  std::copy_n(data, sizeof(matrix), reinterpret_cast<std::uint8_t*>(matrix.data()));
+  return matrix;
+}
+
+// Of red, green and blue: what they are to be written as.
+ColourTags coloursToWrite(Size size) {
+  ColourTags tags;
+  tags.matrix = yuvColours(tags, size).matrix;
+  tags.range_is_known = true;
+  return tags;
+}
+
+ColourTags coloursOf(const AVCodecParameters& video, AVPixelFormat format) {
+  if ((av_pix_fmt_desc_get(format)->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0) {
+    return coloursToWrite({video.width, video.height});
+  }
+  ColourTags tags;
+  tags.matrix = video.color_space;
+  tags.primaries = video.color_primaries;
+  tags.transfer = video.color_trc;
+  tags.chroma_position = video.chroma_location;
+  tags.range_is_known = video.color_range != AVCOL_RANGE_UNSPECIFIED || impliesFullRange(format);
+  tags.full_range = video.color_range == AVCOL_RANGE_JPEG || impliesFullRange(format);
+  return tags;
+}
+
+std::optional<std::int64_t> framesExpected(const AVFormatContext& context, const AVStream& stream) {
+  if (stream.nb_frames > 0) {
+    return stream.nb_frames;
+  }
+  const double rate = stream.avg_frame_rate.den > 0 ? av_q2d(stream.avg_frame_rate) : 0;
+  if (context.duration <= 0 || rate <= 0) {
+    return std::nullopt;
+  }
+  return std::max<std::int64_t>(1, std::llround(static_cast<double>(context.duration) / AV_TIME_BASE * rate));
+}
+
+SourceInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
+  const AVStream& stream = streams.video();
+  const AVCodecParameters& video = *stream.codecpar;
+  const auto format = static_cast<AVPixelFormat>(video.format);
+  if (format == AV_PIX_FMT_NONE || video.width <= 0 || video.height <= 0) {
+    throw fault(clip, "holds no picture that can be decoded: use another copy of it");
+  }
+  SourceInfo info;
+  info.name = base::quotedPath(clip);
+  info.size = {video.width, video.height};
+  info.layout = layoutForFormat(format, info.size);
+  detailsOf(info).colours = coloursOf(video, format);
+  detailsOf(info).pixel_aspect =
+      fromLibav(stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio : video.sample_aspect_ratio);
+  info.time_base = fromLibav(stream.time_base);
+  info.frame_rate = fromLibav(stream.avg_frame_rate.num > 0 ? stream.avg_frame_rate : stream.r_frame_rate);
+  info.frames_expected = framesExpected(*streams.context, stream);
+  detailsOf(info).rotation = rotationOf(stream);
+  return info;
+}
+
+// ---- Copied streams ----
 
 bool isAttachedPicture(const AVStream& stream) {
   return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
@@ -57,6 +185,19 @@ void copySideData(const AVStream& from, AVStream& to) {
 
 } // namespace
 
+OpenClip openClip(const fs::path& clip) {
+  auto streams = std::make_shared<SourceStreams>();
+  streams->context = openInput(clip);
+  streams->video_index = av_find_best_stream(streams->context.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (streams->video_index < 0 || (streams->video().disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
+    throw fault(clip, "holds no video: name a clip with pictures");
+  }
+  CodecHandle decoder = openDecoder(clip, streams->video());
+  SourceInfo info = infoOf(clip, *streams);
+  detailsOf(info).streams = streams;
+  return {std::move(streams), std::move(decoder), std::move(info)};
+}
+
 bool isCopied(const SourceStreams& source, int index) {
   const AVStream& stream = *source.context->streams[index];
   switch (stream.codecpar->codec_type) {
@@ -76,7 +217,7 @@ CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& outpu
     const AVStream& stream = *source.context->streams[index];
     if (!isCopied(source, index)) {
       if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && index != source.video_index) {
-        warnings_.emplace_back("the clip has more than one video track: only the main one is drawn, the others are left out");
+        warnings_.emplace_back("the clip has more than one video track: only the main one is restyled, the others are left out");
       }
       continue;
     }

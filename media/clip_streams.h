@@ -36,8 +36,8 @@ bool isCopied(const SourceStreams& source, int index);
 // Where the packets of the source's streams go in an output.
 class CopiedStreams {
 public:
-  // Adds the streams that the output can hold. Throws kInputOutput for a sound that it cannot hold: nobody wants a clip without
-  // its sound. Anything else that it cannot hold gets a warning.
+  // Adds the streams that the output can hold. Throws kInputOutput for a sound that it cannot hold: a clip is not complete
+  // without its sound. Anything else that it cannot hold gets a warning.
   CopiedStreams(const SourceStreams& source, AVFormatContext& output);
 
   // Chapters, title and the like.

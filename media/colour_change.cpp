@@ -94,12 +94,12 @@ YuvColours yuvColours(const ColourTags& tags, Size size) {
 }
 
 SourceInfo withColours(SourceInfo info, bool exact_colours) {
-  info.exact_colours = exact_colours;
+  detailsOf(info).exact_colours = exact_colours;
   return info;
 }
 
 YuvColours pictureColours(const SourceInfo& source) {
-  return source.exact_colours ? yuvColours(source.colours, source.size) : kLibraryColours;
+  return detailsOf(source).exact_colours ? yuvColours(detailsOf(source).colours, source.size) : kLibraryColours;
 }
 
 ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {

@@ -7,7 +7,7 @@
 // and ITU-T H.273 for the numbers of the matrices.
 #pragma once
 
-#include "vorin_media.hpp"
+#include "sources_and_sinks.h"
 
 namespace vorin::media {
 

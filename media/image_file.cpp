@@ -85,6 +85,22 @@ ImageHeader readJpeg(Bytes file) {
   return header;
 }
 
+// A chunk is its data's length, its name, the data, and a checksum. The last one is IEND.
+ImageHeader readPng(Bytes file) {
+  constexpr std::size_t kSignatureBytes = 8;
+  constexpr std::size_t kOverheadBytes = 12;
+  ImageHeader header = {number(file, 16, 4, true), number(file, 20, 4, true), false};
+  for (std::size_t chunk = kSignatureBytes; file.size() - chunk >= kOverheadBytes && !header.is_whole;) {
+    const std::size_t data_bytes = number(file, chunk, 4, true);
+    if (file.size() - chunk - kOverheadBytes < data_bytes) {
+      break;
+    }
+    header.is_whole = textAt(file, chunk + 4, "IEND");
+    chunk += kOverheadBytes + data_bytes;
+  }
+  return header;
+}
+
 ImageHeader readWebp(Bytes file) {
   if (textAt(file, 12, "VP8X")) {
     return {number(file, 24, 3, false) + 1, number(file, 27, 3, false) + 1};
@@ -122,10 +138,7 @@ bool isImage(Bytes file) {
 }
 
 ImageHeader readHeader(Bytes file) {
-  if (isPng(file)) {
-    return {number(file, 16, 4, true), number(file, 20, 4, true)};
-  }
-  return isJpeg(file) ? readJpeg(file) : isWebp(file) ? readWebp(file) : readBmp(file);
+  return isPng(file) ? readPng(file) : isJpeg(file) ? readJpeg(file) : isWebp(file) ? readWebp(file) : readBmp(file);
 }
 
 // ---- Files ----
@@ -148,7 +161,7 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   const fs::file_status status = fs::status(file, error);
   requireExists(file);
   if (fs::is_directory(status)) {
-    static_cast<void>(fs::directory_iterator(file, error)); // of many photos, a folder gets here because it cannot be read
+    static_cast<void>(fs::directory_iterator(file, error)); // a folder among many inputs is here because it cannot be read
     throw unreadable(file, error ? "cannot be read (" + error.message() + "): check its permissions"
                                  : "is a folder: name an image file in it");
   }

@@ -2,7 +2,8 @@
 // folder.
 #pragma once
 
-#include "vorin_media.hpp"
+#include "sources_and_sinks.h"
+#include "text.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -15,8 +16,10 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <array>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace vorin::media {
@@ -59,19 +62,36 @@ struct PacketData {
   PacketHandle packet; // stream_index and time stamps are the source's
 };
 
-FrameHandle newFrame(); // std::bad_alloc where there is no memory, as for the next
-PacketHandle newPacket();
+// std::bad_alloc where there is no memory, as for the next
+inline FrameHandle newFrame() {
+  FrameHandle frame(av_frame_alloc());
+  return frame ? std::move(frame) : throw std::bad_alloc();
+}
+inline PacketHandle newPacket() {
+  PacketHandle packet(av_packet_alloc());
+  return packet ? std::move(packet) : throw std::bad_alloc();
+}
 
-std::string libavText(int error);
+inline std::string libavText(int error) {
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+  static_cast<void>(av_strerror(error, text.data(), text.size()));
+  return text.data();
+}
 
 // libav writes its complaints to standard error; the program says all that there is to say itself. For the whole process.
-void silenceLibav();
+inline void silenceLibav() {
+  av_log_set_level(AV_LOG_QUIET);
+}
 
 // An error that begins with the clip's name.
-Error fault(const std::filesystem::path& clip, const std::string& what);
+inline Error fault(const std::filesystem::path& clip, const std::string& what) {
+  return {ErrorKind::kInputOutput, base::quotedPath(clip) + " " + what};
+}
 
 // libav takes "name:" before a path for a protocol.
-std::string fileUrl(const std::string& path);
+inline std::string fileUrl(const std::string& path) {
+  return "file:" + path;
+}
 
 inline AVRational toLibav(Rational value) {
   return {value.num, value.den};

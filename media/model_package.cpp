@@ -133,7 +133,7 @@ Error ModelPackage::failedToLoad(Style style) const {
 }
 
 Error ModelPackage::failedToRun(Style style) const {
-  return unusable("the style '" + std::string(nameOf(style)) + "' cannot draw: its network does not work on this device" +
+  return unusable("the style '" + std::string(nameOf(style)) + "' cannot be used: its network does not work on this device" +
                   checkAdvice(file_));
 }
 

@@ -129,6 +129,26 @@ Picture pictureFromBgr(const cv::Mat& bgr) {
   return picture;
 }
 
+void convertToYuy2(const Picture& bgra, Picture& yuy2) {
+  const cv::Matx34f to_yuv(0.098F, 0.504F, 0.257F, 16.0F,    //
+                           0.439F, -0.291F, -0.148F, 128.0F, //
+                           -0.071F, -0.368F, 0.439F, 128.0F);
+  cv::Mat yuv;
+  cv::transform(bgrOf(bgra), yuv, to_yuv);
+  cv::Mat pairs = matOver(yuy2);
+  for (int row = 0; row < yuv.rows; ++row) {
+    std::uint8_t* out = pairs.ptr(row);
+    for (int column = 0; column < yuv.cols; column += 2) {
+      const auto& left = yuv.at<cv::Vec3b>(row, column);
+      const auto& right = yuv.at<cv::Vec3b>(row, column + 1);
+      *out++ = left[0];
+      *out++ = static_cast<std::uint8_t>((left[1] + right[1] + 1) / 2);
+      *out++ = right[0];
+      *out++ = static_cast<std::uint8_t>((left[2] + right[2] + 1) / 2);
+    }
+  }
+}
+
 bool isUsableSize(std::uint64_t width, std::uint64_t height) {
   return width >= 1 && width <= kLargestSide && height >= 1 && height <= kLargestSide && width * height <= kMostPixels;
 }

@@ -85,11 +85,11 @@ void readColour(SourceInfo& info, const std::string& value) {
   constexpr int kCentre = 2;
   constexpr int kTopLeft = 3;
   if (value == "420mpeg2") {
-    info.colours.chroma_position = kLeft;
+    detailsOf(info).colours.chroma_position = kLeft;
   } else if (value == "420" || value == "420jpeg") {
-    info.colours.chroma_position = kCentre;
+    detailsOf(info).colours.chroma_position = kCentre;
   } else if (value == "420paldv") {
-    info.colours.chroma_position = kTopLeft;
+    detailsOf(info).colours.chroma_position = kTopLeft;
   } else {
     throw Error(ErrorKind::kInputOutput, info.name + " is Y4M of the kind C" + value +
                                              ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
@@ -109,21 +109,21 @@ void readParameter(SourceInfo& info, const std::string& word) {
     info.frame_rate = parseRatio(value, ':').value_or(Rational{});
     break;
   case 'A':
-    info.pixel_aspect = parseRatio(value, ':').value_or(Rational{});
+    detailsOf(info).pixel_aspect = parseRatio(value, ':').value_or(Rational{});
     break;
   case 'C':
     readColour(info, value);
     break;
   case 'X':
     if (value == "COLORRANGE=FULL" || value == "COLORRANGE=LIMITED") {
-      info.colours.range_is_known = true;
-      info.colours.full_range = value == "COLORRANGE=FULL";
+      detailsOf(info).colours.range_is_known = true;
+      detailsOf(info).colours.full_range = value == "COLORRANGE=FULL";
     }
     break;
   default:
     break;
   }
-  info.y4m_parameters += ' ' + word;
+  detailsOf(info).y4m_parameters += ' ' + word;
 }
 
 std::string ratioText(char letter, Rational value) {
@@ -192,14 +192,14 @@ SourceInfo parseY4mHeader(const std::string& line, const std::string& name) {
 
 std::string y4mHeader(const SourceInfo& source, Size size) {
   std::string line = std::string(kY4mWord) + " W" + std::to_string(size.width) + " H" + std::to_string(size.height);
-  if (!source.y4m_parameters.empty()) {
-    return line + source.y4m_parameters + '\n';
+  if (!detailsOf(source).y4m_parameters.empty()) {
+    return line + detailsOf(source).y4m_parameters + '\n';
   }
   constexpr int kCentre = 2;
   line += source.frame_rate.num > 0 ? ratioText('F', source.frame_rate) : " F25:1";
-  line += " Ip" + ratioText('A', source.pixel_aspect.num > 0 ? source.pixel_aspect : Rational{1, 1});
-  line += source.colours.chroma_position == kCentre ? " C420jpeg" : " C420mpeg2";
-  line += source.colours.full_range ? " XCOLORRANGE=FULL" : " XCOLORRANGE=LIMITED";
+  line += " Ip" + ratioText('A', detailsOf(source).pixel_aspect.num > 0 ? detailsOf(source).pixel_aspect : Rational{1, 1});
+  line += detailsOf(source).colours.chroma_position == kCentre ? " C420jpeg" : " C420mpeg2";
+  line += detailsOf(source).colours.full_range ? " XCOLORRANGE=FULL" : " XCOLORRANGE=LIMITED";
   return line + '\n';
 }
 

@@ -5,7 +5,7 @@
 // and written is 8-bit 4:2:0. The header's parameters other than the size go from a source to a sink as they are.
 #pragma once
 
-#include "vorin_media.hpp"
+#include "sources_and_sinks.h"
 
 namespace vorin::media {
 

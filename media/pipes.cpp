@@ -44,7 +44,7 @@ SourceInfo infoOfRaw(const RawFormat& format) {
   info.name = kInputName;
   info.size = format.size;
   info.layout = layoutForFormat(formatOf(format.pixels), format.size);
-  info.colours.matrix = kLibraryColours.matrix;
+  detailsOf(info).colours.matrix = kLibraryColours.matrix;
   info.frame_rate = format.rate;
   info.time_base = {format.rate.den, format.rate.num};
   return info;
@@ -150,7 +150,7 @@ public:
         info_(withColours(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName)), exact_colours)),
         format_(formatOf(format ? format->pixels : RawPixels::kI420)), bytes_(bufferFor(format_, info_.size)),
         frame_(newFrame(format_, info_.size)),
-        to_picture_(info_.layout, info_.size, yuvColours(info_.colours, info_.size), pictureColours(info_)) {}
+        to_picture_(info_.layout, info_.size, yuvColours(detailsOf(info_).colours, info_.size), pictureColours(info_)) {}
 
   const SourceInfo& info() const override { return info_; }
   std::vector<std::string> damage() const override { return damage_; }
@@ -187,7 +187,7 @@ private:
       }
       if (!line.starts_with(kFrameWord)) {
         damage_.push_back(info_.name + " goes on with something that is no frame of Y4M behind frame " + std::to_string(frames_) +
-                          ": what came before was drawn");
+                          ": the frames before it were restyled");
         return false;
       }
     }
@@ -208,7 +208,7 @@ private:
     if (bytes_of_frame > 0) {
       damage_.push_back(info_.name + " ends in the middle of frame " + std::to_string(frames_ + 1) + " (" +
                         std::to_string(bytes_of_frame) + " of " + std::to_string(bytes_.size()) +
-                        " bytes): the frames before it were drawn");
+                        " bytes): the frames before it were restyled");
     }
     return false;
   }
@@ -229,7 +229,8 @@ public:
   PipeSink(int descriptor, const SourceInfo& source, Size size, std::optional<RawPixels> pixels)
       : pipe_(descriptor), size_(size), is_y4m_(!pixels), format_(formatOf(pixels.value_or(RawPixels::kI420))),
         bytes_(bufferFor(format_, size)),
-        from_picture_(format_, size, is_y4m_ ? yuvColours(source.colours, size) : kLibraryColours, pictureColours(source)) {
+        from_picture_(format_, size, is_y4m_ ? yuvColours(detailsOf(source).colours, size) : kLibraryColours,
+                      pictureColours(source)) {
     if (is_y4m_) {
       header_ = y4mHeader(source, size);
     }

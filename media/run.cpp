@@ -1,14 +1,90 @@
-#include "bounded_queue.h"
+// Source to effects to sink, each on a thread of its own. A few frames wait on either side, however long the clip is.
 #include "sources_and_sinks.h"
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <exception>
+#include <mutex>
 #include <thread>
 #include <utility>
 
 namespace vorin::media {
 namespace {
+
+// Hands items from one thread to another, with a limit on the bytes that wait in it.
+//
+// Either side may end it: close() after the last item, abort() when the rest is no longer wanted. An item larger than the limit
+// passes when it is alone. Waiting for room looks at a cancellation flag, which a signal handler may set: it cannot wake
+// a waiting thread.
+template <typename Value> class BoundedQueue {
+public:
+  BoundedQueue(std::size_t capacity_bytes, const std::atomic<bool>& cancelled)
+      : capacity_bytes_(capacity_bytes), cancelled_(cancelled) {}
+
+  // False when the other side has aborted; the item is lost then.
+  bool push(Value&& value, std::size_t bytes) {
+    std::unique_lock lock(mutex_);
+    waitFor(lock, [&] { return cancelled_ || waiting_bytes_ == 0 || waiting_bytes_ + bytes <= capacity_bytes_; });
+    if (aborted_ || cancelled_) {
+      return false;
+    }
+    waiting_bytes_ += bytes;
+    items_.emplace_back(std::move(value), bytes);
+    changed_.notify_all();
+    return true;
+  }
+
+  // Nothing at the end, and after an abort.
+  std::optional<Value> pop() {
+    return popWhen([] { return false; });
+  }
+
+  // Nothing after a cancellation either.
+  std::optional<Value> popUnlessCancelled() {
+    return popWhen([this] { return cancelled_.load(); });
+  }
+
+  void close() { set(closed_); }
+  void abort() { set(aborted_); }
+
+private:
+  void set(bool& flag) {
+    const std::scoped_lock lock(mutex_);
+    flag = true;
+    changed_.notify_all();
+  }
+
+  template <typename Stop> std::optional<Value> popWhen(const Stop& stop) {
+    std::unique_lock lock(mutex_);
+    waitFor(lock, [&] { return !items_.empty() || closed_ || stop(); });
+    if (aborted_ || items_.empty() || stop()) {
+      return std::nullopt;
+    }
+    std::optional<Value> value(std::move(items_.front().first));
+    waiting_bytes_ -= items_.front().second;
+    items_.pop_front();
+    changed_.notify_all();
+    return value;
+  }
+
+  template <typename Condition> void waitFor(std::unique_lock<std::mutex>& lock, const Condition& condition) {
+    constexpr std::chrono::milliseconds kLook(20);
+    while (!condition() && !aborted_) {
+      changed_.wait_for(lock, kLook);
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::pair<Value, std::size_t>> items_;
+  std::size_t waiting_bytes_ = 0;
+  std::size_t capacity_bytes_;
+  const std::atomic<bool>& cancelled_;
+  bool closed_ = false;
+  bool aborted_ = false;
+};
 
 constexpr std::size_t kFramesThatWait = 4;
 constexpr std::size_t kBytesOfPacket = 4096; // more or less: packets hold no pixels
@@ -54,8 +130,8 @@ public:
     return drawn_.push(std::move(item), bytes);
   }
 
-  // Waits until all is written. When cancelled, also meanwhile, what has been drawn is still written, if nobody is to be waited
-  // for and it takes no time worth mentioning; what has been read is not wanted any more.
+  // Waits until all is written. After a cancellation, frames that the effects have finished are still written as long as that
+  // takes no noticeable time; frames that were only read are dropped.
   void join() {
     constexpr std::chrono::milliseconds kPatience(100);
     drawn_.close();
@@ -69,13 +145,13 @@ public:
     }
     writer_.join();
     read_.abort();
-    source_.interrupt(); // where the sink has failed, the reader may wait for bytes that nobody wants any more
+    source_.interrupt(); // where the sink has failed, the reader may still wait for bytes
     reader_.join();
     rethrow();
   }
 
 private:
-  // Looks at the flags from time to time: nobody can wake the waiting from a signal handler.
+  // Polls the flags: a signal handler cannot wake a waiting thread.
   template <typename GiveUp> void waitForWriter(const GiveUp& gives_up) {
     constexpr std::chrono::milliseconds kLook(20);
     while (!writer_is_done_ && !gives_up()) {
@@ -123,7 +199,7 @@ private:
   BoundedQueue<Item> read_;
   BoundedQueue<Item> drawn_;
   const std::atomic<bool>& cancelled_;
-  std::atomic<bool> writer_has_begun_ = false; // what is drawn first is written, so that there is an output
+  std::atomic<bool> writer_has_begun_ = false; // the first result is written, so that there is an output
   std::atomic<bool> writer_is_done_ = false;
   std::exception_ptr source_failure_; // each set by its thread, read after its end
   std::exception_ptr sink_failure_;

@@ -4,9 +4,38 @@
 
 #include "vorin_media.hpp"
 
+#include <array>
 #include <string_view>
 
 namespace vorin::media {
+
+// ---- What sinks keep of a source besides its pictures ----
+
+// What a clip says of its colours, by the numbers of ITU-T H.273, 2 for unknown. chroma_position is the place of colour samples
+// between pixels by libavutil's numbers, 0 for unknown.
+struct ColourTags {
+  int matrix = 2;
+  int primaries = 2;
+  int transfer = 2;
+  int chroma_position = 0;
+  bool range_is_known = false;
+  bool full_range = false;
+};
+
+struct SourceStreams; // libav's
+
+struct SourceDetails {
+  ColourTags colours;
+  bool exact_colours = false;                          // NV12 pictures are in the clip's own matrix and range
+  Rational pixel_aspect;                               // 0/1: unknown
+  std::optional<std::array<std::int32_t, 9>> rotation; // the display matrix of MP4, as libavutil gives it
+  std::string y4m_parameters;                          // of a Y4M header: rate, interlacing and the like, as they stand
+  std::shared_ptr<const SourceStreams> streams;        // of a clip: sound, subtitles, chapters, titles
+};
+
+// The details of a source; those of one that has none are unknown.
+const SourceDetails& detailsOf(const SourceInfo& info);
+SourceDetails& detailsOf(SourceInfo& info);
 
 // The file name that stands for standard input or output.
 constexpr std::string_view kPipeName = "-";

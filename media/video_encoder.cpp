@@ -11,8 +11,8 @@
 namespace vorin::media {
 namespace {
 
-// What the encoders are used with. The speeds are such that encoding does not hold up the drawing, and that few frames wait in
-// the encoder: what waits there, a cancelled run must encode or lose.
+// The settings of the encoders. They are fast enough not to hold up the restyling, and keep few frames waiting in the encoder: a
+// cancelled run must encode or lose those.
 struct EncoderRow {
   std::string_view name;       // as the user may call it
   std::string_view other_name; // the same where there is none
@@ -97,7 +97,7 @@ void setQuality(AVCodecContext& context, const SinkOptions& options) {
   }
 }
 
-// libx265 leaves that of a clip of one or two frames to chance; they do not change places.
+// libx265 gives no usable decode time for clips of one or two frames. They are not reordered, so it equals the presentation time.
 std::int64_t decodeNumber(const AVPacket& packet) {
   constexpr std::int64_t kFarthest = 32; // from the packet's place among the pictures
   const bool is_by_chance = packet.dts > packet.pts || packet.dts < packet.pts - kFarthest;
@@ -144,7 +144,7 @@ VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOption
 }
 
 void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelFormat format) {
-  const YuvColours colours = yuvColours(source.colours, size);
+  const YuvColours colours = yuvColours(detailsOf(source).colours, size);
   AVCodecContext& context = *codec_;
   context.width = size.width;
   context.height = size.height;
@@ -152,13 +152,13 @@ void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelForma
   constexpr AVRational kUsualRate = {25, 1};
   context.framerate = source.frame_rate.num > 0 ? toLibav(source.frame_rate) : kUsualRate;
   context.time_base = av_inv_q(context.framerate);
-  context.sample_aspect_ratio = toLibav(source.pixel_aspect);
+  context.sample_aspect_ratio = toLibav(detailsOf(source).pixel_aspect);
   context.thread_count = 0;
-  context.colorspace = static_cast<AVColorSpace>(source.colours.matrix);
-  context.color_primaries = static_cast<AVColorPrimaries>(source.colours.primaries);
-  context.color_trc = static_cast<AVColorTransferCharacteristic>(source.colours.transfer);
-  context.chroma_sample_location = static_cast<AVChromaLocation>(source.colours.chroma_position);
-  if (source.colours.range_is_known) {
+  context.colorspace = static_cast<AVColorSpace>(detailsOf(source).colours.matrix);
+  context.color_primaries = static_cast<AVColorPrimaries>(detailsOf(source).colours.primaries);
+  context.color_trc = static_cast<AVColorTransferCharacteristic>(detailsOf(source).colours.transfer);
+  context.chroma_sample_location = static_cast<AVChromaLocation>(detailsOf(source).colours.chroma_position);
+  if (detailsOf(source).colours.range_is_known) {
     context.color_range = colours.full_range ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   }
   to_frame_.emplace(plainFormat(format), size, colours, pictureColours(source));

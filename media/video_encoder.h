@@ -24,7 +24,7 @@ public:
   void send(Frame&& frame);
   void sendEnd();
 
-  // Whether all comes out soon after the end: some encoders look far ahead, and then have seconds of work inside.
+  // Whether the packets follow soon after the end. Some encoders look far ahead and then still have seconds of work to do.
   bool endsQuickly() const;
 
   // In the source's time base. False: none yet, or no more.

@@ -9,7 +9,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(called openvino.so tbb.so hwloc.so) # by other libraries; the rest is looked up by its file name, which stays
-set(looked_up openvino_intel_cpu_plugin.so openvino_ir_frontend.so tbbbind tbbmalloc.so)
+set(looked_up openvino_intel_cpu_plugin.so openvino_ir_frontend.so tbbbind)
 
 function(patch file)
   execute_process(COMMAND ${PATCHELF} ${ARGN} ${file} COMMAND_ERROR_IS_FATAL ANY)

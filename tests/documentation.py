@@ -23,6 +23,9 @@ MACHINES_WORK = re.compile(r"^(apt|apt-get|sudo|cmake|ctest|git|cd|build/models-
 COMPILERS = {"c": ["gcc", "-std=c11"], "cpp": ["g++", "-std=c++20"]}
 WRAPPER = """#include <stdio.h>
 #include "vorin_stt.h"
+#ifdef __cplusplus
+#include "vorin_media.hpp"
+#endif
 {headers}
 void block(uint8_t* bgra, uint8_t* result);
 void block(uint8_t* bgra, uint8_t* result) {{

@@ -14,6 +14,12 @@ quietly cmake -S "$source_dir/examples/with_cmake" -B "$work/cmake" "-DCMAKE_PRE
 quietly cmake --build "$work/cmake"
 expect "vorin_stt 0.5" "$work/cmake/list_gpus"
 
+quietly cmake -S "$source_dir/examples/restyle_a_clip" -B "$work/clip" "-DCMAKE_PREFIX_PATH=$work/copy"
+quietly cmake --build "$work/clip"
+ffmpeg -v error -f lavfi -i testsrc2=s=96x64:d=0.4:r=10 -c:v libx264 "$work/in.mp4"
+expect "4 frames on software device" env "HOME=$work" XDG_CACHE_HOME= "$work/clip/restyle_a_clip" "$work/in.mp4" "$work/out.mp4"
+test -s "$work/out.mp4"
+
 cp -r "$source_dir/examples" "$work/examples"
 quietly env "PKG_CONFIG_PATH=$work/copy/lib/pkgconfig" make -C "$work/examples/with_pkg_config"
 expect "drew 320 x 180 pixels" "$source_dir/scripts/with-softgpu" --build "$build" "$work/examples/with_pkg_config/restyle_a_frame"

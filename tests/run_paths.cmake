@@ -2,7 +2,7 @@ cmake_minimum_required(VERSION 3.25)
 
 # Fails where a program or library of the build folder looks for its libraries in the current folder: where an element of its RUNPATH is
 # empty or relative.
-file(GLOB candidates ${FOLDER}/* ${FOLDER}/softgpu/*.so ${FOLDER}/softgpu/runtime/libvorin*)
+file(GLOB candidates ${FOLDER}/* ${FOLDER}/softgpu/*.so ${FOLDER}/softgpu/runtime/libvorin* ${FOLDER}/embedded/*.so*)
 set(run_path_count 0)
 foreach(file IN LISTS candidates)
   if(IS_DIRECTORY ${file} OR file MATCHES "\\.(a|ninja|cmake|txt|json|xml)$")

@@ -85,7 +85,7 @@ Port floats(const Port& port) {
   return std::make_shared<ov::op::v0::Convert>(port, ov::element::f32);
 }
 
-// What a FakeQuantize of weights gives, in its steps: its outputs are whole multiples of the step, up to rounding.
+// The output of a FakeQuantize of weights, counted in its steps: whole numbers, up to rounding.
 Port stepsOf(const Port& weights) {
   const auto& quantise = *ov::as_type<const FakeQuantize>(weights.get_node());
   const Port range = std::make_shared<ov::op::v1::Subtract>(floats(quantise.input_value(4)), floats(quantise.input_value(3)));
@@ -146,8 +146,7 @@ float largestQuantisedWeight(const Port& activation, const Port& weights) {
 
 } // namespace
 
-// The ONNX reader by name: asked for any reader that will do, the runtime tries them all on a broken file, and some of them
-// print.
+// Asks for the ONNX reader by name: for a broken file, the runtime would else try all its readers, and some of them print.
 void convertOnnxToIr(const std::filesystem::path& onnx, const std::filesystem::path& network, bool half_precision) {
   ov::frontend::FrontEndManager readers;
   const ov::frontend::FrontEnd::Ptr reader = readers.load_by_framework("onnx");

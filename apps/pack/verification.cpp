@@ -32,7 +32,7 @@ struct Size {
   std::int64_t width;
   std::int64_t height;
 };
-// Hosts ask for frames of any size up to the first one, so also for an odd one.
+// The library gives a network any size up to the first one, odd sizes included.
 constexpr std::array<Size, 4> kTriedSizes = {{{1920, 1080}, {960, 540}, {640, 480}, {641, 481}}};
 
 std::string names(const ov::OutputVector& ports) {
@@ -94,8 +94,8 @@ void checkInput(const Port& input, const std::string& subject, bool fixed_size, 
   add(findings, subject, declaredLayoutFinding(input));
 }
 
-// An output without a fixed size is fine: the library takes it as it comes. `when` says for which frames, if the shape depends on
-// them.
+// An output needs no fixed size: the library reads the size of each result. `when` says for which frames the shape is, if it
+// depends on them.
 void checkOutput(const ov::Model& network, const std::string& when, Findings& findings) {
   if (network.outputs().size() != 1) {
     findings.push_back("gives " + std::to_string(network.outputs().size()) +
@@ -152,7 +152,7 @@ void checkAtSizes(const NetworkReader& read, Findings& findings) {
     const std::size_t before = findings.size();
     checkOutput(*sized, " for frames of " + wxh, findings);
     if (findings.size() != before) {
-      return; // the other sizes would say the same
+      return; // the other sizes would give the same finding
     }
   }
 }

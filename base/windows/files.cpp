@@ -28,8 +28,7 @@ OVERLAPPED lockPlace() {
 }
 
 HANDLE handleOf(int descriptor) {
-  return reinterpret_cast<HANDLE>(
-      _get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): the library has them as numbers
+  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
 }
 
 bool isUtf8(const std::string& name) {

@@ -1,9 +1,9 @@
-// How steady films come out: every style over clips whose motion is known, each frame raw (a new object of the library draws it,
-// which remembers nothing), as the library delivers it, and that steadied. Then what steadying costs: frames with it and without
-// it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
+// How steady restyled clips are: every style over clips whose motion is known, each frame raw (a new object of the library
+// restyles it, which remembers nothing), as the library delivers it, and that steadied. Then what steadying costs: frames with it
+// and without it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
 //
 // usage: vorin_steadiness [steadiness | cost]
-#include "clip_steadying.h"
+#include "effects/steady_blend.h"
 #include "measures.h"
 #include "moving_clip.h"
 #include "style_stream.h"
@@ -43,23 +43,23 @@ cv::Mat styleImage() {
   return cv::imread(kModels + "/painting.png");
 }
 
-struct Drawings {
+struct Results {
   std::vector<cv::Mat> raw;
   std::vector<cv::Mat> delivered;
   std::vector<cv::Mat> steadied;
 };
 
-Drawings drawingsOf(const Clip& clip, const StyleCase& style) {
-  Drawings drawings;
+Results resultsOf(const Clip& clip, const StyleCase& style) {
+  Results results;
   StyleStream stream(style, kSize, kModels, styleImage());
-  steady::SteadyBlend blend = stylize::steadyBlendFor(style.type);
+  media::SteadyBlend blend = media::steadyBlendFor(static_cast<media::Style>(style.type));
   for (const cv::Mat& frame : clip.frames_bgr) {
-    drawings.raw.push_back(StyleStream(style, kSize, kModels, styleImage()).draw(frame));
-    drawings.delivered.push_back(stream.draw(frame));
+    results.raw.push_back(StyleStream(style, kSize, kModels, styleImage()).restyle(frame));
+    results.delivered.push_back(stream.restyle(frame));
     blend.see(frame, kSize);
-    drawings.steadied.push_back(blend.apply(drawings.delivered.back()).clone());
+    results.steadied.push_back(blend.apply(results.delivered.back()).clone());
   }
-  return drawings;
+  return results;
 }
 
 void printSteadiness(const Clip& clip) {
@@ -68,14 +68,14 @@ void printSteadiness(const Clip& clip) {
             "detail steadied : raw"});
   printRow({"---", "---:", "---:", "---:", "---:", "---:", "---:", "---:"});
   for (const StyleCase& style : kStyleCases) {
-    const Drawings drawings = drawingsOf(clip, style);
-    const double raw = warpedDifference(drawings.raw, clip.pan_pixels, clip.pan_frames);
-    const double delivered = warpedDifference(drawings.delivered, clip.pan_pixels, clip.pan_frames);
-    const double steadied = warpedDifference(drawings.steadied, clip.pan_pixels, clip.pan_frames);
-    const double raw_detail = detailOf(drawings.raw);
+    const Results results = resultsOf(clip, style);
+    const double raw = warpedDifference(results.raw, clip.pan_pixels, clip.pan_frames);
+    const double delivered = warpedDifference(results.delivered, clip.pan_pixels, clip.pan_frames);
+    const double steadied = warpedDifference(results.steadied, clip.pan_pixels, clip.pan_frames);
+    const double raw_detail = detailOf(results.raw);
     printRow({style.name, decimals(raw, 2), decimals(delivered, 2), decimals(steadied, 2), decimals(steadied / raw, 2),
-              decimals(steadied / delivered, 2), decimals(detailOf(drawings.delivered) / raw_detail, 2),
-              decimals(detailOf(drawings.steadied) / raw_detail, 2)});
+              decimals(steadied / delivered, 2), decimals(detailOf(results.delivered) / raw_detail, 2),
+              decimals(detailOf(results.steadied) / raw_detail, 2)});
   }
 }
 
@@ -86,32 +86,32 @@ void printCut(const Clip& clip) {
   printRow({"---", "---:", "---:"});
   const std::size_t first_after = clip.frames_bgr.size() / 2;
   for (const StyleCase& style : kStyleCases) {
-    const Drawings drawings = drawingsOf(clip, style);
+    const Results results = resultsOf(clip, style);
     const auto difference = [&](const std::vector<cv::Mat>& a, const std::vector<cv::Mat>& b) {
       return cv::norm(a[first_after], b[first_after], cv::NORM_L1) / static_cast<double>(a[first_after].total() * 3);
     };
-    printRow({style.name, decimals(difference(drawings.delivered, drawings.raw), 2),
-              decimals(difference(drawings.steadied, drawings.delivered), 2)});
+    printRow({style.name, decimals(difference(results.delivered, results.raw), 2),
+              decimals(difference(results.steadied, results.delivered), 2)});
   }
 }
 
 void printCost(const StyleCase& style, cv::Size size, const cv::Mat& scene_photo) {
   const Clip clip = panClip(scene_photo, size, kFrames, 4, kCameraNoise);
   StyleStream stream(style, size, kModels, styleImage());
-  steady::SteadyBlend blend = stylize::steadyBlendFor(style.type);
+  media::SteadyBlend blend = media::steadyBlendFor(static_cast<media::Style>(style.type));
   std::vector<double> without_ms;
   std::vector<double> with_ms;
   std::vector<double> blending_ms;
   for (int frame = 0; frame < 2 * kCostFrames; ++frame) {
-    const cv::Mat& film = clip.frames_bgr[static_cast<std::size_t>(frame / 2 % kFrames)];
+    const cv::Mat& frame_bgr = clip.frames_bgr[static_cast<std::size_t>(frame / 2 % kFrames)];
     if (frame % 2 == 0) {
-      stream.draw(film);
+      stream.restyle(frame_bgr);
       without_ms.push_back(stream.elapsedMs());
       continue;
     }
-    const cv::Mat drawing = stream.draw(film, [&] { blend.see(film, size); });
+    const cv::Mat result = stream.restyle(frame_bgr, [&] { blend.see(frame_bgr, size); });
     const auto start = std::chrono::steady_clock::now();
-    blend.apply(drawing);
+    blend.apply(result);
     blending_ms.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
     with_ms.push_back(stream.elapsedMs() + blending_ms.back());
   }

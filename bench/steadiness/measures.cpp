@@ -9,24 +9,24 @@
 
 namespace vorin::bench {
 
-double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels, int pan_frames) {
+double warpedDifference(const std::vector<cv::Mat>& results, int pan_pixels, int pan_frames) {
   const auto apart = static_cast<std::size_t>(pan_frames);
   double sum = 0;
-  for (std::size_t frame = apart; frame < drawings.size(); ++frame) {
-    const cv::Mat& later = drawings[frame];
+  for (std::size_t frame = apart; frame < results.size(); ++frame) {
+    const cv::Mat& later = results[frame];
     const cv::Rect seen_again(0, 0, later.cols - pan_pixels, later.rows);
-    const cv::Mat earlier = drawings[frame - apart](seen_again + cv::Point(pan_pixels, 0));
+    const cv::Mat earlier = results[frame - apart](seen_again + cv::Point(pan_pixels, 0));
     sum += cv::norm(later(seen_again), earlier, cv::NORM_L1) / static_cast<double>(earlier.total() * earlier.elemSize());
   }
-  return sum / static_cast<double>(drawings.size() - apart);
+  return sum / static_cast<double>(results.size() - apart);
 }
 
-double detailOf(const std::vector<cv::Mat>& drawings) {
+double detailOf(const std::vector<cv::Mat>& results) {
   double sum = 0;
-  const std::size_t first = drawings.size() / 2;
-  for (std::size_t frame = first; frame < drawings.size(); ++frame) {
+  const std::size_t first = results.size() / 2;
+  for (std::size_t frame = first; frame < results.size(); ++frame) {
     cv::Mat grey;
-    cv::cvtColor(drawings[frame], grey, cv::COLOR_BGR2GRAY);
+    cv::cvtColor(results[frame], grey, cv::COLOR_BGR2GRAY);
     cv::Mat laplacian;
     cv::Laplacian(grey, laplacian, CV_32F);
     cv::Scalar mean;
@@ -34,7 +34,7 @@ double detailOf(const std::vector<cv::Mat>& drawings) {
     cv::meanStdDev(laplacian(cv::Rect(1, 1, grey.cols - 2, grey.rows - 2)), mean, deviation);
     sum += deviation[0] * deviation[0];
   }
-  return sum / static_cast<double>(drawings.size() - first);
+  return sum / static_cast<double>(results.size() - first);
 }
 
 double medianOf(std::vector<double> values) {

@@ -1,4 +1,4 @@
-// What is measured of a clip's drawings, and how it is printed.
+// What is measured of a clip's results, and how it is printed.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -8,12 +8,12 @@
 
 namespace vorin::bench {
 
-// The mean absolute difference of drawings that lie so many frames apart, in grey levels, where the later one shows what the
+// The mean absolute difference of results that lie so many frames apart, in grey levels, where the later one shows what the
 // earlier one showed `pan_pixels` further to the right. What has just entered is left out.
-double warpedDifference(const std::vector<cv::Mat>& drawings, int pan_pixels, int pan_frames);
+double warpedDifference(const std::vector<cv::Mat>& results, int pan_pixels, int pan_frames);
 
-// The variance of the Laplacian of the drawings' grey, on average over the second half: detail is lost little by little.
-double detailOf(const std::vector<cv::Mat>& drawings);
+// The variance of the Laplacian of the results' grey, on average over the second half: detail is lost little by little.
+double detailOf(const std::vector<cv::Mat>& results);
 
 double medianOf(std::vector<double> values);
 

@@ -47,12 +47,12 @@ StyleStream::StyleStream(const StyleCase& style, cv::Size size, const std::strin
   require(object_->Prepare(context_), "the style cannot be prepared: no trained networks (models/build)?");
 }
 
-cv::Mat StyleStream::draw(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile) {
+cv::Mat StyleStream::restyle(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile) {
   cv::Mat bgra; // pictures of four bytes are only read
   cv::cvtColor(frame_bgr, bgra, cv::COLOR_BGR2BGRA);
-  cv::Mat drawing(size_, CV_8UC3);
+  cv::Mat result(size_, CV_8UC3);
   SttFrame input = frameOver(bgra, VORIN_FMT_BGRA);
-  SttFrame output = frameOver(drawing, VORIN_FMT_BGR24);
+  SttFrame output = frameOver(result, VORIN_FMT_BGR24);
   SttFrame style_image{};
   if (!style_image_.empty()) {
     style_image = frameOver(style_image_, VORIN_FMT_BGR24);
@@ -64,9 +64,9 @@ cv::Mat StyleStream::draw(const cv::Mat& frame_bgr, const std::function<void()>&
     other.get();
   }
   elapsed_ms_ = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  require(status, "the frame cannot be drawn");
+  require(status, "the frame cannot be restyled");
   style_image_.release();
-  return drawing;
+  return result;
 }
 
 } // namespace vorin::bench

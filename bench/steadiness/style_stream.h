@@ -1,4 +1,4 @@
-// One style of the library, reached as hosts reach it, drawing frame after frame.
+// One style of the library, reached as hosts reach it, restyling frame after frame.
 #pragma once
 
 #include "vorin_stt.h"
@@ -31,9 +31,9 @@ public:
   // style_image_bgr: for the style that takes one. Throws where there is no GPU or no package of networks.
   StyleStream(const StyleCase& style, cv::Size size, const std::string& model_folder, const cv::Mat& style_image_bgr);
 
-  // A drawing of the stream's size. The first of a stream is free of everything that the library remembers of earlier frames.
-  // meanwhile: runs on another thread while the library draws.
-  cv::Mat draw(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile = {});
+  // A result of the stream's size. The first of a stream is free of everything that the library remembers of earlier frames.
+  // meanwhile: runs on another thread while the library restyles.
+  cv::Mat restyle(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile = {});
 
   // Milliseconds that the library, and what ran meanwhile, took for the last one.
   double elapsedMs() const { return elapsed_ms_; }

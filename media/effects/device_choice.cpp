@@ -56,7 +56,7 @@ std::string reasonFor(Device wish, const ListedGpu& gpu, const std::vector<Liste
   return reason + (of_its_kind > 1 ? ", the last of " + std::to_string(of_its_kind) + " of its kind" : "");
 }
 
-// Where stand-ins were made active from outside, whoever did it may have said why.
+// Why stand-ins were made active from outside, if the reason was given.
 std::string standInReason() {
   const char* reason = std::getenv("VORIN_SOFTGPU_REASON"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
   return reason != nullptr ? reason : "made active by VORIN_SOFTGPU=1";

@@ -1,4 +1,4 @@
-#include "source_motion.h"
+#include "effects/source_motion.h"
 
 #include <opencv2/imgproc.hpp>
 

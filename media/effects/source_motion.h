@@ -1,13 +1,13 @@
-// Where each place of a film's frame was in the frame before, and how far what is remembered of it can be trusted.
+// source_motion.h: where each place of a clip's frame was in the frame before, and how far the memory of it can be trusted.
 //
 // Idea: dense inverse search (T. Kroeger, R. Timofte, D. Dai, L. Van Gool: "Fast Optical Flow using Dense Inverse Search", ECCV
 // 2016; the imaging library's own) on small grey pictures, slightly blurred: fine detail that a small picture cannot hold pulls
 // motion towards zero. Motion seen in flat areas is noise, so each place takes the mean motion of its surroundings, weighted by
 // their texture; and where most of the frame moves as one, a camera moves, and what moves nearly so moves exactly so.
 //
-// Trust is photometric. A small memory of the film is blended in the very way that the pictures are, and compared with the
+// Trust is photometric. A small memory of the clip is blended exactly as the pictures are, and compared with the
 // present frame: not only what moved unnoticed differs there, also what has lagged behind or lost its sharpness in many small
-// steps. What differs by clearly more than the film's own noise is not trusted, nor are its neighbours. Where little is left,
+// steps. What differs by clearly more than the clip's own noise is not trusted, nor are its neighbours. Where little is left,
 // there was a cut.
 #pragma once
 
@@ -51,7 +51,7 @@ private:
   cv::Mat memory_;   // CV_32FC1
   cv::Mat moved_;    // the memory, along the flow
   cv::Mat texture_;  // CV_32FC1: squared grey levels from pixel to pixel
-  double noise_ = 1; // the film's, in grey levels: half of the pixels have less
+  double noise_ = 1; // of the clip, in grey levels: half of the pixels have less
   cv::Mat motion_;
   cv::Mat trust_;
 };

@@ -1,15 +1,14 @@
 // The effect Steady: steady_blend.h in the layout of the frames, with the search for motion beside the restyling.
+#include "effects/steady_blend.h"
 #include "picture_mat.h"
-#include "steady_blend.h"
 
 #include <opencv2/imgproc.hpp>
 
 #include <future>
 
 namespace vorin::media {
-namespace {
 
-SteadyBlend blendFor(Style style) {
+SteadyBlend steadyBlendFor(Style style) {
   constexpr double kLongMemory = 0.97;
   switch (style) {
   case Style::kStippling: // dots that are blended become grey
@@ -21,11 +20,9 @@ SteadyBlend blendFor(Style style) {
   }
 }
 
-} // namespace
-
 class Steady::Work {
 public:
-  explicit Work(Style style) : blend_(blendFor(style)) {}
+  explicit Work(Style style) : blend_(steadyBlendFor(style)) {}
   ~Work() {
     if (motion_.valid()) { // another effect threw before apply
       motion_.wait();

@@ -136,7 +136,7 @@ fs::path writableFolder() {
   if (cache.empty()) {
     throw noFolder("neither XDG_CACHE_HOME nor HOME names a folder");
   }
-  const fs::path folder = cache / "vorin-stt";
+  fs::path folder = cache / "vorin-stt";
   std::error_code error;
   fs::create_directories(folder, error);
   struct stat status = {};

@@ -1,4 +1,4 @@
-// Clips and pipes are not part of the library for Windows: there is no libav for MinGW.
+// Clips and pipes are not part of the library for Windows: there is no libav for MinGW, and its OpenCV has no optical flow.
 #include "../sources_and_sinks.h"
 
 namespace vorin::media {
@@ -51,5 +51,17 @@ std::unique_ptr<Source> openPipeSource(int /*descriptor*/, const SourceOptions& 
 std::unique_ptr<Sink> openPipeSink(int /*descriptor*/, const SourceInfo& /*source*/, Size /*size*/, const std::string& /*raw*/) {
   throw noClips();
 }
+
+class Steady::Work {};
+
+Steady::Steady(Style /*style*/) {
+  throw noClips();
+}
+
+Steady::~Steady() = default;
+
+void Steady::see(const Picture& /*source*/, Size /*size*/) {}
+
+void Steady::apply(const Picture& /*source*/, Picture& /*picture*/) {}
 
 } // namespace vorin::media

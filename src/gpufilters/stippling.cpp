@@ -31,7 +31,7 @@ _VorinStatus GpuFilterEngine::PrepareStippling(std::int32_t width, std::int32_t 
 }
 
 _VorinStatus GpuFilterEngine::RunStippling(const std::uint8_t* input, std::uint8_t* output) {
-  // The kernel is told the padded size: its tables have a row for each row of the device images.
+  // The kernel gets the padded size: its tables have a row for each row of the device images.
   return runKernel("stippling", input, output,
                    {argument(source_image_), argument(destination_image_), argument(sampler_), argument(padded_width_),
                     argument(padded_height_), argument(random_x_), argument(random_y_), argument(stippling_radius_)});

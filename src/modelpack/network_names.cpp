@@ -11,10 +11,9 @@ const NamedNetwork* findNetwork(std::string_view name) {
 }
 
 std::vector<std::string> networkNames() {
-  std::vector<std::string> names;
-  for (const NamedNetwork& network : kNetworks) {
-    names.emplace_back(network.name);
-  }
+  std::vector<std::string> names(kNetworks.size());
+  std::transform(kNetworks.begin(), kNetworks.end(), names.begin(),
+                 [](const NamedNetwork& network) { return std::string(network.name); });
   return names;
 }
 

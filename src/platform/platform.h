@@ -23,7 +23,7 @@ std::optional<std::uint32_t> readLogSwitch();
 
 // ---- log output ----
 
-// Hands a line to whoever debugs the process.
+// Passes a line to the debugger of the process.
 void writeDebuggerOutput(const char* line);
 
 // Opens a text file for writing, emptying it; null on failure, on POSIX also where the path is a symbolic link.
@@ -76,7 +76,7 @@ std::FILE* createBinary(const std::string& path);
 
 // ---- folders for the library's own files ----
 // A concern of its own, in folders.cpp of each system. embedded/folders.cpp answers it otherwise, for the copy of the library
-// that works inside other packages: there the program may be an interpreter, whose folder is nobody's to write to.
+// that works inside other packages: there the program may be an interpreter, whose folder is not to be written to.
 
 // The folder beside which the library's files may lie: executableFolder. Embedded: the one that setFolderForFiles named last.
 std::optional<std::string> programFolderForFiles();

@@ -1,5 +1,7 @@
 // The library's copies. A process loads each at most once, so most cases run in processes of their own: this program again, with
 // arguments (see runAsChild).
+#define CL_TARGET_OPENCL_VERSION 120
+
 #include "library_copy.h"
 #include "support/child_process.h"
 #include "support/test_networks.h"

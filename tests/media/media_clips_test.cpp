@@ -67,12 +67,12 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
     ASSERT_THAT(tests::videoEntries(clip, "width:stream_side_data=rotation"), HasSubstr("-90"));
   }
 
-  const Outcome outcome = restyle(clip, output);
+  const RunResult outcome = restyle(clip, output);
 
   const std::vector<double> expected = tests::frameTimes(clip);
   const std::vector<double> times = tests::frameTimes(output);
   ASSERT_EQ(times.size(), expected.size());
-  EXPECT_EQ(static_cast<std::size_t>(outcome.result.frames), expected.size());
+  EXPECT_EQ(static_cast<std::size_t>(outcome.frames), expected.size());
   for (std::size_t i = 0; i < times.size(); ++i) {
     ASSERT_NEAR(times[i] - times[0], expected[i] - expected[0], 0.0011) << i; // Matroska counts in milliseconds
   }
@@ -87,7 +87,7 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
   const std::string of_source = tests::videoEntries(clip, kept);
   EXPECT_THAT(of_source, testing::AnyOf(entries, entries + "," + entries + ",")); // of a broadcast, ffprobe tells them twice
   EXPECT_GE(tests::peakSignalToNoise_db(output, clip), param.least_db);
-  EXPECT_EQ(outcome.result.damage.empty(), !is_truncated);
+  EXPECT_EQ(outcome.damage.empty(), !is_truncated);
   EXPECT_TRUE(outcome.warnings.empty()) << outcome.warnings.front();
   EXPECT_EQ(namesIn(folder_.path()), (std::set<std::string>{param.input, param.output}));
 }
@@ -129,12 +129,12 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
     for (const int frames : {0, 1, 60}) {
       std::atomic<bool> cancelled = frames == 0;
       const fs::path output = folder.path() / (codec + std::to_string(frames) + ".mp4");
-      ClipReader reader(clip);
-      ClipWriter writer(output, reader.info(), reader.info().size, {.codec = codec, .crf = {}});
-      const PipelineResult result = runPipeline(reader, writer, identity, {cancelled, [&](const Progress& progress) {
-                                                                             cancelled = progress.frames_done == frames;
-                                                                             EXPECT_EQ(progress.frames_expected, 500);
-                                                                           }});
+      const std::unique_ptr<Source> source = openSource(clip);
+      const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, {.codec = codec});
+      const RunResult result = run(*source, *sink, {}, {&cancelled, [&](const Progress& progress) {
+                                                          cancelled = progress.frames_done == frames;
+                                                          EXPECT_EQ(progress.frames_expected, 500);
+                                                        }});
       EXPECT_TRUE(result.cancelled);
       EXPECT_EQ(fs::exists(output), frames > 0) << output;
       const auto written = frames > 0 ? static_cast<int>(tests::frameTimes(output).size()) : 0;
@@ -150,16 +150,16 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
 }
 
 // Takes its time for each picture, as an encoder may.
-class SlowSink : public FrameSink {
+class SlowSink : public Sink {
 public:
   explicit SlowSink(Size size) : size_(size) {}
 
   Size size() const override { return size_; }
-  void write(VideoFrame&&) override {
+  void write(Frame&&) override {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     ++pictures_;
   }
-  void write(StreamPacket&&) override {}
+  void write(Packet&&) override {}
   void finish() override { ADD_FAILURE() << "a cancelled run is no whole one"; }
   std::int64_t finishEarly() override { return pictures_; }
 
@@ -168,16 +168,16 @@ private:
   std::int64_t pictures_ = 0;
 };
 
-// Four pictures wait for a slow encoder when the fifth is drawn: a user who cancels does not wait for them.
+// Four pictures wait for a slow encoder when the fifth is done: a user who cancels does not wait for them.
 TEST(MediaClips, CancellationDropsWhatWouldTakeLong) {
   const tests::TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.mp4";
   ffmpeg(kPictures + kFast + clip.string());
-  ClipReader reader(clip);
-  SlowSink sink(reader.info().size);
+  const std::unique_ptr<Source> source = openSource(clip);
+  SlowSink sink(source->info().size);
   std::atomic<bool> cancelled = false;
-  const PipelineResult result =
-      runPipeline(reader, sink, identity, {cancelled, [&](const Progress& progress) { cancelled = progress.frames_done == 5; }});
+  const RunResult result =
+      run(*source, sink, {}, {&cancelled, [&](const Progress& progress) { cancelled = progress.frames_done == 5; }});
   EXPECT_TRUE(result.cancelled);
   EXPECT_GE(result.frames, 1);
   EXPECT_LT(result.frames, 5);
@@ -219,7 +219,7 @@ TEST(MediaClips, OtherCodecs) {
   for (const auto& [codec, name] : {std::pair("h265", "hevc"), std::pair("vp9", "vp9"), std::pair("av1", "av1"),
                                     std::pair("mpeg4", "mpeg4"), std::pair("ffv1", "ffv1")}) {
     const fs::path output = folder.path() / (std::string(codec) + ".mkv");
-    restyle(clip, output, identity, {.codec = codec, .crf = {}});
+    restyle(clip, output, {.codec = codec});
     EXPECT_EQ(tests::videoEntries(output, "codec_name"), name);
     EXPECT_EQ(tests::frameTimes(output).size(), 5U);
     EXPECT_GE(tests::peakSignalToNoise_db(output, clip), 30) << codec;
@@ -234,10 +234,10 @@ protected:
   }
 
   // The line of the failure; no file is left behind by it.
-  std::string failure(const fs::path& clip, const fs::path& output, const ClipWriterOptions& options = {}) {
+  std::string failure(const fs::path& clip, const fs::path& output, const SinkOptions& options = {}) {
     std::string line = "none";
     try {
-      restyle(clip, output, identity, options);
+      restyle(clip, output, options);
     } catch (const std::runtime_error& error) {
       line = error.what();
     }
@@ -265,10 +265,10 @@ TEST_F(FailingClip, EachSaysWhatIsWrong) {
   EXPECT_THAT(failure(file("list.m3u8"), out), HasSubstr("is not a clip"));
   EXPECT_THAT(failure(file("sound.m4a"), out), HasSubstr("holds no video"));
   EXPECT_THAT(failure(clip_, file("out.mp4")), HasSubstr("sound (pcm_s16le) cannot go into a file of the kind mp4"));
-  EXPECT_THAT(failure(clip_, file("out.avi")), HasSubstr("use one of .mp4"));
+  EXPECT_THAT(failure(clip_, file("out.avi")), HasSubstr("for a clip .mp4"));
   EXPECT_THAT(failure(clip_, file("nowhere") / "out.mkv"), HasSubstr("does not exist: make it first"));
   EXPECT_THAT(failure(clip_, clip_), HasSubstr("exists"));
-  EXPECT_THAT(failure(clip_, out, {.codec = "h999", .crf = {}}), HasSubstr("no encoder for --codec 'h999'"));
+  EXPECT_THAT(failure(clip_, out, {.codec = "h999"}), HasSubstr("no encoder for --codec 'h999'"));
   EXPECT_THAT(failure(clip_, out, {.crf = 99}), HasSubstr("--crf 99"));
   EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("knows no --crf"));
 }
@@ -287,12 +287,13 @@ TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {
 }
 
 TEST_F(FailingClip, WhatAnEffectThrowsComesOut) {
-  const auto failing = [](const VideoFrame& frame, Picture&) {
-    if (frame.time > 500) {
+  int frames = 0;
+  FunctionEffect failing([&](Picture&) {
+    if (++frames == 12) {
       throw std::domain_error("the device is gone");
     }
-  };
-  EXPECT_THROW(restyle(clip_, file("out.mkv"), failing), std::domain_error);
+  });
+  EXPECT_THROW(restyle(clip_, file("out.mkv"), {}, &failing), std::domain_error);
   EXPECT_EQ(namesIn(folder_.path()), before_);
 }
 

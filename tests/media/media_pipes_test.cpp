@@ -1,8 +1,8 @@
 // Raw and Y4M pipes: real pipes, with another thread at either end.
-#include "clip_reader.h"
-#include "pipe_video.h"
-#include "pipeline.h"
+#include "pipe_format.h"
+#include "sources_and_sinks.h"
 #include "support/media_files.h"
+#include "support/media_way.h"
 #include "support/test_environment.h"
 
 #include <gmock/gmock.h>
@@ -83,10 +83,6 @@ private:
   std::thread drain_;
 };
 
-void identity(const VideoFrame& frame, Picture& drawing) {
-  drawing.bytes = frame.picture.bytes;
-}
-
 std::string noise(std::size_t count) {
   std::mt19937 random(7);
   std::string bytes(count, '\0');
@@ -96,20 +92,19 @@ std::string noise(std::size_t count) {
 
 struct Passed {
   std::string bytes;
-  PipelineResult result;
+  RunResult result;
 };
 
-// raw: null for Y4M.
-Passed pass(const std::string& input, const char* raw, const FrameEffect& effect = identity) {
-  const std::atomic<bool> never = false;
+// raw: empty for Y4M.
+Passed pass(
+    const std::string& input, const std::string& raw, const std::function<void(Picture&)>& change = [](Picture&) {}) {
   const Fed fed(input);
   Drained drained;
-  const auto format = raw == nullptr ? std::nullopt : std::optional(parseRawFormat(raw));
-  PipeReader reader(fed.descriptor(), format);
-  PipeWriter writer(drained.descriptor(), reader.info(), reader.info().size,
-                    format ? std::optional(format->pixels) : std::nullopt);
+  const std::unique_ptr<Source> source = openPipeSource(fed.descriptor(), {raw, false});
+  const std::unique_ptr<Sink> sink = openPipeSink(drained.descriptor(), source->info(), source->info().size, raw);
+  FunctionEffect effect(change);
   Passed passed;
-  passed.result = runPipeline(reader, writer, effect, {never});
+  passed.result = run(*source, *sink, std::array<Effect*, 1>{&effect});
   passed.bytes = drained.bytes();
   return passed;
 }
@@ -126,7 +121,7 @@ TEST(MediaPipes, Y4mComesOutByteForByte) {
   for (const char* parameters :
        {"W320 H240 F30000:1001 Ip A1:1 C420mpeg2 XCOLORRANGE=LIMITED", "W320 H240 F25:1 It A16:15 C420jpeg", "W320 H240 F50:1"}) {
     const std::string input = y4m(parameters, 320 * 240 * 3 / 2, 3);
-    const Passed passed = pass(input, nullptr);
+    const Passed passed = pass(input, "");
     EXPECT_TRUE(passed.bytes == input) << parameters;
     EXPECT_EQ(passed.result.frames, 3);
     EXPECT_TRUE(passed.result.damage.empty());
@@ -134,7 +129,7 @@ TEST(MediaPipes, Y4mComesOutByteForByte) {
 }
 
 TEST(MediaPipes, RawFramesComeOutByteForByte) {
-  // Alpha does not pass: the library makes every drawing opaque.
+  // Alpha does not pass: every result is opaque.
   for (const char* raw : {"bgra:33x17@25", "bgr24:33x17@25", "nv12:34x18@29.97", "bgr24:1x1@1"}) {
     const RawFormat format = parseRawFormat(raw);
     const std::size_t pixels = static_cast<std::size_t>(format.size.width) * static_cast<std::size_t>(format.size.height);
@@ -149,9 +144,10 @@ TEST(MediaPipes, RawFramesComeOutByteForByte) {
 // The effect sees blue first, whatever the pipe has; and what it paints comes out in the pipe's order.
 TEST(MediaPipes, ChannelsKeepTheirMeaning) {
   const std::string red_rgba("\xF0\x20\x10\xFF", 4);
-  const Passed passed = pass(red_rgba, "rgba:1x1@25", [](const VideoFrame& frame, Picture& drawing) {
-    EXPECT_THAT(frame.picture.bytes, ElementsAre(0x10, 0x20, 0xF0, 0xFF));
-    drawing.bytes = {1, 2, 3, 255};
+  const Passed passed = pass(red_rgba, "rgba:1x1@25", [](Picture& picture) {
+    const std::array<std::uint8_t, 4> painted = {1, 2, 3, 255};
+    EXPECT_THAT(std::vector(picture.pixels(), picture.pixels() + 4), ElementsAre(0x10, 0x20, 0xF0, 0xFF));
+    std::copy(painted.begin(), painted.end(), picture.pixels());
   });
   EXPECT_EQ(passed.bytes, std::string("\x03\x02\x01\xFF", 4));
 
@@ -160,11 +156,10 @@ TEST(MediaPipes, ChannelsKeepTheirMeaning) {
   for (int pair = 0; pair < 8 * 4 / 2; ++pair) {
     yuy2 += std::string("\x6B\x60\x6B\xBB", 4);
   }
-  const Passed kept = pass(yuy2, "yuy2:8x4@25", [](const VideoFrame& frame, Picture& drawing) {
-    EXPECT_NEAR(frame.picture.bytes[0], 41, 4);
-    EXPECT_NEAR(frame.picture.bytes[1], 64, 8);
-    EXPECT_NEAR(frame.picture.bytes[2], 202, 4);
-    drawing.bytes = frame.picture.bytes;
+  const Passed kept = pass(yuy2, "yuy2:8x4@25", [](Picture& picture) {
+    EXPECT_NEAR(picture.pixels()[0], 41, 4);
+    EXPECT_NEAR(picture.pixels()[1], 64, 8);
+    EXPECT_NEAR(picture.pixels()[2], 202, 4);
   });
   ASSERT_EQ(kept.bytes.size(), yuy2.size());
   for (std::size_t i = 0; i < yuy2.size(); ++i) {
@@ -176,16 +171,16 @@ TEST(MediaPipes, AnInputThatEndsEarlyIsReported) {
   const std::size_t frame = 320 * 240 * 3 / 2;
   const std::string whole = y4m("W320 H240 F25:1", frame, 2);
   for (const std::size_t missing : {std::size_t{1}, frame, frame + 3}) {
-    const Passed passed = pass(whole.substr(0, whole.size() - missing), nullptr);
+    const Passed passed = pass(whole.substr(0, whole.size() - missing), "");
     EXPECT_EQ(passed.result.frames, 1) << missing;
     EXPECT_THAT(passed.result.damage, ElementsAre(HasSubstr("ends in the middle of frame 2"))) << missing;
   }
   EXPECT_THAT(pass(noise(frame * 2 - 5), "nv12:320x240@25").result.damage, ElementsAre(HasSubstr("frame 2")));
-  EXPECT_THAT(pass(whole + "OTHER\n", nullptr).result.damage, ElementsAre(HasSubstr("no frame of Y4M behind frame 2")));
-  EXPECT_THROW(pass(whole.substr(0, frame), nullptr), MediaError);
-  EXPECT_THROW(pass("", "bgra:8x8@25"), MediaError);
+  EXPECT_THAT(pass(whole + "OTHER\n", "").result.damage, ElementsAre(HasSubstr("no frame of Y4M behind frame 2")));
+  EXPECT_THROW(pass(whole.substr(0, frame), ""), Error);
+  EXPECT_THROW(pass("", "bgra:8x8@25"), Error);
   for (const char* header : {"RIFF", "YUV4MPEG2 W320 F25:1\n", "YUV4MPEG2 W99999999 H4\n", "YUV4MPEG2 W32 H32 C444\n"}) {
-    EXPECT_THROW(pass(header, nullptr), MediaError) << header;
+    EXPECT_THROW(pass(header, ""), Error) << header;
   }
 }
 
@@ -197,7 +192,7 @@ TEST(MediaPipes, RawFormatsAreReadStrictly) {
   for (const char* wrong :
        {"", "nv12", "nv12:1280x720", "nv12:1280@30", "nv12:0x720@30", "nv12:1280x720@0", "nv12:1280x720@-1", "nv12:1281x720@30",
         "nv12:1280x721@30", "yuy2:1281x720@30", "bgra:99999x9@30", "bgra:4x4@30x", "rgb48:4x4@30"}) {
-    EXPECT_THROW(parseRawFormat(wrong), OptionError) << wrong;
+    EXPECT_THROW(parseRawFormat(wrong), Error) << wrong;
   }
 }
 
@@ -205,11 +200,10 @@ TEST(MediaPipes, AClipGoesIntoAPipe) {
   const tests::TemporaryFolder folder;
   const auto clip = folder.path() / "in.mp4";
   tests::ffmpeg("-f lavfi -i testsrc2=s=64x48:r=5:d=1 -pix_fmt yuv420p " + clip.string());
-  const std::atomic<bool> never = false;
   Drained drained;
-  ClipReader reader(clip);
-  PipeWriter writer(drained.descriptor(), reader.info(), reader.info().size, std::nullopt);
-  runPipeline(reader, writer, identity, {never});
+  const std::unique_ptr<Source> source = openSource(clip);
+  const std::unique_ptr<Sink> sink = openPipeSink(drained.descriptor(), source->info(), source->info().size, "");
+  run(*source, *sink, {});
   std::ofstream(folder.path() / "out.y4m", std::ios::binary) << drained.bytes();
   EXPECT_EQ(tests::peakSignalToNoise_db(folder.path() / "out.y4m", clip), 1000); // no codec in between: the same pixels
 }
@@ -219,10 +213,10 @@ TEST(MediaPipes, CancellationDoesNotWaitForThePipe) {
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0); // nobody writes into it, nor ever closes it
   std::atomic<bool> cancelled = false;
   Drained drained;
-  PipeReader reader(ends[0], parseRawFormat("bgra:8x8@25"));
-  PipeWriter writer(drained.descriptor(), reader.info(), reader.info().size, RawPixels::kBgra);
+  const std::unique_ptr<Source> source = openPipeSource(ends[0], {"bgra:8x8@25", false});
+  const std::unique_ptr<Sink> sink = openPipeSink(drained.descriptor(), source->info(), source->info().size, "bgra:8x8@25");
   std::thread user([&] { cancelled = true; });
-  EXPECT_TRUE(runPipeline(reader, writer, identity, {cancelled}).cancelled);
+  EXPECT_TRUE(run(*source, *sink, {}, {&cancelled, {}}).cancelled);
   user.join();
   ::close(ends[0]);
   ::close(ends[1]);

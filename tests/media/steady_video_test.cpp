@@ -1,8 +1,7 @@
 // Steadied films whose motion is known, since they are windows over one large texture. Pictures are that window with noise of
 // their own, as a style's flicker; steadied ones have to come nearer to it.
-#include "source_motion.h"
-#include "steady_blend.h"
-#include "tile_blend.h"
+#include "effects/source_motion.h"
+#include "effects/steady_blend.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
@@ -13,7 +12,7 @@
 #include <stdexcept>
 #include <vector>
 
-namespace vorin::steady {
+namespace vorin::media {
 namespace {
 
 constexpr double kFlicker = 12; // the standard deviation of a picture's own noise
@@ -311,4 +310,4 @@ TEST(SteadyBlend, OtherKindsOfImagesAreRefused) {
 }
 
 } // namespace
-} // namespace vorin::steady
+} // namespace vorin::media

@@ -1,6 +1,6 @@
 // The pixels of a tile against plain floating point.
+#include "effects/steady_blend.h"
 #include "support/padded_image.h"
-#include "tile_blend.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace vorin::steady {
+namespace vorin::media {
 namespace {
 
 // One byte of a blended tile, by definition.
@@ -87,4 +87,4 @@ TEST(TileBlend, PixelsAgainstFloatingPoint) {
 }
 
 } // namespace
-} // namespace vorin::steady
+} // namespace vorin::media

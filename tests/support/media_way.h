@@ -1,39 +1,32 @@
-// The whole way of a clip, for tests: read, handed to an effect, written.
+// The whole way of a clip, for tests: read, changed by an effect, written.
 #pragma once
 
-#include "clip_reader.h"
-#include "clip_writer.h"
-#include "pipeline.h"
+#include "vorin_media.hpp"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <filesystem>
-#include <string>
-#include <vector>
+#include <functional>
 
 namespace vorin::media {
 
-inline void identity(const VideoFrame& frame, Picture& drawing) {
-  ASSERT_EQ(frame.picture.layout, drawing.layout);
-  ASSERT_EQ(frame.picture.size, drawing.size);
-  drawing.bytes = frame.picture.bytes;
-}
+// Changes each frame's picture in place.
+class FunctionEffect final : public Effect {
+public:
+  explicit FunctionEffect(std::function<void(Picture&)> change) : change_(std::move(change)) {}
 
-struct Outcome {
-  PipelineResult result;
-  std::vector<std::string> warnings;
+  void apply(const Picture& /*source*/, Picture& picture) override {
+    picture = picture.copy();
+    change_(picture);
+  }
+
+private:
+  std::function<void(Picture&)> change_;
 };
 
-inline Outcome restyle(const std::filesystem::path& clip, const std::filesystem::path& output,
-                       const FrameEffect& effect = identity, const ClipWriterOptions& options = {}) {
-  const std::atomic<bool> never = false;
-  ClipReader reader(clip);
-  ClipWriter writer(output, reader.info(), reader.info().size, options);
-  Outcome outcome;
-  outcome.result = runPipeline(reader, writer, effect, {never});
-  outcome.warnings = writer.warnings();
-  return outcome;
+inline RunResult restyle(const std::filesystem::path& clip, const std::filesystem::path& output, const SinkOptions& options = {},
+                         Effect* effect = nullptr) {
+  const std::unique_ptr<Source> source = openSource(clip);
+  const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, options);
+  const std::vector<Effect*> effects(effect == nullptr ? 0 : 1, effect);
+  return run(*source, *sink, effects);
 }
 
 } // namespace vorin::media

@@ -118,7 +118,7 @@ std::FILE* createBinary(const std::string& path) {
 }
 
 std::FILE* openTextForWriting(const std::string& path) {
-  // A pipe that nobody reads is refused, and not waited for.
+  // A pipe without a reader is refused instead of waited for.
   const int access = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   return streamOf(::open(path.c_str(), access, kReadWriteForAll), "w");
 }

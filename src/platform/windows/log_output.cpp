@@ -13,7 +13,7 @@ void writeDebuggerOutput(const char* line) {
 
 std::FILE* openTextForWriting(const std::string& path) {
   std::FILE* file = nullptr;
-  // Where the runtime lets nobody else open what this opens, a file that another object still holds cannot be opened again.
+  // The runtime opens files for exclusive use: a file that another object still holds cannot be opened again.
   return ::fopen_s(&file, path.c_str(), "wt") == 0 ? file : nullptr;
 }
 

@@ -70,10 +70,7 @@ TEST_F(PackOnPosix, LeavesNothingAfterASignal) {
 // The first signal does not end a write to a pipe that nobody empties.
 TEST_F(PackOnPosix, EndsAtTheSecondSignalWhateverItWaitsFor) {
   constexpr int kPipeBytes = 65536;
-  std::vector<NamedContent> names;
-  for (int number = 0; number < 4000; ++number) {
-    names.push_back({"a name of some length " + std::to_string(number), ""});
-  }
+  const std::vector<NamedContent> names(4000, {"a name of some length", ""});
   writeFile(pack_.file("p.bin"), packageBytes(names));
   ASSERT_EQ(mkfifo(pack_.file("pipe").c_str(), S_IRUSR | S_IWUSR), 0);
   const int reader = open(pack_.file("pipe").c_str(), O_RDONLY | O_NONBLOCK);

@@ -1,0 +1,118 @@
+// Image files as sources and sinks.
+#include "picture_mat.h"
+#include "sources_and_sinks.h"
+#include "support/stylize_run.h"
+
+#include <gmock/gmock.h>
+#include <opencv2/core.hpp>
+
+#include <fstream>
+#include <map>
+
+namespace vorin::tests {
+namespace {
+
+using media::Picture;
+using testing::HasSubstr;
+
+cv::Mat readBgr(const std::filesystem::path& file) {
+  const std::unique_ptr<media::Source> source = media::openImageSource(file);
+  std::optional<media::Item> item = source->next();
+  EXPECT_FALSE(source->next());
+  return media::bgrOf(std::get<media::Frame>(item.value()).picture).clone();
+}
+
+void writeFile(const std::filesystem::path& file, const std::string& bytes) {
+  std::ofstream(file, std::ios::binary) << bytes;
+}
+
+TEST(ImageFiles, EveryPixelTypeBecomesEightBitColour) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "photo.png";
+  const cv::Scalar colour(10, 100, 200, 0); // fully transparent where there is an alpha channel
+  for (const int type : {CV_8UC1, CV_8UC3, CV_8UC4, CV_16UC1, CV_16UC3, CV_16UC4}) {
+    const double scale = CV_MAT_DEPTH(type) == CV_16U ? 257 : 1;
+    writeFile(file, pngBytes(cv::Mat(5, 7, type, colour * scale)));
+    const bool is_grey = CV_MAT_CN(type) == 1;
+    const cv::Vec3b expected = is_grey ? cv::Vec3b(10, 10, 10) : cv::Vec3b(10, 100, 200);
+    EXPECT_EQ(readBgr(file).at<cv::Vec3b>(4, 6), expected) << type;
+  }
+}
+
+// An APP1 segment with one EXIF entry: orientation (0x0112), a short.
+std::string exifSegment(char orientation) {
+  const std::string before("\xFF\xE1\0\x22"
+                           "Exif\0\0MM\0\x2A\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0",
+                           29);
+  return before + orientation + std::string(6, '\0');
+}
+
+// Four fields of one colour each; EXIF's numbers say where the first row and the first column are to be seen.
+TEST(ImageFiles, AnImageMarkedAsTurnedIsTurnedUpright) {
+  const TemporaryFolder folder;
+  const std::map<char, cv::Vec3b> colours = {
+      {'A', {220, 30, 30}}, {'B', {30, 220, 30}}, {'C', {30, 30, 220}}, {'D', {240, 240, 240}}};
+  cv::Mat stored(32, 96, CV_8UC3);
+  for (const auto& [name, colour] : colours) {
+    stored(cv::Rect((name - 'A') % 2 * 48, (name - 'A') / 2 * 16, 48, 16)).setTo(cv::Scalar(colour[0], colour[1], colour[2]));
+  }
+  const std::unique_ptr<media::Sink> sink = media::openSink(folder.path() / "stored.jpg", {}, {96, 32});
+  sink->write(media::Frame{media::pictureFromBgr(stored)});
+  sink->finish();
+  const std::string bytes = readFile(folder.path() / "stored.jpg");
+  const std::vector<std::string> seen = {"ABCD", "BADC", "DCBA", "CDAB", "ACBD", "CADB", "DBCA", "BDAC"}; // rows from above
+  for (std::size_t index = 0; index < seen.size(); ++index) {
+    writeFile(folder.path() / "turned.jpg", bytes.substr(0, 2) + exifSegment(static_cast<char>(index + 1)) + bytes.substr(2));
+    const cv::Mat upright = readBgr(folder.path() / "turned.jpg");
+    ASSERT_EQ(upright.size(), index < 4 ? cv::Size(96, 32) : cv::Size(32, 96)) << index + 1;
+    for (int field = 0; field < 4; ++field) {
+      const auto& pixel = upright.at<cv::Vec3b>((field / 2 * 2 + 1) * upright.rows / 4, (field % 2 * 2 + 1) * upright.cols / 4);
+      // JPEG keeps a field's middle within a few steps; the colours are 190 apart.
+      EXPECT_LE(cv::norm(pixel, colours.at(seen[index][static_cast<std::size_t>(field)]), cv::NORM_INF), 8)
+          << index + 1 << ' ' << field;
+    }
+  }
+}
+
+TEST(ImageFiles, AnImageTakesOneFrameAndTheContentDecidesWhatAFileIs) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "out.png";
+  const std::unique_ptr<media::Sink> sink = media::openSink(file, {}, {9, 7});
+  sink->write(media::Frame{Picture(media::PixelLayout::kBgra, {9, 7})});
+  EXPECT_THROW(sink->write(media::Frame{Picture(media::PixelLayout::kBgra, {9, 7})}), Error);
+  EXPECT_FALSE(std::filesystem::exists(file));
+  sink->finish();
+  std::filesystem::rename(file, folder.path() / "out.mp4");
+  EXPECT_EQ(media::openSource(folder.path() / "out.mp4")->info().frames_expected, 1);
+}
+
+std::string failure(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+TEST(ImageFiles, EachFaultSaysWhatIsWrong) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "photo.png";
+  const auto reading = [&](const std::string& bytes) {
+    writeFile(file, bytes);
+    return failure([&] { readBgr(file); });
+  };
+  const std::string png = pngBytes(cv::Mat(5, 7, CV_8UC3, cv::Scalar::all(9)));
+  const auto claiming = [&](const std::string& width) { return png.substr(0, 16) + width + png.substr(20); };
+  EXPECT_THAT(reading(""), HasSubstr("is empty"));
+  EXPECT_THAT(reading("no image at all"), HasSubstr("is not a PNG, JPEG, WebP or BMP image"));
+  EXPECT_THAT(reading(png.substr(0, png.size() - 1)), HasSubstr("is truncated or damaged"));
+  EXPECT_THAT(reading(claiming(std::string("\0\0\x40\x01", 4))), HasSubstr("is 16385x5 pixels, too large"));
+  EXPECT_THAT(reading(claiming(std::string("\xFF\xFF\xFF\xFF", 4))), HasSubstr("too large"));
+  EXPECT_THAT(failure([&] { readBgr(folder.path()); }), HasSubstr("is a folder"));
+  EXPECT_THAT(failure([&] { readBgr(folder.path() / "none.png"); }), HasSubstr("does not exist"));
+  EXPECT_THAT(failure([&] { media::openSink(folder.path() / "out.tiff", {}, {4, 4}); }), HasSubstr("use one of .png"));
+}
+
+} // namespace
+} // namespace vorin::tests

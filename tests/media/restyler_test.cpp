@@ -1,0 +1,244 @@
+// The restyler as a host uses it, on the software device.
+#include "picture_mat.h"
+#include "support/guarded_buffer.h"
+#include "support/plain_colour.h"
+#include "support/test_networks.h"
+
+#include <gmock/gmock.h>
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <thread>
+
+namespace vorin::media {
+namespace {
+
+using testing::HasSubstr;
+using tests::alikeTwins;
+using tests::GuardedBuffer;
+using tests::networkFiles;
+using tests::TestPackage;
+
+constexpr Size kSize = {38, 34}; // no side below the 32 at which networks work
+
+// Pixels in pairs of one colour, so that layouts in which neighbours share colour lose nothing by it.
+Picture pairsOfNoise(Size size, std::uint64_t seed) {
+  Picture picture(PixelLayout::kBgra, size);
+  cv::Mat pixels = matOver(picture);
+  cv::RNG random(seed);
+  for (int row = 0; row < size.height; ++row) {
+    for (int column = 0; column < size.width; ++column) {
+      auto& pixel = pixels.at<cv::Vec4b>(row, column);
+      const bool is_repeated = column % 2 == 1 || row % 2 == 1;
+      pixel = is_repeated ? pixels.at<cv::Vec4b>(row - row % 2, column - column % 2)
+                          : cv::Vec4b(static_cast<std::uint8_t>(random.uniform(40, 216)),
+                                      static_cast<std::uint8_t>(random.uniform(40, 216)),
+                                      static_cast<std::uint8_t>(random.uniform(40, 216)), 255);
+    }
+  }
+  return picture;
+}
+
+// The same picture in another layout, by the definitions.
+Picture inLayout(const Picture& bgra, PixelLayout layout) {
+  Picture picture(layout, bgra.size());
+  const cv::Mat from = matOver(bgra);
+  for (int row = 0; row < from.rows; ++row) {
+    std::uint8_t* to = picture.pixels() + picture.pitchBytes() * static_cast<std::size_t>(row);
+    for (int column = 0; column < from.cols; ++column) {
+      const auto& pixel = from.at<cv::Vec4b>(row, column);
+      const tests::Yuv yuv = tests::videoYuv({pixel[0], pixel[1], pixel[2]});
+      switch (layout) {
+      case PixelLayout::kBgra:
+        std::copy_n(pixel.val, 4, to + column * 4);
+        break;
+      case PixelLayout::kRgba:
+        std::reverse_copy(pixel.val, pixel.val + 3, to + column * 4);
+        to[column * 4 + 3] = 255;
+        break;
+      case PixelLayout::kBgr24:
+        std::copy_n(pixel.val, 3, to + column * 3);
+        break;
+      case PixelLayout::kNv12:
+        to[column] = yuv[0];
+        chromaOver(picture).at<cv::Vec2b>(row / 2, column / 2) = {yuv[1], yuv[2]};
+        break;
+      case PixelLayout::kYuy2:
+        to[column * 2] = yuv[0];
+        to[column * 2 + 1] = yuv[1 + static_cast<std::size_t>(column % 2)];
+        break;
+      }
+    }
+  }
+  return picture;
+}
+
+constexpr std::array kLayouts = {PixelLayout::kBgra, PixelLayout::kRgba, PixelLayout::kBgr24, PixelLayout::kNv12,
+                                 PixelLayout::kYuy2};
+
+// Each network's own gain, so that results tell them apart.
+class Restylers : public testing::Test {
+protected:
+  RestylerOptions options(Style style) const {
+    RestylerOptions options;
+    options.style = style;
+    options.models = package_.folder();
+    options.device = Device::kSoftware;
+    return options;
+  }
+
+  tests::TemporaryFolder folder_;
+  TestPackage package_{{networkFiles(tests::kCartoon, tests::FixedNetwork{.gain = 0.8F}),
+                        alikeTwins(tests::kLightGrey, tests::FixedNetwork{.gain = -0.7F}),
+                        alikeTwins(tests::kTransfer512,
+                                   tests::TransferNetwork{.width = 40, .height = 32, .content_gain = 0.6F, .style_gain = 0.3F})}};
+};
+
+std::vector<std::uint8_t> bytesOf(const Picture& picture) {
+  return {picture.pixels(), picture.pixels() + picture.byteCount()};
+}
+
+// A step of rounding on each way between YUV and RGB, times the gain of a network and of the conversions.
+constexpr double kYuvTolerance = 6;
+
+TEST_F(Restylers, TakeAndGiveEveryLayoutInAnyPitchAndLeaveTheInputAsItIs) {
+  const Picture input = pairsOfNoise(kSize, 1);
+  for (const Style style : {Style::kCartoon, Style::kPencilSketch}) {
+    Restyler restyler(options(style));
+    const Picture expected = restyler.restyle(input);
+    for (const PixelLayout layout : kLayouts) {
+      const Picture other = inLayout(input, layout);
+      const bool is_yuv = layout == PixelLayout::kNv12 || layout == PixelLayout::kYuy2;
+      SCOPED_TRACE(static_cast<int>(layout) * 10 + static_cast<int>(style));
+      const std::size_t pitch_bytes = other.rowBytes() + 12;
+      GuardedBuffer in(pitch_bytes * other.rowCount());
+      GuardedBuffer out(pitch_bytes * other.rowCount());
+      for (std::size_t row = 0; row < other.rowCount(); ++row) {
+        std::copy_n(other.pixels() + row * other.pitchBytes(), other.rowBytes(), in.data() + row * pitch_bytes);
+      }
+      const std::vector<std::uint8_t> before = in.content();
+      Picture output = Picture::wrap(layout, kSize, out.data(), pitch_bytes);
+      restyler.restyle(Picture::wrap(layout, kSize, std::as_const(in).data(), pitch_bytes), output);
+      EXPECT_EQ(in.content(), before);
+      EXPECT_TRUE(out.guardIntact());
+      EXPECT_EQ(out[other.rowBytes()], 0xCD); // the padding between rows
+      if (style == Style::kCartoon || !is_yuv) {
+        const cv::Rect compared(0, 0, kSize.width - 2, kSize.height); // the library blackens the last column of cartoon
+        EXPECT_LE(cv::norm(bgrOf(output.copy())(compared), bgrOf(expected)(compared), cv::NORM_INF), is_yuv ? kYuvTolerance : 0);
+      }
+    }
+  }
+}
+
+// The network's answer is gain x (value - 127.5) / 127.5, put back the same way.
+TEST_F(Restylers, ChangeTheirStyleSizeAndStyleImageBetweenFrames) {
+  const Picture input = pairsOfNoise(kSize, 2);
+  const auto scaled = [&](double gain) {
+    cv::Mat expected;
+    bgrOf(input).convertTo(expected, CV_8U, gain, 127.5 - gain * 127.5);
+    return expected;
+  };
+  Restyler restyler(options(Style::kPencilSketch));
+  const std::vector<std::uint8_t> pencil = bytesOf(restyler.restyle(input));
+  EXPECT_EQ(restyler.report().network, "");
+  restyler.setStyle(Style::kCartoon);
+  EXPECT_LE(cv::norm(bgrOf(restyler.restyle(input))(cv::Rect(0, 0, 37, 34)), scaled(0.8)(cv::Rect(0, 0, 37, 34)), cv::NORM_INF),
+            1);
+  EXPECT_EQ(restyler.report().network, tests::kCartoon);
+  EXPECT_GT(restyler.report().load_ms, 0);
+  EXPECT_THAT(restyler.report().device, HasSubstr("software device"));
+  restyler.setSize(Size{20, 30});
+  EXPECT_EQ(restyler.restyle(input).size(), (Size{20, 30}));
+  restyler.setSize(std::nullopt);
+  restyler.setStyle(Style::kPencilSketch);
+  EXPECT_EQ(bytesOf(restyler.restyle(input)), pencil);
+
+  restyler.setStyle(Style::kTransfer);
+  restyler.setStyleImage(pairsOfNoise({40, 32}, 3));
+  const std::vector<std::uint8_t> first = bytesOf(restyler.restyle(input));
+  restyler.setStyleImage(pairsOfNoise({40, 32}, 4));
+  EXPECT_NE(bytesOf(restyler.restyle(input)), first);
+  restyler.setStyleImage(pairsOfNoise({40, 32}, 3));
+  restyler.startSequence(); // else the library smooths against the frame before
+  EXPECT_EQ(bytesOf(restyler.restyle(input)), first);
+}
+
+std::pair<ErrorKind, std::string> failure(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Error& error) {
+    return {error.kind(), error.what()};
+  }
+  return {ErrorKind::kBusy, "none"};
+}
+
+TEST_F(Restylers, TurnEveryFaultIntoAnErrorThatSaysWhatToDo) {
+  const Picture input = pairsOfNoise(kSize, 5);
+  const auto expect = [](const std::pair<ErrorKind, std::string>& actual, ErrorKind kind, const std::string& text) {
+    EXPECT_EQ(actual.first, kind) << actual.second;
+    EXPECT_THAT(actual.second, HasSubstr(text));
+  };
+  RestylerOptions wrong = options(Style::kCartoon);
+  wrong.network = "512";
+  expect(failure([&] { Restyler{wrong}; }), ErrorKind::kUsage, "has no network '512'");
+  wrong = options(Style::kTransfer);
+  wrong.network = "256";
+  expect(failure([&] { Restyler{wrong}; }), ErrorKind::kModel, "lacks");
+  wrong.models = folder_.path() / "nowhere";
+  expect(failure([&] { Restyler{wrong}; }), ErrorKind::kModel, "is not a folder");
+  Restyler transfer(options(Style::kTransfer));
+  expect(failure([&] { transfer.restyle(input); }), ErrorKind::kUsage, "takes the look of a picture");
+  expect(failure([&] { transfer.restyle({}); }), ErrorKind::kUsage, "a picture of 0x0 pixels");
+
+  package_.write({networkFiles(tests::kCartoon, tests::FixedNetwork{.gain = 0})});
+  Restyler blank(options(Style::kCartoon));
+  expect(failure([&] { blank.restyle(input); }), ErrorKind::kModel, "does not work on this device");
+  package_.write({networkFiles(tests::kCartoon, tests::makeSum({"one", "two", "three"}))});
+  Restyler unloadable(options(Style::kCartoon));
+  expect(failure([&] { unloadable.restyle(input); }), ErrorKind::kModel, "its network is not loaded");
+}
+
+TEST_F(Restylers, ASecondThreadGetsTheErrorAndTheFirstItsResult) {
+  Restyler restyler(options(Style::kPencilSketch));
+  const Picture input = pairsOfNoise({1600, 1200}, 6);
+  restyler.prepare(input.size());
+  std::atomic<bool> ends = false;
+  std::thread first([&] {
+    for (int frame = 0; frame < 20; ++frame) {
+      EXPECT_NO_THROW(restyler.restyle(input));
+    }
+    ends = true;
+  });
+  int busy = 0;
+  while (!ends) {
+    // Between two frames of the other thread it may also succeed, and the other one then fails: only look.
+    busy += failure([&] { restyler.setSize(std::nullopt); }).second == "none" ? 0 : 1;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  first.join();
+  EXPECT_GT(busy, 0);
+}
+
+TEST_F(Restylers, PrepareOneAtATimeInTheUsersFolder) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 5;
+  const Picture input = pairsOfNoise(kSize, 7);
+  std::atomic<int> done = 0;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, style = thread % 2 == 0 ? Style::kCartoon : Style::kLightGrey] {
+      for (int round = 0; round < kRounds; ++round) {
+        Restyler restyler(options(style));
+        restyler.restyle(input);
+        ++done;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(done, kThreads * kRounds);
+}
+
+} // namespace
+} // namespace vorin::media
