@@ -109,14 +109,6 @@ ModelPackage::ModelPackage(const fs::path& named)
   library_folder_ = libraryFolderOf(folder_, file_);
 }
 
-std::string ModelPackage::sum() const {
-  return base::sha256OfFile(file_, 0, fs::file_size(file_));
-}
-
-std::string ModelPackage::sumOf(const modelpack::PackageEntry& entry) const {
-  return base::sha256OfFile(file_, entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey);
-}
-
 void ModelPackage::requireNetwork(Style style, const modelpack::NamedNetwork& network) const {
   std::vector<std::string> absent;
   for (const std::string& entry : modelpack::requiredEntries(network)) {
@@ -129,6 +121,10 @@ void ModelPackage::requireNetwork(Style style, const modelpack::NamedNetwork& ne
                    base::joined(absent) + ": build a package with " + (absent.size() == 1 ? "it" : "them") +
                    " (see vorin-pack --help)");
   }
+}
+
+std::string ModelPackage::sha256Of(const modelpack::PackageEntry& entry) const {
+  return base::sha256OfFile(file_, entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey);
 }
 
 Error ModelPackage::failedToLoad(Style style) const {

@@ -40,13 +40,12 @@ public:
   // of the user's with a link to the package. In the system's narrow text.
   const std::string& libraryFolder() const { return library_folder_; }
 
-  // SHA-256 sums in hexadecimal digits: of the package's file, and of what an entry unpacks to. Throw kInputOutput.
-  std::string sum() const;
-  std::string sumOf(const modelpack::PackageEntry& entry) const;
-
   // Throws kModel where a file of the network is absent. Which of the twins the library asks for depends on the device, and this
   // check comes before there is one: a package must hold both (the float one under both names will do).
   void requireNetwork(Style style, const modelpack::NamedNetwork& network) const;
+
+  // The SHA-256 sum of an entry's content, in hexadecimal digits.
+  std::string sha256Of(const modelpack::PackageEntry& entry) const;
 
   // The error where the library does not load a network of this package, and where the network's results are blank.
   Error failedToLoad(Style style) const;

@@ -20,6 +20,7 @@ namespace {
 constexpr std::string_view kInputName = "standard input";
 constexpr std::string_view kFrameWord = "FRAME";
 constexpr std::size_t kLongestLine_bytes = 4096;
+constexpr int kLook_ms = 20; // between two looks at a flag
 
 AVPixelFormat formatOf(RawPixels pixels) {
   switch (pixels) {
@@ -100,7 +101,6 @@ private:
 };
 
 bool PipeEnd::wait(short event) const {
-  constexpr int kLook_ms = 20;
   while (!interrupted_) {
     pollfd end = {descriptor_, event, 0};
     if (poll(&end, 1, kLook_ms) > 0) { // also when the other end is gone: the transfer tells
@@ -272,6 +272,12 @@ std::optional<RawFormat> formatOf(const std::string& raw) {
 }
 
 } // namespace
+
+void waitForStandardInput(const std::atomic<bool>& cancelled) {
+  pollfd end = {STDIN_FILENO, POLLIN, 0};
+  while (!cancelled && poll(&end, 1, kLook_ms) == 0) {
+  }
+}
 
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options) {
   return std::make_unique<PipeSource>(descriptor, formatOf(options.raw), options.exact_colours);

@@ -81,6 +81,9 @@ Size rawSize(const std::string& raw);
 std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
 std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,
                                    const SinkOptions& options);
+// Returns once standard input has bytes or has ended, or the flag is set: opening a pipe waits for its header.
+void waitForStandardInput(const std::atomic<bool>& cancelled);
+
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 

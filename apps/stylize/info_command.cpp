@@ -3,6 +3,7 @@
 #include "model_package.h"
 #include "options.h"
 #include "report.h"
+#include "sha256.h"
 #include "text.h"
 
 #include <algorithm>
@@ -43,9 +44,9 @@ std::string styleOf(const std::string& entry) {
 
 SummedPackage summed(const media::ModelPackage& package) {
   SummedPackage sums = {base::utf8Text(package.file()), std::filesystem::file_size(package.file()), {}, {}};
-  sums.sha256 = package.sum();
+  sums.sha256 = base::sha256OfFile(package.file(), 0, sums.size_bytes);
   for (const modelpack::PackageEntry& entry : package.directory().entries) {
-    sums.entries.push_back({entry, package.sumOf(entry), styleOf(entry.name)});
+    sums.entries.push_back({entry, package.sha256Of(entry), styleOf(entry.name)});
   }
   return sums;
 }

@@ -1,5 +1,6 @@
 #include "restyling.h"
 
+#include "cancellation.h"
 #include "options.h"
 #include "report.h"
 #include "sources_and_sinks.h"
@@ -71,8 +72,12 @@ std::unique_ptr<media::Source> openInput(const Options& options, const InputResu
   }
   // Where nothing of the style is to be seen, the source comes back as exactly as its layout allows.
   const bool exact_colours = options.strength == 0 && !options.restyler.size;
-  return isPipe(result.input) ? media::openSource(result.input, {options.sink.raw, exact_colours})
-                              : media::openClipSource(result.input, exact_colours);
+  if (!isPipe(result.input)) {
+    return media::openClipSource(result.input, exact_colours);
+  }
+  media::waitForStandardInput(base::cancellationIsDue());
+  base::throwIfCancelled();
+  return media::openSource(result.input, {options.sink.raw, exact_colours});
 }
 
 media::Picture readImage(const std::filesystem::path& file) {

@@ -97,7 +97,7 @@ private:
     if (!options_.style_image.empty()) {
       return options_.style_image;
     }
-    const fs::path painting = report().package.parent_path() / "painting.png";
+    fs::path painting = report().package.parent_path() / "painting.png";
     if (!fs::exists(painting)) {
       throw Error(ErrorKind::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
                                          base::quotedPath(painting) + ": add --style-image with an image file");

@@ -44,6 +44,8 @@ std::unique_ptr<Sink> openClipSink(const std::filesystem::path& /*clip*/, const 
   throw noClips();
 }
 
+void waitForStandardInput(const std::atomic<bool>& /*cancelled*/) {}
+
 std::unique_ptr<Source> openPipeSource(int /*descriptor*/, const SourceOptions& /*options*/) {
   throw noClips();
 }

@@ -60,17 +60,22 @@ TEST_F(StylizeClip, IsTheNetworksAnswerToEachFrameWithTheClipsSound) {
   EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "out.mp4"}));
 }
 
+// From one ffmpeg through the program to another. raw: the pixels in the pipes; empty for Y4M.
+std::string pipeLine(const std::string& in, const std::string& raw, const std::string& output) {
+  const std::string format = raw.empty() ? " -f yuv4mpegpipe" : " -f rawvideo -pix_fmt " + raw;
+  return "ffmpeg -v error -i " + in + format + " - | $0 - -o - --style pencil --quiet" +
+         (raw.empty() ? "" : " --raw " + raw + ":160x120@10") + " | ffmpeg -y -v error" + format +
+         (raw.empty() ? "" : " -s 160x120 -r 10") + " -i - -c:v ffv1 " + output;
+}
+
 // Each way through pipes gives what the way through files gives, but for the codec.
 TEST_F(StylizeClip, PipesTakeThePlaceOfFiles) {
   const std::string in = testClip();
   const std::string file = run_.file("file.mp4");
   EXPECT_EQ(StylizeRun::run({in, "-o", file, "--style", "pencil", "--crf", "5"}).exit_status, 0);
   for (const std::string raw : {"", "nv12", "bgr24"}) {
-    const std::string output = run_.file("piped" + raw + ".mkv");
-    const std::string format = raw.empty() ? " -f yuv4mpegpipe" : " -f rawvideo -pix_fmt " + raw;
-    shell("ffmpeg -v error -i " + in + format + " - | $0 - -o - --style pencil --quiet" +
-          (raw.empty() ? "" : " --raw " + raw + ":160x120@10") + " | ffmpeg -v error" + format +
-          (raw.empty() ? "" : " -s 160x120 -r 10") + " -i - -c:v ffv1 " + output);
+    const std::string output = run_.file("piped.mkv");
+    shell(pipeLine(in, raw, output));
     EXPECT_EQ(frameTimes(output), frameTimes(in)) << raw;
     EXPECT_GE(peakSignalToNoise_db(output, file), 28) << raw;
   }

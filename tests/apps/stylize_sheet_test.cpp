@@ -51,7 +51,7 @@ protected:
   std::string painting_ = package_.folder() + "/painting.png";
 };
 
-// The second image is nearly the first: the library would take its flat parts for a flickering of the first one's.
+// Those of the second of two images are looked at.
 TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
   const cv::Mat picture = makePicture({kWidth, kHeight});
   savePicture(run_.file("first.png"), picture + cv::Scalar(7, 3, 5));

@@ -5,8 +5,10 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <csignal>
 #include <fstream>
+#include <thread>
 #include <unistd.h>
 
 namespace vorin::tests {
@@ -99,6 +101,21 @@ TEST(StylizeOnPosix, IgnoredSignalsStayIgnored) {
   const ChildResult result = child.wait();
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_EQ(result.standard_error, "");
+}
+
+// Before it sends anything. The program itself holds the pipe's other end.
+TEST(StylizeOnPosix, WaitingForAPipeIsCancelledAtOnce) {
+  const StylizeRun run;
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.working_folder = run.folder();
+  ChildProcess child({"sh", "-c", "mkfifo pipe && exec 3<>pipe && exec \"$@\" <pipe", "sh", StylizeRun::program(), "-", "-o",
+                      "out.mkv", "--style", "pencil"},
+                     setting);
+  std::this_thread::sleep_for(std::chrono::seconds(1)); // nothing shows that it waits
+  child.signal(SIGINT);
+  const ChildResult result = child.wait();
+  EXPECT_EQ(result.exit_status, 130);
+  EXPECT_EQ(result.standard_error, "vorin-stylize: cancelled\n");
 }
 
 // The superuser may read and write everywhere, so the program runs as somebody else where the tests run as the superuser.
