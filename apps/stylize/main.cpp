@@ -54,12 +54,18 @@ ExitStatus fail(bool json, const Error& error) {
   return status;
 }
 
+ExitStatus cancelled() {
+  stylize::printLine("cancelled");
+  return ExitStatus::kCancelled;
+}
+
 ExitStatus runProgram(int count, char** arguments) {
   const base::CommandLine line(count, arguments);
   Options options;
   try {
     options = stylize::parseOptions(line.count(), line.arguments());
-    return runAndFlush(options);
+    const ExitStatus status = runAndFlush(options);
+    return status == ExitStatus::kCancelled ? cancelled() : status;
   } catch (const media::NeedsOwnProcess& need) {
     base::throwIfCancelled();
     return static_cast<ExitStatus>(media::runAsSoftwareDevice(options.restyler.precision, need.reason()));
@@ -77,16 +83,13 @@ int main(int count, char** arguments) {
   try {
     status = runProgram(count, arguments);
   } catch (const base::Cancelled&) {
-    status = ExitStatus::kCancelled;
+    status = cancelled();
   } catch (const Error& error) { // of a restart
     status = fail(false, error);
   } catch (const std::bad_alloc&) {
     stylize::printLine("not enough memory: use a smaller image");
   } catch (const std::exception& error) {
     stylize::printLine(std::string(error.what()) + ": this should not happen, please report it");
-  }
-  if (status == ExitStatus::kCancelled) {
-    stylize::printLine("cancelled");
   }
   return static_cast<int>(status);
 }

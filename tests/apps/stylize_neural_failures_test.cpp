@@ -94,6 +94,9 @@ TEST_F(StylizeNeuralFailure, LoadingIsCancelledByTheSecondSignalAtOnce) {
   pack(packageBytes(networkFiles(kCartoon, FixedNetwork{.padding_floats = kPaddingBytes / 4})));
   const auto names_before = run_.names();
   for (const bool twice : {false, true}) {
+    if (twice && !StylizeRun::getsSecondSignal()) {
+      continue;
+    }
     const TemporaryFolder cache;
     const fs::path unpacked = cache.path() / "vorin-stt" / kCartoonEntry;
     ChildSetting setting = StylizeRun::withGpu();

@@ -51,6 +51,9 @@ public:
   static std::filesystem::path cacheFolder();
   static void setCacheFolder(ChildSetting& setting, const std::filesystem::path& folder);
 
+  // Whether a child gets a second signal too. Under Wine its console cannot be joined twice.
+  static bool getsSecondSignal();
+
   static std::string program();
   static std::string programName(); // of its file
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting = withGpu());

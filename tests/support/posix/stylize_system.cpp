@@ -68,4 +68,8 @@ std::string StylizeRun::copyProgram(const fs::path& folder) {
   return (folder / programName()).string();
 }
 
+bool StylizeRun::getsSecondSignal() {
+  return true;
+}
+
 } // namespace vorin::tests

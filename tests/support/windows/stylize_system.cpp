@@ -73,4 +73,8 @@ std::string StylizeRun::copyProgram(const fs::path& folder) {
   return (folder / programName()).string();
 }
 
+bool StylizeRun::getsSecondSignal() {
+  return false;
+}
+
 } // namespace vorin::tests
