@@ -4,10 +4,13 @@
 #include "commands.h"
 #include "effects/device_choice.h"
 #include "options.h"
+#include "output_file.h"
 #include "report.h"
 #include "restart.h"
 #include "terminal.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <new>
 #include <nlohmann/json.hpp>
@@ -68,6 +71,16 @@ ExitStatus runProgram(int count, char** arguments) {
   }
 }
 
+// Ends the process without destroying the library's objects, which takes longer than a small image: the system frees what they
+// hold.
+[[noreturn]] void endProcess(ExitStatus status) {
+  std::cout.flush();
+  static_cast<void>(std::fflush(nullptr));
+  base::removeUnfinishedFile();
+  base::restoreConsole();
+  std::_Exit(static_cast<int>(status));
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
@@ -88,5 +101,5 @@ int main(int count, char** arguments) {
   if (status == ExitStatus::kCancelled) {
     stylize::printLine("cancelled");
   }
-  return static_cast<int>(status);
+  endProcess(status);
 }
