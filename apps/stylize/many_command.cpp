@@ -193,7 +193,7 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
 media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
   static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
   restyling.emplace(options);
-  const media::RestylerReport report = restyling->report();
+  media::RestylerReport report = restyling->report();
   if (!options.quiet) {
     printLine(headline(report));
   }

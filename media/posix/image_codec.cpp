@@ -159,8 +159,8 @@ struct JpegErrors : jpeg_error_mgr {
   JpegErrors() : jpeg_error_mgr() {
     jpeg_std_error(this);
     error_exit = [](j_common_ptr state) {
-      std::longjmp(static_cast<JpegErrors*>(state->err)->jump, 1);
-    }; // NOLINT(cert-err52-cpp)
+      std::longjmp(static_cast<JpegErrors*>(state->err)->jump, 1); // NOLINT(cert-err52-cpp): libjpeg's way
+    };
     emit_message = [](j_common_ptr, int) {};
   }
   std::jmp_buf jump = {};
