@@ -20,7 +20,7 @@ public:
   // Makes no file. Throws for what shows beforehand: the output exists and overwrite is not set, it is no regular file, its
   // folder is missing, or it is a link that leads nowhere. A link stays a link: its target is replaced.
   TemporaryOutput(const std::filesystem::path& output, bool overwrite);
-  ~TemporaryOutput(); // deletes the file unless commit renamed it
+  virtual ~TemporaryOutput(); // deletes the file unless commit renamed it
   TemporaryOutput(const TemporaryOutput&) = delete;
   TemporaryOutput& operator=(const TemporaryOutput&) = delete;
 
@@ -28,7 +28,7 @@ public:
   const std::filesystem::path& path() const { return temporary_; }
 
   // Gives the closed file the output's name. Without overwrite, an output that another program made meanwhile stays.
-  void commit();
+  virtual void commit();
 
 private:
   std::filesystem::path output_;

@@ -1,6 +1,6 @@
 # What `cmake --install` lays out, in five components. All paths are relative to each other, so the whole may move:
 #   library       lib/libvorin_stt.so.0 and, in lib/vorin-stt, the inference runtime that it finds beside itself (Windows: all in bin)
-#   media         lib/libvorin_media.so.0, its own copy of the library in lib/vorin-stt, and the one with a private runtime, which is the
+#   media         lib/libvorin_media.so.0, its own copy of the library and the module for clips in lib/vorin-stt, and the one with a private runtime, which is the
 #                 software device, in lib/vorin-stt/embedded; needs library for real GPUs (not on Windows)
 #   development   the headers, the CMake package vorin_stt, the pkg-config files, the import libraries
 #   programs      bin/vorin-stylize, bin/vorin-pack; need media (Windows: with the software device in bin/softgpu)
@@ -49,7 +49,7 @@ if(TARGET vorin_media)
           ${PROJECT_SOURCE_DIR}/include/vorin_error.hpp
     TYPE INCLUDE
     COMPONENT development)
-  install(TARGETS vorin_stt_embedded LIBRARY DESTINATION ${vorin_runtime_dir} COMPONENT media)
+  install(TARGETS vorin_stt_embedded vorin_media_clips LIBRARY DESTINATION ${vorin_runtime_dir} COMPONENT media)
   install(
     DIRECTORY ${PROJECT_BINARY_DIR}/embedded
     DESTINATION ${vorin_runtime_dir}

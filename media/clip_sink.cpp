@@ -4,8 +4,9 @@
 // warns), colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits deep and
 // with colour at half the width and height, as players want them. H.264 and H.265 cannot hold odd sizes that way: pictures of odd
 // size keep their size and get colour at full width and height.
+#include "clip_formats.h"
+#include "clip_module.h"
 #include "clip_streams.h"
-#include "output_file.h"
 #include "sources_and_sinks.h"
 #include "text.h"
 #include "video_encoder.h"
@@ -23,21 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct ContainerRow {
-  std::string_view extension;
-  const char* format;
-};
-
-constexpr std::array kContainers = {ContainerRow{".mp4", "mp4"}, ContainerRow{".m4v", "mp4"}, ContainerRow{".mov", "mov"},
-                                    ContainerRow{".mkv", "matroska"}};
-
-const ContainerRow* findContainer(const fs::path& file) {
-  const std::string extension = base::lowerCaseExtension(file);
-  const auto* row =
-      std::find_if(kContainers.begin(), kContainers.end(), [&](const ContainerRow& each) { return each.extension == extension; });
-  return row == kContainers.end() ? nullptr : row;
-}
-
 const ContainerRow& containerOf(const fs::path& output) {
   const ContainerRow* row = findContainer(output);
   if (row == nullptr) {
@@ -54,7 +40,8 @@ bool isTurned(const std::array<std::int32_t, 9>& matrix) {
 
 class ClipSink final : public Sink {
 public:
-  ClipSink(const fs::path& output, const SourceInfo& source, Size size, const SinkOptions& options);
+  ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& output, const SourceInfo& source, Size size,
+           const SinkOptions& options);
 
   Size size() const override { return size_; }
   std::vector<std::string> warnings() const override { return warnings_; }
@@ -77,7 +64,7 @@ private:
   fs::path output_;
   Size size_;
   bool overwrite_;
-  base::TemporaryOutput file_;
+  std::unique_ptr<base::TemporaryOutput> file_;
   OutputHandle context_;
   std::optional<VideoEncoder> encoder_;
   std::optional<CopiedStreams> copied_;
@@ -88,11 +75,13 @@ private:
   std::int64_t encoded_ = 0;
 };
 
-ClipSink::ClipSink(const fs::path& output, const SourceInfo& source, Size size, const SinkOptions& options)
-    : output_(output), size_(size), overwrite_(options.overwrite), file_(output, options.overwrite) {
+ClipSink::ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& output, const SourceInfo& source, Size size,
+                   const SinkOptions& options)
+    : output_(output), size_(size), overwrite_(options.overwrite), file_(std::move(file)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_.path().string()).c_str()) < 0) {
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_->path().string()).c_str()) <
+      0) {
     throw std::bad_alloc();
   }
   context_.reset(context);
@@ -213,24 +202,12 @@ std::int64_t ClipSink::finishEarly() {
 void ClipSink::close() {
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));
-  file_.commit();
+  file_->commit();
 }
 
 } // namespace
 
-bool isClipName(const fs::path& file) {
-  return findContainer(file) != nullptr;
-}
-
-std::vector<std::string> clipExtensions() {
-  std::vector<std::string> extensions;
-  for (const ContainerRow& row : kContainers) {
-    extensions.emplace_back(row.extension);
-  }
-  return extensions;
-}
-
-void checkClipOptions(const fs::path& output, const SinkOptions& options) {
+void clips::checkOptions(const fs::path& output, const SinkOptions& options) {
   silenceLibav();
   const AVOutputFormat* format = av_guess_format(containerOf(output).format, nullptr, nullptr);
   if (format == nullptr) {
@@ -240,8 +217,9 @@ void checkClipOptions(const fs::path& output, const SinkOptions& options) {
   static_cast<void>(configuredEncoder(options, *format));
 }
 
-std::unique_ptr<Sink> openClipSink(const fs::path& clip, const SourceInfo& source, Size size, const SinkOptions& options) {
-  return std::make_unique<ClipSink>(clip, source, size, options);
+std::unique_ptr<Sink> clips::openClipSink(std::unique_ptr<base::TemporaryOutput> output, const fs::path& clip,
+                                          const SourceInfo& source, Size size, const SinkOptions& options) {
+  return std::make_unique<ClipSink>(std::move(output), clip, source, size, options);
 }
 
 } // namespace vorin::media

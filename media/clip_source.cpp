@@ -2,6 +2,7 @@
 //
 // Only kinds of files that hold moving pictures are opened, and only the file itself is read: a playlist that names other files
 // or addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
+#include "clip_module.h"
 #include "clip_streams.h"
 #include "picture_conversion.h"
 #include "sources_and_sinks.h"
@@ -190,7 +191,7 @@ std::vector<std::string> ClipSource::damage() const {
 
 } // namespace
 
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours) {
+std::unique_ptr<Source> clips::openClipSource(const std::filesystem::path& clip, bool exact_colours) {
   return std::make_unique<ClipSource>(openClip(clip), exact_colours);
 }
 

@@ -1,4 +1,5 @@
-// image_codec.h: the decoders and encoders behind image files: OpenCV's, or on Windows the system's own.
+// image_codec.h: the decoders and encoders behind image files: libpng, libjpeg and libwebp, or on Windows the
+// system's own.
 #pragma once
 
 #include <opencv2/core/mat.hpp>
@@ -18,8 +19,8 @@ struct ImageEncoding {
 };
 std::span<const ImageEncoding> imageEncodings();
 
-// Decodes an image file to 8-bit blue, green, red, upright. Returns an empty picture for a damaged file, and nothing where the
-// system has no decoder for such files. A decoder's own messages on standard error are suppressed.
+// Decodes an image file to 8-bit blue, green, red, as the camera stored it; transparency is dropped. Returns an empty picture for
+// a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
 // The bytes of an image file; none where the encoder fails.

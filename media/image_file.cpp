@@ -5,14 +5,16 @@
 // decoding it takes all memory, and whether a JPEG file goes on to its end, below which its decoder makes the picture grey
 // without an error.
 #include "image_codec.h"
+#include "image_header.h"
 #include "output_file.h"
 #include "picture_mat.h"
 #include "sources_and_sinks.h"
 #include "text.h"
 
+#include <opencv2/core.hpp>
+
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <fstream>
 #include <system_error>
 
@@ -21,127 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::span<const std::uint8_t>;
-
-// ---- Headers ----
-
-struct ImageHeader {
-  std::uint64_t width = 0; // 0: the header breaks off
-  std::uint64_t height = 0;
-  bool is_whole = true; // as far as it is checked
-};
-
-bool textAt(Bytes file, std::size_t offset, std::string_view text) {
-  return file.size() >= offset + text.size() &&
-         std::equal(text.begin(), text.end(), file.begin() + static_cast<std::ptrdiff_t>(offset),
-                    [](char letter, std::uint8_t byte) { return static_cast<std::uint8_t>(letter) == byte; });
-}
-
-// A number of `count` bytes; 0 beyond the end of the file.
-std::uint32_t number(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
-  std::uint32_t value = 0;
-  for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
-    value = value << 8U | file[at + (big_endian ? index : count - 1 - index)];
-  }
-  return value;
-}
-
-// The offset of the next marker of a JPEG file at or after an offset: 0xFF before a byte that is neither stuffing (0), nor fill
-// (0xFF), nor a restart within a scan. The file's size when there is none.
-std::size_t nextMarker(Bytes file, std::size_t at) {
-  for (; at + 1 < file.size(); ++at) {
-    const std::uint8_t code = file[at + 1];
-    const bool is_restart = code >= 0xD0 && code <= 0xD7;
-    if (file[at] == 0xFF && code != 0 && code != 0xFF && !is_restart) {
-      return at;
-    }
-  }
-  return file.size();
-}
-
-ImageHeader readJpeg(Bytes file) {
-  constexpr std::uint8_t kEndOfImage = 0xD9;
-  constexpr std::uint8_t kStartOfScan = 0xDA;
-  ImageHeader header;
-  header.is_whole = false;
-  bool scan_seen = false;
-  for (std::size_t marker = nextMarker(file, 2); file.size() - marker >= 2;) {
-    const std::uint8_t code = file[marker + 1];
-    if (code == kEndOfImage) {
-      header.is_whole = scan_seen;
-      break;
-    }
-    const std::size_t segment_bytes = number(file, marker + 2, 2, true);
-    if (file.size() - marker - 2 < segment_bytes) {
-      break;
-    }
-    // Frame headers have the codes C0 to CF but for those of Huffman tables, a reserved one, and arithmetic coding.
-    if (code >= 0xC0 && code <= 0xCF && code != 0xC4 && code != 0xC8 && code != 0xCC) {
-      header.height = number(file, marker + 5, 2, true);
-      header.width = number(file, marker + 7, 2, true);
-    }
-    scan_seen = scan_seen || code == kStartOfScan;
-    marker = nextMarker(file, marker + 2 + segment_bytes);
-  }
-  return header;
-}
-
-// A chunk is its data's length, its name, the data, and a checksum. The last one is IEND.
-ImageHeader readPng(Bytes file) {
-  constexpr std::size_t kSignatureBytes = 8;
-  constexpr std::size_t kOverheadBytes = 12;
-  ImageHeader header = {number(file, 16, 4, true), number(file, 20, 4, true), false};
-  for (std::size_t chunk = kSignatureBytes; file.size() - chunk >= kOverheadBytes && !header.is_whole;) {
-    const std::size_t data_bytes = number(file, chunk, 4, true);
-    if (file.size() - chunk - kOverheadBytes < data_bytes) {
-      break;
-    }
-    header.is_whole = textAt(file, chunk + 4, "IEND");
-    chunk += kOverheadBytes + data_bytes;
-  }
-  return header;
-}
-
-ImageHeader readWebp(Bytes file) {
-  if (textAt(file, 12, "VP8X")) {
-    return {number(file, 24, 3, false) + 1, number(file, 27, 3, false) + 1};
-  }
-  if (textAt(file, 12, "VP8L")) {
-    const std::uint32_t sides = number(file, 21, 4, false);
-    return {(sides & 0x3FFFU) + 1, (sides >> 14U & 0x3FFFU) + 1};
-  }
-  return {number(file, 26, 2, false) & 0x3FFFU, number(file, 28, 2, false) & 0x3FFFU};
-}
-
-ImageHeader readBmp(Bytes file) {
-  constexpr std::size_t kOs2HeaderBytes = 12;
-  if (number(file, 14, 4, false) == kOs2HeaderBytes) {
-    return {number(file, 18, 2, false), number(file, 20, 2, false)};
-  }
-  const auto height = static_cast<std::int32_t>(number(file, 22, 4, false)); // negative: rows from top to bottom
-  return {number(file, 18, 4, false), static_cast<std::uint64_t>(std::abs(std::int64_t{height}))};
-}
-
-bool isJpeg(Bytes file) {
-  return textAt(file, 0, "\xFF\xD8\xFF");
-}
-
-bool isPng(Bytes file) {
-  return textAt(file, 0, "\x89PNG\r\n\x1A\n");
-}
-
-bool isWebp(Bytes file) {
-  return textAt(file, 0, "RIFF") && textAt(file, 8, "WEBP");
-}
-
-bool isImage(Bytes file) {
-  return isJpeg(file) || isPng(file) || isWebp(file) || (textAt(file, 0, "BM") && file.size() >= 14);
-}
-
-ImageHeader readHeader(Bytes file) {
-  return isPng(file) ? readPng(file) : isJpeg(file) ? readJpeg(file) : isWebp(file) ? readWebp(file) : readBmp(file);
-}
-
-// ---- Files ----
 
 const ImageEncoding* findEncoding(const fs::path& file) {
   const std::string extension = base::lowerCaseExtension(file);
@@ -185,10 +66,10 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
 }
 
 void requireDecodable(const fs::path& file, Bytes bytes) {
-  if (!isImage(bytes)) {
+  if (imageKindOf(bytes) == ImageKind::kNone) {
     throw unreadable(file, "is not a PNG, JPEG, WebP or BMP image: convert it to one of these");
   }
-  const ImageHeader header = readHeader(bytes);
+  const ImageHeader header = readImageHeader(bytes);
   if (header.width != 0 && header.height != 0 && !isUsableSize(header.width, header.height)) {
     throw unreadable(file, "is " + std::to_string(header.width) + "x" + std::to_string(header.height) +
                                " pixels, too large: use an image with " + sizeLimits());
@@ -196,6 +77,25 @@ void requireDecodable(const fs::path& file, Bytes bytes) {
   if (!header.is_whole || header.width == 0 || header.height == 0) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
+}
+
+cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
+  cv::Mat turned = picture;
+  if (orientation >= 5) { // the camera's rows are columns
+    cv::transpose(picture, turned);
+  }
+  constexpr int kBoth = -1;
+  constexpr int kRows = 0;
+  constexpr int kColumns = 1;
+  cv::Mat upright = turned;
+  if (orientation == 2 || orientation == 6) {
+    cv::flip(turned, upright, kColumns);
+  } else if (orientation == 3 || orientation == 7) {
+    cv::flip(turned, upright, kBoth);
+  } else if (orientation == 4 || orientation == 8) {
+    cv::flip(turned, upright, kRows);
+  }
+  return upright;
 }
 
 cv::Mat readBgr(const fs::path& file) {
@@ -209,7 +109,7 @@ cv::Mat readBgr(const fs::path& file) {
   if (bgr->empty() || !isUsableSize(static_cast<std::uint64_t>(bgr->cols), static_cast<std::uint64_t>(bgr->rows))) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
-  return *bgr;
+  return turnedUpright(*bgr, imageOrientation(bytes));
 }
 
 class ImageSource final : public Source {
@@ -289,7 +189,7 @@ bool isImageFile(const fs::path& file) {
     stream.open(file, std::ios::binary);
   }
   stream.read(reinterpret_cast<char*>(begin.data()), begin.size());
-  return isImage(Bytes(begin).first(static_cast<std::size_t>(stream.gcount())));
+  return imageKindOf(Bytes(begin).first(static_cast<std::size_t>(stream.gcount()))) != ImageKind::kNone;
 }
 
 bool isImageName(const fs::path& file) {

@@ -58,6 +58,10 @@ private:
 // folder, where it belongs to another user, and where it cannot be written to.
 std::filesystem::path writableFolder();
 
+// Loads another library of the project, which lies beside the copies, for the rest of the process. Throws Error, kDevice. Not on
+// Windows.
+void* loadLibrary(std::string_view name);
+
 // Whether the machine may have a GPU: false only where the system lists its display adapters and there are none, and no stand-ins
 // are active. Then nobody needs to load the ordinary copy to learn that there is no GPU.
 bool mayHaveGpu();

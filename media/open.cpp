@@ -10,18 +10,6 @@ constexpr int kStandardOutput = 1;
 
 } // namespace
 
-const SourceDetails& detailsOf(const SourceInfo& info) {
-  static const SourceDetails unknown;
-  return info.details != nullptr ? *info.details : unknown;
-}
-
-SourceDetails& detailsOf(SourceInfo& info) {
-  if (info.details == nullptr) {
-    info.details = std::make_shared<SourceDetails>();
-  }
-  return *info.details;
-}
-
 std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options) {
   if (file == kPipeName) {
     return openPipeSource(kStandardInput, options);

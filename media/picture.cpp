@@ -161,6 +161,18 @@ std::string sizeText(Size size) {
   return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
+const SourceDetails& detailsOf(const SourceInfo& info) {
+  static const SourceDetails unknown;
+  return info.details != nullptr ? *info.details : unknown;
+}
+
+SourceDetails& detailsOf(SourceInfo& info) {
+  if (info.details == nullptr) {
+    info.details = std::make_shared<SourceDetails>();
+  }
+  return *info.details;
+}
+
 PixelLayout layoutFor(PixelLayout source, Size size) {
   const bool is_even = size.width % 2 == 0 && size.height % 2 == 0;
   return is_even ? source : PixelLayout::kBgra;

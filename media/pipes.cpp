@@ -2,8 +2,9 @@
 //
 // Raw NV12 and YUY2 are video-range BT.601, as the styles reckon: nothing in the pipe could say otherwise. Y4M counts as what
 // players take it for. A pipe transfers bytes in any portion, and waiting for its other end can be interrupted.
+#include "clip_formats.h"
+#include "clip_module.h"
 #include "picture_conversion.h"
-#include "pipe_format.h"
 #include "sources_and_sinks.h"
 
 #include <algorithm>
@@ -273,17 +274,11 @@ std::optional<RawFormat> formatOf(const std::string& raw) {
 
 } // namespace
 
-void waitForStandardInput(const std::atomic<bool>& cancelled) {
-  pollfd end = {STDIN_FILENO, POLLIN, 0};
-  while (!cancelled && poll(&end, 1, kLook_ms) == 0) {
-  }
-}
-
-std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options) {
+std::unique_ptr<Source> clips::openPipeSource(int descriptor, const SourceOptions& options) {
   return std::make_unique<PipeSource>(descriptor, formatOf(options.raw), options.exact_colours);
 }
 
-std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw) {
+std::unique_ptr<Sink> clips::openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw) {
   const std::optional<RawFormat> format = formatOf(raw);
   return std::make_unique<PipeSink>(descriptor, source, size, format ? std::optional(format->pixels) : std::nullopt);
 }

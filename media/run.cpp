@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <future>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -105,18 +106,17 @@ public:
   Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
       : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
         drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
-        reader_([this] { readAhead(); }), writer_([this] { writeBehind(); }) {}
+        reader_([this] { readAhead(); }), writer_(std::async(std::launch::async, [this] { writeBehind(); })) {}
 
   ~Threads() {
     read_.abort();
     drawn_.abort();
     source_.interrupt();
     sink_.interrupt();
-    for (std::thread* thread : {&reader_, &writer_}) {
-      if (thread->joinable()) {
-        thread->join();
-      }
+    if (reader_.joinable()) {
+      reader_.join();
     }
+    writer_.wait();
   }
   Threads(const Threads&) = delete;
   Threads& operator=(const Threads&) = delete;
@@ -143,7 +143,7 @@ public:
       waitForWriter([&] { return writer_has_begun_ && std::chrono::steady_clock::now() - start >= kPatience; });
       drawn_.abort();
     }
-    writer_.join();
+    writer_.wait();
     read_.abort();
     source_.interrupt(); // where the sink has failed, the reader may still wait for bytes
     reader_.join();
@@ -151,11 +151,11 @@ public:
   }
 
 private:
-  // Polls the flags: a signal handler cannot wake a waiting thread.
+  // Polls the flags: a signal handler cannot wake a waiting thread. The writer's end is known at once, since 20 ms are long beside
+  // an image.
   template <typename GiveUp> void waitForWriter(const GiveUp& gives_up) {
     constexpr std::chrono::milliseconds kLook(20);
-    while (!writer_is_done_ && !gives_up()) {
-      std::this_thread::sleep_for(kLook);
+    while (!gives_up() && writer_.wait_for(kLook) != std::future_status::ready) {
     }
   }
 
@@ -191,7 +191,6 @@ private:
       sink_failure_ = std::current_exception();
       drawn_.abort();
     }
-    writer_is_done_ = true;
   }
 
   Source& source_;
@@ -200,11 +199,10 @@ private:
   BoundedQueue<Item> drawn_;
   const std::atomic<bool>& cancelled_;
   std::atomic<bool> writer_has_begun_ = false; // the first result is written, so that there is an output
-  std::atomic<bool> writer_is_done_ = false;
-  std::exception_ptr source_failure_; // each set by its thread, read after its end
+  std::exception_ptr source_failure_;          // each is set by its thread and read after the join
   std::exception_ptr sink_failure_;
   std::thread reader_;
-  std::thread writer_;
+  std::future<void> writer_;
 };
 
 void applyAll(std::span<Effect* const> effects, Frame& frame) {

@@ -1,5 +1,6 @@
 #include "video_encoder.h"
 
+#include "clip_formats.h"
 #include "sources_and_sinks.h"
 
 #include <algorithm>
@@ -10,25 +11,6 @@
 
 namespace vorin::media {
 namespace {
-
-// The settings of the encoders. They are fast enough not to hold up the restyling, and keep few frames waiting in the encoder: a
-// cancelled run must encode or lose those.
-struct EncoderRow {
-  std::string_view name;       // as the user may call it
-  std::string_view other_name; // the same where there is none
-  const char* encoder;
-  int usual_crf;
-  int worst_crf;
-  bool ends_quickly;    // holds few frames back, or encodes them in no time
-  const char* settings; // of the encoder's own
-};
-
-constexpr std::array kEncoders = {
-    EncoderRow{"h264", "h264", "libx264", 22, 51, true, "preset=superfast"},
-    EncoderRow{"h265", "hevc", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
-    EncoderRow{"vp9", "vp9", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
-    EncoderRow{"av1", "av1", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
-};
 
 const EncoderRow* findRow(const std::string& codec) {
   const auto* row = std::find_if(kEncoders.begin(), kEncoders.end(), [&](const EncoderRow& each) {
@@ -105,14 +87,6 @@ std::int64_t decodeNumber(const AVPacket& packet) {
 }
 
 } // namespace
-
-std::string usualQualities() {
-  std::string text;
-  for (const EncoderRow& row : kEncoders) {
-    text += (text.empty() ? "" : ", ") + std::to_string(row.usual_crf) + " for " + std::string(row.name);
-  }
-  return text;
-}
 
 CodecHandle configuredEncoder(const SinkOptions& options, const AVOutputFormat& container) {
   CodecHandle codec(avcodec_alloc_context3(&findEncoder(options.codec, container)));

@@ -4,9 +4,12 @@
 #include "commands.h"
 #include "effects/device_choice.h"
 #include "options.h"
+#include "output_file.h"
 #include "report.h"
 #include "terminal.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <new>
 #include <nlohmann/json.hpp>
@@ -74,6 +77,16 @@ ExitStatus runProgram(int count, char** arguments) {
   }
 }
 
+// Ends the process without destroying the library's objects, which takes longer than a small image: the system frees what they
+// hold.
+[[noreturn]] void endProcess(ExitStatus status) {
+  std::cout.flush();
+  static_cast<void>(std::fflush(nullptr));
+  base::removeUnfinishedFile();
+  base::restoreConsole();
+  std::_Exit(static_cast<int>(status));
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
@@ -91,5 +104,5 @@ int main(int count, char** arguments) {
   } catch (const std::exception& error) {
     stylize::printLine(std::string(error.what()) + ": this should not happen, please report it");
   }
-  return static_cast<int>(status);
+  endProcess(status);
 }

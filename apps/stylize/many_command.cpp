@@ -14,12 +14,14 @@
 #include "text.h"
 
 #include <algorithm>
+#include <future>
 #include <map>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <system_error>
+#include <utility>
 
 namespace vorin::stylize {
 namespace {
@@ -97,8 +99,40 @@ void removeLeftovers(const std::vector<InputResult>& planned) {
   std::for_each(folders.begin(), folders.end(), base::removeTemporariesIn);
 }
 
-void restyleInto(const Options& options, Restyling& restyling, InputResult& result) {
-  const std::unique_ptr<media::Source> source = openInput(options, result);
+// Opens the inputs that are to be done, one ahead of the restyling: decoding an image takes about as long as a frame.
+class InputsAhead {
+public:
+  InputsAhead(const Options& options, const std::vector<InputResult>& results) : options_(options), results_(results) {
+    openNext();
+  }
+
+  // The next input, or why it does not open.
+  std::unique_ptr<media::Source> take() {
+    std::future<std::unique_ptr<media::Source>> opened = std::move(opening_);
+    opened.wait();
+    openNext();
+    return opened.get();
+  }
+
+private:
+  void openNext() {
+    while (next_ < results_.size() && results_[next_].outcome == Outcome::kSkipped) {
+      ++next_;
+    }
+    if (next_ < results_.size()) {
+      // What is read of a result is settled before the first is restyled.
+      opening_ = std::async(std::launch::async, [this, &result = results_[next_++]] { return openInput(options_, result); });
+    }
+  }
+
+  const Options& options_;
+  const std::vector<InputResult>& results_;
+  std::size_t next_ = 0;
+  std::future<std::unique_ptr<media::Source>> opening_;
+};
+
+void restyleInto(const Options& options, Restyling& restyling, InputsAhead& inputs, InputResult& result) {
+  const std::unique_ptr<media::Source> source = inputs.take();
   if (!result.is_clip && !media::isImageName(result.output)) { // an extension that is read, but not written on this system
     throw Error(ErrorKind::kInputOutput,
                 base::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
@@ -109,9 +143,9 @@ void restyleInto(const Options& options, Restyling& restyling, InputResult& resu
 }
 
 // Any failure is this input's own.
-void tryToRestyle(const Options& options, Restyling& restyling, InputResult& result) {
+void tryToRestyle(const Options& options, Restyling& restyling, InputsAhead& inputs, InputResult& result) {
   try {
-    restyleInto(options, restyling, result);
+    restyleInto(options, restyling, inputs, result);
     return;
   } catch (const Error& error) {
     result.error = error.what();
@@ -157,20 +191,22 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
 
 // Restyles those that are not done yet, one after the other.
 media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
-  Restyling restyling(options);
-  const media::RestylerReport report = restyling.report();
+  static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
+  restyling.emplace(options);
+  media::RestylerReport report = restyling->report();
   if (!options.quiet) {
     printLine(headline(report));
   }
   const std::size_t total = results.size() - count(results, Outcome::kSkipped);
   Progress progress(progressKind(options.progress == ProgressWish::kJson, options.quiet), unitOf(results),
                     static_cast<std::int64_t>(total));
+  InputsAhead inputs(options, results);
   std::int64_t done = 0;
   for (InputResult& result : results) {
     if (result.outcome == Outcome::kSkipped) {
       continue;
     }
-    tryToRestyle(options, restyling, result);
+    tryToRestyle(options, *restyling, inputs, result);
     base::throwIfCancelled();
     if (result.outcome == Outcome::kFailed) {
       progress.say(result.error);

@@ -11,7 +11,10 @@
 #include "terminal.h"
 #include "text.h"
 
+#include <exception>
+#include <future>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <system_error>
 
 namespace vorin::stylize {
@@ -115,22 +118,33 @@ ExitStatus restyleOne(const Options& options) {
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
   }
-  const std::unique_ptr<media::Source> source = openInput(options, result);
+  // The input is decoded while the device is loaded. Its faults are reported first.
+  auto opening = std::async(std::launch::async, [&] { return openInput(options, result); });
+  std::exception_ptr device_failure;
+  static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
+  try {
+    restyling.emplace(options);
+  } catch (...) {
+    device_failure = std::current_exception();
+  }
+  const std::unique_ptr<media::Source> source = opening.get();
   const media::Size size = options.restyler.size.value_or(source->info().size);
   media::requireImageFits(result.output, size);
   requireRawSize(options, result, size);
-  Restyling restyling(options);
-  restyling.prepare(source->info().size);
+  if (device_failure) {
+    std::rethrow_exception(device_failure);
+  }
+  restyling->prepare(source->info().size);
   base::throwIfCancelled();
-  const media::RestylerReport report = restyling.report();
+  const media::RestylerReport report = restyling->report();
   if (!options.quiet && result.is_clip) {
     printLine(headline(report));
   }
   const ProgressKind kind = progressKind(options.progress == ProgressWish::kJson, options.quiet);
   Progress progress(result.is_clip || kind == ProgressKind::kJson ? kind : ProgressKind::kNone,
                     result.is_clip ? "frames" : "images", source->info().frames_expected);
-  restyling.run(*source, result,
-                {&base::cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
+  restyling->run(*source, result,
+                 {&base::cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
   if (base::cancellationIsDue()) {
     progress.finish();
   } else {

@@ -1,4 +1,5 @@
 // The effect Steady: steady_blend.h in the layout of the frames, with the search for motion beside the restyling.
+#include "clip_module.h"
 #include "effects/steady_blend.h"
 #include "picture_mat.h"
 
@@ -20,19 +21,21 @@ SteadyBlend steadyBlendFor(Style style) {
   }
 }
 
-class Steady::Work {
+namespace {
+
+class MotionSteady final : public Effect {
 public:
-  explicit Work(Style style) : blend_(steadyBlendFor(style)) {}
-  ~Work() {
+  explicit MotionSteady(Style style) : blend_(steadyBlendFor(style)) {}
+  ~MotionSteady() override {
     if (motion_.valid()) { // another effect threw before apply
       motion_.wait();
     }
   }
-  Work(const Work&) = delete;
-  Work& operator=(const Work&) = delete;
+  MotionSteady(const MotionSteady&) = delete;
+  MotionSteady& operator=(const MotionSteady&) = delete;
 
-  void see(const Picture& source, cv::Size size) {
-    motion_ = std::async(std::launch::async, [this, &source, size] {
+  void see(const Picture& source, Size size) override {
+    motion_ = std::async(std::launch::async, [this, &source, size = cv::Size(size.width, size.height)] {
       if (source.layout() == PixelLayout::kNv12) {
         blend_.see(matOver(source), size);
       } else {
@@ -41,7 +44,10 @@ public:
     });
   }
 
-  void apply(Picture& picture) {
+  void apply(const Picture& /*source*/, Picture& picture) override {
+    if (!picture.ownsPixels()) {
+      picture = picture.copy();
+    }
     motion_.get();
     if (picture.layout() == PixelLayout::kNv12) {
       cv::Mat luma = matOver(picture);
@@ -60,18 +66,10 @@ private:
   std::future<void> motion_;
 };
 
-Steady::Steady(Style style) : work_(std::make_unique<Work>(style)) {}
-Steady::~Steady() = default;
+} // namespace
 
-void Steady::see(const Picture& source, Size size) {
-  work_->see(source, {size.width, size.height});
-}
-
-void Steady::apply(const Picture& /*source*/, Picture& picture) {
-  if (!picture.ownsPixels()) {
-    picture = picture.copy();
-  }
-  work_->apply(picture);
+std::unique_ptr<Effect> clips::makeSteady(Style style) {
+  return std::make_unique<MotionSteady>(style);
 }
 
 } // namespace vorin::media

@@ -61,8 +61,8 @@ fs::path findFile(const fs::path& name) {
 
 // A library finds its symbols in itself and what it needs, and only then in the process's global scope, where another copy of the
 // runtime or of its thread library may be.
-void* load(const fs::path& file) {
-  void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | VORIN_OWN_SYMBOLS_FIRST);
+void* load(const fs::path& file, int flags = RTLD_NOW | VORIN_OWN_SYMBOLS_FIRST) {
+  void* library = dlopen(file.c_str(), RTLD_LOCAL | flags);
   if (library == nullptr) {
     const char* reason = dlerror(); // NOLINT(concurrency-mt-unsafe)
     throw Error(ErrorKind::kDevice, "a library does not load: " + std::string(reason) + ": install the program again");
@@ -106,10 +106,10 @@ fs::path loadPrivateRuntime(std::string_view precision) {
   return runtime / kCopyFile;
 }
 
-fs::path ordinaryCopy() {
-  fs::path file = findFile(kCopyFile);
+fs::path ownLibrary(std::string_view name) {
+  fs::path file = findFile(name);
   if (file.empty()) {
-    throw Error(ErrorKind::kDevice, "the library " + std::string(kCopyFile) + " is missing: install the program again");
+    throw Error(ErrorKind::kDevice, "the library " + std::string(name) + " is missing: install the program again");
   }
   return file;
 }
@@ -153,6 +153,10 @@ fs::path writableFolder() {
   return folder;
 }
 
+void* loadLibrary(std::string_view name) {
+  return load(ownLibrary(name), RTLD_LAZY);
+}
+
 LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   static std::mutex mutex;
   static std::array<LibraryCopy*, 2> copies; // ordinary, software; never deleted, since objects may outlive every scope
@@ -171,7 +175,7 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   }
   const fs::path folder = writableFolder();
   makeStandardStreams();
-  void* const library = load(software ? loadPrivateRuntime(precision) : ordinaryCopy());
+  void* const library = load(software ? loadPrivateRuntime(precision) : ownLibrary(kCopyFile));
   const Functions functions = {functionOf<void(const char*)>(library, "vorin_embedded_set_folder"),
                                functionOf<_VorinStatus(SttInterface**)>(library, "vorin_embedded_create"),
                                functionOf<_VorinStatus(SttInterface*)>(library, "vorin_embedded_destroy")};

@@ -1,5 +1,5 @@
 // Raw and Y4M pipes: real pipes, with another thread at either end.
-#include "pipe_format.h"
+#include "clip_formats.h"
 #include "sources_and_sinks.h"
 #include "support/media_files.h"
 #include "support/media_way.h"

@@ -1,7 +1,9 @@
-#include "pipe_format.h"
+#include "clip_formats.h"
 
 #include "sources_and_sinks.h"
+#include "text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -131,6 +133,33 @@ std::string ratioText(char letter, Rational value) {
 }
 
 } // namespace
+
+const ContainerRow* findContainer(const std::filesystem::path& file) {
+  const std::string extension = base::lowerCaseExtension(file);
+  const auto* row =
+      std::find_if(kContainers.begin(), kContainers.end(), [&](const ContainerRow& each) { return each.extension == extension; });
+  return row == kContainers.end() ? nullptr : row;
+}
+
+bool isClipName(const std::filesystem::path& file) {
+  return findContainer(file) != nullptr;
+}
+
+std::vector<std::string> clipExtensions() {
+  std::vector<std::string> extensions;
+  for (const ContainerRow& row : kContainers) {
+    extensions.emplace_back(row.extension);
+  }
+  return extensions;
+}
+
+std::string usualQualities() {
+  std::string text;
+  for (const EncoderRow& row : kEncoders) {
+    text += (text.empty() ? "" : ", ") + std::to_string(row.usual_crf) + " for " + std::string(row.name);
+  }
+  return text;
+}
 
 RawFormat parseRawFormat(const std::string& text) {
   const auto kind = cut(text, ':');

@@ -1,0 +1,40 @@
+// clip_module.h: what libvorin_media has from the library libvorin_media_clips, which holds all that needs libav or optical flow.
+// It is loaded at the first clip or pipe: libav brings 120 libraries, which take longer to load than an image takes to restyle.
+//
+// The module has no part of base that holds a state of the process. The unfinished output is therefore made outside, and reached
+// by its virtual functions.
+#pragma once
+
+#include "output_file.h"
+#include "sources_and_sinks.h"
+
+namespace vorin::media {
+
+namespace clips {
+
+void checkOptions(const std::filesystem::path& output, const SinkOptions& options);
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
+
+// output: of the clip.
+std::unique_ptr<Sink> openClipSink(std::unique_ptr<base::TemporaryOutput> output, const std::filesystem::path& clip,
+                                   const SourceInfo& source, Size size, const SinkOptions& options);
+std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
+std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
+std::unique_ptr<Effect> makeSteady(Style style);
+
+} // namespace clips
+
+struct ClipModule {
+  decltype(&clips::checkOptions) check_options;
+  decltype(&clips::openClipSource) open_clip_source;
+  decltype(&clips::openClipSink) open_clip_sink;
+  decltype(&clips::openPipeSource) open_pipe_source;
+  decltype(&clips::openPipeSink) open_pipe_sink;
+  decltype(&clips::makeSteady) make_steady;
+};
+
+// The one function that the module exports.
+using ClipModuleFunction = const ClipModule*();
+constexpr const char* kClipModuleFunction = "vorin_media_clips";
+
+} // namespace vorin::media

@@ -1,0 +1,197 @@
+#include "image_header.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
+namespace vorin::media {
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+bool textAt(Bytes file, std::size_t offset, std::string_view text) {
+  return file.size() >= offset + text.size() &&
+         std::equal(text.begin(), text.end(), file.begin() + static_cast<std::ptrdiff_t>(offset),
+                    [](char letter, std::uint8_t byte) { return static_cast<std::uint8_t>(letter) == byte; });
+}
+
+// The offset of the next marker of a JPEG file at or after an offset: 0xFF before a byte that is neither stuffing (0), nor fill
+// (0xFF), nor a restart within a scan. The file's size when there is none.
+std::size_t nextMarker(Bytes file, std::size_t at) {
+  for (; at + 1 < file.size(); ++at) {
+    const std::uint8_t code = file[at + 1];
+    const bool is_restart = code >= 0xD0 && code <= 0xD7;
+    if (file[at] == 0xFF && code != 0 && code != 0xFF && !is_restart) {
+      return at;
+    }
+  }
+  return file.size();
+}
+
+ImageHeader readJpeg(Bytes file) {
+  constexpr std::uint8_t kEndOfImage = 0xD9;
+  constexpr std::uint8_t kStartOfScan = 0xDA;
+  ImageHeader header;
+  header.is_whole = false;
+  bool scan_seen = false;
+  for (std::size_t marker = nextMarker(file, 2); file.size() - marker >= 2;) {
+    const std::uint8_t code = file[marker + 1];
+    if (code == kEndOfImage) {
+      header.is_whole = scan_seen;
+      break;
+    }
+    const std::size_t segment_bytes = readNumber(file, marker + 2, 2, true);
+    if (file.size() - marker - 2 < segment_bytes) {
+      break;
+    }
+    // Frame headers have the codes C0 to CF but for those of Huffman tables, a reserved one, and arithmetic coding.
+    if (code >= 0xC0 && code <= 0xCF && code != 0xC4 && code != 0xC8 && code != 0xCC) {
+      header.height = readNumber(file, marker + 5, 2, true);
+      header.width = readNumber(file, marker + 7, 2, true);
+    }
+    scan_seen = scan_seen || code == kStartOfScan;
+    marker = nextMarker(file, marker + 2 + segment_bytes);
+  }
+  return header;
+}
+
+// A chunk is its data's length, its name, the data, and a checksum. The last one is IEND.
+ImageHeader readPng(Bytes file) {
+  constexpr std::size_t kSignatureBytes = 8;
+  constexpr std::size_t kOverheadBytes = 12;
+  ImageHeader header = {readNumber(file, 16, 4, true), readNumber(file, 20, 4, true), false};
+  for (std::size_t chunk = kSignatureBytes; file.size() - chunk >= kOverheadBytes && !header.is_whole;) {
+    const std::size_t data_bytes = readNumber(file, chunk, 4, true);
+    if (file.size() - chunk - kOverheadBytes < data_bytes) {
+      break;
+    }
+    header.is_whole = textAt(file, chunk + 4, "IEND");
+    chunk += kOverheadBytes + data_bytes;
+  }
+  return header;
+}
+
+ImageHeader readWebp(Bytes file) {
+  if (textAt(file, 12, "VP8X")) {
+    return {readNumber(file, 24, 3, false) + 1, readNumber(file, 27, 3, false) + 1};
+  }
+  if (textAt(file, 12, "VP8L")) {
+    const std::uint32_t sides = readNumber(file, 21, 4, false);
+    return {(sides & 0x3FFFU) + 1, (sides >> 14U & 0x3FFFU) + 1};
+  }
+  return {readNumber(file, 26, 2, false) & 0x3FFFU, readNumber(file, 28, 2, false) & 0x3FFFU};
+}
+
+ImageHeader readBmp(Bytes file) {
+  constexpr std::size_t kOs2HeaderBytes = 12;
+  if (readNumber(file, 14, 4, false) == kOs2HeaderBytes) {
+    return {readNumber(file, 18, 2, false), readNumber(file, 20, 2, false)};
+  }
+  const auto height = static_cast<std::int32_t>(readNumber(file, 22, 4, false)); // negative: rows from top to bottom
+  return {readNumber(file, 18, 4, false), static_cast<std::uint64_t>(std::abs(std::int64_t{height}))};
+}
+
+// ---- Orientation ----
+
+constexpr int kUpright = 1;
+
+// EXIF data are a TIFF file: byte order, offset of the first directory; the directory's number of entries, and 12 bytes for each.
+int orientationIn(Bytes exif) {
+  constexpr std::uint32_t kOrientation = 0x0112;
+  const bool big_endian = textAt(exif, 0, "MM");
+  if (!big_endian && !textAt(exif, 0, "II")) {
+    return kUpright;
+  }
+  const std::size_t directory = readNumber(exif, 4, 4, big_endian);
+  const std::size_t entries = readNumber(exif, directory, 2, big_endian);
+  for (std::size_t entry = 0; entry < entries; ++entry) {
+    const std::size_t at = directory + 2 + entry * 12;
+    if (readNumber(exif, at, 2, big_endian) == kOrientation) {
+      const auto value = static_cast<int>(readNumber(exif, at + 8, 2, big_endian));
+      return value >= 1 && value <= 8 ? value : kUpright;
+    }
+  }
+  return kUpright;
+}
+
+Bytes exifOfJpeg(Bytes file) {
+  constexpr std::uint8_t kApp1 = 0xE1;
+  constexpr std::uint8_t kStartOfScan = 0xDA;
+  for (std::size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF;) {
+    const std::size_t segment_bytes = readNumber(file, at + 2, 2, true); // the two of the length included
+    if (file[at + 1] == kStartOfScan || segment_bytes < 2 || file.size() - at - 2 < segment_bytes) {
+      break;
+    }
+    const Bytes content = file.subspan(at + 4, segment_bytes - 2);
+    constexpr std::string_view kHead("Exif\0\0", 6);
+    if (file[at + 1] == kApp1 && textAt(content, 0, kHead)) {
+      return content.subspan(kHead.size());
+    }
+    at += 2 + segment_bytes;
+  }
+  return {};
+}
+
+Bytes exifOfPng(Bytes file) {
+  for (std::size_t at = 8; at + 12 <= file.size();) {
+    const std::size_t content_bytes = readNumber(file, at, 4, true);
+    if (file.size() - at - 12 < content_bytes) {
+      break;
+    }
+    if (textAt(file, at + 4, "eXIf")) {
+      return file.subspan(at + 8, content_bytes);
+    }
+    at += 12 + content_bytes;
+  }
+  return {};
+}
+
+} // namespace
+
+std::uint32_t readNumber(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
+  std::uint32_t value = 0;
+  for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
+    value = value << 8U | file[at + (big_endian ? index : count - 1 - index)];
+  }
+  return value;
+}
+
+ImageKind imageKindOf(Bytes file) {
+  constexpr std::size_t kBmpHeaderBytes = 14;
+  if (textAt(file, 0, "\x89PNG\r\n\x1A\n")) {
+    return ImageKind::kPng;
+  }
+  if (textAt(file, 0, "\xFF\xD8\xFF")) {
+    return ImageKind::kJpeg;
+  }
+  if (textAt(file, 0, "RIFF") && textAt(file, 8, "WEBP")) {
+    return ImageKind::kWebp;
+  }
+  return textAt(file, 0, "BM") && file.size() >= kBmpHeaderBytes ? ImageKind::kBmp : ImageKind::kNone;
+}
+
+ImageHeader readImageHeader(Bytes file) {
+  switch (imageKindOf(file)) {
+  case ImageKind::kPng:
+    return readPng(file);
+  case ImageKind::kJpeg:
+    return readJpeg(file);
+  case ImageKind::kWebp:
+    return readWebp(file);
+  default:
+    return readBmp(file);
+  }
+}
+
+int imageOrientation(Bytes file) {
+  switch (imageKindOf(file)) {
+  case ImageKind::kPng:
+    return orientationIn(exifOfPng(file));
+  case ImageKind::kJpeg:
+    return orientationIn(exifOfJpeg(file));
+  default:
+    return kUpright;
+  }
+}
+
+} // namespace vorin::media
