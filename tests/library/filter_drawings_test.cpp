@@ -18,10 +18,7 @@ using gpufilters::DisplacementTables;
 
 class FilterDrawing : public testing::TestWithParam<Filter> {
 protected:
-  ~FilterDrawing() override {
-    engine_.reset(); // while the layer still knows its device
-    layer_.reset();
-  }
+  ~FilterDrawing() override { layer_.reset(); }
 
   void SetUp() override { init(); }
 

@@ -28,10 +28,7 @@ struct FilterStyle {
 class FilterFrames : public testing::TestWithParam<FilterStyle> {
 protected:
   FilterFrames() { resetLayer(); }
-  ~FilterFrames() override {
-    object_.reset(); // while the layer still knows its device
-    layer_.reset();
-  }
+  ~FilterFrames() override { layer_.reset(); }
 
   // Forgets the faults, and keeps the device of the edge.
   void resetLayer() {

@@ -145,25 +145,6 @@ TEST_F(GpuFilterSetUp, PreparesNothingForAnEdgeOf0) {
   }
 }
 
-// ---- what Init stores ----
-
-TEST_F(GpuFilterSetUp, StoresTheConfigurationUntilItSucceeds) {
-  const auto stored = [](const GpuFilterEngine& engine) {
-    return std::vector<std::int32_t>{engine.styleType(), engine.styleIndex(), engine.requestedWidth(), engine.requestedHeight()};
-  };
-  GpuFilterEngine engine;
-  engine.Init(2, 3, -7, 640, 480); // no device is of this kind
-  EXPECT_THAT(stored(engine), ElementsAre(3, -7, 640, 480));
-  engine.Init(SttDeviceAnyGpu, 4, 5, 1920, 1080);
-  ASSERT_TRUE(engine.initialised());
-  EXPECT_THAT(stored(engine), ElementsAre(4, 5, 1920, 1080));
-  const std::size_t calls = layer_.calls().size();
-  engine.Init(2, 6, 7, 8, 9);
-  EXPECT_THAT(stored(engine), ElementsAre(4, 5, 1920, 1080));
-  EXPECT_EQ(layer_.calls().size(), calls);
-  EXPECT_TRUE(engine.initialised());
-}
-
 // ---- failing steps ----
 
 TEST_F(GpuFilterSetUp, ReportsTheStepThatFails) {

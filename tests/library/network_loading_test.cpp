@@ -133,17 +133,6 @@ TEST_F(NetworkLoadingTest, CachesCompiledNetworksForTheFirstTwoGpusOnly) {
   }
 }
 
-// A second engine finds the first one's compiled network and answers the same.
-TEST_F(NetworkLoadingTest, ACachedNetworkAnswersAsTheFirst) {
-  package_.write({networkFiles(kCartoon, FixedNetwork{.gain = 0.5F, .bias = 3})});
-  for (int time = 0; time < 2; ++time) {
-    engine_.emplace();
-    ASSERT_EQ(load({.style_type = SttStyleCartoon}), VORIN_STATUS_OK);
-    EXPECT_NEAR(answer(255), 3.5F, kHalfPrecision);
-  }
-  EXPECT_FALSE(fs::is_empty(cacheFolder()));
-}
-
 TEST_F(NetworkLoadingTest, TakesTheQuantisedTwinWhereTheDeviceReportsInt8) {
   package_.write({twinFiles(kLightGrey, FixedNetwork{})});
   const bool quantised = capabilitiesOf("GPU").find("INT8") != std::string::npos;
@@ -219,17 +208,10 @@ std::vector<FailureCase> failureCases() {
   // Both begin as networks do: for other texts the runtime asks all its readers, one of which leaks.
   const std::string cut = "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>";
   const std::string inputs_line = "[I] only support 1 or 2 inputs";
-  static const std::string long_name(300, 'n'); // of a device; the runtime's message names it
   return {
       {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"[E] unsupported style"}, {}},
       {"no network", {{cartoon[1]}}, wanted, NeuralEngine::kExtractionFailed, {kNoEntry, kNoFile}, {}},
       {"three inputs", {sum(kCartoon, {"a", "b", "c"})}, wanted, VORIN_STATUS_INVALID_PARAM, {kRead, inputs_line}, cartoon_left},
-      {"other names",
-       {sum(kTransfer540, {"content", "style"})},
-       transfer,
-       VORIN_STATUS_FAILED,
-       {kRead, kException},
-       transfer_left},
       {"no style input",
        {sum(kTransfer540, {"input_content", "style"})},
        transfer,
@@ -237,7 +219,6 @@ std::vector<FailureCase> failureCases() {
        {kRead, kException},
        transfer_left},
       {"no device", {cartoon}, {.device = "notfind", .style_type = SttStyleCartoon}, VORIN_STATUS_FAILED, {kException}, {}},
-      {"a long message", {cartoon}, {.device = long_name.c_str()}, VORIN_STATUS_FAILED, {kException}, {}},
       {"a negative size",
        {cartoon},
        {.style_type = SttStyleCartoon, .width = -1, .height = 8},

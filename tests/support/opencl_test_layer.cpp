@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <list>
 #include <map>
 #include <stdexcept>
 #include <tuple>
@@ -26,7 +27,9 @@ struct State {
   cl_icd_dispatch below; // the loader, or the layer under this one
   cl_icd_dispatch layer; // what programs see
   std::map<std::string, Fault, std::less<>> faults;
-  std::vector<TestPlatform> platforms; // empty: the real ones show; the handles are the addresses of these and of their devices
+  // The last generation shows, or the real platforms where it is empty. Handles are addresses of these and of their devices, and
+  // programs may hold those of earlier ones.
+  std::list<std::vector<TestPlatform>> generations;
   std::vector<OpenClCall> calls;
 };
 
@@ -43,19 +46,19 @@ template <typename Handle, typename Object> Handle handleOf(const Object& object
 }
 
 const TestPlatform* findPlatform(cl_platform_id handle) {
-  for (const TestPlatform& platform : state().platforms) {
-    if (handleOf<cl_platform_id>(platform) == handle) {
-      return &platform;
-    }
-  }
-  return nullptr;
+  const std::vector<TestPlatform>& shown = state().generations.back();
+  const auto found = std::find_if(shown.begin(), shown.end(),
+                                  [&](const TestPlatform& platform) { return handleOf<cl_platform_id>(platform) == handle; });
+  return found == shown.end() ? nullptr : &*found;
 }
 
 const TestDevice* findDevice(cl_device_id handle) {
-  for (const TestPlatform& platform : state().platforms) {
-    for (const TestDevice& device : platform.devices) {
-      if (handleOf<cl_device_id>(device) == handle) {
-        return &device;
+  for (const std::vector<TestPlatform>& platforms : state().generations) {
+    for (const TestPlatform& platform : platforms) {
+      for (const TestDevice& device : platform.devices) {
+        if (handleOf<cl_device_id>(device) == handle) {
+          return &device;
+        }
       }
     }
   }
@@ -99,8 +102,9 @@ cl_int copyHandles(const std::vector<Object>& objects, cl_uint entries, Handle* 
 }
 
 cl_int CL_API_CALL getPlatformIds(cl_uint entries, cl_platform_id* platforms, cl_uint* count) {
-  return state().platforms.empty() ? state().below.clGetPlatformIDs(entries, platforms, count)
-                                   : copyHandles(state().platforms, entries, platforms, count);
+  const std::vector<TestPlatform>& shown = state().generations.back();
+  return shown.empty() ? state().below.clGetPlatformIDs(entries, platforms, count)
+                       : copyHandles(shown, entries, platforms, count);
 }
 
 cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info name, std::size_t size_bytes, void* value,
@@ -247,7 +251,7 @@ OpenClTestLayer::OpenClTestLayer() {
 
 void OpenClTestLayer::reset() {
   state().faults.clear();
-  state().platforms.clear();
+  setPlatforms({});
   state().calls.clear();
 }
 
@@ -256,11 +260,11 @@ void OpenClTestLayer::fail(const std::string& function, std::int32_t code, int s
 }
 
 void OpenClTestLayer::setPlatforms(const std::vector<TestPlatform>& platforms) {
-  state().platforms = platforms;
+  state().generations.push_back(platforms);
 }
 
 const void* OpenClTestLayer::deviceHandle(std::size_t platform, std::size_t device) const {
-  return &state().platforms.at(platform).devices.at(device);
+  return &state().generations.back().at(platform).devices.at(device);
 }
 
 std::span<const OpenClCall> OpenClTestLayer::calls() const {
@@ -298,6 +302,7 @@ __attribute__((visibility("default"))) cl_int CL_API_CALL clInitLayer(cl_uint en
   const std::size_t known = std::min<std::size_t>(entries, sizeof(cl_icd_dispatch) / sizeof(void*));
   std::memcpy(&state.below, target, known * sizeof(void*));
   state.layer = state.below;
+  state.generations.emplace_back();
   state.layer.clGetPlatformIDs = vorin::tests::getPlatformIds;
   state.layer.clGetPlatformInfo = vorin::tests::getPlatformInfo;
   state.layer.clGetDeviceIDs = vorin::tests::getDeviceIds;

@@ -62,13 +62,6 @@ TEST_F(DisplayAdapters, AreScannedByVendorAndMemory) {
   }
 }
 
-TEST_F(DisplayAdapters, KeepTheirOrderAndTheirWholeMemory) {
-  const auto adapters = list("1234:1:0 7a3c:2:65536");
-  ASSERT_EQ(adapters.size(), 2U);
-  EXPECT_EQ(adapters[0].vendor_id, 0x1234U);
-  EXPECT_EQ(adapters[1].dedicated_memory_bytes, 65536ULL << 20);
-}
-
 TEST_F(DisplayAdapters, AreListedThroughTheOldEntryWhereTheNewOneIsMissing) {
   EXPECT_EQ(list("7a3c:46a6:128", "dxgi_old_entry.dll").size(), 1U);
 }

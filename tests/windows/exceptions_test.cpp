@@ -7,7 +7,6 @@
 #include <opencv2/core.hpp>
 #include <openvino/runtime/core.hpp>
 
-#include <exception>
 #include <string>
 #include <vector>
 
@@ -56,21 +55,6 @@ TEST(Exceptions, OfTheInferenceRuntimeAreCaughtByTheirType) {
     EXPECT_NE(std::string(error.what()), "");
   }
   EXPECT_NO_THROW(process(*object, VORIN_FMT_BGRA));
-}
-
-TEST(Exceptions, AreCaughtByTheirBaseAndThrownOnAsOftenAsTheyCome) {
-  const tests::Object object = tests::makeObject();
-  tests::configure(*object, kNoStyle, kSize, kSize);
-  for (int frame = 0; frame < 200; ++frame) {
-    std::exception_ptr kept;
-    try {
-      process(*object, VORIN_FMT_BGRA);
-    } catch (const std::exception&) {
-      kept = std::current_exception();
-    }
-    ASSERT_TRUE(kept);
-    EXPECT_THROW(std::rethrow_exception(kept), cv::Exception);
-  }
 }
 
 } // namespace

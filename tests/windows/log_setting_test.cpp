@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <windows.h>
@@ -17,12 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* kLogKey = "Software\\Merix\\Tolvk\\Debug";
 constexpr const char* kFoldersKey = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-
-void runReg(const std::string& arguments) {
-  const std::string command = "reg " + arguments + " >nul 2>nul";
-  const int status = std::system(command.c_str()); // NOLINT(cert-env33-c,concurrency-mt-unsafe): as a user types it
-  ASSERT_EQ(status, 0) << arguments;
-}
 
 void writeSwitch(DWORD type, const std::string& bytes) {
   const auto size_bytes = static_cast<DWORD>(bytes.size());
@@ -55,19 +48,6 @@ protected:
   fs::path data_ = fs::temp_directory_path() / ("vorin-log-" + std::to_string(::GetCurrentProcessId()));
   fs::path file_ = data_ / "temp" / "logstt.txt";
 };
-
-TEST_F(LogOnWindows, SwitchIsWhatTheRegistrySays) {
-  EXPECT_EQ(platform::readLogSwitch(), std::nullopt); // no key
-  const std::string key = std::string("HKLM\\") + kLogKey;
-  runReg("add " + key + " /f");
-  EXPECT_EQ(platform::readLogSwitch(), std::nullopt); // no value
-  for (const std::uint32_t number : {0U, 1U, 2U, 3U, 4294967295U}) {
-    runReg("add " + key + " /v DumpSTLog /t REG_DWORD /d " + std::to_string(number) + " /f");
-    EXPECT_EQ(platform::readLogSwitch(), number);
-  }
-  runReg("delete " + key + " /v DumpSTLog /f");
-  EXPECT_EQ(platform::readLogSwitch(), std::nullopt);
-}
 
 TEST_F(LogOnWindows, SwitchMayBeOfAnyTypeThatFitsIntoFourBytes) {
   const struct {

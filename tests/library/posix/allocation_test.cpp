@@ -32,46 +32,19 @@ bool isInProgram(const void* address) {
   return address >= &__executable_start && address < &etext;
 }
 
-void* allocate(std::size_t size, const void* caller) noexcept {
-  const bool counts = countdown > 0 && (counted_bytes == 0 || counted_bytes == size) && (!of_program_only || isInProgram(caller));
-  if (counts && --countdown == 0) {
-    return nullptr;
-  }
-  return std::malloc(size == 0 ? 1 : size);
-}
+} // namespace
 
-void* allocateOrThrow(std::size_t size, const void* caller) {
-  void* const memory = allocate(size, caller);
+// The C++ library's other operators call these two.
+void* operator new(std::size_t size) {
+  const bool counts = countdown > 0 && (counted_bytes == 0 || counted_bytes == size) &&
+                      (!of_program_only || isInProgram(__builtin_return_address(0)));
+  void* const memory = counts && --countdown == 0 ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
   return memory;
 }
-
-} // namespace
-
-void* operator new(std::size_t size) {
-  return allocateOrThrow(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size) {
-  return allocateOrThrow(size, __builtin_return_address(0));
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
 void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
 }
 
