@@ -1,8 +1,8 @@
 // The filters' drawings and tables against plain computations: the kernels at every work-group edge that a device may call for,
 // and the engine at the device's own edge through sizes that need padding and sizes that need none.
 #include "gpufilters/displacement_tables.h"
-#include "support/filters.h"
 #include "support/guarded_buffer.h"
+#include "support/opencl_filter_reference.h"
 #include "support/opencl_test_layer.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,6 @@ namespace vorin {
 namespace {
 
 using namespace tests;
-using gpufilters::DisplacementTables;
 
 class FilterDrawing : public testing::TestWithParam<Filter> {
 protected:
@@ -80,53 +79,29 @@ TEST_P(FilterDrawing, KnowsNothingOfLargerFrames) {
   }
 }
 
-TEST_P(FilterDrawing, HasTheSameBytesForTheSameFrame) {
-  const Picture picture = testPicture(75, 49, 29);
-  const std::vector<std::uint8_t> first = draw(picture);
-  EXPECT_EQ(draw(picture), first);
-  draw(testPicture(20, 90, 31));
-  EXPECT_EQ(draw(picture), first);
-}
-
 // ---- the displacement tables ----
 
-DisplacementTables plainTables(std::size_t entries, int filter_radius) {
-  DisplacementTables tables;
-  for (std::size_t k = 0; k < entries; ++k) {
-    const Displacement displacement = plainDisplacement(static_cast<std::uint32_t>(k), filter_radius);
-    tables.x.push_back(static_cast<std::uint8_t>(displacement.x));
-    tables.y.push_back(static_cast<std::uint8_t>(displacement.y));
+// Integers on both sides, so every byte must agree. Sizes around what a step of the filling may be, a padded full HD frame, one
+// entry more; then every kind of divisor: 1, 3, the largest below a byte's range, the first above it, and beyond.
+TEST(DisplacementTables, EqualTheGeneratorsDraws) {
+  for (const auto& [entries, filter_radius] :
+       {std::pair(0U, 4), std::pair(1U, 4), std::pair(63U, 4), std::pair(64U, 4), std::pair(65U, 4), std::pair(1920U * 1088, 4),
+        std::pair(1920U * 1088 + 1, 4), std::pair(70000U, 0), std::pair(70000U, 1), std::pair(70000U, 7), std::pair(70000U, 127),
+        std::pair(70000U, 128), std::pair(70000U, 300)}) {
+    const gpufilters::DisplacementTables built = gpufilters::buildDisplacementTables(entries, filter_radius);
+    ASSERT_EQ(built.x.size(), entries);
+    ASSERT_EQ(built.y.size(), entries);
+    for (std::uint32_t k = 0; k < entries; ++k) {
+      const Displacement expected = plainDisplacement(k, filter_radius);
+      ASSERT_EQ(built.x[k], static_cast<std::uint8_t>(expected.x)) << k << " of " << entries << ", radius " << filter_radius;
+      ASSERT_EQ(built.y[k], static_cast<std::uint8_t>(expected.y)) << k << " of " << entries << ", radius " << filter_radius;
+    }
   }
-  return tables;
 }
-
-struct TableCase {
-  std::size_t entries;
-  int filter_radius;
-};
-
-class DisplacementTablesTest : public testing::TestWithParam<TableCase> {};
-
-// Integers on both sides, so every byte must agree. Compared as a whole: printing two million differences would hide the fault.
-TEST_P(DisplacementTablesTest, EqualTheGeneratorsDraws) {
-  const DisplacementTables expected = plainTables(GetParam().entries, GetParam().filter_radius);
-  const DisplacementTables built = gpufilters::buildDisplacementTables(GetParam().entries, GetParam().filter_radius);
-  EXPECT_TRUE(built.x == expected.x);
-  EXPECT_TRUE(built.y == expected.y);
-}
-
-// Sizes around what a step of the filling may be, a padded full HD frame, one entry more; then every kind of divisor: 1, 3, the
-// largest below a byte's range, the first above it, and beyond.
-INSTANTIATE_TEST_SUITE_P(Sizes, DisplacementTablesTest,
-                         testing::Values(TableCase{0, 4}, TableCase{1, 4}, TableCase{2, 4}, TableCase{63, 4}, TableCase{64, 4},
-                                         TableCase{65, 4}, TableCase{1001, 4}, TableCase{1920 * 1088, 4},
-                                         TableCase{1920 * 1088 + 1, 4}, TableCase{70000, 0}, TableCase{70000, 1},
-                                         TableCase{70000, 7}, TableCase{70000, 127}, TableCase{70000, 128},
-                                         TableCase{70000, 300}));
 
 // Known from the runtime itself, so a fault shared by the builder and the plain computation would show.
-TEST(DisplacementTablesStart, IsTheRuntimes) {
-  const DisplacementTables built = gpufilters::buildDisplacementTables(4, 4);
+TEST(DisplacementTables, BeginAsTheRuntimes) {
+  const gpufilters::DisplacementTables built = gpufilters::buildDisplacementTables(4, 4);
   EXPECT_EQ(built.x, (std::vector<std::uint8_t>{2, 5, 0, 3}));
   EXPECT_EQ(built.y, (std::vector<std::uint8_t>{3, 8, 5, 1}));
 }

@@ -1,8 +1,8 @@
 // Whole frames of the filter styles, from the host's descriptor to the host's descriptor, against the plain computations of both
 // filters.
 #include "support/api_object.h"
-#include "support/filters.h"
 #include "support/guarded_buffer.h"
+#include "support/opencl_filter_reference.h"
 #include "support/opencl_test_layer.h"
 
 #include <CL/cl.h>

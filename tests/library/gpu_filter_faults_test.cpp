@@ -1,8 +1,8 @@
 // What a frame costs, and what becomes of it when OpenCL calls fail: the calls of a frame are counted, and each of them is made
 // to fail once and twice by the tests' OpenCL layer.
-#include "support/filters.h"
 #include "support/guarded_buffer.h"
 #include "support/log_lines.h"
+#include "support/opencl_filter_reference.h"
 #include "support/opencl_test_layer.h"
 
 #include <gmock/gmock.h>

@@ -123,9 +123,6 @@ cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl
   if (own == nullptr) {
     return state().below.clGetDeviceIDs(platform, type, entries, devices, count);
   }
-  if (devices == nullptr && own->device_count_result != CL_SUCCESS) {
-    return own->device_count_result;
-  }
   return (type & CL_DEVICE_TYPE_GPU) == 0 || own->devices.empty() ? CL_DEVICE_NOT_FOUND
                                                                   : copyHandles(own->devices, entries, devices, count);
 }

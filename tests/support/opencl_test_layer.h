@@ -23,7 +23,6 @@ struct TestDevice {
 struct TestPlatform {
   std::string vendor;
   std::vector<TestDevice> devices;
-  std::int32_t device_count_result = 0; // of the query for the number of devices: an OpenCL code
 };
 
 // One call: a creation with the handle it gave, any other with its first argument when that is a handle.
