@@ -31,9 +31,6 @@ Picture testPicture(int width, int height, std::uint32_t seed);
 // Every byte the same.
 Picture plainPicture(int width, int height, std::uint8_t value);
 
-// Left and right exchanged, top and bottom exchanged.
-Picture mirrored(const Picture& picture);
-
 // The picture in the top left corner of a larger one that is 0 elsewhere, each size raised to a multiple of `edge`.
 Picture padded(const Picture& picture, int edge);
 
