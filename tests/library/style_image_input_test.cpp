@@ -170,6 +170,21 @@ TEST(StyleImageInput, ANetworkWithoutAStyleInputIsTold) {
   removeUnpackedNetworkFiles();
 }
 
+// A second output is refused when the inputs are known. The buffer of the style image is then of this network's size.
+TEST(StyleImageInput, NothingIsKeptOfANetworkThatFailedToLoad) {
+  IrNetwork two_outputs = makeSum({"input_content", "input_style"});
+  two_outputs.output(0);
+  const TestPackage small({networkFiles(kTransfer540, two_outputs)});
+  const TestPackage large({networkFiles(kTransfer540, TransferNetwork{.style_width = 400, .style_height = 300})});
+  Picture picture(3);
+  NeuralEngine engine;
+  ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, small.folder()), VORIN_STATUS_FAILED);
+  EXPECT_THROW(engine.bindStyleImage(frameOf(picture, {1, 1})), std::exception);
+  ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, large.folder()), VORIN_STATUS_OK);
+  EXPECT_EQ(engine.bindStyleImage(frameOf(picture, {1, 1})), VORIN_STATUS_OK);
+  EXPECT_NO_THROW(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(1))));
+}
+
 // The style image as the network takes it, against the formula computed in double precision: equal floats. Every byte in every
 // plane, and odd sizes; all with padded rows and a watched end.
 TEST(StyleNormalisation, GivesTheFormulasFloats) {
