@@ -49,19 +49,6 @@ TEST_P(GpuFilterFrame, IsOneWriteOneLaunchAndOneRead) {
   EXPECT_TRUE(output.guardIntact());
 }
 
-TEST_P(GpuFilterFrame, PreparesEachChangeOfSizeAnew) {
-  const auto prepared = [this](std::int32_t width, std::int32_t height) {
-    const std::size_t before = layer_.calls().size();
-    EXPECT_EQ(prepare(width, height), VORIN_STATUS_OK);
-    return !layer_.namesSince(before).empty();
-  };
-  EXPECT_TRUE(prepared(37, 21));
-  EXPECT_FALSE(prepared(37, 21));
-  EXPECT_TRUE(prepared(38, 21)); // though the padded size stays
-  EXPECT_TRUE(prepared(38, 22));
-  EXPECT_TRUE(prepared(37, 21));
-}
-
 // ---- failing steps of a frame ----
 
 TEST_P(GpuFilterFrame, RepeatsAFailingStepOnceAndReportsTheRepetition) {
