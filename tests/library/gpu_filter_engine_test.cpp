@@ -135,16 +135,16 @@ TEST_F(GpuFilterSetUp, PreparesNothingForAnEdgeOf0) {
 TEST_F(GpuFilterSetUp, ReportsTheStepThatFails) {
   const struct {
     const char* function;
-    std::int32_t code;
     const char* line;
     const char* not_called_after;
+    std::int32_t code;
     int skip = 0;
-  } cases[] = {{"clGetPlatformIDs", CL_OUT_OF_HOST_MEMORY, kNoPlatform, "clCreateContext"},
+  } cases[] = {{"clGetPlatformIDs", kNoPlatform, "clCreateContext", CL_OUT_OF_HOST_MEMORY},
                // The question for the largest work-group comes after that for the kind of memory.
-               {"clGetDeviceInfo", CL_OUT_OF_RESOURCES, kNoPlatform, "clCreateContext", 1},
-               {"clBuildProgram", CL_BUILD_PROGRAM_FAILURE, "[I] Opencl build kernel failed: -11!", "clCreateKernel"},
+               {"clGetDeviceInfo", kNoPlatform, "clCreateContext", CL_OUT_OF_RESOURCES, 1},
+               {"clBuildProgram", "[I] Opencl build kernel failed: -11!", "clCreateKernel", CL_BUILD_PROGRAM_FAILURE},
                // Without a context there is no program either, which is noticed.
-               {"clCreateContext", CL_OUT_OF_HOST_MEMORY, "[I] Opencl build kernel failed: -44!", "clCreateKernel"}};
+               {"clCreateContext", "[I] Opencl build kernel failed: -44!", "clCreateKernel", CL_OUT_OF_HOST_MEMORY}};
   for (const auto& each : cases) {
     layer_.reset();
     layer_.fail(each.function, each.code, each.skip, 1);
