@@ -3,7 +3,6 @@
 #include "support/ir_network.h"
 #include "support/pack_run.h"
 
-#include <array>
 #include <cstdlib>
 
 namespace vorin::tests {
@@ -34,127 +33,104 @@ Value transposed(IrNetwork& network, Value value, const Integers& order) {
   return network.operation("Transpose", {value, network.constant("4", order)});
 }
 
-// ---- nine weights for three planes, the last of them the given one, in units of kScale ----
+enum class Weights { kSigned, kWithAZeroPoint, kFakelyQuantised, kFloat };
+enum class Activation { kAsItIs, kQuantised, kFarOff, kOf16Bits, kBeforeASoftmax };
+enum class Layer { kConvolution, kGroupConvolution, kProduct, kProductFromTheLeft };
 
-Value scaled(IrNetwork& network, Value integers) {
+// Nine weights for three planes, the last of them the given one, in units of kScale.
+Value weightsOf(IrNetwork& network, Weights kind, int last) {
+  const auto inPlanes = [&](auto... weights) { return network.constant("3,3,1,1", std::vector{weights...}); };
+  if (kind == Weights::kFloat) {
+    return inPlanes(1.0F, 2.0F, 3.0F, 4.0F, 5.0F, 6.0F, 7.0F, 8.0F, static_cast<float>(last));
+  }
+  if (kind == Weights::kFakelyQuantised) { // the range is that of all 8 bits, whatever the weights reach
+    const Value weights = inPlanes(0.25F, 0.5F, -0.75F, 1.0F, 1.25F, -1.5F, 1.75F, 2.0F, kScale * static_cast<float>(last));
+    return fakeQuantize(network, weights, -127 * kScale, 127 * kScale, 255);
+  }
+  Value integers = 0;
+  if (kind == Weights::kSigned) {
+    integers = asFloat(
+        network, network.constant("3,3,1,1", std::vector<std::int8_t>{1, 2, -3, 4, 5, -6, 7, 8, static_cast<std::int8_t>(last)}));
+  } else {
+    const std::vector<std::uint8_t> weights = {121, 122, 117, 124, 125, 114, 127, 128, static_cast<std::uint8_t>(120 + last)};
+    const Value zero = asFloat(network, network.constant("1", std::vector<std::uint8_t>{120}));
+    integers = network.operation("Subtract", {asFloat(network, network.constant("3,3,1,1", weights)), zero});
+  }
   return network.operation("Multiply", {integers, network.constant("", Floats{kScale})});
 }
 
-Value signedBytes(IrNetwork& network, int last) {
-  const std::vector<std::int8_t> weights = {1, 2, -3, 4, 5, -6, 7, 8, static_cast<std::int8_t>(last)};
-  return scaled(network, asFloat(network, network.constant("3,3,1,1", weights)));
+Value activationOf(IrNetwork& network, Activation kind, Value frame) {
+  switch (kind) {
+  case Activation::kAsItIs:
+    return frame;
+  case Activation::kOf16Bits:
+    return fakeQuantize(network, frame, 0, 2, 65536);
+  case Activation::kBeforeASoftmax:
+    return network.operation("SoftMax", {fakeQuantize(network, frame, 0, 2, 256)}, "axis=\"1\"");
+  case Activation::kFarOff: {
+    const Value none = network.constant("4", Integers{0, 0, 0, 0});
+    const Value quantised = fakeQuantize(network, network.operation("Sigmoid", {frame}), 0, 2, 256);
+    const Value padded = network.operation("Pad", {quantised, none, none}, "pad_mode=\"reflect\"");
+    const Value twice = network.operation("Concat", {padded, network.operation("ReLU", {padded})}, "axis=\"0\"");
+    return network.operation("ReduceMax", {twice, network.constant("1", Integers{0})}, "keep_dims=\"true\"");
+  }
+  default:
+    return fakeQuantize(network, frame, 0, 2, 256);
+  }
 }
 
-Value bytesWithAZeroPoint(IrNetwork& network, int last) {
-  const std::vector<std::uint8_t> weights = {121, 122, 117, 124, 125, 114, 127, 128, static_cast<std::uint8_t>(120 + last)};
-  const Value zero = asFloat(network, network.constant("1", std::vector<std::uint8_t>{120}));
-  return scaled(network, network.operation("Subtract", {asFloat(network, network.constant("3,3,1,1", weights)), zero}));
+// Adds the layer and what makes a picture of its answer; returns the layer's name.
+std::string addLayer(IrNetwork& network, Layer kind, Value frame, Value weights) {
+  if (kind == Layer::kConvolution) {
+    const Value layer = network.operation("Convolution", {frame, weights}, kWindow);
+    network.output(layer);
+    return "Convolution" + std::to_string(layer);
+  }
+  if (kind == Layer::kGroupConvolution) {
+    const Value planes = network.operation("Concat", {frame, frame, frame}, "axis=\"1\"");
+    const Value layer = network.operation("GroupConvolution", {planes, reshaped(network, weights, {3, 1, 3, 1, 1})}, kWindow);
+    network.output(layer);
+    return "GroupConvolution" + std::to_string(layer);
+  }
+  const bool from_the_left = kind == Layer::kProductFromTheLeft;
+  const Value matrix = reshaped(network, weights, {3, 3});
+  const Value rows = transposed(network, frame, from_the_left ? Integers{0, 2, 1, 3} : Integers{0, 2, 3, 1});
+  const Value layer = from_the_left ? network.operation("MatMul", {matrix, rows}, R"(transpose_a="false" transpose_b="false")")
+                                    : network.operation("MatMul", {rows, matrix}, R"(transpose_a="false" transpose_b="true")");
+  network.output(transposed(network, layer, from_the_left ? Integers{0, 2, 1, 3} : Integers{0, 3, 1, 2}));
+  return "MatMul" + std::to_string(layer);
 }
 
-// The range is that of all 8 bits, whatever the weights reach.
-Value fakelyQuantised(IrNetwork& network, int last) {
-  const Floats weights = {0.25F, 0.5F, -0.75F, 1, 1.25F, -1.5F, 1.75F, 2, kScale * static_cast<float>(last)};
-  return fakeQuantize(network, network.constant("3,3,1,1", weights), -127 * kScale, 127 * kScale, 255);
-}
-
-Value floats(IrNetwork& network, int last) {
-  return network.constant("3,3,1,1", Floats{1, 2, 3, 4, 5, 6, 7, 8, static_cast<float>(last)});
-}
-
-// ---- activations of the frame ----
-
-Value asItIs(IrNetwork& /*network*/, Value frame) {
-  return frame;
-}
-
-Value quantised(IrNetwork& network, Value frame) {
-  return fakeQuantize(network, frame, 0, 2, 256);
-}
-
-Value quantisedFarOff(IrNetwork& network, Value frame) {
-  const Value none = network.constant("4", Integers{0, 0, 0, 0});
-  const Value padded =
-      network.operation("Pad", {quantised(network, network.operation("Sigmoid", {frame})), none, none}, "pad_mode=\"reflect\"");
-  const Value twice = network.operation("Concat", {padded, network.operation("ReLU", {padded})}, "axis=\"0\"");
-  return network.operation("ReduceMax", {twice, network.constant("1", Integers{0})}, "keep_dims=\"true\"");
-}
-
-Value quantisedTo16Bits(IrNetwork& network, Value frame) {
-  return fakeQuantize(network, frame, 0, 2, 65536);
-}
-
-Value quantisedBeforeASoftmax(IrNetwork& network, Value frame) {
-  return network.operation("SoftMax", {quantised(network, frame)}, "axis=\"1\"");
-}
-
-// ---- layers, and the picture that they give ----
-
-struct Layer {
-  std::string name;
-  Value picture;
-};
-
-Layer convolution(IrNetwork& network, Value frame, Value weights) {
-  const Value layer = network.operation("Convolution", {frame, weights}, kWindow);
-  return {"Convolution" + std::to_string(layer), layer};
-}
-
-Layer groupConvolution(IrNetwork& network, Value frame, Value weights) {
-  const Value planes = network.operation("Concat", {frame, frame, frame}, "axis=\"1\"");
-  const Value layer = network.operation("GroupConvolution", {planes, reshaped(network, weights, {3, 1, 3, 1, 1})}, kWindow);
-  return {"GroupConvolution" + std::to_string(layer), layer};
-}
-
-Layer matrixProduct(IrNetwork& network, Value frame, Value weights) {
-  const Value layer = network.operation("MatMul", {transposed(network, frame, {0, 2, 3, 1}), reshaped(network, weights, {3, 3})},
-                                        R"(transpose_a="false" transpose_b="true")");
-  return {"MatMul" + std::to_string(layer), transposed(network, layer, {0, 3, 1, 2})};
-}
-
-Layer matrixProductFromTheLeft(IrNetwork& network, Value frame, Value weights) {
-  const Value layer = network.operation("MatMul", {reshaped(network, weights, {3, 3}), transposed(network, frame, {0, 2, 1, 3})},
-                                        R"(transpose_a="false" transpose_b="false")");
-  return {"MatMul" + std::to_string(layer), transposed(network, layer, {0, 2, 1, 3})};
-}
-
-struct Case {
-  Value (*weights)(IrNetwork&, int last);
-  Value (*activation)(IrNetwork&, Value frame);
-  Layer (*layer)(IrNetwork&, Value frame, Value weights);
+constexpr struct {
+  Weights weights;
+  Activation activation;
+  Layer layer;
   int last;
   bool saturates;
-};
-
-constexpr std::array kCases = {
-    Case{signedBytes, quantised, convolution, -64, false},
-    Case{signedBytes, quantised, convolution, -65, true},
-    Case{bytesWithAZeroPoint, quantised, convolution, 64, false},
-    Case{bytesWithAZeroPoint, quantised, convolution, 65, true},
-    Case{fakelyQuantised, quantised, convolution, 64, false},
-    Case{fakelyQuantised, quantised, convolution, -65, true},
-    Case{signedBytes, quantised, groupConvolution, 64, false},
-    Case{fakelyQuantised, quantised, groupConvolution, 65, true},
-    Case{bytesWithAZeroPoint, quantised, matrixProduct, 64, false},
-    Case{bytesWithAZeroPoint, quantised, matrixProduct, 65, true},
-    Case{signedBytes, quantised, matrixProductFromTheLeft, 65, true},
-    Case{signedBytes, quantisedFarOff, convolution, 127, true},
-    Case{signedBytes, quantisedTo16Bits, convolution, 127, false},
-    Case{signedBytes, quantisedBeforeASoftmax, convolution, 127, false},
-    Case{signedBytes, asItIs, convolution, 127, false},
-    Case{fakelyQuantised, asItIs, convolution, 127, false},
-    Case{floats, quantised, convolution, 127, false},
-    Case{floats, asItIs, convolution, 127, false},
+} kCases[] = {
+    {Weights::kSigned, Activation::kQuantised, Layer::kConvolution, -64, false},
+    {Weights::kSigned, Activation::kQuantised, Layer::kConvolution, -65, true},
+    {Weights::kWithAZeroPoint, Activation::kQuantised, Layer::kConvolution, 64, false},
+    {Weights::kWithAZeroPoint, Activation::kQuantised, Layer::kConvolution, 65, true},
+    {Weights::kFakelyQuantised, Activation::kQuantised, Layer::kConvolution, 64, false},
+    {Weights::kFakelyQuantised, Activation::kQuantised, Layer::kConvolution, -65, true},
+    {Weights::kFakelyQuantised, Activation::kQuantised, Layer::kGroupConvolution, 65, true},
+    {Weights::kWithAZeroPoint, Activation::kQuantised, Layer::kProduct, 65, true},
+    {Weights::kSigned, Activation::kQuantised, Layer::kProductFromTheLeft, 65, true},
+    {Weights::kSigned, Activation::kFarOff, Layer::kConvolution, 127, true},
+    {Weights::kSigned, Activation::kOf16Bits, Layer::kConvolution, 127, false},
+    {Weights::kSigned, Activation::kBeforeASoftmax, Layer::kConvolution, 127, false},
+    {Weights::kSigned, Activation::kAsItIs, Layer::kConvolution, 127, false},
+    {Weights::kFloat, Activation::kQuantised, Layer::kConvolution, 127, false},
 };
 
 TEST(PackSaturation, IsFoundFromWeightsOf65OnInQuantisedLayers) {
-  for (std::size_t number = 0; number < kCases.size(); ++number) {
-    SCOPED_TRACE("case " + std::to_string(number));
-    const Case& test = kCases[number];
+  for (const auto& test : kCases) {
+    SCOPED_TRACE("case " + std::to_string(&test - std::begin(kCases)));
     IrNetwork network;
     const Value frame = network.input({"frame"}, "1,3,?,?");
-    const Value weights = test.weights(network, test.last);
-    const Layer layer = test.layer(network, test.activation(network, frame), weights);
-    network.output(layer.picture);
+    const Value weights = weightsOf(network, test.weights, test.last);
+    const std::string name = addLayer(network, test.layer, activationOf(network, test.activation, frame), weights);
     const PackRun pack;
     writeFile(pack.file("net.xml"), network.description());
     writeFile(pack.file("net.bin"), network.weights());
@@ -164,7 +140,7 @@ TEST(PackSaturation, IsFoundFromWeightsOf65OnInQuantisedLayers) {
     EXPECT_EQ(result.standard_output,
               test.saturates
                   ? "cartoon: the network 'cartoon_model_slim5.xml' has weights of up to " + std::to_string(std::abs(test.last)) +
-                        " in its 8-bit layer '" + layer.name +
+                        " in its 8-bit layer '" + name +
                         "', and processors without VNNI compute such a layer rightly up to 64 only: quantise it with " +
                         "weights of 7 bits (nncf: overflow_fix=ENABLE)\n"
                   : "");

@@ -74,11 +74,6 @@ TEST_F(PackVerify, NamesEveryMissingEntry) {
   EXPECT_EQ(result.standard_output, expected);
 }
 
-TEST_F(PackVerify, LooksAtTheNamedNetworksOnly) {
-  pack(fixedStyleRecipe(), "cartoon");
-  expectSound({"verify", "p.bin", "cartoon"});
-}
-
 TEST_F(PackVerify, ReportsEntriesThatAreNoNetworks) {
   saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   const std::string network = readFile(pack_.file("net.xml"));

@@ -14,6 +14,13 @@ namespace {
 using testing::HasSubstr;
 using namespace tests;
 
+// The lines of a log that are not about the devices of this machine.
+std::vector<std::string> otherLines(const std::string& log) {
+  std::vector<std::string> lines = logLinesOf(log);
+  std::erase_if(lines, [](const std::string& line) { return line.find("Device ") != std::string::npos; });
+  return lines;
+}
+
 bool softGpu() {
   return std::getenv("VORIN_SOFTGPU") != nullptr; // NOLINT(concurrency-mt-unsafe): the tests run on one thread
 }
@@ -77,24 +84,6 @@ TEST(Devices, RequestsWithATextThatFillsItsFieldBecomeNameless) {
 
 // ---- the object's life ----
 
-TEST(Object, AnswersEveryOperationBeforeAnyPrepare) {
-  const Object object = makeObject();
-  SttVersion version = {7, 7};
-  EXPECT_EQ(object->GetVersion(&version), VORIN_STATUS_OK);
-  EXPECT_EQ(version.major, 0);
-  EXPECT_EQ(version.minor, 5);
-  std::int32_t value = 0;
-  EXPECT_EQ(object->GetConfig(nullptr, SttCfgStyleType, &value), VORIN_STATUS_OK);
-  EXPECT_EQ(value, -1);
-  EXPECT_EQ(object->SetConfig(nullptr, 6, &value), VORIN_STATUS_INVALID_PARAM);
-  EXPECT_EQ(object->GetConfig(nullptr, SttCfgModelPath, &value), VORIN_STATUS_INVALID_PARAM);
-  EXPECT_EQ(object->SyncOperation(nullptr), VORIN_STATUS_OK);
-  EXPECT_EQ(object->Stop(nullptr), VORIN_STATUS_OK);
-  EXPECT_EQ(object->DestroyContext(nullptr), VORIN_STATUS_OK);
-  EXPECT_EQ(object->DestroyDevice(nullptr), VORIN_STATUS_OK);
-  EXPECT_EQ(SttFactory::Destroy(nullptr), VORIN_STATUS_OK);
-}
-
 TEST(Object, LogsItsWay) {
   const LogSetting setting(3);
   DebuggerOutput log;
@@ -102,12 +91,13 @@ TEST(Object, LogsItsWay) {
   object->SyncOperation(nullptr);
   object->Stop(nullptr);
   object.reset();
-  EXPECT_EQ(logLinesOf(log.take()),
+  EXPECT_EQ(SttFactory::Destroy(nullptr), VORIN_STATUS_OK); // and says nothing
+  EXPECT_EQ(otherLines(log.take()),
             (std::vector<std::string>{"[I] Create StyleTransfer object", "[V] enter StyleTransfer::SyncOperation",
                                       "[V] exit StyleTransfer::SyncOperation", "[V] enter StyleTransfer::Stop",
                                       "[V] exit StyleTransfer::Stop", "[I] Destroy StyleTransfer object"}));
   // The file is closed before the last line.
-  const std::vector<std::string> in_file = logLinesOf(readText(setting.logFile()));
+  const std::vector<std::string> in_file = otherLines(readText(setting.logFile()));
   ASSERT_FALSE(in_file.empty());
   EXPECT_EQ(in_file.back(), "[V] exit StyleTransfer::Stop");
 }
@@ -131,7 +121,7 @@ TEST(Prepare, RefusesUnknownStyles) {
     const Object object = makeObject();
     object->SetConfig(nullptr, SttCfgStyleType, &style);
     EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_FAILED);
-    EXPECT_EQ(logLinesOf(log.take()),
+    EXPECT_EQ(otherLines(log.take()),
               (std::vector<std::string>{"[I] Create StyleTransfer object", "[V] enter StyleTransfer::Prepare", "[I] Init plugins",
                                         "[I] unkonwn type", "[E] init error"}));
   }
@@ -144,7 +134,7 @@ TEST(Prepare, OfAFilterSucceedsWhateverOpenClSays) {
     configureWithoutGpu(*object, style, 8, 8);
     DebuggerOutput log;
     EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
-    EXPECT_EQ(logLinesOf(log.take()), (std::vector<std::string>{"[V] enter StyleTransfer::Prepare", "[I] Init plugins",
+    EXPECT_EQ(otherLines(log.take()), (std::vector<std::string>{"[V] enter StyleTransfer::Prepare", "[I] Init plugins",
                                                                 "[I] Opencl platform init failed!", "[I] Init plugins, done",
                                                                 "[V] exit StyleTransfer::Prepare"}));
   }
@@ -176,7 +166,7 @@ TEST_F(Frames, OutsideSystemMemoryAreRefused) {
   SttFrame output = outputOf(VORIN_FMT_BGRA);
   DebuggerOutput log;
   EXPECT_EQ(process(input, output), VORIN_STATUS_UNSUPPORTED);
-  EXPECT_EQ(logLinesOf(log.take()),
+  EXPECT_EQ(otherLines(log.take()),
             (std::vector<std::string>{"[V] enter StyleTransfer::ProcessFrame", "[E] only support system memory now!"}));
   EXPECT_TRUE(output_.untouched());
   EXPECT_EQ(output.width, 1U);
@@ -189,7 +179,7 @@ TEST_F(Frames, OfAnUnknownStyleComeOutEmptyOrThrow) {
   SttFrame output = outputOf(VORIN_FMT_BGR24);
   DebuggerOutput log;
   EXPECT_EQ(process(input, output), VORIN_STATUS_OK);
-  EXPECT_EQ(logLinesOf(log.take()),
+  EXPECT_EQ(otherLines(log.take()),
             (std::vector<std::string>{"[V] enter StyleTransfer::ProcessFrame", "[E] error type for style transfer",
                                       "[V] exit StyleTransfer::ProcessFrame"}));
   EXPECT_EQ(output.width, 0U);

@@ -12,19 +12,14 @@ namespace {
 TEST(Configuration, StartsWithItsDefaultsAndStoresAnyNumber) {
   Configuration configuration;
   const std::int32_t defaults[] = {-1, -1, 0, 0, 0};
-  for (std::uint32_t key = 0; key < 5; ++key) {
-    std::int32_t value = 77;
-    EXPECT_EQ(configuration.get(key, &value), VORIN_STATUS_OK);
-    EXPECT_EQ(value, defaults[key]) << "key " << key;
-  }
-  for (std::uint32_t key = 0; key < 5; ++key) {
-    const std::int32_t stored = -1000 + static_cast<std::int32_t>(key);
-    EXPECT_EQ(configuration.set(key, &stored), VORIN_STATUS_OK);
-  }
-  for (std::uint32_t key = 0; key < 5; ++key) {
-    std::int32_t value = 77;
-    configuration.get(key, &value);
-    EXPECT_EQ(value, -1000 + static_cast<std::int32_t>(key));
+  for (const bool is_set : {false, true}) {
+    for (std::uint32_t key = 0; key < 5; ++key) {
+      std::int32_t value = 77;
+      EXPECT_EQ(configuration.get(key, &value), VORIN_STATUS_OK);
+      EXPECT_EQ(value, !is_set ? defaults[key] : 1000 + static_cast<std::int32_t>(key)) << "key " << key;
+      value = 1000 + static_cast<std::int32_t>(key);
+      EXPECT_EQ(configuration.set(key, &value), VORIN_STATUS_OK);
+    }
   }
 }
 

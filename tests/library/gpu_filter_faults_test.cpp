@@ -1,8 +1,8 @@
 // What a frame costs, and what becomes of it when OpenCL calls fail: the calls of a frame are counted, and each of them is made
 // to fail once and twice by the tests' OpenCL layer.
-#include "support/filters.h"
 #include "support/guarded_buffer.h"
 #include "support/log_lines.h"
+#include "support/opencl_filter_reference.h"
 #include "support/opencl_test_layer.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +12,6 @@ namespace {
 
 using namespace tests;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* kUploadFailed = "[I] Opencl failed[enqueueWriteBuffer]!";
 
@@ -48,19 +47,6 @@ TEST_P(GpuFilterFrame, IsOneWriteOneLaunchAndOneRead) {
     EXPECT_THAT(names, ElementsAre("clEnqueueWriteImage", "clEnqueueNDRangeKernel", "clFinish", "clEnqueueReadImage"));
   }
   EXPECT_TRUE(output.guardIntact());
-}
-
-TEST_P(GpuFilterFrame, PreparesEachChangeOfSizeAnew) {
-  const auto prepared = [this](std::int32_t width, std::int32_t height) {
-    const std::size_t before = layer_.calls().size();
-    EXPECT_EQ(prepare(width, height), VORIN_STATUS_OK);
-    return !layer_.namesSince(before).empty();
-  };
-  EXPECT_TRUE(prepared(37, 21));
-  EXPECT_FALSE(prepared(37, 21));
-  EXPECT_TRUE(prepared(38, 21)); // though the padded size stays
-  EXPECT_TRUE(prepared(38, 22));
-  EXPECT_TRUE(prepared(37, 21));
 }
 
 // ---- failing steps of a frame ----
@@ -146,13 +132,6 @@ TEST_P(GpuFilterFrame, ShowsAMissingImageLater) {
     EXPECT_EQ(prepare(37, 21), VORIN_STATUS_OK);
     EXPECT_EQ(run(output.data()), VORIN_STATUS_OK);
   }
-}
-
-TEST_P(GpuFilterFrame, SaysNothingOfImagesThatCannotBeCleared) {
-  layer_.fail("clEnqueueFillImage", CL_OUT_OF_RESOURCES, 0, 2);
-  LogLines lines;
-  EXPECT_EQ(prepare(41, 21), VORIN_STATUS_OK);
-  EXPECT_THAT(lines.take(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Filters, GpuFilterFrame, testing::Values(kPencilSketch, kStippling),

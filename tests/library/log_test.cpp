@@ -68,15 +68,6 @@ TEST_F(Log, ExpandsALineOnceMoreInTheFileOnly) {
   EXPECT_EQ(readText(setting.logFile()), "====== sdk: [I] 50% done\n");
 }
 
-TEST_F(Log, TakesTheLongestLineThatFits) {
-  const LogSetting setting(1);
-  openLog();
-  const std::string message(238, 'x'); // 255 characters and a NUL fill the line's buffer; 17 of them are not the message
-  DebuggerOutput output;
-  sttLogError("%s", message.c_str());
-  EXPECT_EQ(output.take(), "====== sdk: [E] " + message + "\n");
-}
-
 TEST_F(Log, CutsTheLongestTextsSoThatTheLineFits) {
   const std::string umlauts = "\u00FC\u00FC"; // two bytes each
   const struct {

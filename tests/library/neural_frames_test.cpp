@@ -171,28 +171,6 @@ TEST_F(NeuralFramesTest, StyleTransferComesInTheNetworksSizeOrInBothSizesAskedFo
   }
 }
 
-TEST_F(NeuralFramesTest, FramesOfTheNetworksSizeAreWrittenTo) {
-  const StyleSettings cartoon = settings(SttStyleCartoon, 0, kSize);
-  ASSERT_EQ(pipeline_.initPlugins(cartoon), VORIN_STATUS_OK);
-  Picture host = frame_;
-  HostOutput output(kSize);
-  ASSERT_EQ(pipeline_.processFrame(cartoon, frameOf(host, kSize), nullptr, output.frame), VORIN_STATUS_OK);
-  Picture expected = frame_;
-  for (std::size_t row = 1; row <= kHeight; ++row) {
-    std::fill_n(expected.begin() + static_cast<std::ptrdiff_t>(3 * (row * kWidth - 1)), 3, std::uint8_t{0});
-  }
-  EXPECT_EQ(host, expected);
-
-  const StyleSettings transfer = settings(SttStyleTransfer);
-  ASSERT_EQ(pipeline_.initPlugins(transfer), VORIN_STATUS_OK);
-  restyle(pipeline_, transfer, frame_, &look_frame_);
-  host = movedPicture(frame_, 3);
-  expected = smoothedContent(host, frame_);
-  ASSERT_NE(host, expected);
-  ASSERT_EQ(pipeline_.processFrame(transfer, frameOf(host, kSize), nullptr, output.frame), VORIN_STATUS_OK);
-  EXPECT_EQ(host, expected);
-}
-
 TEST_F(NeuralFramesTest, AFrameThatCannotBeInferredIsToldAndNotCounted) {
   const StyleSettings style = settings(SttStyleCartoon, 0, kSize);
   ASSERT_EQ(pipeline_.initPlugins(style), VORIN_STATUS_OK);
@@ -238,14 +216,6 @@ TEST_F(NeuralFramesTest, AStyleImageForAnotherStylesNetworkIsRefused) {
             VORIN_STATUS_INVALID_PARAM);
   EXPECT_TRUE(output.untouched());
   EXPECT_THAT(log.take(), ElementsAre("[V] enter StyleTransfer::ProcessFrame", "[E] set style error"));
-}
-
-TEST_F(NeuralFramesTest, AStyleImageOfAnUnknownFormatEndsTheFrame) {
-  ASSERT_EQ(pipeline_.initPlugins(settings(SttStyleTransfer)), VORIN_STATUS_OK);
-  HostOutput output(kSize);
-  const SttFrame unknown = frameOf(look_, {5, 4}, 4);
-  EXPECT_THROW(pipeline_.processFrame(settings(SttStyleTransfer), frameOf(frame_, kSize), &unknown, output.frame), cv::Exception);
-  EXPECT_TRUE(output.untouched());
 }
 
 } // namespace

@@ -123,16 +123,6 @@ TEST_F(NeuralInferenceTest, OtherSizesAreFittedToTheNetworkAndLeftAlone) {
   }
 }
 
-// The tensor of the frame before is the frame before's memory, which is gone when the next frame comes.
-TEST_F(NeuralInferenceTest, EachFrameIsReadFromItsOwnMemory) {
-  NeuralEngine engine;
-  load(engine, SttStyleLightGrey);
-  for (std::uint32_t number = 0; number < 4; ++number) {
-    const Picture frame = randomPicture(kWidth, kHeight, 10 + number);
-    EXPECT_LT(greatestDifference(infer(engine, frame), tests::planesOf(frame, fixedStyleValue)), kTolerance) << number;
-  }
-}
-
 // The first load gets as far as the network's size, the second to the style.
 TEST_F(NeuralInferenceTest, AnEngineOfAnUnsupportedStyleSaysSo) {
   const TestPackage package({networkFiles(kTransfer540, makeSum({"input_content", "no_style"}))});

@@ -126,20 +126,5 @@ TEST(NeuralOutput, TransferClampsAndStretches) {
   EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0, 116, 182, 255, 116, 0}));
 }
 
-TEST(NeuralOutput, MemoryIsKeptWhileTheSizeStays) {
-  std::mt19937 random(1803);
-  cv::Mat byte_planes;
-  cv::Mat image;
-  Planes planes = normalPlanes(64, 32, 0.0F, 1.0F, random);
-  transferOutputToImage(planes.data(), 32, 64, byte_planes, image);
-  const void* const first_bytes = byte_planes.data;
-  const void* const first_image = image.data;
-  lightGreyOutputToImage(planes.data(), 32, 64, byte_planes, image);
-  cartoonOutputToImage(planes.data(), 32, 64, byte_planes, image);
-  transferOutputToImage(planes.data(), 32, 64, byte_planes, image);
-  EXPECT_EQ(byte_planes.data, first_bytes);
-  EXPECT_EQ(image.data, first_image);
-}
-
 } // namespace
 } // namespace vorin

@@ -1,8 +1,6 @@
-// Conversions between host formats and engine images, against colour formulas written out in double precision. OpenCV computes in
-// fixed point, so a converted byte may differ by 1 (by 2 from video-range YUV to colours, where it rounds the coefficients);
-// moved bytes must be equal.
+// Conversions between host formats and engine images, against colour formulas in double precision. OpenCV computes in fixed
+// point, so a converted byte may differ by 1, and by 2 from video-range YUV; moved bytes must be equal.
 #include "pipeline/pixel_format.h"
-#include "support/format_pictures.h"
 #include "support/guarded_buffer.h"
 #include "support/log_lines.h"
 #include "support/plain_colour.h"
@@ -17,76 +15,70 @@ namespace {
 
 using namespace tests;
 
-// The bytes of a frame that is converted first and resized after.
-TEST(NeuralInput, LargerFramesOfFourBytesComeAtTheNetworksSize) {
-  struct Case {
-    SttPixelFormat format;
-    cv::Size frame;
-    cv::Size network;
-    bool is_resized;
-  };
-  for (const Case& each : {Case{VORIN_FMT_BGRA, {74, 46}, {37, 23}, true},
-                           {VORIN_FMT_RGBA, {75, 41}, {33, 20}, true},
-                           {VORIN_FMT_BGRA, {30, 20}, {60, 40}, false},
-                           {VORIN_FMT_RGBA, {31, 21}, {}, false},
-                           {VORIN_FMT_BGR24, {74, 46}, {37, 23}, false}}) {
-    const int channels = each.format == VORIN_FMT_BGR24 ? 3 : 4;
-    cv::Mat picture = blockPicture(each.frame.width, each.frame.height, channels);
-    PixelFormatBuffers buffers;
-    const cv::Mat input =
-        hostToNeuralInput(frameOver(picture.data, each.format, each.frame.width, each.frame.height), buffers, each.network);
-    cv::Mat expected(each.frame, CV_8UC3);
-    for (int y = 0; y < each.frame.height; ++y) {
-      for (int x = 0; x < each.frame.width; ++x) {
-        for (int c = 0; c < 3; ++c) {
-          const int host_channel = each.format == VORIN_FMT_RGBA ? 2 - c : c;
-          expected.ptr(y)[3 * x + c] = picture.ptr(y)[channels * x + host_channel];
-        }
-      }
-    }
-    if (each.is_resized) {
-      cv::Mat resized;
-      cv::resize(expected, resized, each.network, 0.0, 0.0, cv::INTER_LINEAR);
-      expected = resized;
-    }
-    ASSERT_EQ(input.size(), expected.size()) << "format " << each.format;
-    ASSERT_EQ(input.type(), CV_8UC3);
-    EXPECT_EQ(cv::norm(input, expected, cv::NORM_INF), 0.0) << "format " << each.format;
+SttFrame frameOver(void* data, SttPixelFormat format, int width, int height, int pitch_bytes = 0) {
+  const auto size = [](int number) { return static_cast<std::uint32_t>(number); };
+  return {VORIN_MEM_SYSTEM, data, format, size(width), size(height), size(pitch_bytes)};
+}
+
+void expectNear(std::uint8_t actual, std::uint8_t expected, int tolerance, const char* what, int x, int y) {
+  ASSERT_LE(std::abs(actual - expected), tolerance)
+      << what << " at " << x << ", " << y << ": " << int{actual} << " instead of " << int{expected};
+}
+
+enum class Way { kNeural, kFilter };
+
+void deliver(Way way, SttFrame& output, const cv::Mat& result) {
+  PixelFormatBuffers buffers;
+  if (way == Way::kNeural) {
+    neuralOutputToHost(output, result, buffers);
+  } else {
+    filterOutputToHost(output, result, buffers);
   }
 }
 
-TEST(FilterInput, BgraIsTheHostsOwnMemory) {
-  std::vector<std::uint8_t> host(7 * 5 * 4);
-  cv::Mat storage;
-  const cv::Mat image = hostToFilterInput(frameOver(host.data(), VORIN_FMT_BGRA, 7, 5, 64), storage);
-  EXPECT_EQ(image.data, host.data());
-  EXPECT_EQ(image.size(), cv::Size(7, 5));
-  EXPECT_EQ(image.type(), CV_8UC4);
-  EXPECT_TRUE(storage.empty());
-}
-
-TEST(FilterInput, PackedFormatsAreReorderedAndTwentyFourBitsComeRedFirst) {
-  constexpr int kWidth = 7;
-  constexpr int kHeight = 5;
+// A neural frame of four bytes a pixel may be reduced on the way; its bytes are those of a frame that is converted first and
+// resized after.
+TEST(HostInput, PackedFormatsAreReorderedAndLargerFramesOfFourBytesComeAtTheNetworksSize) {
   const struct {
+    Way way;
     SttPixelFormat format;
-    int channels;
+    cv::Size frame;
     std::array<int, 3> source; // which host byte becomes blue, green, red
-  } cases[] = {{VORIN_FMT_RGBA, 4, {2, 1, 0}}, {VORIN_FMT_BGR24, 3, {2, 1, 0}}};
-  for (const auto& test : cases) {
-    cv::Mat host = blockPicture(kWidth, kHeight, test.channels);
+    cv::Size network;
+    bool is_resized;
+  } cases[] = {{Way::kFilter, VORIN_FMT_BGRA, {7, 5}, {0, 1, 2}, {}, false},
+               {Way::kFilter, VORIN_FMT_RGBA, {7, 5}, {2, 1, 0}, {}, false},
+               {Way::kFilter, VORIN_FMT_BGR24, {7, 5}, {2, 1, 0}, {}, false}, // red first
+               {Way::kNeural, VORIN_FMT_BGRA, {74, 46}, {0, 1, 2}, {37, 23}, true},
+               {Way::kNeural, VORIN_FMT_RGBA, {75, 41}, {2, 1, 0}, {33, 20}, true},
+               {Way::kNeural, VORIN_FMT_BGRA, {30, 20}, {0, 1, 2}, {60, 40}, false},
+               {Way::kNeural, VORIN_FMT_RGBA, {31, 21}, {2, 1, 0}, {}, false},
+               {Way::kNeural, VORIN_FMT_BGR24, {74, 46}, {0, 1, 2}, {37, 23}, false}};
+  for (const auto& each : cases) {
+    SCOPED_TRACE(testing::Message() << "format " << each.format << ", neural " << (each.way == Way::kNeural));
+    cv::Mat host = blockPicture(each.frame.width, each.frame.height, each.format == VORIN_FMT_BGR24 ? 3 : 4);
+    const SttFrame frame = frameOver(host.data, each.format, host.cols, host.rows);
     cv::Mat storage;
-    const cv::Mat image = hostToFilterInput(frameOver(host.data, test.format, kWidth, kHeight), storage);
-    ASSERT_EQ(image.size(), host.size());
-    ASSERT_EQ(image.type(), CV_8UC4);
-    for (int y = 0; y < kHeight; ++y) {
-      for (int x = 0; x < kWidth; ++x) {
-        const std::uint8_t* source = host.ptr(y) + x * test.channels;
-        const Bgr expected = {source[test.source[0]], source[test.source[1]], source[test.source[2]]};
-        ASSERT_EQ(bgrAt(image, x, y), expected);
-        ASSERT_EQ(image.ptr(y)[4 * x + 3], test.channels == 4 ? source[3] : 255);
+    PixelFormatBuffers buffers;
+    const bool is_filter = each.way == Way::kFilter;
+    const cv::Mat image = is_filter ? hostToFilterInput(frame, storage) : hostToNeuralInput(frame, buffers, each.network);
+    cv::Mat expected(each.frame, is_filter ? CV_8UC4 : CV_8UC3, cv::Scalar::all(255));
+    for (int index = 0; index < each.frame.area(); ++index) {
+      const std::uint8_t* source = host.data + index * host.channels();
+      std::uint8_t* pixel = expected.data + index * expected.channels();
+      for (std::size_t c = 0; c < 3; ++c) {
+        pixel[c] = source[each.source[c]];
+      }
+      if (is_filter && host.channels() == 4) {
+        pixel[3] = source[3];
       }
     }
+    if (each.is_resized) {
+      cv::resize(expected.clone(), expected, each.network, 0.0, 0.0, cv::INTER_LINEAR);
+    }
+    ASSERT_EQ(image.size(), expected.size());
+    ASSERT_EQ(image.type(), expected.type());
+    EXPECT_EQ(cv::norm(image, expected, cv::NORM_INF), 0.0);
   }
 }
 
@@ -155,9 +147,13 @@ TEST(HostInput, Yuy2OfOddWidthThrows) {
   }
 }
 
-class HostOutput : public OutputTest {};
+class HostOutput : public testing::TestWithParam<Way> {
+protected:
+  static bool isNeural() { return GetParam() == Way::kNeural; }
+  static int channels() { return isNeural() ? 3 : 4; }
+};
 
-INSTANTIATE_TEST_SUITE_P(Ways, HostOutput, kWays, nameOfWay);
+INSTANTIATE_TEST_SUITE_P(Ways, HostOutput, testing::Values(Way::kNeural, Way::kFilter));
 
 TEST_P(HostOutput, PackedFormatsMoveBytes) {
   constexpr int kWidth = 37;
@@ -216,6 +212,90 @@ TEST_P(HostOutput, OfNothingCopiesNothingInTheEnginesOwnFormatAndThrowsInTheOthe
     }
   }
   EXPECT_TRUE(host.untouched());
+}
+
+TEST_P(HostOutput, Yuy2TakesTheChromaOfEvenPixels) {
+  for (const int width : {1, 2, 3, 16, 33, 50, 64}) {
+    constexpr int kHeight = 3;
+    cv::Mat result(kHeight, width, CV_8UC(channels()));
+    cv::theRNG().state = 99;
+    cv::randu(result, 0, 256);
+    GuardedBuffer host(static_cast<std::size_t>(width * kHeight * 2));
+    SttFrame output = frameOver(host.data(), VORIN_FMT_YUY2, 1, 1, 4096);
+    deliver(GetParam(), output, result);
+    EXPECT_TRUE(host.guardIntact());
+    const auto yuvAt = [&](int x, int y) {
+      Bgr colour = bgrAt(result, x, y);
+      if (isNeural()) {
+        std::swap(colour[0], colour[2]); // the neural way takes blue for red here
+      }
+      return fullYuv(colour);
+    };
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < width; ++x) {
+        const std::uint8_t* pair = host.data() + 2 * (y * width + x);
+        expectNear(pair[0], yuvAt(x, y)[0], 1, "luma", x, y);
+        expectNear(pair[1], x % 2 == 0 ? yuvAt(x, y)[1] : yuvAt(x - 1, y)[2], 1, "chroma", x, y);
+      }
+    }
+  }
+}
+
+TEST_P(HostOutput, Nv12HonoursThePitchOnTheNeuralWayOnly) {
+  constexpr int kWidth = 38;
+  constexpr int kHeight = 22;
+  constexpr int kPitch = 64;
+  const cv::Mat result = blockPicture(kWidth, kHeight, channels());
+  const int row_bytes = isNeural() ? kPitch : kWidth;
+  GuardedBuffer host(static_cast<std::size_t>(row_bytes * kHeight * 3 / 2));
+  SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, kPitch);
+  deliver(GetParam(), output, result);
+  EXPECT_TRUE(host.guardIntact());
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const Yuv expected = videoYuv(bgrAt(result, x, y));
+      const std::uint8_t* pair = host.data() + row_bytes * (kHeight + y / 2) + x / 2 * 2;
+      expectNear(host[static_cast<std::size_t>(y * row_bytes + x)], expected[0], 1, "luma", x, y);
+      expectNear(pair[0], expected[1], 1, "U", x, y);
+      expectNear(pair[1], expected[2], 1, "V", x, y);
+    }
+    for (int x = kWidth; x < row_bytes; ++x) {
+      ASSERT_EQ(host[static_cast<std::size_t>(y * row_bytes + x)], 0xCD) << "padding of luma row " << y;
+    }
+  }
+}
+
+TEST(NeuralNv12Output, KeepsToAnyPitch) {
+  constexpr int kWidth = 38;
+  constexpr int kHeight = 4;
+  const cv::Mat result = blockPicture(kWidth, kHeight, 3);
+  const auto deliverWithPitch = [&](std::uint32_t pitch_bytes) {
+    GuardedBuffer host(64 * kHeight * 3 / 2);
+    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, static_cast<int>(pitch_bytes));
+    deliver(Way::kNeural, output, result);
+    EXPECT_TRUE(host.guardIntact());
+    return host.content();
+  };
+  const std::vector<std::uint8_t> apart = deliverWithPitch(64);
+  // With a pitch below the width rows overlap; each byte is that of the row written last.
+  for (const std::uint32_t pitch_bytes : {0U, 20U}) {
+    std::vector<std::uint8_t> expected(64 * kHeight * 3 / 2, 0xCD);
+    for (std::size_t row = 0; row < kHeight * 3 / 2; ++row) {
+      std::copy_n(apart.begin() + static_cast<std::ptrdiff_t>(64 * row), kWidth,
+                  expected.begin() + static_cast<std::ptrdiff_t>(pitch_bytes * row));
+    }
+    EXPECT_EQ(deliverWithPitch(pitch_bytes), expected) << pitch_bytes;
+  }
+}
+
+TEST_P(HostOutput, OddSizesInNv12ThrowAndWriteNothing) {
+  for (const cv::Size size : {cv::Size(5, 4), cv::Size(4, 5)}) {
+    GuardedBuffer host(64);
+    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 2, 8);
+    EXPECT_THROW(deliver(GetParam(), output, blockPicture(size.width, size.height, channels())), cv::Exception);
+    EXPECT_TRUE(host.untouched());
+    EXPECT_EQ(output.width, 1U);
+  }
 }
 
 } // namespace

@@ -77,15 +77,6 @@ TEST_F(PreparingProgramsTest, MayLieInAFolderWhoseNameIsNotAscii) {
   EXPECT_TRUE(std::filesystem::exists(own / "cache"));
 }
 
-TEST_F(PreparingProgramsTest, TwoInFoldersOfTheirOwnBothEndWell) {
-  const TemporaryFolder left_folder;
-  const TemporaryFolder right_folder;
-  ChildProcess left(command(copyProgram(left_folder.path()), package_.folder()), {});
-  ChildProcess right(command(copyProgram(right_folder.path()), package_.folder()), {});
-  EXPECT_EQ(wellEnded(left), kRounds);
-  EXPECT_EQ(wellEnded(right), kRounds);
-}
-
 // The unpacked files have the same names, so one program may find its file half-written or deleted by the other; that must end as
 // a failed preparation, never as anything worse.
 TEST_F(PreparingProgramsTest, TwoInOneFolderEachPreparationEndsWithAStatus) {

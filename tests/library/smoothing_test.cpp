@@ -75,22 +75,6 @@ TEST_P(SmoothingTest, EveryPairOfBytesInFlatParts) {
   expectSmoothed(current, previous);
 }
 
-// Every byte with every small difference and every weight that the two other channels can add.
-TEST_P(SmoothingTest, EveryWeightOfFlicker) {
-  cv::Mat previous(256, 19 * 19, CV_8UC3, cv::Scalar::all(100));
-  cv::Mat current = previous.clone();
-  for (int byte = 0; byte < 256; ++byte) {
-    for (int x = 0; x < previous.cols; ++x) {
-      const int others = x % 19; // the sum of the others' differences, 0 to 18
-      previous.ptr(byte, x)[0] = static_cast<std::uint8_t>(byte);
-      current.ptr(byte, x)[0] = static_cast<std::uint8_t>(std::clamp(byte + x / 19 - 9, 0, 255));
-      current.ptr(byte, x)[1] = static_cast<std::uint8_t>(100 + others / 2);
-      current.ptr(byte, x)[2] = static_cast<std::uint8_t>(100 - (others - others / 2));
-    }
-  }
-  expectSmoothed(current, previous);
-}
-
 // Of every width up to 70, and one of many strips, all with padded rows; nothing is written outside them.
 TEST_P(SmoothingTest, MovingPicturesOfAllWidths) {
   std::mt19937 random(1601);

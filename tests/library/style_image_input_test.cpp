@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace vorin::neural {
 namespace {
 
@@ -84,39 +86,24 @@ TEST_F(StyleImageInputTest, PackedFormatsArriveColourByColour) {
   }
 }
 
-// Blocks of 2 x 2 pixels of one colour, which subsampled chroma can hold.
-std::vector<Bgr> blockColours() {
-  std::vector<Bgr> colours = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}, {0, 0, 0}};
-  const Picture more = randomPicture(kWidth / 2, kHeight / 2, 2);
-  for (std::size_t block = colours.size(); block < kPixels / 4; ++block) {
-    colours.push_back({more[3 * block], more[3 * block + 1], more[3 * block + 2]});
-  }
-  return colours;
-}
-
-std::size_t blockOf(std::size_t pixel) {
-  return pixel / kWidth / 2 * (kWidth / 2) + pixel % kWidth / 2;
-}
-
 // Rounding to 8-bit YUV and back, and OpenCV's fixed-point matrices, move a byte by up to 2; 57 is the smallest deviation.
 constexpr double kYuvTolerance = 2.01 / 57;
 
 TEST_F(StyleImageInputTest, YuvFormatsArriveWithRedAndBlueExchanged) {
-  const std::vector<Bgr> colours = blockColours();
+  const cv::Mat picture = blockPicture(kWidth, kHeight, 3);
   std::vector<std::uint8_t> nv12(kPixels * 3 / 2);
   std::vector<std::uint8_t> yuy2(kPixels * 2);
-  Picture seen(3 * kPixels);
+  Picture seen;
   for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
-    const Yuv yuv = videoYuv(colours[blockOf(pixel)]);
+    const std::size_t x = pixel % kWidth;
+    const std::size_t y = pixel / kWidth;
+    const Yuv yuv = videoYuv(bgrAt(picture, static_cast<int>(x), static_cast<int>(y)));
     const Bgr bgr = fromVideoYuv(yuv);
     nv12[pixel] = yuv[0];
-    nv12[kPixels + 2 * blockOf(pixel)] = yuv[1];
-    nv12[kPixels + 2 * blockOf(pixel) + 1] = yuv[2];
+    std::copy_n(&yuv[1], 2, &nv12[kPixels + kWidth * (y / 2) + x / 2 * 2]);
     yuy2[2 * pixel] = yuv[0];
     yuy2[2 * pixel + 1] = yuv[1 + pixel % 2];
-    seen[3 * pixel] = bgr[2];
-    seen[3 * pixel + 1] = bgr[1];
-    seen[3 * pixel + 2] = bgr[0];
+    seen.insert(seen.end(), bgr.rbegin(), bgr.rend());
   }
   for (const auto& [format, bytes] : {std::pair(VORIN_FMT_NV12, nv12), std::pair(VORIN_FMT_YUY2, yuy2)}) {
     bind(Picture(3 * kPixels), VORIN_FMT_BGR24);
@@ -183,37 +170,39 @@ TEST(StyleImageInput, ANetworkWithoutAStyleInputIsTold) {
   removeUnpackedNetworkFiles();
 }
 
-// ---- the style image as the network takes it, against the formula computed in double precision: equal floats ----
-
-// Normalises the image into a watched buffer and compares each float of each plane.
-void expectNormalised(const cv::Mat& image) {
-  const std::size_t plane = static_cast<std::size_t>(image.rows) * static_cast<std::size_t>(image.cols);
-  GuardedBuffer buffer(3 * plane * sizeof(float));
-  auto* planes = reinterpret_cast<float*>(buffer.data());
-  normaliseStyle(image, planes);
-  const float* value = planes;
-  for (int y = 0; y < image.rows; ++y) {
-    for (int x = 0; x < image.cols; ++x, ++value) {
-      const std::uint8_t* pixel = image.ptr(y, x);
-      ASSERT_EQ(value[0], static_cast<float>((pixel[0] - 103.53) / 57.375)) << x << ", " << y;
-      ASSERT_EQ(value[plane], static_cast<float>((pixel[1] - 116.28) / 57.12)) << x << ", " << y;
-      ASSERT_EQ(value[2 * plane], static_cast<float>((pixel[2] - 123.675) / 58.395)) << x << ", " << y;
-    }
-  }
-  EXPECT_TRUE(buffer.guardIntact());
+// A second output is refused when the inputs are known. The buffer of the style image is then of this network's size.
+TEST(StyleImageInput, NothingIsKeptOfANetworkThatFailedToLoad) {
+  IrNetwork two_outputs = makeSum({"input_content", "input_style"});
+  two_outputs.output(0);
+  const TestPackage small({networkFiles(kTransfer540, two_outputs)});
+  const TestPackage large({networkFiles(kTransfer540, TransferNetwork{.style_width = 400, .style_height = 300})});
+  Picture picture(3);
+  NeuralEngine engine;
+  ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, small.folder()), VORIN_STATUS_FAILED);
+  EXPECT_THROW(engine.bindStyleImage(frameOf(picture, {1, 1})), std::exception);
+  ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, large.folder()), VORIN_STATUS_OK);
+  EXPECT_EQ(engine.bindStyleImage(frameOf(picture, {1, 1})), VORIN_STATUS_OK);
+  EXPECT_NO_THROW(engine.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(1))));
 }
 
-// Every byte in every plane, and odd sizes; all with padded rows.
+// The style image as the network takes it, against the formula computed in double precision: equal floats. Every byte in every
+// plane, and odd sizes; all with padded rows and a watched end.
 TEST(StyleNormalisation, GivesTheFormulasFloats) {
   for (const cv::Size size :
        {cv::Size(256, 3), cv::Size(1, 1), cv::Size(1, 7), cv::Size(7, 1), cv::Size(37, 5), cv::Size(131, 3)}) {
     PaddedImage padded(size.width, size.height, 5);
+    Picture picture;
     for (int y = 0; y < size.height; ++y) {
       for (int byte = 0; byte < 3 * size.width; ++byte) {
-        padded.image().ptr(y)[byte] = static_cast<std::uint8_t>(byte / 3 + 85 * (y + byte % 3));
+        picture.push_back(static_cast<std::uint8_t>(byte / 3 + 85 * (y + byte % 3)));
+        padded.image().ptr(y)[byte] = picture.back();
       }
     }
-    expectNormalised(padded.image());
+    const Planes expected = planesOf(picture, styleValue);
+    GuardedBuffer planes(expected.size() * sizeof(float));
+    normaliseStyle(padded.image(), reinterpret_cast<float*>(planes.data()));
+    EXPECT_EQ(std::memcmp(planes.data(), expected.data(), planes.size()), 0) << size;
+    EXPECT_TRUE(planes.guardIntact());
     EXPECT_TRUE(padded.surroundingsIntact());
   }
 }

@@ -69,8 +69,6 @@ protected:
   const std::string separator_{platform::kPathSeparator};
 
   TemporaryFolder folder_;
-
-private:
   const Restoration log_ = setLogSwitch(1);
   Restoration application_data_;
 };
@@ -111,6 +109,18 @@ TEST_F(WritableFolder, WaitsForATemporaryFolderThatCannotBeUsedYet) {
   std::this_thread::sleep_for(std::chrono::milliseconds(200)); // a search that gave up has ended by then, with another result
   fs::remove(obstacle(temporary()));
   expectResult(process, temporary().string() + separator_);
+}
+
+// Windows' code page has no such letters, so a program there knows its own folder by no name that the library could use.
+TEST_F(WritableFolder, HasANameThatTheCodePageKnows) {
+  const fs::path own = folder_.path() / u8"\u6F22\u5B57";
+  fs::create_directory(own);
+  fs::copy_file(host(), own / "host.exe");
+  application_data_ = setAppDataFolder(data());
+  const std::u8string name = (own / "host.exe").u8string();
+  ChildProcess process({std::string(name.begin(), name.end())}, {});
+  const fs::path expected = platform::kPathSeparator == '\\' ? data() / "Merix" / "VORIN" : own;
+  EXPECT_EQ(process.wait().standard_output, expected.string() + "\n");
 }
 
 TEST_F(WritableFolder, MayHaveAPathOfAnyLengthAndBackslashesInIt) {

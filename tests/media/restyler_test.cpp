@@ -1,4 +1,5 @@
 // The restyler as a host uses it, on the software device.
+#include "files.h"
 #include "picture_mat.h"
 #include "support/guarded_buffer.h"
 #include "support/plain_colour.h"
@@ -8,6 +9,9 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <optional>
 #include <thread>
 
 namespace vorin::media {
@@ -238,6 +242,22 @@ TEST_F(Restylers, PrepareOneAtATimeInTheUsersFolder) {
     thread.join();
   }
   EXPECT_EQ(done, kThreads * kRounds);
+}
+
+// The lock under which networks are unpacked.
+TEST(FileLock, IsHeldByOneAtATime) {
+  const tests::TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "lock";
+  std::atomic<bool> has_second = false;
+  std::optional<base::FileLock> first(file);
+  std::thread other([&] {
+    const base::FileLock second(file);
+    has_second = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_FALSE(has_second);
+  first.reset();
+  other.join();
 }
 
 } // namespace

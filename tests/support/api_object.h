@@ -1,4 +1,4 @@
-// What the tests of the shared library share: an object through the public header, and the lines of its log.
+// What the tests of the shared library share: an object through the public header.
 #pragma once
 
 #include "support/test_environment.h"
@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace vorin::tests {
 
@@ -35,19 +33,6 @@ inline void configureWithoutGpu(SttInterface& object, std::int32_t style, std::i
   const SttDeviceRequest request = {1, 0, ""};
   SttDeviceRecord* device = nullptr;
   object.CreateDevice(&request, &device);
-}
-
-// The lines of a log that are not about the devices of this machine, without their common front.
-inline std::vector<std::string> logLinesOf(const std::string& log) {
-  const std::string front = "====== sdk: ";
-  std::vector<std::string> lines;
-  for (const std::string& line : linesOf(log)) {
-    if (line.find("Device ") == std::string::npos) {
-      EXPECT_EQ(line.rfind(front, 0), 0U) << line;
-      lines.push_back(line.substr(front.size()));
-    }
-  }
-  return lines;
 }
 
 } // namespace vorin::tests

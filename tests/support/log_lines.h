@@ -26,16 +26,7 @@ private:
 class LogLines {
 public:
   // The log's lines since the scope began, without what all begin with; once.
-  std::vector<std::string> take() {
-    const std::string front = "====== sdk: ";
-    std::vector<std::string> lines;
-    for (const std::string& line : linesOf(output_.take())) {
-      if (line.starts_with(front)) { // OpenCL implementations write to standard error too
-        lines.push_back(line.substr(front.size()));
-      }
-    }
-    return lines;
-  }
+  std::vector<std::string> take() { return logLinesOf(output_.take()); }
 
 private:
   LogOn log_;

@@ -132,18 +132,6 @@ Picture plainPicture(int width, int height, std::uint8_t value) {
   return picture;
 }
 
-Picture mirrored(const Picture& picture) {
-  Picture result(picture.width, picture.height);
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
-      std::copy_n(picture.bytes.begin() + static_cast<std::ptrdiff_t>(picture.offset(x, y)), 4,
-                  result.bytes.begin() +
-                      static_cast<std::ptrdiff_t>(result.offset(picture.width - 1 - x, picture.height - 1 - y)));
-    }
-  }
-  return result;
-}
-
 Picture padded(const Picture& picture, int edge) {
   Picture result((picture.width + edge - 1) / edge * edge, (picture.height + edge - 1) / edge * edge);
   for (int y = 0; y < picture.height; ++y) {

@@ -3,6 +3,8 @@
 // the code under test.
 #pragma once
 
+#include "gpufilters/gpu_filter_engine.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -28,9 +30,6 @@ Picture testPicture(int width, int height, std::uint32_t seed);
 
 // Every byte the same.
 Picture plainPicture(int width, int height, std::uint8_t value);
-
-// Left and right exchanged, top and bottom exchanged.
-Picture mirrored(const Picture& picture);
 
 // The picture in the top left corner of a larger one that is 0 elsewhere, each size raised to a multiple of `edge`.
 Picture padded(const Picture& picture, int edge);
@@ -62,5 +61,28 @@ struct Displacement {
 Displacement plainDisplacement(std::uint32_t k, int radius);
 
 constexpr int kFilterRadius = 4; // of both filters
+
+// Both filters, each by its functions of the engine and its plain computation.
+struct Filter {
+  const char* name;
+  _VorinStatus (gpufilters::GpuFilterEngine::*prepare)(std::int32_t, std::int32_t);
+  _VorinStatus (gpufilters::GpuFilterEngine::*run)(const std::uint8_t*, std::uint8_t*);
+  Picture (*plain)(const Picture&, int edge, EdgeCounts*);
+  int kernel_arguments;
+  int tables;
+};
+
+inline const Filter kPencilSketch = {"PencilSketch",
+                                     &gpufilters::GpuFilterEngine::PreparePencilSketch,
+                                     &gpufilters::GpuFilterEngine::RunPencilSketch,
+                                     plainPencilSketch,
+                                     7,
+                                     1};
+inline const Filter kStippling = {"Stippling",
+                                  &gpufilters::GpuFilterEngine::PrepareStippling,
+                                  &gpufilters::GpuFilterEngine::RunStippling,
+                                  plainStippling,
+                                  8,
+                                  2};
 
 } // namespace vorin::tests

@@ -1,86 +1,170 @@
-// The tests' layer of the OpenCL loader: see opencl_test_layer.h.
 #define CL_TARGET_OPENCL_VERSION 120
 
-#include "support/opencl_layer_platforms.h"
-#include "support/opencl_layer_state.h"
+#include "support/opencl_test_layer.h"
 
 #include <CL/cl.h>
 #include <CL/cl_icd.h>
 #include <CL/cl_layer.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/mman.h>
+#include <list>
+#include <map>
+#include <stdexcept>
 #include <tuple>
 #include <type_traits>
-#include <unistd.h>
 
+namespace vorin::tests {
 namespace {
 
-using vorin::tests::OpenClCall;
-using vorin::tests::OpenClLayerState;
+struct Fault {
+  std::int32_t code;
+  int skip;
+  int times;
+};
 
-cl_icd_dispatch below; // the loader, or the layer under this one
-cl_icd_dispatch inner; // `below` with the test's platforms
-cl_icd_dispatch layer; // what programs see: `inner` with notes and faults
-OpenClLayerState* state = nullptr;
+struct State {
+  cl_icd_dispatch below; // the loader, or the layer under this one
+  cl_icd_dispatch layer; // what programs see
+  std::map<std::string, Fault, std::less<>> faults;
+  // The last generation shows, or the real platforms where it is empty. Handles are addresses of these and of their devices, and
+  // programs may hold those of earlier ones.
+  std::list<std::vector<TestPlatform>> generations;
+  std::vector<OpenClCall> calls;
+};
 
-// The file of the state, made anew; null when it is not asked for or cannot be made.
-OpenClLayerState* makeState() {
-  const char* file = std::getenv(vorin::tests::kOpenClLayerFileVariable);
-  const int descriptor = file == nullptr ? -1 : open(file, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (descriptor < 0) {
-    return nullptr;
-  }
-  void* memory = MAP_FAILED;
-  if (ftruncate(descriptor, sizeof(OpenClLayerState)) == 0) {
-    memory = mmap(nullptr, sizeof(OpenClLayerState), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-  }
-  close(descriptor);
-  if (memory == MAP_FAILED) {
-    return nullptr;
-  }
-  auto* const made = static_cast<OpenClLayerState*>(memory); // a new file is all zeros, as the state begins
-  made->address = reinterpret_cast<std::uint64_t>(made);
-  return made;
+// Never destroyed: OpenCL objects may be released until the process ends.
+State& state() {
+  static auto* const made = new State();
+  return *made;
 }
 
-void note(const char* name, const void* handle) {
-  const std::uint64_t number = state->call_count++;
-  if (number < state->calls.size()) {
-    OpenClCall& call = state->calls[number];
-    call.function.fill(0);
-    std::memcpy(call.function.data(), name, std::min(std::strlen(name), call.function.size() - 1));
-    call.handle = reinterpret_cast<std::uint64_t>(handle);
-  }
+// ---- the test's platforms ----
+
+template <typename Handle, typename Object> Handle handleOf(const Object& object) {
+  return reinterpret_cast<Handle>(const_cast<Object*>(&object));
 }
 
-// The code with which this call has to fail, CL_SUCCESS when it may pass.
-cl_int nextFault(const char* name) {
-  for (std::uint32_t i = 0; i < state->fault_count; ++i) {
-    OpenClLayerState::Fault& fault = state->faults[i];
-    if (std::strcmp(fault.function.data(), name) == 0) {
-      if (fault.skip > 0) {
-        --fault.skip;
-        return CL_SUCCESS;
+const TestPlatform* findPlatform(cl_platform_id handle) {
+  const std::vector<TestPlatform>& shown = state().generations.back();
+  const auto found = std::find_if(shown.begin(), shown.end(),
+                                  [&](const TestPlatform& platform) { return handleOf<cl_platform_id>(platform) == handle; });
+  return found == shown.end() ? nullptr : &*found;
+}
+
+const TestDevice* findDevice(cl_device_id handle) {
+  for (const std::vector<TestPlatform>& platforms : state().generations) {
+    for (const TestPlatform& platform : platforms) {
+      for (const TestDevice& device : platform.devices) {
+        if (handleOf<cl_device_id>(device) == handle) {
+          return &device;
+        }
       }
-      return fault.times-- > 0 ? fault.code : CL_SUCCESS;
     }
+  }
+  return nullptr;
+}
+
+// The real device in place of a test's: the first device of the first platform that has one.
+cl_device_id realDevice(cl_device_id device) {
+  if (findDevice(device) == nullptr) {
+    return device;
+  }
+  cl_platform_id platforms[8] = {};
+  cl_uint count = 0;
+  state().below.clGetPlatformIDs(8, platforms, &count);
+  cl_device_id real = nullptr;
+  for (cl_uint i = 0; i < std::min<cl_uint>(count, 8) && real == nullptr; ++i) {
+    state().below.clGetDeviceIDs(platforms[i], CL_DEVICE_TYPE_ALL, 1, &real, nullptr);
+  }
+  return real;
+}
+
+cl_int copyProperty(const void* property, std::size_t property_bytes, std::size_t size_bytes, void* value, std::size_t* needed) {
+  if (value != nullptr) {
+    std::memcpy(value, property, std::min(property_bytes, size_bytes));
+  }
+  if (needed != nullptr) {
+    *needed = property_bytes;
   }
   return CL_SUCCESS;
 }
 
-// What goes down in place of an argument: the real device in place of a test's in a list of one.
+template <typename Handle, typename Object>
+cl_int copyHandles(const std::vector<Object>& objects, cl_uint entries, Handle* handles, cl_uint* count) {
+  if (count != nullptr) {
+    *count = static_cast<cl_uint>(objects.size());
+  }
+  for (std::size_t i = 0; handles != nullptr && i < std::min<std::size_t>(entries, objects.size()); ++i) {
+    handles[i] = handleOf<Handle>(objects[i]);
+  }
+  return CL_SUCCESS;
+}
+
+cl_int CL_API_CALL getPlatformIds(cl_uint entries, cl_platform_id* platforms, cl_uint* count) {
+  const std::vector<TestPlatform>& shown = state().generations.back();
+  return shown.empty() ? state().below.clGetPlatformIDs(entries, platforms, count)
+                       : copyHandles(shown, entries, platforms, count);
+}
+
+cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info name, std::size_t size_bytes, void* value,
+                                   std::size_t* needed) {
+  const TestPlatform* own = findPlatform(platform);
+  if (own == nullptr) {
+    return state().below.clGetPlatformInfo(platform, name, size_bytes, value, needed);
+  }
+  const std::string text = name == CL_PLATFORM_VENDOR ? own->vendor : "test platform";
+  return copyProperty(text.c_str(), text.size() + 1, size_bytes, value, needed);
+}
+
+cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl_uint entries, cl_device_id* devices,
+                                cl_uint* count) {
+  const TestPlatform* own = findPlatform(platform);
+  if (own == nullptr) {
+    return state().below.clGetDeviceIDs(platform, type, entries, devices, count);
+  }
+  return (type & CL_DEVICE_TYPE_GPU) == 0 || own->devices.empty() ? CL_DEVICE_NOT_FOUND
+                                                                  : copyHandles(own->devices, entries, devices, count);
+}
+
+// The code with which this call has to fail, CL_SUCCESS when it may pass.
+cl_int nextFault(const char* name) {
+  const auto found = state().faults.find(name);
+  if (found == state().faults.end() || found->second.skip-- > 0) {
+    return CL_SUCCESS;
+  }
+  return found->second.times-- > 0 ? found->second.code : CL_SUCCESS;
+}
+
+cl_int CL_API_CALL getDeviceInfo(cl_device_id device, cl_device_info name, std::size_t size_bytes, void* value,
+                                 std::size_t* needed) {
+  if (const cl_int fault = nextFault("clGetDeviceInfo"); fault != CL_SUCCESS) {
+    return fault;
+  }
+  const TestDevice* own = findDevice(device);
+  if (own != nullptr && name == CL_DEVICE_HOST_UNIFIED_MEMORY) {
+    const cl_bool unified_memory = own->unified_memory ? CL_TRUE : CL_FALSE;
+    return copyProperty(&unified_memory, sizeof unified_memory, size_bytes, value, needed);
+  }
+  if (own != nullptr && name == CL_DEVICE_MAX_WORK_GROUP_SIZE) {
+    return copyProperty(&own->max_work_group_items, sizeof own->max_work_group_items, size_bytes, value, needed);
+  }
+  return state().below.clGetDeviceInfo(realDevice(device), name, size_bytes, value, needed);
+}
+
+// ---- notes and faults ----
+
+// What goes down in place of an argument: the real device in place of a test's, alone or in a list of one.
 template <typename T> T goingDown(T argument) {
   if constexpr (std::is_same_v<T, const cl_device_id*>) {
     static cl_device_id only = nullptr;
-    if (argument == nullptr || vorin::tests::translated(*argument) == *argument) {
+    if (argument == nullptr || findDevice(*argument) == nullptr) {
       return argument;
     }
-    only = vorin::tests::translated(*argument);
+    only = realDevice(*argument);
     return &only;
+  } else if constexpr (std::is_same_v<T, cl_device_id>) {
+    return realDevice(argument);
   } else {
     return argument;
   }
@@ -91,103 +175,143 @@ template <auto Member> struct Hook;
 template <typename Result, typename... Arguments, Result (CL_API_CALL* cl_icd_dispatch::*Member)(Arguments...)>
 struct Hook<Member> {
   static inline const char* name = nullptr;
+  static inline Result(CL_API_CALL* down)(Arguments...) = nullptr;
 
   static void install(const char* function) {
     name = function;
-    layer.*Member = call;
+    down = state().layer.*Member;
+    state().layer.*Member = call;
   }
 
   static Result CL_API_CALL call(Arguments... arguments) {
     const cl_int fault = nextFault(name);
     if constexpr (std::is_same_v<Result, cl_int>) {
-      const auto first = std::get<0>(std::tie(arguments...));
-      if constexpr (std::is_pointer_v<decltype(first)>) {
-        note(name, first);
-      } else {
-        note(name, nullptr);
+      const void* handle = nullptr;
+      if constexpr (std::is_pointer_v<std::tuple_element_t<0, std::tuple<Arguments...>>>) {
+        handle = std::get<0>(std::tie(arguments...));
       }
-      return fault != CL_SUCCESS ? fault : (inner.*Member)(goingDown(arguments)...);
+      state().calls.push_back({name, handle});
+      return fault != CL_SUCCESS ? fault : down(goingDown(arguments)...);
     } else {
       cl_int* const result = std::get<sizeof...(Arguments) - 1>(std::tie(arguments...));
-      if (fault != CL_SUCCESS) {
-        if (result != nullptr) {
-          *result = fault;
-        }
-        note(name, nullptr);
-        return nullptr;
+      if (fault != CL_SUCCESS && result != nullptr) {
+        *result = fault;
       }
-      const Result handle = (inner.*Member)(goingDown(arguments)...);
-      note(name, handle);
+      const Result handle = fault != CL_SUCCESS ? nullptr : down(goingDown(arguments)...);
+      state().calls.push_back({name, handle});
       return handle;
     }
   }
 };
 
 void installHooks() {
-  layer = inner;
-  Hook<&cl_icd_dispatch::clGetPlatformIDs>::install("clGetPlatformIDs");
-  Hook<&cl_icd_dispatch::clGetPlatformInfo>::install("clGetPlatformInfo");
-  Hook<&cl_icd_dispatch::clGetDeviceIDs>::install("clGetDeviceIDs");
-  Hook<&cl_icd_dispatch::clGetDeviceInfo>::install("clGetDeviceInfo");
-  Hook<&cl_icd_dispatch::clRetainDevice>::install("clRetainDevice");
-  Hook<&cl_icd_dispatch::clReleaseDevice>::install("clReleaseDevice");
-  Hook<&cl_icd_dispatch::clCreateContext>::install("clCreateContext");
-  Hook<&cl_icd_dispatch::clReleaseContext>::install("clReleaseContext");
-  Hook<&cl_icd_dispatch::clCreateCommandQueue>::install("clCreateCommandQueue");
-  Hook<&cl_icd_dispatch::clReleaseCommandQueue>::install("clReleaseCommandQueue");
-  Hook<&cl_icd_dispatch::clCreateProgramWithSource>::install("clCreateProgramWithSource");
-  Hook<&cl_icd_dispatch::clBuildProgram>::install("clBuildProgram");
-  Hook<&cl_icd_dispatch::clGetProgramBuildInfo>::install("clGetProgramBuildInfo");
-  Hook<&cl_icd_dispatch::clReleaseProgram>::install("clReleaseProgram");
-  Hook<&cl_icd_dispatch::clCreateKernel>::install("clCreateKernel");
-  Hook<&cl_icd_dispatch::clSetKernelArg>::install("clSetKernelArg");
-  Hook<&cl_icd_dispatch::clRetainKernel>::install("clRetainKernel");
-  Hook<&cl_icd_dispatch::clReleaseKernel>::install("clReleaseKernel");
-  Hook<&cl_icd_dispatch::clCreateSampler>::install("clCreateSampler");
-  Hook<&cl_icd_dispatch::clReleaseSampler>::install("clReleaseSampler");
-  Hook<&cl_icd_dispatch::clCreateBuffer>::install("clCreateBuffer");
-  Hook<&cl_icd_dispatch::clCreateImage>::install("clCreateImage");
-  Hook<&cl_icd_dispatch::clReleaseMemObject>::install("clReleaseMemObject");
-  Hook<&cl_icd_dispatch::clEnqueueFillImage>::install("clEnqueueFillImage");
-  Hook<&cl_icd_dispatch::clEnqueueWriteBuffer>::install("clEnqueueWriteBuffer");
-  Hook<&cl_icd_dispatch::clEnqueueWriteImage>::install("clEnqueueWriteImage");
-  Hook<&cl_icd_dispatch::clEnqueueNDRangeKernel>::install("clEnqueueNDRangeKernel");
-  Hook<&cl_icd_dispatch::clFinish>::install("clFinish");
-  Hook<&cl_icd_dispatch::clEnqueueReadImage>::install("clEnqueueReadImage");
+#define INSTALL(function) Hook<&cl_icd_dispatch::function>::install(#function)
+  INSTALL(clGetPlatformIDs);
+  INSTALL(clRetainDevice);
+  INSTALL(clReleaseDevice);
+  INSTALL(clCreateContext);
+  INSTALL(clRetainContext);
+  INSTALL(clReleaseContext);
+  INSTALL(clCreateCommandQueue);
+  INSTALL(clRetainCommandQueue);
+  INSTALL(clReleaseCommandQueue);
+  INSTALL(clCreateProgramWithSource);
+  INSTALL(clBuildProgram);
+  INSTALL(clGetProgramBuildInfo);
+  INSTALL(clRetainProgram);
+  INSTALL(clReleaseProgram);
+  INSTALL(clCreateKernel);
+  INSTALL(clSetKernelArg);
+  INSTALL(clRetainKernel);
+  INSTALL(clReleaseKernel);
+  INSTALL(clCreateSampler);
+  INSTALL(clRetainSampler);
+  INSTALL(clReleaseSampler);
+  INSTALL(clCreateBuffer);
+  INSTALL(clCreateImage);
+  INSTALL(clRetainMemObject);
+  INSTALL(clReleaseMemObject);
+  INSTALL(clEnqueueFillImage);
+  INSTALL(clEnqueueWriteBuffer);
+  INSTALL(clEnqueueWriteImage);
+  INSTALL(clEnqueueNDRangeKernel);
+  INSTALL(clFinish);
+  INSTALL(clEnqueueReadImage);
+#undef INSTALL
 }
 
 } // namespace
+
+OpenClTestLayer::OpenClTestLayer() {
+  cl_uint count = 0;
+  clGetPlatformIDs(0, nullptr, &count); // the loader opens its layers at the first call
+  if (state().layer.clGetPlatformIDs == nullptr) {
+    throw std::runtime_error("OPENCL_LAYERS does not list the tests' layer");
+  }
+  reset();
+}
+
+void OpenClTestLayer::reset() {
+  state().faults.clear();
+  setPlatforms({});
+  state().calls.clear();
+}
+
+void OpenClTestLayer::fail(const std::string& function, std::int32_t code, int skip, int times) {
+  state().faults[function] = {code, skip, times};
+}
+
+void OpenClTestLayer::setPlatforms(const std::vector<TestPlatform>& platforms) {
+  state().generations.push_back(platforms);
+}
+
+const void* OpenClTestLayer::deviceHandle(std::size_t platform, std::size_t device) const {
+  return &state().generations.back().at(platform).devices.at(device);
+}
+
+std::span<const OpenClCall> OpenClTestLayer::calls() const {
+  return state().calls;
+}
+
+std::size_t OpenClTestLayer::countCalls(std::string_view function) const {
+  return static_cast<std::size_t>(
+      std::count_if(calls().begin(), calls().end(), [&](const OpenClCall& call) { return call.name == function; }));
+}
+
+std::vector<std::string> OpenClTestLayer::namesSince(std::size_t first) const {
+  std::vector<std::string> names;
+  for (const OpenClCall& call : calls().subspan(first)) {
+    names.push_back(call.name);
+  }
+  return names;
+}
+
+} // namespace vorin::tests
 
 extern "C" {
 
 __attribute__((visibility("default"))) cl_int CL_API_CALL clGetLayerInfo(cl_layer_info name, std::size_t size_bytes, void* value,
                                                                          std::size_t* needed) {
   const cl_layer_api_version version = CL_LAYER_API_VERSION_100;
-  if (name != CL_LAYER_API_VERSION || (value != nullptr && size_bytes < sizeof version)) {
-    return CL_INVALID_VALUE;
-  }
-  if (value != nullptr) {
-    std::memcpy(value, &version, sizeof version);
-  }
-  if (needed != nullptr) {
-    *needed = sizeof version;
-  }
-  return CL_SUCCESS;
+  return name == CL_LAYER_API_VERSION ? vorin::tests::copyProperty(&version, sizeof version, size_bytes, value, needed)
+                                      : CL_INVALID_VALUE;
 }
 
 __attribute__((visibility("default"))) cl_int CL_API_CALL clInitLayer(cl_uint entries, const cl_icd_dispatch* target,
                                                                       cl_uint* layer_entries,
                                                                       const cl_icd_dispatch** layer_dispatch) {
-  state = makeState();
-  if (state == nullptr) {
-    return CL_INVALID_OPERATION;
-  }
+  vorin::tests::State& state = vorin::tests::state();
   const std::size_t known = std::min<std::size_t>(entries, sizeof(cl_icd_dispatch) / sizeof(void*));
-  std::memcpy(&below, target, known * sizeof(void*));
-  inner = vorin::tests::withTestPlatforms(below, *state);
-  installHooks();
+  std::memcpy(&state.below, target, known * sizeof(void*));
+  state.layer = state.below;
+  state.generations.emplace_back();
+  state.layer.clGetPlatformIDs = vorin::tests::getPlatformIds;
+  state.layer.clGetPlatformInfo = vorin::tests::getPlatformInfo;
+  state.layer.clGetDeviceIDs = vorin::tests::getDeviceIds;
+  state.layer.clGetDeviceInfo = vorin::tests::getDeviceInfo;
+  vorin::tests::installHooks();
   *layer_entries = static_cast<cl_uint>(known);
-  *layer_dispatch = &layer;
+  *layer_dispatch = &state.layer;
   return CL_SUCCESS;
 }
 

@@ -1,13 +1,11 @@
-// Directs the tests' layer of the OpenCL loader, which writes down the calls that pass, makes chosen ones fail, and can put
-// platforms of the test's own making in front of the real device.
+// Directs the tests' layer of the OpenCL loader, which notes the calls that pass, makes chosen ones fail, and can put platforms
+// of the test's own making in front of the real device.
 //
-// The layer is a shared library named in OPENCL_LAYERS, after (which is above) the stand-in for the hardware. What it does not
-// change passes to the real implementation.
+// The layer is a shared library that the tests are linked with and that OPENCL_LAYERS names above the stand-in for the hardware.
+// What it does not change passes to the real implementation.
 #pragma once
 
-#include "support/opencl_layer_state.h"
-
-#include <memory>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -25,34 +23,33 @@ struct TestDevice {
 struct TestPlatform {
   std::string vendor;
   std::vector<TestDevice> devices;
-  std::int32_t device_count_result = 0; // of the query for the number of devices: an OpenCL code
 };
 
-class OpenClTestLayer {
+// One call: a creation with the handle it gave, any other with its first argument when that is a handle.
+struct OpenClCall {
+  std::string name;
+  const void* handle;
+};
+
+class __attribute__((visibility("default"))) OpenClTestLayer {
 public:
-  // The layer of this process. Throws std::runtime_error when OPENCL_LAYERS does not list it. The layer is reset.
-  OpenClTestLayer();
+  OpenClTestLayer(); // resets the layer; throws std::runtime_error where OPENCL_LAYERS does not list it
 
   // Forgets calls, faults and platforms: everything passes.
   void reset();
 
   // Lets `skip` calls of the function pass, then makes the next `times` calls fail with the OpenCL code, which the real function
   // then never sees. One such order a function.
-  void fail(std::string_view function, std::int32_t code, int skip, int times);
+  void fail(const std::string& function, std::int32_t code, int skip, int times);
 
   // Replaces the list of platforms. Work on their devices is done by the real device.
   void setPlatforms(const std::vector<TestPlatform>& platforms);
-  // The handle under which programs know a device of these platforms.
-  std::uint64_t deviceHandle(std::size_t platform, std::size_t device) const;
+  const void* deviceHandle(std::size_t platform, std::size_t device) const; // as programs know a device of these platforms
 
   // The calls since the last reset.
   std::span<const OpenClCall> calls() const;
   std::size_t countCalls(std::string_view function) const;
-  // The functions of the calls from this one on that begin with the text.
-  std::vector<std::string> namesSince(std::size_t first, std::string_view front = "") const;
-
-private:
-  std::shared_ptr<OpenClLayerState> state_;
+  std::vector<std::string> namesSince(std::size_t first) const;
 };
 
 } // namespace vorin::tests

@@ -22,30 +22,6 @@ Value meanOf(IrNetwork& network, Value value) {
   return network.operation("ReduceMean", {value, axes}, "keep_dims=\"false\"");
 }
 
-// ---- the few parts of the protocol-buffer encoding that ONNX needs ----
-
-std::string varint(std::uint64_t value) {
-  std::string bytes;
-  for (; value >= 0x80; value >>= 7U) {
-    bytes += static_cast<char>(0x80U | (value & 0x7FU));
-  }
-  return bytes + static_cast<char>(value);
-}
-
-std::string number(unsigned field, std::uint64_t value) {
-  return varint(field << 3U) + varint(value);
-}
-
-std::string bytes(unsigned field, const std::string& content) {
-  return varint(field << 3U | 2U) + varint(content.size()) + content;
-}
-
-std::string onnxValue(const std::string& name) {
-  const std::string shape = bytes(1, number(1, 1)) + bytes(1, number(1, 3)) + bytes(1, bytes(2, "h")) + bytes(1, bytes(2, "w"));
-  const std::string tensor_type = number(1, 1) + bytes(2, shape); // element type 1: float
-  return bytes(1, name) + bytes(2, bytes(1, tensor_type));
-}
-
 } // namespace
 
 void saveNetwork(const NetworkRecipe& recipe, const std::string& file) {
@@ -85,13 +61,14 @@ NetworkRecipe transferRecipe(float weight) {
   return recipe;
 }
 
-std::string onnxBytes(const std::string& weights) {
-  const std::string shape = number(1, 1) + number(1, 3) + number(1, 1) + number(1, 1);
-  const std::string tensor = shape + number(2, 1) + bytes(8, "weights") + bytes(9, weights);
-  const std::string node = bytes(1, "frame") + bytes(1, "weights") + bytes(2, "picture") + bytes(4, "Mul");
-  const std::string graph =
-      bytes(1, node) + bytes(2, "graph") + bytes(5, tensor) + bytes(11, onnxValue("frame")) + bytes(12, onnxValue("picture"));
-  return number(1, 8) + bytes(7, graph) + bytes(8, number(2, 13)); // ONNX's file version 8, operators of version 13
+std::string onnxBytes() {
+  using namespace std::string_literals;
+  return "\010\010:\222\001\012\036\012\005frame\012\007weights\022\007picture\042\003Mul\022\005graph*!"
+         "\010\001\010\003\010\001\010\001\020\001B\007weightsJ\014"s +
+         onnxWeights() +
+         "Z!\012\005frame\022\030\012\026\010\001\022\022\012\002\010\001\012\002\010\003\012\003\022\001h\012\003\022\001wb#"
+         "\012\007picture"
+         "\022\030\012\026\010\001\022\022\012\002\010\001\012\002\010\003\012\003\022\001h\012\003\022\001wB\002\020\015"s;
 }
 
 std::string onnxWeights() {

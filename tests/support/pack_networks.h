@@ -29,8 +29,8 @@ void saveNetwork(const NetworkRecipe& recipe, const std::string& file);
 NetworkRecipe fixedStyleRecipe(float weight = 0.5F);
 NetworkRecipe transferRecipe(float weight = 0.5F);
 
-// An ONNX file of one multiplication, input "frame" [1, 3, h, w] times three weights, output "picture".
-std::string onnxBytes(const std::string& weights);
+// An ONNX file of version 8, operators of version 13: input "frame" [1, 3, h, w] times three weights, output "picture".
+std::string onnxBytes();
 
 // The three weights as the 12 bytes that such a file holds.
 std::string onnxWeights();

@@ -57,11 +57,12 @@ void PackTest::build(std::vector<std::string> arguments, const std::string& line
   EXPECT_THAT(pack_.leftovers(), IsEmpty());
 }
 
-void PackTest::expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) const {
+void PackTest::expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& output,
+                             const std::string& text) const {
   const auto before = pack_.content();
   const ChildResult result = pack_.run(arguments);
   EXPECT_EQ(result.exit_status, status) << text;
-  EXPECT_EQ(result.standard_output, "") << text;
+  EXPECT_EQ(result.standard_output, output) << text;
   EXPECT_THAT(result.standard_error, StartsWith("vorin-pack: "));
   EXPECT_THAT(result.standard_error, HasSubstr(text));
   EXPECT_EQ(std::count(result.standard_error.begin(), result.standard_error.end(), '\n'), 1) << result.standard_error;

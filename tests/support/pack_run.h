@@ -43,8 +43,12 @@ protected:
   // Builds model_st.bin; expects success and the line, or lines, on standard error.
   void build(std::vector<std::string> arguments, const std::string& lines) const;
 
-  // Expects the run to fail with this status, one line that holds the text, and no file changed.
-  void expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) const;
+  // Expects the run to fail with this status, this on standard output, one line that holds the text, and no file changed.
+  void expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& output,
+                     const std::string& text) const;
+  void expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) const {
+    expectRefusal(arguments, status, "", text);
+  }
 
   // Expects a build that gets the signal at work to say so and to leave nothing.
   void expectCancelledBy(int signal) const;

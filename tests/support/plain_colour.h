@@ -2,10 +2,13 @@
 // shared with the code under test.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <random>
 
 namespace vorin::tests {
 
@@ -36,6 +39,29 @@ inline Bgr fromVideoYuv(const Yuv& c) {
 inline Yuv fullYuv(const Bgr& c) {
   const double y = 0.299 * c[2] + 0.587 * c[1] + 0.114 * c[0];
   return {toByte(y), toByte(128 + 0.492 * (c[0] - y)), toByte(128 + 0.877 * (c[2] - y))};
+}
+
+// A picture of blocks of 2 x 2 equal pixels, so that 4:2:0 and 4:2:2 chroma are the same wherever a converter samples it.
+inline cv::Mat blockPicture(int width, int height, int channels) {
+  cv::Mat picture(height, width, CV_8UC(channels));
+  std::mt19937 random(4711);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      for (int c = 0; c < channels; ++c) {
+        const bool copy_left = x % 2 == 1;
+        const bool copy_above = y % 2 == 1;
+        picture.ptr(y)[x * channels + c] = copy_above  ? picture.ptr(y - 1)[x * channels + c]
+                                           : copy_left ? picture.ptr(y)[(x - 1) * channels + c]
+                                                       : static_cast<std::uint8_t>(random());
+      }
+    }
+  }
+  return picture;
+}
+
+inline Bgr bgrAt(const cv::Mat& picture, int x, int y) {
+  const std::uint8_t* pixel = picture.ptr(y) + x * picture.channels();
+  return {pixel[0], pixel[1], pixel[2]};
 }
 
 } // namespace vorin::tests

@@ -49,8 +49,4 @@ std::size_t residentBytes();
 // Whether this user may write to the folder.
 bool mayWriteTo(const std::filesystem::path& folder);
 
-// Maps a file of at least this size, which other programs may have mapped too, for reading and writing. `file` is a name of the
-// system that the OpenCL loader runs on. Throws std::runtime_error.
-std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes);
-
 } // namespace vorin::tests

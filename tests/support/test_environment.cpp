@@ -83,6 +83,17 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
+std::vector<std::string> logLinesOf(const std::string& log) {
+  const std::string front = "====== sdk: ";
+  std::vector<std::string> lines;
+  for (const std::string& line : linesOf(log)) {
+    if (line.starts_with(front)) {
+      lines.push_back(line.substr(front.size()));
+    }
+  }
+  return lines;
+}
+
 void waitUntil(const std::function<bool()>& condition) {
   const auto give_up = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!condition()) {

@@ -69,6 +69,9 @@ std::string readFile(const std::filesystem::path& path);
 // The lines of a text, without their ends.
 std::vector<std::string> linesOf(const std::string& text);
 
+// The library's lines of a log, without their common front. OpenCL implementations write to standard error too.
+std::vector<std::string> logLinesOf(const std::string& log);
+
 // Waits until the condition holds. The test fails where that takes longer than a minute.
 void waitUntil(const std::function<bool()>& condition);
 

@@ -49,7 +49,8 @@ Value withChannels(IrNetwork& network, Value value, int channels) {
 
 Value changed(IrNetwork& network, Value value, const OutputChange& change) {
   if (change.empty_axis >= 0) {
-    value = entriesOf(network, value, change.empty_axis, {});
+    const auto number = [&](std::int64_t content) { return network.constant("1", std::vector<std::int64_t>{content}); };
+    value = network.operation("Slice", {value, number(0), number(0), number(1), number(change.empty_axis)}, "", 8);
   }
   if (!change.shape.empty()) {
     const Value shape = network.constant(std::to_string(change.shape.size()), change.shape);

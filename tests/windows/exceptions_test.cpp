@@ -7,8 +7,6 @@
 #include <opencv2/core.hpp>
 #include <openvino/runtime/core.hpp>
 
-#include <exception>
-#include <string>
 #include <vector>
 
 namespace vorin {
@@ -26,51 +24,28 @@ void process(SttInterface& object, std::uint32_t format) {
   object.ProcessFrame(nullptr, &input, nullptr, &output);
 }
 
-TEST(Exceptions, OfOpenCvAreCaughtByTheirType) {
-  const tests::Object object = tests::makeObject();
-  tests::configure(*object, kNoStyle, kSize, kSize); // nothing is drawn, and nothing cannot be converted
+template <typename Expected, typename Other> void expectThrown(SttInterface& object, std::uint32_t format) {
   try {
-    process(*object, VORIN_FMT_BGRA);
+    process(object, format);
     FAIL() << "nothing thrown";
-  } catch (const ov::Exception&) {
+  } catch (const Other&) {
     FAIL() << "of another type";
-  } catch (const cv::Exception& error) {
-    EXPECT_NE(error.code, 0);
-    EXPECT_NE(error.err, "");
-    EXPECT_NE(std::string(error.what()).find(error.err), std::string::npos);
+  } catch (const Expected& error) {
+    EXPECT_STRNE(error.what(), "");
   }
 }
 
-TEST(Exceptions, OfTheInferenceRuntimeAreCaughtByTheirType) {
-  const tests::TestPackage package({tests::twinFiles(tests::kLightGrey, tests::FixedNetwork{})});
+TEST(Exceptions, AreCaughtByTheirType) {
   const tests::Object object = tests::makeObject();
+  tests::configure(*object, kNoStyle, kSize, kSize); // nothing is drawn, and nothing cannot be converted
+  expectThrown<cv::Exception, ov::Exception>(*object, VORIN_FMT_BGRA);
+
+  const tests::TestPackage package({tests::twinFiles(tests::kLightGrey, tests::FixedNetwork{})});
   tests::configure(*object, SttStyleLightGrey, kSize, kSize);
   object->SetConfig(nullptr, SttCfgModelPath, package.folder().c_str());
   ASSERT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
-  try {
-    process(*object, kUnsupportedFormat); // there is no output of a frame that cannot be read
-    FAIL() << "nothing thrown";
-  } catch (const cv::Exception&) {
-    FAIL() << "of another type";
-  } catch (const ov::Exception& error) {
-    EXPECT_NE(std::string(error.what()), "");
-  }
+  expectThrown<ov::Exception, cv::Exception>(*object, kUnsupportedFormat); // a frame that cannot be read has no output
   EXPECT_NO_THROW(process(*object, VORIN_FMT_BGRA));
-}
-
-TEST(Exceptions, AreCaughtByTheirBaseAndThrownOnAsOftenAsTheyCome) {
-  const tests::Object object = tests::makeObject();
-  tests::configure(*object, kNoStyle, kSize, kSize);
-  for (int frame = 0; frame < 200; ++frame) {
-    std::exception_ptr kept;
-    try {
-      process(*object, VORIN_FMT_BGRA);
-    } catch (const std::exception&) {
-      kept = std::current_exception();
-    }
-    ASSERT_TRUE(kept);
-    EXPECT_THROW(std::rethrow_exception(kept), cv::Exception);
-  }
 }
 
 } // namespace

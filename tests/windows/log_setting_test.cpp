@@ -2,27 +2,16 @@
 // test of its folder, and what the C runtime makes of a text that does not fit.
 #include "core/log.h"
 #include "platform/platform.h"
+#include "support/test_environment.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <windows.h>
 
 namespace vorin {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr const char* kLogKey = "Software\\Merix\\Tolvk\\Debug";
-constexpr const char* kFoldersKey = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-
-void runReg(const std::string& arguments) {
-  const std::string command = "reg " + arguments + " >nul 2>nul";
-  const int status = std::system(command.c_str()); // NOLINT(cert-env33-c,concurrency-mt-unsafe): as a user types it
-  ASSERT_EQ(status, 0) << arguments;
-}
 
 void writeSwitch(DWORD type, const std::string& bytes) {
   const auto size_bytes = static_cast<DWORD>(bytes.size());
@@ -30,44 +19,15 @@ void writeSwitch(DWORD type, const std::string& bytes) {
   ASSERT_EQ(status, 0);
 }
 
-std::string bytesOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// Runs with an application-data folder of its own; this program has a Wine prefix, and so a registry, of its own.
 class LogOnWindows : public testing::Test {
 protected:
-  LogOnWindows() {
-    fs::create_directory(data_);
-    const std::string path = data_.string();
-    ::RegSetKeyValueA(HKEY_CURRENT_USER, kFoldersKey, "Local AppData", REG_SZ, path.c_str(), static_cast<DWORD>(path.size() + 1));
-  }
   ~LogOnWindows() override {
-    closeLog();
-    writeSwitch(REG_DWORD, std::string(4, '\0'));
+    const tests::LogSetting off(0);
     openLog();
-    ::RegDeleteTreeA(HKEY_LOCAL_MACHINE, kLogKey);
-    ::RegDeleteKeyValueA(HKEY_CURRENT_USER, kFoldersKey, "Local AppData");
-    fs::remove_all(data_);
   }
 
-  fs::path data_ = fs::temp_directory_path() / ("vorin-log-" + std::to_string(::GetCurrentProcessId()));
-  fs::path file_ = data_ / "temp" / "logstt.txt";
+  const tests::LogSetting setting_{2};
 };
-
-TEST_F(LogOnWindows, SwitchIsWhatTheRegistrySays) {
-  EXPECT_EQ(platform::readLogSwitch(), std::nullopt); // no key
-  const std::string key = std::string("HKLM\\") + kLogKey;
-  runReg("add " + key + " /f");
-  EXPECT_EQ(platform::readLogSwitch(), std::nullopt); // no value
-  for (const std::uint32_t number : {0U, 1U, 2U, 3U, 4294967295U}) {
-    runReg("add " + key + " /v DumpSTLog /t REG_DWORD /d " + std::to_string(number) + " /f");
-    EXPECT_EQ(platform::readLogSwitch(), number);
-  }
-  runReg("delete " + key + " /v DumpSTLog /f");
-  EXPECT_EQ(platform::readLogSwitch(), std::nullopt);
-}
 
 TEST_F(LogOnWindows, SwitchMayBeOfAnyTypeThatFitsIntoFourBytes) {
   const struct {
@@ -86,26 +46,25 @@ TEST_F(LogOnWindows, SwitchMayBeOfAnyTypeThatFitsIntoFourBytes) {
 }
 
 TEST_F(LogOnWindows, FileIsBelowTheApplicationDataAndHasLinesOfText) {
-  writeSwitch(REG_DWORD, {'\2', '\0', '\0', '\0'});
   for (const char* run : {"makes the folder", "finds the folder"}) {
     openLog();
     sttLogInfo("%s", run);
     closeLog();
-    EXPECT_EQ(bytesOf(file_), std::string("====== sdk: [I] ") + run + "\r\n");
+    EXPECT_EQ(tests::readFile(setting_.logFile()), std::string("====== sdk: [I] ") + run + "\r\n");
   }
 }
 
 TEST_F(LogOnWindows, FolderTestAndFileTakeTheSeparatorsThatTheLogGives) {
-  const std::string folder = data_.string() + "\\temp\\";
+  const std::string folder = setting_.appDataFolder().string() + "\\temp\\";
   EXPECT_FALSE(platform::isFolder(folder));
   EXPECT_TRUE(platform::makeFolder(folder));
   EXPECT_TRUE(platform::isFolder(folder));
   EXPECT_FALSE(platform::makeFolder(folder)); // exists: had the test failed, the log would be off
   std::FILE* const file = platform::openTextForWriting(folder + "\\logstt.txt");
   ASSERT_NE(file, nullptr);
-  EXPECT_TRUE(fs::exists(file_));
+  EXPECT_TRUE(std::filesystem::exists(setting_.logFile()));
   EXPECT_EQ(std::fclose(file), 0);
-  EXPECT_FALSE(platform::isFolder(file_.string() + "\\"));
+  EXPECT_FALSE(platform::isFolder(setting_.logFile().string() + "\\"));
 }
 
 bool format(std::string& buffer, const char* text, ...) {

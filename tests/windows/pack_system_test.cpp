@@ -10,7 +10,7 @@ namespace {
 class PackOnWindows : public PackTest {};
 
 TEST_F(PackOnWindows, SaysThatItDoesNotConvertOnnx) {
-  writeFile(pack_.file("net.onnx"), onnxBytes(onnxWeights()));
+  writeFile(pack_.file("net.onnx"), onnxBytes());
   expectRefusal({"build", "model_st.bin", "net.onnx"}, 1,
                 "'net.onnx' is ONNX, which this build of vorin-pack cannot turn into OpenVINO IR: convert it with ovc");
 }

@@ -1,5 +1,6 @@
 // Folders and names of Windows: the probe of a folder, and what the ANSI code page does to names.
 #include "platform/platform.h"
+#include "support/test_environment.h"
 
 #include <gtest/gtest.h>
 
@@ -14,12 +15,10 @@ namespace fs = std::filesystem;
 
 class Paths : public testing::Test {
 protected:
-  Paths() { fs::create_directory(folder_); }
-  ~Paths() override { fs::remove_all(folder_); }
-
   std::string below(const std::string& name) const { return folder_.string() + "\\" + name; }
 
-  fs::path folder_ = fs::temp_directory_path() / ("vorin-paths-" + std::to_string(::GetCurrentProcessId()));
+  const tests::TemporaryFolder temporary_;
+  const fs::path folder_ = temporary_.path();
 };
 
 TEST_F(Paths, ProbeReplacesAFileAndLeavesNothing) {

@@ -1,8 +1,7 @@
 // What becomes of the library when memory runs out: chosen allocations of the whole process, those inside the C++ library
 // included, fail. A program of its own, as the operators that it replaces are everybody's.
-#include "gpufilters/gpu_filter_engine.h"
 #include "platform/posix/display_adapters.h"
-#include "support/filters.h"
+#include "support/opencl_filter_reference.h"
 #include "support/test_environment.h"
 #include "vorin_stt.h"
 
@@ -21,6 +20,8 @@ extern const char etext;
 
 namespace {
 
+bool refuses_handles = false;
+
 // Of this thread: allocations of exactly so many bytes count, 0: all. The count goes down, and at 0 the allocation fails.
 thread_local std::size_t counted_bytes = 0;
 thread_local int countdown = 0;
@@ -32,46 +33,30 @@ bool isInProgram(const void* address) {
   return address >= &__executable_start && address < &etext;
 }
 
-void* allocate(std::size_t size, const void* caller) noexcept {
-  const bool counts = countdown > 0 && (counted_bytes == 0 || counted_bytes == size) && (!of_program_only || isInProgram(caller));
-  if (counts && --countdown == 0) {
-    return nullptr;
-  }
-  return std::malloc(size == 0 ? 1 : size);
+} // namespace
+
+extern "C" {
+void* __real_malloc(std::size_t size); // NOLINT(bugprone-reserved-identifier): the linker's names
+void* __wrap_malloc(std::size_t size); // NOLINT(bugprone-reserved-identifier)
+void* __wrap_malloc(std::size_t size) {
+  return refuses_handles && size == sizeof(void*) ? nullptr : __real_malloc(size);
+}
 }
 
-void* allocateOrThrow(std::size_t size, const void* caller) {
-  void* const memory = allocate(size, caller);
+// The C++ library's other operators call these.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  const bool counts = countdown > 0 && (counted_bytes == 0 || counted_bytes == size) &&
+                      (!of_program_only || isInProgram(__builtin_return_address(0)));
+  void* const memory = counts && --countdown == 0 ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
   return memory;
 }
-
-} // namespace
-
-void* operator new(std::size_t size) {
-  return allocateOrThrow(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size) {
-  return allocateOrThrow(size, __builtin_return_address(0));
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
 }
 
@@ -139,6 +124,20 @@ TEST_P(FilterWithoutMemory, PreparesTheSizeWhenThereIsSomeAgain) {
 
 INSTANTIATE_TEST_SUITE_P(Filters, FilterWithoutMemory, testing::Values(kPencilSketch, kStippling),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST(WithoutMemory, TheCDoorMakesNoHandleAndLogsNothing) {
+  const LogSetting setting(1);
+  int anything = 0;
+  const auto untouched = reinterpret_cast<VorinSttHandle>(&anything);
+  VorinSttHandle handle = untouched;
+  DebuggerOutput output;
+  refuses_handles = true;
+  const _VorinStatus status = vorin_SttCreate(&handle);
+  refuses_handles = false;
+  EXPECT_EQ(output.take(), "");
+  EXPECT_EQ(status, VORIN_STATUS_FAILED);
+  EXPECT_EQ(handle, untouched);
+}
 
 // Only what the library itself asks for: the runtime's plugins end the process without memory, in initialisers and destructors.
 TEST(WithoutMemory, ObjectsEndInAnException) {

@@ -1,8 +1,6 @@
-// A dxgi.dll for tests: enough of DXGI to list the adapters that the environment variable VORIN_TEST_ADAPTERS names, since no
-// test machine has the wanted vendor's. The variable holds adapters one after the other, each as "vendor:device:dedicated MiB"
-// (vendor and device in hexadecimal) or "silent" for one that does not describe itself; "none" makes the factory fail.
-// VORIN_TEST_ADAPTERS_OPEN counts the objects that were given out and not released. It tells the process that it was loaded by
-// setting VORIN_TEST_ADAPTERS_LOADED.
+// A dxgi.dll for tests, which lists the adapters in the variable VORIN_TEST_ADAPTERS: each is "vendor:device:dedicated MiB"
+// (vendor and device in hexadecimal), or "silent" for one that does not describe itself; "none" makes the factory fail. It counts
+// the objects not yet released in VORIN_TEST_ADAPTERS_OPEN and sets VORIN_TEST_ADAPTERS_LOADED.
 #include <atomic>
 #include <cstdio>
 #include <cstring>

@@ -5,10 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
-#include <stdexcept>
-#include <sys/mman.h>
 #include <unistd.h>
 
 namespace vorin::tests {
@@ -60,16 +57,6 @@ std::size_t residentBytes() {
 
 bool mayWriteTo(const std::filesystem::path& folder) {
   return ::access(folder.c_str(), W_OK) == 0;
-}
-
-std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes) {
-  const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
-  void* const memory = descriptor < 0 ? MAP_FAILED : mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-  close(descriptor);
-  if (memory == MAP_FAILED) {
-    throw std::runtime_error("cannot map " + file);
-  }
-  return {memory, [size_bytes](void* mapped) { munmap(mapped, size_bytes); }};
 }
 
 } // namespace vorin::tests

@@ -138,18 +138,4 @@ bool mayWriteTo(const std::filesystem::path& folder) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) == 0;
 }
 
-std::shared_ptr<void> mapSharedFile(const std::string& file, std::size_t size_bytes) {
-  const std::string name = "Z:" + file; // Wine's name for the whole of the other system
-  HANDLE opened = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  HANDLE mapping = opened == INVALID_HANDLE_VALUE ? nullptr : CreateFileMappingA(opened, nullptr, PAGE_READWRITE, 0, 0, nullptr);
-  void* const memory = mapping == nullptr ? nullptr : MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, size_bytes);
-  CloseHandle(mapping); // the view keeps both
-  CloseHandle(opened);
-  if (memory == nullptr) {
-    throw std::runtime_error("cannot map " + name);
-  }
-  return {memory, [](void* mapped) { UnmapViewOfFile(mapped); }};
-}
-
 } // namespace vorin::tests
