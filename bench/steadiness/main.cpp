@@ -79,10 +79,10 @@ void printSteadiness(const Clip& clip) {
   }
 }
 
-// Of the first frame after the cut: how far it is from the raw one.
+// Prints how far the first frame after the cut is from the raw one.
 void printCut(const Clip& clip) {
   std::cout << "\n" << clip.name << "\n\n";
-  printRow({"style", "delivered and raw differ by", "steadied and delivered differ by"});
+  printRow({"style", "difference delivered - raw", "difference steadied - delivered"});
   printRow({"---", "---:", "---:"});
   const std::size_t first_after = clip.frames_bgr.size() / 2;
   for (const StyleCase& style : kStyleCases) {

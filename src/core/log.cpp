@@ -22,7 +22,7 @@ constexpr int kFlushAfterMs = 2000;
 
 struct LogState {
   std::uint32_t log_switch = 0;
-  std::FILE* file = nullptr; // no owner: it outlives every object that is given back through the C door
+  std::FILE* file = nullptr; // no owner: destroying an object through the C functions leaves it open
   std::int64_t frequency = platform::performanceFrequency();
   std::int64_t last_flush = 0;
   std::int64_t now = 0;

@@ -38,7 +38,7 @@ inline std::string lastMessage(ov_status_e status) {
   case INFER_CANCELLED:
     throw Cancelled(lastMessage(status));
   case UNEXPECTED:
-  case UNKNOW_EXCEPTION: // not one of the runtime's, so none here either; its type and text are lost on the way
+  case UNKNOW_EXCEPTION: // not the runtime's exception: the C API loses its type and text
     throw std::runtime_error(lastMessage(status));
   default:
     throw Exception(ov_get_error_info(status));
