@@ -32,7 +32,7 @@ std::optional<int> wholeNumber(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
-// The text before the first separator and the one behind it.
+// The text before the first separator and the text after it.
 std::optional<std::pair<std::string_view, std::string_view>> cut(std::string_view text, char separator) {
   const std::size_t at = text.find(separator);
   if (at == std::string_view::npos) {
@@ -91,8 +91,8 @@ void readColour(SourceInfo& info, const std::string& value) {
   } else if (value == "420paldv") {
     detailsOf(info).colours.chroma_position = kTopLeft;
   } else {
-    throw Error(ErrorKind::kInputOutput, info.name + " is Y4M of the kind C" + value +
-                                             ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
+    throw Error(ErrorKind::kInputOutput,
+                info.name + " is Y4M with C" + value + ": only 8-bit 4:2:0 is supported (ffmpeg: -pix_fmt yuv420p)");
   }
 }
 
@@ -170,7 +170,7 @@ SourceInfo parseY4mHeader(const std::string& line, const std::string& name) {
   words >> word;
   if (word != kY4mWord) {
     throw Error(ErrorKind::kInputOutput,
-                name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
+                name + " is not Y4M: name its format with --raw, or convert it to Y4M (ffmpeg: -f yuv4mpegpipe)");
   }
   SourceInfo info;
   info.name = name;

@@ -1,4 +1,5 @@
-// Source to effects to sink, each on a thread of its own. A few frames wait on either side, however long the clip is.
+// Moves frames from the source through the effects to the sink, each on a thread of its own. However long the clip is, only a few
+// frames wait between them.
 #include "sources_and_sinks.h"
 
 #include <atomic>
@@ -16,8 +17,8 @@ namespace {
 // Hands items from one thread to another, with a limit on the bytes that wait in it.
 //
 // Either side may end it: close() after the last item, abort() when the rest is no longer wanted. An item larger than the limit
-// passes when it is alone. Waiting for room looks at a cancellation flag, which a signal handler may set: it cannot wake
-// a waiting thread.
+// passes when it is alone. Waiting for room polls a cancellation flag, since the signal handler that sets the flag cannot wake a
+// waiting thread.
 template <typename Value> class BoundedQueue {
 public:
   BoundedQueue(std::size_t capacity_bytes, const std::atomic<bool>& cancelled)
@@ -87,7 +88,7 @@ private:
 };
 
 constexpr std::size_t kFramesThatWait = 4;
-constexpr std::size_t kBytesOfPacket = 4096; // more or less: packets hold no pixels
+constexpr std::size_t kBytesOfPacket = 4096; // an estimate: packets hold no pixels
 
 std::size_t bytesOf(const Item& item) {
   const auto* frame = std::get_if<Frame>(&item);
@@ -99,7 +100,7 @@ std::size_t capacityFor(PixelLayout layout, Size size) {
   return kFramesThatWait * ((layout == PixelLayout::kNv12 ? pixels / 2 * 3 : pixels * 4) + kBytesOfPacket);
 }
 
-// The reading and the writing thread and the queues between them and the caller's. Ends both on scope end.
+// The reading thread, the writing thread, and their queues to and from the caller. The destructor ends both threads.
 class Threads {
 public:
   Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
@@ -121,10 +122,10 @@ public:
   Threads(const Threads&) = delete;
   Threads& operator=(const Threads&) = delete;
 
-  // Nothing at the end of the source, and when cancelled.
+  // Returns nothing at the end of the source and when cancelled.
   std::optional<Item> next() { return read_.popUnlessCancelled(); }
 
-  // False when the sink has failed or the work is cancelled.
+  // Returns false when the sink has failed or the work is cancelled.
   bool write(Item&& item) {
     const std::size_t bytes = bytesOf(item);
     return drawn_.push(std::move(item), bytes);
@@ -145,7 +146,7 @@ public:
     }
     writer_.join();
     read_.abort();
-    source_.interrupt(); // where the sink has failed, the reader may still wait for bytes
+    source_.interrupt(); // after a failure of the sink the reader may still wait for bytes
     reader_.join();
     rethrow();
   }
@@ -201,7 +202,7 @@ private:
   const std::atomic<bool>& cancelled_;
   std::atomic<bool> writer_has_begun_ = false; // the first result is written, so that there is an output
   std::atomic<bool> writer_is_done_ = false;
-  std::exception_ptr source_failure_; // each set by its thread, read after its end
+  std::exception_ptr source_failure_; // each is set by its thread and read after the join
   std::exception_ptr sink_failure_;
   std::thread reader_;
   std::thread writer_;
@@ -258,7 +259,7 @@ RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, cons
     }
   }
   threads.join();
-  result.cancelled = cancelled; // perhaps only now
+  result.cancelled = cancelled; // the flag may have been set during the last frame
   if (result.cancelled) {
     result.frames = sink.finishEarly();
   } else {

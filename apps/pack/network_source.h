@@ -1,5 +1,5 @@
-// network_source.h: a user's network file as the two files of OpenVINO's IR that a package holds. The runtime reads it once, so
-// that nothing else gets into a package.
+// network_source.h: turns a user's network file into the two files of OpenVINO's IR that a package holds. The runtime reads the
+// file once, so that only readable networks get into a package.
 #pragma once
 
 #include <openvino/runtime/core.hpp>
@@ -24,11 +24,11 @@ bool isNetworkName(const std::filesystem::path& file);
 // Throws an Error unless the file exists and is a regular one.
 void requireFile(const std::filesystem::path& file);
 
-// Whether a description begins as an IR network does. To be asked before the runtime is: on anything else it tries all its
-// readers, and some of them print.
+// Whether a description begins as an IR network does. Check this before the runtime reads it: on anything else the runtime tries
+// all its readers, and some of them print.
 bool looksLikeIr(std::string_view description);
 
-// The reason in an exception of the runtime, on one line and without the places in its source.
+// The reason in an exception of the runtime, on one line and without positions in the runtime's source.
 std::string runtimeReason(const std::exception& error);
 
 class NetworkSource {

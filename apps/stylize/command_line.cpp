@@ -13,7 +13,7 @@
 namespace vorin::stylize {
 namespace {
 
-constexpr std::size_t kNamesColumns = 26; // of the help, in front of the descriptions
+constexpr std::size_t kNamesColumns = 26; // the width of the names in the help, in front of the descriptions
 constexpr std::size_t kHelpColumns = 80 - kNamesColumns;
 
 constexpr const char* kPictureSection = "The result";
@@ -73,7 +73,7 @@ Error usage(const std::string& line) {
   return {ErrorKind::kUsage, line};
 }
 
-// Breaks each line at blanks where it is too long, and indents its rest as the line was indented.
+// Breaks each line that is too long at blanks, and indents the rest as the line was indented.
 std::string wrapped(const std::string& text) {
   std::string result;
   std::istringstream lines(text);
@@ -113,7 +113,7 @@ std::vector<std::string> imageKinds() {
   return kinds;
 }
 
-// The help names the values in the option's own text.
+// Has no description: the help lists the values in the option's own text.
 CLI::Validator oneOf(const std::vector<std::string>& values) {
   return CLI::IsMember(values).description("");
 }
@@ -137,15 +137,14 @@ public:
     addNeural(app);
     addDevice(app);
     text(app, "--progress", typed.progress, "KIND",
-         "auto (default: a bar on a terminal, elsewhere a line for each tenth), or json: a line at least once a second on "
-         "standard error",
+         "auto (default: a bar on a terminal, else a line every 10 %) or json (a line at least once a second), on standard error",
          kOtherSection)
         ->check(oneOf({"auto", "json"}));
     addOther(app, true);
     flag(app, "--version", typed.version, "Print the versions of the program and its library", kOtherSection);
     addCommands();
     app.require_subcommand(0, 1);
-    app.footer(std::string(has_clips_ ? kClipFooter : "") + kFooter); // after the subcommands, which would take it over
+    app.footer(std::string(has_clips_ ? kClipFooter : "") + kFooter); // set after the subcommands, which would inherit it
     sheet->footer(kSheetFooter);
   }
 
@@ -180,7 +179,7 @@ private:
          "How to restyle:\n"
          "  pencil: grey pencil lines on white, darker towards the corners\n"
          "  stipple: a grainy picture made of fine dots\n"
-         "  lightgrey: a light painting in greys (neural)\n"
+         "  lightgrey: a light picture in greys (neural)\n"
          "  cartoon: flat colours, as in a cartoon (neural)\n"
          "  transfer: the look of the --style-image (neural)",
          kPictureSection)
@@ -192,7 +191,7 @@ private:
 
   void addLook(CLI::App& to) {
     to.add_option("--strength", typed.strength,
-                  wrapped("How much of the style shows: 0 gives the input back, 1 (default) the whole style"))
+                  wrapped("How much of the style shows: 0 keeps the input, 1 (default) is the whole style"))
         ->type_name("0..1")
         ->group(kLookSection)
         ->check(CLI::Range(0.0, 1.0).description(""));
@@ -205,30 +204,29 @@ private:
     text(to, "--to", typed.to, "KIND", "Kind of the images (default: each input's own):\n" + base::joined(kinds), kManySection)
         ->check(oneOf(kinds));
     flag(to, "--resume", typed.resume,
-         "Leave out what is done already, after an interrupted run with the same options; one run at a time in a folder",
-         kManySection)
+         "Skip inputs that are done, after an interrupted run with the same options; one run at a time in a folder", kManySection)
         ->excludes("--overwrite");
   }
 
   void addClips(CLI::App& to) {
     text(to, "--codec", typed.codec, "NAME",
          "How to encode clips: h264 (default), h265, vp9, av1, or the name of an encoder of libavcodec", kClipSection);
-    to.add_option("--crf", typed.crf,
-                  wrapped("Their quality: 0 is best; each 6 more about halve a file of h264 or h265. Default:\n" +
-                          media::usualQualities()))
+    to.add_option(
+          "--crf", typed.crf,
+          wrapped("Quality of clips: 0 is best; 6 more roughly halve an h264 or h265 file. Default:\n" + media::usualQualities()))
         ->type_name("N")
         ->group(kClipSection);
     text(to, "--raw", typed.raw, "KIND",
-         "What goes through the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
+         "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
          kClipSection);
     flag(to, "--steady", typed.steady,
-         "Calm the flicker: what the scene keeps from frame to frame, the result keeps; it moves with the scene", kClipSection);
+         "Reduce flicker: parts of the scene that do not change keep their look, and move with the scene", kClipSection);
   }
 
   void addNeural(CLI::App& to) {
     text(to, "--style-image", typed.style_image, "FILE",
-         "For transfer: the picture whose look to take (for a sheet, default: painting.png beside the package). A folder gives a "
-         "sheet of the image in each look of it",
+         "For transfer: the picture whose look to use (for a sheet, default: painting.png beside the package). A folder makes a "
+         "sheet of the image in the look of each picture in it",
          kNeuralSection);
     text(to, "--network", typed.network, "NAME",
          "For transfer: the network, by the size it works at:\n" + base::joined(networkNames()) +
@@ -247,12 +245,12 @@ private:
 
   void addDevice(CLI::App& to) {
     text(to, "--device", typed.device, "NAME",
-         "Where to work: auto (default: the GPU; without one, software), integrated, discrete, or software (this machine's "
+         "What to run on: auto (default: the GPU; without one, software), integrated, discrete, or software (this machine's "
          "processor)",
          kDeviceSection)
         ->check(oneOf({"auto", "integrated", "discrete", "software"}));
     text(to, "--precision", typed.precision, "NAME",
-         "What networks compute in on the software device: f32 (default: the same result everywhere) or bf16 (faster on "
+         "Number format of networks on the software device: f32 (default: the same result everywhere) or bf16 (faster on "
          "processors that have it)",
          kDeviceSection)
         ->check(oneOf({"f32", "bf16"}));
@@ -275,13 +273,13 @@ private:
     addNeural(*sheet);
     addDevice(*sheet);
     addOther(*sheet, true);
-    devices = app.add_subcommand("devices", "List the GPUs: kind, tabulator, name");
+    devices = app.add_subcommand("devices", "List the GPUs: kind, tab, name");
     addOther(*devices, false);
     info = app.add_subcommand("info", wrapped("List versions, devices, and the networks with their sizes and SHA-256 sums"));
     addModels(*info);
     addOther(*info, false);
-    selftest =
-        app.add_subcommand("selftest", wrapped("Restyle a built-in picture in all styles and compare with what is known of it"));
+    selftest = app.add_subcommand(
+        "selftest", wrapped("Restyle a built-in picture in all styles and compare the results with the expected ones"));
     addModels(*selftest);
     addDevice(*selftest);
     addOther(*selftest, false);
@@ -290,12 +288,12 @@ private:
   const bool has_clips_ = !media::clipExtensions().empty();
 };
 
-// The options of the program itself belong to restyling: before a command they would be lost.
+// The program's own options belong to restyling: before a command they would be ignored.
 void requireNothingBefore(const CLI::App& app, const std::string& command) {
   for (const CLI::Option* option : app.get_options()) {
     if (option->count() > 0) {
       const std::string name = option->get_positional() ? option->results().front() : option->get_name();
-      throw usage("'" + name + "' stands before '" + command + "': name it after that, if the command takes it");
+      throw usage("'" + name + "' stands before '" + command + "': put it after that, if the command has it");
     }
   }
 }

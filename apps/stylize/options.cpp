@@ -37,7 +37,7 @@ void checkStyleOptions(const CommandLine& typed) {
     throw usage("no style given: add --style with one of " + base::joined(styleNames()));
   }
   if (is_transfer && typed.style_image.empty()) {
-    throw usage("the style 'transfer' takes the look of a picture: add --style-image with an image file");
+    throw usage("the style 'transfer' needs a picture whose look to use: add --style-image with an image file");
   }
   if (!is_transfer && !(typed.style_image.empty() && typed.network.empty())) {
     throw usage(std::string(typed.style_image.empty() ? "--network" : "--style-image") +

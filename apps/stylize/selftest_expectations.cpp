@@ -154,11 +154,11 @@ Expectations parseExpectations(const std::string& text) {
   try {
     const Json json = Json::parse(text);
     if (json.at("version") != 1) {
-      return {{}, "is of a version that this program does not know"};
+      return {{}, "has a version that this program does not know"};
     }
     const Json& inputs = json.at("inputs");
     if (!areSumsOf(selftestPhoto(), inputs.at("photo")) || !areSumsOf(selftestStyleImage(), inputs.at("style_image"))) {
-      return {{}, "was made for other pictures than those of this program"};
+      return {{}, "was made for other built-in pictures"};
     }
     Expectations expectations;
     for (const auto& [style, drawing] : json.at("styles").get_ref<const Json::object_t&>()) {

@@ -99,7 +99,7 @@ private:
     }
     fs::path painting = report().package.parent_path() / "painting.png";
     if (!fs::exists(painting)) {
-      throw Error(ErrorKind::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
+      throw Error(ErrorKind::kUsage, "the sheet's style 'transfer' needs a picture whose look to use, and there is no " +
                                          base::quotedPath(painting) + ": add --style-image with an image file");
     }
     return painting;

@@ -1,4 +1,5 @@
-// The effect Steady: steady_blend.h in the layout of the frames, with the search for motion beside the restyling.
+// The effect Steady: applies steady_blend.h to pictures in the frames' layout, and follows motion on another thread while the
+// frame is restyled.
 #include "effects/steady_blend.h"
 #include "picture_mat.h"
 
@@ -11,9 +12,9 @@ namespace vorin::media {
 SteadyBlend steadyBlendFor(Style style) {
   constexpr double kLongMemory = 0.97;
   switch (style) {
-  case Style::kStippling: // dots that are blended become grey
+  case Style::kStippling: // blended dots become grey
     return SteadyBlend(Texture::kDots);
-  case Style::kTransfer: // the library blends its frames already, at the same place: what that smears in a pan flickers
+  case Style::kTransfer: // the library blends without following motion: the smear of a pan flickers unless blended longer
     return SteadyBlend(Texture::kStrokes, kLongMemory);
   default:
     return SteadyBlend(Texture::kStrokes);

@@ -18,8 +18,8 @@
 namespace vorin::media {
 namespace {
 
-// ---- Orientation: how a camera was held, the EXIF entry 0x0112 of JPEG and PNG files. The system's decoders leave pictures as
-// the camera stored them ----
+// ---- Orientation: the EXIF entry 0x0112 of JPEG and PNG files says how the camera was held. The system's decoders ignore it
+// ----
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr int kUpright = 1;
@@ -68,7 +68,7 @@ Bytes exifOfJpeg(Bytes file) {
   constexpr std::uint8_t kStartOfScan = 0xDA;
   const Numbers numbers = {file, true};
   for (std::size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF;) {
-    const std::size_t segment_bytes = numbers.read(at + 2, 2); // the two of the length included
+    const std::size_t segment_bytes = numbers.read(at + 2, 2); // counts the length's own two bytes
     if (file[at + 1] == kStartOfScan || segment_bytes < 2 || file.size() - at - 2 < segment_bytes) {
       break;
     }
@@ -109,15 +109,15 @@ constexpr std::array kEncodings = {
     ImageEncoding{".jpeg", static_cast<int>(kLargestSide)},
     ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
 };
-constexpr float kJpegQuality = 0.95F; // what OpenCV's encoder does elsewhere
+constexpr float kJpegQuality = 0.95F; // the quality of the encoder on other systems
 
 void makeFactory(ComPointer<IWICImagingFactory>& factory) {
   requireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
                                   reinterpret_cast<void**>(factory.out())));
 }
 
-// The pixels of any kind of image as 8-bit blue, green, red; transparency is dropped, not blended. In strips of rows, so that the
-// wider pixels in between take no room.
+// Decodes any kind of image to 8-bit blue, green, red; transparency is dropped, not blended. Works in strips of rows, since the
+// intermediate pixels are wider.
 cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
   ComPointer<IWICFormatConverter> converter;
   requireSuccess(factory.CreateFormatConverter(converter.out()));
@@ -210,7 +210,7 @@ void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const
   if (format != GUID_WICPixelFormat24bppBGR) {
     throw ComError(WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
   }
-  for (int row = 0; row < bgr.rows; ++row) { // whose bytes need not follow each other
+  for (int row = 0; row < bgr.rows; ++row) { // row by row: rows may be padded
     const auto row_bytes = static_cast<UINT>(bgr.cols * 3);
     requireSuccess(frame->WritePixels(1, row_bytes, row_bytes, const_cast<std::uint8_t*>(bgr.ptr(row)))); // only read
   }

@@ -132,12 +132,12 @@ TEST_F(PackReading, NeverWritesOutsideTheFolder) {
                                              {"/tmp/vorin-out", "'/tmp/vorin-out'", "holds a path separator"},
                                              {"..\\out", "'..\\out'", "holds a path separator"},
                                              {"c:out", "'c:out'", "holds a path separator"},
-                                             {"..", "'..'", "is a folder's"},
-                                             {".", "'.'", "is a folder's"},
+                                             {"..", "'..'", "names a folder"},
+                                             {".", "'.'", "names a folder"},
                                              {"a\x1B[2Jb", "'a\\x1B[2Jb'", "holds a control character"}}) {
     package(packageBytes({{"net.xml", "network"}, {wrong.name, "out"}}));
-    const std::string line =
-        std::string("'p.bin': the name of entry ") + wrong.shown + " " + wrong.why + ", so it is not extracted: name the others";
+    const std::string line = std::string("'p.bin': the name of entry ") + wrong.shown + " " + wrong.why +
+                             ", so nothing is extracted: name other entries";
     expectFailure({"extract", "p.bin", "-o", "work"}, "", line);
     expectFailure({"extract", "p.bin", wrong.name, "-o", "work"}, "", line);
   }
@@ -151,7 +151,7 @@ TEST_F(PackReading, ReplacesFilesOnRequestOnly) {
   expectFailure({"extract", "p.bin", "-o", "work"}, "",
                 "'" + existing + "' exists: choose another name, or replace it with --overwrite");
   expectFailure({"extract", "p.bin", "none", "-o", "work"}, "", "'p.bin': there is no entry 'none': see vorin-pack list");
-  expectFailure({"extract", "p.bin", "-o", "file"}, "", "'file' is no folder and cannot be made one: choose another with -o");
+  expectFailure({"extract", "p.bin", "-o", "file"}, "", "'file' is not a folder and cannot be created: choose another with -o");
   EXPECT_EQ(pack_.run({"extract", "p.bin", "-o", "work", "--overwrite"}).exit_status, 0);
   EXPECT_EQ(readFile(pack_.file("work/net.xml")), "network");
   EXPECT_EQ(readFile(pack_.file("work/first")), "1");

@@ -177,7 +177,7 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
            {{in, "-o", out, "--crf", "good"}, 2, "--crf = good"},
            {{in, "-o", out, "--raw", "bgra:8x8@5"}, 2, "--raw applies to pipes only"},
            {{in, "-o", "-", "--raw", "bgra:8x8"}, 2, "write it as nv12:1280x720@30"},
-           {{in, "-o", "-", "--raw", "bgra:8x8@5"}, 2, "is not the size of the frames, 160x120"},
+           {{in, "-o", "-", "--raw", "bgra:8x8@5"}, 2, "does not match the frames' size 160x120"},
            {{in, "-o", "-", "--crf", "5"}, 2, "not encoded"},
            {{in, "-o", "-", "--json"}, 2, "would both go to standard output"},
            {{"-", in, "-o", out}, 2, "a pipe stands alone"},

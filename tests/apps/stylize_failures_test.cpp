@@ -69,8 +69,7 @@ std::vector<FailureCase> failureCases() {
       {"OutputBelowFile", pencil("%photo.png", "%photo.jpg/out.png"), 5, "photo.jpg' is not a folder"},
       {"SheetWithoutInput", {"sheet", "-o", "%out.png"}, 2, "no input named"},
       {"SheetOfMissingInput", {"sheet", "%none.png", "-o", "%out.png"}, 5, "does not exist"},
-      {"GpuMissing", with({"--device", "discrete"}), 4,
-       "no GPU of the kind discrete here, nor any other: see 'vorin-stylize devices'"},
+      {"GpuMissing", with({"--device", "discrete"}), 4, "no discrete GPU here, and no other: see 'vorin-stylize devices'"},
   };
 }
 
@@ -130,7 +129,7 @@ TEST(StylizeFailures, PrecisionIsThatOfTheActiveStandIns) {
 
 // The stand-in is of the integrated kind.
 TEST(StylizeFailures, KindOfTheOnlyGpuIsNamed) {
-  expectFailure(StylizeRun().restyle({"--style", "pencil", "--device", "discrete"}), 4, "only of the kind integrated");
+  expectFailure(StylizeRun().restyle({"--style", "pencil", "--device", "discrete"}), 4, "only integrated ones");
 }
 
 // The temporary beside the output shows that the work has begun, which takes much longer than one look.

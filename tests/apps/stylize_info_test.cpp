@@ -63,10 +63,10 @@ TEST(Expectations, FaultsAreNamed) {
            {std::string(200000, '['), kDamaged},
            {"[1]", kDamaged},
            {sound.dump().substr(0, 300), kDamaged},
-           {with("/version", 2), "is of a version that this program does not know"},
+           {with("/version", 2), "has a version that this program does not know"},
            {with("/inputs/photo", 5), kDamaged},
            {with("/inputs/photo", "d0" + picture.substr(2)), ""},
-           {with("/inputs/photo", "d1" + picture.substr(2)), "was made for other pictures than those of this program"},
+           {with("/inputs/photo", "d1" + picture.substr(2)), "was made for other built-in pictures"},
            {with("/styles", json::array()), kDamaged},
            {with("/styles/cartoon/block_sums", std::string(126, '0')), kDamaged},
            {with("/styles/cartoon/block_sums", std::string(127, '0') + 'g'), kDamaged},
@@ -148,7 +148,7 @@ TEST_F(StylizeInfo, SelftestComparesWithWhatThePackageSays) {
     EXPECT_EQ(style["outcome"], style["style"] == "lightgrey" ? "failed" : "ok") << style;
     EXPECT_EQ(style["largest_difference"].is_null(), style["style"] == "transfer") << style;
     if (style["style"] == "lightgrey") {
-      EXPECT_EQ(style["error"], "the drawing is another one than it should be");
+      EXPECT_EQ(style["error"], "the result differs from the expected one");
       EXPECT_GT(style["largest_difference"], 16);
     } else if (style["style"] == "cartoon") {
       EXPECT_LE(style["largest_difference"], 1);
@@ -161,12 +161,12 @@ TEST_F(StylizeInfo, SelftestLeavesOutWhatItCannotUse) {
   json other = noExpectations();
   other["inputs"]["style_image"] = other["inputs"]["photo"];
   other["styles"]["cartoon"] = {{"block_sums", std::string(128, '0')}, {"tolerance", 0}};
-  for (const auto& [entry, problem] : {std::pair(other.dump(), "was made for other pictures than those of this program: "),
+  for (const auto& [entry, problem] : {std::pair(other.dump(), "was made for other built-in pictures: "),
                                        {noExpectations().dump() + std::string(300000, ' '), "is damaged: "}}) {
     pack({{"selftest.json", entry}});
     const ChildResult result = StylizeRun::run({"selftest", "--models", package_.folder()});
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.standard_output, HasSubstr("cartoon: ok, a drawing; how it should look is not known for this package\n"));
+    EXPECT_THAT(result.standard_output, HasSubstr("cartoon: ok, not compared: this package holds no expected result\n"));
     EXPECT_THAT(result.standard_error, HasSubstr("'selftest.json' " + std::string(problem)));
   }
 }

@@ -270,7 +270,7 @@ TEST_F(FailingClip, EachSaysWhatIsWrong) {
   EXPECT_THAT(failure(clip_, clip_), HasSubstr("exists"));
   EXPECT_THAT(failure(clip_, out, {.codec = "h999"}), HasSubstr("no encoder for --codec 'h999'"));
   EXPECT_THAT(failure(clip_, out, {.crf = 99}), HasSubstr("--crf 99"));
-  EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("knows no --crf"));
+  EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("has no --crf"));
 }
 
 TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {

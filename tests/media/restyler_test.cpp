@@ -187,7 +187,7 @@ TEST_F(Restylers, TurnEveryFaultIntoAnErrorThatSaysWhatToDo) {
   wrong.models = folder_.path() / "nowhere";
   expect(failure([&] { Restyler{wrong}; }), ErrorKind::kModel, "is not a folder");
   Restyler transfer(options(Style::kTransfer));
-  expect(failure([&] { transfer.restyle(input); }), ErrorKind::kUsage, "takes the look of a picture");
+  expect(failure([&] { transfer.restyle(input); }), ErrorKind::kUsage, "needs a picture whose look to use");
   expect(failure([&] { transfer.restyle({}); }), ErrorKind::kUsage, "a picture of 0x0 pixels");
 
   package_.write({networkFiles(tests::kCartoon, tests::FixedNetwork{.gain = 0})});

@@ -20,7 +20,7 @@ TEST_F(PackOnWindows, ExtractsNoNamesThatAreNoFiles) {
        {"NUL", "nul.xml", "con .txt", "COM1", "lpt\xC2\xB9.bin", "what?", "a*b", "name.", "name ", "\xFF\xE4"}) {
     writeFile(pack_.file("p.bin"), packageBytes({{"net.xml", "network"}, {name, "out"}}));
     expectRefusal({"extract", "p.bin", "-o", "out"}, 1,
-                  "the name of entry '" + name + "' is none for a file on this system, so it is not extracted");
+                  "the name of entry '" + name + "' is not a valid file name on this system, so nothing is extracted");
   }
   // Nearly so.
   writeFile(pack_.file("p.bin"), packageBytes({{"NULL", "1"}, {"COM10", "2"}, {"lpt.bin", "3"}, {" con", "4"}, {"a.nul", "5"}}));

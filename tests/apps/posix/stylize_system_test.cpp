@@ -30,7 +30,7 @@ TEST(StylizeOnPosix, AutoGoesOnWhereTheGpuDoesNotDraw) {
   }
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_THAT(linesOf(result.standard_error),
-              testing::ElementsAre(AllOf(HasSubstr("software device"), HasSubstr("does not draw")), testing::_));
+              testing::ElementsAre(AllOf(HasSubstr("software device"), HasSubstr("does not run filters")), testing::_));
 }
 
 TEST(StylizeOnPosix, StartsThroughALink) {
