@@ -1,4 +1,4 @@
-// The way of one frame from the host's input descriptor through the engine to the host's output descriptor.
+// Takes one frame from the host's input descriptor through the engine to the host's output descriptor.
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 
