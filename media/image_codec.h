@@ -13,16 +13,16 @@ namespace vorin::media {
 
 // A kind of image file that can be written.
 struct ImageEncoding {
-  std::string_view extension; // in small letters, with its dot
+  std::string_view extension; // in lower case, with its dot
   int largest_side;           // pixels
 };
 std::span<const ImageEncoding> imageEncodings();
 
-// Decodes an image file to 8-bit blue, green, red, upright. Returns an empty picture for a damaged file, and nothing where the
+// Decodes an image file to 8-bit blue, green, red, upright. Returns an empty picture for a damaged file, and nothing if the
 // system has no decoder for such files. A decoder's own messages on standard error are suppressed.
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
-// The bytes of an image file; none where the encoder fails.
+// Encodes a picture to the bytes of an image file; none if the encoder fails.
 std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr);
 
 } // namespace vorin::media

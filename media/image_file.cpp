@@ -2,8 +2,8 @@
 //
 // Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its
 // camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size, since decoding a huge
-// picture takes all memory, and the end of a JPEG file (on Windows also of a PNG file), since its decoder fills what is missing
-// with grey and reports no error.
+// picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on Windows) fills missing
+// rows with grey and reports no error.
 #include "image_codec.h"
 #include "output_file.h"
 #include "picture_mat.h"
@@ -25,9 +25,9 @@ using Bytes = std::span<const std::uint8_t>;
 // ---- Headers ----
 
 struct ImageHeader {
-  std::uint64_t width = 0; // 0: the header breaks off
+  std::uint64_t width = 0; // 0: the header is incomplete
   std::uint64_t height = 0;
-  bool is_whole = true; // as far as it is checked
+  bool is_whole = true; // false: the file is known to be cut short
 };
 
 bool textAt(Bytes file, std::size_t offset, std::string_view text) {
@@ -36,7 +36,7 @@ bool textAt(Bytes file, std::size_t offset, std::string_view text) {
                     [](char letter, std::uint8_t byte) { return static_cast<std::uint8_t>(letter) == byte; });
 }
 
-// A number of `count` bytes; 0 beyond the end of the file.
+// Reads a number of `count` bytes; 0 beyond the end of the file.
 std::uint32_t number(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
   std::uint32_t value = 0;
   for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
@@ -74,7 +74,7 @@ ImageHeader readJpeg(Bytes file) {
     if (file.size() - marker - 2 < segment_bytes) {
       break;
     }
-    // Frame headers have the codes C0 to CF but for those of Huffman tables, a reserved one, and arithmetic coding.
+    // Frame headers have the codes C0 to CF, except those of Huffman tables, arithmetic coding and a reserved one.
     if (code >= 0xC0 && code <= 0xCF && code != 0xC4 && code != 0xC8 && code != 0xCC) {
       header.height = number(file, marker + 5, 2, true);
       header.width = number(file, marker + 7, 2, true);

@@ -56,7 +56,7 @@ std::optional<Rational> parseRatio(std::string_view text, char separator) {
   return num && den && *num > 0 && *den > 0 ? std::optional(Rational{*num, *den}) : std::nullopt;
 }
 
-// 25, 30000/1001 or 29.97
+// Parses 25, 30000/1001 or 29.97.
 std::optional<Rational> parseRate(std::string_view text) {
   if (const auto ratio = parseRatio(text, '/')) {
     return ratio;

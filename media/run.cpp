@@ -105,12 +105,12 @@ class Threads {
 public:
   Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
       : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
-        drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
+        restyled_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
         reader_([this] { readAhead(); }), writer_([this] { writeBehind(); }) {}
 
   ~Threads() {
     read_.abort();
-    drawn_.abort();
+    restyled_.abort();
     source_.interrupt();
     sink_.interrupt();
     for (std::thread* thread : {&reader_, &writer_}) {
@@ -128,21 +128,21 @@ public:
   // Returns false when the sink has failed or the work is cancelled.
   bool write(Item&& item) {
     const std::size_t bytes = bytesOf(item);
-    return drawn_.push(std::move(item), bytes);
+    return restyled_.push(std::move(item), bytes);
   }
 
   // Waits until all is written. After a cancellation, frames that the effects have finished are still written as long as that
   // takes no noticeable time; frames that were only read are dropped.
   void join() {
     constexpr std::chrono::milliseconds kPatience(100);
-    drawn_.close();
+    restyled_.close();
     waitForWriter([this] { return cancelled_.load(); });
     if (cancelled_) {
       source_.interrupt();
       sink_.interrupt();
       const auto start = std::chrono::steady_clock::now();
       waitForWriter([&] { return writer_has_begun_ && std::chrono::steady_clock::now() - start >= kPatience; });
-      drawn_.abort();
+      restyled_.abort();
     }
     writer_.join();
     read_.abort();
@@ -184,13 +184,13 @@ private:
 
   void writeBehind() {
     try {
-      while (std::optional<Item> item = drawn_.pop()) {
+      while (std::optional<Item> item = restyled_.pop()) {
         writer_has_begun_ = true;
         std::visit([this](auto& what) { sink_.write(std::move(what)); }, *item);
       }
     } catch (...) {
       sink_failure_ = std::current_exception();
-      drawn_.abort();
+      restyled_.abort();
     }
     writer_is_done_ = true;
   }
@@ -198,7 +198,7 @@ private:
   Source& source_;
   Sink& sink_;
   BoundedQueue<Item> read_;
-  BoundedQueue<Item> drawn_;
+  BoundedQueue<Item> restyled_;
   const std::atomic<bool>& cancelled_;
   std::atomic<bool> writer_has_begun_ = false; // the first result is written, so that there is an output
   std::atomic<bool> writer_is_done_ = false;

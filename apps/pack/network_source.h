@@ -18,7 +18,7 @@ struct NetworkFiles {
   std::filesystem::path weights; // .bin
 };
 
-// Whether the name's extension is one of a network, .xml or .onnx.
+// Whether the name has the extension of a network, .xml or .onnx.
 bool isNetworkName(const std::filesystem::path& file);
 
 // Throws an Error unless the file exists and is a regular one.
@@ -38,7 +38,7 @@ public:
   NetworkSource(const NetworkSource&) = delete;
   NetworkSource& operator=(const NetworkSource&) = delete;
 
-  // IR stays as it is, with the weights file that lies beside it; ONNX is converted, into files that live as long as this object.
+  // Returns an IR network unchanged, with the weights file beside it; converts ONNX into files that live as long as this object.
   // Throws an Error for any other file.
   NetworkFiles load(const std::filesystem::path& file);
 

@@ -40,13 +40,13 @@ Examples for clips:
 constexpr const char* kFooter = R"(
 Images are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
 colour become 8, images marked as turned are turned upright. Several inputs or a
-folder are restyled into the folder -o, which gets the same tree of folders;
-hidden files are left out. An input that fails does not stop the others.
+folder are restyled into the folder -o, with the same tree of folders; hidden
+files are skipped. An input that fails does not stop the others.
 
 lightgrey and cartoon work at the image's size, but at 1920x1080 at most;
 transfer works at the size of its network. The library brings the result to the
-image's size. A network is loaded anew for each image of another size, and by
-transfer for each image.
+image's size. A network is loaded again for each image of another size, and for
+every image in the style transfer.
 
 Data goes to standard output, all else to standard error.
 
@@ -149,7 +149,7 @@ public:
   }
 
   CommandLine typed;
-  CLI::App app{"Restyles images and clips: pencil, dots, paintings by neural networks.", "vorin-stylize"};
+  CLI::App app{"Restyles images and clips: pencil, dots, and the looks of neural networks.", "vorin-stylize"};
   CLI::App* sheet = nullptr;
   CLI::App* devices = nullptr;
   CLI::App* info = nullptr;
@@ -168,7 +168,7 @@ private:
   void addResult(CLI::App& to) {
     const std::string clips = base::joined(media::clipExtensions());
     text(to, "-o,--output", typed.output, "FILE",
-         "The file to write; its extension says which kind:\n" + base::joined(media::imageExtensions()) +
+         "The file to write; its extension sets the kind:\n" + base::joined(media::imageExtensions()) +
              (clips.empty() ? "" : ";\na clip: " + clips + "; - for a pipe") + ".\nFor many inputs the folder, made if needed",
          kPictureSection);
     flag(to, "--overwrite", typed.overwrite, "Replace the output if it exists", kPictureSection);
@@ -196,7 +196,7 @@ private:
         ->group(kLookSection)
         ->check(CLI::Range(0.0, 1.0).description(""));
     flag(to, "--keep-colors", typed.keep_colours,
-         "Take the light from the result and the colours from the input (luma and chroma of BT.601)", kLookSection);
+         "Keep the input's colours and use the result's light (luma and chroma of BT.601)", kLookSection);
   }
 
   void addMany(CLI::App& to) {
@@ -266,7 +266,7 @@ private:
 
   void addCommands() {
     sheet = app.add_subcommand("sheet", "Write one image with all styles beside the original");
-    sheet->add_option("image", typed.inputs, "The images; each takes two rows of three pictures:\nitself, then the five results")
+    sheet->add_option("image", typed.inputs, "The images; each fills two rows of three pictures:\nitself, then the five results")
         ->type_name("FILE");
     addResult(*sheet);
     addLook(*sheet);

@@ -1,4 +1,4 @@
-// The program vorin-stylize: images and clips restyled, by way of the media library.
+// The program vorin-stylize: restyles images and clips with the media library.
 
 #include "cancellation.h"
 #include "commands.h"
@@ -78,7 +78,7 @@ int main(int count, char** arguments) {
     status = runProgram(count, arguments);
   } catch (const base::Cancelled&) {
     status = ExitStatus::kCancelled;
-  } catch (const Error& error) { // of a restart
+  } catch (const Error& error) { // from a restart
     status = fail(false, error);
   } catch (const std::bad_alloc&) {
     stylize::printLine("not enough memory: use a smaller image");

@@ -26,36 +26,36 @@ constexpr std::array kStyles = {Style::kPencilSketch, Style::kStippling, Style::
 
 struct StyleResult {
   std::string style;
-  std::string error;                     // empty: the result is as it should be
+  std::string error;                     // empty: the result is correct
   ExitStatus status = ExitStatus::kDone; // of the error
-  std::string sums;                      // hexadecimal; empty where there is no result
+  std::string sums;                      // hexadecimal; empty if there is no result
   std::optional<int> difference;         // the largest; none if no result is expected
   int tolerance = 0;
 };
 
 // The faults that show without an expected result. A result equal to the input differs by 0, real ones by 20 or more on average.
-std::string faultOf(const cv::Mat& photo, const cv::Mat& drawing) {
+std::string faultOf(const cv::Mat& input, const cv::Mat& output) {
   constexpr double kOtherPicture = 3;
-  if (drawing.size() != photo.size()) {
-    return "the result is " + media::sizeText({drawing.cols, drawing.rows}) + " instead of " +
-           media::sizeText({photo.cols, photo.rows});
+  if (output.size() != input.size()) {
+    return "the result is " + media::sizeText({output.cols, output.rows}) + " instead of " +
+           media::sizeText({input.cols, input.rows});
   }
   cv::Mat difference;
-  cv::absdiff(photo, drawing, difference);
+  cv::absdiff(input, output, difference);
   const cv::Scalar mean = cv::mean(difference);
   return (mean[0] + mean[1] + mean[2]) / 3 < kOtherPicture ? "the result equals the input" : "";
 }
 
-void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, const Expectations& expectations) {
+void judge(StyleResult& result, const cv::Mat& input, const cv::Mat& output, const Expectations& expectations) {
   result.status = ExitStatus::kDevice;
-  result.error = faultOf(photo, drawing);
+  result.error = faultOf(input, output);
   if (!result.error.empty()) {
     return;
   }
-  const BlockSums sums = blockSums(drawing);
+  const BlockSums sums = blockSums(output);
   result.sums = base::hexadecimalText(sums);
-  const auto expected = expectations.drawings.find(result.style);
-  if (expected != expectations.drawings.end()) {
+  const auto expected = expectations.results.find(result.style);
+  if (expected != expectations.results.end()) {
     result.tolerance = expected->second.tolerance;
     result.difference = largestDifference(sums, expected->second.sums);
     if (*result.difference > result.tolerance) {

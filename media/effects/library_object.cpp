@@ -22,7 +22,7 @@ void require(_VorinStatus status, const std::string& line) {
   }
 }
 
-// Runs a piece of the library's work that may throw.
+// Calls the library and turns exceptions into an Error.
 template <typename Work> auto guarded(const char* what, const Work& work) {
   try {
     return work();

@@ -76,7 +76,7 @@ TEST(Expectations, FaultsAreNamed) {
        }) {
     const stylize::Expectations expectations = stylize::parseExpectations(text);
     EXPECT_EQ(expectations.problem, problem) << text.substr(0, 400);
-    EXPECT_EQ(expectations.drawings.size(), problem.empty() ? 1U : 0U) << text.substr(0, 400);
+    EXPECT_EQ(expectations.results.size(), problem.empty() ? 1U : 0U) << text.substr(0, 400);
   }
 }
 
