@@ -1,4 +1,4 @@
-// vorin-pack build, run as a user does: which entries with which bytes, and what it refuses, with one line and nothing
+// vorin-pack build, run as a user does: the entries and bytes that it writes, and its refusals, with one line and nothing
 // half-written. Packages are read by the tests' own reader, and by the library's.
 #include "modelpack/model_package_reader.h"
 #include "support/pack_networks.h"
@@ -113,7 +113,7 @@ TEST_F(PackBuild, RefusesEntryNamesThatThePackageCannotHold) {
 }
 
 TEST_F(PackBuild, RefusesMoreBytesThanTheFormatHolds) {
-  // Files of holes only: they take no space, and the refusal comes before they are read.
+  // Sparse files, which need no space: they are refused before they are read.
   for (const char* const name : {"one", "two", "three"}) {
     writeFile(pack_.file(name), "");
     fs::resize_file(pack_.file(name), 0x40000000);

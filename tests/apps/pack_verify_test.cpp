@@ -1,4 +1,4 @@
-// vorin-pack verify: a line for each thing that the library would stumble over, with networks that are wrong in one point each.
+// vorin-pack verify prints a line for each fault that the library would fail on. Each network here has one fault.
 #include "support/pack_networks.h"
 #include "support/pack_run.h"
 
@@ -127,7 +127,7 @@ NetworkRecipe withInputs(const NetworkInput& content, const NetworkInput& style)
 const NetworkInput kContent = {{"input_content"}, "1,3,24,40"};
 const NetworkInput kStyle = {{"input_style"}, "1,3,16,16"};
 
-// Of a fixed style, and of style transfer.
+// Networks of a fixed style and of style transfer.
 std::vector<WrongNetwork> wrongFixedStyles() {
   return {
       {"two inputs", transferRecipe(), "takes 2 inputs (input_content, input_style) where one is needed, the frame: build "},

@@ -1,4 +1,4 @@
-// What vorin-stylize does when something is wrong: the right exit status, one line on standard error that says what to do,
+// The failures of vorin-stylize: the right exit status, one line on standard error that says what to do,
 // nothing on standard output, and not a file more or less than before.
 #include "support/stylize_run.h"
 
@@ -132,7 +132,7 @@ TEST(StylizeFailures, KindOfTheOnlyGpuIsNamed) {
   expectFailure(StylizeRun().restyle({"--style", "pencil", "--device", "discrete"}), 4, "only integrated ones");
 }
 
-// The temporary beside the output shows that the work has begun, which takes much longer than one look.
+// The temporary file beside the output shows that the work has begun, which lasts much longer than one poll.
 TEST(StylizeFailures, CancelledWorkLeavesNothing) {
   const StylizeRun run;
   const std::string image = run.image("photo.bmp", {4000, 3000});

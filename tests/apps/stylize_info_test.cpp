@@ -1,4 +1,4 @@
-// What vorin-stylize tells about itself: info and selftest.
+// The commands info and selftest of vorin-stylize.
 #include "selftest_expectations.h"
 #include "sha256.h"
 #include "support/stylize_run.h"
@@ -39,7 +39,7 @@ std::string plainBlockSums(const cv::Mat& bgr) {
   return text.str();
 }
 
-// What a package says of its networks' results, without styles.
+// An entry selftest.json without styles.
 json noExpectations() {
   return {{"version", 1},
           {"inputs",
@@ -135,8 +135,8 @@ TEST_F(StylizeInfo, SelftestFindsTheFiltersAsTheyAreKnown) {
 }
 
 TEST_F(StylizeInfo, SelftestComparesWithWhatThePackageSays) {
-  cv::Mat inverted = cv::Scalar::all(255) - stylize::selftestPhoto(); // what the cartoon's network makes of it
-  inverted.col(inverted.cols - 1) = cv::Scalar::all(255);             // the library leaves a network's last column black
+  cv::Mat inverted = cv::Scalar::all(255) - stylize::selftestPhoto(); // the result of the cartoon's network
+  inverted.col(inverted.cols - 1) = cv::Scalar::all(255);             // the library makes the last column black
   json expected = noExpectations();
   expected["styles"]["cartoon"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 1}}; // roundings
   expected["styles"]["lightgrey"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 16}};
@@ -171,7 +171,7 @@ TEST_F(StylizeInfo, SelftestLeavesOutWhatItCannotUse) {
   }
 }
 
-// The exit status is that of the first failure. This network leaves the picture as it is.
+// The exit status is that of the first failure. This network leaves the picture unchanged.
 TEST_F(StylizeInfo, SelftestFindsANetworkThatChangesNothing) {
   package_.write({networkFiles(kCartoon, FixedNetwork{.gain = 1})});
   const json result = run({"selftest", "--json", "--models", package_.folder()}, 3);

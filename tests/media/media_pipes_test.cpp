@@ -141,13 +141,13 @@ TEST(MediaPipes, RawFramesComeOutByteForByte) {
   }
 }
 
-// The effect sees blue first, whatever the pipe has; and what it paints comes out in the pipe's order.
+// The effect sees blue first, whatever the pipe's order; its colours are written in the pipe's order.
 TEST(MediaPipes, ChannelsKeepTheirMeaning) {
   const std::string red_rgba("\xF0\x20\x10\xFF", 4);
   const Passed passed = pass(red_rgba, "rgba:1x1@25", [](Picture& picture) {
-    const std::array<std::uint8_t, 4> painted = {1, 2, 3, 255};
+    const std::array<std::uint8_t, 4> written = {1, 2, 3, 255};
     EXPECT_THAT(std::vector(picture.pixels(), picture.pixels() + 4), ElementsAre(0x10, 0x20, 0xF0, 0xFF));
-    std::copy(painted.begin(), painted.end(), picture.pixels());
+    std::copy(written.begin(), written.end(), picture.pixels());
   });
   EXPECT_EQ(passed.bytes, std::string("\x03\x02\x01\xFF", 4));
 

@@ -21,7 +21,7 @@ using tests::TestPackage;
 
 constexpr Size kSize = {38, 34}; // no side below the 32 at which networks work
 
-// Pixels in pairs of one colour, so that layouts in which neighbours share colour lose nothing by it.
+// Pixels in pairs of one colour, so that layouts in which neighbours share colour lose nothing.
 Picture pairsOfNoise(Size size, std::uint64_t seed) {
   Picture picture(PixelLayout::kBgra, size);
   cv::Mat pixels = matOver(picture);
@@ -76,7 +76,7 @@ Picture inLayout(const Picture& bgra, PixelLayout layout) {
 constexpr std::array kLayouts = {PixelLayout::kBgra, PixelLayout::kRgba, PixelLayout::kBgr24, PixelLayout::kNv12,
                                  PixelLayout::kYuy2};
 
-// Each network's own gain, so that results tell them apart.
+// A different gain for each network, so that results show which one ran.
 class Restylers : public testing::Test {
 protected:
   RestylerOptions options(Style style) const {

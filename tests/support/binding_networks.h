@@ -23,7 +23,7 @@ inline std::shared_ptr<ov::Model> read(const IrNetwork& network) {
   return ov::Core().read_model(network.description(), weightsOf(network));
 }
 
-// One input of the name, whose elements come out as they are.
+// A network with one input of the name, whose elements it returns unchanged.
 inline IrNetwork identity(const std::string& shape, const std::string& type = "f32", const std::string& layout = "") {
   IrNetwork network;
   network.output(network.operation("Abs", {network.operation("Abs", {network.input({"frame"}, shape, type, layout)})}));

@@ -1,8 +1,8 @@
 // Writes a small network as the runtime reads it: a description in XML, version 11, and the weights behind it as bytes. So the
 // tests need nothing of the runtime but its reader, on every system.
 //
-// Each layer has one output. The reader works out shapes and types by itself, so that only those of inputs and constants are
-// told.
+// Each layer has one output. The reader infers shapes and types by itself, so that only those of inputs and constants are
+// written.
 #pragma once
 
 #include <cstddef>

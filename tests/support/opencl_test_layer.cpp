@@ -27,7 +27,7 @@ cl_icd_dispatch inner; // `below` with the test's platforms
 cl_icd_dispatch layer; // what programs see: `inner` with notes and faults
 OpenClLayerState* state = nullptr;
 
-// The file of the state, made anew; null when it is not asked for or cannot be made.
+// Makes a new file for the state; null if none is wanted or it cannot be made.
 OpenClLayerState* makeState() {
   const char* file = std::getenv(vorin::tests::kOpenClLayerFileVariable);
   const int descriptor = file == nullptr ? -1 : open(file, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);

@@ -32,7 +32,7 @@ OpenClTestLayer::OpenClTestLayer() {
     reset();
     clGetPlatformIDs(0, nullptr, &count);
   }
-  if (!state_ || calls().empty()) { // a file of an earlier process tells nothing
+  if (!state_ || calls().empty()) { // a file of an earlier process does not count
     throw std::runtime_error(std::string("OPENCL_LAYERS does not list the tests' layer, or it has no ") +
                              kOpenClLayerFileVariable);
   }

@@ -1,4 +1,4 @@
-// What the tests of vorin-pack share: a folder to work in, and the program run in it.
+// Shared by the tests of vorin-pack: a folder to work in, and the program run in it.
 #pragma once
 
 #include "support/child_process.h"
@@ -25,7 +25,7 @@ public:
   ChildResult run(const std::vector<std::string>& arguments) const;
   ChildSetting setting() const;
 
-  // Names of files that the program keeps for itself while it runs, in the folder and in its folder for temporary files.
+  // Names of the program's own files while it runs, in the folder and in its folder for temporary files.
   std::vector<std::string> leftovers() const;
 
 private:
@@ -46,7 +46,7 @@ protected:
   // Expects the run to fail with this status, one line that holds the text, and no file changed.
   void expectRefusal(const std::vector<std::string>& arguments, int status, const std::string& text) const;
 
-  // Expects a build that gets the signal at work to say so and to leave nothing.
+  // Expects a build that gets the signal during its work to report it and to leave nothing.
   void expectCancelledBy(int signal) const;
 
   PackRun pack_;

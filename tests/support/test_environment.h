@@ -1,4 +1,4 @@
-// What the tests change of the process's surroundings, and put back: environment variables, the log switch, folders of their own.
+// Changes the process's environment for tests, and restores it: environment variables, the log switch, folders of their own.
 #pragma once
 
 #include "support/system.h"
@@ -69,7 +69,7 @@ std::string readFile(const std::filesystem::path& path);
 // The lines of a text, without their ends.
 std::vector<std::string> linesOf(const std::string& text);
 
-// Waits until the condition holds. The test fails where that takes longer than a minute.
+// Waits until the condition holds. The test fails after a minute.
 void waitUntil(const std::function<bool()>& condition);
 
 } // namespace vorin::tests

@@ -28,7 +28,7 @@ void process(SttInterface& object, std::uint32_t format) {
 
 TEST(Exceptions, OfOpenCvAreCaughtByTheirType) {
   const tests::Object object = tests::makeObject();
-  tests::configure(*object, kNoStyle, kSize, kSize); // nothing is drawn, and nothing cannot be converted
+  tests::configure(*object, kNoStyle, kSize, kSize); // no style: the empty result cannot be converted
   try {
     process(*object, VORIN_FMT_BGRA);
     FAIL() << "nothing thrown";

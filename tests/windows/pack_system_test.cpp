@@ -1,4 +1,4 @@
-// vorin-pack on Windows: what it cannot do there, and names that are none.
+// vorin-pack on Windows: its limits there, and reserved names.
 #include "support/pack_networks.h"
 #include "support/pack_run.h"
 

@@ -1,5 +1,5 @@
 #!/bin/bash
-# The folder that the library writes to where the program's own cannot be written to, for real: the program lies in folders without the
+# The folder that the library writes to if the program's own is not writable: the program lies in folders without the
 # permission, and runs as a user whom permissions bind (for the super-user, as nobody).
 #   read_only_folder.sh PROGRAM    PROGRAM prints the folder
 set -euo pipefail
@@ -41,7 +41,7 @@ expect_folder() { # WHAT PATTERN FOLDER
   fi
 }
 
-set_temporary_folder() { # Wine takes the variable from the user's settings
+set_temporary_folder() { # Wine reads the variable from the user's settings
   with_wine reg add 'HKCU\Environment' /v TMP /d "$1" /f >/dev/null
 }
 

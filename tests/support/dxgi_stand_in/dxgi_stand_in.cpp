@@ -1,8 +1,8 @@
 // A dxgi.dll for tests: enough of DXGI to list the adapters that the environment variable VORIN_TEST_ADAPTERS names, since no
 // test machine has the wanted vendor's. The variable holds adapters one after the other, each as "vendor:device:dedicated MiB"
 // (vendor and device in hexadecimal) or "silent" for one that does not describe itself; "none" makes the factory fail.
-// VORIN_TEST_ADAPTERS_OPEN counts the objects that were given out and not released. It tells the process that it was loaded by
-// setting VORIN_TEST_ADAPTERS_LOADED.
+// VORIN_TEST_ADAPTERS_OPEN counts the objects that were given out and not released. It sets
+// VORIN_TEST_ADAPTERS_LOADED when it is loaded.
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -27,7 +27,7 @@ void countObjects(int change) {
   ::SetEnvironmentVariableA("VORIN_TEST_ADAPTERS_OPEN", std::to_string(open_objects).c_str());
 }
 
-// What every DXGI object has and nobody asks for here.
+// The functions that every DXGI object has and that nothing here calls.
 template <typename Interface> class Object : public Interface {
 public:
   Object() { countObjects(1); }
