@@ -21,8 +21,8 @@ namespace {
 constexpr std::string_view kPoclName = "Portable Computing Language";
 constexpr std::string_view kVendorPrefix = "Merix stand-in: ";
 
-// The loader, or the layer under this one. Without clInitLayer, which nobody calls where this is no layer: the loader's functions
-// that this file calls.
+// The loader, or the layer under this one. If this file is linked rather than loaded as a layer, nothing calls clInitLayer, and
+// these are the loader's functions.
 cl_icd_dispatch below = [] {
   cl_icd_dispatch loader = {};
   void* const library = dlopen("libOpenCL.so.1", RTLD_NOW | RTLD_LOCAL);

@@ -1,5 +1,5 @@
 // element_type.hpp: the types of a tensor's elements. Behind it: ov_element_type_e, whose numbers these are. The properties of
-// the types stand in one table here, since the C API does not tell them.
+// the types are a table here, since the C API does not report them.
 #pragma once
 
 #include <openvino/binding/c_api.hpp>
