@@ -71,7 +71,7 @@ public:
   /** The next frame or packet; nothing at the end. A source that is cut short or damaged delivers what can be read. */
   virtual std::optional<Item> next() = 0;
 
-  /** After the end: what was damaged or missing, one line each for the user. */
+  /** Reports, after the end, damaged or missing parts, one line each for the user. */
   virtual std::vector<std::string> damage() const { return {}; }
 
   /** Ends a next() that waits for another program's bytes. Thread-safety: from any thread. */

@@ -53,9 +53,9 @@ private:
   Functions functions_;
 };
 
-// Where the copies unpack networks and keep compiled ones: vorin-stt in $XDG_CACHE_HOME, else in $HOME/.cache (Windows: in
-// %LOCALAPPDATA%), made if it is missing. Throws Error, kInputOutput, which names the variable to set, if there is no such
-// folder, if it belongs to another user, or if it cannot be written to.
+// The folder in which the copies unpack networks and keep compiled ones: vorin-stt in $XDG_CACHE_HOME, else in $HOME/.cache
+// (Windows: in %LOCALAPPDATA%), made if it is missing. Throws Error, kInputOutput, which names the variable to set, if there is
+// no such folder, if it belongs to another user, or if it cannot be written to.
 std::filesystem::path writableFolder();
 
 // Whether the machine may have a GPU: false only if the system lists its display adapters and there are none, and no stand-ins

@@ -67,7 +67,7 @@ std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, Size size
 
 // ---- Clips and pipes; in a build without them, no name is a clip's, and opening one throws ----
 
-bool isClipName(const std::filesystem::path& file); // that can be written
+bool isClipName(const std::filesystem::path& file); // a clip that can be written
 std::vector<std::string> clipExtensions();
 std::string usualQualities(); // of each codec if none is asked for: "22 for h264, ..."
 std::string rawPixelNames();  // "bgra, rgba, ..."

@@ -32,7 +32,7 @@ cl_icd_dispatch below = [] {
   }
   return loader;
 }();
-cl_icd_dispatch layer; // what callers see: `below` but for the two functions of this file
+cl_icd_dispatch layer; // the functions for callers: `below`, except for the two of this file
 
 // A text property of a platform, empty when it cannot be read.
 std::string platformText(cl_platform_id platform, cl_platform_info name) {

@@ -52,7 +52,7 @@ public:
   std::int32_t workGroupEdge() const { return work_group_edge_; }
   std::int32_t paddedWidth() const { return padded_width_; }
   std::int32_t paddedHeight() const { return padded_height_; }
-  // As passed to the Init that succeeded, or that failed last; no filter reads them.
+  // The values passed to the Init that succeeded, or that failed last; no filter reads them.
   std::int32_t styleType() const { return style_type_; }
   std::int32_t styleIndex() const { return style_index_; }
   std::int32_t requestedWidth() const { return requested_width_; }

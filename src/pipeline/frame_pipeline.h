@@ -27,8 +27,8 @@ struct StyleSettings {
   std::int32_t width = 0; // requested output size, pixels
   std::int32_t height = 0;
   std::string model_folder;
-  std::string device_name = "GPU";            // which device of the inference runtime the networks are compiled for
-  std::int32_t device_kind = SttDeviceAnyGpu; // which OpenCL GPU the filters look for
+  std::string device_name = "GPU";            // the device of the inference runtime for which networks are compiled
+  std::int32_t device_kind = SttDeviceAnyGpu; // the kind of OpenCL GPU that the filters search for
 };
 
 class FramePipeline {

@@ -203,7 +203,7 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
     }
     const ChildResult result = StylizeRun::run(arguments, setting);
     EXPECT_EQ(result.exit_status, each.status) << each.said;
-    // Where only the writing fails, the headline is out before.
+    // If only the writing fails, the headline is printed before.
     EXPECT_TRUE(each.said == kNoSpace || linesOf(result.standard_error).size() == 1) << result.standard_error;
     EXPECT_THAT(linesOf(result.standard_error).back(), HasSubstr(each.said));
     EXPECT_EQ(run_.names(), before) << each.said;

@@ -14,7 +14,7 @@ namespace vorin::tests {
 
 class IrNetwork {
 public:
-  using Value = std::size_t; // what a layer gives, by the layer's number
+  using Value = std::size_t; // a layer's output, by the layer's number
 
   // shape: "1,3,?,?", or "..." for any number of dimensions. layout: as the network declares it, such as "[N,C,H,W]".
   Value input(const std::vector<std::string>& names, const std::string& shape, const std::string& element_type = "f32",

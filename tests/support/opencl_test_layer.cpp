@@ -24,7 +24,7 @@ using vorin::tests::OpenClLayerState;
 
 cl_icd_dispatch below; // the loader, or the layer under this one
 cl_icd_dispatch inner; // `below` with the test's platforms
-cl_icd_dispatch layer; // what programs see: `inner` with notes and faults
+cl_icd_dispatch layer; // the functions for programs: `inner` with notes and faults
 OpenClLayerState* state = nullptr;
 
 // Makes a new file for the state; null if none is wanted or it cannot be made.

@@ -35,7 +35,7 @@ private:
 
 class PackTest : public testing::Test {
 protected:
-  // Of model_st.bin.
+  // The entries of model_st.bin with their contents.
   std::vector<NamedContent> entries() const { return entriesOf(readFile(pack_.file("model_st.bin"))); }
 
   NamedContent entry(const std::string& name, const std::string& file) const { return {name, readFile(pack_.file(file))}; }

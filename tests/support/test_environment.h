@@ -58,7 +58,7 @@ private:
   Restoration switch_;
 };
 
-// Where this program lies, without a separator at the end, and the path of a file there.
+// The folder of this program, without a separator at the end, and the path of a file there.
 std::string programFolder();
 std::string inProgramFolder(const std::string& name);
 

@@ -22,7 +22,7 @@ TEST_F(PackOnWindows, ExtractsNoNamesThatAreNoFiles) {
     expectRefusal({"extract", "p.bin", "-o", "out"}, 1,
                   "the name of entry '" + name + "' is not a valid file name on this system, so nothing is extracted");
   }
-  // Nearly so.
+  // Names that only resemble reserved ones.
   writeFile(pack_.file("p.bin"), packageBytes({{"NULL", "1"}, {"COM10", "2"}, {"lpt.bin", "3"}, {" con", "4"}, {"a.nul", "5"}}));
   EXPECT_EQ(pack_.run({"extract", "p.bin", "-o", "out"}).exit_status, 0);
   EXPECT_EQ(readFile(pack_.file("out/COM10")), "2");

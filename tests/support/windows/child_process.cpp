@@ -216,7 +216,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
 ChildProcess::~ChildProcess() = default;
 
 void ChildProcess::signal(int /*number*/) const {
-  // To all of the child's console, which this process joins for the moment. (Wine knows no other event and no smaller group.)
+  // Sends Ctrl-C to all processes of the child's console, which this process joins for the moment. (Wine knows no other event and
+  // no smaller group.)
   const auto ignore = [](DWORD) -> BOOL { return TRUE; };
   FreeConsole();
   if (!running_->console || AttachConsole(GetProcessId(running_->process.get())) == FALSE) {

@@ -53,7 +53,7 @@ private:
   binding::Port outputAt(std::size_t index) const { return port(ov_model_const_output_by_index, index); }
   binding::Port outputOf(const std::string& name) const { return port(ov_model_const_output_by_name, name.c_str()); }
 
-  // With what the description says of the input: the one of the port's name, or of the index for a port without a name.
+  // Adds the description's data of the input: the one with the port's name, or with the index for a port without a name.
   binding::Port described(binding::Port port, std::size_t index) const {
     auto input = ir_inputs_.end();
     if (!port.get_names().empty()) {

@@ -55,7 +55,7 @@ struct ElementTypeFacts {
   bool is_real;
 };
 
-// By number.
+// The types, by number.
 inline constexpr std::array<ElementTypeFacts, 26> kElementTypes = {{
     {"dynamic", false}, {"boolean", false}, {"bf16", true},    {"f16", true},    {"f32", true},    {"f64", true},  {"i4", false},
     {"i8", false},      {"i16", false},     {"i32", false},    {"i64", false},   {"u1", false},    {"u2", false},  {"u3", false},
