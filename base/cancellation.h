@@ -1,6 +1,6 @@
-// cancellation.h: Ctrl-C and its like end a program with its status for "cancelled" and leave no half-written file behind.
+// cancellation.h: lets Ctrl-C and its like end a program with the status for "cancelled", without a half-written file.
 //
-// The first signal (SIGINT, SIGTERM, SIGHUP; on Windows any console event) only sets a flag. The work looks at it between two
+// The first signal (SIGINT, SIGTERM, SIGHUP; on Windows any console event) only sets a flag. The work polls it between two
 // steps and ends by an exception, which cleans up as any other does. The second signal ends the process at once.
 #pragma once
 
@@ -12,8 +12,8 @@ namespace vorin::base {
 // Deliberately no std::exception: a handler of failures lets it pass.
 class Cancelled {};
 
-// Call once, at the start of main. A signal that the parent process chose to ignore stays ignored. program: its name, as its last
-// line shows it.
+// Call once, at the start of main. A signal that the parent process chose to ignore stays ignored. program: its name, for its
+// last line.
 void handleCancellation(std::string_view program);
 
 // True from the first signal on.
@@ -33,7 +33,7 @@ void takeCancellation();
 // Ends the process at once: writes "PROGRAM: cancelled", deletes the unfinished file, exits with status 130.
 void cancelNow();
 
-// What each system does for handleCancellation and cancelNow.
+// The parts of handleCancellation and cancelNow that differ between the systems.
 void installCancellationHandlers();
 void endCancelledProcess(std::string_view last_line);
 

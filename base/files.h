@@ -1,4 +1,4 @@
-// files.h: what the programs ask the system about files and folders.
+// files.h: the operations on files and folders that differ between the systems.
 #pragma once
 
 #include <cstdio>
@@ -8,35 +8,37 @@
 
 namespace vorin::base {
 
-// Opens a new file for writing, with the permissions that any new file of this user gets. Null, with errno set, when the file
-// exists or cannot be made.
+// Opens a new file for writing, with the permissions that any new file of this user gets. Returns null and sets errno if the
+// file exists or cannot be made.
 std::FILE* makeNewFile(const std::filesystem::path& file);
 
-// Calls only what a signal handler may call. On Windows a file that makeNewFile opened is deleted once it is closed.
+// Deletes the file with calls that are safe in a signal handler. On Windows a file that makeNewFile opened is deleted once it is
+// closed.
 void removeFile(const std::filesystem::path::value_type* file);
 
-// Whether the system has no file of that UTF-8 name, which is not empty: on Windows that of a device, or one that it takes for
-// another.
+// Whether the system cannot have a file of that UTF-8 name, which must not be empty: on Windows the name of a device, or a name
+// that Windows refuses or changes.
 bool isReservedFileName(const std::string& name);
 
-// The folder of the program's file, links resolved. Empty where the system does not tell.
+// The folder of the program's file, with links resolved. Empty if the system does not report it.
 std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
 
-// The user's folder for caches: $XDG_CACHE_HOME, else ~/.cache; on Windows the local application data. It need not exist. Nothing
-// where the user has none.
+// The user's folder for caches: $XDG_CACHE_HOME, else ~/.cache; on Windows the local application data. It need not exist.
+// Nothing if the user has none.
 std::optional<std::filesystem::path> userCacheFolder();
 
-// A folder in the user's cache that holds a link to the file under the file's own name. It stays for the next time. Nothing where
-// there can be none; on Windows always, as few users have the right to make links.
+// Returns a folder in the user's cache that holds a link to the file, under the file's own name; it stays there for later runs.
+// Nothing if the link cannot be made; always nothing on Windows, where few users may make links.
 std::optional<std::filesystem::path> folderOfLinkTo(const std::filesystem::path& file);
 
-// The path as the library takes paths: narrow text of the system. Nothing where the system's code page lacks a character of it.
+// The path in the system's narrow text, the encoding that the library expects. Nothing if the system's code page lacks one of its
+// characters.
 std::optional<std::string> narrowText(const std::filesystem::path& path);
 
-// Holds an exclusive lock on the file, which is made when it is missing and stays. The constructor waits until no other FileLock,
-// of any process, has it. Where the file cannot be opened there is no lock, and the program goes on.
+// Holds an exclusive lock on the file, which is made if it is missing and is never removed. The constructor waits until no other
+// FileLock, of any process, holds the lock. If the file cannot be opened, nothing is locked and the program continues.
 class FileLock {
 public:
   explicit FileLock(const std::filesystem::path& file);
@@ -45,7 +47,7 @@ public:
   FileLock& operator=(const FileLock&) = delete;
 
 private:
-  int descriptor_; // -1: there is no lock
+  int descriptor_; // -1: nothing is locked
 };
 
 } // namespace vorin::base

@@ -32,13 +32,13 @@ Error unwritable(const fs::path& output, const std::string& what_to_do) {
   return failure(output, "cannot be written (" + std::generic_category().message(errno) + "): " + what_to_do);
 }
 
-// ---- what stands against an output ----
+// ---- checks of an output ----
 
 fs::path folderOf(const fs::path& output) {
   return output.has_parent_path() ? output.parent_path() : fs::path(".");
 }
 
-// Of the folders above the output, the uppermost one at fault is named: what lies below a file does not exist either.
+// Names the uppermost faulty folder above the output: nothing below a file exists either.
 std::optional<std::string> reasonAgainstFolder(const fs::path& folder) {
   std::error_code error;
   fs::path upper;
@@ -70,7 +70,7 @@ std::optional<std::string> reasonAgainst(const fs::path& output, bool overwrite)
   return reasonAgainstFolder(folderOf(output));
 }
 
-// The file that the bytes are for: the output, or the target of a link.
+// The file to write: the output itself, or the target of a link.
 fs::path checkedOutput(const fs::path& output, bool overwrite) {
   std::error_code error;
   fs::path target = output;
@@ -86,8 +86,8 @@ fs::path checkedOutput(const fs::path& output, bool overwrite) {
   return target;
 }
 
-// Gives the file its final name unless that name is taken: a second name that must be new, then the first one removed. Returns
-// false when the name is taken.
+// Gives the file its final name unless that is taken: makes a hard link, which fails if the name exists, then removes the first
+// name. Returns false if the name is taken.
 bool renameToNew(const fs::path& from, const fs::path& to) {
   std::error_code error;
   fs::create_hard_link(from, to, error);
@@ -95,7 +95,7 @@ bool renameToNew(const fs::path& from, const fs::path& to) {
     fs::remove(from, error);
     return true;
   }
-  // Some file systems have no second names: there the look before the renaming must do.
+  // Some file systems have no hard links: there, checking before the rename must do.
   if (error == std::errc::file_exists || fs::exists(to)) {
     return false;
   }

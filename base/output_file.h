@@ -1,4 +1,4 @@
-// output_file.h: an output is either all there or not there.
+// output_file.h: writes an output completely or not at all.
 //
 // The bytes go into a new temporary file in the output's folder, which takes the output's name at the end, in one step. Whatever
 // ends the work early (a failure, an exception, cancellation, a library that calls std::exit) deletes the temporary file.
@@ -14,11 +14,11 @@
 
 namespace vorin::base {
 
-// The name of a temporary file that another library writes. One at a time in a process.
+// The name of a temporary file that another library writes. A process may have only one at a time.
 class TemporaryOutput {
 public:
-  // Makes no file. Throws for what shows beforehand: the output exists and overwrite is not set, it is no regular file, its
-  // folder is missing, or it is a link that leads nowhere. A link stays a link: its target is replaced.
+  // Makes no file. Throws if the output exists and overwrite is not set, if it is not a regular file, if its folder is missing,
+  // or if it is a link that leads nowhere. A link stays a link: its target is replaced.
   TemporaryOutput(const std::filesystem::path& output, bool overwrite);
   virtual ~TemporaryOutput(); // deletes the file unless commit renamed it
   TemporaryOutput(const TemporaryOutput&) = delete;
@@ -36,7 +36,7 @@ private:
   std::filesystem::path temporary_;
 };
 
-// An output that is written piece by piece. One at a time, as it is a TemporaryOutput.
+// An output that is written piece by piece. A process may have only one at a time, since it is a TemporaryOutput.
 class OutputFile {
 public:
   // Throws as TemporaryOutput does, and makes the temporary file, so that a folder without write permission shows before any work
@@ -45,7 +45,7 @@ public:
 
   void write(std::span<const std::uint8_t> bytes);
 
-  // Nothing may be written after that.
+  // Nothing may be written after commit.
   void commit();
 
 private:
@@ -58,17 +58,17 @@ private:
   std::unique_ptr<std::FILE, FileCloser> file_; // closed before the temporary file is renamed or deleted, as Windows demands
 };
 
-// Throws as TemporaryOutput does: for a look beforehand, where the work takes time.
+// Throws as TemporaryOutput does. Checks an output before work that takes time.
 void requireWritable(const std::filesystem::path& output, bool overwrite);
 
 // Deletes the temporary files that killed programs left in the folder, and also those of programs still at work.
 void removeTemporariesIn(const std::filesystem::path& folder);
 
-// The two texts with 16 random hexadecimal digits between them.
+// Returns the two texts with 16 random hexadecimal digits between them.
 std::string randomName(const std::string& before, const std::string& after);
 
-// Deletes the temporary file of the process, for an end without std::exit. Any thread may call it at any moment, also in a signal
-// handler; the process must end after it.
+// Deletes the temporary file of the process, when it ends without std::exit. Any thread may call it at any moment, also in a
+// signal handler; the process must end after it.
 void removeUnfinishedFile();
 
 } // namespace vorin::base

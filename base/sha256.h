@@ -1,4 +1,4 @@
-// sha256.h: SHA-256 sums by the system's own library: OpenSSL's libcrypto, on Windows BCrypt.
+// sha256.h: computes SHA-256 sums by the system's own library: OpenSSL's libcrypto, on Windows BCrypt.
 #pragma once
 
 #include "text.h"
@@ -12,7 +12,7 @@ namespace vorin::base {
 
 class Sha256 {
 public:
-  Sha256(); // throws an Error where the system's library fails, as the other functions do
+  Sha256(); // throws an Error if the system's library fails, as the other functions do
   ~Sha256();
   Sha256(const Sha256&) = delete;
   Sha256& operator=(const Sha256&) = delete;
@@ -25,8 +25,8 @@ private:
   std::unique_ptr<State> state_;
 };
 
-// The sum of a part of a file, each byte of which is XORed with the mask first. Throws Error(kInputOutput) where the part cannot
-// be read.
+// The sum of a part of a file, each byte of which is XORed with the mask first. Throws Error(kInputOutput) if the part cannot be
+// read.
 inline std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset_bytes, std::uint64_t size_bytes,
                                 std::uint8_t mask = 0) {
   constexpr std::uint64_t kPartBytes = std::uint64_t{1} << 20;

@@ -30,17 +30,17 @@ private:
 
 // ---- the standard streams ----
 
-// Makes them carry bytes unchanged, and a console show them as UTF-8. Call once, at the start of main.
+// Makes the standard streams carry bytes unchanged, and a console show them as UTF-8. Call it once, at the start of main.
 void prepareStandardStreams();
 
-// Undoes what prepareStandardStreams did to the console, which outlives the program. An end by std::exit calls it; call it before
-// any other end. Any thread may.
+// Undoes what prepareStandardStreams did to the console, which outlives the program. std::exit calls it; call it before any other
+// end of the process. Thread-safety: any thread.
 void restoreConsole();
 
 enum class Stream { kOutput, kError };
 
-// Shuts a stream while it lives, for a library that would print lines of its own. One at a time for each stream, and only while
-// no other thread writes to it.
+// Shuts a stream while the object lives, to silence a library that prints. Only one may exist for each stream, and no other
+// thread may write to the stream meanwhile.
 class Quiet {
 public:
   explicit Quiet(Stream stream);
@@ -57,10 +57,10 @@ private:
 
 bool isTerminal(Stream stream);
 
-// The width of standard error in characters; 80 where the system does not tell.
+// The width of standard error in characters; 80 if the system does not report it.
 int terminalColumns();
 
-// Standard error for a thread of its own: its text appears even while a Quiet keeps the stream shut.
+// Standard error through its own descriptor, for use on another thread: text appears even while a Quiet shuts the stream.
 class OwnStandardError {
 public:
   OwnStandardError();

@@ -12,13 +12,13 @@ namespace vorin::base {
 
 std::filesystem::path pathFromUtf8(std::string_view text);
 
-// The path as it was written, separators included. Where the system's names are bytes, these bytes.
+// The path as it was written, separators included. If the system's names are bytes, it is these bytes.
 std::string utf8Text(const std::filesystem::path& path);
 
-// Such as ".jpg". Letters beyond ASCII stay as they are.
+// The extension in lower case, such as ".jpg". Letters beyond ASCII stay unchanged.
 std::string lowerCaseExtension(const std::filesystem::path& file);
 
-// Whether the path leads to a folder. A folder that cannot be looked at counts as none.
+// Whether the path leads to a folder. False if the system does not let the program find out.
 bool isFolder(const std::filesystem::path& path);
 
 bool isControl(char character);
@@ -29,10 +29,10 @@ std::string quotedPath(const std::filesystem::path& file);
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator = ", ");
 
-// Two lower-case digits a byte.
+// Writes two lower-case digits for each byte.
 std::string hexadecimalText(std::span<const std::uint8_t> bytes);
 
-// The text with a blank in place of each line break.
+// Returns the text with a blank in place of each line break.
 std::string oneLine(std::string text);
 
 } // namespace vorin::base

@@ -1,17 +1,17 @@
-// Counts the large heap allocations of this program, from whatever library they come and on whatever thread, outside of
-// inference. Linking allocation_count.cpp into a program replaces the C library's allocation functions, under
-// which operator new and the imaging library's allocator lie.
+// Counts the large heap allocations of this program, from all libraries and threads, outside of
+// inference. Linking allocation_count.cpp into a program replaces the C library's allocation functions, which
+// operator new and OpenCV's allocator call.
 #pragma once
 
 #include <cstdint>
 
 namespace vorin::bench {
 
-// Larger ones than this are counted: those that the C library takes from the system, whose fresh pages cost about as much as the
-// work on them. The imaging library's tables for resizing a row are smaller.
+// Counts allocations larger than this: the C library gets them from the system, and their fresh pages cost about as much as the
+// work on them. OpenCV's tables for resizing a row are smaller.
 constexpr std::size_t kCountedAboveBytes = std::size_t{128} * 1024;
 
-// Counting starts at 0 with the object and ends with it. One object at a time.
+// Counts from 0 while the object lives. One object at a time.
 class AllocationCount {
 public:
   AllocationCount();

@@ -1,9 +1,9 @@
-// Clips: how much of the library's own frame rate is left when frames are decoded from a clip and encoded into another one, and
-// what steadying them costs.
+// Clips: measures how much of the library's own frame rate remains when frames are decoded from a clip and encoded into another
+// one, and the cost of steadying them.
 //
-// All sides restyle the same frames, in turns, in one run: the library alone, with the frames in memory; the whole way of
-// vorin-stylize, decoding ahead and encoding behind; and the same with --steady. A device that is the processor itself shares it
-// with the codecs, so what they cost alone is printed too.
+// All sides restyle the same frames, in turns, in one run: the library alone, with the frames in memory; all of vorin-stylize's
+// work, decoding ahead and encoding behind; and the same with --steady. A device that is the processor itself shares it
+// with the codecs, so their cost alone is printed too.
 #include "photo_like_picture.h"
 #include "sources_and_sinks.h"
 #include "vorin_stt.h"
@@ -30,7 +30,7 @@ struct ClipRow {
   const char* name;
   media::Style style;
   media::Size size;
-  int frames; // so many that the clip's begin and end, where one side waits for the other, count for little
+  int frames; // enough that the clip's begin and end, where one side waits for the other, matter little
 };
 
 constexpr std::array kClips = {
@@ -129,7 +129,7 @@ private:
   Library& library_;
 };
 
-// Frames a second of the whole way with these effects.
+// Frames a second from clip to clip with these effects.
 double clipRate(const fs::path& clip, const fs::path& output, std::span<media::Effect* const> effects) {
   const auto start = std::chrono::steady_clock::now();
   const std::unique_ptr<media::Source> source = media::openSource(clip);
@@ -140,7 +140,7 @@ double clipRate(const fs::path& clip, const fs::path& output, std::span<media::E
   return static_cast<double>(result.frames) / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// The library's own, on the frames of the clip. They are decoded in between, off the clock.
+// The library's own rate on the frames of the clip, which are decoded in between, off the clock.
 double libraryRate(const fs::path& clip, Library& library) {
   const std::unique_ptr<media::Source> source = media::openSource(clip);
   media::Picture result(media::PixelLayout::kNv12, source->info().size);
@@ -171,7 +171,7 @@ struct Sides {
   Rates codecs;
 };
 
-// In turns.
+// Measures both sides by turns.
 Sides measure(Library& library, media::Style style, const fs::path& clip, const fs::path& folder) {
   const fs::path output = folder / "restyled.mp4";
   LibraryEffect restyle(library);
@@ -184,7 +184,7 @@ Sides measure(Library& library, media::Style style, const fs::path& clip, const 
     sides.alone[round] = libraryRate(clip, library);
     sides.steadied[round] = clipRate(clip, output, restyle_steadily);
     sides.whole[round] = clipRate(clip, output, plain);
-    // The results themselves through the codecs, once more.
+    // Runs the results through the codecs once more, without an effect.
     fs::copy_file(output, folder / "results.mp4", fs::copy_options::overwrite_existing);
     sides.codecs[round] = clipRate(folder / "results.mp4", output, {});
   }

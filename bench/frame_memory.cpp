@@ -1,8 +1,8 @@
-// What frames do to the memory, in the steady state: the large heap allocations of a frame outside of inference, and how far the
-// resident size of the program grows over a thousand frames of each style. The exit status does not depend on the figures.
+// Measures memory in the steady state: the large heap allocations of a frame outside of inference, and the growth of the
+// program's resident size over a thousand frames of each style. The exit status does not depend on the figures.
 //
-// Sizes that matter for allocations are those of the promises; for growth small ones do, since what is lost by each frame shows
-// at any size.
+// Allocations are counted at the sizes of the promises; for growth small sizes are enough, since a leak in each frame shows at
+// any size.
 #include "allocation_count.h"
 #include "neural_case.h"
 #include "photo_like_picture.h"
@@ -49,7 +49,7 @@ double residentKib() {
   return static_cast<double>(resident_pages) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024.0;
 }
 
-// One style, prepared, with a frame of its own size to work on.
+// A prepared style and a frame of its own size.
 class FrameStream {
 public:
   FrameStream(const NeuralCase& neural_case, int input_width, int input_height)
@@ -63,7 +63,7 @@ public:
     }
   }
 
-  // With its style image, so that binding one is measured too.
+  // Passes the style image with each frame, so that binding it is measured too.
   void frame() { static_cast<void>(pipeline_.processFrame(settings_, input_, &style_, output_)); }
 
 private:

@@ -1,4 +1,4 @@
-// Both filters' kernels, a copy of the image and the plain filters: launch and wait, nothing else.
+// Times both filters' kernels, a copy of the image and the plain filters: launch and wait, nothing else.
 #include "bench_names.h"
 #include "kernel_launcher.h"
 

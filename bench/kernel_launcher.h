@@ -1,4 +1,4 @@
-// One OpenCL kernel on one device with everything it needs in place, so that a benchmark times the launch and nothing else.
+// An OpenCL kernel on a device with all its arguments set, so that a benchmark times only the launch.
 #pragma once
 
 #include "gpufilters/opencl_handles.h"
@@ -7,7 +7,7 @@
 
 namespace vorin::bench {
 
-// Takes the first OpenCL device there is, of whatever vendor and kind. Errors end the program: a benchmark of a failed launch
+// Uses the first OpenCL device, of any vendor and kind. Errors end the program: a benchmark of a failed launch
 // would look fast.
 class KernelLauncher {
 public:
@@ -19,7 +19,7 @@ public:
   cl::Kernel pencilSketchKernel(const char* name);
   cl::Kernel stipplingKernel(const char* name);
 
-  // One launch over the padded image, until it is done.
+  // Launches the kernel over the padded image and waits until it is done.
   void run(const cl::Kernel& kernel);
 
 private:

@@ -41,7 +41,7 @@ private:
 } // namespace vorin::bench
 
 int main(int argc, char** argv) {
-  // Before the command line's own arguments, which therefore win.
+  // These come before the command line's arguments, which therefore override them.
   std::array<std::string, 4> defaults = {"--benchmark_repetitions=9", "--benchmark_enable_random_interleaving=true",
                                          "--benchmark_report_aggregates_only=true", "--benchmark_min_time=0.1"};
   std::vector<char*> arguments = {argv[0]};

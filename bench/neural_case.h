@@ -1,5 +1,5 @@
 // The neural styles as the benchmarks run them: a pipeline with the trained network of the demo package, and beside it the same
-// network compiled by the benchmark itself, with the same conversions, and nothing of the library around it.
+// network compiled by the benchmark itself, with the same conversions, without the library around it.
 #pragma once
 
 #include "pipeline/frame_pipeline.h"
@@ -21,13 +21,13 @@ struct NeuralCase {
 
 StyleSettings settingsOf(const NeuralCase& neural_case);
 
-// The demo package's own folder, which the networks lie in as well; empty when it was not built.
+// The demo package's folder, which also holds the networks; empty if it was not built.
 std::string modelFolder();
 
-// Empties the cache of compiled networks that the library keeps for this program.
+// Empties the library's cache of compiled networks for this program.
 void removeNetworkCache();
 
-// What the device named "GPU" computes in: whether it is bf16.
+// Whether the device named "GPU" computes in bf16.
 bool computesInBf16();
 
 // The network of a case with a picture in place of the frame; `picture` stays in use by the request. The case's width and height
@@ -44,7 +44,7 @@ private:
   std::vector<float> style_;
 };
 
-// A packed BGRA frame over the pixels.
+// Wraps the pixels in a packed BGRA frame.
 SttFrame bgraFrame(std::uint8_t* pixels, int width, int height);
 
 } // namespace vorin::bench

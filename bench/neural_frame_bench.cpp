@@ -1,7 +1,7 @@
-// Whole frames of the neural styles with the trained networks of the demo package, 1920 x 1080 BGRA in and BGRA out: against the
-// bare inference of the same network, and what they take beyond inference in copies of the frame. The two sides take turns frame
-// by frame. Style transfer's two smoothings are also timed alone, beside literal loops, for what a frame would take with those.
-// Without a "GPU" of the inference runtime or its stand-in, or without the package, there is nothing to measure.
+// Times whole frames of the neural styles with the trained networks of the demo package, 1920 x 1080 BGRA in and BGRA out:
+// against the bare inference of the same network, and their time beyond inference in copies of the frame. The two sides take
+// turns frame by frame. Style transfer's two smoothings are also timed alone, beside literal loops, to estimate a frame's time
+// with those. Without a "GPU" of the inference runtime or its stand-in, or without the package, there is nothing to measure.
 #include "bench_names.h"
 #include "inference_clock.h"
 #include "literal_smoothing.h"
@@ -90,7 +90,7 @@ public:
   void copyFrame() { std::memcpy(copy_.data(), input_pixels_.data(), copy_.size()); }
 
 private:
-  // What a network of 960 x 540 pixels gets of the frame that begins with a row of the input.
+  // The input of a network of 960 x 540 pixels for the frame that begins with a row of the input.
   cv::Mat sceneAt(std::size_t first_row) {
     const cv::Mat frame(kHeight, kWidth, CV_8UC4, input_pixels_.data() + first_row * kWidth * 4);
     cv::Mat scene;
@@ -110,7 +110,7 @@ private:
   std::size_t count_ = 0;
 };
 
-// The same for all repetitions: a network takes a second to load.
+// Shared by all repetitions: loading a network needs a second.
 Sides& sidesOf(const NeuralCase& neural_case) {
   static std::map<std::int32_t, std::unique_ptr<Sides>> sides;
   std::unique_ptr<Sides>& found = sides[neural_case.style_type];
@@ -155,11 +155,11 @@ void timeFrames(benchmark::State& state, const NeuralCase& neural_case) try {
   state.SkipWithError(error.what());
 }
 
-// One engine's set-up with an empty cache of compiled networks, and then with what that has put there.
+// Times one engine's set-up with an empty cache of compiled networks, and then with the filled cache.
 void timePrepare(benchmark::State& state, const NeuralCase& neural_case) try {
   const StyleSettings settings = settingsOf(neural_case);
   const auto prepareMs = [&] {
-    FramePipeline pipeline; // its end is not part of the time
+    FramePipeline pipeline; // its destructor is not timed
     return elapsedMs([&] { mustBeOk(pipeline.initPlugins(settings)); });
   };
   for ([[maybe_unused]] const auto iteration : state) {

@@ -1,4 +1,4 @@
-// NV12 and YUY2 output of a full HD frame against the colour conversion alone that is part of it.
+// Times NV12 and YUY2 output of a full HD frame against the colour conversion that is part of it.
 #include "bench_names.h"
 #include "photo_like_picture.h"
 #include "pipeline/pixel_format.h"
@@ -31,7 +31,7 @@ void timeOutput(benchmark::State& state, ToHost to_host, const cv::Mat& result, 
     SttFrame output{};
     output.data = host.data();
     output.pixelFormat = format;
-    output.pitch = kWidth; // of NV12; YUY2 has none
+    output.pitch = kWidth; // for NV12; YUY2 ignores it
     to_host(output, result, buffers);
     benchmark::ClobberMemory();
   }

@@ -1,6 +1,6 @@
-// A whole frame through the pipeline in the pencil style, BGRA in and out. What it takes beyond the kernel is counted in copies
-// of the frame, made by turns with it, so that they too find their pixels pushed out of the caches. Needs a GPU of the supported
-// vendor or its stand-in; without one the frame would be measured as a failure, so it is left out.
+// Times a whole frame through the pipeline in the pencil style, BGRA in and out. Its time beyond the kernel is counted in copies
+// of the frame, made by turns with it, so that they too find their pixels outside the caches. Needs a GPU of the supported vendor
+// or its stand-in; without one the frame would be measured as a failure, so it is left out.
 #include "bench_names.h"
 #include "kernel_launcher.h"
 #include "photo_like_picture.h"
@@ -28,7 +28,7 @@ SttFrame bgraFrame(std::vector<std::uint8_t>& pixels) {
   return frame;
 }
 
-constexpr int kTurns = 12; // of a frame, a launch and a copy, for one difference
+constexpr int kTurns = 12; // each a frame, a launch and a copy, for one difference
 
 template <typename Action> double elapsedSeconds(Action action) {
   const auto start = std::chrono::steady_clock::now();

@@ -1,5 +1,5 @@
-// A picture with what photographs have and noise has not: smooth shading, large shapes with sharp rims, fine texture and sensor
-// noise. The same on every machine.
+// A picture with the features of photographs: smooth shading, large shapes with sharp rims, fine texture and sensor noise. It is
+// the same on every machine.
 #pragma once
 
 #include <cstdint>

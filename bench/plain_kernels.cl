@@ -1,5 +1,5 @@
-// What the library's kernels are measured against: the copy is the least that a filter can do, the plain filters are their
-// definitions, one image read for every tap. Same arguments and same pictures as the library's kernels.
+// The kernels that the library's are compared with: the copy is the least that a filter can do, the plain filters are their
+// definitions, with one image read for every tap. Arguments and pictures are those of the library's kernels.
 
 __kernel void copy_image(__read_only image2d_t src, __write_only image2d_t dst, sampler_t sampler) {
   const int2 p = (int2)((int)get_global_id(0), (int)get_global_id(1));

@@ -1,7 +1,7 @@
-// The ratios that the library promises, as data, and the table that a run prints of them.
+// The ratios that the library promises, as data, and the table of them that a run prints.
 //
-// Idea: absolute times say little about a machine that does other things as well; two medians of one interleaved run, divided,
-// say what the code is worth. A new promise is one row in ratio_table.cpp.
+// Idea: absolute times mean little on a machine that also does other work; the ratio of two medians of one interleaved run
+// measures the code. A new promise is one row in ratio_table.cpp.
 #pragma once
 
 #include <map>
@@ -12,7 +12,7 @@ namespace vorin::bench {
 
 enum class Bound { kAtMost, kAtLeast };
 
-// One measured time: a benchmark's own, or that of one of its counters. Names are those of bench_names.h.
+// A measured time: a benchmark's own, or that of one of its counters. Names are those of bench_names.h.
 struct Side {
   constexpr Side(const char* benchmark_name, const char* counter_name = nullptr)
       : benchmark(benchmark_name), counter(counter_name) {}
@@ -21,7 +21,7 @@ struct Side {
   const char* counter;
 };
 
-// A limit that may depend on what networks compute in.
+// A limit that may depend on the number format of networks.
 struct Limit {
   constexpr Limit(double in_both) : in_f32(in_both), in_bf16(in_both) {}
   constexpr Limit(double f32, double bf16) : in_f32(f32), in_bf16(bf16) {}

@@ -1,7 +1,7 @@
-// What the program adds to the library: one image in a new process against the library in a process that stays, and a folder of
-// images against as many frames of the library. Both sides on the software device, in turns, in one run.
+// Times what the program adds to the library: one image in a new process against the library in a running process, and a folder
+// of images against as many frames of the library. Both sides on the software device, in turns, in one run.
 //
-// The one image is a BMP file, whose reading and writing cost next to nothing; those of the folder are JPEG files.
+// The one image is a BMP file, whose reading and writing cost almost nothing; those of the folder are JPEG files.
 #include "effects/library_object.h"
 #include "photo_like_picture.h"
 #include "sources_and_sinks.h"
@@ -54,7 +54,7 @@ void write(const fs::path& file, const Picture& picture) {
   sink->finish();
 }
 
-// The library's object on the software device, ready for frames of a size.
+// An object of the library on the software device, ready for frames of a size.
 std::unique_ptr<media::LibraryObject> preparedObject(Style style, media::Size size) {
   auto object = std::make_unique<media::LibraryObject>(media::LibraryCopy::get(true));
   object->selectGpu(SttDeviceAnyGpu);

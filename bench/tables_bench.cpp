@@ -1,4 +1,4 @@
-// The displacement tables of a padded full HD frame: the library's, and the generator run as its definition says.
+// Times the displacement tables of a padded full HD frame: the library's, and a generator written as its definition says.
 #include "bench_names.h"
 #include "gpufilters/displacement_tables.h"
 
@@ -11,7 +11,7 @@ using gpufilters::DisplacementTables;
 
 constexpr std::size_t kEntries = std::size_t{1920} * 1088;
 
-std::uint32_t draw(std::uint32_t& state) {
+std::uint32_t nextNumber(std::uint32_t& state) {
   state = state * 214013u + 2531011u;
   return (state >> 16) & 0x7FFFu;
 }
@@ -21,8 +21,8 @@ DisplacementTables plainTables(std::size_t entries, int filter_radius) {
   const auto divisor = static_cast<std::uint32_t>(2 * filter_radius + 1);
   for (std::size_t k = 0; k < entries; ++k) {
     auto state = static_cast<std::uint32_t>(k);
-    tables.x[k] = static_cast<std::uint8_t>((draw(state) & 255u) % divisor);
-    tables.y[k] = static_cast<std::uint8_t>((draw(state) & 255u) % divisor);
+    tables.x[k] = static_cast<std::uint8_t>((nextNumber(state) & 255u) % divisor);
+    tables.y[k] = static_cast<std::uint8_t>((nextNumber(state) & 255u) % divisor);
   }
   return tables;
 }
@@ -30,7 +30,7 @@ DisplacementTables plainTables(std::size_t entries, int filter_radius) {
 template <typename Build> void timeTables(benchmark::State& state, Build build) {
   int radius = 4;
   for ([[maybe_unused]] const auto iteration : state) {
-    benchmark::DoNotOptimize(radius); // the caller's, not known when compiling
+    benchmark::DoNotOptimize(radius); // hides the value from the optimiser: callers pass it at run time
     DisplacementTables tables = build(kEntries, radius);
     benchmark::DoNotOptimize(tables.x.data());
     benchmark::DoNotOptimize(tables.y.data());

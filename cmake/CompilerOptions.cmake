@@ -1,4 +1,4 @@
-# What every target of the project is compiled and linked with; targets take it by linking vorin_options. The few that must not have the
+# The compile and link options of every target of the project; targets get them by linking vorin_options. The few that must not have the
 # sanitizers, whatever the build has, link vorin_plain_options.
 add_library(vorin_plain_options INTERFACE)
 add_library(vorin_options INTERFACE)
@@ -21,12 +21,12 @@ else()
               -Werror)
 endif()
 if(MINGW)
-  # A program or DLL needs nothing that Windows does not have: the compiler's own libraries are inside.
+  # Links the compiler's own libraries statically, so that a program or DLL needs only Windows' DLLs.
   target_link_options(vorin_plain_options INTERFACE -static)
 elseif(NOT MSVC)
-  # RUNPATH, not RPATH: a library search path of the user comes before it, which is how the stand-ins for the hardware get in.
+  # RUNPATH, not RPATH: a library search path of the user is searched before it, which is how the stand-ins for the hardware are found.
   target_link_options(vorin_plain_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
-  # Hardening against faults that remain.
+  # Hardening.
   target_link_options(vorin_plain_options INTERFACE -Wl,-z,relro -Wl,-z,now)
   target_compile_options(vorin_plain_options INTERFACE -fstack-protector-strong)
 endif()

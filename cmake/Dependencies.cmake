@@ -1,4 +1,4 @@
-# The libraries that the project calls. docs/dependencies.md says why each is there.
+# The libraries that the project calls. docs/dependencies.md gives the purpose of each.
 
 # MinGW's variants of the packages are laid out by scripts/setup --windows and found by modules of the project's own.
 if(MINGW)
@@ -15,7 +15,7 @@ endif()
 find_package(OpenVINO 2026.4.1 REQUIRED COMPONENTS Runtime)
 
 find_package(OpenCV 4.5 REQUIRED COMPONENTS core imgproc)
-if(MINGW) # zlib inside too: what OpenCV was built with names its import library
+if(MINGW) # links zlib statically too: OpenCV's build names its import library
   get_target_property(vorin_opencv_libraries opencv_core INTERFACE_LINK_LIBRARIES)
   string(REPLACE "libz.dll.a" "libz.a" vorin_opencv_libraries "${vorin_opencv_libraries}")
   set_target_properties(opencv_core PROPERTIES INTERFACE_LINK_LIBRARIES "${vorin_opencv_libraries}")

@@ -1,4 +1,4 @@
-# What `cmake --install` lays out, in five components. All paths are relative to each other, so the whole may move:
+# The files of `cmake --install`, in five components. All paths are relative to each other, so the whole may move:
 #   library       lib/libvorin_stt.so.0 and, in lib/vorin-stt, the inference runtime that it finds beside itself (Windows: all in bin)
 #   media         lib/libvorin_media.so.0, its own copy of the library and the module for clips in lib/vorin-stt, and the one with a private runtime, which is the
 #                 software device, in lib/vorin-stt/embedded; needs library for real GPUs (not on Windows)
@@ -64,7 +64,7 @@ set(vorin_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vorin_stt)
 install(
   EXPORT vorin_sttTargets
   NAMESPACE vorin_stt::
-  FILE vorin_sttConfig.cmake # needs no other package: what the library stands on is its own affair
+  FILE vorin_sttConfig.cmake # needs no other package: the library's dependencies are private
   DESTINATION ${vorin_package_dir}
   COMPONENT development)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorin_sttConfigVersion.cmake COMPATIBILITY SameMinorVersion)
@@ -79,7 +79,7 @@ if(MINGW)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/windows-package/README.txt DESTINATION . COMPONENT library)
 endif()
 
-# ---- the inference runtime: what reads IR and ONNX networks and runs them on GPUs and processors, and nothing of other devices ----
+# ---- the inference runtime: only the parts that read IR and ONNX networks and run them on GPUs and processors ----
 set(vorin_runtime_wanted "openvino(\\.|_c\\.|_intel_[cg]pu_plugin|_(ir|onnx)_frontend)|tbb(12|\\.|bind)|hwloc|cache\\.json")
 install(
   DIRECTORY $<TARGET_FILE_DIR:openvino::runtime>/
@@ -115,7 +115,7 @@ install(
   COMPONENT models
   OPTIONAL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${vorin_doc_dir} COMPONENT library)
-# The inference runtime's own, and those of what is inside it.
+# The licences of the inference runtime and of its parts.
 if(MINGW)
   file(GLOB vorin_runtime_licenses ${PROJECT_SOURCE_DIR}/build/windows-deps/openvino/licenses/*)
   # OpenCV and the compiler's libraries are inside the DLL and the programs.

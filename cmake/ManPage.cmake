@@ -1,8 +1,8 @@
-# vorin_add_man_page(<program target> <what it does>) makes <program>.1 from the program's own --help, so that both say the same, and
+# vorin_add_man_page(<program target> <what it does>) makes <program>.1 from the program's --help, so that both agree, and
 # installs it.
 find_program(VORIN_HELP2MAN help2man)
 mark_as_advanced(VORIN_HELP2MAN)
-add_custom_target(vorin_papers ALL) # all that is made from the programs, for who builds single targets before installing
+add_custom_target(vorin_papers ALL) # everything made from the programs, for builds of single targets before installing
 
 function(vorin_add_man_page program purpose)
   if(NOT VORIN_HELP2MAN)

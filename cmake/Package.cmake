@@ -1,4 +1,4 @@
-# What CPack makes of the install components: an archive that runs from any folder and a Debian package. scripts/package calls it.
+# Packages that CPack makes from the install components: an archive that runs from any folder and a Debian package. scripts/package calls it.
 set(CPACK_GENERATOR TGZ DEB)
 set(CPACK_PACKAGE_NAME vorin-stt)
 set(CPACK_PACKAGE_VENDOR "the vorin-stt developers")

@@ -1,5 +1,5 @@
-# What a Debian package has otherwise than the archive: the papers in a folder named after the package, with a file copyright, and man
-# pages compressed. CPack includes this once all files are laid out below the temporary folder.
+# The differences of a Debian package from the archive: the documents lie in a folder named after the package, with a file copyright, and
+# man pages are compressed. CPack includes this file when all files are in the temporary folder.
 if(CPACK_GENERATOR STREQUAL DEB)
   set(papers ${CPACK_TEMPORARY_DIRECTORY}/usr/share/doc)
   file(RENAME ${papers}/vorin_stt ${papers}/${CPACK_PACKAGE_NAME})

@@ -1,5 +1,5 @@
-# CPack reckons the installed size with each link as large as what it leads to, and the software device is links for the most part. This
-# puts the size of the files themselves into the package; CPack includes it once that is written.
+# CPack counts each link with the size of its target, and the software device is mostly links. This file writes the size of the files
+# themselves into the package; CPack includes it when the package is written.
 if(CPACK_GENERATOR STREQUAL DEB)
   set(folder ${CPACK_TOPLEVEL_DIRECTORY}/control)
   file(REMOVE_RECURSE ${folder})

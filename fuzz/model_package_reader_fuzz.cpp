@@ -1,8 +1,8 @@
-// Any bytes as a package: the library's reader must end with the status, and write the bytes, that a plain reading of the format
-// gives.
+// Reads any bytes as a package: the library's reader must return the same status, and write the same bytes, as a plain reader of
+// the format.
 //
-// The first byte of the input says what is asked for, the rest is the package. The one case in which the reader does not end, an
-// entry that runs past the end of the file, is recognised by the plain reading and left out.
+// The first byte of the input chooses the entry's name, the rest is the package. The one case in which the reader does not end,
+// an entry that runs past the end of the file, is recognised by the plain reader and skipped.
 #include "modelpack/model_package_reader.h"
 
 #include <cstdint>
@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 using vorin::modelpack::ModelPackageReader;
 using vorin::modelpack::PackageStatus;
 
-// Two files of this process's own.
+// Two files that only this process uses.
 class WorkFolder {
 public:
   WorkFolder() : path_(fs::temp_directory_path() / ("vorin-fuzz-" + std::to_string(std::random_device()()))) {
@@ -57,7 +57,7 @@ std::uint32_t numberAt(const std::string& bytes, std::size_t position) {
   return value;
 }
 
-// What reading ought to give; nothing for the endless case.
+// The expected result; nothing for the endless case.
 std::optional<Reading> plainReading(const std::string& package, const std::string& wanted) {
   for (std::size_t position = 0;;) {
     const std::size_t zero = package.find('\0', position);
@@ -90,8 +90,7 @@ std::optional<Reading> plainReading(const std::string& package, const std::strin
   }
 }
 
-// An even choice asks for the name that stands at some place of the package, so that names are often found; the others for fixed
-// ones.
+// An even choice reads the name at some place of the package, so that names are often found; an odd one is a fixed name.
 std::string wantedName(std::uint8_t choice, const std::string& package) {
   if (choice % 2 == 0) {
     const std::size_t start = package.empty() ? 0 : choice * std::size_t{7} % package.size();

@@ -1,5 +1,5 @@
 // Runs a fuzzer's entry point over mutated packages, the same ones for the same seed: mutation_driver [RUNS [SEED]]. For the
-// tests, and where there is no libFuzzer.
+// tests, and for compilers without libFuzzer.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -38,7 +38,7 @@ private:
     return below(8) == 0 ? std::string(1015 + below(16), 'n') : kNames[below(std::size(kNames))];
   }
 
-  // One to four entries that overlap as chance has it, over some data; some sizes reach a little too far, into the excluded case.
+  // One to four entries that overlap at random, over some data; some sizes reach a little too far, into the excluded case.
   std::string soundPackage() {
     std::string package;
     const std::uint32_t data_bytes = below(10000);

@@ -13,10 +13,10 @@
 #define VORIN_ERROR_API
 #endif
 
-/** What the project's C++ interfaces have in common. */
+/** The common parts of the project's C++ interfaces. */
 namespace vorin {
 
-/** What kind of thing is at fault. */
+/** The kind of thing at fault. */
 enum class ErrorKind {
   kUsage,       /**< the call: options that make no sense or do not go together, a size that a layout cannot hold */
   kModel,       /**< the model package or one of its networks */

@@ -1,9 +1,9 @@
 /** @file
  * vorin_media: pictures, clips and pipes through the styles of vorin_stt, safely, for C++20 hosts.
  *
- * A Source gives frames, effects change them, a Sink takes them; run() moves frames from one to the other. An image file is a
- * source of one frame, so images, clips and pipes go the same way. Restyler is the effect that calls the style-transfer library,
- * and can also be used alone, picture by picture.
+ * A Source delivers frames, effects change them, a Sink writes them; run() moves frames from one to the other. An image file is a
+ * source of one frame, so images, clips and pipes are handled alike. Restyler is the effect that calls the style-transfer
+ * library, and can also be used alone, picture by picture.
  *
  * This is a source interface: it may change before version 1.0, and a program must be built with the header of the library that
  * it links. Every function throws vorin::Error, whose text says what to do, or std::bad_alloc. No function writes to standard
@@ -43,22 +43,22 @@ struct Packet {
   std::shared_ptr<PacketData> data; /**< opaque */
 };
 
-using Item = std::variant<Frame, Packet>; /**< what sources give */
+using Item = std::variant<Frame, Packet>; /**< what sources deliver */
 
 struct SourceDetails;
 
-/** What is known of a source before its first frame. Sinks read it to keep what the source has besides its pictures. */
+/** What is known about a source before its first frame. Sinks read it to keep the source's sound, tags and the like. */
 struct SourceInfo {
   std::string name;                            /**< for messages, in quotes */
   Size size;                                   /**< of all pictures */
   PixelLayout layout = PixelLayout::kBgra;     /**< kNv12, or kBgra where that cannot hold the pictures without loss */
   Rational time_base;                          /**< seconds */
   Rational frame_rate;                         /**< on average; 0/1: unknown */
-  std::optional<std::int64_t> frames_expected; /**< as far as the source tells */
+  std::optional<std::int64_t> frames_expected; /**< none if the source does not say */
   std::shared_ptr<SourceDetails> details;      /**< colour tags, rotation, sound, titles and the like; opaque */
 };
 
-/** Gives frames and packets in the order in which they lie in the file. */
+/** Delivers frames and packets in the order of the file. */
 class VORIN_MEDIA_API Source {
 public:
   Source() = default;
@@ -71,14 +71,15 @@ public:
   /** The next frame or packet; nothing at the end. A source that is cut short or damaged delivers what can be read. */
   virtual std::optional<Item> next() = 0;
 
-  /** After the end: what was damaged or missing, one line each for the user. */
+  /** Reports, after the end, damaged or missing parts, one line each for the user. */
   virtual std::vector<std::string> damage() const { return {}; }
 
   /** Ends a next() that waits for another program's bytes. Thread-safety: from any thread. */
   virtual void interrupt() noexcept {}
 };
 
-/** Takes frames and packets. A file has its name once it is complete: a sink destroyed without finish() leaves nothing behind. */
+/** Writes frames and packets. A file gets its name when it is complete: a sink destroyed without finish() leaves nothing behind.
+ */
 class VORIN_MEDIA_API Sink {
 public:
   Sink() = default;
@@ -86,16 +87,16 @@ public:
   Sink& operator=(const Sink&) = delete;
   virtual ~Sink() = default;
 
-  virtual Size size() const = 0;           /**< of the pictures that it takes */
+  virtual Size size() const = 0;           /**< of the pictures to write */
   virtual void write(Frame&& frame) = 0;   /**< in any layout */
   virtual void write(Packet&& packet) = 0; /**< of the source's streams */
   virtual void finish() = 0;               /**< completes the output; once, after the last write */
 
-  /** Ends soon, for a user who waits: what the encoder still holds is dropped, what is written plays. Returns the number of
-   * frames in the output; 0: there is no output of this run. */
+  /** Ends the output soon, for a user who waits: drops the frames that the encoder still holds and leaves a file that plays.
+   * Returns the number of frames in the output; 0: nothing was written. */
   virtual std::int64_t finishEarly() = 0;
 
-  /** What of the source the output does not hold, one line each for the user; complete once the sink is open. */
+  /** The parts of the source that the output cannot hold, one line each for the user; complete once the sink is open. */
   virtual std::vector<std::string> warnings() const { return {}; }
 
   /** Ends a write() that waits for another program. Thread-safety: from any thread. */
@@ -139,16 +140,16 @@ public:
   /** The size of the result for pictures of this size. */
   virtual Size resultSize(Size size) const { return size; }
 
-  /** Called for every frame before any effect's apply(): work that needs the source's frame only may begin on another thread.
-   * source stays valid until apply() returns. size: of the picture that apply() will get. */
+  /** Called for every frame before any effect's apply(), so that work on the source's frame can begin on another thread. source
+   * stays valid until apply() returns. size: of the picture that apply() will get. */
   virtual void see(const Picture& /*source*/, Size /*size*/) {}
 
-  /** source: the frame as the source gave it. picture: what the effects before have made of it, at first the frame itself; it is
-   * replaced, or changed in place where it owns its pixels. */
+  /** source: the unchanged frame. picture: the result of the effects before, at first the frame itself; this effect replaces it,
+   * or changes it in place if it owns its pixels. */
   virtual void apply(const Picture& source, Picture& picture) = 0;
 };
 
-/** By the numbers of the style-transfer library. */
+/** The styles, with their numbers in the style-transfer library. */
 enum class Style {
   kTransfer = 0,    /**< the look of a style image, by a neural network */
   kLightGrey = 1,   /**< neural */
@@ -157,7 +158,7 @@ enum class Style {
   kPencilSketch = 4 /**< an OpenCL filter */
 };
 
-/** What the styles run on. */
+/** The device that runs the styles. */
 enum class Device {
   kAuto,          /**< a GPU that runs the style, else the software device */
   kIntegratedGpu, /**< a GPU of this kind, or an error */
@@ -165,7 +166,7 @@ enum class Device {
   kSoftware       /**< this machine's processor */
 };
 
-/** What networks compute in on the software device. */
+/** The number format of networks on the software device. */
 enum class Precision {
   kF32, /**< the same results on every processor */
   kBf16 /**< faster where the processor has it */
@@ -176,12 +177,12 @@ struct RestylerOptions {
   Style style = Style::kPencilSketch;    /**< of the first frames */
   std::string network;                   /**< of kTransfer: "512" (also when empty), "256" or "540p" */
   std::filesystem::path models;          /**< the folder of model_st.bin; empty: beside the program, and the usual places */
-  std::optional<Size> size;              /**< of the results; none: that of each input */
+  std::optional<Size> size;              /**< size of later results; none: each input's own */
   Device device = Device::kAuto;         /**< for all frames */
   Precision precision = Precision::kF32; /**< one in a process */
 };
 
-/** What a Restyler took, and what the last frame cost. */
+/** What a Restyler uses, and what the last frame cost. */
 struct RestylerReport {
   Style style = Style::kPencilSketch; /**< set last */
   std::string network;                /**< its entry in the package, without the file extension; empty for a filter */
@@ -194,10 +195,10 @@ struct RestylerReport {
   double frame_ms = 0;                /**< spent in the style-transfer library on the last frame */
 };
 
-/** The style-transfer library made safe. It checks sizes, pitches and buffers, never writes to an input, turns every status and
- * exception into a vorin::Error, reports a blank result as an error, and lets one preparation at a time run in the user's folder
- * of unpacked networks, across threads and processes. A second thread in one object gets kBusy. Frames of one sequence may
- * influence each other, as kTransfer smooths them over time. */
+/** A safe interface to the style-transfer library. It checks sizes, pitches and buffers, never writes to an input, turns every
+ * status and exception into a vorin::Error, reports a blank result as an error, and lets one preparation at a time run in the
+ * user's folder of unpacked networks, across threads and processes. A second thread in one object gets kBusy. Frames of one
+ * sequence may influence each other, as kTransfer smooths them over time. */
 class VORIN_MEDIA_API Restyler final : public Effect {
 public:
   /** Finds the package and the device; networks are loaded with the first frame. kModel, kDevice, kUsage. */
@@ -206,9 +207,9 @@ public:
 
   void setStyle(Style style, const std::string& network = {}); /**< for the frames to come */
   void setStyleImage(const Picture& image);                    /**< for kTransfer; copied. Any layout */
-  void setSize(std::optional<Size> size);                      /**< of the results to come; none: that of each input */
+  void setSize(std::optional<Size> size);                      /**< size of later results; none: each input's own */
 
-  /** The next frame has nothing to do with the one before: another image, a cut. */
+  /** Marks the next frame as unrelated to the one before, as after a cut or for another image. */
   void startSequence();
 
   /** Makes sure that the device runs the style, and loads its network for pictures of this size. */
@@ -227,8 +228,8 @@ private:
   std::unique_ptr<Work> work_;
 };
 
-/** Calms the flicker of a restyled clip: what the scene keeps from frame to frame, the result keeps, moved along with the scene.
- * The first frame and the one after a cut stay as they are. Comes after a Restyler. Pictures: kNv12 or kBgra. */
+/** Reduces the flicker of a restyled clip: parts of the scene that do not change keep their look, and move with the scene. The
+ * first frame and the one after a cut stay unchanged. Comes after a Restyler. Pictures: kNv12 or kBgra. */
 class VORIN_MEDIA_API Steady final : public Effect {
 public:
   explicit Steady(Style style); /**< the style of the Restyler before it */
@@ -241,7 +242,7 @@ private:
   std::unique_ptr<Work> work_;
 };
 
-/** How much of the style shows, and whose colours. Comes last. Pictures: kNv12 or kBgra. */
+/** Blends the result with the source, and may keep the source's colours. Comes last. Pictures: kNv12 or kBgra. */
 class VORIN_MEDIA_API Look final : public Effect {
 public:
   /** strength: source * (1 - strength) + result * strength, 0 to 1. keep_colours: luma of the result, chroma of the source, both
@@ -256,50 +257,50 @@ private:
 
 /* ---- Running ----------------------------------------------------------------------------------- */
 
-/** How far a run is. */
+/** The progress of a run. */
 struct Progress {
   std::int64_t frames_done = 0;                /**< through all effects */
-  std::optional<std::int64_t> frames_expected; /**< as far as the source tells */
+  std::optional<std::int64_t> frames_expected; /**< none if the source does not say */
   double elapsed_ms = 0;                       /**< since the run began */
 };
 
-/** What a caller wants of a run. */
+/** Options of a run. */
 struct RunOptions {
-  const std::atomic<bool>* cancelled = nullptr;       /**< looked at between frames; a signal handler may set it */
+  const std::atomic<bool>* cancelled = nullptr;       /**< polled between frames; a signal handler may set it */
   std::function<void(const Progress&)> on_frame = {}; /**< after each frame, on the caller's thread */
 };
 
-/** How a run ended. */
+/** The outcome of a run. */
 struct RunResult {
-  std::int64_t frames = 0;           /**< that the output holds */
-  bool cancelled = false;            /**< the output then ends early and plays, or there is none of this run */
+  std::int64_t frames = 0;           /**< number of frames in the output */
+  bool cancelled = false;            /**< the output then ends early and plays, or nothing was written */
   std::vector<std::string> damage;   /**< of the source */
   std::vector<std::string> warnings; /**< of the sink */
 };
 
-/** The size of the frames that the effects make of the source's. */
+/** The size of the source's frames after all effects. */
 VORIN_MEDIA_API Size resultSize(const SourceInfo& source, std::span<Effect* const> effects);
 
 /** Reads ahead and writes behind on threads of its own, applies the effects on the caller's, and finishes the sink. Throws what
  * the source, an effect or the sink throws; the sink is then not finished. */
 VORIN_MEDIA_API RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, const RunOptions& options = {});
 
-/* ---- What there is ----------------------------------------------------------------------------- */
+/* ---- The installation -------------------------------------------------------------------------- */
 
 /** A GPU of the inference runtime. */
 struct Gpu {
   bool is_discrete = false; /**< else integrated */
-  std::string name;         /**< as the runtime tells it */
+  std::string name;         /**< as the runtime reports it */
 };
 
 /** The style-transfer library that is used here. */
 struct LibraryInfo {
   int major = 0;         /**< of its version */
   int minor = 0;         /**< of its version */
-  std::vector<Gpu> gpus; /**< that the inference runtime lists; the software device is none of them */
+  std::vector<Gpu> gpus; /**< that the inference runtime lists; the software device is not among them */
 };
 
-/** Looks what there is. kDevice. */
+/** Reports the library's version and the GPUs. Throws kDevice. */
 VORIN_MEDIA_API LibraryInfo libraryInfo();
 
 } // namespace vorin::media

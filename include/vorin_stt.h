@@ -1,10 +1,10 @@
 /** @file
  * vorin_stt.h: the public interface of the Vorin style-transfer library, version 0.5.
  *
- * Compiles alone as C11 and as C++17. The library repaints video frames or still images in an artistic style. Two equivalent
- * doors lead to one implementation: 14 C functions over an opaque handle, and, for C++ hosts, SttFactory and SttInterface.
+ * Compiles alone as C11 and as C++17. The library restyles video frames or still images. Two equivalent interfaces
+ * share one implementation: 14 C functions over an opaque handle, and, for C++ hosts, SttFactory and SttInterface.
  *
- * Calling order (both doors). Nothing enforces it; what happens outside it is said at each function.
+ * Calling order (both interfaces). Nothing enforces it; each function states the consequences of another order.
  *
  *   create
  *   EnumDevice        once with a null list for the count, then with a list of that many records
@@ -22,8 +22,8 @@
  * for a neural style, which writes and deletes files of fixed names in the writable folder (one Prepare at a time; programs that
  * share that folder count as one). Every call is synchronous: when a function returns, its work is done.
  *
- * Exceptions. Errors found while an engine is set up become statuses. ProcessFrame catches nothing: an error of the imaging
- * library or of the inference runtime leaves it as a C++ exception (cv::Exception and the like, all derived from std::exception).
+ * Exceptions. Errors found while an engine is set up become statuses. ProcessFrame catches nothing: it throws errors of the
+ * imaging library and of the inference runtime as C++ exceptions (cv::Exception and the like, all derived from std::exception).
  * So does an error of the inference runtime or of memory allocation while an object is created. A C host that cannot catch must
  * avoid the causes, which are listed at ProcessFrame.
  *
@@ -63,7 +63,7 @@ extern "C" {
 typedef enum _VorinStatus VORIN_STT_ENUM_BASE(int32_t){
     VORIN_STATUS_OK = 0,              /**< success */
     VORIN_STATUS_UNSUPPORTED = -1,    /**< ProcessFrame: the input frame does not lie in system memory */
-    VORIN_STATUS_INVALID_PARAM = -2,  /**< SetConfig, GetConfig: unknown key; ProcessFrame: the style image cannot be taken */
+    VORIN_STATUS_INVALID_PARAM = -2,  /**< SetConfig, GetConfig: unknown key; ProcessFrame: the style image cannot be used */
     VORIN_STATUS_FAILED = -4,         /**< create: no memory for the handle; CreateDevice: no such device; Prepare: any failure */
     VORIN_STATUS_PATH_NOT_FOUND = -5, /**< inside Prepare only, which reports it as VORIN_STATUS_FAILED */
     VORIN_STATUS_UNKNOWN_TYPE = -6    /**< inside Prepare only, which reports it as VORIN_STATUS_FAILED */
@@ -97,7 +97,7 @@ typedef struct SttDeviceInfo {
   uint8_t untouched[32];           /**< neither written nor read by the library */
 } SttDeviceInfo;
 
-/** What CreateDevice is asked for: the first 136 bytes of an SttDeviceInfo, so a reported record may be passed on with a cast.
+/** A request to CreateDevice: the first 136 bytes of an SttDeviceInfo, so a reported record may be passed on with a cast.
  * Only the kind decides; the name is kept in the selected record. A name that is not terminated within its field is kept as an
  * empty text. */
 typedef struct SttDeviceRequest {
@@ -126,7 +126,7 @@ typedef enum SttConfigKey VORIN_STT_ENUM_BASE(uint32_t){
         1, /**< int32_t; -1 until set. For SttStyleTransfer: 0 the 512 network, 2 the 540p network, any other the 256 one */
     SttCfgWidth = 2,    /**< int32_t, pixels: the delivered width; 0 until set */
     SttCfgHeight = 3,   /**< int32_t, pixels: the delivered height; 0 until set */
-    SttCfgReserved = 4, /**< int32_t: stored and reported, used for nothing; 0 until set */
+    SttCfgReserved = 4, /**< int32_t: stored and reported, otherwise unused; 0 until set */
     SttCfgModelPath =
         5 /**< NUL-terminated text: the folder of "model_st.bin"; the program's own folder until set; cannot be read back */
 } SttConfigKey;
@@ -146,7 +146,7 @@ typedef enum SttStyleType VORIN_STT_ENUM_BASE(int32_t){
 
 /** Pixel formats: 8 bits a sample, top row first, no alignment asked of any pointer. Other codes are unsupported: as an output
  * format they leave the buffer untouched, as an input format they make ProcessFrame throw (with SttCfgWidth and SttCfgHeight both
- * 0 a filter style's BGRA output comes out empty instead). YUV is the video-range BT.601 conversion for NV12 and for YUY2 input;
+ * 0 a filter style's BGRA output is empty instead). YUV is the video-range BT.601 conversion for NV12 and for YUY2 input;
  * YUY2 output is full-range YUV. */
 typedef enum SttPixelFormat VORIN_STT_ENUM_BASE(uint32_t){
     VORIN_FMT_BGRA = 1,  /**< 4 bytes a pixel: blue, green, red, alpha. Output alpha is 255 */
@@ -171,7 +171,7 @@ typedef struct SttFrame {
 /* ---- C functions ------------------------------------------------------------------------------- */
 
 typedef struct VorinSttCell* VorinSttHandle; /**< an object seen from C */
-typedef void* VorinSttContext;               /**< given out by CreateContext; every function ignores the one it is passed */
+typedef void* VorinSttContext;               /**< returned by CreateContext; every function ignores the one it is passed */
 
 /** Creates an object and a handle to it. Reads the log switch, lists the inference runtime's devices and scans the display
  * adapters. *handle: written on success only; owned by the host until vorin_SttDestroy. Returns VORIN_STATUS_OK, or
@@ -179,9 +179,9 @@ typedef void* VorinSttContext;               /**< given out by CreateContext; ev
  * object is created, if the log is on. */
 VORIN_STT_API _VorinStatus vorin_SttCreate(VorinSttHandle* handle);
 
-/** Gives back the handle and the object's own storage, and deliberately nothing else: the object's destructor does not run, so
- * its engines, images and the open log file stay as they are until the process ends. A host that creates objects again and again
- * should use SttFactory. Returns VORIN_STATUS_OK. Thread-safety: no other call on this handle, now or later. */
+/** Frees the handle and the object's own storage, and deliberately nothing else: the object's destructor does not run, so its
+ * engines, images and the open log file stay until the process ends. A host that creates objects repeatedly should use
+ * SttFactory. Returns VORIN_STATUS_OK. Thread-safety: no other call on this handle, now or later. */
 VORIN_STT_API _VorinStatus vorin_SttDestroy(VorinSttHandle handle);
 
 /* Each of the following calls the operation of the same name of SttInterface, below, where it is described. */
@@ -219,7 +219,7 @@ VORIN_STT_API _VorinStatus vorin_SttDestroyDevice(VorinSttHandle handle, SttDevi
 /* ---- C++ classes ------------------------------------------------------------------------------- */
 
 /** The twelve operations, in the order of the table of virtual functions, which is part of the binary interface. There is no
- * virtual destructor: only SttFactory::Destroy ends an object. Thread-safety of all: one call at a time on one object. */
+ * virtual destructor: only SttFactory::Destroy destroys an object. Thread-safety of all: one call at a time on one object. */
 class VORIN_STT_API SttInterface {
 public:
   /** Writes 0 and 5. Returns VORIN_STATUS_OK. */
@@ -231,7 +231,7 @@ public:
 
   /** Selects the last GPU of the requested kind; SttDeviceAnyGpu prefers an integrated one. (The other kinds select the last
    * device of that kind, for the neural styles; the filters run on none of them.) *device: the selected record, owned by the
-   * object, written in every case. Returns VORIN_STATUS_OK, or VORIN_STATUS_FAILED when there is none; the object then goes on
+   * object, written in every case. Returns VORIN_STATUS_OK, or VORIN_STATUS_FAILED when there is none; the object then continues
    * with the device name "notfind", for which no network can be prepared. */
   virtual _VorinStatus CreateDevice(const SttDeviceRequest* request, SttDeviceRecord** device) = 0;
 
@@ -244,25 +244,25 @@ public:
    * VORIN_STATUS_INVALID_PARAM for another key. */
   virtual _VorinStatus SetConfig(VorinSttContext context, uint32_t key, const void* value) = 0;
 
-  /** Reads keys 0 to 4. Returns VORIN_STATUS_OK, or VORIN_STATUS_INVALID_PARAM for another key (*value is left alone). */
+  /** Reads keys 0 to 4. Returns VORIN_STATUS_OK, or VORIN_STATUS_INVALID_PARAM for another key (*value stays unchanged). */
   virtual _VorinStatus GetConfig(VorinSttContext context, uint32_t key, int32_t* value) = 0;
 
   /** Sets up the engine of the configured style on the selected device. May take seconds; an engine that is already set up is
    * kept. Returns VORIN_STATUS_OK, or VORIN_STATUS_FAILED for an unknown style type or a network that cannot be loaded (the
-   * diagnostic log says why). The set-up of an OpenCL filter is deliberately not reported: where it fails, Prepare succeeds and
-   * frames come out black, BGRA and RGBA ones with an alpha of 0. */
+   * diagnostic log says why). The set-up of an OpenCL filter is deliberately not reported: if it fails, Prepare succeeds and
+   * frames are black, BGRA and RGBA ones with an alpha of 0. */
   virtual _VorinStatus Prepare(VorinSttContext context) = 0;
 
   /** Restyles one frame.
    * input: read during the call only, with one exception: a VORIN_FMT_BGR24 frame of exactly the network's size is worked on in
    * place, so that SttStyleTransfer smooths its pixels against the frame before, and SttStyleCartoon blackens its last column;
    * pass a copy if you need the frame afterwards, and never read-only memory. styleImage: for SttStyleTransfer, the image whose
-   * look the frame takes, or null to keep the one given last; other styles ignore it. output: the host sets data and pixelFormat
+   * look the frame gets, or null to keep the last one; other styles ignore it. output: the host sets data and pixelFormat
    * (and pitch for NV12); the library fills the pixels and sets width and height to the delivered size W x H, which is
    * SttCfgWidth x SttCfgHeight (for SttStyleTransfer the network's size while one of the two is 0). The buffer must hold,
    * unchecked, 4 W H bytes for BGRA and RGBA, 3 W H for BGR24, 2 W H for YUY2, and for NV12 3/2 pitch H after a neural style, 3/2
    * W H after a filter style. Returns VORIN_STATUS_OK; VORIN_STATUS_UNSUPPORTED for an input memory type other than
-   * VORIN_MEM_SYSTEM (nothing is written); VORIN_STATUS_INVALID_PARAM when the style image cannot be taken (nothing is written).
+   * VORIN_MEM_SYSTEM (nothing is written); VORIN_STATUS_INVALID_PARAM when the style image cannot be used (nothing is written).
    * An unsupported output format returns VORIN_STATUS_OK with the size written and the pixels untouched. Throws, among others:
    * for every style but SttStyleTransfer when SttCfgWidth or SttCfgHeight is 0 while the size would have to change; for an
    * unsupported input format; for NV12 output of odd size and NV12 input of odd rows or an odd height; for YUY2 input of odd
@@ -283,7 +283,7 @@ public:
   virtual _VorinStatus DestroyDevice(SttDeviceRecord* device) = 0;
 };
 
-/** Makes and ends objects for C++ hosts that share the library's C++ ABI for virtual calls. */
+/** Makes and destroys objects for C++ hosts that share the library's C++ ABI for virtual calls. */
 class VORIN_STT_API SttFactory {
 public:
   /** *object: a new object, owned by the host until Destroy. Returns VORIN_STATUS_OK. May throw, as vorin_SttCreate. */

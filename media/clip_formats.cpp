@@ -34,7 +34,7 @@ std::optional<int> wholeNumber(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
-// The text before the first separator and the one behind it.
+// The text before the first separator and the text after it.
 std::optional<std::pair<std::string_view, std::string_view>> cut(std::string_view text, char separator) {
   const std::size_t at = text.find(separator);
   if (at == std::string_view::npos) {
@@ -58,7 +58,7 @@ std::optional<Rational> parseRatio(std::string_view text, char separator) {
   return num && den && *num > 0 && *den > 0 ? std::optional(Rational{*num, *den}) : std::nullopt;
 }
 
-// 25, 30000/1001 or 29.97
+// Parses 25, 30000/1001 or 29.97.
 std::optional<Rational> parseRate(std::string_view text) {
   if (const auto ratio = parseRatio(text, '/')) {
     return ratio;
@@ -93,8 +93,8 @@ void readColour(SourceInfo& info, const std::string& value) {
   } else if (value == "420paldv") {
     detailsOf(info).colours.chroma_position = kTopLeft;
   } else {
-    throw Error(ErrorKind::kInputOutput, info.name + " is Y4M of the kind C" + value +
-                                             ": only 8-bit 4:2:0 is taken, which ffmpeg makes with -pix_fmt yuv420p");
+    throw Error(ErrorKind::kInputOutput,
+                info.name + " is Y4M with C" + value + ": only 8-bit 4:2:0 is supported (ffmpeg: -pix_fmt yuv420p)");
   }
 }
 
@@ -199,7 +199,7 @@ SourceInfo parseY4mHeader(const std::string& line, const std::string& name) {
   words >> word;
   if (word != kY4mWord) {
     throw Error(ErrorKind::kInputOutput,
-                name + " is not Y4M: say with --raw what comes, or make Y4M of it (ffmpeg: -f yuv4mpegpipe)");
+                name + " is not Y4M: name its format with --raw, or convert it to Y4M (ffmpeg: -f yuv4mpegpipe)");
   }
   SourceInfo info;
   info.name = name;

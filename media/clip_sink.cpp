@@ -1,6 +1,6 @@
-// A clip as a sink: encoded by libavcodec, multiplexed by libavformat into MP4, MOV or Matroska.
+// Writes a clip: libavcodec encodes it, libavformat multiplexes it into MP4, MOV or Matroska.
 //
-// Kept as in the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska, which
+// Kept from the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska, which
 // warns), colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits deep and
 // with colour at half the width and height, as players want them. H.264 and H.265 cannot hold odd sizes that way: pictures of odd
 // size keep their size and get colour at full width and height.
@@ -49,14 +49,14 @@ public:
   void write(Packet&& packet) override;
   void finish() override;
 
-  // Without a single frame there is no file, and one that was there before stays: it may be whole.
+  // Without a single frame no file is written, and an older file of that name stays.
   std::int64_t finishEarly() override;
 
 private:
   bool isMatroska() const { return std::strcmp(context_->oformat->name, "matroska") == 0; }
   void addVideo(const SourceInfo& source);
   void open();
-  bool writeEncoded(); // the next packet of the encoder; false: none
+  bool writeEncoded(); // writes the encoder's next packet; false: none is ready
   void hand(AVPacket& packet);
   void close();
   void check(int status) const;

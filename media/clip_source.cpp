@@ -1,4 +1,4 @@
-// A clip as a source: demultiplexed by libavformat, decoded by libavcodec.
+// Reads a clip: libavformat demultiplexes it, libavcodec decodes it.
 //
 // Only kinds of files that hold moving pictures are opened, and only the file itself is read: a playlist that names other files
 // or addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
@@ -45,7 +45,7 @@ private:
   PictureFromFrame to_picture_;
   FrameHandle frame_ = newFrame();
   PacketHandle packet_ = newPacket();
-  std::int64_t origin_ = 0; // in AV_TIME_BASE: what counts as 0
+  std::int64_t origin_ = 0; // in AV_TIME_BASE: the time that counts as 0
   std::int64_t usual_duration_ = 1;
   std::int64_t last_time_ = AV_NOPTS_VALUE;
   std::int64_t last_end_ = 0; // of what has been read, in AV_TIME_BASE
@@ -62,7 +62,7 @@ ClipSource::ClipSource(OpenClip clip, bool exact_colours)
     usual_duration_ =
         std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(toLibav(info_.frame_rate)), streams_->video().time_base));
   }
-  // Broadcasts and discs count from anywhere.
+  // Time stamps of broadcasts and discs begin anywhere.
   const AVFormatContext& context = *streams_->context;
   if ((context.iformat->flags & AVFMT_TS_DISCONT) != 0 && context.start_time != AV_NOPTS_VALUE) {
     origin_ = context.start_time;
@@ -82,7 +82,7 @@ std::optional<Item> ClipSource::next() {
     }
     if (!readPacket()) {
       all_read_ = true;
-      static_cast<void>(avcodec_send_packet(codec_.get(), nullptr)); // the decoder gives out what it still holds
+      static_cast<void>(avcodec_send_packet(codec_.get(), nullptr)); // makes the decoder deliver the frames that it still holds
     } else if (packet_->stream_index == streams_->video_index) {
       decodePacket();
     } else if (packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
@@ -145,7 +145,7 @@ Frame ClipSource::frameFromLibav() {
   return frame;
 }
 
-// Encoders want time to go on; in broken clips it does not.
+// Makes times increase, as encoders need; in broken clips they do not.
 std::int64_t ClipSource::frameTime() const {
   const bool is_first = last_time_ == AV_NOPTS_VALUE;
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) {

@@ -28,8 +28,8 @@ InputHandle openInput(const fs::path& clip) {
   if (fs::is_directory(clip, error)) {
     throw fault(clip, "is a folder: name a clip");
   }
-  if (!fs::is_regular_file(clip, error)) { // reading may wait for ever, and nothing could end it
-    throw fault(clip, "is no file: name a clip, or - to read what a program writes");
+  if (!fs::is_regular_file(clip, error)) { // reading could block for ever, without a way to interrupt it
+    throw fault(clip, "is not a file: name a clip, or - to read from a pipe");
   }
   AVDictionary* options = nullptr;
   av_dict_set(&options, "format_whitelist", kClipFormats, 0);
@@ -79,7 +79,7 @@ std::optional<std::array<std::int32_t, 9>> rotationOf(const AVStream& stream) {
   return matrix;
 }
 
-// Of red, green and blue: what they are to be written as.
+// The tags with which red, green and blue are written.
 ColourTags coloursToWrite(Size size) {
   ColourTags tags;
   tags.matrix = yuvColours(tags, size).matrix;
@@ -238,7 +238,7 @@ void CopiedStreams::add(const AVStream& stream, AVFormatContext& output) {
   if (added == nullptr || avcodec_parameters_copy(added->codecpar, stream.codecpar) < 0) {
     throw std::bad_alloc();
   }
-  // A tag of the source's container means nothing in another one; the muxer knows its own.
+  // A tag of the source's container has no meaning in another one; the muxer sets its own.
   if (output.oformat->codec_tag != nullptr &&
       av_codec_get_id(output.oformat->codec_tag, added->codecpar->codec_tag) != added->codecpar->codec_id) {
     added->codecpar->codec_tag = 0;

@@ -1,5 +1,5 @@
 // clip_streams.h: a clip's streams: its main video with a decoder, and those that are copied as they are from a source to a sink
-// (sound, subtitles, cover pictures, fonts). For the inside of this folder.
+// (sound, subtitles, cover pictures, fonts). Private to this folder.
 #pragma once
 
 #include "libav_support.h"
@@ -20,30 +20,30 @@ struct SourceStreams {
   const AVStream& video() const { return *context->streams[video_index]; }
 };
 
-// A clip before anything of it is read.
+// A clip that is open, but not read yet.
 struct OpenClip {
   std::shared_ptr<SourceStreams> streams;
   CodecHandle decoder;
   SourceInfo info; // with these streams
 };
 
-// Throws kInputOutput for what is no clip, or none that can be decoded.
+// Throws kInputOutput for a file that is not a clip or cannot be decoded.
 OpenClip openClip(const std::filesystem::path& clip);
 
 // Whether packets or attachments of this stream are copied.
 bool isCopied(const SourceStreams& source, int index);
 
-// Where the packets of the source's streams go in an output.
+// Maps the source's streams to those of an output.
 class CopiedStreams {
 public:
   // Adds the streams that the output can hold. Throws kInputOutput for a sound that it cannot hold: a clip is not complete
   // without its sound. Anything else that it cannot hold gets a warning.
   CopiedStreams(const SourceStreams& source, AVFormatContext& output);
 
-  // Chapters, title and the like.
+  // Copies chapters, title and the like.
   static void copyMetadata(const AVFormatContext& source, AVFormatContext& output);
 
-  // Gives the packet its place in the output. False: its stream is not in the output.
+  // Sets the packet's stream and times for the output. Returns false if its stream is not in the output.
   bool place(AVPacket& packet, const AVFormatContext& output);
 
   const std::vector<std::string>& warnings() const { return warnings_; }

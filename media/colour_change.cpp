@@ -6,16 +6,16 @@
 namespace vorin::media {
 namespace {
 
-constexpr int kMiddle = 128; // of the colour differences
+constexpr int kMiddle = 128; // U and V of grey
 constexpr int kFactorPlaces = 13;
-constexpr int kPlaces = 5;                         // of products: 8 + 13 - 16
-constexpr std::int16_t kHalf = 1 << (kPlaces - 1); // of a step of the result
+constexpr int kPlaces = 5;                         // binary places of a product: 8 + 13 - 16
+constexpr std::int16_t kHalf = 1 << (kPlaces - 1); // half a step of the result
 
 std::int16_t toFactor(double value) {
   return static_cast<std::int16_t>(std::lround(value * (1 << kFactorPlaces)));
 }
 
-// With kPlaces binary places.
+// The product, with kPlaces binary places.
 std::int16_t times(std::int16_t value, std::int16_t factor) {
   return static_cast<std::int16_t>((static_cast<std::int16_t>(value << 8) * factor) >> 16);
 }
@@ -51,7 +51,7 @@ Range rangeOf(bool full) {
   return full ? Range{0, 255, 255} : Range{16, 219, 224};
 }
 
-// Red, green or blue from y, u, v: the factors of u and v; that of y is 1.
+// The factors of u and v in red, green or blue; the factor of y is 1.
 struct ColourTerm {
   double u;
   double v;
@@ -80,10 +80,10 @@ YuvColours yuvColours(const ColourTags& tags, Size size) {
   case 9:
     colours.matrix = tags.matrix;
     break;
-  case 10: // BT.2020 with constant luminance, near enough to the other one
+  case 10: // BT.2020 with constant luminance: close enough to 9
     colours.matrix = 9;
     break;
-  case 0: // red, green and blue: what they are to become is free
+  case 0: // RGB: any YUV matrix may be chosen
   case kUnknown:
     colours.matrix = size.width >= kWidthOfHd || size.height > kTallestBelowHd ? kBt709 : kBt601;
     break;
@@ -120,7 +120,7 @@ ColourChange::ColourChange(const YuvColours& from, const YuvColours& to) {
   const double luma_per_colour = written.luma_steps / read.colour_steps;
   const double luma_scale = written.luma_steps / read.luma_steps;
   luma_scale_ = toFactor(luma_scale);
-  // The luma is taken from its middle too, to fit.
+  // Luma too is counted from its middle, so that it fits 16 bits.
   luma_offset_ =
       static_cast<std::int16_t>(std::lround((written.luma_offset + luma_scale * (kMiddle - read.luma_offset)) * (1 << kPlaces)));
   luma_ = {toFactor(luma.u * luma_per_colour), toFactor(luma.v * luma_per_colour)};

@@ -1,9 +1,10 @@
-// colour_change.h: NV12 pictures from one YUV matrix and range to another, in place.
+// colour_change.h: changes the YUV matrix and range of NV12 pictures, in place.
 //
-// Both decode to the same red, green and blue, so the change is linear: with the colour differences taken from their middle,
+// Before and after, pixels decode to the same red, green and blue, so the change is linear: with the colour differences taken
+// from their middle,
 //   y' = s y + a u + b v,  u' = c u + d v,  v' = e u + f v
-// and grey stays grey. It is done per pair U, V and its four luma samples, in fixed point, and loses nothing but rounding (one
-// step of 255 at most each way, as long as the colours are ones that both can hold). Source: ITU-R BT.601, BT.709 and BT.2020,
+// and grey stays grey. The change runs over each pair U, V and its four luma samples, in fixed point. It loses only rounding (at
+// most one step of 255 each way, for colours that both can hold). Source: ITU-R BT.601, BT.709 and BT.2020,
 // and ITU-T H.273 for the numbers of the matrices.
 #pragma once
 
@@ -19,13 +20,13 @@ struct YuvColours {
 
 constexpr YuvColours kLibraryColours = {};
 
-// The matrix and range of pictures with these tags. Where they do not tell, what players assume: BT.709 from HD sizes on, BT.601
-// below, video range. A matrix that is none of the linear ones counts as BT.601.
+// The matrix and range of pictures with these tags. Unknown tags mean what players assume: BT.709 from HD sizes on, else BT.601;
+// video range. Other matrices count as BT.601.
 YuvColours yuvColours(const ColourTags& tags, Size size);
 
 SourceInfo withColours(SourceInfo info, bool exact_colours);
 
-// Of the source's NV12 pictures.
+// The matrix and range of the source's NV12 pictures.
 YuvColours pictureColours(const SourceInfo& source);
 
 class ColourChange {
@@ -40,7 +41,7 @@ private:
     std::int16_t v = 0;
   };
 
-  // luma_terms: for each luma sample of a row.
+  // luma_terms: one for each luma sample of a row.
   void changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const;
   void changeLuma(std::uint8_t* row, int width, const std::int16_t* luma_terms) const;
 

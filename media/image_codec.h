@@ -14,7 +14,7 @@ namespace vorin::media {
 
 // A kind of image file that can be written.
 struct ImageEncoding {
-  std::string_view extension; // in small letters, with its dot
+  std::string_view extension; // in lower case, with its dot
   int largest_side;           // pixels
 };
 std::span<const ImageEncoding> imageEncodings();
@@ -23,7 +23,7 @@ std::span<const ImageEncoding> imageEncodings();
 // a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
-// The bytes of an image file; none where the encoder fails.
+// Encodes a picture to the bytes of an image file; none if the encoder fails.
 std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr);
 
 } // namespace vorin::media

@@ -1,9 +1,9 @@
-// Image files as sources and sinks of one frame: PNG, JPEG, WebP, BMP.
+// Reads and writes image files (PNG, JPEG, WebP, BMP) as sources and sinks of one frame.
 //
 // Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its
-// camera marked as turned is turned upright. What the decoders do not check is checked here: whether a picture is so large that
-// decoding it takes all memory, and whether a JPEG file goes on to its end, below which its decoder makes the picture grey
-// without an error.
+// camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size, since decoding a huge
+// picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on Windows) fills missing
+// rows with grey and reports no error.
 #include "image_codec.h"
 #include "image_header.h"
 #include "output_file.h"
@@ -42,7 +42,7 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   const fs::file_status status = fs::status(file, error);
   requireExists(file);
   if (fs::is_directory(status)) {
-    static_cast<void>(fs::directory_iterator(file, error)); // a folder among many inputs is here because it cannot be read
+    static_cast<void>(fs::directory_iterator(file, error)); // learns why: an unreadable folder is listed like an image
     throw unreadable(file, error ? "cannot be read (" + error.message() + "): check its permissions"
                                  : "is a folder: name an image file in it");
   }
@@ -105,7 +105,7 @@ cv::Mat readBgr(const fs::path& file) {
   if (!bgr) {
     throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
   }
-  // The decoder has the last word on the size: the header that was checked need not be the one that it used.
+  // Checks the decoded size too: the decoder may have used another header than the one checked before.
   if (bgr->empty() || !isUsableSize(static_cast<std::uint64_t>(bgr->cols), static_cast<std::uint64_t>(bgr->rows))) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
@@ -185,7 +185,7 @@ bool isImageFile(const fs::path& file) {
   std::error_code error;
   std::array<std::uint8_t, 16> begin{};
   std::ifstream stream;
-  if (fs::is_regular_file(file, error)) { // opening a pipe would wait for its other end
+  if (fs::is_regular_file(file, error)) { // opening a pipe would block until its other end opens
     stream.open(file, std::ios::binary);
   }
   stream.read(reinterpret_cast<char*>(begin.data()), begin.size());

@@ -1,5 +1,4 @@
-// libav_support.h: owners for libav's objects, and errors in words: libav's own, and those of a clip. For the inside of this
-// folder.
+// libav_support.h: owners of libav's objects, and the texts of errors of libav and of clips. Private to this folder.
 #pragma once
 
 #include "sources_and_sinks.h"
@@ -57,12 +56,12 @@ using PacketHandle = std::unique_ptr<AVPacket, PacketFreer>;
 using ScalerHandle = std::unique_ptr<SwsContext, ScalerFreer>;
 using DictionaryHandle = std::unique_ptr<AVDictionary, DictionaryFreer>;
 
-// What Packet carries.
+// The data of a Packet.
 struct PacketData {
   PacketHandle packet; // stream_index and time stamps are the source's
 };
 
-// std::bad_alloc where there is no memory, as for the next
+// throws std::bad_alloc if there is no memory; the next one too
 inline FrameHandle newFrame() {
   FrameHandle frame(av_frame_alloc());
   return frame ? std::move(frame) : throw std::bad_alloc();
@@ -78,7 +77,7 @@ inline std::string libavText(int error) {
   return text.data();
 }
 
-// libav writes its complaints to standard error; the program says all that there is to say itself. For the whole process.
+// Silences libav's messages on standard error, in the whole process: the program reports errors itself.
 inline void silenceLibav() {
   av_log_set_level(AV_LOG_QUIET);
 }

@@ -1,12 +1,12 @@
-// library_copy.h: the style-transfer library as the programs and packages of this project carry it: copies of their own, which
-// write into a folder of the user's and nowhere else.
+// library_copy.h: loads the copies of the style-transfer library that the project's programs and packages carry. The copies write
+// into one folder of the user and nowhere else.
 //
 // There are two kinds. The ordinary copy works with the inference runtime and the OpenCL platforms that the process has, so with
 // real GPUs. The software copy has a private runtime beside it, in which the processor stands in for the GPU, and a stand-in for
 // OpenCL's GPU that it alone sees. A process may hold both, and another copy of the same runtime besides, loaded in any order:
-// each has its own devices. No environment variable is read or written for it.
+// each has its own devices. Choosing a copy reads and writes no environment variable.
 //
-// On Windows there is one copy, inside the program, and a process is a software device by the way it was started: see
+// On Windows there is one copy, inside the program. How a process was started decides whether it is a software device: see
 // standInsAreActive.
 #pragma once
 
@@ -27,15 +27,15 @@ public:
   };
   using Object = std::unique_ptr<SttInterface, Deleter>;
 
-  // The process's copy of a kind. The first call loads it, which takes a moment; it stays for the rest of the process.
+  // Returns the process's copy of a kind. The first call loads it, which takes a moment; it stays loaded until the process ends.
   // `precision`: what the software copy's networks compute in, "f32" or "bf16"; the ordinary copy leaves it to the device. A
   // process has one software copy, so one precision.
-  // Throws Error: kDevice where the copy is not installed or does not load, or, on Windows, where `software` is asked of a
-  // process that is no software device; kUsage for another precision than those two or than before; kInputOutput as
-  // writableFolder. Thread-safety: any thread.
+  // Throws Error: kDevice if the copy is not installed or does not load, or, on Windows, if `software` is set in a process that
+  // is not a software device; kUsage for an unknown precision, or one other than before; kInputOutput as writableFolder does.
+  // Thread-safety: any thread.
   static LibraryCopy& get(bool software, std::string_view precision = "f32");
 
-  // A new object. What SttFactory::Create throws leaves it.
+  // Makes an object. Throws whatever SttFactory::Create throws.
   Object create() const;
 
   LibraryCopy(const LibraryCopy&) = delete;
@@ -53,9 +53,9 @@ private:
   Functions functions_;
 };
 
-// Where the copies unpack networks and keep compiled ones: vorin-stt in $XDG_CACHE_HOME, else in $HOME/.cache (Windows: in
-// %LOCALAPPDATA%), made when it is missing. Throws Error, kInputOutput, which names the variable to set, where there is no such
-// folder, where it belongs to another user, and where it cannot be written to.
+// The folder in which the copies unpack networks and keep compiled ones: vorin-stt in $XDG_CACHE_HOME, else in $HOME/.cache
+// (Windows: in %LOCALAPPDATA%), made if it is missing. Throws Error, kInputOutput, which names the variable to set, if there is
+// no such folder, if it belongs to another user, or if it cannot be written to.
 std::filesystem::path writableFolder();
 
 // Loads another library of the project, which lies beside the copies, for the rest of the process. Throws Error, kDevice. Not on
@@ -70,21 +70,21 @@ bool mayHaveGpu();
 // Windows, by the program that started this one. The ordinary copy then sees them as its GPU.
 bool standInsAreActive();
 
-// False where the stand-ins that are active are known to compute networks in another precision.
+// False if the active stand-ins are known to compute networks in another precision.
 bool standInsComputeIn(std::string_view precision);
 
-// Whether the files of the software device with networks in that precision are there.
+// Whether the files of the software device for networks in that precision are installed.
 bool softwareDeviceIsInstalled(std::string_view precision);
 
-// Whether get(true, ...) takes a process that was started as a software device, and this one was not.
+// Whether get(true, ...) needs a process that was started as a software device, and this process was not.
 bool softwareNeedsOwnProcess();
 
-// What a user may do where the software device's filters do not work.
+// Advice for the user if the software device's filters do not work.
 const char* filterAdvice();
 
-// Where softwareNeedsOwnProcess is true: runs this program again, with the same arguments, in a process that is a software
-// device, and returns its exit status. reason: why that device was taken; the process reports it. Throws kDevice where the
-// software device is not installed or does not start.
+// If softwareNeedsOwnProcess is true: runs this program again, with the same arguments, in a process that is a software
+// device, and returns its exit status. reason: why that device was chosen; the new process reports it. Throws kDevice if
+// the software device is not installed or does not start.
 int runAsSoftwareDevice(Precision precision, const std::string& reason);
 
 } // namespace vorin::media

@@ -35,8 +35,9 @@ fs::path findFolder(const fs::path& named) {
       return folder;
     }
   }
-  throw unusable("there is no model package here: build one with models/build or vorin-pack, and name the folder of " +
-                 std::string(modelpack::kPackageFileName) + " with --models if it is not the program's own");
+  throw unusable(
+      "no model package found: build one with models/build or vorin-pack, and name its folder with --models unless it is "
+      "the program's own");
 }
 
 modelpack::PackageDirectory readDirectory(const fs::path& package) {
@@ -50,18 +51,18 @@ modelpack::PackageDirectory readDirectory(const fs::path& package) {
                                                                  [](const auto& entry) { return entry.problem.empty(); });
   if (!is_sound) {
     throw unusable(base::quotedPath(package) +
-                   " is no model package, or an incomplete one: copy or build it anew ('vorin-pack list' shows what is wrong)");
+                   " is not a complete model package: copy or build it again ('vorin-pack list' shows what is wrong)");
   }
   return directory;
 }
 
 std::string libraryFolderOf(const fs::path& folder, const fs::path& file) {
   fs::path library_folder = folder;
-  if (!base::isWritable(folder)) { // as that of an installed package
+  if (!base::isWritable(folder)) { // an installed package's folder usually is not
     const std::optional<fs::path> own = base::folderOfLinkTo(file);
     if (!own) {
       throw unusable("the folder " + base::quotedPath(folder) +
-                     " is not writable, and the library takes no package from such a one: change its permissions, or copy " +
+                     " is not writable, and the library refuses such a folder: change its permissions, or copy " +
                      modelpack::kPackageFileName + " elsewhere and name that folder with --models");
     }
     library_folder = *own;
@@ -69,8 +70,8 @@ std::string libraryFolderOf(const fs::path& folder, const fs::path& file) {
   std::optional<std::string> text = base::narrowText(library_folder);
   if (!text) {
     throw unusable("the folder " + base::quotedPath(library_folder) +
-                   " has characters in its name that the library does not take on this system: copy " +
-                   modelpack::kPackageFileName + " to a folder with a plain name and name that one with --models");
+                   " has characters in its name that the library cannot use on this system: copy " + modelpack::kPackageFileName +
+                   " to a folder with a plain name and name that one with --models");
   }
   return *std::move(text);
 }

@@ -1,7 +1,7 @@
-// model_package.h: the package of the networks, as far as this library looks into it before the style-transfer library does.
+// model_package.h: finds and checks the package of the networks before the style-transfer library opens it.
 //
-// The style-transfer library says only that a network cannot be prepared, not why, and it waits without end for an entry that
-// runs past the end of the file. So the directory is read first, and what is wrong with it is an error that says so.
+// The style-transfer library reports only that a network cannot be prepared, not why, and it never returns from an entry that
+// runs past the end of the file. So the directory is read here first, and its faults are reported as errors.
 #pragma once
 
 #include "modelpack/network_names.h"
@@ -28,7 +28,7 @@ const modelpack::NamedNetwork& networkOf(Style style, const std::string& name);
 class ModelPackage {
 public:
   // named: the folder of the package; empty: the program's folder, its folder models, ../models and ../share/vorin-stt/models
-  // seen from it, the first that holds a package. Throws kModel where there is no package that the style-transfer library can
+  // seen from it, the first that holds a package. Throws kModel if there is no package that the style-transfer library can
   // use.
   explicit ModelPackage(const std::filesystem::path& named);
 
@@ -36,18 +36,18 @@ public:
   const std::filesystem::path& file() const { return file_; }
   const modelpack::PackageDirectory& directory() const { return directory_; }
 
-  // The folder to name to the style-transfer library, which refuses a folder without write permission: the package's own, or one
-  // of the user's with a link to the package. In the system's narrow text.
+  // The folder to pass to the style-transfer library, which refuses one without write permission: the package's own, or a user's
+  // folder with a link to the package. Encoded in the system's narrow text.
   const std::string& libraryFolder() const { return library_folder_; }
 
-  // Throws kModel where a file of the network is absent. Which of the twins the library asks for depends on the device, and this
-  // check comes before there is one: a package must hold both (the float one under both names will do).
+  // Throws kModel if the package lacks a file of the network. The device, which is not chosen yet, decides which twin is loaded,
+  // so the package must hold both (the float file under both names will do).
   void requireNetwork(Style style, const modelpack::NamedNetwork& network) const;
 
   // The SHA-256 sum of an entry's content, in hexadecimal digits.
   std::string sha256Of(const modelpack::PackageEntry& entry) const;
 
-  // The error where the library does not load a network of this package, and where the network's results are blank.
+  // The errors for a network of this package that the library does not load, and for one whose results are blank.
   Error failedToLoad(Style style) const;
   Error failedToRun(Style style) const;
 

@@ -1,4 +1,4 @@
-// Which kind of source or sink a name stands for.
+// Chooses the kind of source or sink that a name stands for.
 #include "sources_and_sinks.h"
 #include "text.h"
 

@@ -50,7 +50,7 @@ void freePicture(void* picture, std::uint8_t* /*bytes*/) {
   delete static_cast<Picture*>(picture); // NOLINT(cppcoreguidelines-owning-memory)
 }
 
-// A frame over the picture's own memory, which it owns from now on.
+// Wraps the picture's memory in a frame, which then owns the memory.
 FrameHandle frameOver(Picture&& picture) {
   auto owner = std::make_unique<Picture>(picture.ownsPixels() ? std::move(picture) : picture.copy());
   FrameHandle frame = newFrame();
@@ -143,7 +143,7 @@ void Scaler::prepare(const Shape& from, const Shape& to) {
     throw Error(ErrorKind::kInputOutput, std::string("pictures of the kind ") + av_get_pix_fmt_name(from.format) +
                                              " cannot be converted: convert the clip with another program first");
   }
-  // Fails where neither end is YUV, and there is nothing to set then.
+  // Fails if neither side is YUV; then there is nothing to set.
   constexpr int kNeutral = 1 << 16;
   static_cast<void>(sws_setColorspaceDetails(context_.get(), sws_getCoefficients(from.colours.matrix),
                                              from.colours.full_range ? 1 : 0, sws_getCoefficients(to.colours.matrix),

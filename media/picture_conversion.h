@@ -1,9 +1,9 @@
-// picture_conversion.h: between libav's frames of any pixel format and the two layouts that the effects see, by libswscale; the
-// change of the YUV matrix is colour_change.h's. For the inside of this folder.
+// picture_conversion.h: converts between libav's frames of any pixel format and the two layouts of the effects, by libswscale.
+// colour_change.h changes the YUV matrix. Private to this folder.
 //
-// 10 and more bits become 8 by rounding with libswscale's dither. Frames that change size on the way (broadcasts do) are brought
-// to the first one's. libswscale's fast paths take it for granted that rows are aligned and padded, and crash where they are not:
-// it only ever sees libav's own buffers here, which cost one more copy.
+// 10 and more bits become 8 by rounding with libswscale's dither. Frames that change size on the way (broadcasts do) are scaled
+// to the first one's size. libswscale's fast paths crash on rows that are not aligned and padded, so it sees libav's own buffers
+// only, at the cost of one more copy.
 #pragma once
 
 #include "colour_change.h"
@@ -11,10 +11,10 @@
 
 namespace vorin::media {
 
-// One conversion with libswscale at a time, made anew where the shape of the input changes.
+// Converts with libswscale. Keeps one conversion, which is rebuilt when the shape of the input changes.
 class Scaler {
 public:
-  // Both with format, size and pixels set; the colours count where the format is YUV.
+  // Both frames must have format, size and pixels. The colours matter for YUV formats only.
   void scale(const AVFrame& from, const YuvColours& from_colours, AVFrame& to, const YuvColours& to_colours);
 
 private:
@@ -33,18 +33,18 @@ private:
   Shape to_;
 };
 
-// The format without the full range that libav's old names for JPEG's formats imply.
+// Some old names of libav's formats (JPEG's) imply full range: plainFormat returns the plain name.
 AVPixelFormat plainFormat(AVPixelFormat format);
 bool impliesFullRange(AVPixelFormat format);
 
-// NV12 for YUV with colour at half the width and half the height, of even size.
+// NV12 for 4:2:0 formats of even size, else BGRA.
 PixelLayout layoutForFormat(AVPixelFormat format, Size size);
 
 FrameHandle newFrame(AVPixelFormat format, Size size); // with room for the pixels
 
 class PictureFromFrame {
 public:
-  // colours: of the frames that are YUV; picture_colours: of the pictures that are NV12.
+  // colours: those of YUV frames; picture_colours: those of NV12 pictures.
   PictureFromFrame(PixelLayout layout, Size size, const YuvColours& colours, const YuvColours& picture_colours);
 
   Picture convert(const AVFrame& frame);
@@ -66,7 +66,7 @@ public:
   FrameHandle convert(Picture&& picture);
 
 private:
-  YuvColours toClip(Picture& picture) const; // the colours that it has then, if it is YUV
+  YuvColours toClip(Picture& picture) const; // returns the colours of the picture afterwards
 
   AVPixelFormat format_;
   Size size_;

@@ -1,5 +1,5 @@
-// picture_mat.h: OpenCV's view of a picture, without a copy. OpenCV has no type for read-only pixels: what is made over a const
-// picture must not be written to. For the inside of this library and the programs above it.
+// picture_mat.h: OpenCV's view of a picture, without a copy. OpenCV has no type for read-only pixels: a Mat over a const
+// picture must not be written to. Private to this library and the project's programs.
 #pragma once
 
 #include "vorin_media.hpp"

@@ -1,4 +1,4 @@
-// Raw and Y4M pipes as sources and sinks: no temporary files, nothing buffered beyond the frame at hand.
+// Reads and writes raw and Y4M pipes. Makes no temporary files and buffers no more than one frame.
 //
 // Raw NV12 and YUY2 are video-range BT.601, as the styles reckon: nothing in the pipe could say otherwise. Y4M counts as what
 // players take it for. A pipe transfers bytes in any portion, and waiting for its other end can be interrupted.
@@ -21,7 +21,7 @@ namespace {
 constexpr std::string_view kInputName = "standard input";
 constexpr std::string_view kFrameWord = "FRAME";
 constexpr std::size_t kLongestLine_bytes = 4096;
-constexpr int kLook_ms = 20; // between two looks at a flag
+constexpr int kLook_ms = 20; // between two checks of a flag
 
 AVPixelFormat formatOf(RawPixels pixels) {
   switch (pixels) {
@@ -61,7 +61,7 @@ std::vector<std::uint8_t> bufferFor(AVPixelFormat format, Size size) {
   return std::vector<std::uint8_t>(static_cast<std::size_t>(bytes));
 }
 
-// Copies the pixels as they go through the pipe, without padding, into a frame of libav's.
+// Copies pixels from the pipe's layout, which has no padding, into a frame of libav.
 void copyFromPipe(const std::vector<std::uint8_t>& bytes, AVFrame& frame) {
   std::array<std::uint8_t*, 4> planes{};
   std::array<int, 4> pitches_bytes{};
@@ -82,10 +82,10 @@ std::string errnoText() {
 
 class PipeEnd {
 public:
-  // The descriptor stays the caller's.
+  // The caller keeps the ownership of the descriptor.
   explicit PipeEnd(int descriptor) : descriptor_(descriptor) {}
 
-  // Returns how many bytes came: fewer than asked for at the end of the input and when interrupted.
+  // Returns the number of bytes read, which is less than asked for only at the end of the input and when interrupted.
   std::size_t read(std::span<std::uint8_t> bytes);
 
   // False when interrupted.
@@ -104,7 +104,7 @@ private:
 bool PipeEnd::wait(short event) const {
   while (!interrupted_) {
     pollfd end = {descriptor_, event, 0};
-    if (poll(&end, 1, kLook_ms) > 0) { // also when the other end is gone: the transfer tells
+    if (poll(&end, 1, kLook_ms) > 0) { // also when the other end is closed: read or write reports it
       return true;
     }
   }
@@ -132,12 +132,12 @@ bool PipeEnd::write(std::span<const std::uint8_t> bytes) {
     if (!wait(POLLOUT)) {
       return false;
     }
-    // A pipe that can take some bytes may still make a longer write wait: this much it takes at once.
+    // A pipe that is ready may still block a long write; it takes at least this much at once.
     constexpr std::size_t kPortion_bytes = 4096;
     const ssize_t portion = ::write(descriptor_, bytes.data() + done, std::min(kPortion_bytes, bytes.size() - done));
     if (portion < 0 && errno != EINTR && errno != EAGAIN) {
-      throw Error(ErrorKind::kInputOutput,
-                  "standard output cannot be written (" + errnoText() + "): the program behind it ended, or there is no room");
+      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + errnoText() +
+                                               "): the program that reads it ended, or the disk is full");
     }
     done += portion > 0 ? static_cast<std::size_t>(portion) : 0;
   }
@@ -170,7 +170,7 @@ public:
   }
 
 private:
-  // Byte by byte: what lies behind the line is not to be read yet. Without its end.
+  // Reads a line and drops its line break. Byte by byte, so that nothing after the line is consumed.
   std::string readLine() {
     std::string line;
     std::uint8_t letter = 0;
@@ -187,8 +187,8 @@ private:
         return noteEnd(line.size());
       }
       if (!line.starts_with(kFrameWord)) {
-        damage_.push_back(info_.name + " goes on with something that is no frame of Y4M behind frame " + std::to_string(frames_) +
-                          ": the frames before it were restyled");
+        damage_.push_back(info_.name + " continues after frame " + std::to_string(frames_) +
+                          " with data that is not a Y4M frame: the frames before it were restyled");
         return false;
       }
     }
@@ -196,7 +196,7 @@ private:
     return read == bytes_.size() || noteEnd(is_y4m_ ? kFrameWord.size() + read : read);
   }
 
-  // Of the input, with so many bytes of another frame there. False.
+  // Handles the end of the input after so many bytes of a frame. Throws if no frame was complete, else returns false.
   bool noteEnd(std::size_t bytes_of_frame) {
     if (pipe_.isInterrupted()) {
       return false;
@@ -252,7 +252,7 @@ public:
   }
 
 private:
-  // Before the first frame, or alone where there is none. False when interrupted.
+  // Writes the header once: before the first frame, or at the end if there is no frame. False when interrupted.
   bool writeHeader() {
     const std::string header = std::exchange(header_, {});
     return pipe_.write(bytesOf(header));
@@ -265,7 +265,7 @@ private:
   std::string header_; // until it is written
   std::vector<std::uint8_t> bytes_;
   FrameFromPicture from_picture_;
-  std::int64_t frames_ = 0; // written as a whole
+  std::int64_t frames_ = 0; // written completely
 };
 
 std::optional<RawFormat> formatOf(const std::string& raw) {

@@ -1,4 +1,5 @@
-// Source to effects to sink, each on a thread of its own. A few frames wait on either side, however long the clip is.
+// Moves frames from the source through the effects to the sink, each on a thread of its own. However long the clip is, only a few
+// frames wait between them.
 #include "sources_and_sinks.h"
 
 #include <atomic>
@@ -17,8 +18,8 @@ namespace {
 // Hands items from one thread to another, with a limit on the bytes that wait in it.
 //
 // Either side may end it: close() after the last item, abort() when the rest is no longer wanted. An item larger than the limit
-// passes when it is alone. Waiting for room looks at a cancellation flag, which a signal handler may set: it cannot wake
-// a waiting thread.
+// passes when it is alone. Waiting for room polls a cancellation flag, since the signal handler that sets the flag cannot wake a
+// waiting thread.
 template <typename Value> class BoundedQueue {
 public:
   BoundedQueue(std::size_t capacity_bytes, const std::atomic<bool>& cancelled)
@@ -88,7 +89,7 @@ private:
 };
 
 constexpr std::size_t kFramesThatWait = 4;
-constexpr std::size_t kBytesOfPacket = 4096; // more or less: packets hold no pixels
+constexpr std::size_t kBytesOfPacket = 4096; // an estimate: packets hold no pixels
 
 std::size_t bytesOf(const Item& item) {
   const auto* frame = std::get_if<Frame>(&item);
@@ -100,7 +101,7 @@ std::size_t capacityFor(PixelLayout layout, Size size) {
   return kFramesThatWait * ((layout == PixelLayout::kNv12 ? pixels / 2 * 3 : pixels * 4) + kBytesOfPacket);
 }
 
-// The reading and the writing thread and the queues between them and the caller's. Ends both on scope end.
+// The reading thread, the writing thread, and their queues to and from the caller. The destructor ends both threads.
 class Threads {
 public:
   Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
@@ -110,7 +111,7 @@ public:
 
   ~Threads() {
     read_.abort();
-    drawn_.abort();
+    restyled_.abort();
     source_.interrupt();
     sink_.interrupt();
     if (reader_.joinable()) {
@@ -121,31 +122,31 @@ public:
   Threads(const Threads&) = delete;
   Threads& operator=(const Threads&) = delete;
 
-  // Nothing at the end of the source, and when cancelled.
+  // Returns nothing at the end of the source and when cancelled.
   std::optional<Item> next() { return read_.popUnlessCancelled(); }
 
-  // False when the sink has failed or the work is cancelled.
+  // Returns false when the sink has failed or the work is cancelled.
   bool write(Item&& item) {
     const std::size_t bytes = bytesOf(item);
-    return drawn_.push(std::move(item), bytes);
+    return restyled_.push(std::move(item), bytes);
   }
 
   // Waits until all is written. After a cancellation, frames that the effects have finished are still written as long as that
   // takes no noticeable time; frames that were only read are dropped.
   void join() {
     constexpr std::chrono::milliseconds kPatience(100);
-    drawn_.close();
+    restyled_.close();
     waitForWriter([this] { return cancelled_.load(); });
     if (cancelled_) {
       source_.interrupt();
       sink_.interrupt();
       const auto start = std::chrono::steady_clock::now();
       waitForWriter([&] { return writer_has_begun_ && std::chrono::steady_clock::now() - start >= kPatience; });
-      drawn_.abort();
+      restyled_.abort();
     }
     writer_.wait();
     read_.abort();
-    source_.interrupt(); // where the sink has failed, the reader may still wait for bytes
+    source_.interrupt(); // after a failure of the sink the reader may still wait for bytes
     reader_.join();
     rethrow();
   }
@@ -183,20 +184,20 @@ private:
 
   void writeBehind() {
     try {
-      while (std::optional<Item> item = drawn_.pop()) {
+      while (std::optional<Item> item = restyled_.pop()) {
         writer_has_begun_ = true;
         std::visit([this](auto& what) { sink_.write(std::move(what)); }, *item);
       }
     } catch (...) {
       sink_failure_ = std::current_exception();
-      drawn_.abort();
+      restyled_.abort();
     }
   }
 
   Source& source_;
   Sink& sink_;
   BoundedQueue<Item> read_;
-  BoundedQueue<Item> drawn_;
+  BoundedQueue<Item> restyled_;
   const std::atomic<bool>& cancelled_;
   std::atomic<bool> writer_has_begun_ = false; // the first result is written, so that there is an output
   std::exception_ptr source_failure_;          // each is set by its thread and read after the join
@@ -256,7 +257,7 @@ RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, cons
     }
   }
   threads.join();
-  result.cancelled = cancelled; // perhaps only now
+  result.cancelled = cancelled; // the flag may have been set during the last frame
   if (result.cancelled) {
     result.frames = sink.finishEarly();
   } else {

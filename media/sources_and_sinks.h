@@ -1,4 +1,4 @@
-// sources_and_sinks.h: the kinds of sources and sinks behind openSource and openSink, and what their names and options may be.
+// sources_and_sinks.h: the kinds of sources and sinks behind openSource and openSink, and the checks of their names and options.
 // Each kind has a file of its own: image_file.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
 #pragma once
 
@@ -11,8 +11,8 @@ namespace vorin::media {
 
 // ---- What sinks keep of a source besides its pictures ----
 
-// What a clip says of its colours, by the numbers of ITU-T H.273, 2 for unknown. chroma_position is the place of colour samples
-// between pixels by libavutil's numbers, 0 for unknown.
+// A clip's colour tags in the numbers of ITU-T H.273, 2 for unknown. chroma_position is the place of colour samples between
+// pixels in libavutil's numbers, 0 for unknown.
 struct ColourTags {
   int matrix = 2;
   int primaries = 2;
@@ -28,12 +28,12 @@ struct SourceDetails {
   ColourTags colours;
   bool exact_colours = false;                          // NV12 pictures are in the clip's own matrix and range
   Rational pixel_aspect;                               // 0/1: unknown
-  std::optional<std::array<std::int32_t, 9>> rotation; // the display matrix of MP4, as libavutil gives it
-  std::string y4m_parameters;                          // of a Y4M header: rate, interlacing and the like, as they stand
+  std::optional<std::array<std::int32_t, 9>> rotation; // the display matrix of MP4, in libavutil's form
+  std::string y4m_parameters;                          // of a Y4M header, unchanged: rate, interlacing and the like
   std::shared_ptr<const SourceStreams> streams;        // of a clip: sound, subtitles, chapters, titles
 };
 
-// The details of a source; those of one that has none are unknown.
+// The details of a source, all unknown if it has none.
 const SourceDetails& detailsOf(const SourceInfo& info);
 SourceDetails& detailsOf(SourceInfo& info);
 
@@ -42,40 +42,40 @@ constexpr std::string_view kPipeName = "-";
 
 // ---- Images ----
 
-// The largest picture that is decoded or made: each passes through about 26 bytes a pixel, which keeps that below 4 GB.
+// The largest picture to decode or make. One takes about 26 bytes a pixel on its way, which this limit keeps below 4 GB.
 constexpr std::uint64_t kLargestSide = 16384;
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 27;
 bool isUsableSize(std::uint64_t width, std::uint64_t height);
 std::string sizeLimits();        // "sides of 1 to 16384 and at most 134217728 pixels"
 std::string sizeText(Size size); // "640x480"
 
-// Whether a file of this name is written as an image, and the extensions that are: ".png", ...
+// Whether a file of this name is written as an image, and all extensions of such names: ".png", ...
 bool isImageName(const std::filesystem::path& file);
 std::vector<std::string> imageExtensions();
 
-// Whether the file begins like an image; false where it cannot be read.
+// Whether the file begins like an image; false if it cannot be read.
 bool isImageFile(const std::filesystem::path& file);
 
-// Throws kInputOutput where nothing has this name.
+// Throws kInputOutput if nothing has this name.
 void requireExists(const std::filesystem::path& file);
 
-// Throws kUsage where the format that the name stands for cannot hold a picture of this size.
+// Throws kUsage if the format that the name stands for cannot hold a picture of this size.
 void requireImageFits(const std::filesystem::path& file, Size size);
 
 std::unique_ptr<Source> openImageSource(const std::filesystem::path& file);
 std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, Size size, bool overwrite);
 
-// ---- Clips and pipes; where the library is built without them, no name is a clip's and opening one throws ----
+// ---- Clips and pipes; in a build without them, no name is a clip's, and opening one throws ----
 
-bool isClipName(const std::filesystem::path& file); // that can be written
+bool isClipName(const std::filesystem::path& file); // a clip that can be written
 std::vector<std::string> clipExtensions();
-std::string usualQualities(); // of each codec where none is asked for: "22 for h264, ..."
+std::string usualQualities(); // of each codec if none is asked for: "22 for h264, ..."
 std::string rawPixelNames();  // "bgra, rgba, ..."
 
-// Throws kUsage, as opening would, where the name, the codec and the quality do not go together.
+// Throws kUsage, as opening would, if the name, the codec and the quality do not fit together.
 void checkClipOptions(const std::filesystem::path& output, const SinkOptions& options);
 
-// The size of the frames that the option describes. Throws kUsage where it cannot be read.
+// The size of the frames that the option describes. Throws kUsage if it cannot be read.
 Size rawSize(const std::string& raw);
 
 std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
@@ -87,7 +87,7 @@ void waitForStandardInput(const std::atomic<bool>& cancelled);
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 
-// The layout for a result of this size of pictures of that layout: the same, but BGRA where that cannot hold it.
+// The layout of a result of this size: the source's, or BGRA if the source's cannot hold the size.
 PixelLayout layoutFor(PixelLayout source, Size size);
 
 } // namespace vorin::media

@@ -27,8 +27,8 @@ const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& conta
                                        "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
   }
   if (avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL) != 1) {
-    throw Error(ErrorKind::kUsage, "a file of the kind " + std::string(container.name) + " cannot hold --codec '" + codec +
-                                       "': name the output .mkv");
+    throw Error(ErrorKind::kUsage,
+                "the format " + std::string(container.name) + " cannot hold --codec '" + codec + "': name the output .mkv");
   }
   return *encoder;
 }
@@ -61,19 +61,19 @@ void setQuality(AVCodecContext& context, const SinkOptions& options) {
   const EncoderRow* row = findRow(options.codec);
   const bool has_crf = av_opt_find(context.priv_data, "crf", nullptr, 0, 0) != nullptr;
   if (options.crf && !has_crf) {
-    throw Error(ErrorKind::kUsage, "the encoder of --codec '" + options.codec + "' knows no --crf: leave it out");
+    throw Error(ErrorKind::kUsage, "the encoder of --codec '" + options.codec + "' has no --crf: leave it out");
   }
   if (has_crf && (options.crf || row != nullptr)) {
     const int crf = options.crf.value_or(row != nullptr ? row->usual_crf : 0);
     const int worst_crf = row != nullptr ? row->worst_crf : 63;
     if (crf < 0 || crf > worst_crf || av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
-      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is no quality of --codec '" + options.codec +
+      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is out of range for --codec '" + options.codec +
                                          "': use 0 (best) to " + std::to_string(worst_crf));
     }
-    context.bit_rate = 0; // or it would be a limit
+    context.bit_rate = 0; // a bit rate would limit the quality
   }
   if (!has_crf) {
-    constexpr int kGood = 3; // of 2 to 31
+    constexpr int kGood = 3; // on a scale of 2 (best) to 31
     context.flags |= AV_CODEC_FLAG_QSCALE;
     context.global_quality = kGood * FF_QP2LAMBDA;
   }
@@ -81,7 +81,7 @@ void setQuality(AVCodecContext& context, const SinkOptions& options) {
 
 // libx265 gives no usable decode time for clips of one or two frames. They are not reordered, so it equals the presentation time.
 std::int64_t decodeNumber(const AVPacket& packet) {
-  constexpr std::int64_t kFarthest = 32; // from the packet's place among the pictures
+  constexpr std::int64_t kFarthest = 32; // largest lead of decoding, in frames
   const bool is_by_chance = packet.dts > packet.pts || packet.dts < packet.pts - kFarthest;
   return is_by_chance ? packet.pts : packet.dts;
 }
@@ -108,7 +108,7 @@ VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOption
     codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
   if (encoder.id == AV_CODEC_ID_HEVC && std::strcmp(container.name, "matroska") != 0) {
-    codec_->codec_tag = MKTAG('h', 'v', 'c', '1'); // the one of the two that all players take
+    codec_->codec_tag = MKTAG('h', 'v', 'c', '1'); // the one of HEVC's two tags that all players accept
   }
   const int status = avcodec_open2(codec_.get(), &encoder, nullptr);
   if (status < 0) {
@@ -169,15 +169,14 @@ bool VideoEncoder::receive(AVPacket& packet) {
   return true;
 }
 
-// Of a frame that is not there: as if the last one were followed by others like it.
+// The time of a frame. One past the last frame sent is placed as if copies of that one followed.
 std::int64_t VideoEncoder::timeOf(std::int64_t frame_number) const {
   const auto& [number, span] = *std::prev(spans_.upper_bound(frame_number));
   return span.time + (frame_number - number) * span.duration;
 }
 
-// To start with, the numbers for decoding lie before the first frame, as far as frames change places. Their times are those of
-// the first frames, moved to end where the clip begins: so they never run backwards, and in all the track is as long as its
-// frames.
+// If frames are reordered, the first decode numbers are negative. Their packets get the times of the first frames, shifted to end
+// where the clip begins: decode times never run backwards, and the track is as long as its frames.
 void VideoEncoder::giveTimes(AVPacket& packet) {
   const std::int64_t decode_number = decodeNumber(packet);
   if (!lead_) {

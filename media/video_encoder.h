@@ -1,7 +1,7 @@
-// video_encoder.h: pictures to packets of one of libavcodec's encoders. For the inside of this folder.
+// video_encoder.h: encodes pictures with one of libavcodec's encoders. Private to this folder.
 //
-// The encoder counts frames at the clip's average rate, and the packets get the frames' own times afterwards. So variable rates
-// and fine time bases are kept exactly whatever the encoder can do, and what the encoded stream says of its rate is true.
+// The encoder counts frames at the clip's average rate, and the packets get the frames' own times afterwards. So variable
+// rates and fine time bases are kept exactly, whatever the encoder supports, and the rate in the encoded stream is right.
 #pragma once
 
 #include "picture_conversion.h"
@@ -11,7 +11,7 @@
 
 namespace vorin::media {
 
-// The encoder of the options with its settings, not opened yet. Throws kUsage where there is none, or none that fits.
+// The encoder of the options with its settings, not opened yet. Throws kUsage if there is none, or none that fits.
 CodecHandle configuredEncoder(const SinkOptions& options, const AVOutputFormat& container);
 
 class VideoEncoder {
@@ -20,14 +20,14 @@ public:
 
   const AVCodecContext& context() const { return *codec_; }
 
-  // Each is followed by receive() until there is none.
+  // After each of these, call receive() until it returns false.
   void send(Frame&& frame);
   void sendEnd();
 
-  // Whether the packets follow soon after the end. Some encoders look far ahead and then still have seconds of work to do.
+  // Whether the last packets follow soon after sendEnd. Encoders that look far ahead still have seconds of work to do then.
   bool endsQuickly() const;
 
-  // In the source's time base. False: none yet, or no more.
+  // Gets the next packet, with times in the source's time base. Returns false if none is ready yet or no more will follow.
   bool receive(AVPacket& packet);
 
 private:
@@ -36,7 +36,7 @@ private:
     std::int64_t duration;
   };
 
-  struct Lead { // of decoding before showing
+  struct Lead { // how far decoding runs ahead of presentation
     std::int64_t frames;
     std::int64_t time;
   };
@@ -47,8 +47,8 @@ private:
 
   CodecHandle codec_;
   std::optional<FrameFromPicture> to_frame_;
-  std::map<std::int64_t, Span> spans_; // by the number of the frame, as long as packets need them
-  std::optional<Lead> lead_;           // since the first packet
+  std::map<std::int64_t, Span> spans_; // by frame number; an entry lives until no packet needs it
+  std::optional<Lead> lead_;           // known from the first packet on
   std::int64_t frames_ = 0;
 };
 

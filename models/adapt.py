@@ -1,4 +1,4 @@
-"""Fits a network of your own to style type 1 or 2 of the library; docs/models.md says what those types ask for.
+"""Fits a network of your own to style type 1 or 2 of the library; docs/models.md describes those types.
 
 Usage: adapt.py NETWORK OUTPUT.xml [--type 1|2] [--range LOW,HIGH] [--bgr] [--one-hot INPUT=INDEX]...
 
@@ -76,7 +76,7 @@ def main() -> int:
         low, high = (float(value) for value in arguments.range.split(","))
         ov.save_model(adapted(model, arguments.type, low, high, not arguments.bgr), arguments.output)
     except (ValueError, IndexError, RuntimeError, OSError) as failure:
-        # The runtime's messages begin with places in its own source; the last line says what is wrong.
+        # The runtime's messages begin with positions in its own source; the last line is the reason.
         print(f"adapt.py: {str(failure).strip().splitlines()[-1]}", file=sys.stderr)
         return 1
     return 0

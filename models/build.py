@@ -1,9 +1,9 @@
-"""Builds the demo networks under the names that the library asks for.
+"""Builds the demo networks under the names that the library loads.
 
 Usage: build.py [--portable] FOLDER. The folder afterwards holds an .xml and a .bin file for each name, painting.png (a style image
 for style type 0), selftest.json, and in `candidates` the float and the 8-bit form of each network that has both.
 
-For this machine: where the library asks for the 8-bit network it gets the faster of the two forms that is good enough, as
+For this machine: under the name of the 8-bit network it packs the faster of the two forms that is good enough, as
 measured here. Portable: it gets the 8-bit form, and nothing is measured, so the files are the same whatever machine made them.
 """
 
@@ -33,7 +33,7 @@ Times = Mapping[str, Mapping[str, float]]
 
 
 def build_network(network: Network, folder: Path, portable: bool) -> None:
-    """Writes one network under each of its names, and says what was measured."""
+    """Writes one network under each of its names, and prints the measurements."""
     started = time.monotonic()
     model = network.build()
     if network.ranges_name is None:
@@ -41,7 +41,7 @@ def build_network(network: Network, folder: Path, portable: bool) -> None:
         print(f"{network.name}: float {size}; {time.monotonic() - started:.0f} s", flush=True)
         return
     forms = {form: folder / "candidates" / f"{network.name}-{form}.xml" for form in (FLOAT, EIGHT_BIT)}
-    # The 8-bit form is made from the float one as it was written, with its constants in half precision.
+    # The 8-bit form is made from the written float one, with its constants in half precision.
     sizes = [save(model, forms[FLOAT])]
     sizes += [save(quantised(ov.Core().read_model(forms[FLOAT]), network.ranges()), forms[EIGHT_BIT])]
     if overflowing := overflowing_layers(ov.Core().read_model(forms[EIGHT_BIT])):
@@ -68,7 +68,7 @@ def _chosen_here(network: Network, forms: Mapping[str, Path]) -> tuple[str, str]
 
 
 def choice(figures: Sequence[float], times: Times) -> str:
-    """The form to use: the faster one, where several precisions disagree the one that loses less; 8 bits only if good enough."""
+    """The form to use: the faster one; if precisions disagree, the one that loses less; 8 bits only if good enough."""
     if min(figures) < LEAST_PSNR_DB:
         return FLOAT
     fastest = {precision: min(by[precision] for by in times.values()) for precision in times[FLOAT]}
@@ -76,7 +76,7 @@ def choice(figures: Sequence[float], times: Times) -> str:
 
 
 def save(model: ov.Model, file: Path) -> str:
-    """Writes a network, the same bytes from run to run, and says how large it is.
+    """Writes a network, the same bytes in every run, and returns its size as text.
 
     The runtime numbers nodes without a name through all that the process made, so they are named by their place here. A copy holds
     all nodes, also those that stand for arguments left out.
@@ -108,9 +108,9 @@ def main(arguments: list[str]) -> int:
     except KeyboardInterrupt:
         return 130
     except (OSError, MemoryError, RuntimeError) as failure:
-        # The runtime's messages begin with places in its own source; the last line says what is wrong.
+        # The runtime's messages begin with positions in its own source; the last line is the reason.
         reason = (str(failure).strip() or type(failure).__name__).splitlines()[-1]
-        print(f"models: {reason}: the networks are not built; mend this and run models/build again", file=sys.stderr)
+        print(f"models: {reason}: the networks are not built; correct this and run models/build again", file=sys.stderr)
         return 1
     return 0
 

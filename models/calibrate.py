@@ -1,4 +1,4 @@
-"""Writes models/data: what the networks' build takes as given, measured once in f32.
+"""Writes models/data, the inputs of the networks' build, measured once in f32.
 
 Usage: calibrate.py, after a change of a float network or of what is quantised. Rounding differs from processor to processor, so
 a build that measured these itself would give other bytes on another machine.
@@ -21,16 +21,16 @@ from networks import DATA, NETWORKS, Inputs, Network
 from photos import read_photo, views, write_bytes
 from selftest_pictures import selftest_expectations
 
-# Roundings in the first layers reach every later one. Left in float they are worth 3 dB on transfer networks, and a sixteenth of
-# the multiplications. The fixed styles' first layer takes the image's bytes as they are; there the residual blocks stay in float,
-# twelve roundings one upon the other for little time.
+# Roundings in the first layers reach every later one. Float there gains 3 dB on transfer networks, for a sixteenth of
+# the multiplications. The fixed styles' first layer uses the image's bytes unchanged; there the residual blocks stay in float, which
+# avoids twelve successive roundings for little time.
 LEFT_IN_FLOAT = {
     "transfer": ("contract.", "residual.0.0"),
     "light_grey": ("residual.",),
     "cartoon": ("residual.",),
 }
 
-# The painting: this photo (public domain) in this one of the fixed styles, square as the style inputs are.
+# The style image painting.png: this photo (public domain) in this one of the fixed styles, square like the style inputs.
 PAINTED_PHOTO = "hubble"
 PAINTING_STYLE = 7
 PAINTING_SIZE = 512

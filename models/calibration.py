@@ -1,4 +1,4 @@
-"""What the 8-bit twins are calibrated on and measured on: photos, and photo with style image for style type 0.
+"""The samples for calibrating and measuring the 8-bit twins: photos, and photos with style images for style type 0.
 
 A transfer network is used with paintings, so half of the style images are paintings: photos repainted in one of the fixed styles.
 The two lists share neither photos nor painting styles.
@@ -24,12 +24,12 @@ def calibration_photos(width: int, height: int) -> list[np.ndarray]:
 
 
 def held_out_photos(width: int, height: int) -> list[np.ndarray]:
-    """The middle part of each photo that no calibration sees."""
+    """The middle part of each photo that no calibration uses."""
     return [views(read_photo(name), width, height)[0] for name in HELD_OUT]
 
 
 def calibration_pairs(width: int, height: int, style_size: int) -> list[Pair]:
-    """Each calibration photo with one style image: in turn a painting and a photo."""
+    """Each calibration photo with one style image: alternately a repainted picture and a photo."""
     contents = calibration_photos(width, height)
     sources = calibration_photos(style_size, style_size)
     styles = sources[::2]
@@ -42,7 +42,7 @@ def calibration_pairs(width: int, height: int, style_size: int) -> list[Pair]:
 
 
 def held_out_pairs(width: int, height: int, style_size: int) -> list[Pair]:
-    """Each held-out photo with each held-out photo as a painting, every painting in a style of its own, and with itself."""
+    """Each held-out photo with each repainted held-out photo, each in another style, and with itself."""
     contents = held_out_photos(width, height)
     sources = held_out_photos(style_size, style_size)
     paintings = [repainted(style, [source])[0] for style, source in zip(HELD_OUT_STYLES, sources, strict=True)]

@@ -1,4 +1,4 @@
-"""Runs the built networks on held-out photos as the library runs them, checks what the library relies on, and writes pictures.
+"""Runs the built networks on held-out photos as the library runs them, checks the library's requirements, and writes pictures.
 
 Checks: each network compiles with an empty property map; its inputs have the names and sizes that its file name promises;
 reshaped to even, odd and tiny sizes, types 1 and 2 give a picture of the input's own size; the runtime's own conversion of bytes
@@ -41,14 +41,14 @@ IMAGE_NETWORKS = {
 }
 # Width and height, even, odd and tiny; every photo at the first.
 SIZES = ((960, 540), (1920, 1080), (961, 543), (64, 48), (33, 35))
-# In f32 only the conversion of bytes through 16-bit floats differs, which a twin's rounding makes larger.
+# In f32 only the conversion of bytes through 16-bit floats differs, and a twin's rounding enlarges the difference.
 LEAST_F32_DB = 35.0
 # In bfloat16 the style predictor's rounding shifts the colours a little; an exchanged plane or a wrong range is far below this.
 LEAST_DEFAULT_DB = 20.0
 
 
 class Agreement:
-    """Collects how far pictures made the library's way are from plainly computed ones."""
+    """Collects the differences of pictures made as in the library from plainly computed ones."""
 
     def __init__(self, name: str) -> None:
         self.name = name

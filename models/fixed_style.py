@@ -13,7 +13,7 @@ from style_network import Expansion, fold_input, reorder_output, repaint
 from subpixel import expanded
 from trained_weights import fixed_style_layers
 
-# The size that the network has before anybody reshapes it.
+# The size of the network before a reshape.
 DEFAULT_HEIGHT = 540
 DEFAULT_WIDTH = 960
 
@@ -23,7 +23,7 @@ CARTOON_MIX = {2: 0.6, 21: 0.4}
 
 # Below 1: middle tones become lighter, black and white stay.
 LIGHT_GREY_EXPONENT = 0.7
-# In place of 0, which has no logarithm: lightened, it is far below a byte's half step.
+# Replaces 0, which has no logarithm: lightened, it is far below a byte's half step.
 SMALLEST_GREY = 1e-6
 # How much of a cartoon's colour is the style's own; the rest is the photo's, a little stronger than it was.
 CARTOON_STYLE_COLOUR = 0.2
@@ -91,7 +91,7 @@ def _cut(planes: ov.Node, image: ov.Node) -> ov.Node:
 
 
 def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expand: Expansion = expanded) -> ov.Node:
-    """What the matrix makes of the mixture of fixed styles, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
+    """The mixture of fixed styles after the matrix, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
     layers, scales, shifts = fixed_style_layers()
     half = np.full(3, 0.5)
     layers["contract.0"] = fold_input(layers["contract.0"], half, half, REVERSED)

@@ -45,7 +45,7 @@ def _input(name: str, height: int, width: int) -> ov.Node:
 
 
 def _predictor_image(style: ov.Node, style_size: int) -> ov.Node:
-    """The style input as the predictor was trained to see it: red, green, blue, 0 to 1, at its own size."""
+    """The style input in the form of the predictor's training: red, green, blue, 0 to 1, at its own size."""
     image = ops.multiply(style, _planes(STYLE_DEVIATION / 255.0))
     image = ops.add(image, _planes(STYLE_MEAN / 255.0))
     image = ops.gather(image, np.array(REVERSED), np.array(1), name="style_red_green_blue")

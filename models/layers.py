@@ -1,4 +1,4 @@
-"""What the parts of the repainting network share: a layer's normalisation."""
+"""A layer's normalisation, shared by the parts of the repainting network."""
 
 from __future__ import annotations
 
@@ -9,7 +9,7 @@ import openvino.opset13 as ops
 
 # A node with one output, or one output of a node with several.
 Values = ov.Node | ov.Output
-# Gives one layer's scale and shift, each [1, channels, 1, 1]; None where the layer has a bias instead of a normalisation.
+# Returns one layer's scale and shift, each [1, channels, 1, 1]; None if the layer has a bias instead of a normalisation.
 Normalisation = Callable[[str], tuple[Values, Values] | None]
 
 EPSILON = 1e-5

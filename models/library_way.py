@@ -1,4 +1,4 @@
-"""What the library does with the pixels before and after a network, in plain numpy.
+"""The library's computations on pixels before and after a network, in plain numpy.
 
 The networks are calibrated, measured and looked at through this module. It is written from the library's documented behaviour and
 shares no code with it. Images are arrays [height, width, 3] of bytes in the order blue, green, red.
@@ -9,19 +9,19 @@ from __future__ import annotations
 import numpy as np
 from PIL import Image
 
-# The content planes are blue, green, red, but get the constants of red, green, blue: the library's networks expect it so.
+# The content planes are blue, green, red, but get the constants of red, green, blue: the library's networks expect that.
 CONTENT_MEAN = np.array([123.675, 116.28, 103.53])
 CONTENT_DEVIATION = np.array([58.395, 57.12, 57.375])
 # The style planes, blue, green, red, get the constants of their own colours.
 STYLE_MEAN = CONTENT_MEAN[::-1].copy()
 STYLE_DEVIATION = np.array([57.375, 57.12, 58.395])
-# Of the output planes, blue, green, red, in the range 0 to 1.
+# The constants of the output planes, blue, green, red, in the range 0 to 1.
 OUTPUT_MEAN = np.array([0.406, 0.456, 0.485])
 OUTPUT_DEVIATION = np.array([0.225, 0.224, 0.229])
 
 
 def resized(image: np.ndarray, width: int, height: int) -> np.ndarray:
-    """The image at another size. The library's bilinear resize differs a little where it shrinks an image."""
+    """The image at another size. The library's bilinear resize differs a little when it shrinks an image."""
     if image.shape[:2] == (height, width):
         return image
     return np.asarray(Image.fromarray(image).resize((width, height), Image.Resampling.BILINEAR))

@@ -1,4 +1,4 @@
-"""Measures on this machine what a network's float and 8-bit forms are worth: likeness of pictures, and time."""
+"""Measures a network's float and 8-bit forms on this machine: likeness of pictures, and time."""
 
 from __future__ import annotations
 
@@ -32,7 +32,7 @@ def likeness(
 
 
 def medians_ms(networks: Mapping[str, Path], sample: Inputs, precision: str) -> dict[str, float]:
-    """The median time of an inference of each network, in turns, so that what else the machine does reaches all alike."""
+    """The median time of an inference of each network, by turns, so that other work of the machine affects all alike."""
     requests = {name: _compiled(file, precision).create_infer_request() for name, file in networks.items()}
     for request in requests.values():
         request.infer(sample)

@@ -1,4 +1,4 @@
-"""The demo's networks: how each is built, what it is measured on, and the names that the library asks for."""
+"""The demo's networks: how each is built, the samples for measuring it, and the names that the library loads."""
 
 from __future__ import annotations
 
@@ -15,10 +15,10 @@ from fuse_transfer import transfer_network
 from library_way import content_planes, stretched_picture, style_planes, symmetric_picture, symmetric_planes, transfer_picture
 from quantise import Ranges
 
-# What `calibrate.py` measured once: the ranges of the activations, the selftest's pictures, and a style image.
+# The results of `calibrate.py`: the ranges of the activations, the selftest's pictures, and a style image.
 DATA = Path(__file__).parent / "data"
 
-# What one inference takes: the planes of each input by its name.
+# The inputs of one inference: the planes of each input by its name.
 Inputs = dict[str, np.ndarray]
 
 # The size at which the fixed styles are calibrated, measured and timed.

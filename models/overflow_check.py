@@ -14,7 +14,7 @@ import openvino as ov
 
 LARGEST_ACTIVATION = 255
 LARGEST_SUM = 32_767
-# Each takes a quantised tensor and gives a quantised tensor.
+# Each turns a quantised tensor into a quantised tensor.
 PASSING = {"Pad", "Reshape", "Transpose", "Squeeze", "Unsqueeze", "Relu", "Clamp", "MaxPool", "DepthToSpace", "Concat"}
 
 
@@ -35,7 +35,7 @@ def overflowing_layers(model: ov.Model) -> list[str]:
 
 
 def _is_quantised(node: ov.Node) -> bool:
-    """Whether the tensor that a node gives was rounded to 8 bits."""
+    """Whether a node's output was rounded to 8 bits."""
     kind = node.get_type_name()
     if kind in PASSING:
         return _is_quantised(node.input_value(0).get_node())
@@ -43,7 +43,7 @@ def _is_quantised(node: ov.Node) -> bool:
 
 
 def _whole_weights(node: ov.Node) -> np.ndarray | None:
-    """The whole numbers that stand for a layer's weights; None where the weights are floats."""
+    """The whole numbers that stand for a layer's weights; None if the weights are floats."""
     kind = node.get_type_name()
     if kind in ("Reshape", "Transpose"):
         return _whole_weights(node.input_value(0).get_node())
@@ -55,7 +55,7 @@ def _whole_weights(node: ov.Node) -> np.ndarray | None:
 
 
 def _whole_numbers(node: ov.Node) -> np.ndarray | None:
-    """Of Constant, Convert and, where there is one, Subtract of a zero point."""
+    """The numbers of Constant, Convert and, if there is one, Subtract of a zero point."""
     if node.get_type_name() == "Subtract":
         numbers = _whole_numbers(node.input_value(0).get_node())
         return None if numbers is None else numbers - _values(node.input_value(1).get_node())

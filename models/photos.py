@@ -1,4 +1,4 @@
-"""The photos that the networks are calibrated on, measured on and looked at with.
+"""The photos for calibrating, measuring and viewing the networks.
 
 They are read from the installed packages scikit-image and scikit-learn, which are not run. No photo is in both lists below: a
 twin's figure says something only about pictures that its calibration did not see. Images are bytes in the order blue, green, red.

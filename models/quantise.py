@@ -27,12 +27,12 @@ LARGEST_WEIGHT = 63
 # `style_network.py`, without "/convolution".
 Ranges = Mapping[str, tuple[float, float]]
 
-# The first layer of a fixed style computes with the bytes of the image, which lose nothing.
+# The first layer of a fixed style computes on the bytes of the image, without loss.
 IMAGE_LAYER = "contract.0"
 
 
 def quantised(model: ov.Model, ranges: Ranges, whole_number_weights: bool = True) -> ov.Model:
-    """Returns the 8-bit twin of a float network, whose constants stay as they are stored.
+    """Returns the 8-bit twin of a float network, whose constants stay as stored.
 
     Without `whole_number_weights` the rounded weights are stored as floats. The runtime then computes the same rounded numbers in
     32-bit floats, which shows what the twin is worth in exact arithmetic.
@@ -65,7 +65,7 @@ def _take_bytes(image: ov.Input) -> None:
 
 
 def _round_activation(activation: ov.Input, low: float, high: float, layer: str) -> None:
-    """Rounds what a convolution takes to 256 levels, 0 being one of them."""
+    """Rounds a convolution's input to 256 levels, one of which is 0."""
     step = (high - low) / (ACTIVATION_LEVELS - 1)
     zero_point = round(-low / step)
     bounds = np.float32(-zero_point * step), np.float32((ACTIVATION_LEVELS - 1 - zero_point) * step)

@@ -1,4 +1,4 @@
-"""What `vorin-stylize selftest` should draw: its two built-in pictures, and the sums of the pictures that the networks make of them.
+"""The expected results of `vorin-stylize selftest`: its two built-in pictures, and the sums of the networks' results for them.
 
 The pictures are computed here from the same whole-number formulas as in the program, so that the expectation owes nothing to it.
 A picture is summed up as 4 x 4 blocks, each with the means of blue, green and red and the standard deviation of green.
@@ -16,7 +16,7 @@ WIDTH, HEIGHT = 384, 288
 STYLE_SIZE = 256
 BLOCKS = 4
 # How far a block's numbers may be off. The 8-bit networks of the fixed styles stay within 5. Style transfer's picture is stretched
-# to the whole range, so one pixel's rounding moves all: 15 was seen in 8 bits. An exchanged plane or another style's network is 100
+# to the whole range, so one pixel's rounding moves all: up to 15 in 8 bits. An exchanged plane or another style's network is 100
 # and more away.
 TOLERANCES = {"lightgrey": 16, "cartoon": 16, "transfer": 40}
 
@@ -61,7 +61,7 @@ def selftest_expectations() -> dict[str, object]:
     image, style = photo(), style_image()
     planes = symmetric_planes(image)
     cartoon_planes = planes.copy()
-    cartoon_planes[..., -1] = -1.0  # the library paints the last column black
+    cartoon_planes[..., -1] = -1.0  # the library makes the last column black
     inputs = {"input_content": content_planes(_resized(image, 512, 512)), "input_style": style_planes(_resized(style, 512, 512))}
     pictures = {
         "lightgrey": stretched_picture(_answer(light_grey_network(), {"input": planes})),

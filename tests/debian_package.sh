@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The Debian package: made, its dependencies installed, unpacked, and its program draws a photo as a user without rights.
+# The Debian package: builds it, installs its dependencies, unpacks it, and restyles a photo as a user without rights.
 #   debian_package.sh BUILD_FOLDER PHOTO
-# Ends with 77 (skipped) where the dependencies cannot be installed for want of rights.
+# Ends with 77 (skipped) if the dependencies cannot be installed for lack of rights.
 set -euo pipefail
 build="$1" photo="$2"
 [ "$(id -u)" -eq 0 ] || { echo "needs root to install the package's dependencies"; exit 77; }
@@ -23,5 +23,5 @@ mkdir "$work/home"
 cp "$photo" "$work/home/photo.png"
 chown -R 65534:65534 "$work/home"
 quietly setpriv --reuid=65534 --regid=65534 --clear-groups env "HOME=$work/home" XDG_DATA_HOME= XDG_CACHE_HOME= \
-  "$work/root/usr/bin/vorin-stylize" "$work/home/photo.png" -o "$work/home/drawn.png" --style lightgrey
-test -s "$work/home/drawn.png"
+  "$work/root/usr/bin/vorin-stylize" "$work/home/photo.png" -o "$work/home/restyled.png" --style lightgrey
+test -s "$work/home/restyled.png"

@@ -3,7 +3,7 @@ import os
 import re
 import sys
 
-# What each room may include besides itself: folders, or single files where the rest of a folder is closed. docs/contributing.md draws it.
+# What each room may include besides itself: folders, or single files where the rest of a folder is closed. docs/contributing.md shows it.
 SHARED_BY_SRC = ["include", "src/platform", "src/core/log.h", "src/core/vendor.h", "src/core/writable_folder.h"]
 ROOMS = {
     "include": [],

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# An installed copy, moved to another folder: other projects' programs find it, link and run; and its own programs draw there as a user
-# who may write nowhere but to a home of his own.
+# An installed copy, moved to another folder: other projects' programs find it, link and run; and its own programs work as a user who may write
+# only to a home folder.
 #   installed_copy.sh BUILD_FOLDER PHOTO
 set -euo pipefail
 build="$1" photo="$2"

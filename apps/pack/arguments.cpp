@@ -27,14 +27,14 @@ See vorin-pack build --help for the ways to name networks.)";
 
 constexpr const char* kBuildFooter = R"(
 A network is an OpenVINO IR, an .xml file with its .bin beside it, or an ONNX
-file, which becomes IR. The runtime reads each once, so that nothing else gets
-into a package. All ways to name networks go together, each as often as needed:
+file, which is converted to IR. The runtime reads each once, to keep other files
+out of a package. All ways to name networks can be combined and repeated:
 
   FILE                    under its own name: net.xml (or net.onnx) becomes the
                           entries net.xml and net.bin
   --name ENTRY=FILE       under another name: ENTRY ends in .xml, and the
-                          weights' entry in .bin; any other file is packed as it is
-  --as NETWORK FILE       under the names that the library asks for. NETWORK is
+                          weights' entry in .bin; other files are packed unchanged
+  --as NETWORK FILE       under the names that the library loads. NETWORK is
                           transfer-512, transfer-256, transfer-540p (two inputs,
                           the frame and the style image), lightgrey or cartoon
   --int8 FILE             after --as: the same network quantised to 8-bit
@@ -71,7 +71,7 @@ void addQuantised(std::vector<LibraryNetwork>& networks, const std::string& file
   }
   const NamedNetwork& network = *networks.back().network;
   if (!network.hasTwin()) {
-    throw usage("--int8 " + file + ": the library asks for no quantised twin of " + std::string(network.name) +
+    throw usage("--int8 " + file + ": the library does not load a quantised twin of " + std::string(network.name) +
                 ": leave it out, or name it in --as");
   }
   networks.back().quantised_file = base::pathFromUtf8(file);
@@ -87,7 +87,7 @@ void addBuild(CLI::App& app, RawArguments& raw) {
       ->type_name("ENTRY=FILE")
       ->option_text("ENTRY=FILE")
       ->allow_extra_args(false);
-  // The meaning of --int8 depends on the --as before it, so both act while the line is read.
+  // --int8 refers to the --as before it, so both are handled while the line is parsed.
   const auto take_network = [&raw](const std::vector<std::string>& values) {
     raw.library_networks.push_back({modelpack::findNetwork(values.at(0)), base::pathFromUtf8(values.at(1)), std::nullopt});
   };
@@ -109,7 +109,7 @@ void addBuild(CLI::App& app, RawArguments& raw) {
 
 void addOthers(CLI::App& app, RawArguments& raw) {
   CLI::App* list = app.add_subcommand("list", "List a package's entries: size and offset in bytes, name");
-  CLI::App* verify = app.add_subcommand("verify", "Check that a package holds what the library asks for, and can use it");
+  CLI::App* verify = app.add_subcommand("verify", "Check that a package holds all that the library needs");
   CLI::App* extract = app.add_subcommand("extract", "Write a package's entries as files");
   for (CLI::App* command : {list, verify, extract}) {
     command->add_option("PACKAGE", raw.package, "The package to read")->required()->type_name("");
@@ -158,14 +158,15 @@ VerifyArguments checkedVerify(const RawArguments& raw) {
 
 Arguments parseArguments(int count, const char* const* arguments) {
   RawArguments raw;
-  CLI::App app("Packs neural networks for the style-transfer library, and looks into such packages.", "vorin-pack");
+  CLI::App app("Packs neural networks for the style-transfer library, and lists, checks and extracts such packages.",
+               "vorin-pack");
   app.allow_windows_style_options(false); // "/name" is a file on every system
   app.set_help_flag("-h,--help", "Print this help");
   app.set_version_flag("--version", "vorin-pack " VORIN_PACK_VERSION "\n", "Print the program's version");
   app.require_subcommand(0, 1);
   addBuild(app, raw);
   addOthers(app, raw);
-  app.footer(kFooter); // after the subcommands, which would take it over
+  app.footer(kFooter); // set after the subcommands, which would inherit it
   try {
     app.parse(count, arguments);
   } catch (const CLI::CallForHelp&) {

@@ -50,16 +50,16 @@ public:
     if (isNetworkName(named.file)) {
       if (!names_network) {
         throw Error(ErrorKind::kModel, "the entry name " + quoted(named.entry_name) +
-                                           " is to hold a network and does not end in .xml: give it that ending");
+                                           " names a network but does not end in .xml: give it that ending");
       }
       addNetwork(named.entry_name, named.file);
       return;
     }
     requireFile(named.file);
     if (names_network) {
-      throw Error(ErrorKind::kModel, "the entry name " + quoted(named.entry_name) + " promises a network, and " +
+      throw Error(ErrorKind::kModel, "the entry name " + quoted(named.entry_name) + " is a network's, but " +
                                          quotedPath(named.file) +
-                                         " is none, an .xml or .onnx file: name one, or choose another ending");
+                                         " is not an .xml or .onnx file: name one, or choose another ending");
     }
     files_.push_back({named.entry_name, named.file});
   }
@@ -88,7 +88,7 @@ void requireOtherFile(const fs::path& package, const std::vector<PackedFile>& fi
   for (const PackedFile& file : files) {
     if (fs::equivalent(package, file.file, error)) {
       throw Error(ErrorKind::kInputOutput,
-                  quotedPath(package) + " is one of the files to pack: name the package first, under another name");
+                  quotedPath(package) + " is both the package and a file to pack: give the package another name");
     }
   }
 }
@@ -162,7 +162,7 @@ ExitStatus run(const VerifyArguments& arguments) {
   const std::vector<std::string> findings = verifyPackage(arguments.package, arguments.networks);
   printData(findings.empty() ? "" : base::joined(findings, "\n") + "\n");
   if (findings.empty()) {
-    printLine(quotedPath(arguments.package) + " holds what the library asks for");
+    printLine(quotedPath(arguments.package) + " holds all that the library needs");
   }
   return findings.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
 }
@@ -201,18 +201,18 @@ void makeFolder(const fs::path& folder) {
   std::error_code error;
   fs::create_directories(folder, error);
   if (!base::isFolder(folder)) {
-    throw Error(ErrorKind::kInputOutput, quotedPath(folder) + " is no folder and cannot be made one: choose another with -o");
+    throw Error(ErrorKind::kInputOutput, quotedPath(folder) + " is not a folder and cannot be created: choose another with -o");
   }
 }
 
-// Every refusal that can be known beforehand comes before the first file is written.
+// Checks all that can be checked before it writes the first file.
 ExitStatus run(const ExtractArguments& arguments) {
   const std::vector<PackageEntry> entries = wantedEntries(arguments);
   for (const PackageEntry& entry : entries) {
     const std::string reason = unusableAsFileName(entry.name);
     if (!reason.empty()) {
-      throw unreadable(arguments.package,
-                       "the name of entry " + quoted(entry.name) + " " + reason + ", so it is not extracted: name the others");
+      throw unreadable(arguments.package, "the name of entry " + quoted(entry.name) + " " + reason +
+                                              ", so nothing is extracted: name other entries");
     }
   }
   makeFolder(arguments.folder);

@@ -1,4 +1,4 @@
-// commands.h: the commands of vorin-pack: what each takes from the command line, and what runs it.
+// commands.h: the commands of vorin-pack: parses the arguments of each, and runs it.
 #pragma once
 
 #include "exit_status.h"
@@ -19,7 +19,7 @@ struct NamedFile {
   std::filesystem::path file;
 };
 
-// A file for a network that the library asks for, with its quantised twin if there is one.
+// The file for a network that the library loads, and the file for its quantised twin if one was named.
 struct LibraryNetwork {
   const NamedNetwork* network = nullptr;
   std::filesystem::path file;
@@ -62,8 +62,8 @@ using Arguments = std::variant<PrintArguments, BuildArguments, ListArguments, Ve
 // Throws Error(kUsage).
 Arguments parseArguments(int count, const char* const* arguments);
 
-// Returns that all is done, or that some inputs failed where list or verify reports a problem of the package. Throws an Error for
-// all else that goes wrong, and base::Cancelled after a signal.
+// Returns kDone, or kSomeInputsFailed if list or verify finds a problem in the package. Throws an Error for all other failures,
+// and base::Cancelled after a signal.
 base::ExitStatus runCommand(const Arguments& arguments);
 
 // Writes a line for the user to standard error.

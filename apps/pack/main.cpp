@@ -1,4 +1,4 @@
-// The program vorin-pack: networks into the library's packed model file, and what is in such a file.
+// The program vorin-pack: packs networks into the library's model package, and lists, checks and extracts the entries of one.
 
 #include "cancellation.h"
 #include "commands.h"
@@ -20,7 +20,7 @@ int main(int count, char** arguments) {
   } catch (const base::Cancelled&) {
     status = ExitStatus::kCancelled;
     pack::printLine("cancelled");
-  } catch (const Error& error) { // the program tells usage from all other failures only
+  } catch (const Error& error) { // only usage errors have an exit status of their own
     status = error.kind() == ErrorKind::kUsage ? ExitStatus::kUsage : ExitStatus::kSomeInputsFailed;
     pack::printLine(error.what());
   } catch (const std::bad_alloc&) {

@@ -31,7 +31,7 @@ std::string headOf(const fs::path& file) {
 
 } // namespace
 
-// A folder of this object's own for files of the user, which may be private.
+// A private folder for temporary files, which may hold the user's private data.
 class NetworkSource::TemporaryFolder {
 public:
   TemporaryFolder() {
@@ -99,9 +99,9 @@ NetworkFiles NetworkSource::load(const fs::path& file) {
     return known->second;
   }
   if (!isNetworkName(file)) {
-    throw failure(quotedPath(file) +
-                  " is not a network, an .xml or .onnx file: leave it out (weights come by themselves), or pack it as it is with "
-                  "--name ENTRY=FILE");
+    throw failure(quotedPath(file) + " is not a network, an .xml or .onnx file: leave it out (weights are packed with their "
+                                     "network), or pack it unchanged with "
+                                     "--name ENTRY=FILE");
   }
   requireFile(file);
   NetworkFiles files = base::lowerCaseExtension(file) == ".onnx" ? convertOnnx(file) : loadIr(file);
@@ -121,7 +121,7 @@ NetworkFiles NetworkSource::loadIr(const fs::path& file) {
     core_.read_model(base::utf8Text(file), base::utf8Text(weights));
   } catch (const std::exception& error) {
     throw failure(quotedPath(file) + " is not a network that the runtime can read (" + runtimeReason(error) +
-                  "): export it anew as OpenVINO IR or ONNX");
+                  "): export it again as OpenVINO IR or ONNX");
   }
   return {file, weights};
 }
@@ -137,7 +137,7 @@ NetworkFiles NetworkSource::convertOnnx(const fs::path& file) {
     throw;
   } catch (const std::exception& error) {
     throw failure(quotedPath(file) + " is not an ONNX network that the runtime can convert (" + runtimeReason(error) +
-                  "): export it anew, or convert it with OpenVINO's own tools and pack the IR");
+                  "): export it again, or convert it with OpenVINO's own tools and pack the IR");
   }
   return {network, fs::path(network).replace_extension(".bin")};
 }

@@ -1,5 +1,5 @@
-// network_source.h: a user's network file as the two files of OpenVINO's IR that a package holds. The runtime reads it once, so
-// that nothing else gets into a package.
+// network_source.h: turns a user's network file into the two files of OpenVINO's IR that a package holds. The runtime reads the
+// file once, so that only readable networks get into a package.
 #pragma once
 
 #include <openvino/runtime/core.hpp>
@@ -18,17 +18,17 @@ struct NetworkFiles {
   std::filesystem::path weights; // .bin
 };
 
-// Whether the name's extension is one of a network, .xml or .onnx.
+// Whether the name has the extension of a network, .xml or .onnx.
 bool isNetworkName(const std::filesystem::path& file);
 
 // Throws an Error unless the file exists and is a regular one.
 void requireFile(const std::filesystem::path& file);
 
-// Whether a description begins as an IR network does. To be asked before the runtime is: on anything else it tries all its
-// readers, and some of them print.
+// Whether a description begins as an IR network does. Check this before the runtime reads it: on anything else the runtime tries
+// all its readers, and some of them print.
 bool looksLikeIr(std::string_view description);
 
-// The reason in an exception of the runtime, on one line and without the places in its source.
+// The reason in an exception of the runtime, on one line and without positions in the runtime's source.
 std::string runtimeReason(const std::exception& error);
 
 class NetworkSource {
@@ -38,7 +38,7 @@ public:
   NetworkSource(const NetworkSource&) = delete;
   NetworkSource& operator=(const NetworkSource&) = delete;
 
-  // IR stays as it is, with the weights file that lies beside it; ONNX is converted, into files that live as long as this object.
+  // Returns an IR network unchanged, with the weights file beside it; converts ONNX into files that live as long as this object.
   // Throws an Error for any other file.
   NetworkFiles load(const std::filesystem::path& file);
 

@@ -139,7 +139,7 @@ std::string unusableAsFileName(const std::string& name) {
     return "is empty";
   }
   if (name == "." || name == "..") {
-    return "is a folder's";
+    return "names a folder";
   }
   if (name.find_first_of("/\\:") != std::string::npos) {
     return "holds a path separator";
@@ -147,7 +147,7 @@ std::string unusableAsFileName(const std::string& name) {
   if (std::any_of(name.begin(), name.end(), base::isControl)) {
     return "holds a control character";
   }
-  return base::isReservedFileName(name) ? "is none for a file on this system" : "";
+  return base::isReservedFileName(name) ? "is not a valid file name on this system" : "";
 }
 
 void writePackage(const std::vector<PackedFile>& files, const fs::path& package, bool overwrite) {

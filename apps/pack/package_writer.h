@@ -1,4 +1,4 @@
-// package_writer.h: files put together as a packed model file, whose format src/modelpack/model_package_reader.h describes.
+// package_writer.h: writes files into a model package, whose format src/modelpack/model_package_reader.h describes.
 //
 // The directory comes first, then the files one after the other, streamed. A file that is packed under several names lies in the
 // package once, and their records share it.
@@ -15,11 +15,11 @@ struct PackedFile {
   std::filesystem::path file;
 };
 
-// Throws an Error for a name or a file that the format or the library cannot hold, and leaves no package then.
+// Throws an Error for a name or a file that the format or the library cannot hold; then no package is written.
 void writePackage(const std::vector<PackedFile>& files, const std::filesystem::path& package, bool overwrite);
 
 // Why the name of an entry cannot be a file's name in a folder: empty, a separator of any system, a step up, a control character,
-// or what this system keeps for itself. Empty if it can.
+// or a name that this system reserves. Empty if it can.
 std::string unusableAsFileName(const std::string& name);
 
 } // namespace vorin::pack

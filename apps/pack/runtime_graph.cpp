@@ -32,8 +32,9 @@ constexpr std::size_t kLevelsOfAByte = 256;
 
 constexpr auto kLayers = std::to_array<std::string_view>(
     {"Convolution", "ConvolutionBackpropData", "GroupConvolution", "GroupConvolutionBackpropData", "MatMul"});
-// What may lie between an activation's FakeQuantize and the layer that computes with its bytes. The runtime moves scales and zero
-// points past most of these. Past sums and products of activations it may not; counting them in errs on the safe side.
+// The operations that may lie between an activation's FakeQuantize and the layer that computes with its bytes. The runtime moves
+// scales and zero points past most of these. It may not move them past sums and products of activations; including those errs on
+// the safe side.
 constexpr auto kPassingActivations = std::to_array<std::string_view>(
     {"Add",          "AvgPool",      "BatchToSpace", "Broadcast",    "Clamp",   "Concat",       "Convert",
      "DepthToSpace", "Divide",       "Gather",       "Interpolate",  "MaxPool", "Maximum",      "Minimum",
@@ -52,7 +53,7 @@ bool quantisesToBytes(const ov::Node& node) {
   return quantise != nullptr && quantise->get_levels() <= kLevelsOfAByte;
 }
 
-// Whether a wanted node is upward of the port, with nothing but passing nodes before it.
+// Whether a wanted node lies upstream of the port with only passing nodes in between.
 template <typename Wanted, typename Passing> bool reaches(const Port& port, const Wanted& wanted, const Passing& passing) {
   std::vector<const ov::Node*> open = {port.get_node()};
   std::set<const ov::Node*> seen;
@@ -85,7 +86,7 @@ Port floats(const Port& port) {
   return std::make_shared<ov::op::v0::Convert>(port, ov::element::f32);
 }
 
-// The output of a FakeQuantize of weights, counted in its steps: whole numbers, up to rounding.
+// The output of a FakeQuantize of weights, counted in its steps: whole numbers, except for rounding.
 Port stepsOf(const Port& weights) {
   const auto& quantise = *ov::as_type<const FakeQuantize>(weights.get_node());
   const Port range = std::make_shared<ov::op::v1::Subtract>(floats(quantise.input_value(4)), floats(quantise.input_value(3)));
@@ -129,7 +130,7 @@ float largestOf(const Port& numbers) {
   OPENVINO_ASSERT(constants.evaluate(values, {}), "its quantised weights cannot be computed");
   float largest = 0;
   for (const float value : std::span(values[0].data<const float>(), values[0].get_size())) {
-    if (std::isfinite(value)) { // which it is not where the step is zero
+    if (std::isfinite(value)) { // it is infinite or not a number if the step is zero
       largest = std::max(largest, std::round(std::abs(value)));
     }
   }
@@ -162,15 +163,14 @@ std::vector<std::string> findSaturatingLayers(const ov::Model& network) {
     const Port first = layer->input_value(0);
     const Port second = layer->input_value(1);
     float largest = largestQuantisedWeight(first, second);
-    if (layer->get_type_name() == std::string_view("MatMul")) { // which takes the weights on either side
+    if (layer->get_type_name() == std::string_view("MatMul")) { // its weights may be on either side
       largest = std::max(largest, largestQuantisedWeight(second, first));
     }
     if (largest > kLargestWeight) {
-      findings.push_back("has weights of up to " + std::to_string(static_cast<int>(largest)) + " in its 8-bit layer " +
-                         base::quoted(layer->get_friendly_name()) +
-                         ", and processors without VNNI compute such a layer rightly up to " +
-                         std::to_string(static_cast<int>(kLargestWeight)) +
-                         " only: quantise it with weights of 7 bits (nncf: overflow_fix=ENABLE)");
+      findings.push_back(
+          "has weights of up to " + std::to_string(static_cast<int>(largest)) + " in its 8-bit layer " +
+          base::quoted(layer->get_friendly_name()) + ", and processors without VNNI compute such a layer correctly only up to " +
+          std::to_string(static_cast<int>(kLargestWeight)) + ": quantise it with weights of 7 bits (nncf: overflow_fix=ENABLE)");
     }
   }
   return findings;

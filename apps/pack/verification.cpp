@@ -40,7 +40,7 @@ std::string names(const ov::OutputVector& ports) {
   for (const Port& port : ports) {
     all.insert(all.end(), port.get_names().begin(), port.get_names().end());
   }
-  std::sort(all.begin(), all.end()); // the runtime keeps them in no order
+  std::sort(all.begin(), all.end()); // the runtime keeps them in an arbitrary order
   return all.empty() ? "none" : base::joined(all);
 }
 
@@ -49,7 +49,7 @@ bool isNhwc(const ov::PartialShape& shape) {
   return isPlanes(shape[3]) && !isPlanes(shape[1]);
 }
 
-// The dimensions of an input or output, as far as they are known.
+// What is wrong with the shape of an input or output, empty if nothing. Unknown dimensions are accepted.
 std::string shapeFinding(const ov::PartialShape& shape) {
   const std::string is = " has the shape " + shape.to_string();
   const std::string needed = std::string(" where ") + kWantedShape + " is needed: ";
@@ -94,8 +94,8 @@ void checkInput(const Port& input, const std::string& subject, bool fixed_size, 
   add(findings, subject, declaredLayoutFinding(input));
 }
 
-// An output needs no fixed size: the library reads the size of each result. `when` says for which frames the shape is, if it
-// depends on them.
+// Checks the output, which needs no fixed size: the library reads the size of each result. `when` names the frames for which the
+// shape holds, if it depends on them.
 void checkOutput(const ov::Model& network, const std::string& when, Findings& findings) {
   if (network.outputs().size() != 1) {
     findings.push_back("gives " + std::to_string(network.outputs().size()) +
@@ -109,12 +109,12 @@ void checkNamedInput(const ov::OutputVector& inputs, const std::string& name, Fi
   const auto input =
       std::find_if(inputs.begin(), inputs.end(), [&](const Port& port) { return port.get_names().count(name) > 0; });
   if (input == inputs.end()) {
-    findings.push_back("has no input named '" + name + "' (its inputs: " + names(inputs) + "): name it so");
+    findings.push_back("has no input named '" + name + "' (its inputs: " + names(inputs) + "): rename that input");
     return;
   }
   const std::string subject = "takes an input '" + name + "' that";
   if (input->get_names().size() != 1) {
-    findings.push_back(subject + " has other names too (" + names({*input}) + "): leave it this one only");
+    findings.push_back(subject + " has other names too (" + names({*input}) + "): keep only this name");
   }
   checkInput(*input, subject, true, findings);
   const ov::element::Type& type = input->get_element_type();
@@ -123,7 +123,7 @@ void checkNamedInput(const ov::OutputVector& inputs, const std::string& name, Fi
                        ", and the library passes f32: export it in f32");
   } else if (!type.is_real()) {
     findings.push_back(subject + " has elements of the type " + type.to_string() +
-                       ", and the library passes fractions: export it in f32");
+                       ", and the library passes floating-point values: export it in f32");
   }
 }
 
@@ -141,12 +141,12 @@ void checkTransfer(ov::Model& network, Findings& findings) {
 void checkAtSizes(const NetworkReader& read, Findings& findings) {
   for (const Size& size : kTriedSizes) {
     const std::string wxh = std::to_string(size.width) + "x" + std::to_string(size.height);
-    const std::shared_ptr<ov::Model> sized = read(); // afresh: a size once given leaves traces in a network
+    const std::shared_ptr<ov::Model> sized = read(); // reads it again: a size that was set leaves traces in a network
     try {
       sized->reshape(ov::PartialShape{1, kPlanes, size.height, size.width});
     } catch (const std::exception& error) {
       findings.push_back("cannot be given the size " + wxh + " (" + runtimeReason(error) +
-                         "): build it without sizes of its own, so that it takes frames of any size");
+                         "): export it without fixed sizes, so that it accepts frames of any size");
       return;
     }
     const std::size_t before = findings.size();
@@ -161,21 +161,21 @@ void checkFixedStyle(const NetworkReader& read, Findings& findings) {
   const ov::OutputVector inputs = read()->inputs();
   if (inputs.size() != 1) {
     findings.push_back("takes " + std::to_string(inputs.size()) + " inputs (" + names(inputs) +
-                       ") where one is needed, the frame: build the others in");
+                       ") where one is needed, the frame: make the others constants");
     return;
   }
   const std::size_t before = findings.size();
   checkInput(inputs.front(), "takes an input that", false, findings);
   if (!inputs.front().get_element_type().is_real()) {
     findings.push_back("takes an input of the type " + inputs.front().get_element_type().to_string() +
-                       ", and the library passes fractions: export it in f32");
+                       ", and the library passes floating-point values: export it in f32");
   }
   if (findings.size() == before) {
     checkAtSizes(read, findings);
   }
 }
 
-// What is wrong with a network, each finding continuing "the network ...". Each look that changes the network reads it anew.
+// What is wrong with a network; each finding continues "the network ...". Each check that changes the network reads it again.
 Findings checkNetwork(const NetworkReader& read, std::int32_t style_type) {
   Findings findings;
   if (style_type == 0) {
@@ -215,7 +215,7 @@ private:
     const std::vector<std::uint8_t> bytes = content(*network_entry);
     const std::string description(bytes.begin(), bytes.end());
     if (!looksLikeIr(description)) {
-      findings_.push_back(subject + "is not one in OpenVINO's IR: pack it anew with " + how);
+      findings_.push_back(subject + "is not in OpenVINO's IR format: pack it again with " + how);
       return;
     }
     std::vector<std::uint8_t> weights = content(*weights_entry);
@@ -225,11 +225,11 @@ private:
         findings_.push_back(subject + finding);
       }
     } catch (const ov::Exception& error) {
-      findings_.push_back(subject + "cannot be read by the runtime (" + runtimeReason(error) + "): pack it anew with " + how);
+      findings_.push_back(subject + "cannot be read by the runtime (" + runtimeReason(error) + "): pack it again with " + how);
     }
   }
 
-  // Null for an entry that is missing, and for a damaged one, which is among the directory's problems.
+  // Null for a missing entry, and for a damaged one, which the directory's problems already report.
   const PackageEntry* soundEntry(const NamedNetwork& wanted, const std::string& entry_name, const std::string& how) {
     const PackageEntry* entry = directory_.find(entry_name);
     if (entry == nullptr) {

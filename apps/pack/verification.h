@@ -1,7 +1,7 @@
-// verification.h: whether a package holds all that the library can ask it for, in a form that the library can use.
+// verification.h: checks that a package holds every network that the library may load, in a form that the library can use.
 //
-// Each demand on a network (its inputs' number and names, their planes, size and element type, and its output) is one of the
-// library's loading (src/neural) or of what it does with the result (src/pipeline).
+// Each requirement on a network (its inputs' number and names, their planes, size and element type, and its output) follows
+// from how the library loads it (src/neural) or uses its result (src/pipeline).
 #pragma once
 
 #include "modelpack/network_names.h"
@@ -13,8 +13,8 @@
 
 namespace vorin::pack {
 
-// What is wrong with the package and how to mend it, one a line; networks other than the wanted ones are not looked at. Throws an
-// Error when the package cannot be read at all.
+// Returns what is wrong with the package and how to mend it, one problem a line. Checks the wanted networks only. Throws an Error
+// if the package cannot be read at all.
 std::vector<std::string> verifyPackage(const std::filesystem::path& package,
                                        std::span<const modelpack::NamedNetwork* const> wanted);
 

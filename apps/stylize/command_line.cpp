@@ -13,7 +13,7 @@
 namespace vorin::stylize {
 namespace {
 
-constexpr std::size_t kNamesColumns = 26; // of the help, in front of the descriptions
+constexpr std::size_t kNamesColumns = 26; // the width of the names in the help, in front of the descriptions
 constexpr std::size_t kHelpColumns = 80 - kNamesColumns;
 
 constexpr const char* kPictureSection = "The result";
@@ -40,13 +40,13 @@ Examples for clips:
 constexpr const char* kFooter = R"(
 Images are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
 colour become 8, images marked as turned are turned upright. Several inputs or a
-folder are restyled into the folder -o, which gets the same tree of folders;
-hidden files are left out. An input that fails does not stop the others.
+folder are restyled into the folder -o, with the same tree of folders; hidden
+files are skipped. An input that fails does not stop the others.
 
 lightgrey and cartoon work at the image's size, but at 1920x1080 at most;
 transfer works at the size of its network. The library brings the result to the
-image's size. A network is loaded anew for each image of another size, and by
-transfer for each image.
+image's size. A network is loaded again for each image of another size, and for
+every image in the style transfer.
 
 Data goes to standard output, all else to standard error.
 
@@ -73,7 +73,7 @@ Error usage(const std::string& line) {
   return {ErrorKind::kUsage, line};
 }
 
-// Breaks each line at blanks where it is too long, and indents its rest as the line was indented.
+// Breaks each line that is too long at blanks, and indents the rest as the line was indented.
 std::string wrapped(const std::string& text) {
   std::string result;
   std::istringstream lines(text);
@@ -113,7 +113,7 @@ std::vector<std::string> imageKinds() {
   return kinds;
 }
 
-// The help names the values in the option's own text.
+// Has no description: the help lists the values in the option's own text.
 CLI::Validator oneOf(const std::vector<std::string>& values) {
   return CLI::IsMember(values).description("");
 }
@@ -137,20 +137,19 @@ public:
     addNeural(app);
     addDevice(app);
     text(app, "--progress", typed.progress, "KIND",
-         "auto (default: a bar on a terminal, elsewhere a line for each tenth), or json: a line at least once a second on "
-         "standard error",
+         "auto (default: a bar on a terminal, else a line every 10 %) or json (a line at least once a second), on standard error",
          kOtherSection)
         ->check(oneOf({"auto", "json"}));
     addOther(app, true);
     flag(app, "--version", typed.version, "Print the versions of the program and its library", kOtherSection);
     addCommands();
     app.require_subcommand(0, 1);
-    app.footer(std::string(has_clips_ ? kClipFooter : "") + kFooter); // after the subcommands, which would take it over
+    app.footer(std::string(has_clips_ ? kClipFooter : "") + kFooter); // set after the subcommands, which would inherit it
     sheet->footer(kSheetFooter);
   }
 
   CommandLine typed;
-  CLI::App app{"Restyles images and clips: pencil, dots, paintings by neural networks.", "vorin-stylize"};
+  CLI::App app{"Restyles images and clips: pencil, dots, and the looks of neural networks.", "vorin-stylize"};
   CLI::App* sheet = nullptr;
   CLI::App* devices = nullptr;
   CLI::App* info = nullptr;
@@ -169,7 +168,7 @@ private:
   void addResult(CLI::App& to) {
     const std::string clips = base::joined(media::clipExtensions());
     text(to, "-o,--output", typed.output, "FILE",
-         "The file to write; its extension says which kind:\n" + base::joined(media::imageExtensions()) +
+         "The file to write; its extension sets the kind:\n" + base::joined(media::imageExtensions()) +
              (clips.empty() ? "" : ";\na clip: " + clips + "; - for a pipe") + ".\nFor many inputs the folder, made if needed",
          kPictureSection);
     flag(to, "--overwrite", typed.overwrite, "Replace the output if it exists", kPictureSection);
@@ -180,7 +179,7 @@ private:
          "How to restyle:\n"
          "  pencil: grey pencil lines on white, darker towards the corners\n"
          "  stipple: a grainy picture made of fine dots\n"
-         "  lightgrey: a light painting in greys (neural)\n"
+         "  lightgrey: a light picture in greys (neural)\n"
          "  cartoon: flat colours, as in a cartoon (neural)\n"
          "  transfer: the look of the --style-image (neural)",
          kPictureSection)
@@ -192,12 +191,12 @@ private:
 
   void addLook(CLI::App& to) {
     to.add_option("--strength", typed.strength,
-                  wrapped("How much of the style shows: 0 gives the input back, 1 (default) the whole style"))
+                  wrapped("How much of the style shows: 0 keeps the input, 1 (default) is the whole style"))
         ->type_name("0..1")
         ->group(kLookSection)
         ->check(CLI::Range(0.0, 1.0).description(""));
     flag(to, "--keep-colors", typed.keep_colours,
-         "Take the light from the result and the colours from the input (luma and chroma of BT.601)", kLookSection);
+         "Keep the input's colours and use the result's light (luma and chroma of BT.601)", kLookSection);
   }
 
   void addMany(CLI::App& to) {
@@ -205,30 +204,29 @@ private:
     text(to, "--to", typed.to, "KIND", "Kind of the images (default: each input's own):\n" + base::joined(kinds), kManySection)
         ->check(oneOf(kinds));
     flag(to, "--resume", typed.resume,
-         "Leave out what is done already, after an interrupted run with the same options; one run at a time in a folder",
-         kManySection)
+         "Skip inputs that are done, after an interrupted run with the same options; one run at a time in a folder", kManySection)
         ->excludes("--overwrite");
   }
 
   void addClips(CLI::App& to) {
     text(to, "--codec", typed.codec, "NAME",
          "How to encode clips: h264 (default), h265, vp9, av1, or the name of an encoder of libavcodec", kClipSection);
-    to.add_option("--crf", typed.crf,
-                  wrapped("Their quality: 0 is best; each 6 more about halve a file of h264 or h265. Default:\n" +
-                          media::usualQualities()))
+    to.add_option(
+          "--crf", typed.crf,
+          wrapped("Quality of clips: 0 is best; 6 more roughly halve an h264 or h265 file. Default:\n" + media::usualQualities()))
         ->type_name("N")
         ->group(kClipSection);
     text(to, "--raw", typed.raw, "KIND",
-         "What goes through the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
+         "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
          kClipSection);
     flag(to, "--steady", typed.steady,
-         "Calm the flicker: what the scene keeps from frame to frame, the result keeps; it moves with the scene", kClipSection);
+         "Reduce flicker: parts of the scene that do not change keep their look, and move with the scene", kClipSection);
   }
 
   void addNeural(CLI::App& to) {
     text(to, "--style-image", typed.style_image, "FILE",
-         "For transfer: the picture whose look to take (for a sheet, default: painting.png beside the package). A folder gives a "
-         "sheet of the image in each look of it",
+         "For transfer: the picture whose look to use (for a sheet, default: painting.png beside the package). A folder makes a "
+         "sheet of the image in the look of each picture in it",
          kNeuralSection);
     text(to, "--network", typed.network, "NAME",
          "For transfer: the network, by the size it works at:\n" + base::joined(networkNames()) +
@@ -247,12 +245,12 @@ private:
 
   void addDevice(CLI::App& to) {
     text(to, "--device", typed.device, "NAME",
-         "Where to work: auto (default: the GPU; without one, software), integrated, discrete, or software (this machine's "
+         "What to run on: auto (default: the GPU; without one, software), integrated, discrete, or software (this machine's "
          "processor)",
          kDeviceSection)
         ->check(oneOf({"auto", "integrated", "discrete", "software"}));
     text(to, "--precision", typed.precision, "NAME",
-         "What networks compute in on the software device: f32 (default: the same result everywhere) or bf16 (faster on "
+         "Number format of networks on the software device: f32 (default: the same result everywhere) or bf16 (faster on "
          "processors that have it)",
          kDeviceSection)
         ->check(oneOf({"f32", "bf16"}));
@@ -268,20 +266,20 @@ private:
 
   void addCommands() {
     sheet = app.add_subcommand("sheet", "Write one image with all styles beside the original");
-    sheet->add_option("image", typed.inputs, "The images; each takes two rows of three pictures:\nitself, then the five results")
+    sheet->add_option("image", typed.inputs, "The images; each fills two rows of three pictures:\nitself, then the five results")
         ->type_name("FILE");
     addResult(*sheet);
     addLook(*sheet);
     addNeural(*sheet);
     addDevice(*sheet);
     addOther(*sheet, true);
-    devices = app.add_subcommand("devices", "List the GPUs: kind, tabulator, name");
+    devices = app.add_subcommand("devices", "List the GPUs: kind, tab, name");
     addOther(*devices, false);
     info = app.add_subcommand("info", wrapped("List versions, devices, and the networks with their sizes and SHA-256 sums"));
     addModels(*info);
     addOther(*info, false);
-    selftest =
-        app.add_subcommand("selftest", wrapped("Restyle a built-in picture in all styles and compare with what is known of it"));
+    selftest = app.add_subcommand(
+        "selftest", wrapped("Restyle a built-in picture in all styles and compare the results with the expected ones"));
     addModels(*selftest);
     addDevice(*selftest);
     addOther(*selftest, false);
@@ -290,12 +288,12 @@ private:
   const bool has_clips_ = !media::clipExtensions().empty();
 };
 
-// The options of the program itself belong to restyling: before a command they would be lost.
+// The program's own options belong to restyling: before a command they would be ignored.
 void requireNothingBefore(const CLI::App& app, const std::string& command) {
   for (const CLI::Option* option : app.get_options()) {
     if (option->count() > 0) {
       const std::string name = option->get_positional() ? option->results().front() : option->get_name();
-      throw usage("'" + name + "' stands before '" + command + "': name it after that, if the command takes it");
+      throw usage("'" + name + "' stands before '" + command + "': put it after that, if the command has it");
     }
   }
 }

@@ -7,7 +7,7 @@
 
 namespace vorin::stylize {
 
-// The values as typed, each one checked.
+// The values as typed, each checked by itself.
 struct CommandLine {
   std::vector<std::string> inputs;
   std::string output;
@@ -32,10 +32,10 @@ struct CommandLine {
   bool json = false;
   bool version = false;
   std::string command;             // "sheet", "devices", "info", "selftest", or empty
-  std::optional<std::string> help; // the text, where that is what was asked for
+  std::optional<std::string> help; // the text of --help, if it was requested
 };
 
-// Throws kUsage for what CLI11 refuses, and for options before a command, which would belong to none.
+// Throws kUsage for arguments that CLI11 rejects, and for options before a command, which would be ignored.
 CommandLine parseCommandLine(int count, const char* const* arguments);
 
 std::vector<std::string> styleNames();

@@ -15,7 +15,7 @@ constexpr int kCellWidth = 640;
 constexpr int kCellHeight = 640;
 constexpr int kGap = 16;
 constexpr int kCaptionHeight = 32;
-constexpr int kNarrowestCaption = 120; // the name of a style fits, and overlaps with nothing but a gap
+constexpr int kNarrowestCaption = 120; // the name of a style fits, and overlaps only a gap
 constexpr std::size_t kPicturesInARow = 3;
 
 using Row = std::span<const SheetPicture>;
@@ -23,12 +23,12 @@ using Row = std::span<const SheetPicture>;
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 constexpr double kScale = 0.7;
 
-// The fonts hold ASCII alone. What the Latin letters from U+00C0 on are without their marks:
+// The fonts hold only ASCII. These are the Latin letters from U+00C0 on without their marks:
 constexpr std::string_view kPlainLetters = "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYTsaaaaaaaceeeeiiiidnooooo/ouuuuyty"
                                            "AaAaAaCcCcCcCcDdDdEeEeEeEeEeGgGgGgGgHhHhIiIiIiIiIiIiJjKkkLlLlLlL"
                                            "lLlNnNnNnnNnOoOoOoOoRrRrRrSsSsSsSsTtTtTtUuUuUuUuUuUuWwYyYZzZzZzs";
 
-// A letter for each character, "?" where there is none like it; marks that follow their letter (U+0300 to U+036F) are left out.
+// Returns a letter for each character, "?" if none is like it; drops marks that follow their letter (U+0300 to U+036F).
 std::string plainText(std::string_view utf8) {
   std::string plain;
   for (std::size_t at = 0; at < utf8.size();) {

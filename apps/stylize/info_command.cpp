@@ -20,7 +20,7 @@ using base::ExitStatus;
 struct SummedEntry {
   modelpack::PackageEntry entry;
   std::string sha256;
-  std::string style; // that uses it; empty for none of the program's
+  std::string style; // the style that uses it; empty if none does
 };
 
 struct SummedPackage {
@@ -133,7 +133,9 @@ ExitStatus printInfo(const Options& options) {
     package = summed(media::ModelPackage(options.restyler.models));
   } catch (const Error& error) {
     printLine(error.what());
-    status = options.restyler.models.empty() ? ExitStatus::kDone : base::exitStatusOf(error.kind()); // none was promised
+    status = options.restyler.models.empty()
+                 ? ExitStatus::kDone
+                 : base::exitStatusOf(error.kind()); // without --models, a missing package is not an error
   }
   if (options.json) {
     printJson({{"program", VORIN_STYLIZE_VERSION},

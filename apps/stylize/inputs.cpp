@@ -106,7 +106,7 @@ std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path
     }
   }
   std::vector<Input> inputs;
-  std::set<fs::path> known; // names may overlap
+  std::set<fs::path> known; // the named folders may overlap
   for (const Named& named : all) {
     for (const fs::path& file : named.files) {
       const fs::path whole = plain(file);

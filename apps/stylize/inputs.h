@@ -1,4 +1,5 @@
-// inputs.h: from what the user names (images, clips, folders) to files, each with its place below the folder of the results.
+// inputs.h: finds the files that the user's names (images, clips, folders) stand for, and each one's place below the folder of
+// the results.
 //
 // Each name has a root: a file's is its folder, a folder's is itself. The tree that is mirrored is the one below the deepest
 // folder that all roots have in common.
@@ -19,13 +20,13 @@ struct Input {
 // Whether the names stand for several inputs: there are several, or one is a folder.
 bool nameSeveral(const std::vector<std::filesystem::path>& names);
 
-// Folders are walked for images and, where with_clips is set, clips. Not listed for a folder: hidden files and folders, links to
-// folders, what lies in the folder left_out, and files with other extensions. A name that does not exist and a folder that cannot
-// be read are listed as they are, so that their error is reported.
+// Lists images and, if with_clips is set, clips, also those in folders. Skips in a folder: hidden files and folders, links to
+// folders, the folder left_out, and files with other extensions. A name that does not exist and a folder that cannot be read are
+// listed themselves, so that their error is reported.
 std::vector<Input> listInputs(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out,
                               bool with_clips);
 
-// Where the result of an input goes. image_extension: with its dot, for images; empty: their own. A clip of a kind that is read
+// The file for the result of an input. image_extension: with its dot, for images; empty: their own. A clip of a kind that is read
 // but not written becomes .mkv, which holds every kind of sound.
 std::filesystem::path outputFor(const Input& input, const std::filesystem::path& folder, const std::string& image_extension);
 

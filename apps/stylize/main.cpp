@@ -1,4 +1,4 @@
-// The program vorin-stylize: images and clips restyled, by way of the media library.
+// The program vorin-stylize: restyles images and clips with the media library.
 
 #include "cancellation.h"
 #include "commands.h"

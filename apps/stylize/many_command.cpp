@@ -1,7 +1,6 @@
-// Restyles many inputs into a folder, which gets their tree of folders. An input that fails does not stop the others.
+// Restyles many inputs into a folder and keeps their tree of folders. An input that fails does not stop the others.
 //
-// Each result takes its name once it is complete, so a name that is there stands for a result that is done: that is all that a
-// resumed run looks at.
+// A result gets its name only when it is complete. So a resumed run treats every input whose output name exists as done.
 #include "cancellation.h"
 #include "commands.h"
 #include "inputs.h"
@@ -49,7 +48,7 @@ Error amongTheInputs(const fs::path& name) {
   return usage("the results would lie among the inputs of " + base::quotedPath(name) + ": name another folder with -o");
 }
 
-// The inputs and where their results go; nothing is known to be wrong with any so far.
+// Lists the inputs and where their results go. No input has been opened yet.
 std::vector<InputResult> plan(const Options& options) {
   std::error_code error;
   for (const fs::path& name : options.inputs) {
@@ -135,7 +134,7 @@ void restyleInto(const Options& options, Restyling& restyling, InputsAhead& inpu
   const std::unique_ptr<media::Source> source = inputs.take();
   if (!result.is_clip && !media::isImageName(result.output)) { // an extension that is read, but not written on this system
     throw Error(ErrorKind::kInputOutput,
-                base::quotedPath(result.output) + " is of a kind that cannot be written here: add --to png");
+                base::quotedPath(result.output) + " has an extension that this system cannot write: add --to png");
   }
   media::requireImageFits(result.output, options.restyler.size.value_or(source->info().size));
   makeFolder(result.output.parent_path());
@@ -150,7 +149,7 @@ void tryToRestyle(const Options& options, Restyling& restyling, InputsAhead& inp
   } catch (const Error& error) {
     result.error = error.what();
   } catch (const std::bad_alloc&) {
-    result.error = base::quotedPath(result.input) + " takes more memory than there is: use a smaller image";
+    result.error = base::quotedPath(result.input) + " needs more memory than there is: use a smaller image";
   } catch (const std::exception& error) {
     result.error = base::quotedPath(result.input) + " cannot be restyled (" + error.what() + "): use another input";
   }
@@ -167,7 +166,7 @@ std::string unitOf(const std::vector<InputResult>& results) {
   return has_clips ? "files" : "images";
 }
 
-// Prints the summary, and the names of those that failed.
+// Prints the summary and the names of the failed inputs.
 ExitStatus conclude(const Options& options, const std::vector<InputResult>& results) {
   const std::size_t failed = count(results, Outcome::kFailed);
   if (!options.quiet) {
@@ -189,7 +188,7 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
   return failed > 0 || is_damaged ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
 }
 
-// Restyles those that are not done yet, one after the other.
+// Restyles the inputs that are not done yet, one after the other.
 media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
   static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
   restyling.emplace(options);

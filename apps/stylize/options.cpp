@@ -37,7 +37,7 @@ void checkStyleOptions(const CommandLine& typed) {
     throw usage("no style given: add --style with one of " + base::joined(styleNames()));
   }
   if (is_transfer && typed.style_image.empty()) {
-    throw usage("the style 'transfer' takes the look of a picture: add --style-image with an image file");
+    throw usage("the style 'transfer' needs a picture whose look to use: add --style-image with an image file");
   }
   if (!is_transfer && !(typed.style_image.empty() && typed.network.empty())) {
     throw usage(std::string(typed.style_image.empty() ? "--network" : "--style-image") +
@@ -45,7 +45,7 @@ void checkStyleOptions(const CommandLine& typed) {
   }
 }
 
-// What pipes need and lack.
+// Checks the options that apply to pipes.
 void checkPipeOptions(const CommandLine& typed) {
   const bool writes_pipe = isPipe(typed.output);
   const bool reads_pipe = std::any_of(typed.inputs.begin(), typed.inputs.end(), isPipe);
@@ -59,7 +59,7 @@ void checkPipeOptions(const CommandLine& typed) {
     throw usage("--json and the output - would both go to standard output: leave one of them out");
   }
   if ((reads_pipe || writes_pipe) && typed.inputs.size() > 1) {
-    throw usage("a pipe stands alone: name no other input beside '-'");
+    throw usage("a pipe must be the only input: name no other beside '-'");
   }
   if (!typed.raw.empty()) {
     static_cast<void>(media::rawSize(typed.raw));
@@ -93,7 +93,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   if (typed.output.empty()) {
     throw usage("no output named: add -o with the file to write");
   }
-  if (std::isnan(typed.strength)) { // which CLI11's check of the range lets pass
+  if (std::isnan(typed.strength)) { // CLI11's check of the range accepts it
     throw usage("--strength is not a number: write it as 0.5");
   }
   if (command == Command::kRestyle) {

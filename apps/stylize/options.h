@@ -1,4 +1,4 @@
-// options.h: the command line, checked as far as that goes without a file or a device.
+// options.h: the command line, with all checks that need no file and no device.
 #pragma once
 
 #include "vorin_media.hpp"
@@ -12,7 +12,7 @@ enum class ProgressWish { kAuto, kJson };
 
 struct Options {
   Command command = Command::kRestyle;
-  std::string text;                          // of kText: what to print
+  std::string text;                          // the text to print, for kText
   std::vector<std::filesystem::path> inputs; // images, clips, folders, or "-"
   std::filesystem::path output;              // a folder for many inputs
   media::RestylerOptions restyler;           // a sheet has all styles
@@ -26,10 +26,10 @@ struct Options {
   bool resume = false;
   bool quiet = false;
   bool json = false;
-  std::vector<std::string> clip_options; // those given that apply to clips only
+  std::vector<std::string> clip_options; // the options on the command line that apply to clips only
 };
 
-// A size as typed, "640x480" in plain decimal digits; nothing for any other text and for a size that no picture may have.
+// Parses a size, "640x480" in plain decimal digits; nothing for any other text and for a size that no picture may have.
 std::optional<media::Size> parseSize(const std::string& text);
 
 // Throws kUsage.

@@ -13,7 +13,7 @@ namespace vorin::stylize {
 namespace {
 
 constexpr std::chrono::milliseconds kEvery(250);
-constexpr double kSecondsWithoutTotal = 5; // between two lines where tenths are not known
+constexpr double kSecondsWithoutTotal = 5; // between two lines if the total is unknown
 
 // "0:07", "1:02:03".
 std::string clockText(double seconds) {
@@ -79,7 +79,8 @@ std::string progressBar(const ProgressState& state, const std::string& unit, int
         << " %  ";
   }
   bar << figures(state, unit);
-  return bar.str().substr(0, static_cast<std::size_t>(std::max(columns - 1, 0))); // the last column would begin a new line
+  return bar.str().substr(0,
+                          static_cast<std::size_t>(std::max(columns - 1, 0))); // text in the last column would begin a new line
 }
 
 std::string progressLine(const ProgressState& state, const std::string& unit) {
@@ -162,7 +163,7 @@ void Progress::show() {
   }
   std::string bar = progressBar(state(), unit_, base::terminalColumns());
   const std::size_t columns = bar.size();
-  bar.resize(std::max(columns, bar_columns_), ' '); // over the rest of a longer one
+  bar.resize(std::max(columns, bar_columns_), ' '); // covers the rest of a longer bar
   base::cancellationEndsALine(true);
   error_.write(bar.insert(0, 1, '\r'));
   bar_columns_ = columns;

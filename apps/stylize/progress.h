@@ -1,5 +1,5 @@
-// progress.h: how far the work on many inputs or frames is, on standard error: as a bar that changes, as a line for each tenth,
-// or as lines of JSON for a program that watches.
+// progress.h: reports the progress on many inputs or frames on standard error: as a bar, as a line every 10 %, or as lines of
+// JSON for another program.
 //
 // A thread of its own keeps the bar and the JSON going while a single image takes long.
 #pragma once
@@ -18,23 +18,23 @@ namespace vorin::stylize {
 
 enum class ProgressKind { kNone, kBar, kLines, kJson };
 
-// A bar on a terminal, lines elsewhere; JSON where it is asked for, quiet or not.
+// A bar on a terminal, else lines; JSON if requested, even with --quiet.
 ProgressKind progressKind(bool wants_json, bool quiet);
 
-// The state of the work as text. total: none where it is unknown; unit: "images", "frames".
+// The state of the work as text. total: none if it is unknown; unit: "images", "frames".
 struct ProgressState {
   std::int64_t done = 0;
   std::optional<std::int64_t> total;
   double elapsed_s = 0;
 
   double perSecond() const;
-  std::optional<double> secondsLeft() const; // none before the first is done, and without a total
+  std::optional<double> secondsLeft() const; // none before the first is done, and none without a total
 };
 std::string progressBar(const ProgressState& state, const std::string& unit, int columns);
 std::string progressLine(const ProgressState& state, const std::string& unit);
 std::string progressJson(const ProgressState& state, const std::string& unit);
 
-// update, say and finish: one thread at a time.
+// Thread-safety: update, say and finish, one thread at a time.
 class Progress {
 public:
   Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total);
@@ -43,13 +43,13 @@ public:
   Progress& operator=(const Progress&) = delete;
 
   void update(std::int64_t done);
-  void say(const std::string& line); // printLine, without spoiling the bar
-  void finish();                     // with what is done by now
-  void finishAll(std::int64_t done); // that many were all of them, whatever was expected
+  void say(const std::string& line); // prints a line above the bar
+  void finish();                     // reports what is done so far
+  void finishAll(std::int64_t done); // reports `done` as the total, whatever was expected
 
 private:
   ProgressState state() const;
-  void show(); // with the mutex held
+  void show(); // call with mutex_ locked
   void showLine();
   void clearBar();
   void keepShowing();
@@ -58,13 +58,13 @@ private:
   const std::string unit_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   const base::OwnStandardError error_;
-  std::mutex mutex_; // of all below
+  std::mutex mutex_; // protects all members below
   std::condition_variable ended_;
   std::int64_t done_ = 0;
   std::optional<std::int64_t> total_;
   std::int64_t tenths_shown_ = 0;
   double shown_s_ = 0;
-  std::size_t bar_columns_ = 0; // 0: no bar stands there
+  std::size_t bar_columns_ = 0; // 0: no bar is shown
   bool ends_ = false;
   std::thread thread_;
 };

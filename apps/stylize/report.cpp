@@ -30,7 +30,7 @@ Json textOrNull(const std::string& text) {
   return text.empty() ? Json() : Json(text);
 }
 
-// The network of a result: its name where the style has several, else the size at which it worked.
+// Names the network of a result: by its name if the style has several, else by the size at which it worked.
 std::string networkText(const media::RestylerReport& report) {
   const auto networks = media::networksOf(report.style);
   for (const auto& network : networks) {

@@ -1,4 +1,4 @@
-// report.h: what the program tells: lines on standard error, and JSON on standard output for a program that reads it.
+// report.h: the program's reports: lines on standard error for the user, and JSON on standard output for other programs.
 #pragma once
 
 #include "exit_status.h"
@@ -8,10 +8,10 @@
 
 namespace vorin::stylize {
 
-// One line on standard error, whatever is in the text.
+// Writes one line to standard error, whatever the text contains.
 void printLine(const std::string& text);
 
-// Bytes that are not UTF-8 become the replacement character.
+// Writes the JSON to standard output. Bytes that are not UTF-8 become the replacement character.
 void printJson(const nlohmann::ordered_json& json);
 
 struct InputResult {
@@ -20,12 +20,12 @@ struct InputResult {
   std::filesystem::path input;
   std::filesystem::path output;
   Outcome outcome = Outcome::kDone;
-  media::Size size;               // of what is done, like the next three
+  media::Size size;               // of the result, like the next three
   media::RestylerReport restyler; // of the last frame
   std::int64_t frames = 1;
   double frames_per_second = 0; // of a clip
   bool is_clip = false;
-  std::vector<std::string> warnings; // what the output lacks of a clip
+  std::vector<std::string> warnings; // parts of a clip that the output lacks
   std::vector<std::string> damage;   // of the input
   std::string error;                 // of a failure
   std::string caption;               // of a picture on a sheet
@@ -40,7 +40,7 @@ std::string resultText(const InputResult& result);
 nlohmann::ordered_json jsonOf(const media::RestylerReport& report);
 nlohmann::ordered_json jsonOf(const InputResult& result);
 
-// A whole run: what was taken, results, exit status. taken: jsonOf(report); empty where nothing had to be done.
+// Prints a whole run: device and style, results, exit status. taken: jsonOf(report), empty if nothing had to be done.
 void printRun(nlohmann::ordered_json taken, const std::vector<InputResult>& results, base::ExitStatus status);
 
 } // namespace vorin::stylize

@@ -47,13 +47,13 @@ std::string outputText(const fs::path& output) {
 }
 
 ExitStatus reportOne(const Options& options, const media::RestylerReport& report, const InputResult& result) {
-  const bool cancelled = base::cancellationIsDue(); // perhaps only while the file was closed
+  const bool cancelled = base::cancellationIsDue(); // the signal may have come while the file was closed
   ExitStatus status = result.damage.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
   if (cancelled) {
     status = ExitStatus::kCancelled;
   }
   if (!options.quiet && cancelled && result.frames == 0) {
-    printLine(outputText(result.output) + ": no frame of this run");
+    printLine(outputText(result.output) + ": cancelled before the first frame, nothing written");
   } else if (!options.quiet) {
     printLine(outputText(result.output) + ": " + resultText(result));
   }
@@ -70,19 +70,19 @@ ExitStatus reportOne(const Options& options, const media::RestylerReport& report
 void checkOne(const Options& options, const fs::path& input, const fs::path& output) {
   const bool is_clip = isPipe(input) || isClipOutput(output);
   if (!is_clip && !media::isImageName(output)) {
-    media::requireExists(input); // it might have been meant as a folder, whose results go into one
+    media::requireExists(input); // the user may have meant a folder, whose results go into a folder
     const std::string clips = base::joined(media::clipExtensions());
     throw usage("the output " + base::quotedPath(output) + " has no known file extension: use one of " +
                 base::joined(media::imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips));
   }
   if (!options.to.empty()) {
-    throw usage("--to applies to many inputs only: leave it out, the extension of -o says the kind");
+    throw usage("--to applies to many inputs only: leave it out and set the extension of -o");
   }
   if (!is_clip && !options.clip_options.empty()) {
     throw usage(options.clip_options.front() + " applies to clips only: leave it out, or name a clip as the output");
   }
   if (isPipe(output) && base::isTerminal(base::Stream::kOutput)) {
-    throw usage("the output - is a terminal, which cannot show frames: put a program behind it");
+    throw usage("the output - is a terminal, which cannot show frames: pipe it into a program");
   }
   if (is_clip && !isPipe(output)) {
     media::checkClipOptions(output, options.sink);
@@ -92,12 +92,12 @@ void checkOne(const Options& options, const fs::path& input, const fs::path& out
   }
 }
 
-// Raw frames that are written have the size that --raw names.
+// Throws unless the raw frames to write have the size that --raw names.
 void requireRawSize(const Options& options, const InputResult& result, media::Size size) {
   const std::string& raw = options.sink.raw;
   if (!raw.empty() && isPipe(result.output) && !isPipe(result.input) && media::rawSize(raw) != size) {
-    throw usage("--raw '" + raw + "' is not the size of the frames, " + media::sizeText(size) +
-                ": name that one, or ask for another with --size");
+    throw usage("--raw '" + raw + "' does not match the frames' size " + media::sizeText(size) +
+                ": use that size, or set --size");
   }
 }
 
@@ -165,8 +165,8 @@ ExitStatus restyle(const Options& options) {
   if (base::isFolder(options.style_image)) {
     if (several || isClipOutput(output) || isPipe(options.inputs.front())) {
       throw usage(
-          "--style-image is a folder, which makes a sheet of one image in each look of it: name one image, or an image file "
-          "in that folder");
+          "--style-image is a folder, which makes a sheet of one image in the look of each picture in it: name one image, or "
+          "an image file in that folder");
     }
     return makeSheet(options);
   }

@@ -70,7 +70,7 @@ std::unique_ptr<media::Source> openInput(const Options& options, const InputResu
   if (!result.is_clip) {
     return media::openImageSource(result.input);
   }
-  // Where nothing of the style is to be seen, the source comes back as exactly as its layout allows.
+  // Without any of the style, the result equals the source as exactly as its layout allows.
   const bool exact_colours = options.strength == 0 && !options.restyler.size;
   if (!isPipe(result.input)) {
     return media::openClipSource(result.input, exact_colours);

@@ -1,4 +1,4 @@
-// restyling.h: what turns one input into its result: source, effects, sink. A run makes it once.
+// restyling.h: restyles inputs: connects source, effects and sink. A run makes one object for all its inputs.
 #pragma once
 
 #include "vorin_media.hpp"
@@ -15,11 +15,11 @@ public:
 
   media::RestylerReport report() const { return restyler_.report(); }
 
-  // Does what can fail before the next input's first frame: whether the device runs the style, and whether its network loads.
-  // run() does it where it was not done.
+  // Does what can fail before the next input's first frame: checks that the device runs the style, and loads its network. run()
+  // does it if it was not called.
   void prepare(media::Size input);
 
-  // Restyles the source into the result's output, and writes down how that went.
+  // Restyles the source into the result's output, and stores the outcome in the result.
   void run(media::Source& source, InputResult& result, const media::RunOptions& run_options);
 
 private:
@@ -33,12 +33,11 @@ private:
 // Opens the result's input.
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result);
 
-// The picture of an image file.
+// Reads the picture of an image file.
 media::Picture readImage(const std::filesystem::path& file);
 
-// Prepares without what the style-transfer library and its runtime print: the one writes each failed attempt to standard output,
-// where only data may go, the other complains on standard error about files that are not its own. Where the library's log is on,
-// it shows.
+// Prepares while standard output and standard error are shut: the library prints each failed attempt to standard output, where
+// only data may go, and its runtime prints warnings about other programs' files. If the library's log is on, nothing is shut.
 void prepareQuietly(media::Restyler& restyler, media::Size input);
 
 // Whether a name stands for a pipe, or is written as a clip or a pipe.

@@ -26,47 +26,47 @@ constexpr std::array kStyles = {Style::kPencilSketch, Style::kStippling, Style::
 
 struct StyleResult {
   std::string style;
-  std::string error;                     // empty: the result is as it should be
+  std::string error;                     // empty: the result is correct
   ExitStatus status = ExitStatus::kDone; // of the error
-  std::string sums;                      // hexadecimal; empty where there is no result
-  std::optional<int> difference;         // the largest; none where nothing is known
+  std::string sums;                      // hexadecimal; empty if there is no result
+  std::optional<int> difference;         // the largest; none if no result is expected
   int tolerance = 0;
 };
 
-// What shows without knowing the result. A result that is the input differs by nothing, real ones by 20 and more on average.
-std::string faultOf(const cv::Mat& photo, const cv::Mat& drawing) {
+// The faults that show without an expected result. A result equal to the input differs by 0, real ones by 20 or more on average.
+std::string faultOf(const cv::Mat& input, const cv::Mat& output) {
   constexpr double kOtherPicture = 3;
-  if (drawing.size() != photo.size()) {
-    return "the drawing is " + media::sizeText({drawing.cols, drawing.rows}) + " instead of " +
-           media::sizeText({photo.cols, photo.rows});
+  if (output.size() != input.size()) {
+    return "the result is " + media::sizeText({output.cols, output.rows}) + " instead of " +
+           media::sizeText({input.cols, input.rows});
   }
   cv::Mat difference;
-  cv::absdiff(photo, drawing, difference);
+  cv::absdiff(input, output, difference);
   const cv::Scalar mean = cv::mean(difference);
-  return (mean[0] + mean[1] + mean[2]) / 3 < kOtherPicture ? "the drawing is the photo itself" : "";
+  return (mean[0] + mean[1] + mean[2]) / 3 < kOtherPicture ? "the result equals the input" : "";
 }
 
-void judge(StyleResult& result, const cv::Mat& photo, const cv::Mat& drawing, const Expectations& expectations) {
+void judge(StyleResult& result, const cv::Mat& input, const cv::Mat& output, const Expectations& expectations) {
   result.status = ExitStatus::kDevice;
-  result.error = faultOf(photo, drawing);
+  result.error = faultOf(input, output);
   if (!result.error.empty()) {
     return;
   }
-  const BlockSums sums = blockSums(drawing);
+  const BlockSums sums = blockSums(output);
   result.sums = base::hexadecimalText(sums);
-  const auto expected = expectations.drawings.find(result.style);
-  if (expected != expectations.drawings.end()) {
+  const auto expected = expectations.results.find(result.style);
+  if (expected != expectations.results.end()) {
     result.tolerance = expected->second.tolerance;
     result.difference = largestDifference(sums, expected->second.sums);
     if (*result.difference > result.tolerance) {
-      result.error = "the drawing is another one than it should be";
+      result.error = "the result differs from the expected one";
       return;
     }
   }
   result.status = ExitStatus::kDone;
 }
 
-// What the package says about its networks' results. Read once, for the first neural style.
+// The results that the package expects of its networks. They are read once, for the first neural style.
 class NetworkExpectations {
 public:
   explicit NetworkExpectations(const Options& options) : options_(options) {}
@@ -76,8 +76,8 @@ public:
       const media::ModelPackage package(options_.restyler.models);
       expectations_ = expectationsOfNetworks(package);
       if (!expectations_->problem.empty()) {
-        problem_ = base::quotedPath(package.file()) + ": how its networks should draw is not known, since its entry " +
-                   "'selftest.json' " + expectations_->problem + ": build the package anew";
+        problem_ = base::quotedPath(package.file()) + ": network results are not compared, since its entry 'selftest.json' " +
+                   expectations_->problem + ": build the package again";
         printLine(problem_);
       }
     }
@@ -89,7 +89,7 @@ public:
 private:
   const Options& options_;
   std::optional<Expectations> expectations_;
-  std::string problem_; // what keeps the expectations from being used
+  std::string problem_; // why the expectations cannot be used
 };
 
 StyleResult test(media::Restyler& restyler, Style style, NetworkExpectations& networks) {
@@ -116,7 +116,7 @@ std::string textOf(const StyleResult& result) {
   if (result.difference) {
     return text + ", off by " + std::to_string(*result.difference) + " at most, " + std::to_string(result.tolerance) + " allowed";
   }
-  return text + (result.sums.empty() ? "" : ", a drawing; how it should look is not known for this package");
+  return text + (result.sums.empty() ? "" : ", not compared: this package holds no expected result");
 }
 
 Json jsonOf(const StyleResult& result) {

@@ -25,7 +25,7 @@ bool isInDisc(int x, int y, int radius) {
   return x * x + y * y <= radius * radius;
 }
 
-// A sky that grows lighter downwards, a sun, hills, a house with a door. In whole numbers, so that it is the same everywhere.
+// A sky that grows lighter downwards, a sun, hills, a house with a door. Computed in whole numbers, so it is the same everywhere.
 cv::Vec3b photoColour(int x, int y) {
   const int hill = 200 - 60 * (x - 100) * (x - 100) / (200 * 200) + 40 * (x % 96) / 96;
   if (x >= 230 && x < 320 && y >= 150 && y < 250) {
@@ -66,14 +66,14 @@ using Json = nlohmann::json;
 constexpr const char* kEntryName = "selftest.json";
 constexpr std::uint64_t kMaxEntryBytes = 0x40000;
 
-// Filters compute alike on every device but for roundings; one filter's sums are 14 away from the other's.
+// Filters compute alike on every device except for rounding; the sums of the two filters differ by 14.
 constexpr int kFilterTolerance = 2;
 constexpr const char* kPencil = "f8f8f820fafafa1cfdfdfd0dfdfdfd0ffafafa1bfcfcfc17fafafa1ff7f7f723"
                                 "f9f9f91efbfbfb1bf2f2f22ef6f6f61df3f3f321f4f4f422f4f4f421f5f5f51a";
 constexpr const char* kStipple = "fcfcfc17fcfcfc18ffffff01ffffff01fcfcfc17fdfdfd13fcfcfc1dfafafa1f"
                                  "fcfcfc17fdfdfd17f4f4f42cf9f9f918f9f9f91af8f8f81ef8f8f81dfafafa14";
 
-// Throws what a wrong type throws, a std::exception.
+// Throws a std::exception, as a wrong type does.
 BlockSums sumsOf(const Json& text) {
   const std::optional<BlockSums> sums = parseBlockSums(text.get_ref<const std::string&>());
   if (!sums) {
@@ -154,15 +154,15 @@ Expectations parseExpectations(const std::string& text) {
   try {
     const Json json = Json::parse(text);
     if (json.at("version") != 1) {
-      return {{}, "is of a version that this program does not know"};
+      return {{}, "has a version that this program does not know"};
     }
     const Json& inputs = json.at("inputs");
     if (!areSumsOf(selftestPhoto(), inputs.at("photo")) || !areSumsOf(selftestStyleImage(), inputs.at("style_image"))) {
-      return {{}, "was made for other pictures than those of this program"};
+      return {{}, "was made for other built-in pictures"};
     }
     Expectations expectations;
-    for (const auto& [style, drawing] : json.at("styles").get_ref<const Json::object_t&>()) {
-      expectations.drawings[style] = {sumsOf(drawing.at("block_sums")), toleranceOf(drawing.at("tolerance"))};
+    for (const auto& [style, result] : json.at("styles").get_ref<const Json::object_t&>()) {
+      expectations.results[style] = {sumsOf(result.at("block_sums")), toleranceOf(result.at("tolerance"))};
     }
     return expectations;
   } catch (const std::exception&) {

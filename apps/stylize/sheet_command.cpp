@@ -29,14 +29,14 @@ struct StyleImage {
   media::Picture picture;
 };
 
-// The styles and looks of a sheet, with what restyles in them.
+// The styles and looks of a sheet, and the restyler for them.
 class SheetStyles {
 public:
   explicit SheetStyles(const Options& options)
       : options_(options), looks_(readLooks(options)), look_(options.strength, options.keep_colours),
         restyler_(optionsFor(options, looks_)) {
     for (const Style style : styles()) {
-      restyler_.setStyle(style, style == Style::kTransfer ? options.restyler.network : ""); // shows whether its network is there
+      restyler_.setStyle(style, style == Style::kTransfer ? options.restyler.network : ""); // throws if its network is missing
     }
     if (looks_.empty()) {
       restyler_.setStyleImage(readImage(defaultStyleImage()));
@@ -77,7 +77,7 @@ private:
     return restyler;
   }
 
-  // Of a folder of style images; none for any other sheet.
+  // The looks of a folder of style images; none for any other sheet.
   static std::vector<StyleImage> readLooks(const Options& options) {
     std::vector<StyleImage> looks;
     if (!base::isFolder(options.style_image)) {
@@ -97,12 +97,12 @@ private:
     if (!options_.style_image.empty()) {
       return options_.style_image;
     }
-    fs::path painting = report().package.parent_path() / "painting.png";
-    if (!fs::exists(painting)) {
-      throw Error(ErrorKind::kUsage, "the sheet's style 'transfer' takes the look of a picture, and there is no " +
-                                         base::quotedPath(painting) + ": add --style-image with an image file");
+    fs::path style_image = report().package.parent_path() / "painting.png";
+    if (!fs::exists(style_image)) {
+      throw Error(ErrorKind::kUsage, "the sheet's style 'transfer' needs a picture whose look to use, and there is no " +
+                                         base::quotedPath(style_image) + ": add --style-image with an image file");
     }
-    return painting;
+    return style_image;
   }
 
   SheetPicture restyled(const fs::path& file, const media::Picture& image, Style style, const std::string& caption,
@@ -156,7 +156,7 @@ ExitStatus makeSheet(const Options& options) {
   const std::vector<Input> inputs = listInputs(options.inputs, {}, false);
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<InputResult> results;
-  std::optional<SheetStyles> styles; // made once an image needs it: a missing image shows without it
+  std::optional<SheetStyles> styles; // made when an image needs it, so that a missing image is reported first
   ExitStatus status = ExitStatus::kDone;
   for (const Input& input : inputs) {
     media::Picture image;
@@ -187,7 +187,7 @@ ExitStatus makeSheet(const Options& options) {
   writeSheet(options, makeContactSheet(groups));
   if (options.json) {
     nlohmann::ordered_json taken = jsonOf(styles->report());
-    if (!base::isFolder(options.style_image)) { // all styles, so no single one
+    if (!base::isFolder(options.style_image)) { // the sheet shows all styles, so no single one is reported
       taken["style"] = taken["network"] = nullptr;
     }
     printRun(taken, results, status);

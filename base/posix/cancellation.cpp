@@ -25,7 +25,7 @@ void installCancellationHandlers() {
   standard_error = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   struct sigaction action {};
   action.sa_handler = takeSignal;
-  action.sa_flags = SA_RESTART; // or the first signal would fail a write to a pipe
+  action.sa_flags = SA_RESTART; // else the first signal would fail a write to a pipe
   sigemptyset(&action.sa_mask);
   for (const int signal : kCancellingSignals) {
     sigaddset(&action.sa_mask, signal);
@@ -41,7 +41,7 @@ void installCancellationHandlers() {
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
 }
 
-// Calls only what POSIX allows in a signal handler.
+// Calls only functions that POSIX allows in a signal handler.
 void endCancelledProcess(std::string_view last_line) {
   [[maybe_unused]] const auto written = write(standard_error, last_line.data(), last_line.size());
   removeUnfinishedFile(); // last: another thread may still be writing the file

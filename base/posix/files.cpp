@@ -53,7 +53,7 @@ bool isWritable(const fs::path& folder) {
   return access(folder.c_str(), W_OK) == 0;
 }
 
-// The XDG base directory rules leave out paths that are not absolute.
+// Ignores paths that are not absolute, as the XDG base directory rules demand.
 std::optional<fs::path> userCacheFolder() {
   const char* cache = std::getenv("XDG_CACHE_HOME");
   if (cache != nullptr && *cache == '/') {

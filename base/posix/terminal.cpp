@@ -15,7 +15,7 @@ int descriptorOf(Stream stream) {
   return stream == Stream::kOutput ? STDOUT_FILENO : STDERR_FILENO;
 }
 
-// Earlier text goes out before the stream is shut, and text of the quiet time is lost before it is open again.
+// Called before the stream is shut, so that earlier text appears, and before it reopens, so that text in between is lost.
 void flush(Stream stream) {
   if (stream == Stream::kOutput) {
     std::cout.flush();

@@ -9,12 +9,12 @@
 namespace vorin::base {
 namespace {
 
-// Runs on a thread of its own.
+// The system calls this on a thread of its own.
 BOOL WINAPI takeEvent(DWORD event) {
   takeCancellation();
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-    // The console is closing. The system kills the process when this returns, and after five seconds anyway; main may return
-    // before.
+    // The console is closing. The system kills the process when this function returns, or after five seconds; main may
+    // return earlier.
     constexpr DWORD kRoomForTheWork_ms = 4000;
     Sleep(kRoomForTheWork_ms);
     cancelNow();
@@ -28,7 +28,7 @@ void installCancellationHandlers() {
   SetConsoleCtrlHandler(takeEvent, TRUE);
 }
 
-// Terminates, as the clean-up of libraries would run while other threads are still at work in them.
+// Terminates the process without clean-up, which would run while other threads are still inside libraries.
 void endCancelledProcess(std::string_view last_line) {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), last_line.data(), static_cast<DWORD>(last_line.size()), &written, nullptr);

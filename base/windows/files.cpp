@@ -35,7 +35,7 @@ bool isUtf8(const std::string& name) {
   return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name.data(), static_cast<int>(name.size()), nullptr, 0) != 0;
 }
 
-// Devices have their names in every folder, in small letters and large ones, whatever follows a dot.
+// The name of a device is reserved in every folder, in either case and with any extension.
 bool isDevice(const std::string& name) {
   std::string stem = name.substr(0, name.find('.'));
   stem.erase(stem.find_last_not_of(' ') + 1);
@@ -54,7 +54,7 @@ bool isDevice(const std::string& name) {
 
 } // namespace
 
-// Unlike the C library's, the file may be deleted while it is open: cancellation does.
+// Unlike a file that the C library opens, this one can be deleted while it is open, as a cancellation does.
 std::FILE* makeNewFile(const fs::path& file) {
   HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -114,7 +114,7 @@ std::optional<fs::path> folderOfLinkTo(const fs::path& /*file*/) {
 
 std::optional<std::string> narrowText(const fs::path& path) {
   const std::wstring wide = path.wstring();
-  const bool is_utf8 = GetACP() == CP_UTF8; // for which the system takes other flags, and lacks nothing
+  const bool is_utf8 = GetACP() == CP_UTF8; // has every character, and takes other flags
   const DWORD flags = is_utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
   BOOL lacks_some = FALSE;
   BOOL* const lacks = is_utf8 ? nullptr : &lacks_some;

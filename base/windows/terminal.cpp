@@ -17,7 +17,7 @@
 namespace vorin::base {
 namespace {
 
-std::atomic<UINT> code_page_before = 0; // of the console; 0: nothing to put back
+std::atomic<UINT> code_page_before = 0; // of the console; 0: nothing to restore
 
 extern "C" void restoreConsoleAtExit() {
   restoreConsole();
@@ -27,7 +27,7 @@ std::FILE* fileOf(Stream stream) {
   return stream == Stream::kOutput ? stdout : stderr;
 }
 
-// Earlier text goes out before the stream is shut, and text of the quiet time is lost before it is open again.
+// Called before the stream is shut, so that earlier text appears, and before it reopens, so that text in between is lost.
 void flush(Stream stream) {
   if (stream == Stream::kOutput) {
     std::cout.flush();
@@ -46,7 +46,7 @@ std::string utf8FromWide(std::wstring_view wide) {
 
 } // namespace
 
-// main gets the arguments in the code page, which lacks characters that file names have; so the system is asked for them.
+// Asks the system for the arguments: those of main are in the code page, which lacks characters of file names.
 std::vector<std::string> utf8Arguments(int count, const char* const* arguments) {
   int wide_count = 0;
   const std::unique_ptr<wchar_t*, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &wide_count), LocalFree);

@@ -1,6 +1,6 @@
-// How steady restyled clips are: every style over clips whose motion is known, each frame raw (a new object of the library
-// restyles it, which remembers nothing), as the library delivers it, and that steadied. Then what steadying costs: frames with it
-// and without it by turns, so that a busy moment meets both. The exit status does not depend on the figures.
+// Measures how steady restyled clips are: every style over clips whose motion is known, each frame raw (restyled by a new object
+// of the library, which has no memory), as the library delivers it, and that steadied. Then measures the cost of steadying:
+// frames with it and without it by turns, so that a busy moment affects both. The exit status does not depend on the figures.
 //
 // usage: vorin_steadiness [steadiness | cost]
 #include "effects/steady_blend.h"
@@ -22,13 +22,13 @@ namespace vorin::bench {
 namespace {
 
 constexpr int kFrames = 24;
-constexpr int kCostFrames = 31; // of each side
+constexpr int kCostFrames = 31; // of each kind
 constexpr double kCameraNoise = 3;
 const cv::Size kSize(960, 540);
 
 const std::string kModels = VORIN_DEMO_BUILD "/models";
 
-// One that scripts/setup has unpacked.
+// Reads a photo that scripts/setup has unpacked.
 cv::Mat photo(const std::string& name) {
   for (const auto& version : std::filesystem::directory_iterator(VORIN_DEMO_BUILD "/venv/lib")) {
     cv::Mat picture = cv::imread((version.path() / "site-packages" / name).string());
@@ -79,10 +79,10 @@ void printSteadiness(const Clip& clip) {
   }
 }
 
-// Of the first frame after the cut: how far it is from the raw one.
+// Prints how far the first frame after the cut is from the raw one.
 void printCut(const Clip& clip) {
   std::cout << "\n" << clip.name << "\n\n";
-  printRow({"style", "delivered and raw differ by", "steadied and delivered differ by"});
+  printRow({"style", "difference delivered - raw", "difference steadied - delivered"});
   printRow({"---", "---:", "---:"});
   const std::size_t first_after = clip.frames_bgr.size() / 2;
   for (const StyleCase& style : kStyleCases) {
@@ -126,8 +126,8 @@ void printAllSteadiness() {
   printSteadiness(stillClip(pavilion, kSize, kFrames, kCameraNoise));
   printSteadiness(panClip(pavilion, kSize, kFrames, 4, 0));
   printSteadiness(panClip(pavilion, kSize, kFrames, 4, kCameraNoise));
-  printSteadiness(panClip(pavilion, kSize, kFrames, 3, kCameraNoise));          // where no reduced picture moves by whole pixels
-  printSteadiness(halfPixelPanClip(pavilion, kSize, kFrames, 5, kCameraNoise)); // where everything is softened
+  printSteadiness(panClip(pavilion, kSize, kFrames, 3, kCameraNoise));          // no reduced picture moves by whole pixels
+  printSteadiness(halfPixelPanClip(pavilion, kSize, kFrames, 5, kCameraNoise)); // everything is softened
   printCut(cutClip(pavilion, coffee, kSize, 8));
 }
 

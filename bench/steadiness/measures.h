@@ -1,4 +1,4 @@
-// What is measured of a clip's results, and how it is printed.
+// Measures a clip's results and prints tables of the figures.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -9,10 +9,10 @@
 namespace vorin::bench {
 
 // The mean absolute difference of results that lie so many frames apart, in grey levels, where the later one shows what the
-// earlier one showed `pan_pixels` further to the right. What has just entered is left out.
+// earlier one showed `pan_pixels` further to the right. Parts that have just entered are left out.
 double warpedDifference(const std::vector<cv::Mat>& results, int pan_pixels, int pan_frames);
 
-// The variance of the Laplacian of the results' grey, on average over the second half: detail is lost little by little.
+// The variance of the Laplacian of the results' grey, on average over the second half: since detail is lost gradually.
 double detailOf(const std::vector<cv::Mat>& results);
 
 double medianOf(std::vector<double> values);

@@ -1,4 +1,4 @@
-// One style of the library, reached as hosts reach it, restyling frame after frame.
+// Restyles frame after frame in one style of the library, through its public interface.
 #pragma once
 
 #include "vorin_stt.h"
@@ -28,14 +28,14 @@ inline constexpr std::array kStyleCases = {
 
 class StyleStream {
 public:
-  // style_image_bgr: for the style that takes one. Throws where there is no GPU or no package of networks.
+  // style_image_bgr: for style transfer. Throws if there is no GPU or no package of networks.
   StyleStream(const StyleCase& style, cv::Size size, const std::string& model_folder, const cv::Mat& style_image_bgr);
 
-  // A result of the stream's size. The first of a stream is free of everything that the library remembers of earlier frames.
-  // meanwhile: runs on another thread while the library restyles.
+  // Returns a result of the stream's size. The first of a stream does not depend on earlier frames. meanwhile: runs on another
+  // thread while the library restyles.
   cv::Mat restyle(const cv::Mat& frame_bgr, const std::function<void()>& meanwhile = {});
 
-  // Milliseconds that the library, and what ran meanwhile, took for the last one.
+  // The time of the last frame in milliseconds, including `meanwhile`.
   double elapsedMs() const { return elapsed_ms_; }
 
 private:
@@ -46,7 +46,7 @@ private:
   std::unique_ptr<SttInterface, Destroyer> object_;
   VorinSttContext context_ = nullptr;
   cv::Size size_;
-  cv::Mat style_image_; // empty once the library has taken it
+  cv::Mat style_image_; // empty once the library has it
   double elapsed_ms_ = 0;
 };
 

@@ -1,4 +1,4 @@
-# OpenVINO for MinGW: its C++ interface is made for another compiler, so the target openvino::runtime carries compat/mingw, which gives
+# OpenVINO for MinGW: its C++ interface is made for another compiler, so the target openvino::runtime carries compat/mingw, which implements
 # the same interface over the C one, and the runtime's C library. scripts/windows-dependencies lays the files out.
 set(vorin_windows_deps ${PROJECT_SOURCE_DIR}/build/windows-deps)
 find_file(

@@ -1,4 +1,4 @@
-// A host program in C++ on the media library: restyles a clip, shows how far it is, and ends early on Ctrl-C.
+// A host program in C++ on the media library: restyles a clip, shows the progress, and ends early on Ctrl-C.
 //   restyle_a_clip INPUT OUTPUT
 #include <atomic>
 #include <csignal>
@@ -19,9 +19,10 @@ int main(int count, char** arguments) try {
   media::Restyler restyler({.style = media::Style::kPencilSketch});
   media::Effect* const effects[] = {&restyler};
   const auto sink = media::openSink(arguments[2], source->info(), media::resultSize(source->info(), effects));
-  const media::RunResult result = media::run(*source, *sink, effects, {&cancelled, [](const media::Progress& progress) {
-                                               std::fprintf(stderr, "\r%lld frames", static_cast<long long>(progress.frames_done));
-                                             }});
+  const media::RunResult result =
+      media::run(*source, *sink, effects, {&cancelled, [](const media::Progress& progress) {
+                                             std::fprintf(stderr, "\r%lld frames", static_cast<long long>(progress.frames_done));
+                                           }});
   std::printf("%lld frames on %s\n", static_cast<long long>(result.frames), restyler.report().device.c_str());
   return result.cancelled ? 130 : 0;
 } catch (const std::exception& error) { // a vorin::Error says what to do

@@ -1,6 +1,6 @@
-// A guard for hosts that cannot catch what leaves ProcessFrame, such as programs built by MSVC, whose exceptions are of another
-// kind: a DLL with one C function, built by MinGW like the library, which catches in the host's place. It holds as little state
-// as the library, so one object serves one thread at a time here too.
+// A guard for hosts that cannot catch the exceptions of ProcessFrame, such as programs built by MSVC, whose exceptions are of
+// another kind: a DLL with one C function, built by MinGW like the library, which catches in the host's place. It holds as little
+// state as the library, so one object serves one thread at a time here too.
 #include "vorin_stt.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// A host program in C++: lists the GPUs that the library can draw on.
+// A host program in C++: lists the GPUs that the library can use.
 #include <cstdio>
 #include <memory>
 #include <vector>

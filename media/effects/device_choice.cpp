@@ -24,7 +24,7 @@ std::string kindName(SttDeviceKind kind) {
   return kind == SttDeviceDiscreteGpu ? "discrete" : "integrated";
 }
 
-// The GPU that the library takes for a request: the last one of the kind, an integrated one where any will do.
+// The GPU that the library selects for a request: the last one of the kind; if any kind will do, an integrated one first.
 std::optional<ListedGpu> gpuFor(SttDeviceKind kind, const std::vector<ListedGpu>& gpus) {
   if (kind == SttDeviceAnyGpu) {
     const auto integrated = gpuFor(SttDeviceIntegratedGpu, gpus);
@@ -34,11 +34,11 @@ std::optional<ListedGpu> gpuFor(SttDeviceKind kind, const std::vector<ListedGpu>
   return gpu == gpus.rend() ? std::nullopt : std::optional(*gpu);
 }
 
-// Where there is a GPU at all, it is of the other kind.
+// Called when every GPU, if there is any, is of the other kind.
 Error noSuchGpu(SttDeviceKind kind, const std::vector<ListedGpu>& gpus) {
-  const std::string others = gpus.empty() ? "nor any other" : "only of the kind " + kindName(gpus.front().kind);
-  return {ErrorKind::kDevice, "there is no GPU of the kind " + kindName(kind) + " here, " + others +
-                                  ": see 'vorin-stylize devices', or leave --device out"};
+  const std::string others = gpus.empty() ? "and no other" : "only " + kindName(gpus.front().kind) + " ones";
+  return {ErrorKind::kDevice,
+          "there is no " + kindName(kind) + " GPU here, " + others + ": see 'vorin-stylize devices', or leave --device out"};
 }
 
 std::string reasonFor(Device wish, const ListedGpu& gpu, const std::vector<ListedGpu>& gpus) {
@@ -50,13 +50,12 @@ std::string reasonFor(Device wish, const ListedGpu& gpu, const std::vector<Liste
   } else if (gpus.size() == 1) {
     return "the only GPU";
   } else {
-    reason = "a GPU of the kind " + kindName(gpu.kind);
-    reason += gpu.kind == SttDeviceIntegratedGpu ? " goes before others" : ", and there is no integrated one";
+    reason = gpu.kind == SttDeviceIntegratedGpu ? "an integrated GPU is preferred" : "a discrete GPU: there is no integrated one";
   }
   return reason + (of_its_kind > 1 ? ", the last of " + std::to_string(of_its_kind) + " of its kind" : "");
 }
 
-// Why stand-ins were made active from outside, if the reason was given.
+// Why the stand-ins are active: the reason that the parent process passed on, else the variable that activates them.
 std::string standInReason() {
   const char* reason = std::getenv("VORIN_SOFTGPU_REASON"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
   return reason != nullptr ? reason : "made active by VORIN_SOFTGPU=1";
@@ -68,11 +67,11 @@ DeviceChoice::DeviceChoice(Device wish, Precision precision) : wish_(wish), prec
   if (wish == Device::kSoftware) {
     takeSoftware("asked for by --device software");
   } else if ((wish == Device::kAuto && !mayHaveGpu()) || !takeGpu()) {
-    takeSoftware("no GPU found; this machine's processor draws, which is slower");
+    takeSoftware("no GPU found; this machine's processor is used, which is slower");
   }
 }
 
-// False where any device may be taken and there is no GPU.
+// False if any device may be used and there is no GPU.
 bool DeviceChoice::takeGpu() {
   copy_ = &LibraryCopy::get(false);
   spare_ = std::make_unique<LibraryObject>(*copy_);
@@ -88,8 +87,8 @@ bool DeviceChoice::takeGpu() {
   is_software_ = standInsAreActive();
   if (is_software_ && precision_ == Precision::kBf16 && !standInsComputeIn("bf16")) {
     throw Error(ErrorKind::kUsage,
-                "the precision bf16 cannot be had: the stand-ins that are active compute networks in f32: leave "
-                "--precision out, or start without them");
+                "precision bf16 is not available (the active stand-ins compute in f32): leave --precision out, or start "
+                "without them");
   }
   name_ = is_software_ ? "software device (" + gpu->name + ")" : gpu->name;
   reason_ = is_software_ ? standInReason() : reasonFor(wish_, *gpu, gpus);
@@ -121,12 +120,13 @@ std::unique_ptr<LibraryObject> DeviceChoice::makeObject() {
 void DeviceChoice::replaceForFilter(Style style) {
   if (is_software_) {
     throw Error(ErrorKind::kDevice,
-                "the software device does not draw in the style '" + std::string(nameOf(style)) + "': " + filterAdvice());
+                "the software device does not run the style '" + std::string(nameOf(style)) + "': " + filterAdvice());
   }
   if (wish_ != Device::kAuto) {
-    throw Error(ErrorKind::kDevice, "the GPU '" + name_ + "' does not draw: install its OpenCL driver, or use --device software");
+    throw Error(ErrorKind::kDevice,
+                "the GPU '" + name_ + "' does not run filters: install its OpenCL driver, or use --device software");
   }
-  takeSoftware("the GPU '" + name_ + "' does not draw; this machine's processor does, which is slower");
+  takeSoftware("the GPU '" + name_ + "' does not run filters; this processor is used, which is slower");
 }
 
 } // namespace vorin::media

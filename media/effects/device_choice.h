@@ -1,17 +1,17 @@
-// device_choice.h: from the device that was asked for to the one that runs the styles.
+// device_choice.h: chooses the device that runs the styles, starting from the one that the user asked for.
 #pragma once
 
 #include "effects/library_object.h"
 
 namespace vorin::media {
 
-// Thrown where the software device takes a process that was started for it, as on Windows.
+// Thrown where the software device needs a process of its own, as on Windows.
 class NeedsOwnProcess : public Error {
 public:
   explicit NeedsOwnProcess(std::string reason)
-      : Error(ErrorKind::kDevice, "the software device takes a process that was started for it: use vorin-stylize"),
+      : Error(ErrorKind::kDevice, "the software device needs a process of its own: use vorin-stylize"),
         reason_(std::move(reason)) {}
-  const std::string& reason() const { return reason_; } // why the software device was taken
+  const std::string& reason() const { return reason_; } // why the software device was chosen
 
 private:
   std::string reason_;
@@ -19,17 +19,17 @@ private:
 
 class DeviceChoice {
 public:
-  // Throws kDevice where there is no such device.
+  // Throws kDevice if there is no such device.
   DeviceChoice(Device wish, Precision precision);
 
   const std::string& name() const { return name_; }     // for the user
   const std::string& reason() const { return reason_; } // why it is this device
   bool isSoftware() const { return is_software_; }
 
-  // A new object of the library with the device selected.
+  // Makes an object of the library with the device selected.
   std::unique_ptr<LibraryObject> makeObject();
 
-  // The device does not run the filter: takes the software device in its place where any device may be taken, else throws
+  // To be called if the device does not run the filter: switches to the software device if any device may be used, else throws
   // kDevice.
   void replaceForFilter(Style style);
 

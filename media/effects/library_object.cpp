@@ -22,7 +22,7 @@ void require(_VorinStatus status, const std::string& line) {
   }
 }
 
-// Runs a piece of the library's work that may throw.
+// Calls the library and turns exceptions into an Error.
 template <typename Work> auto guarded(const char* what, const Work& work) {
   try {
     return work();
@@ -37,7 +37,7 @@ template <typename Work> auto guarded(const char* what, const Work& work) {
   }
 }
 
-// Ramps and a dark square with hard edges: no filter leaves it in one colour.
+// Ramps and a dark square with hard edges: a filter that works never gives one colour for it.
 Picture testPicture() {
   Picture picture(PixelLayout::kBgra, {64, 48});
   cv::Mat pixels = matOver(picture);
@@ -88,7 +88,7 @@ LibraryObject::LibraryObject(LibraryCopy& copy) {
 
 SttVersion LibraryObject::version() {
   SttVersion version{};
-  require(object_->GetVersion(&version), "the library does not tell its version");
+  require(object_->GetVersion(&version), "the library does not report its version");
   return version;
 }
 

@@ -1,7 +1,7 @@
 // library_object.h: one object of the style-transfer library. Every status and exception of the library becomes an Error.
 //
-// Frames reach the library with rows that follow each other without padding, which every style takes, and never as kBgr24, which
-// a neural style may write to.
+// Frames are passed to the library without padding between rows, which every style accepts, and never as kBgr24, since a neural
+// style may write to an input of that layout.
 #pragma once
 
 #include "library_copy.h"
@@ -25,15 +25,15 @@ public:
   std::vector<ListedGpu> gpus();
   void selectGpu(SttDeviceKind kind); // SttDeviceIntegratedGpu, SttDeviceDiscreteGpu or SttDeviceAnyGpu
 
-  // Whether the filter runs on the selected GPU. The library does not report a filter whose set-up failed, so a built-in picture
-  // is restyled and looked at.
+  // Whether the filter runs on the selected GPU. The library does not report a filter whose set-up failed, so the function
+  // restyles a built-in picture and checks the result.
   bool prepareFilter(Style style);
 
-  // Loads a network for results of this size. False where the library does not.
+  // Loads a network for results of this size. Returns false if the library cannot load it.
   bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size);
 
-  // Restyles one frame with what was prepared last. style_image: null to keep the one given last. Returns the milliseconds that
-  // the library took. Throws kDevice.
+  // Restyles one frame with the filter or network prepared last. style_image: null to keep the image passed last. Returns the
+  // milliseconds that the library took. Throws kDevice.
   double process(const Picture& input, const Picture* style_image, Picture& output);
 
 private:
@@ -44,7 +44,7 @@ private:
   VorinSttContext context_ = nullptr;
 };
 
-// Whether all pixels are equal. Ends early for any real result.
+// Whether all pixels are equal. Returns at the first difference, so it is fast for real results.
 bool isOneColour(const cv::Mat& pixels);
 
 // The size at which a network that takes any size works: the picture's, shrunk in its ratio of sides to the largest size that the

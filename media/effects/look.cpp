@@ -1,9 +1,9 @@
-// The effect Look: how much of the style shows, and whose colours.
+// The effect Look: blends a result with its source, and may keep the source's colours.
 //
 // A result is blended with its source byte by byte, source * (1 - strength) + result * strength. To keep the colours, each pixel
 // takes the result's luma and the source's chroma, both of BT.601 (luma = 0.299 red + 0.587 green + 0.114 blue), the matrix of
-// the styles' own YUV. In blue, green, red that is the source with the difference of the lumas added to all three and cut off at
-// 0 and 255, so a result equal to its source leaves it as it is. NV12 is blended plane by plane.
+// the styles' own YUV. In blue, green, red that is the source with the difference of the lumas added to all three and clamped to
+// 0 to 255, so a result equal to its source does not change it. NV12 is blended plane by plane.
 #include "picture_mat.h"
 
 #include <opencv2/core.hpp>
@@ -15,14 +15,14 @@
 namespace vorin::media {
 namespace {
 
-// In 65536ths, which add up to 1, so that a grey's luma is the grey.
+// In 65536ths, which add up to 1, so that the luma of a grey equals the grey.
 constexpr int kShift = 16;
 constexpr std::int32_t kBlue = 7471;
 constexpr std::int32_t kGreen = 38470;
 constexpr std::int32_t kRed = 19595;
 static_assert(kBlue + kGreen + kRed == 1 << kShift);
 
-// Both signs round alike.
+// Rounds both signs alike.
 std::int32_t lumaDifference(const std::uint8_t* result, const std::uint8_t* source) {
   const std::int32_t sum = kBlue * (result[0] - source[0]) + kGreen * (result[1] - source[1]) + kRed * (result[2] - source[2]);
   return (sum + (1 << (kShift - 1))) >> kShift;

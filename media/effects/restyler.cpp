@@ -1,7 +1,7 @@
-// The effect Restyler: the style-transfer library made safe.
+// The effect Restyler: a safe interface to the style-transfer library.
 //
-// Filters and networks each have an object of the library. A network's object is made anew where the network, or the size at
-// which it works, is another one, and in kTransfer for each sequence, since the library smooths its frames over time.
+// Filters share one object of the library; the network has another. The network's object is recreated when the network or its
+// working size changes, and in kTransfer for each sequence, since the library smooths its frames over time.
 #include "effects/device_choice.h"
 #include "files.h"
 #include "picture_mat.h"
@@ -28,8 +28,8 @@ double contrastOf(const cv::Mat& picture) {
   return *std::max_element(deviation.val, deviation.val + std::min(picture.channels(), 3));
 }
 
-// A network that is broken, or whose numbers overflow on the device, and a filter on a device that lost it, give one colour for
-// whatever they see. That is a fault unless the input was nearly of one colour itself.
+// Whether the output has one colour although the input clearly has several. That is how a broken network, an overflow on the
+// device, and a filter that the device lost show.
 bool isBlank(const Picture& input, const Picture& output) {
   constexpr double kClearContrast = 8;
   const cv::Mat result = matOver(output);
@@ -136,7 +136,7 @@ public:
   bool is_sequence_new_ = true;
 
 private:
-  // Null for a filter. A package that lacks the network shows here, before there is a device.
+  // Null for a filter. Throws if the package lacks the network, before a device is chosen.
   const modelpack::NamedNetwork* findNetwork() {
     if (!isNeural(options_.style)) {
       return nullptr;
@@ -163,14 +163,15 @@ private:
       }
       filters_.reset();
       device_.replaceForFilter(options_.style);
-      neural_.reset(); // of the device before
+      neural_.reset(); // belongs to the former device
     }
   }
 
   void prepareNetwork(Size size) {
     const bool is_transfer = options_.style == Style::kTransfer;
     if (is_transfer && !style_image_) {
-      throw Error(ErrorKind::kUsage, "the style 'transfer' takes the look of a picture: add --style-image with an image file");
+      throw Error(ErrorKind::kUsage,
+                  "the style 'transfer' needs a picture whose look to use: add --style-image with an image file");
     }
     const Size network_size = networkSize(size);
     const bool is_loaded = neural_ != nullptr && loaded_ == network_ && (is_transfer || loaded_size_ == network_size) &&
@@ -217,9 +218,9 @@ private:
     }
   }
 
-  // A filter that was lost on the way gives one colour, most often black; real results are dark on white, even of a black input.
+  // A failed filter leaves one colour, mostly black. Real results are dark on white even for black inputs: black is an error.
   static void requireFiltered(const Picture& input, const Picture& output) {
-    constexpr int kFewPixels = 64; // so few may well have one colour
+    constexpr int kFewPixels = 64; // a picture of fewer may well have one colour
     const cv::Mat pixels = matOver(output);
     const int colours = std::min(pixels.channels(), 3);
     const bool is_black = isOneColour(pixels) &&
@@ -231,7 +232,7 @@ private:
       throw Error(ErrorKind::kInputOutput, "a picture of " + sizeText(input.size()) +
                                                " pixels is too small: its result has one colour only; use a larger one");
     }
-    throw Error(ErrorKind::kDevice, "the device cannot draw a picture of " + sizeText(input.size()) +
+    throw Error(ErrorKind::kDevice, "the device cannot restyle a picture of " + sizeText(input.size()) +
                                         " pixels: use a smaller one or another --device");
   }
 

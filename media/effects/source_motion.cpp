@@ -12,13 +12,13 @@
 namespace vorin::media {
 namespace {
 
-constexpr int kSmallSide = 240;       // the longer one of the small pictures, about
+constexpr int kSmallSide = 240;       // the longer side of a small picture, roughly
 constexpr int kLeastSmallSide = 16;   // the search moves patches of 8 pixels
-constexpr double kCutTrust = 0.5;     // less on average is a cut
+constexpr double kCutTrust = 0.5;     // a lower mean trust is a cut
 constexpr double kLeastNoise = 0.25;  // grey levels
-constexpr double kNoiseGrowth = 1.25; // from frame to frame: at a cut all would look like noise
-constexpr double kUnseenLag = 0.15;   // small pixels: nobody sees it, and fine texture never fits more exactly
-constexpr float kFlatTexture = 4.0F;  // squared grey levels from pixel to pixel: below lies noise
+constexpr double kNoiseGrowth = 1.25; // limit from frame to frame: a cut would look like noise
+constexpr double kUnseenLag = 0.15;   // small pixels: too short to see, and fine texture never matches better
+constexpr float kFlatTexture = 4.0F;  // squared grey levels from pixel to pixel: less is noise
 
 cv::Size smallSize(cv::Size size) {
   const int divisor = std::max(1, (std::max(size.width, size.height) + kSmallSide / 2) / kSmallSide);
@@ -52,7 +52,7 @@ bool isNear(cv::Point2f a, cv::Point2f b, float distance) {
   return std::abs(a.x - b.x) < distance && std::abs(a.y - b.y) < distance;
 }
 
-// In grey levels, of a difference whose structure is larger than a few pixels: light that changed is no noise.
+// The median noise of a difference, in grey levels. Takes off the local mean first: a change of light is not noise.
 double noiseOf(const cv::Mat& difference) {
   constexpr double kLevels = 8; // steps of a grey level
   cv::Mat around;
@@ -97,7 +97,7 @@ void SourceMotion::makePresent(const cv::Mat& frame) {
   const cv::Size twice(2 * size.width, 2 * size.height);
   const bool is_large = frame.cols > twice.width && frame.rows > twice.height;
   cv::Mat halfway = frame;
-  if (is_large) { // the mean of a part of a large frame's pixels is as good as that of all, and quicker
+  if (is_large) { // averaging some of a large frame's pixels is as good as averaging all, and faster
     cv::resize(frame, halfway, twice, 0, 0, cv::INTER_LINEAR);
   }
   cv::resize(halfway, small_colour_, size, 0, 0, cv::INTER_AREA);
@@ -113,7 +113,7 @@ void SourceMotion::search() {
   if (search_ == nullptr) {
     search_ = makeSearch();
   }
-  flow_.release(); // or it would be taken as a first guess
+  flow_.release(); // calc() would take the old flow as its first guess
   search_->calc(blurred_, previous_, flow_);
   texture_ = textureOf(present_);
   settleOnTexture();
@@ -124,8 +124,8 @@ void SourceMotion::search() {
 }
 
 void SourceMotion::settleOnTexture() {
-  constexpr float kLeast = 0.01F; // so that flat surroundings have a mean too
-  constexpr float kMost = 400.0F; // an edge is an edge
+  constexpr float kLeast = 0.01F; // keeps the divisor above 0 where all is flat
+  constexpr float kMost = 400.0F; // a stronger edge counts no more
   const cv::Size around(9, 9);
   cv::Mat weight;
   cv::max(texture_ - kFlatTexture, kLeast, weight);
@@ -143,9 +143,9 @@ void SourceMotion::settleOnTexture() {
 }
 
 void SourceMotion::settleOnCamera() {
-  constexpr float kAsOne = 0.12F; // small pixels
+  constexpr float kAsOne = 0.12F; // small pixels: this near the median moves with the camera
   constexpr float kNearly = 0.25F;
-  constexpr int kStep = 3; // so many places are enough for a median
+  constexpr int kStep = 3; // every third place is enough for a median
   std::vector<cv::Point2f> seen;
   std::vector<float> across;
   std::vector<float> down;
@@ -193,7 +193,7 @@ void SourceMotion::weighTrust() {
   const double untrusted = 2 * trusted + 4;
   cv::Mat steps;
   cv::sqrt(texture_, steps);
-  difference = cv::abs(difference) - kUnseenLag * steps; // less than 0 is taken for what it is: trusted
+  difference = cv::abs(difference) - kUnseenLag * steps; // a negative difference means full trust
   cv::boxFilter(difference, difference, -1, {3, 3});
   const double slope = 255 / (untrusted - trusted);
   difference.convertTo(trust_, CV_8U, -slope, slope * untrusted);

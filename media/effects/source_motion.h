@@ -1,14 +1,13 @@
-// source_motion.h: where each place of a clip's frame was in the frame before, and how far the memory of it can be trusted.
+// source_motion.h: finds where each place of a clip's frame was in the frame before, and how far the memory of it can be trusted.
 //
 // Idea: dense inverse search (T. Kroeger, R. Timofte, D. Dai, L. Van Gool: "Fast Optical Flow using Dense Inverse Search", ECCV
-// 2016; the imaging library's own) on small grey pictures, slightly blurred: fine detail that a small picture cannot hold pulls
+// 2016; OpenCV's implementation) on small grey pictures, slightly blurred: fine detail that a small picture cannot hold pulls
 // motion towards zero. Motion seen in flat areas is noise, so each place takes the mean motion of its surroundings, weighted by
-// their texture; and where most of the frame moves as one, a camera moves, and what moves nearly so moves exactly so.
+// their texture; and where most of the frame moves alike, the camera moves, and places of nearly that motion get exactly it.
 //
-// Trust is photometric. A small memory of the clip is blended exactly as the pictures are, and compared with the
-// present frame: not only what moved unnoticed differs there, also what has lagged behind or lost its sharpness in many small
-// steps. What differs by clearly more than the clip's own noise is not trusted, nor are its neighbours. Where little is left,
-// there was a cut.
+// Trust is photometric: a small memory of the clip is blended exactly as the pictures are and compared with the present frame.
+// They differ where motion was missed, and where many small steps left the memory late or blurred. A difference clearly above
+// the clip's own noise takes the trust from a place and its neighbours. Where little trust is left, there was a cut.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -18,16 +17,16 @@ namespace vorin::media {
 
 class SourceMotion {
 public:
-  // memory: the part of the remembered picture in the next one, where it is trusted entirely; 0 to 1.
+  // memory: the part of the remembered picture in the next one, where that is trusted entirely; 0 to 1.
   explicit SourceMotion(double memory) : kept_(memory) {}
 
   // Takes the next frame, 8-bit, of 3 channels (blue, green, red) or 1 (luma). picture_size: of the picture that will follow the
-  // motion; the frame may have another size. False where there is nothing to follow: the first frame, another picture size than
-  // before, a cut.
+  // motion; the frame may have another size. Returns false if there is nothing to follow: at the first frame, at a picture
+  // size other than before, and at a cut.
   bool follow(const cv::Mat& frame, cv::Size picture_size);
 
-  // Of a frame that could be followed, in an even grid over the picture. Motion: CV_32FC2, from a place to where it was, in
-  // pixels of the picture. Trust: CV_8UC1, 0 to 255.
+  // The motion and trust of a frame for which follow returned true, in an even grid over the picture. Motion: CV_32FC2, from a
+  // place to where it was, in pixels of the picture. Trust: CV_8UC1, 0 to 255.
   const cv::Mat& motion() const { return motion_; }
   const cv::Mat& trust() const { return trust_; }
 
@@ -45,8 +44,8 @@ private:
   cv::Size picture_size_;
   cv::Mat small_colour_;
   cv::Mat present_;  // small and grey
-  cv::Mat blurred_;  // the same, for the search
-  cv::Mat previous_; // the blurred one of the frame before
+  cv::Mat blurred_;  // present_ blurred, for the search
+  cv::Mat previous_; // blurred_ of the frame before
   cv::Mat flow_;     // CV_32FC2, in small pixels
   cv::Mat memory_;   // CV_32FC1
   cv::Mat moved_;    // the memory, along the flow

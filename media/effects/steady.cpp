@@ -12,9 +12,9 @@ namespace vorin::media {
 SteadyBlend steadyBlendFor(Style style) {
   constexpr double kLongMemory = 0.97;
   switch (style) {
-  case Style::kStippling: // dots that are blended become grey
+  case Style::kStippling: // blended dots become grey
     return SteadyBlend(Texture::kDots);
-  case Style::kTransfer: // the library blends its frames already, at the same place: what that smears in a pan flickers
+  case Style::kTransfer: // the library blends without following motion: the smear of a pan flickers unless blended longer
     return SteadyBlend(Texture::kStrokes, kLongMemory);
   default:
     return SteadyBlend(Texture::kStrokes);

@@ -14,7 +14,7 @@ namespace {
 
 // ---- Tiles ----
 
-constexpr int kSteps = 16; // of a pixel
+constexpr int kSteps = 16; // per pixel
 
 std::uint16_t toU16(int value) {
   return static_cast<std::uint16_t>(value);
@@ -22,7 +22,7 @@ std::uint16_t toU16(int value) {
 
 struct Position {
   int whole_pixels;
-  int steps; // beyond them
+  int steps; // of 1 / kSteps pixel, added to them
 };
 
 std::optional<Position> positionOf(int first, int length, float motion, int size) {
@@ -62,11 +62,11 @@ int sharpened(int weight, bool sharp) {
   return sharp ? nearest : weight;
 }
 
-// At the middles of the row's pixels.
+// Interpolates the corners' weights at the centre of each pixel of a row.
 template <int kSide, int kChannels>
 void weighRow(const CornerWeights& corners, int row, bool sharp,
               std::array<std::uint16_t, std::size_t{kSide} * kChannels>& weights) {
-  const int below = 2 * row + 1; // of 2 * kSide
+  const int below = 2 * row + 1; // the lower corners' share of 2 * kSide
   const int left = corners.upper_left * (2 * kSide - below) + corners.lower_left * below;
   const int right = corners.upper_right * (2 * kSide - below) + corners.lower_right * below;
   for (int column = 0; column < kSide; ++column) {
@@ -123,15 +123,15 @@ namespace {
 
 constexpr unsigned kRenewal = 8;    // frames in which each tile of dots is renewed once
 constexpr float kRim = 2 * kTile;   // pixels from a picture's edge in which styles put lines that belong to the edge
-constexpr float kLeastDrift = 0.5F; // pixels a frame: of less, the trail fades before it shows
+constexpr float kLeastDrift = 0.5F; // pixels a frame: the trail of a slower motion fades before it shows
 
 void require(bool is_usable) {
   if (!is_usable) {
-    throw std::invalid_argument("only 8-bit frames and pictures can be steadied, each frame with a picture of the size told");
+    throw std::invalid_argument("steadying needs 8-bit frames, and for each a picture of the size passed to see()");
   }
 }
 
-// The tile comes from nearer to an edge than it is now, along one axis.
+// Whether the tile moves away from an edge and comes from the rim beside it, along one axis.
 bool leavesRim(int first, int length, int picture_length, float motion) {
   const auto before = static_cast<float>(first);
   const auto behind = static_cast<float>(picture_length - first - length);
@@ -200,7 +200,7 @@ void SteadyBlend::layTiles(cv::Size size) {
   }
 }
 
-// Networks frame their pictures with a dark line or two. Carried along with a moving camera it would leave a trail.
+// Networks put a dark line or two along a picture's edges. A moving camera would drag these lines into a trail.
 void SteadyBlend::holdRimBack(cv::Size size) {
   for (int row = 0; row < tile_weight_.rows; ++row) {
     for (int column = 0; column < tile_weight_.cols; ++column) {
@@ -212,7 +212,7 @@ void SteadyBlend::holdRimBack(cv::Size size) {
   }
 }
 
-// Moving by whole pixels loses nothing. One decision for all planes: or colour would lag behind its lines.
+// Rounds nearly whole motion: whole pixels move without loss. All planes share the result, or colour would lag behind lines.
 void SteadyBlend::settleOnWholePixels() {
   constexpr float kNearly = 0.15F;
   for (int row = 0; row < tile_motion_.rows; ++row) {
@@ -242,14 +242,14 @@ void SteadyBlend::carryWholePixels() {
   }
 }
 
-// In an order without a pattern that would show.
+// Renews tiles in a scattered order: a regular one would show.
 bool SteadyBlend::isRenewed(int tile_row, int tile_column) const {
   unsigned mixed = static_cast<unsigned>(tile_column) * 0x9E3779B1U ^ static_cast<unsigned>(tile_row) * 0x85EBCA77U;
   mixed = (mixed ^ mixed >> 15) * 0x2C1B3C6DU;
   return texture_ == Texture::kDots && ((mixed ^ mixed >> 13) + frame_) % kRenewal == 0;
 }
 
-// side: of a tile in the pixels of this history.
+// side: the side of a tile in the pixels of this history.
 std::vector<SteadyBlend::MovedTile> SteadyBlend::tilesOfRow(int tile_row, const cv::Mat& history, int side) const {
   const int height = std::min(side, history.rows - tile_row * side);
   const float scale = static_cast<float>(side) / kTile;
@@ -267,7 +267,7 @@ std::vector<SteadyBlend::MovedTile> SteadyBlend::tilesOfRow(int tile_row, const 
   return tiles;
 }
 
-// Row by row of pixels, not tile by tile: memory is quick in long rows.
+// Works row by row of pixels, not tile by tile: memory is fast along rows.
 template <int kSide, int kChannels> void SteadyBlend::steadyTileRow(int tile_row, const cv::Mat& plane, Memory& memory) const {
   const std::vector<MovedTile> tiles = tilesOfRow(tile_row, memory.history, kSide);
   const int first_row = tile_row * kSide;
@@ -284,7 +284,7 @@ template <int kSide, int kChannels> void SteadyBlend::steadyTileRow(int tile_row
   }
 }
 
-// A corner is worth what the least of its four tiles is: nothing of an untrusted tile may show.
+// Each corner takes the least weight of its four tiles: nothing of an untrusted tile may show.
 CornerWeights SteadyBlend::weightsOf(int tile_row, int tile_column) const {
   const int last_row = tile_weight_.rows - 1;
   const int last_column = tile_weight_.cols - 1;

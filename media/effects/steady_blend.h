@@ -1,11 +1,11 @@
-// steady_blend.h: steadies a restyled clip. Each result is blended with the steadied result before it, moved along with the
-// motion of the clip.
+// steady_blend.h: steadies a restyled clip: blends each result with the steadied result before it, which follows the clip's
+// motion.
 //
-// Idea: a style restyles every frame afresh and answers noise with a flicker of whole strokes. What the scene keeps, the result
-// should keep: the history gets most of the weight wherever the clip says that the scene is the same, and none where it is not
-// (see source_motion.h). That lets strokes fade into each other. Dots cannot: two blended patterns of dots are grey. A result in
-// dots carries them along as they are, by whole pixels, and renews them a few tiles at a time; what rounding owes a tile is kept
-// for the next frame. What comes in from a picture's edge has no history: styles put lines there that belong to the edge.
+// Idea: a style restyles every frame independently and turns noise into a flicker of whole strokes. Where the scene stays the
+// same, the result should too: there the history gets most of the weight, and where the scene changes it gets none (see
+// source_motion.h). Strokes then fade into each other. Dots cannot fade: two blended patterns of dots are grey. So dots move
+// unchanged, by whole pixels, and a few tiles at a time are renewed; the rounding error of a tile's motion is kept for the next
+// frame. Parts that enter at a picture's edge have no history: styles put lines there that belong to the edge.
 #pragma once
 
 #include "effects/source_motion.h"
@@ -23,26 +23,25 @@ namespace vorin::media {
 
 // ---- Tiles ----
 //
-// The pixels of a tile: bytes of the steadied picture before, moved by whole pixels and sixteenths, and bytes of the present one,
-// blended by weights that run evenly from corner to corner.
+// Each pixel of a tile blends a byte of the steadied picture before, moved by whole pixels and sixteenths, with a byte of the
+// present picture, by weights that run evenly from corner to corner.
 //
-// A tile moves by one vector and is 8 pixels wide in a picture and in its luma, 4 in chroma of half the size, always: then the
-// loops run over rows of known length, in 16-bit numbers. The last tile of a row may overlap the one before; those of the last
-// row may be less high.
+// A tile moves by one vector. It is always 8 pixels wide, 4 in chroma of half the size, so that the loops run over rows of known
+// length in 16-bit numbers. The last tile of a row may overlap the one before; tiles of the last row may be less high.
 
 constexpr int kTile = 8; // pixels of the picture, both ways
 constexpr int kFullWeight = 256;
 
-// Where a tile of the history begins, and what its four neighbours count.
+// Where a moved tile lies in the history, and the bilinear weights of a pixel and its three neighbours.
 struct TilePlace {
   const std::uint8_t* first;
   std::ptrdiff_t row_bytes;
-  std::ptrdiff_t right_bytes; // to the neighbours; 0 where the tile moved by whole pixels
+  std::ptrdiff_t right_bytes; // to the neighbours; 0 if the tile moved by whole pixels
   std::ptrdiff_t below_bytes;
   std::array<std::uint16_t, 4> parts; // here, right, below, below right; in all 256
 };
 
-// The place that the tile came from, which may lie outside the picture by less than a pixel and is then moved inside. history:
+// The place that the tile came from. A place outside the picture by less than a pixel is moved inside. history:
 // 8-bit. tile, motion: in the pixels of the history, which may be chroma.
 std::optional<TilePlace> placeOf(const cv::Mat& history, cv::Rect tile, cv::Point2f motion);
 
@@ -58,8 +57,8 @@ struct CornerWeights {
   }
 };
 
-// One of the rows of a tile of kSide pixels: picture and into point to its first pixel. A sharp blend takes each pixel from
-// either side, whichever weighs more. There are those of 8 pixels of 3 channels and of 1, and of 4 pixels of 2 channels.
+// Blends a row of a tile; picture and into point to its first pixel. A sharp blend takes each pixel whole, from the side of the
+// greater weight. Instantiated for 8 pixels of 3 channels or 1, and for 4 pixels of 2 channels.
 template <int kSide, int kChannels>
 void blendTileRow(const TilePlace& place, const CornerWeights& weights, bool sharp, int row, const std::uint8_t* picture,
                   std::uint8_t* into);
@@ -72,22 +71,22 @@ constexpr double kUsualMemory = 0.9;
 
 class SteadyBlend {
 public:
-  // memory: the part of the steadied picture in the next one, where it is trusted entirely. A longer one is steadier, and softer
-  // where a picture moves by parts of a pixel.
+  // memory: the part of the steadied picture in the next one, where that is trusted entirely. A greater part is steadier, and
+  // softer where a picture moves by fractions of a pixel.
   explicit SteadyBlend(Texture texture, double memory = kUsualMemory) : texture_(texture), kept_(memory), motion_(memory) {}
 
-  // For each of the clip's frames, in order: see, then apply. Both throw std::invalid_argument for other kinds of images.
+  // Call see, then apply, for each of the clip's frames in order. Both throw std::invalid_argument for other kinds of pictures.
   //
-  // Follows the clip's motion, most of the work; it needs no stylised picture, so it may run on another thread while that is
-  // made. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture_size: of the picture to come.
+  // Follows the clip's motion, which is most of the work. It needs no stylised picture, so it may run on another thread while
+  // that is made. source: 8-bit, of 3 channels (blue, green, red) or 1 (luma), of any size. picture_size: of the picture to come.
   void see(const cv::Mat& source, cv::Size picture_size);
 
-  // The frame's stylised picture, steadied; it stays as it is until the next call. picture: 8-bit, 3 channels. The first one
-  // comes back equal, and so do one of another size than the one before and the first after a cut.
+  // Steadies the frame's stylised picture (8-bit, 3 channels). The result stays valid until the next call. The first picture is
+  // returned unchanged, and so are the first of another size and the first after a cut.
   const cv::Mat& apply(const cv::Mat& picture);
 
   // The same in place, for a picture in 4:2:0: luma of 1 channel and even sides, chroma of 2, half as wide and half as high. The
-  // first one after a picture in 3 channels comes back equal, and the other way round.
+  // first such picture after one of 3 channels is returned unchanged, and vice versa.
   void apply(cv::Mat& luma, cv::Mat& chroma);
 
 private:
@@ -98,7 +97,7 @@ private:
   };
   struct MovedTile {
     int first_column;
-    std::optional<TilePlace> place; // none: nothing of the history goes into this tile
+    std::optional<TilePlace> place; // none: this tile takes nothing from the history
     CornerWeights weights;
   };
 
@@ -117,13 +116,13 @@ private:
   double kept_;
   unsigned frame_ = 0;
   SourceMotion motion_;
-  cv::Size seen_size_; // empty: nothing seen since the last picture
+  cv::Size seen_size_; // empty: no call of see since the last apply
   bool is_followed_ = false;
   Memory colours_;
   Memory luma_;
   Memory chroma_;
   cv::Mat tile_motion_; // CV_32FC2
-  cv::Mat tile_weight_; // CV_8UC1: of the history
+  cv::Mat tile_weight_; // CV_8UC1: the history's weight
   cv::Mat owed_;        // CV_32FC2: how far dots lie from where they belong
   cv::Mat owed_before_;
 };

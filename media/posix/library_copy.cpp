@@ -1,5 +1,5 @@
-// The copies are libraries that are loaded at run time: libvorin_stt_embedded.so for the ordinary one, and the one of that name
-// in the folder embedded/ for the software one, with its private runtime around it.
+// Loads the copies at run time: libvorin_stt_embedded.so is the ordinary copy; the file of that name in the folder embedded/,
+// beside its private runtime, is the software copy.
 #include "../library_copy.h"
 
 #include "vorin_error.hpp"
@@ -42,10 +42,10 @@ fs::path ownFolder() {
   return fs::canonical(in_program ? "/proc/self/exe" : module->l_name, error).parent_path();
 }
 
-// A file of the copies, as a build folder or an installed copy has it. Empty where there is none.
+// Finds a file of the copies in a build folder or an installation. Empty if there is none.
 fs::path findFile(const fs::path& name) {
   const fs::path own = ownFolder();
-  if (own.empty()) { // the names would be looked for in the current folder
+  if (own.empty()) { // else the names would be searched for in the current folder
     return {};
   }
   for (const fs::path& folder : {own, own / "vorin-stt", own.parent_path() / "lib" / "vorin-stt"}) {
@@ -70,8 +70,8 @@ void* load(const fs::path& file, int flags = RTLD_NOW | VORIN_OWN_SYMBOLS_FIRST)
   return library;
 }
 
-// A program may have a std::cout of its own in place of the C++ library's (a copy relocation), which then stays all zeros.
-// Libraries that find their symbols in the C++ library first would crash on it, so it is made here.
+// A program may have its own std::cout in place of the C++ library's (a copy relocation), whose object then stays all zeros.
+// Libraries that look in the C++ library first would crash on that object, so it is constructed here.
 void makeStandardStreams() {
   void* const cxx_library = dlopen("libstdc++.so.6", RTLD_NOW | RTLD_NOLOAD);
   for (const auto& [name, stream] : {std::pair("_ZSt4cout", &std::cout), {"_ZSt4cerr", &std::cerr}, {"_ZSt4clog", &std::clog}}) {
@@ -86,8 +86,8 @@ template <typename Function> Function* functionOf(void* library, const char* nam
   return reinterpret_cast<Function*>(dlsym(library, name));
 }
 
-// Returns the copy of the library that needs the private runtime. The runtime loads its parts when it needs them, and they would
-// find their symbols in the global scope first. Being loaded before, they have found their own.
+// Loads the private runtime and returns the copy of the library that uses it. The runtime would load its parts only when needed,
+// bound to symbols of the global scope; loaded here, they bind to their own.
 fs::path loadPrivateRuntime(std::string_view precision) {
   const fs::path folder = findFile("embedded");
   if (folder.empty()) {
@@ -116,7 +116,7 @@ fs::path ownLibrary(std::string_view name) {
 
 // ---- the folder ----
 
-// The XDG base directory rules leave out paths that are not absolute.
+// Ignores paths that are not absolute, as the XDG base directory rules demand.
 fs::path cacheFolder() {
   if (const std::string cache = variable("XDG_CACHE_HOME"); cache.starts_with('/')) {
     return cache;
@@ -144,7 +144,7 @@ fs::path writableFolder() {
   if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     throw noFolder("'" + folder.string() + "' cannot be made (" + error.message() + ")");
   }
-  if (status.st_uid != geteuid()) { // who could put other files in place of the unpacked networks
+  if (status.st_uid != geteuid()) { // that user could replace the unpacked networks
     throw noFolder("'" + folder.string() + "' belongs to another user");
   }
   if (access(folder.c_str(), W_OK | X_OK) != 0) {
@@ -168,8 +168,9 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   LibraryCopy*& copy = copies[software ? 1 : 0];
   if (copy != nullptr) {
     if (software && precision != software_precision) {
-      throw Error(ErrorKind::kUsage, "precision " + std::string(precision) + " cannot be had: networks compute in " +
-                                         software_precision + " in this process: use another process for it");
+      throw Error(ErrorKind::kUsage, "precision " + std::string(precision) +
+                                         " is not available: this process computes networks in " + software_precision +
+                                         "; use another process");
     }
     return *copy;
   }
@@ -211,7 +212,7 @@ bool standInsAreActive() {
   return variable("VORIN_SOFTGPU") == "1";
 }
 
-// scripts/with-softgpu names the folder of their runtime first.
+// scripts/with-softgpu puts the folder of the stand-ins' runtime first into the variable.
 bool standInsComputeIn(std::string_view precision) {
   const std::string folders = variable("LD_LIBRARY_PATH");
   return !std::string_view(folders)

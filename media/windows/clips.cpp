@@ -1,4 +1,5 @@
-// Clips and pipes are not part of the library for Windows: there is no libav for MinGW, and its OpenCV has no optical flow.
+// Stands in for clips and pipes, which the library for Windows lacks: there is no libav for MinGW, and its OpenCV has no optical
+// flow.
 #include "../sources_and_sinks.h"
 
 namespace vorin::media {

@@ -6,7 +6,7 @@
 
 namespace vorin::media {
 
-// Releases its reference at the end of its life.
+// Releases its reference in the destructor.
 template <typename Interface> class ComPointer {
 public:
   ComPointer() = default;
@@ -20,7 +20,7 @@ public:
 
   Interface* get() const { return object_; }
   Interface* operator->() const { return object_; }
-  // For a function that makes the object.
+  // Returns where a function may store the object that it makes.
   Interface** out() { return &object_; }
 
 private:
@@ -42,7 +42,7 @@ inline void requireSuccess(HRESULT result) {
   }
 }
 
-// While it lives, its thread may use such objects.
+// Lets its thread use COM objects while it lives.
 class ComApartment {
 public:
   ComApartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
@@ -55,7 +55,7 @@ public:
   ComApartment& operator=(const ComApartment&) = delete;
 
 private:
-  HRESULT result_; // a failure where the thread has one of another kind, which will do as well
+  HRESULT result_; // fails if the thread has an apartment of another kind, which works too
 };
 
 } // namespace vorin::media

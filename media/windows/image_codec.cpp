@@ -26,15 +26,15 @@ constexpr std::array kEncodings = {
     ImageEncoding{".jpeg", static_cast<int>(kLargestSide)},
     ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
 };
-constexpr float kJpegQuality = 0.95F; // what OpenCV's encoder does elsewhere
+constexpr float kJpegQuality = 0.95F; // the quality of the encoder on other systems
 
 void makeFactory(ComPointer<IWICImagingFactory>& factory) {
   requireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
                                   reinterpret_cast<void**>(factory.out())));
 }
 
-// The pixels of any kind of image as 8-bit blue, green, red; transparency is dropped, not blended. In strips of rows, so that the
-// wider pixels in between take no room.
+// Decodes any kind of image to 8-bit blue, green, red; transparency is dropped, not blended. Works in strips of rows, since the
+// intermediate pixels are wider.
 cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
   ComPointer<IWICFormatConverter> converter;
   requireSuccess(factory.CreateFormatConverter(converter.out()));
@@ -108,7 +108,7 @@ void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const
   if (format != GUID_WICPixelFormat24bppBGR) {
     throw ComError(WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
   }
-  for (int row = 0; row < bgr.rows; ++row) { // whose bytes need not follow each other
+  for (int row = 0; row < bgr.rows; ++row) { // row by row: rows may be padded
     const auto row_bytes = static_cast<UINT>(bgr.cols * 3);
     requireSuccess(frame->WritePixels(1, row_bytes, row_bytes, const_cast<std::uint8_t*>(bgr.ptr(row)))); // only read
   }

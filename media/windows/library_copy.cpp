@@ -1,4 +1,4 @@
-// The one copy is linked into the program. Narrow text is the system's, as the library takes it.
+// The only copy is linked into the program. Narrow text is the system's, which the library expects.
 #include "../library_copy.h"
 
 #include "files.h"
@@ -33,7 +33,7 @@ std::string narrowFolder() {
     throw noFolder("LOCALAPPDATA names no folder");
   }
   std::string folder = std::string(data) + "\\vorin-stt";
-  CreateDirectoryA(folder.c_str(), nullptr); // fails where it is there already
+  CreateDirectoryA(folder.c_str(), nullptr); // fails if it exists
   const DWORD attributes = GetFileAttributesA(folder.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
     throw noFolder("'" + folder + "' cannot be made");
@@ -87,7 +87,7 @@ Error noStart() {
           "the software device does not start (" + error.message() + "): check that the program may be executed"};
 }
 
-// The processes in it end when this process does, however that is.
+// The processes in it end when this process does, for whatever reason.
 Handle makeJob() {
   Handle job(CreateJobObjectW(nullptr, nullptr));
   JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
@@ -135,7 +135,7 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
     throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
   }
   if (software && softwareNeedsOwnProcess()) {
-    throw Error(ErrorKind::kDevice, "this process is no software device: start it by vorin-stylize, or use a GPU");
+    throw Error(ErrorKind::kDevice, "this process is not a software device: start it by vorin-stylize, or use a GPU");
   }
   static LibraryCopy& copy = []() -> LibraryCopy& {
     const Functions functions = {vorin_embedded_set_folder, vorin_embedded_create, vorin_embedded_destroy};
@@ -186,7 +186,7 @@ int runAsSoftwareDevice(Precision precision, const std::string& reason) {
   SetEnvironmentVariableW(kLibraryFolders, folders.c_str()); // the program's folder is no longer the copy's own
   SetEnvironmentVariableA("VORIN_SOFTGPU", "1");
   SetEnvironmentVariableA("VORIN_SOFTGPU_REASON", reason.c_str());
-  return static_cast<int>(run(program)); // the copy gets every Ctrl-C too, and its exit status tells
+  return static_cast<int>(run(program)); // the copy gets every Ctrl-C too, and its exit status reports it
 }
 
 } // namespace vorin::media

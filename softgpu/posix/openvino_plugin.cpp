@@ -29,14 +29,14 @@ using CreateExtensions = void (*)(std::vector<std::shared_ptr<ov::Extension>>&);
 
 constexpr const char* kCpuPlugin = "libopenvino_intel_cpu_plugin.so";
 
-// Says what is wrong on standard error too: the runtime leaves a device out of its list without a word when its plugin fails.
+// Throws, and also prints the reason: the runtime silently drops a device whose plugin fails.
 [[noreturn]] void fail(const std::string& reason) {
   const std::string message = "softgpu: no stand-in for OpenVINO's GPU: " + reason;
   static_cast<void>(std::fprintf(stderr, "%s\n", message.c_str()));
   OPENVINO_THROW(message);
 }
 
-// An entry of the CPU plugin: of the file beside this one, so that it is the very library that the runtime loads for "CPU".
+// Finds an entry of the CPU plugin in the file beside this one, the very library that the runtime loads for "CPU".
 void* findCpuPluginEntry(const char* name) {
   std::string path = kCpuPlugin;
   Dl_info self{};
@@ -55,7 +55,7 @@ void* findCpuPluginEntry(const char* name) {
 
 } // namespace
 
-// Called by the runtime, which dereferences the plugin it gets: without one only an exception will do.
+// Called by the runtime, which dereferences the plugin it gets, so a failure must be an exception.
 extern "C" __attribute__((visibility("default"))) void create_plugin_engine(std::shared_ptr<ov::IPlugin>& plugin) {
   reinterpret_cast<CreatePlugin>(findCpuPluginEntry("create_plugin_engine"))(plugin);
   if (plugin == nullptr) {
@@ -64,7 +64,7 @@ extern "C" __attribute__((visibility("default"))) void create_plugin_engine(std:
   plugin->set_device_name("GPU");
 }
 
-// Called by the runtime after it.
+// Called by the runtime after create_plugin_engine.
 extern "C" __attribute__((visibility("default"))) void
 create_extensions(std::vector<std::shared_ptr<ov::Extension>>& extensions) {
   reinterpret_cast<CreateExtensions>(findCpuPluginEntry("create_extensions"))(extensions);

@@ -1,8 +1,8 @@
-// A stand-in for the GPU in OpenVINO on Windows: what posix/openvino_plugin.cpp is elsewhere.
+// A stand-in for the GPU in OpenVINO on Windows; posix/openvino_plugin.cpp is its counterpart on other systems.
 //
-// The runtime is built with another compiler than this library may be. So nothing of its C++ headers is used: its functions are
-// found by the names under which it exports them, objects pass through as untouched pointers, and the one text that a function
-// takes is laid out by hand as the runtime's standard library lays it out.
+// The runtime is built with another compiler than this library may be. So this file uses none of its C++ headers: it finds
+// functions by their exported names, passes objects through as untouched pointers, and builds the one text argument by hand in
+// the layout of the runtime's standard library.
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -33,7 +33,7 @@ private:
   std::size_t capacity_ = sizeof content_.own - 1;
 };
 
-// A std::shared_ptr of it: the object's address, then its owners' count.
+// A std::shared_ptr of that library: the address of the object, then that of the count of its owners.
 struct RuntimePointer {
   void* object;
   void* owners;
@@ -59,9 +59,9 @@ template <typename Function> Function findEntry(HMODULE library, const char* nam
   return function;
 }
 
-// Ends the runtime's call by an exception of the runtime's own, the only one that its compiler can catch. No object with a
-// destructor may live in the functions that it passes. Says what is wrong on standard error too: the runtime leaves a device out
-// of its list without a word when its plugin fails.
+// Throws an exception of the runtime's own type, the only one that its compiler can catch. It passes through this file's
+// functions, so those must hold no object with a destructor. Also prints the reason: the runtime silently drops a device whose
+// plugin fails.
 [[noreturn]] void fail(const char* reason) {
   char message[512];
   static_cast<void>(std::snprintf(message, sizeof message, "softgpu: no stand-in for OpenVINO's GPU: %s", reason));
@@ -85,7 +85,7 @@ std::wstring pathOf(HMODULE library) {
   }
 }
 
-// The CPU plugin where plugins.xml has the runtime look for it, so that it is the very library that is loaded for "CPU": beside
+// Loads the CPU plugin from the place that plugins.xml names, the very library that the runtime loads for "CPU". It lies beside
 // this library, or in the folder of a program that has the stand-ins below it.
 HMODULE loadCpuPlugin() {
   HMODULE self = nullptr;
@@ -104,7 +104,7 @@ HMODULE loadCpuPlugin() {
 
 } // namespace
 
-// Called by the runtime, which dereferences the plugin it gets: without one only an exception will do.
+// Called by the runtime, which dereferences the plugin it gets, so a failure must be an exception.
 extern "C" __declspec(dllexport) void create_plugin_engine(RuntimePointer* plugin) {
   const auto create = findEntry<CreatePlugin>(loadCpuPlugin(), "create_plugin_engine");
   if (create == nullptr) {
@@ -112,7 +112,7 @@ extern "C" __declspec(dllexport) void create_plugin_engine(RuntimePointer* plugi
   }
   const auto set_device_name = findEntry<SetDeviceName>(GetModuleHandleW(kRuntime), kSetDeviceName);
   if (set_device_name == nullptr) {
-    fail("openvino.dll has no entry for a plugin's name, it is of another version");
+    fail("openvino.dll has no entry for a plugin's name: its version differs");
   }
   create(plugin);
   if (plugin->object == nullptr) {
@@ -122,11 +122,12 @@ extern "C" __declspec(dllexport) void create_plugin_engine(RuntimePointer* plugi
   set_device_name(plugin->object, &name);
 }
 
-// Called by the runtime after it; without the CPU plugin's own operations a compiled network does not come back from the cache.
+// Called by the runtime after create_plugin_engine. Adds the CPU plugin's own operations, without which the runtime cannot read a
+// compiled network from its cache.
 extern "C" __declspec(dllexport) void create_extensions(void* extensions) {
   const auto create = findEntry<CreateExtensions>(loadCpuPlugin(), "create_extensions");
   if (create == nullptr) {
-    fail("openvino_intel_cpu_plugin.dll has no operations of its own");
+    fail("openvino_intel_cpu_plugin.dll has no entry create_extensions");
   }
   create(extensions);
 }

@@ -1,4 +1,4 @@
-// The key/value store that the host fills before Prepare. Nothing is validated here: a value's fault shows where it is used.
+// The key/value store that the host fills before Prepare. It validates no value: a bad value causes a failure where it is used.
 #pragma once
 
 #include "vorin_stt.h"

@@ -1,4 +1,4 @@
-// The device table: the inference runtime's devices as the object found them when it was made, and the choice of one of them.
+// The device table: holds the inference runtime's devices as listed when the object was made, and chooses one of them.
 //
 // A device is classified by its runtime name ("GPU.0", "CPU", ...) and, for GPUs, by the word "dGPU" in its full name. Only GPUs
 // are reported. A request names one kind, of any device, or any GPU, for which an integrated one is preferred; within one kind
@@ -32,7 +32,7 @@ public:
   // Logs the device and records it while there is room; the seventeenth and later ones are only logged.
   void add(const ListedDevice& device);
 
-  // Adds the runtime's devices of these names, each before the next one is read. The runtime's errors leave it as exceptions.
+  // Adds the runtime's devices of these names, each before the next one is read. Throws the runtime's exceptions.
   void addFrom(const ov::Core& runtime, const std::vector<std::string>& names);
 
   // Writes the kind and name of every GPU into `list`, which must have room for all of them, or may be null. Returns their
@@ -53,7 +53,7 @@ private:
   std::int32_t count_ = 0;
 };
 
-// PCI device identifiers of the supported vendor's display adapters; 0 where there is none.
+// PCI device identifiers of the supported vendor's display adapters; 0 if there is none.
 struct AdapterIds {
   std::uint32_t integratedAdapterId = 0;
   std::uint32_t discreteAdapterId = 0;

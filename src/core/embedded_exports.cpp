@@ -4,13 +4,13 @@
 
 extern "C" {
 
-// Names the folder, which must be one that can be written to, for unpacked networks and the cache of compiled ones. Called before
-// the first object is created.
+// Sets the folder, which must be writable, for unpacked networks and the cache of compiled ones. To be called before the first
+// object is created.
 VORIN_STT_API void vorin_embedded_set_folder(const char* folder) {
   vorin::platform::setFolderForFiles(folder);
 }
 
-// As SttFactory::Create and SttFactory::Destroy: exceptions may leave them.
+// These do what SttFactory::Create and SttFactory::Destroy do, and may throw.
 VORIN_STT_API _VorinStatus vorin_embedded_create(SttInterface** object) {
   return SttFactory::Create(object);
 }

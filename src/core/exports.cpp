@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <new>
 
-// What a handle points to.
+// The object that a handle points to.
 struct VorinSttCell {
   SttInterface* object;
 };
@@ -34,8 +34,8 @@ _VorinStatus vorin_SttCreate(VorinSttHandle* handle) {
 }
 
 _VorinStatus vorin_SttDestroy(VorinSttHandle handle) {
-  // Deliberate: the destructor does not run on this door, and the storage is given back with the cell's size. What the object
-  // owns stays until the process ends.
+  // Deliberate: destroying through the C functions does not run the destructor, and frees the storage with the cell's size.
+  // Everything that the object owns stays until the process ends.
   ::operator delete(static_cast<void*>(handle->object), kCellBytes);
   std::free(handle);
   return VORIN_STATUS_OK;
@@ -98,7 +98,7 @@ _VorinStatus SttFactory::Create(SttInterface** object) {
 }
 
 _VorinStatus SttFactory::Destroy(SttInterface* object) {
-  // On the concrete class: the interface has no virtual destructor.
+  // Deletes the concrete class: the interface has no virtual destructor.
   delete static_cast<vorin::StyleTransfer*>(object);
   return VORIN_STATUS_OK;
 }

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint32_t kToDebugger = 1;
 constexpr std::uint32_t kToFile = 2;
-constexpr std::size_t kLineBytes = 256; // of a line and its NUL, and of a message and its NUL
+constexpr std::size_t kLineBytes = 256; // the limit of a line and of a message, each with its NUL
 constexpr std::size_t kLongestMessage = kLineBytes - sizeof "====== sdk: [E] \n";
 constexpr std::string_view kEllipsis = "...";
 constexpr std::string_view kTextConversion = "%s";
@@ -22,7 +22,7 @@ constexpr int kFlushAfterMs = 2000;
 
 struct LogState {
   std::uint32_t log_switch = 0;
-  std::FILE* file = nullptr; // no owner: it outlives every object that is given back through the C door
+  std::FILE* file = nullptr; // no owner: destroying an object through the C functions leaves it open
   std::int64_t frequency = platform::performanceFrequency();
   std::int64_t last_flush = 0;
   std::int64_t now = 0;
@@ -58,7 +58,7 @@ void writeLine(char level, const char* format, std::va_list arguments) {
       !formatLine(line, sizeof line, "====== sdk: [%c] %s\n", level, message)) {
     return;
   }
-  line[std::strlen(line) - 1] = '\n'; // a line that was cut has lost its end
+  line[std::strlen(line) - 1] = '\n'; // a cut line has lost its line break
   if ((log_state.log_switch & kToDebugger) != 0) {
     platform::writeDebuggerOutput(line);
   }
@@ -67,7 +67,7 @@ void writeLine(char level, const char* format, std::va_list arguments) {
   }
 }
 
-// Where to cut a text so that "..." fits into `room` bytes behind it.
+// Returns where to cut a text so that "..." after it still fits into `room` bytes.
 std::size_t cutPosition(std::string_view text, std::size_t room) {
   std::size_t end = room - kEllipsis.size();
   for (int continuation = 0; continuation < 3 && end > 0 && (text[end] & 0xC0) == 0x80; ++continuation) {
@@ -79,7 +79,7 @@ std::size_t cutPosition(std::string_view text, std::size_t room) {
   return end;
 }
 
-// How many bytes each text may have at most so that all fit into `room` bytes.
+// Returns the limit of bytes for each text with which all fit into `room` bytes.
 std::size_t longestText(std::initializer_list<std::string_view> texts, std::size_t room) {
   const auto fit = [&](std::size_t limit) {
     std::size_t total = 0;
@@ -153,7 +153,7 @@ void logTexts(decltype(sttLogInfo)& log, const char* format, std::initializer_li
 }
 
 void openLog() {
-  // Written only where it changes: with the log off, objects may be made while others work on other threads.
+  // Written only if it changes: with the log off, objects may be made while others work on other threads.
   const std::optional<std::uint32_t> log_switch = platform::readLogSwitch();
   if (log_switch && *log_switch != log_state.log_switch) {
     log_state.log_switch = *log_switch;

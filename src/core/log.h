@@ -16,13 +16,13 @@ namespace vorin {
 [[gnu::format(printf, 1, 2)]] void sttLogInfo(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void sttLogVerbose(const char* format, ...);
 
-// Logs through one of the functions above a message that holds texts of any length: exceptions' messages, paths, names of
-// devices. Each "%s" of the format takes the next text; no other conversion is known. Where the line would not fit, the longest
-// texts are cut, with "..." at their end. Neither a UTF-8 character nor a "%" that the file's second expansion reads together
-// with what follows it is cut in two. Nothing is allocated and nothing is thrown.
+// Logs a message with texts of any length (exceptions' messages, paths, names of devices) through one of the functions above.
+// Each "%s" of the format takes the next text; no other conversion is known. If the line would not fit, the longest texts are cut
+// and end in "...". Neither a UTF-8 character nor a "%" that the file's second expansion reads together with what follows it is
+// cut in two. Nothing is allocated and nothing is thrown.
 void logTexts(decltype(sttLogInfo)& log, const char* format, std::initializer_list<std::string_view> texts);
 
-// Takes over the machine's log switch and, if it asks for a file, opens it anew. Failures are silent: without a switch logging
+// Takes over the machine's log switch and, if it asks for a file, reopens it. Failures are silent: without a switch logging
 // stays as it was, and a folder or file that cannot be used turns all of it off.
 void openLog();
 

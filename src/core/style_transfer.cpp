@@ -9,7 +9,7 @@ StyleTransfer::StyleTransfer() {
   openLog();
   sttLogInfo("Create StyleTransfer object");
   configuration_.set(SttCfgModelPath, platform::executableFolder().value_or(std::string()).c_str());
-  // A fresh object works as if any GPU had been asked for.
+  // A new object works as if the host had requested any GPU.
   selected_device_.kind = SttDeviceAnyGpu;
   platform::copyBounded(selected_device_.deviceName, sizeof selected_device_.deviceName, device_name_.c_str());
   const ov::Core runtime;

@@ -1,4 +1,4 @@
-// StyleTransfer: the one implementation of SttInterface. An object holds all that one host's work needs: the device table, the
+// StyleTransfer: the one implementation of SttInterface. An object holds the whole state of one host: the device table, the
 // selected device, the configuration, and the frame pipeline with its engines and images. The handles that the host gets for a
 // context and a device point into the object. It keeps no record of the calling order and checks none.
 #pragma once
@@ -14,8 +14,8 @@ namespace vorin {
 
 class StyleTransfer final : public SttInterface {
 public:
-  // Opens the log, notes the program's folder as the model folder, and lists devices and adapters. Only the inference runtime's
-  // exceptions and std::bad_alloc leave it.
+  // Opens the log, notes the program's folder as the model folder, and lists devices and adapters. Throws only the inference
+  // runtime's exceptions and std::bad_alloc.
   StyleTransfer();
 
   // Closes the log file first, so that its own line reaches the debugger output only.
@@ -45,7 +45,7 @@ private:
   DeviceTable devices_;
   AdapterIds adapters_;
   SttDeviceRecord selected_device_ = {};
-  std::string device_name_ = "GPU"; // what the engines are set up for
+  std::string device_name_ = "GPU"; // the device that the engines are set up for
   Configuration configuration_;
   FramePipeline pipeline_;
 };

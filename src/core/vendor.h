@@ -1,4 +1,4 @@
-// How the supported GPU vendor shows itself to the systems that list its hardware.
+// The identifiers of the supported GPU vendor in the systems' lists of hardware.
 #pragma once
 
 #include <cstdint>

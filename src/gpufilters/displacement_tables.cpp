@@ -21,11 +21,12 @@ struct AffineState {
 constexpr AffineState kAfterOneCall = AffineState{1, 0}.next();
 constexpr AffineState kAfterTwoCalls = kAfterOneCall.next();
 
-// The byte of a state that a draw uses starts at bit 16. Seeds this far apart therefore give states whose lower bits agree, and
-// bytes that differ by the low byte of the factor, whatever the seed: the bytes of one period give all others by addition.
+// The byte of a state that each call of rand() uses starts at bit 16. Seeds this far apart therefore give states whose lower bits
+// agree, and bytes that differ by the low byte of the factor, whatever the seed: the bytes of one period give all others by
+// addition.
 constexpr std::size_t kPeriod = 1U << 16;
 
-// Entries filled in one step. A loop of known length is what the compiler turns into vector code without being told to.
+// Entries filled in one step. The compiler vectorises a loop of known length by itself.
 constexpr std::size_t kBlock = 64;
 
 std::vector<std::uint8_t> bytesOfFirstPeriod(AffineState state) {
@@ -40,8 +41,8 @@ std::vector<std::uint8_t> bytesOfFirstPeriod(AffineState state) {
 
 using Block = std::array<std::uint8_t, kBlock>;
 
-// Long division in base 2, keeping the remainders only: a byte that is too small for a subtraction wraps round to a larger one,
-// so the minimum subtracts where it fits. No byte is changed by a divisor above 255.
+// Divides in base 2 and keeps only the remainders: a byte that is too small for a subtraction wraps round to a larger one, so the
+// minimum subtracts only where it fits. A divisor above 255 changes no byte.
 void takeRemainders(Block& block, int divisor) {
   int step = divisor;
   while (2 * step <= 0xFF) {

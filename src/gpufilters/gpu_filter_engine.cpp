@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kKernelNames[] = {"stippling", "pencil_sketch"}; // in the order of their creation
 
-// Whether a device with this kind of memory answers the request. Anything but the three known requests matches nothing.
+// Whether a device with this kind of memory matches the request. A request other than the three known ones matches nothing.
 bool isWanted(std::int32_t device_kind, bool unified_memory) {
   return device_kind == SttDeviceAnyGpu || device_kind == (unified_memory ? SttDeviceIntegratedGpu : SttDeviceDiscreteGpu);
 }
@@ -22,8 +22,8 @@ bool hasUnifiedMemory(const cl::Device& device) {
   return unified_memory != CL_FALSE;
 }
 
-// Carries out one step of a frame. A step that fails is carried out once more, and the log tells how that went; the frame has
-// failed either way.
+// Runs one step of a frame. A step that fails is run once more, and the log reports the outcome; the frame counts as failed
+// either way.
 template <typename Step> bool succeeds(const Step& step) {
   if (step() == CL_SUCCESS) {
     return true;
@@ -64,7 +64,7 @@ void GpuFilterEngine::Init(std::int32_t device_kind, std::int32_t style_type, st
   initialised_ = true;
 }
 
-// The first platform of the vendor whose first GPU has the wanted kind of memory; its other GPUs are not looked at.
+// The first platform of the vendor whose first GPU has the wanted kind of memory; its other GPUs are ignored.
 bool GpuFilterEngine::chooseDevice(std::int32_t device_kind) {
   std::vector<cl::Platform> platforms;
   cl::Platform::get(&platforms);
@@ -87,14 +87,14 @@ bool GpuFilterEngine::chooseDevice(std::int32_t device_kind) {
 }
 
 // Half of the smallest power of two whose square reaches the device's largest work-group, so a square tile stays well below it.
-// Without the device's answer there is no edge; the one from before stays for the next attempt.
+// If the device does not answer, there is no edge; the former one stays for the next attempt.
 bool GpuFilterEngine::computeWorkGroupEdge() {
   std::size_t max_work_group_items = 0;
   if (device_.getInfo(CL_DEVICE_MAX_WORK_GROUP_SIZE, &max_work_group_items) != CL_SUCCESS) {
     return false;
   }
   auto edge = static_cast<std::uint32_t>(work_group_edge_);
-  // Starting over from an edge of 0 must not loop for ever.
+  // An edge of 0 must not make the loop endless.
   while (edge != 0 && squared(edge) < max_work_group_items) {
     edge *= 2;
   }

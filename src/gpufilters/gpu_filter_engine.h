@@ -2,7 +2,7 @@
 // frame.
 //
 // An engine serves one style: stippling (3) or pencil sketch (4). Both kernels are part of one program text, and every engine
-// makes both. The device images are as large as the frame raised to whole work-groups. What lies beyond the frame is 0 and is
+// makes both. The device images are as large as the frame raised to whole work-groups. Pixels beyond the frame are 0 and are
 // never read back; stippling, which is deliberately given the padded size, reads it at the frame's right and lower rims.
 //
 // Errors of creations are not examined where they happen: a null handle makes a later call fail, which is then reported. An
@@ -30,15 +30,15 @@ public:
   ~GpuFilterEngine() = default; // releases in the reverse order of the members
 
   // Chooses a GPU of the supported vendor and builds the program. device_kind: 0 integrated, 1 discrete, 8 any, an SttDeviceKind.
-  // Success shows in initialised() only; failures are in the log. After a success further calls change nothing; after a failure
+  // Only initialised() reports success; the log holds failures. After a success further calls change nothing; after a failure
   // they try again.
   void Init(std::int32_t device_kind, std::int32_t style_type, std::int32_t style_index, std::int32_t width, std::int32_t height);
 
-  // Makes the device images and tables for frames of width x height pixels. Does nothing where the engine's last preparation was
+  // Makes the device images and tables for frames of width x height pixels. Does nothing if the engine's last preparation was
   // for that size, whichever filter's it was, and this filter has been prepared before: an engine that takes turns at both
   // filters and at sizes may thus run on tables of an earlier size. A size counts as prepared also when its upload failed,
-  // but not when the host had no memory for the tables: that leaves as std::bad_alloc. Returns VORIN_STATUS_OK, or
-  // VORIN_STATUS_FAILED, always so with a work-group edge of 0, which a device of work-groups of one item brings about.
+  // but not when the host had no memory for the tables, which throws std::bad_alloc. Returns VORIN_STATUS_OK, or
+  // VORIN_STATUS_FAILED, always with a work-group edge of 0, which a device with work-groups of one item has.
   _VorinStatus PreparePencilSketch(std::int32_t width, std::int32_t height);
   _VorinStatus PrepareStippling(std::int32_t width, std::int32_t height);
 
@@ -52,7 +52,7 @@ public:
   std::int32_t workGroupEdge() const { return work_group_edge_; }
   std::int32_t paddedWidth() const { return padded_width_; }
   std::int32_t paddedHeight() const { return padded_height_; }
-  // As passed to the Init that succeeded, or that failed last; no filter reads them.
+  // The values passed to the Init that succeeded, or that failed last; no filter reads them.
   std::int32_t styleType() const { return style_type_; }
   std::int32_t styleIndex() const { return style_index_; }
   std::int32_t requestedWidth() const { return requested_width_; }
@@ -65,15 +65,15 @@ private:
   bool createKernels();
 
   bool isPreparedFor(std::int32_t width, std::int32_t height, bool ready) const;
-  std::int32_t padded(std::int32_t size) const; // raised to whole work-groups
+  std::int32_t padded(std::int32_t size) const; // rounded up to whole work-groups
   void storeSize(std::int32_t width, std::int32_t height);
   void createImages();
   cl::Image2D createImage(cl_mem_flags access);
   cl::Buffer createTableBuffer(std::size_t size_bytes) const;
   cl_int uploadTable(const cl::Buffer& buffer, std::size_t size_bytes, const void* table) const;
 
-  // A value that a kernel is given; the engine holds the value itself. `missing`: the code of a null handle, else CL_SUCCESS. Not
-  // every OpenCL implementation refuses a null handle as an argument: some take it and crash in the launch.
+  // An argument of a kernel; the engine holds the value itself. `missing`: the code of a null handle, else CL_SUCCESS. Not
+  // every OpenCL implementation refuses a null handle as an argument: some accept it and crash in the launch.
   struct KernelArgument {
     std::size_t size_bytes;
     const void* value;
@@ -92,7 +92,7 @@ private:
   _VorinStatus runKernel(const char* name, const std::uint8_t* input, std::uint8_t* output,
                          std::initializer_list<KernelArgument> arguments);
 
-  // The order of these members is the reverse of the order in which their handles have to go.
+  // These members are in the reverse of the order in which their handles must be released.
   cl::Platform platform_;
   cl::Device device_; // knows whether it holds a reference
   cl::Context context_;

@@ -1,5 +1,5 @@
 // Pencil sketch: every pixel is set against the Gaussian blur around it, so that what is darker than its surroundings becomes a
-// stroke; a contrast curve, a vignette and the edge strength shape the grey value. Tiles, edges and the reasons behind the shape
+// stroke; a contrast curve, a vignette and the edge strength shape the grey value. Tiles, edges and the reasons for the structure
 // of the code are at the top of stippling.cl, which precedes this file in the program.
 //
 // Idea: the blur is separable, so the rows of the tile are blurred first, HALO rows above and below included, and the columns of

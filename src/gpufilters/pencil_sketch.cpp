@@ -31,7 +31,7 @@ _VorinStatus GpuFilterEngine::PreparePencilSketch(std::int32_t width, std::int32
   if (isPreparedFor(width, height, pencil_ready_)) {
     return VORIN_STATUS_OK;
   }
-  const std::vector<float> weights = gaussianWeights(pencil_radius_); // first: without memory for it, the size stays untried
+  const std::vector<float> weights = gaussianWeights(pencil_radius_); // first: if memory is short, the size stays untried
   pencil_ready_ = true;                                               // before the device can fail: a size is tried once
   storeSize(width, height);
   const std::size_t size_bytes = weights.size() * sizeof(float);

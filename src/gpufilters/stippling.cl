@@ -7,7 +7,7 @@
 // writes are a phase of their own.
 //
 // Two habits below serve compilers that run a work-group as loops over its work-items (OpenCL on a CPU):
-// - A phase computes its addresses afresh from the work-item's ids, and hands its result on through local memory. A private value
+// - A phase computes its addresses again from the work-item's ids, and passes its result on through local memory. A private value
 //   that lives across a barrier would have to be kept once per work-item, and addresses kept that way cannot be vectorised.
 // - Green has a block of its own between red and blue, behind a test of the work-group's size that is always true there. Without
 //   it the compiler would pair the channels into short vectors and then fail to vectorise over the work-items.

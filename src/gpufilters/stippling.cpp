@@ -13,7 +13,8 @@ _VorinStatus GpuFilterEngine::PrepareStippling(std::int32_t width, std::int32_t 
     return VORIN_STATUS_OK;
   }
   const std::uint32_t entries = static_cast<std::uint32_t>(padded(width)) * static_cast<std::uint32_t>(padded(height));
-  const DisplacementTables tables = buildDisplacementTables(entries, stippling_radius_); // first, as the pencil sketch's weights
+  const DisplacementTables tables =
+      buildDisplacementTables(entries, stippling_radius_); // first, like the pencil sketch's weights
   stippling_ready_ = true;
   storeSize(width, height);
   random_x_ = cl::Buffer();

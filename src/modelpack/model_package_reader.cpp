@@ -83,7 +83,7 @@ bool copyEntry(std::FILE* package, std::uint32_t size_bytes, std::FILE* target) 
       return false;
     }
     if (count == 0) {
-      std::clearerr(package); // the end of the file is not taken for the end of the entry
+      std::clearerr(package); // deliberate: the end of the file does not end the entry
     }
     std::for_each_n(buffer.begin(), count, [](std::uint8_t& byte) { byte ^= kPackageKey; });
     if (std::fwrite(buffer.data(), 1, count, target) != count) {

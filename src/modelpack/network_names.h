@@ -1,7 +1,7 @@
 // The networks of the neural styles: the style that each serves, its names on command lines, and its entries in the package.
 //
 // A network is two entries, the network (".xml") and its weights (".bin"). Most have a twin quantised to 8-bit integers, which is
-// an entry of its own with "_int8" in its name: the library asks for the one or the other, depending on the device.
+// an entry of its own with "_int8" in its name: the library loads the one or the other, depending on the device.
 #pragma once
 
 #include <array>
@@ -14,12 +14,12 @@
 namespace vorin::modelpack {
 
 struct NamedNetwork {
-  std::string_view name;    // of all networks, for the packer: "transfer-512"
+  std::string_view name;    // unique among all networks, for the packer: "transfer-512"
   std::string_view style;   // "transfer"
-  std::string_view variant; // among the networks of its style: "512"; empty where the style has this one only
+  std::string_view variant; // among the networks of its style: "512"; empty if the style has only this one
   std::int32_t style_type;  // an SttStyleType
   std::int32_t style_index;
-  std::string_view quantised_entry; // for devices that work with 8-bit integers; equals float_entry where there is no twin
+  std::string_view quantised_entry; // for devices that work with 8-bit integers; equals float_entry if there is no twin
   std::string_view float_entry;     // for all others
 
   constexpr bool hasTwin() const { return quantised_entry != float_entry; }

@@ -50,7 +50,7 @@ std::optional<std::uint32_t> readNumber(std::istream& file) {
   return value;
 }
 
-// The next entry, also the last one with its empty name. Nothing when the directory breaks off; `problem` says why.
+// Reads the next entry, also the last one with its empty name. Nothing if the directory breaks off; `problem` says why.
 std::optional<PackageEntry> readRecord(std::istream& file, std::string& problem) {
   PackageEntry entry;
   char character = 0;

@@ -1,8 +1,8 @@
-// All that a package's directory says, read strictly.
+// Reads a package's directory strictly.
 //
 // The library's own reader looks for one name, stops there, and waits for the bytes of an incomplete entry; this one reads the
-// whole directory of any file and reports what would make the library fail. model_package_reader.h describes the format. The
-// functions throw Error(kModel) with one line for the user.
+// whole directory of any file and reports every fault that would make the library fail. model_package_reader.h describes the
+// format. The functions throw Error(kModel) with one line for the user.
 #pragma once
 
 #include <cstdint>
@@ -18,21 +18,21 @@ struct PackageEntry {
   std::string name;
   std::uint32_t size_bytes = 0;
   std::uint32_t offset_bytes = 0;
-  std::string problem; // what makes the entry unreadable, and how to mend it; empty for a sound one
+  std::string problem; // why the entry cannot be read, and how to mend it; empty if it can
 };
 
 struct PackageDirectory {
   std::vector<PackageEntry> entries;
-  std::string problem; // what is wrong with the directory itself, and how to mend it; empty for a sound one
+  std::string problem; // what is wrong with the directory itself, and how to mend it; empty if nothing
 
   // All problems, one a line for the user.
   std::vector<std::string> problems() const;
 
-  // The entry that the library would find: the first of that name. Null when there is none.
+  // Returns the entry that the library would find: the first of that name. Null if there is none.
   const PackageEntry* find(const std::string& name) const;
 };
 
-// Throws only when the file cannot be read at all; the result tells what is wrong with its content.
+// Throws only when the file cannot be read at all; the result reports the faults of its content.
 PackageDirectory readPackageDirectory(const std::filesystem::path& package);
 
 // Passes the bytes of a sound entry to `take`, part by part. An exception of `take` ends the reading.

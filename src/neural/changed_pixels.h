@@ -1,7 +1,7 @@
 // What both temporal smoothings share: a pixel has changed when any of its three bytes differs by 10 or more from the same byte
-// of the previous image; one that has not is held where it was.
+// of the previous image; a pixel that has not changed is held where it was.
 //
-// Idea: loops over bytes without a branch, which compilers turn into vector code unasked. A row is worked on in strips whose
+// Idea: loops over bytes without a branch, which compilers vectorise. A row is worked on in strips whose
 // marks fit on the stack. The three bytes of a pixel are made to agree by marking its first byte for all three, and then each
 // byte for the two before it.
 #pragma once

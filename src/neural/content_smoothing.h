@@ -1,6 +1,5 @@
-// Temporal smoothing of the picture that a style-transfer network is given: noise of the camera that moves a pixel a little is
-// held back, since the network would turn it into a flicker of whole brush strokes. The comparison is with the smoothed frame
-// before, so the smoothing feeds back on itself.
+// Temporal smoothing of the input of a style-transfer network: suppresses camera noise, which the network would turn into a
+// flicker of whole brush strokes. The comparison is with the smoothed frame before, so the smoothing feeds back on itself.
 #pragma once
 
 #include <opencv2/core.hpp>

@@ -1,4 +1,4 @@
-// Loading one network: from the model package through the disk into a compiled network with the library's conversions around it.
+// Loads one network: unpacks it from the model package, reads it, adds the library's conversions around it, and compiles it.
 #include "core/log.h"
 #include "core/writable_folder.h"
 #include "modelpack/model_package_format.h"
@@ -41,7 +41,7 @@ std::string capabilityText(ov::Core& core, const std::string& device_name) {
   return text;
 }
 
-// The library's frames: 8-bit blue-green-red, interleaved. The colour conversion is requested on purpose, although one from BGR
+// The library's frames: 8-bit blue-green-red, interleaved. The colour conversion is requested deliberately, although one from BGR
 // to BGR adds nothing to the network.
 ov::preprocess::PreProcessSteps& takeFrames(ov::preprocess::InputInfo& input) {
   input.tensor()
@@ -110,7 +110,7 @@ _VorinStatus NeuralEngine::unpackNetwork(const std::string& network_name, const 
     sttLogError("create model file error.");
     return kExtractionFailed;
   }
-  // Weights that are missing show when the network is read.
+  // Missing weights are reported when the network is read.
   static_cast<void>(modelpack::UnpackModelFile(unpackedFiles_, package_path, modelpack::weightsEntry(network_name)));
   if (!platform::exists(network_path)) {
     sttLogError("create model file error.");
@@ -129,7 +129,7 @@ _VorinStatus NeuralEngine::loadUnpacked(ov::Core& core, const std::string& devic
         ov::PartialShape{1, 3, std::min(requested_height_, kMaxNetworkHeight), std::min(requested_width_, kMaxNetworkWidth)});
   }
   inputs_ = model->inputs();
-  style_planes_.reset(); // of the size that an earlier attempt had read
+  style_planes_.reset(); // they have the size that an earlier attempt had read
   if (inputs_.size() != 1 && inputs_.size() != 2) {
     sttLogInfo("only support 1 or 2 inputs");
     return VORIN_STATUS_INVALID_PARAM;

@@ -1,5 +1,5 @@
-// NeuralEngine: one network of the catalogue with all that running it needs. There is one engine a catalogue row, and a network
-// once loaded is kept as long as the engine.
+// NeuralEngine: loads and runs one network of the catalogue. There is one engine for each row of the catalogue, and a loaded
+// network is kept as long as the engine.
 //
 //   load            unpacks the network, fixes its size, puts the conversion from 8-bit blue-green-red frames in front of it,
 //                   compiles it, and deletes the unpacked files (network_loading.cpp)
@@ -39,23 +39,23 @@ public:
 
   // Loads the network of a style for the named device of the inference runtime, from the package in `package_folder`. The
   // networks of style types 1 and 2 are reshaped to width x height pixels, at most 1920 x 1080, unless one of the two is 0. A
-  // network that is loaded already is kept, whatever the arguments. After a failure the next call starts anew; files that were
-  // unpacked stay on disk until a later load ends well. When the network cannot be compiled in five attempts, loading still
-  // succeeds, and infer fails. No exception leaves it.
+  // network that is loaded already is kept, whatever the arguments. After a failure the next call starts from the beginning;
+  // unpacked files stay on disk until a later load succeeds. When the network cannot be compiled in five attempts, loading still
+  // succeeds, and infer fails. Throws nothing.
   _VorinStatus load(const std::string& device_name, std::int32_t style_type, std::int32_t style_index, std::int32_t width,
                     std::int32_t height, const std::string& package_folder);
 
   // Makes the image the look of all frames that follow. VORIN_STATUS_INVALID_PARAM when the engine's style type is not 0. The
-  // image is read during the call only, its rows as packed. Errors of OpenCV and of the runtime leave it as exceptions.
+  // image is read during the call only, its rows as packed. Throws the exceptions of OpenCV and of the runtime.
   _VorinStatus bindStyleImage(const SttFrame& style_image);
 
   // Runs the network on an 8-bit blue-green-red image of any size and returns its output, float32, [1, channels, height, width],
   // which shares the request's memory and is valid until the next call. An image of the network's own size is not copied: the
-  // smoothing of style type 0 and the black last column of style type 2 are then written into its pixels. Errors of OpenCV and of
-  // the runtime leave it as exceptions, also for an engine that loaded nothing.
+  // smoothing of style type 0 and the black last column of style type 2 are then written into its pixels. Throws the
+  // exceptions of OpenCV and of the runtime, also if the engine has loaded nothing.
   ov::Tensor infer(cv::Mat image);
 
-  // The size of the network's frames; empty before a network was read.
+  // The size of the network's frames; empty until a network is read.
   cv::Size frameSize() const { return {network_width_, network_height_}; }
 
 private:
@@ -85,7 +85,7 @@ private:
   modelpack::UnpackedFiles unpackedFiles_;
 
   std::unique_ptr<float[]> style_planes_; // blue, green, red; bound to the request, so never moved once it is there
-  cv::Mat style_converted_;               // working images, kept from call to call
+  cv::Mat style_converted_;               // a working image, kept from call to call
   cv::Mat style_resized_;
   cv::Mat resized_;
   cv::Mat previous_frame_; // style type 0: the last frame as the network got it

@@ -1,4 +1,4 @@
-// Running one frame through a loaded network.
+// Runs one frame through a loaded network.
 #include "core/log.h"
 #include "neural/content_smoothing.h"
 #include "neural/neural_engine.h"
@@ -29,7 +29,7 @@ ov::Tensor NeuralEngine::infer(cv::Mat image) {
     request_.set_input_tensor(input_tensor());
     break;
   case SttStyleCartoon:
-    image.col(image.cols - 1).setTo(cv::Scalar::all(0)); // deliberate: cartoons are made of frames with a black last column
+    image.col(image.cols - 1).setTo(cv::Scalar::all(0)); // deliberate: the cartoon style makes its input's last column black
     request_.set_input_tensor(input_tensor());
     break;
   default:

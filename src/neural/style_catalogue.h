@@ -1,5 +1,4 @@
-// The catalogue of neural styles: which network file of the model package serves a style, and which of its two precisions a
-// device gets.
+// The catalogue of neural styles: finds the network file of the model package for a style, in the precision for the device.
 //
 // A name that contains "_int8" is a network quantised to 8-bit integers; the package holds its floating-point twin under the name
 // without it. A device gets the quantised one if it reports "INT8" among its capabilities.
@@ -35,10 +34,10 @@ inline constexpr std::array<CatalogueRow, modelpack::kNetworks.size()> kCatalogu
 using modelpack::kContentInputName;
 using modelpack::kStyleInputName;
 
-// The row that serves a style, or nothing for a style type that is not neural.
+// Returns the row that serves a style, or nothing for a style type that is not neural.
 std::optional<std::size_t> findCatalogueRow(std::int32_t style_type, std::int32_t style_index);
 
-// The name without its first "_int8" unless the device's capability text contains "INT8".
+// Returns the name without its first "_int8", unless the device's capability text contains "INT8".
 std::string adaptNameToDevice(std::string_view network_name, const std::string& capabilities);
 
 } // namespace vorin::neural

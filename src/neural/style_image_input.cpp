@@ -1,4 +1,4 @@
-// Turning the host's style image into the second input of a style-transfer network.
+// Turns the host's style image into the second input of a style-transfer network.
 #include "core/log.h"
 #include "neural/neural_engine.h"
 #include "neural/style_catalogue.h"
@@ -16,7 +16,7 @@ cv::Mat wrapRows(const SttFrame& image, std::uint32_t rows, int type) {
 }
 
 // The image as 8-bit blue-green-red; empty for an unknown format. The two YUV formats are deliberately converted to red first and
-// then taken for blue first like the others: a network sees YUV style images with red and blue exchanged.
+// then treated as blue first like the others: a network sees YUV style images with red and blue exchanged.
 cv::Mat toStyleColours(const SttFrame& image, cv::Mat& storage) {
   switch (image.pixelFormat) {
   case VORIN_FMT_NV12:
@@ -61,7 +61,7 @@ _VorinStatus NeuralEngine::bindStyleImage(const SttFrame& style_image) {
   const cv::Size size = styleSize();
   cv::Mat image = toStyleColours(style_image, style_converted_);
   if (image.channels() == 1) {
-    cv::cvtColor(image, image, cv::COLOR_GRAY2BGR); // only the empty image of an unknown format: OpenCV refuses it
+    cv::cvtColor(image, image, cv::COLOR_GRAY2BGR); // reached only by the empty image of an unknown format, which OpenCV refuses
   }
   if (image.size() != size) {
     cv::resize(image, style_resized_, size, 0.0, 0.0, cv::INTER_LINEAR);

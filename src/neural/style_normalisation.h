@@ -1,5 +1,5 @@
-// What a style-transfer network expects of its style image: planar floats, freed of the mean and the deviation of the pictures
-// that such networks are trained on (ImageNet's, scaled to bytes).
+// Normalises a style image for a style-transfer network: planar floats without the mean and the deviation of the pictures that
+// such networks are trained on (ImageNet's, scaled to bytes).
 //
 // Idea: a byte has 256 values, so each channel's results, computed in double precision, are a table made by the compiler.
 #pragma once

@@ -1,4 +1,4 @@
-// Moving luma and chroma samples into the memory layouts of NV12 and YUY2; no colour is computed here.
+// Moves luma and chroma samples into the memory layouts of NV12 and YUY2, without computing colours.
 #pragma once
 
 #include <opencv2/core.hpp>

@@ -1,4 +1,4 @@
-// The way of one frame: which engine serves the configured style, and what happens between the host's input and output frames.
+// Takes a frame from the host's input to its output: chooses the engine of the configured style, runs it, and converts pixels.
 //
 // initPlugins chooses and sets up the engine of a style (style_dispatch.cpp); processFrame takes the frame through it and back
 // into the host's pixel format (frame_processing.cpp, with the neural styles' part in neural_frame.cpp). Every engine is a member
@@ -20,42 +20,42 @@
 
 namespace vorin {
 
-// What the pipeline reads of the host's configuration and device choice, afresh at each call.
+// The parts of the host's configuration and device choice that the pipeline reads at each call.
 struct StyleSettings {
   std::int32_t style_type = -1;
   std::int32_t style_index = -1;
   std::int32_t width = 0; // requested output size, pixels
   std::int32_t height = 0;
   std::string model_folder;
-  std::string device_name = "GPU";            // which device of the inference runtime the networks are compiled for
-  std::int32_t device_kind = SttDeviceAnyGpu; // which OpenCL GPU the filters look for
+  std::string device_name = "GPU";            // the device of the inference runtime for which networks are compiled
+  std::int32_t device_kind = SttDeviceAnyGpu; // the kind of OpenCL GPU that the filters search for
 };
 
 class FramePipeline {
 public:
   // Sets up the engine of the style. VORIN_STATUS_OK; VORIN_STATUS_FAILED when a network cannot be loaded;
-  // VORIN_STATUS_UNKNOWN_TYPE for a style type other than 0 to 4. A filter whose OpenCL set-up fails is deliberately no failure:
-  // its log lines and its frames show it.
+  // VORIN_STATUS_UNKNOWN_TYPE for a style type other than 0 to 4. A filter whose OpenCL set-up fails is deliberately not a
+  // failure: the log and its frames show it.
   _VorinStatus initPlugins(const StyleSettings& settings);
 
-  // Restyles one frame, as SttInterface::ProcessFrame says. Errors of the imaging library and of the inference runtime leave it
-  // as exceptions, and so does std::logic_error where no style of the configured one's family was prepared.
+  // Restyles one frame, as SttInterface::ProcessFrame says. Throws the exceptions of OpenCV and of the inference runtime, and
+  // std::logic_error if no style of the configured one's family was prepared.
   _VorinStatus processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, SttFrame& output);
 
 private:
   _VorinStatus initNeural(const StyleSettings& settings, std::size_t catalogue_row);
   void initFilter(const StyleSettings& settings, gpufilters::GpuFilterEngine& engine);
 
-  // Each runs the current engine on the frame and gives its picture at the size to deliver, in memory that the next frame
+  // Each runs the current engine on the frame and returns its picture at the output size, in memory that the next frame
   // overwrites.
   _VorinStatus runTransfer(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, cv::Mat& picture);
   cv::Mat runFixedStyle(const StyleSettings& settings, const SttFrame& input);
   cv::Mat runFilter(const StyleSettings& settings, const SttFrame& input);
 
-  // One frame through the current network; empty when anything failed, which the log then tells.
+  // Runs one frame through the current network; empty after any failure, which the log reports.
   ov::Tensor inferFrame(const SttFrame& input);
 
-  // The engine's result at a size; errors of OpenCV, such as for a size of 0, leave it as exceptions.
+  // The engine's result at a size. Throws OpenCV's exceptions, such as for a size of 0.
   cv::Mat resultAtSize(std::int32_t width, std::int32_t height);
 
   // An object destroys these from the last to the first: images, then the filters' engines, then those of the networks.
@@ -66,9 +66,9 @@ private:
   gpufilters::GpuFilterEngine* current_filter_ = nullptr; // set by initPlugins, never cleared
 
   std::int64_t inferred_frames_ = 0;
-  cv::Mat previous_output_; // style type 0: the last picture as the network gave it, smoothed; survives every change of style
+  cv::Mat previous_output_; // style type 0: the network's last picture, smoothed; survives every change of style
 
-  // Images kept from frame to frame, so that no frame has to get the memory of an image anew.
+  // Images kept from frame to frame, so that frames need not allocate them again.
   PixelFormatBuffers format_buffers_;
   cv::Mat byte_planes_;
   cv::Mat filter_input_;

@@ -1,4 +1,4 @@
-// The way of one frame from the host's input descriptor through the engine to the host's output descriptor.
+// Takes one frame from the host's input descriptor through the engine to the host's output descriptor.
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 
@@ -48,8 +48,8 @@ cv::Mat FramePipeline::runFilter(const StyleSettings& settings, const SttFrame& 
   }
   const cv::Mat source = hostToFilterInput(input, filter_input_);
   result_.create(source.rows, source.cols, CV_8UC4);
-  // The filters' statuses are deliberately ignored: a step that succeeds when it is repeated still counts as failed, yet its
-  // frame is whole. Where nothing is read back, the host gets black of alpha 0, and not the frame before.
+  // The filters' statuses are deliberately ignored: a step that succeeds only when repeated counts as failed, yet its frame is
+  // whole. If nothing is read back, the output is black of alpha 0: the host must not see the frame before.
   result_.setTo(cv::Scalar::all(0));
   if (settings.style_type == SttStyleStippling) {
     static_cast<void>(current_filter_->PrepareStippling(source.cols, source.rows));

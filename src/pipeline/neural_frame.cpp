@@ -1,4 +1,4 @@
-// The neural styles' part of a frame: through the network, and from its output planes to a picture.
+// The neural styles' part of a frame: runs the network and turns its output planes into a picture.
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 #include "pipeline/neural_output.h"
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kColourPlanes = 3;
 
-// A network's output, [1, channels, height, width]. The package decides its shape, so nothing of it is taken on trust.
+// A network's output, [1, channels, height, width]. The package decides its shape, so all of it is checked.
 class NetworkOutput {
 public:
   explicit NetworkOutput(ov::Tensor tensor) : tensor_(std::move(tensor)), shape_(tensor_.get_shape()) {

@@ -1,11 +1,11 @@
-// From a network's output to a picture: three planes of floats, one behind the other, become an 8-bit image of 3 channels in the
-// planes' order, each style in its own way.
+// Turns a network's output into a picture: three planes of floats, one after the other, become an 8-bit image of 3 channels in
+// the planes' order, in a different way for each style.
 //
 // Idea: every step but the last works on one value at a time, so the planes are converted to bytes before they are merged, which
-// moves a quarter of the memory. Results are equal, byte by byte, to merging first.
+// moves a quarter of the memory. The bytes are the same as if the planes were merged first.
 //
 // In all functions: `planes` holds 3 x height x width floats, height and width at least 1, and is overwritten. `byte_planes` is
-// working memory and `image` takes the result; both keep their allocation from frame to frame while the size stays.
+// working memory and `image` receives the result; both keep their allocation from frame to frame while the size stays.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -20,7 +20,7 @@ void transferOutputToImage(float* planes, int height, int width, cv::Mat& byte_p
 // Light grey: the smallest value of all becomes 0, the largest 255; three equal planes of one value become 0.
 void lightGreyOutputToImage(float* planes, int height, int width, cv::Mat& byte_planes, cv::Mat& image);
 
-// Cartoon: -1 becomes 0 and 1 becomes 255, and so does all that lies beyond.
+// Cartoon: -1 becomes 0 and 1 becomes 255, and values beyond these are clamped.
 void cartoonOutputToImage(float* planes, int height, int width, cv::Mat& byte_planes, cv::Mat& image);
 
 } // namespace vorin

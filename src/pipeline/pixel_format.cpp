@@ -22,13 +22,13 @@ cv::Mat wrapHost(const SttFrame& frame, int type) {
   return wrapPacked(frame, static_cast<int>(frame.height), static_cast<int>(frame.width), type);
 }
 
-// Pixels of YUY2 come in pairs. OpenCV takes an even width for granted: with an odd one it goes past the rows' ends.
+// Pixels of YUY2 come in pairs. OpenCV assumes an even width: with an odd one it reads and writes past the rows' ends.
 cv::Mat wrapYuy2(const SttFrame& input) {
   CV_CheckEQ(static_cast<int>(input.width % 2), 0, "the width of a YUY2 frame must be even");
   return wrapHost(input, CV_8UC2);
 }
 
-// A frame of 4 channels, in a working image where it is larger than the network's.
+// A frame of 4 channels, resized into a working image if it is larger than the network's.
 cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size) {
   cv::Mat host = wrapHost(input, CV_8UC4);
   if (host.empty() || network_size.empty() ||
@@ -39,7 +39,7 @@ cv::Mat wrapReduced(const SttFrame& input, PixelFormatBuffers& buffers, const cv
   return buffers.reduced;
 }
 
-// A host buffer as the destination of a conversion: OpenCV writes in place where size and type already fit.
+// Wraps a host buffer as the destination of a conversion: OpenCV writes in place if size and type already fit.
 cv::Mat wrapOutput(const SttFrame& output, const cv::Mat& result, int type) {
   return wrapPacked(output, result.rows, result.cols, type);
 }
@@ -64,7 +64,7 @@ void copyInto(const SttFrame& output, const cv::Mat& result) {
 cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size) {
   switch (input.pixelFormat) {
   case VORIN_FMT_NV12: {
-    // The padding of the rows is converted with them and left out of the result.
+    // Converts the rows with their padding, which is left out of the result.
     const int rows = static_cast<int>(input.height * 3 / 2);
     cv::cvtColor(wrapPacked(input, rows, static_cast<int>(input.pitch), CV_8UC1), buffers.padded_bgr, cv::COLOR_YUV2BGR_NV12);
     buffers.padded_bgr.colRange(0, static_cast<int>(input.width)).copyTo(buffers.bgr);
@@ -96,7 +96,7 @@ cv::Mat hostToFilterInput(const SttFrame& input, cv::Mat& storage) {
     break;
   case VORIN_FMT_BGR24:
     host = wrapHost(input, CV_8UC3);
-    code = cv::COLOR_BGR2RGBA; // the exchange that filterOutputToHost undoes
+    code = cv::COLOR_BGR2RGBA; // filterOutputToHost exchanges them back
     break;
   case VORIN_FMT_BGRA:
     return wrapHost(input, CV_8UC4);
@@ -159,7 +159,7 @@ void filterOutputToHost(SttFrame& output, const cv::Mat& result, PixelFormatBuff
     break;
   case VORIN_FMT_NV12:
     cv::cvtColor(result, buffers.i420, cv::COLOR_BGRA2YUV_I420);
-    packNv12(buffers.i420, bytesOf(output), buffers.i420.step); // the host's pitch is not asked
+    packNv12(buffers.i420, bytesOf(output), buffers.i420.step); // deliberate: the host's pitch is ignored
     break;
   default:
     sttLogError("invalid output format");

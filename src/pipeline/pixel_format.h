@@ -24,16 +24,16 @@ struct PixelFormatBuffers {
   cv::Mat i420;
 };
 
-// The host's frame as the networks take it: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped, not
-// copied; others are converted into a working image. Rows are packed. Empty for an unsupported format. The host's rows are taken
-// to be input.pitch bytes apart in NV12, and packed in the other formats. A BGRA or RGBA frame that is larger than the network's
-// frames is given at their size already, resized bilinearly before its alpha goes: channels do not mix, so the bytes are the same
-// and fewer of them are converted. With an empty size no frame is resized.
+// Converts the host's frame to the networks' form: height x width pixels of 3 bytes, blue, green, red. A BGR24 frame is wrapped,
+// not copied; others are converted into a working image. Rows are packed. Empty for an unsupported format. The host's rows are
+// assumed to be input.pitch bytes apart in NV12, and packed in the other formats. A BGRA or RGBA frame that is larger than the
+// network's frames is first resized bilinearly to their size and then loses its alpha: channels do not mix, so the bytes are the
+// same and fewer of them are converted. With an empty size no frame is resized.
 cv::Mat hostToNeuralInput(const SttFrame& input, PixelFormatBuffers& buffers, const cv::Size& network_size = {});
 
-// The host's frame as the filters take it: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not copied;
-// others are converted into `storage`, which the result then shares. Empty for an unsupported format. Rows of the host are taken
-// as packed.
+// Converts the host's frame to the filters' form: height x width pixels of 4 bytes, rows packed. A BGRA frame is wrapped, not
+// copied; others are converted into `storage`, which the result then shares. Empty for an unsupported format. The host's rows are
+// assumed to be packed.
 cv::Mat hostToFilterInput(const SttFrame& input, cv::Mat& storage);
 
 // Write an engine's result into the host's buffer in the host's format and set the descriptor's width and height to the result's.

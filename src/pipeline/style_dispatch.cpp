@@ -1,4 +1,4 @@
-// Choosing and setting up the engine of a style.
+// Chooses and sets up the engine of a style.
 #include "core/log.h"
 #include "pipeline/frame_pipeline.h"
 

@@ -1,5 +1,5 @@
-// Temporal smoothing of a style-transfer network's output: a pixel that moved a little is flicker and stays nearly where it was,
-// a pixel that really changed follows at four fifths of the way.
+// Temporal smoothing of a style-transfer network's output: a pixel that changed little flickers, so it keeps nearly its old
+// value; a pixel that really changed moves four fifths of the way to its new value.
 #pragma once
 
 #include <opencv2/core.hpp>

@@ -1,5 +1,5 @@
-// Everything that differs between the systems, in the library's own terms. One implementation file a concern and system, in
-// windows/ and posix/; nothing above this folder knows which system it runs on. Narrow text is the system's: UTF-8 on POSIX, the
+// Everything that differs between the systems, in the library's own terms. Each concern has one file for each system, in windows/
+// and posix/; code above this folder does not depend on the system. Narrow text is the system's: UTF-8 on POSIX, the
 // ANSI code page on Windows. Nothing here throws but std::bad_alloc, and failures are values.
 #pragma once
 
@@ -18,19 +18,19 @@ extern const char kPathSeparator;
 
 // ---- log switch (registry; environment on POSIX) ----
 
-// The machine's setting "DumpSTLog", or nothing where there is none or it cannot be read.
+// The machine's setting "DumpSTLog", or nothing if it is missing or cannot be read.
 std::optional<std::uint32_t> readLogSwitch();
 
 // ---- log output ----
 
-// Passes a line to the debugger of the process.
+// Passes a line to the process's debugger.
 void writeDebuggerOutput(const char* line);
 
-// Opens a text file for writing, emptying it; null on failure, on POSIX also where the path is a symbolic link.
+// Opens a text file for writing, emptying it; null on failure, on POSIX also if the path is a symbolic link.
 std::FILE* openTextForWriting(const std::string& path);
 
 // Formats into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's bounds-checked formatter
-// reports it where there is one, and elsewhere the text is cut. False when the buffer holds nothing of use.
+// reports it where there is one, and elsewhere the text is cut. Returns false if the buffer holds no usable text.
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments);
 
 // Copies a text with its NUL into a buffer of `size` bytes. A text that does not fit is the caller's fault: the system's
@@ -46,17 +46,17 @@ std::int64_t performanceFrequency();
 
 // ---- folders ----
 
-// The per-user folder for local application data, created when missing, without a trailing separator; nothing when there is none.
+// The per-user folder for local application data, created if missing, without a trailing separator; nothing if there is none.
 std::optional<std::string> localAppDataFolder();
 
-// The folder of the running program's file, without a trailing separator; nothing when the system does not tell. A path that the
-// system cuts (Windows, at 260 characters) counts as it was given.
+// The folder of the running program's file, without a trailing separator; nothing if the system does not report it. A path that
+// the system cuts (Windows, at 260 characters) is used as cut.
 std::optional<std::string> executableFolder();
 
 // Whether the path names a folder. The path may end in a separator.
 bool isFolder(const std::string& path);
 
-// Makes one folder; false when it cannot be made, also because it exists.
+// Makes one folder; false if it cannot be made, also because it exists.
 bool makeFolder(const std::string& path);
 
 // Whether anything has this path.
@@ -66,17 +66,17 @@ bool exists(const std::string& path);
 extern const char* const kLastResortFolder;
 
 // Proves that a file can be made under this path and deleted again; an existing one is replaced, on POSIX as by createBinary.
-// Leaves nothing behind where both work.
+// Leaves nothing behind if both work.
 bool canCreateAndDelete(const std::string& path);
 
-// Makes a file for binary writing; null on failure. On POSIX whatever has this path is removed first and the file is created
-// anew: an existing file is not emptied, since another program may still read it or have it mapped into memory, and no link, pipe
+// Makes a file for binary writing; null on failure. On POSIX whatever has this path is removed and a new file is created:
+// an existing file is not emptied, since another program may still read it or have it mapped into memory, and no link, pipe
 // or file that somebody else put there is written to. Windows empties an existing file.
 std::FILE* createBinary(const std::string& path);
 
 // ---- folders for the library's own files ----
-// A concern of its own, in folders.cpp of each system. embedded/folders.cpp answers it otherwise, for the copy of the library
-// that works inside other packages: there the program may be an interpreter, whose folder is not to be written to.
+// Implemented in folders.cpp of each system. embedded/folders.cpp is another implementation, for the copy of the library that
+// works inside other packages: there the program may be an interpreter, whose folder is not to be written to.
 
 // The folder beside which the library's files may lie: executableFolder. Embedded: the one that setFolderForFiles named last.
 std::optional<std::string> programFolderForFiles();
@@ -84,7 +84,7 @@ std::optional<std::string> programFolderForFiles();
 // localAppDataFolder. Embedded: nothing.
 std::optional<std::string> appDataFolderForFiles();
 
-// The folder for temporary files, ending in a separator; nothing when the system does not tell, as Windows does not for a path of
+// The folder for temporary files, ending in a separator; nothing if the system does not report it, as on Windows for a path of
 // 260 characters or more. Embedded: nothing.
 std::optional<std::string> temporaryFolder();
 
@@ -97,10 +97,10 @@ void setFolderForFiles(const std::string& folder);
 std::wstring toWide(const std::string& narrow);
 std::string toNarrow(const std::wstring& wide);
 
-// Narrow text as the inference runtime takes names, which is UTF-8 on every system. POSIX hands the text on as it is.
+// Converts narrow text to UTF-8, the inference runtime's encoding of names on every system. POSIX returns the text unchanged.
 std::string toUtf8(const std::string& narrow);
 
-// Whether the process may write to what the path names.
+// Whether the process may write to this path.
 bool isWritable(const std::wstring& path);
 
 // Opens a file for binary reading; null on failure.

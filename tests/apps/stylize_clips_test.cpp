@@ -38,7 +38,7 @@ protected:
   StylizeRun run_;
 };
 
-// The network turns pictures into their negatives. On the way lie the clip's own YUV matrix, twice, and the codec: a wrong matrix
+// The network turns pictures into their negatives. The clip's own YUV matrix, twice, and the codec lie in between: a wrong matrix
 // would shift red by 13 and green by 20.
 TEST_F(StylizeClip, IsTheNetworksAnswerToEachFrameWithTheClipsSound) {
   const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
@@ -60,7 +60,7 @@ TEST_F(StylizeClip, IsTheNetworksAnswerToEachFrameWithTheClipsSound) {
   EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "out.mp4"}));
 }
 
-// From one ffmpeg through the program to another. raw: the pixels in the pipes; empty for Y4M.
+// Pipes a clip from one ffmpeg through the program to another. raw: the pixels in the pipes; empty for Y4M.
 std::string pipeLine(const std::string& in, const std::string& raw, const std::string& output) {
   const std::string format = raw.empty() ? " -f yuv4mpegpipe" : " -f rawvideo -pix_fmt " + raw;
   return "ffmpeg -v error -i " + in + format + " - | $0 - -o - --style pencil --quiet" +
@@ -68,7 +68,7 @@ std::string pipeLine(const std::string& in, const std::string& raw, const std::s
          (raw.empty() ? "" : " -s 160x120 -r 10") + " -i - -c:v ffv1 " + output;
 }
 
-// Each way through pipes gives what the way through files gives, but for the codec.
+// Pipes of every format give the same result as files, except for the codec.
 TEST_F(StylizeClip, PipesTakeThePlaceOfFiles) {
   const std::string in = testClip();
   const std::string file = run_.file("file.mp4");
@@ -81,7 +81,7 @@ TEST_F(StylizeClip, PipesTakeThePlaceOfFiles) {
   }
 }
 
-// The first frame stays as it is, and the noise of the others is calmed.
+// The first frame stays unchanged, and the noise of the others is reduced.
 TEST_F(StylizeClip, SteadyChangesAllButTheFirstFrame) {
   constexpr std::size_t kFrameBytes = 160 * 120 * 4;
   const std::string line =
@@ -96,7 +96,7 @@ TEST_F(StylizeClip, SteadyChangesAllButTheFirstFrame) {
   }
 }
 
-// To the last bit, also where the clip's colours are not those that the styles expect.
+// Equal to the last bit, also if the clip's colours are not those that the styles expect.
 TEST_F(StylizeClip, WithoutStrengthItIsTheSource) {
   const std::string in = run_.file("in.mkv");
   const std::string out = run_.file("out.mkv");
@@ -177,10 +177,10 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
            {{in, "-o", out, "--crf", "good"}, 2, "--crf = good"},
            {{in, "-o", out, "--raw", "bgra:8x8@5"}, 2, "--raw applies to pipes only"},
            {{in, "-o", "-", "--raw", "bgra:8x8"}, 2, "write it as nv12:1280x720@30"},
-           {{in, "-o", "-", "--raw", "bgra:8x8@5"}, 2, "is not the size of the frames, 160x120"},
+           {{in, "-o", "-", "--raw", "bgra:8x8@5"}, 2, "does not match the frames' size 160x120"},
            {{in, "-o", "-", "--crf", "5"}, 2, "not encoded"},
            {{in, "-o", "-", "--json"}, 2, "would both go to standard output"},
-           {{"-", in, "-o", out}, 2, "a pipe stands alone"},
+           {{"-", in, "-o", out}, 2, "a pipe must be the only input"},
            {{in, "-o", out, "--style-image", run_.file("images"), "--style", "transfer"}, 2, "--style-image is a folder"},
            {{image, "-o", png, "--codec", "h264"}, 2, "--codec applies to clips only"},
            {{run_.file("images"), "-o", run_.file("restyled"), "--steady"},
@@ -203,7 +203,7 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
     }
     const ChildResult result = StylizeRun::run(arguments, setting);
     EXPECT_EQ(result.exit_status, each.status) << each.said;
-    // Where only the writing fails, the headline is out before.
+    // If only the writing fails, the headline is printed before.
     EXPECT_TRUE(each.said == kNoSpace || linesOf(result.standard_error).size() == 1) << result.standard_error;
     EXPECT_THAT(linesOf(result.standard_error).back(), HasSubstr(each.said));
     EXPECT_EQ(run_.names(), before) << each.said;

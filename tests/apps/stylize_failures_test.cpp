@@ -1,4 +1,4 @@
-// What vorin-stylize does when something is wrong: the right exit status, one line on standard error that says what to do,
+// The failures of vorin-stylize: the right exit status, one line on standard error that says what to do,
 // nothing on standard output, and not a file more or less than before.
 #include "support/stylize_run.h"
 
@@ -69,8 +69,7 @@ std::vector<FailureCase> failureCases() {
       {"OutputBelowFile", pencil("%photo.png", "%photo.jpg/out.png"), 5, "photo.jpg' is not a folder"},
       {"SheetWithoutInput", {"sheet", "-o", "%out.png"}, 2, "no input named"},
       {"SheetOfMissingInput", {"sheet", "%none.png", "-o", "%out.png"}, 5, "does not exist"},
-      {"GpuMissing", with({"--device", "discrete"}), 4,
-       "no GPU of the kind discrete here, nor any other: see 'vorin-stylize devices'"},
+      {"GpuMissing", with({"--device", "discrete"}), 4, "no discrete GPU here, and no other: see 'vorin-stylize devices'"},
   };
 }
 
@@ -130,10 +129,10 @@ TEST(StylizeFailures, PrecisionIsThatOfTheActiveStandIns) {
 
 // The stand-in is of the integrated kind.
 TEST(StylizeFailures, KindOfTheOnlyGpuIsNamed) {
-  expectFailure(StylizeRun().restyle({"--style", "pencil", "--device", "discrete"}), 4, "only of the kind integrated");
+  expectFailure(StylizeRun().restyle({"--style", "pencil", "--device", "discrete"}), 4, "only integrated ones");
 }
 
-// The temporary beside the output shows that the work has begun, which takes much longer than one look.
+// The temporary file beside the output shows that the work has begun, which lasts much longer than one poll.
 TEST(StylizeFailures, CancelledWorkLeavesNothing) {
   const StylizeRun run;
   const std::string image = run.image("photo.bmp", {4000, 3000});

@@ -1,4 +1,4 @@
-// What vorin-stylize tells about itself: info and selftest.
+// The commands info and selftest of vorin-stylize.
 #include "selftest_expectations.h"
 #include "sha256.h"
 #include "support/stylize_run.h"
@@ -39,7 +39,7 @@ std::string plainBlockSums(const cv::Mat& bgr) {
   return text.str();
 }
 
-// What a package says of its networks' results, without styles.
+// An entry selftest.json without styles.
 json noExpectations() {
   return {{"version", 1},
           {"inputs",
@@ -63,10 +63,10 @@ TEST(Expectations, FaultsAreNamed) {
            {std::string(200000, '['), kDamaged},
            {"[1]", kDamaged},
            {sound.dump().substr(0, 300), kDamaged},
-           {with("/version", 2), "is of a version that this program does not know"},
+           {with("/version", 2), "has a version that this program does not know"},
            {with("/inputs/photo", 5), kDamaged},
            {with("/inputs/photo", "d0" + picture.substr(2)), ""},
-           {with("/inputs/photo", "d1" + picture.substr(2)), "was made for other pictures than those of this program"},
+           {with("/inputs/photo", "d1" + picture.substr(2)), "was made for other built-in pictures"},
            {with("/styles", json::array()), kDamaged},
            {with("/styles/cartoon/block_sums", std::string(126, '0')), kDamaged},
            {with("/styles/cartoon/block_sums", std::string(127, '0') + 'g'), kDamaged},
@@ -76,7 +76,7 @@ TEST(Expectations, FaultsAreNamed) {
        }) {
     const stylize::Expectations expectations = stylize::parseExpectations(text);
     EXPECT_EQ(expectations.problem, problem) << text.substr(0, 400);
-    EXPECT_EQ(expectations.drawings.size(), problem.empty() ? 1U : 0U) << text.substr(0, 400);
+    EXPECT_EQ(expectations.results.size(), problem.empty() ? 1U : 0U) << text.substr(0, 400);
   }
 }
 
@@ -135,8 +135,8 @@ TEST_F(StylizeInfo, SelftestFindsTheFiltersAsTheyAreKnown) {
 }
 
 TEST_F(StylizeInfo, SelftestComparesWithWhatThePackageSays) {
-  cv::Mat inverted = cv::Scalar::all(255) - stylize::selftestPhoto(); // what the cartoon's network makes of it
-  inverted.col(inverted.cols - 1) = cv::Scalar::all(255);             // the library leaves a network's last column black
+  cv::Mat inverted = cv::Scalar::all(255) - stylize::selftestPhoto(); // the result of the cartoon's network
+  inverted.col(inverted.cols - 1) = cv::Scalar::all(255);             // the library makes the last column black
   json expected = noExpectations();
   expected["styles"]["cartoon"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 1}}; // roundings
   expected["styles"]["lightgrey"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 16}};
@@ -148,7 +148,7 @@ TEST_F(StylizeInfo, SelftestComparesWithWhatThePackageSays) {
     EXPECT_EQ(style["outcome"], style["style"] == "lightgrey" ? "failed" : "ok") << style;
     EXPECT_EQ(style["largest_difference"].is_null(), style["style"] == "transfer") << style;
     if (style["style"] == "lightgrey") {
-      EXPECT_EQ(style["error"], "the drawing is another one than it should be");
+      EXPECT_EQ(style["error"], "the result differs from the expected one");
       EXPECT_GT(style["largest_difference"], 16);
     } else if (style["style"] == "cartoon") {
       EXPECT_LE(style["largest_difference"], 1);
@@ -161,17 +161,17 @@ TEST_F(StylizeInfo, SelftestLeavesOutWhatItCannotUse) {
   json other = noExpectations();
   other["inputs"]["style_image"] = other["inputs"]["photo"];
   other["styles"]["cartoon"] = {{"block_sums", std::string(128, '0')}, {"tolerance", 0}};
-  for (const auto& [entry, problem] : {std::pair(other.dump(), "was made for other pictures than those of this program: "),
+  for (const auto& [entry, problem] : {std::pair(other.dump(), "was made for other built-in pictures: "),
                                        {noExpectations().dump() + std::string(300000, ' '), "is damaged: "}}) {
     pack({{"selftest.json", entry}});
     const ChildResult result = StylizeRun::run({"selftest", "--models", package_.folder()});
     EXPECT_EQ(result.exit_status, 0);
-    EXPECT_THAT(result.standard_output, HasSubstr("cartoon: ok, a drawing; how it should look is not known for this package\n"));
+    EXPECT_THAT(result.standard_output, HasSubstr("cartoon: ok, not compared: this package holds no expected result\n"));
     EXPECT_THAT(result.standard_error, HasSubstr("'selftest.json' " + std::string(problem)));
   }
 }
 
-// The exit status is that of the first failure. This network leaves the picture as it is.
+// The exit status is that of the first failure. This network leaves the picture unchanged.
 TEST_F(StylizeInfo, SelftestFindsANetworkThatChangesNothing) {
   package_.write({networkFiles(kCartoon, FixedNetwork{.gain = 1})});
   const json result = run({"selftest", "--json", "--models", package_.folder()}, 3);

@@ -1,4 +1,4 @@
-// What vorin-stylize does when a model package, a network or a style image is wrong: the right exit status, one line on standard
+// vorin-stylize with a faulty model package, network or style image: the right exit status, one line on standard
 // error that says what to do, nothing on standard output, and not a file more or less than before.
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
@@ -87,10 +87,10 @@ TEST_P(StylizeNeuralFailure, SaysOneLineAndLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(All, StylizeNeuralFailure, testing::ValuesIn(failureCases()),
                          [](const auto& each) { return each.param.name; });
 
-// The library unpacks the network and removes its files once they are loaded: the first signal lets it come to that, the second
+// The library unpacks the network and removes its files once they are loaded: the first signal lets it do that, the second
 // ends the program before.
 TEST_F(StylizeNeuralFailure, LoadingIsCancelledByTheSecondSignalAtOnce) {
-  constexpr std::size_t kPaddingBytes = 64U << 20U; // so much that the loading takes far longer than a look for the file
+  constexpr std::size_t kPaddingBytes = 64U << 20U; // so large that loading lasts far longer than one poll for the file
   pack(packageBytes(networkFiles(kCartoon, FixedNetwork{.padding_floats = kPaddingBytes / 4})));
   const auto names_before = run_.names();
   for (const bool twice : {false, true}) {
@@ -119,7 +119,7 @@ TEST_F(StylizeNeuralFailure, LoadingIsCancelledByTheSecondSignalAtOnce) {
   }
 }
 
-// What a package lacks shows before there is a device: no word of a missing GPU, and no result for a sheet.
+// A missing entry of a package is reported before a device is chosen: no message about a missing GPU, and no result for a sheet.
 TEST_F(StylizeNeuralFailure, AbsentNetworksShowFirst) {
   pack(packageBytes(networkFiles(kCartoon, FixedNetwork{})));
   fs::copy_file(run_.file("photo.png"), run_.file("models") + "/painting.png");

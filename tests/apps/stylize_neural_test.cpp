@@ -1,4 +1,4 @@
-// The neural styles of vorin-stylize when all is well. The networks are small ones whose answers can be computed by hand: the
+// The neural styles of vorin-stylize without faults. The networks are small ones whose answers can be computed by hand: the
 // result shows that the right network got the right picture and that its answer was written at the input's size.
 #include "support/neural_reference.h"
 #include "support/stylize_run.h"
@@ -45,7 +45,7 @@ TEST(StylizeCartoon, IsTheNetworksAnswerAtTheInputsSize) {
 
 const cv::Scalar kStyleColour(200, 60, 120);
 
-// The whole way of a transfer network's picture: normalised (the content's constants in the order red, green, blue on blue,
+// All steps of a transfer network's picture: normalised (the content's constants in the order red, green, blue on blue,
 // green, red; the style's in the order of its colours), mixed, de-normalised, clamped and stretched.
 cv::Mat transferred(const cv::Mat& content, const TransferNetwork& recipe) {
   Planes planes = planesOf({content.datastart, content.dataend}, contentValue);
@@ -64,7 +64,7 @@ protected:
     return {.width = kWidth, .height = kHeight, .content_gain = content_gain, .style_gain = style_gain};
   }
 
-  // What restyles photo.png into out.png with the style image.
+  // The arguments that restyle photo.png into out.png with the style image.
   std::vector<std::string> arguments(const std::vector<std::string>& more = {}) const {
     savePicture(run_.file("style.png"), cv::Mat(30, 20, CV_8UC3, kStyleColour));
     std::vector<std::string> all = {run_.image("photo.png", {kWidth, kHeight}), "-o", run_.file("out.png"), "--overwrite"};
@@ -73,7 +73,7 @@ protected:
     return all;
   }
 
-  // Whether out.png is what a network makes of photo.png. Half precision on the way in is worth one step after the stretching;
+  // Whether out.png is the result of a network for photo.png. Half precision at the input costs one step after the stretching;
   // both sides round.
   testing::AssertionResult isBy(const TransferNetwork& recipe) const {
     return areEqual(loadPicture(run_.file("out.png")), transferred(makePicture({kWidth, kHeight}), recipe), 3);

@@ -1,5 +1,5 @@
-// The pieces of vorin-stylize that are worth testing alone: sizes, lists of inputs, progress, captions, and what a package says
-// of its networks' results.
+// The pieces of vorin-stylize that are worth testing alone: sizes, lists of inputs, progress, captions, and a package's
+// expected results.
 #include "contact_sheet.h"
 #include "inputs.h"
 #include "options.h"

@@ -34,7 +34,7 @@ protected:
     return loadPicture(run_.file("alone.png"));
   }
 
-  // Where the picture stands on the sheet, byte for byte; nowhere fails the test.
+  // Finds the picture on the sheet, byte for byte; fails the test if it is not there.
   cv::Point placeOf(const cv::Mat& picture) const {
     const cv::Mat sheet = loadPicture(run_.file("sheet.png"));
     cv::Mat distance;
@@ -51,7 +51,7 @@ protected:
   std::string painting_ = package_.folder() + "/painting.png";
 };
 
-// Those of the second of two images are looked at.
+// Checks the pictures of the second of two images.
 TEST_F(StylizeSheet, ShowsTheOriginalAndAllStylesInRowsOfThree) {
   const cv::Mat picture = makePicture({kWidth, kHeight});
   savePicture(run_.file("first.png"), picture + cv::Scalar(7, 3, 5));

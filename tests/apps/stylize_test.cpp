@@ -1,4 +1,4 @@
-// What vorin-stylize does when all is well: the real program, as a child process, on real images.
+// vorin-stylize without faults: the real program, as a child process, on real images.
 #include "support/opencl_filter_reference.h"
 #include "support/stylize_run.h"
 
@@ -75,7 +75,7 @@ TEST(Stylize, AutoGoesOnWithTheSoftwareDeviceAndSaysSo) {
   EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", "out.png"}));
 }
 
-// An image of one colour gives a result of nearly one colour, which is not to be taken for that of a broken device.
+// An image of one colour gives a result of nearly one colour, which must not count as that of a broken device.
 TEST(Stylize, ImageOfOneColourIsRestyledQuietly) {
   for (const int grey : {0, 255}) {
     const StylizeRun run;

@@ -47,7 +47,7 @@ std::string exifSegment(char orientation) {
   return before + orientation + std::string(6, '\0');
 }
 
-// Four fields of one colour each; EXIF's numbers say where the first row and the first column are to be seen.
+// Four fields of one colour each; EXIF's numbers say on which side the first row and the first column appear.
 TEST(ImageFiles, AnImageMarkedAsTurnedIsTurnedUpright) {
   const TemporaryFolder folder;
   const std::map<char, cv::Vec3b> colours = {

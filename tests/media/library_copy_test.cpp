@@ -33,7 +33,7 @@ template <typename Function> Function functionOf(void* library, const char* name
 
 // ---- the child's side ----
 
-// What a program's own copy of the inference runtime tells.
+// The devices that a program's own copy of the inference runtime lists.
 std::string devicesOfTheUsersRuntime(int scope) {
   void* const library = dlopen(VORIN_USERS_RUNTIME, RTLD_NOW | scope);
   if (library == nullptr) {
@@ -51,7 +51,7 @@ std::string devicesOfTheUsersRuntime(int scope) {
   return names;
 }
 
-// What a program sees of OpenCL: the platforms' vendors.
+// The vendors of the OpenCL platforms that a program sees.
 std::string vendorsOfOpenCl() {
   void* const library = dlopen("libOpenCL.so.1", RTLD_NOW);
   cl_platform_id platforms[8] = {};
@@ -217,7 +217,7 @@ TEST(WritableFolder, IsMadeInTheUsersCacheOrTheVariableIsNamed) {
       EXPECT_TRUE(fs::is_directory(expected));
     }
   }
-  if (geteuid() == 0) { // who else may give a folder away
+  if (geteuid() == 0) { // only the superuser may give a folder away
     const ScopedVariable variable("XDG_CACHE_HOME", home + "/c");
     ASSERT_EQ(chown((home + "/c/vorin-stt").c_str(), 65534, 65534), 0);
     EXPECT_THAT(errorOf([] { writableFolder(); }).what(), HasSubstr("belongs to another user: set XDG_CACHE_HOME"));

@@ -1,4 +1,4 @@
-// The colours of clips: what an effect sees and what it paints, whatever matrix and range a clip has.
+// The colours of clips of every matrix and range: those that an effect sees, and those that it writes.
 #include "colour_change.h"
 #include "support/media_files.h"
 #include "support/media_way.h"
@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using tests::ffmpeg;
 
-// What comes of a clip of one colour: seen by an effect, and painted by an effect.
+// The colour of a clip of one colour, as an effect sees it and as an effect writes it.
 struct ColourCase {
   const char* name;
   const char* options; // of ffmpeg's encoder
@@ -28,7 +28,7 @@ protected:
 };
 
 constexpr std::array<int, 3> kColour = {200, 70, 40}; // red, green, blue
-constexpr std::array<int, 3> kPaint = {30, 140, 190};
+constexpr std::array<int, 3> kWritten = {30, 140, 190};
 
 // BT.601, video range, from its definition.
 std::array<double, 3> bt601(const std::array<int, 3>& rgb) {
@@ -41,9 +41,9 @@ TEST_P(ClipColours, TheEffectSeesAndPaintsBt601WhateverTheClipSays) {
   ffmpeg(std::string("-f lavfi -i color=0xC84628:r=5:d=0.4:s=") + GetParam().size + ' ' + GetParam().options +
          " -c:v libx264 -qp 0 " + clip.string());
   const std::array<double, 3> expected = bt601(kColour);
-  const std::array<double, 3> paint = bt601(kPaint);
+  const std::array<double, 3> wanted = bt601(kWritten);
 
-  FunctionEffect painter([&](Picture& picture) {
+  FunctionEffect writer([&](Picture& picture) {
     std::uint8_t* bytes = picture.pixels();
     const std::size_t luma = picture.byteCount() / 3 * 2;
     // ffmpeg's own rounding on the way into the clip and ours: one step each.
@@ -52,20 +52,20 @@ TEST_P(ClipColours, TheEffectSeesAndPaintsBt601WhateverTheClipSays) {
     ASSERT_NEAR(bytes[luma], expected[1], 2);
     ASSERT_NEAR(bytes[luma + 1], expected[2], 2);
     for (std::size_t i = 0; i < picture.byteCount(); ++i) {
-      bytes[i] = static_cast<std::uint8_t>(std::lround(paint[i < luma ? 0 : 1 + i % 2]));
+      bytes[i] = static_cast<std::uint8_t>(std::lround(wanted[i < luma ? 0 : 1 + i % 2]));
     }
   });
-  restyle(clip, folder_.path() / "painted.mp4", {.crf = 1}, &painter);
+  restyle(clip, folder_.path() / "written.mp4", {.crf = 1}, &writer);
   restyle(clip, folder_.path() / "kept.mp4", {.crf = 1});
 
   const std::string tags = "color_range,color_space,color_transfer,color_primaries";
   EXPECT_EQ(tests::videoEntries(folder_.path() / "kept.mp4", tags), tests::videoEntries(clip, tags));
   const std::vector<int> before = tests::middleColour(clip);
   const std::vector<int> kept = tests::middleColour(folder_.path() / "kept.mp4");
-  const std::vector<int> painted = tests::middleColour(folder_.path() / "painted.mp4");
+  const std::vector<int> written = tests::middleColour(folder_.path() / "written.mp4");
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_NEAR(kept[i], before[i], 3); // two roundings and the codec, doubled by the way to red or blue
-    EXPECT_NEAR(painted[i], kPaint[i], 4) << i;
+    EXPECT_NEAR(written[i], kWritten[i], 4) << i;
   }
 }
 

@@ -1,4 +1,4 @@
-// Clips through the whole way: read, handed to an effect, written; looked at with another program's eyes.
+// Clips read, changed by an effect and written; another program checks the results.
 #include "support/media_files.h"
 #include "support/media_way.h"
 #include "support/test_environment.h"
@@ -29,7 +29,7 @@ std::set<std::string> namesIn(const fs::path& folder) {
 }
 
 const std::string kPictures = "-f lavfi -i testsrc2=s=320x240:r=25:d=2";
-const std::string kFilmed = kPictures + " -f lavfi -i sine=d=2"; // with sound
+const std::string kWithSound = kPictures + " -f lavfi -i sine=d=2"; // with sound
 const std::string kFast = " -c:v libx264 -preset ultrafast -crf 10 ";
 
 // Turns the pictures of an MP4 file's first track by 90 degrees, by the matrix in its header.
@@ -77,7 +77,7 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
     ASSERT_NEAR(times[i] - times[0], expected[i] - expected[0], 0.0011) << i; // Matroska counts in milliseconds
   }
   EXPECT_NEAR(tests::soundDelay(output), tests::soundDelay(clip), 0.0011);
-  // A truncated clip's header tells of more than is there.
+  // A truncated clip's header names a longer duration.
   const double duration = is_truncated ? expected.back() - expected.front() : tests::duration(clip);
   EXPECT_NEAR(tests::duration(output), duration, 0.041); // one frame
   EXPECT_EQ(tests::packetHashes(output, 'a'), tests::packetHashes(clip, 'a'));
@@ -85,7 +85,7 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
   const std::string kept = "width,height,sample_aspect_ratio:stream_side_data=rotation";
   const std::string entries = tests::videoEntries(output, kept);
   const std::string of_source = tests::videoEntries(clip, kept);
-  EXPECT_THAT(of_source, testing::AnyOf(entries, entries + "," + entries + ",")); // of a broadcast, ffprobe tells them twice
+  EXPECT_THAT(of_source, testing::AnyOf(entries, entries + "," + entries + ",")); // ffprobe reports those of a broadcast twice
   EXPECT_GE(tests::peakSignalToNoise_db(output, clip), param.least_db);
   EXPECT_EQ(outcome.damage.empty(), !is_truncated);
   EXPECT_TRUE(outcome.warnings.empty()) << outcome.warnings.front();
@@ -94,30 +94,30 @@ TEST_P(KeptClip, FramesTimesAndSoundAreTheSourcesAndThePicturesNearly) {
 
 INSTANTIATE_TEST_SUITE_P(
     Clips, KeptClip,
-    testing::Values(ClipCase{"plain", kFilmed + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
-                    ClipCase{"variable_rate", kFilmed + " -vf select=lt(n\\,12)+not(mod(n\\,7)) -vsync vfr" + kFast + "-c:a aac",
-                             "in.mp4", "out.mp4", 36},
-                    // The frame that is encoded second is a long one.
-                    ClipCase{"long_frame_first", kFilmed + " -vf select=lt(n\\,5)+gt(n\\,14) -vsync vfr" + kFast + "-c:a aac",
-                             "in.mp4", "out.mp4", 36},
-                    // Its header says where it ends, not how long it is.
-                    ClipCase{"late_start", kFilmed + kFast + "-c:a aac -output_ts_offset 5", "in.mkv", "out.mkv", 36},
-                    ClipCase{"odd_size", kFilmed + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8", "in.webm",
-                             "out.mkv", 33},
-                    ClipCase{"no_audio", kPictures + kFast + "-aspect 4:1", "in.mkv", "out.mov", 36},
-                    ClipCase{"two_audio_tracks",
-                             kFilmed + " -f lavfi -i anoisesrc=d=2:a=0.1 -map 0 -map 1 -map 2" + kFast +
-                                 "-c:a:0 aac -c:a:1 libmp3lame",
-                             "in.mkv", "out.mp4", 36},
-                    ClipCase{"ten_bit", kFilmed + " -pix_fmt yuv420p10le" + kFast + "-c:a aac", "in.mov", "out.mp4", 36},
-                    ClipCase{"rotated", kFilmed + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
-                    ClipCase{"one_frame", kPictures + kFast + "-frames:v 1", "in.mp4", "out.mp4", 36},
-                    ClipCase{"truncated", kFilmed + kFast + "-c:a aac -movflags faststart", "in.mp4", "out.mp4", 30},
-                    ClipCase{"broadcast", kFilmed + " -c:v mpeg2video -q:v 2 -c:a mp2", "in.ts", "out.mkv", 36},
-                    ClipCase{"full_range_bt709",
-                             kFilmed + " -vf scale=out_color_matrix=bt709 -colorspace bt709 -c:v mjpeg -q:v 2 -c:a pcm_s16le",
-                             "in.avi", "out.mkv", 34},
-                    ClipCase{"four_four_four", kPictures + " -pix_fmt yuv444p" + kFast, "in.mp4", "out.mp4", 30}),
+    testing::Values(
+        ClipCase{"plain", kWithSound + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
+        ClipCase{"variable_rate", kWithSound + " -vf select=lt(n\\,12)+not(mod(n\\,7)) -vsync vfr" + kFast + "-c:a aac", "in.mp4",
+                 "out.mp4", 36},
+        // The frame that is encoded second is a long one.
+        ClipCase{"long_frame_first", kWithSound + " -vf select=lt(n\\,5)+gt(n\\,14) -vsync vfr" + kFast + "-c:a aac", "in.mp4",
+                 "out.mp4", 36},
+        // Its header says where it ends, not how long it is.
+        ClipCase{"late_start", kWithSound + kFast + "-c:a aac -output_ts_offset 5", "in.mkv", "out.mkv", 36},
+        ClipCase{"odd_size", kWithSound + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8", "in.webm", "out.mkv",
+                 33},
+        ClipCase{"no_audio", kPictures + kFast + "-aspect 4:1", "in.mkv", "out.mov", 36},
+        ClipCase{"two_audio_tracks",
+                 kWithSound + " -f lavfi -i anoisesrc=d=2:a=0.1 -map 0 -map 1 -map 2" + kFast + "-c:a:0 aac -c:a:1 libmp3lame",
+                 "in.mkv", "out.mp4", 36},
+        ClipCase{"ten_bit", kWithSound + " -pix_fmt yuv420p10le" + kFast + "-c:a aac", "in.mov", "out.mp4", 36},
+        ClipCase{"rotated", kWithSound + kFast + "-c:a aac", "in.mp4", "out.mp4", 36},
+        ClipCase{"one_frame", kPictures + kFast + "-frames:v 1", "in.mp4", "out.mp4", 36},
+        ClipCase{"truncated", kWithSound + kFast + "-c:a aac -movflags faststart", "in.mp4", "out.mp4", 30},
+        ClipCase{"broadcast", kWithSound + " -c:v mpeg2video -q:v 2 -c:a mp2", "in.ts", "out.mkv", 36},
+        ClipCase{"full_range_bt709",
+                 kWithSound + " -vf scale=out_color_matrix=bt709 -colorspace bt709 -c:v mjpeg -q:v 2 -c:a pcm_s16le", "in.avi",
+                 "out.mkv", 34},
+        ClipCase{"four_four_four", kPictures + " -pix_fmt yuv444p" + kFast, "in.mp4", "out.mp4", 30}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST(MediaClips, CancellationClosesAFileThatPlays) {
@@ -149,7 +149,7 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
   EXPECT_EQ(namesIn(folder.path()), names);
 }
 
-// Takes its time for each picture, as an encoder may.
+// A sink that is slow for each picture, as an encoder may be.
 class SlowSink : public Sink {
 public:
   explicit SlowSink(Size size) : size_(size) {}
@@ -208,7 +208,7 @@ TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
   EXPECT_THAT(metadata, HasSubstr("title=A harbour"));
   EXPECT_THAT(metadata, HasSubstr("title=Ships"));
 
-  // MP4 has no SubRip: the clip is made without, and says so.
+  // MP4 has no SubRip: the clip is written without it, with a warning.
   EXPECT_THAT(restyle(clip, folder.path() / "out.mp4").warnings, testing::ElementsAre(HasSubstr("subtitles (subrip)")));
 }
 
@@ -233,7 +233,7 @@ protected:
     before_ = namesIn(folder_.path());
   }
 
-  // The line of the failure; no file is left behind by it.
+  // Returns the line of the failure, which leaves no file behind.
   std::string failure(const fs::path& clip, const fs::path& output, const SinkOptions& options = {}) {
     std::string line = "none";
     try {
@@ -270,7 +270,7 @@ TEST_F(FailingClip, EachSaysWhatIsWrong) {
   EXPECT_THAT(failure(clip_, clip_), HasSubstr("exists"));
   EXPECT_THAT(failure(clip_, out, {.codec = "h999"}), HasSubstr("no encoder for --codec 'h999'"));
   EXPECT_THAT(failure(clip_, out, {.crf = 99}), HasSubstr("--crf 99"));
-  EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("knows no --crf"));
+  EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("has no --crf"));
 }
 
 TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {

@@ -141,13 +141,13 @@ TEST(MediaPipes, RawFramesComeOutByteForByte) {
   }
 }
 
-// The effect sees blue first, whatever the pipe has; and what it paints comes out in the pipe's order.
+// The effect sees blue first, whatever the pipe's order; its colours are written in the pipe's order.
 TEST(MediaPipes, ChannelsKeepTheirMeaning) {
   const std::string red_rgba("\xF0\x20\x10\xFF", 4);
   const Passed passed = pass(red_rgba, "rgba:1x1@25", [](Picture& picture) {
-    const std::array<std::uint8_t, 4> painted = {1, 2, 3, 255};
+    const std::array<std::uint8_t, 4> written = {1, 2, 3, 255};
     EXPECT_THAT(std::vector(picture.pixels(), picture.pixels() + 4), ElementsAre(0x10, 0x20, 0xF0, 0xFF));
-    std::copy(painted.begin(), painted.end(), picture.pixels());
+    std::copy(written.begin(), written.end(), picture.pixels());
   });
   EXPECT_EQ(passed.bytes, std::string("\x03\x02\x01\xFF", 4));
 
@@ -176,7 +176,8 @@ TEST(MediaPipes, AnInputThatEndsEarlyIsReported) {
     EXPECT_THAT(passed.result.damage, ElementsAre(HasSubstr("ends in the middle of frame 2"))) << missing;
   }
   EXPECT_THAT(pass(noise(frame * 2 - 5), "nv12:320x240@25").result.damage, ElementsAre(HasSubstr("frame 2")));
-  EXPECT_THAT(pass(whole + "OTHER\n", "").result.damage, ElementsAre(HasSubstr("no frame of Y4M behind frame 2")));
+  EXPECT_THAT(pass(whole + "OTHER\n", "").result.damage,
+              ElementsAre(HasSubstr("continues after frame 2 with data that is not a Y4M frame")));
   EXPECT_THROW(pass(whole.substr(0, frame), ""), Error);
   EXPECT_THROW(pass("", "bgra:8x8@25"), Error);
   for (const char* header : {"RIFF", "YUV4MPEG2 W320 F25:1\n", "YUV4MPEG2 W99999999 H4\n", "YUV4MPEG2 W32 H32 C444\n"}) {

@@ -25,7 +25,7 @@ using tests::TestPackage;
 
 constexpr Size kSize = {38, 34}; // no side below the 32 at which networks work
 
-// Pixels in pairs of one colour, so that layouts in which neighbours share colour lose nothing by it.
+// Pixels in pairs of one colour, so that layouts in which neighbours share colour lose nothing.
 Picture pairsOfNoise(Size size, std::uint64_t seed) {
   Picture picture(PixelLayout::kBgra, size);
   cv::Mat pixels = matOver(picture);
@@ -80,7 +80,7 @@ Picture inLayout(const Picture& bgra, PixelLayout layout) {
 constexpr std::array kLayouts = {PixelLayout::kBgra, PixelLayout::kRgba, PixelLayout::kBgr24, PixelLayout::kNv12,
                                  PixelLayout::kYuy2};
 
-// Each network's own gain, so that results tell them apart.
+// A different gain for each network, so that results show which one ran.
 class Restylers : public testing::Test {
 protected:
   RestylerOptions options(Style style) const {
@@ -191,7 +191,7 @@ TEST_F(Restylers, TurnEveryFaultIntoAnErrorThatSaysWhatToDo) {
   wrong.models = folder_.path() / "nowhere";
   expect(failure([&] { Restyler{wrong}; }), ErrorKind::kModel, "is not a folder");
   Restyler transfer(options(Style::kTransfer));
-  expect(failure([&] { transfer.restyle(input); }), ErrorKind::kUsage, "takes the look of a picture");
+  expect(failure([&] { transfer.restyle(input); }), ErrorKind::kUsage, "needs a picture whose look to use");
   expect(failure([&] { transfer.restyle({}); }), ErrorKind::kUsage, "a picture of 0x0 pixels");
 
   package_.write({networkFiles(tests::kCartoon, tests::FixedNetwork{.gain = 0})});

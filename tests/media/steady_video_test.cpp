@@ -1,4 +1,4 @@
-// Steadied films whose motion is known, since they are windows over one large texture. Pictures are that window with noise of
+// Steadied clips whose motion is known, since they are windows over one large texture. Pictures are that window with noise of
 // their own, as a style's flicker; steadied ones have to come nearer to it.
 #include "effects/source_motion.h"
 #include "effects/steady_blend.h"
@@ -39,8 +39,8 @@ double meanDifference(const cv::Mat& a, const cv::Mat& b) {
   return cv::norm(a, b, cv::NORM_L1) / static_cast<double>(a.total() * a.elemSize());
 }
 
-const cv::Mat& steadiedBy(SteadyBlend& blend, const cv::Mat& film, const cv::Mat& picture) {
-  blend.see(film, picture.size());
+const cv::Mat& steadiedBy(SteadyBlend& blend, const cv::Mat& source, const cv::Mat& picture) {
+  blend.see(source, picture.size());
   return blend.apply(picture);
 }
 
@@ -54,26 +54,26 @@ cv::Rect insideOf(const cv::Mat& picture, int rim) {
 
 struct Pan {
   cv::Size picture_size;
-  cv::Point step; // of the window, pixels a frame
-  bool luma;      // the film comes as one channel
-  int film_scale; // the film is larger than the picture
+  cv::Point step;   // of the window, pixels a frame
+  bool luma;        // the source comes as one channel
+  int source_scale; // the source is larger than the picture
 };
 
 // gtest prints parameters by this name
 void PrintTo(const Pan& pan, std::ostream* out) {
-  *out << pan.picture_size << " by " << pan.step << (pan.luma ? ", luma" : "") << ", film " << pan.film_scale << " times";
+  *out << pan.picture_size << " by " << pan.step << (pan.luma ? ", luma" : "") << ", source " << pan.source_scale << " times";
 }
 
 class SteadyPan : public testing::TestWithParam<Pan> {
 protected:
   cv::Mat windowAt(int frame) const { return scene_({cv::Point(60, 60) + frame * GetParam().step, GetParam().picture_size}); }
-  cv::Mat filmAt(int frame) const {
-    cv::Mat film = windowAt(frame).clone();
+  cv::Mat sourceAt(int frame) const {
+    cv::Mat source = windowAt(frame).clone();
     if (GetParam().luma) {
-      cv::cvtColor(film, film, cv::COLOR_BGR2GRAY);
+      cv::cvtColor(source, source, cv::COLOR_BGR2GRAY);
     }
-    cv::resize(film, film, cv::Size(), GetParam().film_scale, GetParam().film_scale, cv::INTER_CUBIC);
-    return film;
+    cv::resize(source, source, cv::Size(), GetParam().source_scale, GetParam().source_scale, cv::INTER_CUBIC);
+    return source;
   }
 
   cv::Mat scene_ = texture(GetParam().picture_size + cv::Size(120, 120), 3);
@@ -89,8 +89,8 @@ TEST_P(SteadyPan, FollowsAndSteadies) {
   constexpr int kFrames = 12;
   for (int frame = 0; frame < kFrames; ++frame) {
     before = steadied.clone();
-    steadied = steadiedBy(blend, filmAt(frame), flickering(windowAt(frame), frame));
-    EXPECT_EQ(motion.follow(filmAt(frame), GetParam().picture_size), frame > 0);
+    steadied = steadiedBy(blend, sourceAt(frame), flickering(windowAt(frame), frame));
+    EXPECT_EQ(motion.follow(sourceAt(frame), GetParam().picture_size), frame > 0);
   }
   const cv::Rect inside = insideOf(steadied, 24);
   const cv::Mat clean = windowAt(kFrames - 1);
@@ -143,10 +143,10 @@ TEST_F(SteadyPlanes, BothFollowTheSceneAndFlickerLess) {
     for (int frame = 0; frame < kFrames; ++frame) {
       luma = channelsOf(flickering(windowAt(frame * step, 1), frame), 1);
       chroma = channelsOf(flickering(windowAt(frame * step, 0.5), frame + kFrames), 2);
-      const cv::Mat drawn = chroma.clone();
+      const cv::Mat restyled = chroma.clone();
       blend.see(windowAt(frame * step, 1), size_);
       blend.apply(luma, chroma);
-      EXPECT_EQ(areEqual(chroma, drawn), frame == 0);
+      EXPECT_EQ(areEqual(chroma, restyled), frame == 0);
     }
     const cv::Mat clean_luma = channelsOf(windowAt((kFrames - 1) * step, 1), 1);
     const cv::Mat clean_chroma = channelsOf(windowAt((kFrames - 1) * step, 0.5), 2);
@@ -195,33 +195,33 @@ TEST(SteadyBlend, AFrameAroundThePictureLeavesNoTrail) {
   }
 }
 
-// What is new in the film comes out as it was drawn, the rest stays steady.
+// New parts of the scene stay as they were restyled, the rest stays steady.
 TEST(SteadyBlend, NewThingsAreDrawnAtOnce) {
   SteadyBlend blend(Texture::kStrokes);
-  cv::Mat film = texture({320, 240}, 4);
+  cv::Mat source = texture({320, 240}, 4);
   constexpr int kFrames = 20;
   for (int frame = 0; frame < kFrames; ++frame) {
-    steadiedBy(blend, film, flickering(film, frame));
+    steadiedBy(blend, source, flickering(source, frame));
   }
   const cv::Rect thing(100, 80, 80, 60);
-  texture(thing.size(), 5).copyTo(film(thing));
-  const cv::Mat picture = flickering(film, kFrames);
-  const cv::Mat steadied = steadiedBy(blend, film, picture);
+  texture(thing.size(), 5).copyTo(source(thing));
+  const cv::Mat picture = flickering(source, kFrames);
+  const cv::Mat steadied = steadiedBy(blend, source, picture);
   const cv::Rect within(thing.tl() + cv::Point(8, 8), thing.size() - cv::Size(16, 16));
   EXPECT_LT(meanDifference(steadied(within), picture(within)), 0.05 * kFlicker);
   const cv::Rect elsewhere(200, 160, 100, 70);
-  EXPECT_LT(meanDifference(steadied(elsewhere), film(elsewhere)), 0.5 * meanDifference(picture(elsewhere), film(elsewhere)));
+  EXPECT_LT(meanDifference(steadied(elsewhere), source(elsewhere)), 0.5 * meanDifference(picture(elsewhere), source(elsewhere)));
 }
 
-// A film that slowly darkens by 3 grey levels a frame, each step as small as noise: blended at nine tenths all the while, it
+// A clip that slowly darkens by 3 grey levels a frame, each step as small as noise: blended at nine tenths all the while, it
 // would lag behind by 27, and with a longer memory by more.
 TEST(SteadyBlend, FadesAreFollowed) {
   const cv::Mat bright = texture({320, 240}, 6) + cv::Scalar::all(30);
   for (const double memory : {kUsualMemory, 0.97}) {
     SteadyBlend blend(Texture::kStrokes, memory);
     for (int frame = 0; frame < 25; ++frame) {
-      const cv::Mat film = bright - cv::Scalar::all(3.0 * frame);
-      EXPECT_LT(meanDifference(steadiedBy(blend, film, film), film), 10) << "frame " << frame << ", memory " << memory;
+      const cv::Mat source = bright - cv::Scalar::all(3.0 * frame);
+      EXPECT_LT(meanDifference(steadiedBy(blend, source, source), source), 10) << "frame " << frame << ", memory " << memory;
     }
   }
 }
@@ -230,35 +230,35 @@ TEST(SteadyBlend, FirstOnesComeBackEqual) {
   for (const Texture kind : {Texture::kStrokes, Texture::kDots}) {
     SteadyBlend blend(kind);
     int seed = 10;
-    const auto isEqual = [&](const cv::Mat& film, cv::Size size) {
+    const auto isEqual = [&](const cv::Mat& source, cv::Size size) {
       const cv::Mat picture = texture(size, ++seed);
-      return areEqual(steadiedBy(blend, film, picture), picture);
+      return areEqual(steadiedBy(blend, source, picture), picture);
     };
-    const cv::Mat film = texture({203, 117}, 7);
+    const cv::Mat source = texture({203, 117}, 7);
     const cv::Mat after_cut = texture({203, 117}, 8);
-    EXPECT_TRUE(isEqual(film, {203, 117})) << "first";
-    EXPECT_FALSE(isEqual(film, {203, 117})) << "second";
+    EXPECT_TRUE(isEqual(source, {203, 117})) << "first";
+    EXPECT_FALSE(isEqual(source, {203, 117})) << "second";
     EXPECT_TRUE(isEqual(after_cut, {203, 117})) << "after a cut";
     EXPECT_FALSE(isEqual(after_cut, {203, 117})) << "second after it";
     EXPECT_TRUE(isEqual(after_cut, {119, 203})) << "another size";
     EXPECT_FALSE(isEqual(after_cut, {119, 203})) << "that size again";
     for (const cv::Size tiny : {cv::Size(1, 1), cv::Size(7, 40), cv::Size(8, 1), cv::Size(9, 9)}) {
-      isEqual(film, tiny); // anything but a fault
-      EXPECT_EQ(steadiedBy(blend, film, texture(tiny, ++seed)).size(), tiny);
+      isEqual(source, tiny); // anything but a fault
+      EXPECT_EQ(steadiedBy(blend, source, texture(tiny, ++seed)).size(), tiny);
     }
   }
 }
 
-// In a film at rest each frame's picture is of one grey, which tells when a pixel was drawn: whole tiles, each of them once in
+// In a clip at rest each frame's picture is of one grey, which shows when a pixel was renewed: whole tiles, each of them once in
 // eight frames, and only a few at a time.
 TEST(SteadyBlend, DotsAreCarriedAndRenewed) {
   SteadyBlend blend(Texture::kDots);
-  const cv::Mat film = texture({240, 160}, 9);
+  const cv::Mat source = texture({240, 160}, 9);
   constexpr int kFrames = 25;
   constexpr int kGreys = 10; // from frame to frame
   cv::Mat steadied;
   for (int frame = 0; frame < kFrames; ++frame) {
-    steadied = steadiedBy(blend, film, cv::Mat(film.size(), CV_8UC3, cv::Scalar::all(kGreys * frame)));
+    steadied = steadiedBy(blend, source, cv::Mat(source.size(), CV_8UC3, cv::Scalar::all(kGreys * frame)));
   }
   std::vector<int> pixels_of_age(8);
   for (int row = 0; row < steadied.rows; ++row) {
@@ -280,15 +280,15 @@ TEST(SteadyBlend, DotsAreCarriedAndRenewed) {
 TEST(SteadyBlend, DotsKeepUpWithSlowMotion) {
   SteadyBlend blend(Texture::kDots);
   const cv::Mat scene = texture({340, 200}, 11);
-  cv::Mat film;
+  cv::Mat source;
   cv::Mat steadied;
   for (int frame = 0; frame < 30; ++frame) {
     const cv::Mat shift = (cv::Mat_<double>(2, 3) << 1, 0, -0.3 * frame - 20, 0, 1, -20);
-    cv::warpAffine(scene, film, shift, {280, 160}, cv::INTER_CUBIC);
-    steadied = steadiedBy(blend, film, film);
+    cv::warpAffine(scene, source, shift, {280, 160}, cv::INTER_CUBIC);
+    steadied = steadiedBy(blend, source, source);
   }
-  const cv::Rect inside = insideOf(film, 24);
-  const auto differenceAt = [&](int columns) { return meanDifference(steadied(inside), film(inside + cv::Point(columns, 0))); };
+  const cv::Rect inside = insideOf(source, 24);
+  const auto differenceAt = [&](int columns) { return meanDifference(steadied(inside), source(inside + cv::Point(columns, 0))); };
   EXPECT_LT(differenceAt(0), differenceAt(-1));
   EXPECT_LT(differenceAt(0), differenceAt(1));
   EXPECT_LT(differenceAt(0), 0.5 * differenceAt(2));

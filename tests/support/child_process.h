@@ -1,4 +1,4 @@
-// Runs a program as a user's shell would, and tells how it ended and what it said.
+// Runs a program as a user's shell would, and returns its exit status and output.
 #pragma once
 
 #include <filesystem>

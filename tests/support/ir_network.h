@@ -1,8 +1,8 @@
 // Writes a small network as the runtime reads it: a description in XML, version 11, and the weights behind it as bytes. So the
 // tests need nothing of the runtime but its reader, on every system.
 //
-// Each layer has one output. The reader works out shapes and types by itself, so that only those of inputs and constants are
-// told.
+// Each layer has one output. The reader infers shapes and types by itself, so that only those of inputs and constants are
+// written.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace vorin::tests {
 
 class IrNetwork {
 public:
-  using Value = std::size_t; // what a layer gives, by the layer's number
+  using Value = std::size_t; // a layer's output, by the layer's number
 
   // shape: "1,3,?,?", or "..." for any number of dimensions. layout: as the network declares it, such as "[N,C,H,W]".
   Value input(const std::vector<std::string>& names, const std::string& shape, const std::string& element_type = "f32",

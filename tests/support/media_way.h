@@ -1,4 +1,4 @@
-// The whole way of a clip, for tests: read, changed by an effect, written.
+// Reads a clip, changes it by an effect and writes it, for tests.
 #pragma once
 
 #include "vorin_media.hpp"

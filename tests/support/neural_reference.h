@@ -1,4 +1,4 @@
-// What the neural styles do around a network, written out value by value: nothing here is shared with the code under test.
+// The neural styles' computations around a network, written value by value: nothing here is shared with the code under test.
 //
 // Pictures are bytes, three a pixel, blue, green, red; planes are floats, three of them one behind the other.
 #pragma once

@@ -11,7 +11,7 @@ namespace {
 
 using Colour = std::array<float, 4>; // red, green, blue, alpha, 0 to 1
 
-// Reads pixels as the filters do: a coordinate beyond the image takes the nearest pixel in it.
+// Reads pixels as the filters do: a coordinate beyond the image reads the nearest pixel in it.
 class Image {
 public:
   explicit Image(Picture picture) : picture_(std::move(picture)) {}

@@ -24,7 +24,7 @@ struct Picture {
   std::size_t offset(int x, int y) const { return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + x) * 4; }
 };
 
-// A picture in which the filters take all their ways: slow gradients, noise of several strengths, hard edges, areas of full black
+// A picture that reaches all branches of the filters: slow gradients, noise of several strengths, hard edges, areas of full black
 // and full white, and alpha values of every size.
 Picture testPicture(int width, int height, std::uint32_t seed);
 
@@ -39,10 +39,10 @@ Picture padded(const Picture& picture, int edge);
 // three colour bytes are equal, so one unlucky rounding is three bytes, whatever the picture's size.
 testing::AssertionResult isNearlyEqual(const std::uint8_t* actual, const Picture& expected);
 
-// How much of a picture took each way at the end of the filters, by the strength of its edges.
+// How many pixels of a picture reached each branch at the end of the filters, by the strength of its edges.
 struct EdgeCounts {
   int weak = 0;   // below 0.15
-  int middle = 0; // in between
+  int middle = 0; // from 0.15 to 0.3
   int strong = 0; // above 0.3
 };
 

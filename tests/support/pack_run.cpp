@@ -72,7 +72,7 @@ void PackTest::expectRefusal(const std::vector<std::string>& arguments, int stat
 
 void PackTest::expectCancelledBy(int signal) const {
   writeFile(pack_.file("large"), "");
-  fs::resize_file(pack_.file("large"), 0x40000000); // long enough to be met at work
+  fs::resize_file(pack_.file("large"), 0x40000000); // large enough for the signal to arrive during the work
   ChildSetting setting = pack_.setting();
   setting.gets_signals = true;
   ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, setting);

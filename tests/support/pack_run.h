@@ -1,4 +1,4 @@
-// What the tests of vorin-pack share: a folder to work in, and the program run in it.
+// Shared by the tests of vorin-pack: a folder to work in, and the program run in it.
 #pragma once
 
 #include "support/child_process.h"
@@ -25,7 +25,7 @@ public:
   ChildResult run(const std::vector<std::string>& arguments) const;
   ChildSetting setting() const;
 
-  // Names of files that the program keeps for itself while it runs, in the folder and in its folder for temporary files.
+  // Names of the program's own files while it runs, in the folder and in its folder for temporary files.
   std::vector<std::string> leftovers() const;
 
 private:
@@ -35,7 +35,7 @@ private:
 
 class PackTest : public testing::Test {
 protected:
-  // Of model_st.bin.
+  // The entries of model_st.bin with their contents.
   std::vector<NamedContent> entries() const { return entriesOf(readFile(pack_.file("model_st.bin"))); }
 
   NamedContent entry(const std::string& name, const std::string& file) const { return {name, readFile(pack_.file(file))}; }
@@ -50,7 +50,7 @@ protected:
     expectRefusal(arguments, status, "", text);
   }
 
-  // Expects a build that gets the signal at work to say so and to leave nothing.
+  // Expects a build that gets the signal during its work to report it and to leave nothing.
   void expectCancelledBy(int signal) const;
 
   PackRun pack_;

@@ -1,4 +1,4 @@
-// What the tests of vorin-stylize share: a folder to work in, images to work on, and the program under three kinds of machine.
+// Shared by the tests of vorin-stylize: a folder to work in, images to work on, and the program under three kinds of machine.
 #pragma once
 
 #include "support/child_process.h"
@@ -14,29 +14,29 @@
 namespace vorin::tests {
 
 // A reproducible picture: soft colours, hard edges and grain. Each 2 x 2 pixels have one colour, so that the layouts in which
-// neighbours share colour lose nothing by it.
+// neighbours share colour lose nothing.
 cv::Mat makePicture(cv::Size size);
 
-// Writes an image file of the kind that the name stands for: by OpenCV, or on Windows, where it has no codecs, by the system's.
+// Writes an image file in the format of the name's extension: by OpenCV, or on Windows, where it has no codecs, by the system's.
 void savePicture(const std::string& file, const cv::Mat& bgr);
 
-// Empty where there is no picture.
+// Reads an image file; empty if there is no picture.
 cv::Mat loadPicture(const std::string& file);
 
-// A PNG file by the bytes, uncompressed: 8 or 16 bits, one, three or four channels.
+// The bytes of an uncompressed PNG file: 8 or 16 bits, one, three or four channels.
 std::string pngBytes(const cv::Mat& picture);
 
 // Whether no pixel differs by more than the tolerance.
 testing::AssertionResult areEqual(const cv::Mat& a, const cv::Mat& b, double tolerance = 0);
 
-// Expects a run that ended with the status and said nothing but one line on standard error, which holds the text.
+// Expects a run that ended with the status and printed only one line on standard error, which holds the text.
 void expectFailure(const ChildResult& result, int exit_status, const std::string& said);
 
 class StylizeRun {
 public:
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::string file(const std::string& name) const { return (folder() / name).string(); }
-  std::set<std::string> names() const; // all that lies in the folder
+  std::set<std::string> names() const; // everything in the folder
   // The arguments, where a "%" in front stands for the folder.
   std::vector<std::string> inFolder(std::vector<std::string> arguments) const;
 
@@ -55,9 +55,9 @@ public:
   static bool getsSecondSignal();
 
   static std::string program();
-  static std::string programName(); // of its file
+  static std::string programName(); // its file name
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting = withGpu());
-  // With Ctrl-C as soon as the condition holds.
+  // Also sends Ctrl-C, as soon as the condition holds.
   static ChildResult runCancelled(std::vector<std::string> arguments, ChildSetting setting,
                                   const std::function<bool()>& condition);
   // Restyles photo.png into out.png.

@@ -1,4 +1,4 @@
-// What the tests ask of the system that they run on: implemented once in posix/ and once in windows/.
+// The system's functions that the tests use: implemented once in posix/ and once in windows/.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ void setVariable(const std::string& name, const std::optional<std::string>& valu
 // The variable that names the folder for temporary files.
 extern const char* const kTemporaryFolderVariable;
 
-// Collects what this process says to whoever debugs it: on standard error, or through the system's call for that. One at a time.
+// Collects this process's debugger output: on standard error, or through the system's call. One object at a time.
 class DebuggerOutput {
 public:
   DebuggerOutput();
@@ -24,14 +24,14 @@ public:
   DebuggerOutput(const DebuggerOutput&) = delete;
   DebuggerOutput& operator=(const DebuggerOutput&) = delete;
 
-  // What was said since the beginning. Ends the collection.
+  // Returns the output since the beginning and ends the collection.
   std::string take();
 
 private:
   bool taken_ = false;
 };
 
-// Puts the machine back as it was when it goes.
+// Restores the machine's settings in the destructor.
 using Restoration = std::shared_ptr<void>;
 
 // Gives the library's log switch another value, or none.

@@ -1,4 +1,4 @@
-// What the tests change of the process's surroundings, and put back: environment variables, the log switch, folders of their own.
+// Changes the process's environment for tests, and restores it: environment variables, the log switch, folders of their own.
 #pragma once
 
 #include "support/system.h"
@@ -58,7 +58,7 @@ private:
   Restoration switch_;
 };
 
-// Where this program lies, without a separator at the end, and the path of a file there.
+// The folder of this program, without a separator at the end, and the path of a file there.
 std::string programFolder();
 std::string inProgramFolder(const std::string& name);
 

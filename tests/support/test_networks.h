@@ -11,7 +11,7 @@
 
 namespace vorin::tests {
 
-// The names that the library asks a package for, and the twins for devices without 8-bit integers.
+// The names of the entries that the library loads, and the twins for devices without 8-bit integers.
 inline constexpr const char* kTransfer512 = "ensemble_out_r31_512_retrained_autoencoder";
 inline constexpr const char* kTransfer540 = "ensemble_out_r31_c540p_s512_retrained_autoencoder";
 inline constexpr const char* kTransfer256 = "ensemble_out_r31_256_retrained_autoencoder";
@@ -19,8 +19,8 @@ inline constexpr const char* kLightGrey = "model_lightgrey_v19";
 inline constexpr const char* kCartoon = "cartoon_model_slim5";
 inline constexpr const char* kQuantised = "_int8";
 
-// What a package's author may do to a network's output: leave an axis without entries, or give it another shape of as many
-// values.
+// Ways in which a package's author may spoil a network's output: leave an axis without entries, or give it another shape of as
+// many values.
 struct OutputChange {
   int empty_axis = -1;
   std::vector<std::int64_t> shape = {};
@@ -67,7 +67,7 @@ template <typename Recipe> std::vector<NamedContent> networkFiles(const std::str
 }
 
 // A network's float and quantised files. They stand for trained twins, and both are of float here; the quantised one's bias is
-// greater by this, so that its answers tell which of the two was run.
+// greater by this, so that its answers show which of the two ran.
 inline constexpr float kTwinBias = 0.25F;
 
 template <typename Recipe>
@@ -89,7 +89,7 @@ class TestPackage {
 public:
   explicit TestPackage(const std::vector<std::vector<NamedContent>>& networks = {}) { write(networks); }
 
-  // Writes the package anew.
+  // Writes the package again.
   void write(const std::vector<std::vector<NamedContent>>& networks);
 
   std::string folder() const { return folder_.path().string(); }

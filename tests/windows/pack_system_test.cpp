@@ -1,4 +1,4 @@
-// vorin-pack on Windows: what it cannot do there, and names that are none.
+// vorin-pack on Windows: its limits there, and reserved names.
 #include "support/pack_networks.h"
 #include "support/pack_run.h"
 
@@ -20,9 +20,9 @@ TEST_F(PackOnWindows, ExtractsNoNamesThatAreNoFiles) {
        {"NUL", "nul.xml", "con .txt", "COM1", "lpt\xC2\xB9.bin", "what?", "a*b", "name.", "name ", "\xFF\xE4"}) {
     writeFile(pack_.file("p.bin"), packageBytes({{"net.xml", "network"}, {name, "out"}}));
     expectRefusal({"extract", "p.bin", "-o", "out"}, 1,
-                  "the name of entry '" + name + "' is none for a file on this system, so it is not extracted");
+                  "the name of entry '" + name + "' is not a valid file name on this system, so nothing is extracted");
   }
-  // Nearly so.
+  // Names that only resemble reserved ones.
   writeFile(pack_.file("p.bin"), packageBytes({{"NULL", "1"}, {"COM10", "2"}, {"lpt.bin", "3"}, {" con", "4"}, {"a.nul", "5"}}));
   EXPECT_EQ(pack_.run({"extract", "p.bin", "-o", "out"}).exit_status, 0);
   EXPECT_EQ(readFile(pack_.file("out/COM10")), "2");

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The zip for Windows users: unpacked into a folder with a blank in its name, its program draws a photo in a Wine that knows of nothing
-# else, and the DLL takes a program of another project that was built with the zip alone.
+# The zip for Windows users: unpacked into a folder with a blank in its name, its program restyles a photo in a Wine that has nothing else,
+# and the DLL works with a program of another project that was built with the zip alone.
 #   package.sh BUILD_FOLDER PHOTO
 set -euo pipefail
 build="$1" photo="$2"
@@ -15,8 +15,8 @@ cd "$work/a folder"/*/
 test -s README.txt && test -s LICENSE && test -s lib/vorin_stt.lib && test -s include/vorin_stt.h
 
 cp "$photo" "a photo.png"
-expect "software device" "$source_dir/scripts/with-wine" bin/vorin-stylize.exe "a photo.png" -o "a drawing.png" --style cartoon
-[ "$(head -c 8 "a drawing.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || { echo "no PNG was drawn"; exit 1; }
+expect "software device" "$source_dir/scripts/with-wine" bin/vorin-stylize.exe "a photo.png" -o "a result.png" --style cartoon
+[ "$(head -c 8 "a result.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || { echo "the result is not a PNG file"; exit 1; }
 expect "cartoon_model_slim5.xml" "$source_dir/scripts/with-wine" bin/vorin-pack.exe list models/model_st.bin
 
 quietly cmake -S "$source_dir/examples/with_cmake" -B "$work/program" "-DCMAKE_TOOLCHAIN_FILE=$source_dir/cmake/mingw.cmake" \
@@ -24,4 +24,4 @@ quietly cmake -S "$source_dir/examples/with_cmake" -B "$work/program" "-DCMAKE_T
 quietly cmake --build "$work/program"
 cp "$work/program/list_gpus.exe" bin/
 expect "vorin_stt 0.5" "$source_dir/scripts/with-wine" bin/list_gpus.exe
-/usr/lib/wine/wineserver -w || true # it writes into the folder that goes now
+/usr/lib/wine/wineserver -w || true # it still writes into the folder that is removed now

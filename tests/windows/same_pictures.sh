@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The programs of both systems draw the same pictures: in every style, no byte differs by more than 1, which is what a rounding of two
-# compilers' arithmetic may come to.
+# The programs of both systems make the same pictures: in every style, no byte differs by more than 1, the rounding of two compilers'
+# arithmetic.
 #   same_pictures.sh WINDOWS_BUILD NATIVE_BUILD PHOTO
 set -euo pipefail
 windows="$1" native="$2" photo="$3"
@@ -19,10 +19,10 @@ print(max(high for low, high in ImageChops.difference(a, b).getextrema()))
 
 failed=0
 for style in pencil stipple lightgrey cartoon transfer; do
-  drawing=(--style "$style" --models "$models" --quiet)
-  [ "$style" != transfer ] || drawing+=(--style-image "$models/painting.png")
-  "$source_dir/scripts/with-softgpu" --build "$native" "$native/vorin-stylize" "$photo" -o "$work/native.png" --overwrite "${drawing[@]}"
-  "$source_dir/scripts/with-softgpu" --build "$windows" "$windows/vorin-stylize.exe" "$photo" -o "$work/windows.png" --overwrite "${drawing[@]}"
+  options=(--style "$style" --models "$models" --quiet)
+  [ "$style" != transfer ] || options+=(--style-image "$models/painting.png")
+  "$source_dir/scripts/with-softgpu" --build "$native" "$native/vorin-stylize" "$photo" -o "$work/native.png" --overwrite "${options[@]}"
+  "$source_dir/scripts/with-softgpu" --build "$windows" "$windows/vorin-stylize.exe" "$photo" -o "$work/windows.png" --overwrite "${options[@]}"
   difference="$("$python" -c "$largest_difference" "$work/native.png" "$work/windows.png")"
   echo "$style: $difference"
   [ "$difference" -le 1 ] || failed=1

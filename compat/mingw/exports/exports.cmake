@@ -6,7 +6,7 @@ set_target_properties(vorin_stt PROPERTIES PREFIX "" LINK_DEPENDS "${exports};${
 
 find_program(VORIN_LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14 REQUIRED)
 mark_as_advanced(VORIN_LLVM_DLLTOOL)
-# The linker's own import library lacks the host names, so it is made anew; from two lists, which the tool reads as one.
+# The linker's own import library lacks the host names, so another one is made from two lists, which the tool reads as one.
 add_custom_command(
   TARGET vorin_stt
   POST_BUILD

@@ -1,6 +1,6 @@
-// The members that MSVC makes by itself for an exported class, for programs built by it: SttInterface's constructors, which set
+// The members that MSVC generates for an exported class, for programs built by MSVC: SttInterface's constructors, which set
 // the pointer to the table of virtual functions; that table, of twelve pure ones; and the assignments of both classes, which have
-// no data to assign. vorin_stt.def gives these here MSVC's names.
+// no data to assign. vorin_stt.def exports them under MSVC's names.
 //
 // In both compilers an object's table pointer points at the first virtual function. MSVC's symbol for the table names that place,
 // this compiler's one before it, so MSVC's cannot be an alias and the table stands here a second time.
@@ -32,7 +32,7 @@ extern "C" {
 extern const Table vorin_msvc_table;
 constinit const Table vorin_msvc_table = tableOfPureFunctions();
 
-// Default, copy and move constructor: what is copied from has nothing that the copy takes over.
+// Default, copy and move constructor: the source has no data to copy.
 void* vorin_msvc_construct(Object* object) {
   object->table = &vorin_msvc_table;
   return object; // as MSVC's constructors do

@@ -1,7 +1,7 @@
 // openvino.hpp: everything of ov:: that this project uses, for MinGW, over the runtime's C API. The runtime's own C++ interface
-// is made for another compiler: names and objects of its C++ library mean nothing to MinGW, while the C functions of
-// openvino_c.dll do. So these headers stand at the same paths and declare the same names. Where they differ from the original,
-// the header says so.
+// is made for another compiler: MinGW cannot use names and objects of its C++ library, but it can call the C functions of
+// openvino_c.dll. So these headers have the same paths and declare the same names. A header that differs from the original says
+// so.
 #pragma once
 
 #include <openvino/core/except.hpp>

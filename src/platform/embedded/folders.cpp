@@ -1,5 +1,5 @@
-// Where the own files of an embedded copy of the library go, on every system: into the one folder that the copy's loader names.
-// Without temporary folders, the library never waits until one of them can be written to.
+// Puts all files of an embedded copy of the library into the one folder that the copy's loader names, on every system. Without
+// temporary folders, the library never waits until one of them is writable.
 #include "platform/platform.h"
 
 namespace vorin::platform {

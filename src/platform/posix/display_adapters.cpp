@@ -33,7 +33,7 @@ std::optional<std::uint64_t> readNumber(const std::filesystem::path& path) {
   return value;
 }
 
-// Not std::filesystem::directory_iterator: it ends the process where it finds no memory.
+// Not std::filesystem::directory_iterator: it ends the process if memory is short.
 std::vector<std::filesystem::path> entriesOf(const std::string& folder) {
   std::vector<std::filesystem::path> entries;
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(folder.c_str()), ::closedir);

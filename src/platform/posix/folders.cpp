@@ -1,4 +1,4 @@
-// Where the library's own files go on POSIX systems.
+// Chooses the folders of the library's own files on POSIX systems.
 #include "platform/platform.h"
 
 #include <cstdlib>

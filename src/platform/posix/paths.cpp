@@ -19,7 +19,7 @@ std::string homeFolder() {
   return home != nullptr ? home : "";
 }
 
-// A descriptor of a new file, or a negative number. The file is never one that somebody else put there.
+// Opens a new file and returns its descriptor, or a negative number. Never opens a file that somebody else put there.
 int createAnew(const std::string& path, int access, mode_t mode) {
   static_cast<void>(::unlink(path.c_str()));
   return ::open(path.c_str(), access | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
@@ -42,7 +42,7 @@ const char* const kLastResortFolder = "/var/tmp/temp";
 std::optional<std::string> localAppDataFolder() {
   const char* data_home = std::getenv("XDG_DATA_HOME"); // NOLINT(concurrency-mt-unsafe)
   std::string folder = data_home != nullptr ? data_home : "";
-  if (folder.empty() || folder.front() != '/') { // the XDG base directory rules: a relative path is to be ignored
+  if (folder.empty() || folder.front() != '/') { // the XDG base directory rules demand that a relative path is ignored
     const std::string home = homeFolder();
     if (home.empty()) {
       return std::nullopt;
@@ -118,7 +118,7 @@ std::FILE* createBinary(const std::string& path) {
 }
 
 std::FILE* openTextForWriting(const std::string& path) {
-  // A pipe without a reader is refused instead of waited for.
+  // A pipe without a reader fails instead of blocking.
   const int access = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   return streamOf(::open(path.c_str(), access, kReadWriteForAll), "w");
 }

@@ -1,4 +1,4 @@
-// Where the library's own files go on Windows.
+// Chooses the folders of the library's own files on Windows.
 #include "platform/platform.h"
 
 #include <windows.h>

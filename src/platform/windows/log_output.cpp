@@ -1,5 +1,5 @@
 // The log's sinks on Windows: the debugger, and a text file of the C runtime. The bounds-checked functions of the runtime hand a
-// text that does not fit to its invalid-parameter handler, which the host may have set; what is done here is for when it returns.
+// text that does not fit to its invalid-parameter handler, which the host may have set; the code here handles its return.
 #include "platform/platform.h"
 
 #include <cstring>
@@ -19,12 +19,12 @@ std::FILE* openTextForWriting(const std::string& path) {
 
 bool formatBounded(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
   const int length = ::vsprintf_s(buffer, size, format, arguments);
-  // Some runtimes return the length, and leave the NUL out, where just the NUL does not fit.
+  // If only the NUL does not fit, some runtimes return the length and write no NUL.
   return length >= 0 && static_cast<std::size_t>(length) < size;
 }
 
 void copyBounded(char* buffer, std::size_t size, const char* text) {
-  static_cast<void>(::strcpy_s(buffer, size, text)); // leaves an empty text where it does not fit
+  static_cast<void>(::strcpy_s(buffer, size, text)); // leaves an empty text if it does not fit
 }
 
 } // namespace vorin::platform

@@ -1,4 +1,4 @@
-// Folders and files of Windows, by the calls for narrow text but where a name comes wide.
+// Folders and files of Windows, by the calls for narrow text except where the system returns wide names.
 #include "platform/platform.h"
 
 #include <direct.h>
@@ -35,8 +35,8 @@ std::optional<std::string> executableFolder() {
 }
 
 bool isFolder(const std::string& path) {
-  // What _stat of today's C runtime says. MinGW links an older one, whose _stat finds no folder under a name that ends in a
-  // separator; the log names its folder so, and would be off for good once the folder exists.
+  // Does what _stat of the current C runtime does. MinGW links an older one, whose _stat finds no folder under a name that ends
+  // in a separator; the log uses such a name, and would stay off once the folder exists.
   const DWORD attributes = ::GetFileAttributesA(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }

@@ -7,7 +7,7 @@
 namespace vorin::platform {
 namespace {
 
-// Asks for the length first, the NUL included, and leaves the NUL out of the result; so does toWide.
+// Queries the length first, including the NUL, and leaves the NUL out of the result; so does toWide.
 std::string fromWide(UINT code_page, const std::wstring& wide) {
   const int length = ::WideCharToMultiByte(code_page, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
   if (length <= 1) {

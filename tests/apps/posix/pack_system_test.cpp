@@ -1,4 +1,4 @@
-// vorin-pack and what only these systems have: links, devices, limits of the shell, signals that ask a program to end.
+// vorin-pack with features that only these systems have: links, devices, limits of the shell, signals that ask a program to end.
 #include "support/pack_networks.h"
 #include "support/pack_run.h"
 
@@ -67,7 +67,7 @@ TEST_F(PackOnPosix, LeavesNothingAfterASignal) {
   }
 }
 
-// The first signal does not end a write to a pipe that nobody empties.
+// The first signal does not interrupt a write to a pipe that nobody empties.
 TEST_F(PackOnPosix, EndsAtTheSecondSignalWhateverItWaitsFor) {
   constexpr int kPipeBytes = 65536;
   const std::vector<NamedContent> names(4000, {"a name of some length", ""});

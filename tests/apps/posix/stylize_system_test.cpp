@@ -1,5 +1,5 @@
-// vorin-stylize and what only these systems have: links, devices, signals, folders that a user may not read or write, and
-// a machine whose OpenCL driver is missing.
+// vorin-stylize with features that only these systems have: links, devices, signals, folders that a user may not read or write,
+// and a machine whose OpenCL driver is missing.
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 
@@ -30,7 +30,7 @@ TEST(StylizeOnPosix, AutoGoesOnWhereTheGpuDoesNotDraw) {
   }
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_THAT(linesOf(result.standard_error),
-              testing::ElementsAre(AllOf(HasSubstr("software device"), HasSubstr("does not draw")), testing::_));
+              testing::ElementsAre(AllOf(HasSubstr("software device"), HasSubstr("does not run filters")), testing::_));
 }
 
 TEST(StylizeOnPosix, StartsThroughALink) {
@@ -48,7 +48,7 @@ TEST(StylizeOnPosix, EndlessFileIsNotRead) {
   expectFailure(StylizeRun::run({"/dev/zero", "-o", run.file("out.png"), "--style", "pencil"}), 5, "not an image file");
 }
 
-// A runtime whose CPU plugin cannot be loaded has no GPU to offer either: the program goes on and is told why.
+// A runtime whose CPU plugin cannot be loaded offers no GPU either: the program continues and reports why.
 TEST(StylizeOnPosix, StandInWithoutTheCpuPluginSaysSo) {
   const TemporaryFolder runtime;
   for (const auto& entry : fs::directory_iterator(fs::path(StylizeRun::program()).parent_path() / "softgpu" / "runtime")) {
@@ -63,7 +63,7 @@ TEST(StylizeOnPosix, StandInWithoutTheCpuPluginSaysSo) {
   EXPECT_THAT(result.standard_error, HasSubstr("softgpu: no stand-in for OpenVINO's GPU: "));
 }
 
-// PoCL keeps what it has compiled in a folder, and draws nothing where it cannot make it.
+// PoCL stores compiled kernels in a folder, and runs no kernel if it cannot make the folder.
 TEST(StylizeOnPosix, CompilerWithoutItsFolderIsHinted) {
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["POCL_CACHE_DIR"] = "/proc/none";
@@ -89,7 +89,7 @@ TEST(StylizeOnPosix, FullStandardOutputIsAnOutputError) {
   expectFailure(StylizeRun::run({"--help"}, setting), 5, "");
 }
 
-// As nohup leaves SIGHUP, and a shell SIGINT in its background.
+// nohup ignores SIGHUP like this, and a shell SIGINT for background jobs.
 TEST(StylizeOnPosix, IgnoredSignalsStayIgnored) {
   const StylizeRun run;
   ChildProcess child({"sh", "-c", "trap '' INT HUP; exec \"$@\"", "sh", StylizeRun::program(),
@@ -103,7 +103,7 @@ TEST(StylizeOnPosix, IgnoredSignalsStayIgnored) {
   EXPECT_EQ(result.standard_error, "");
 }
 
-// Before it sends anything. The program itself holds the pipe's other end.
+// Before anything is sent. The program itself holds the pipe's other end.
 TEST(StylizeOnPosix, WaitingForAPipeIsCancelledAtOnce) {
   const StylizeRun run;
   ChildSetting setting = StylizeRun::withoutGpu();
@@ -172,8 +172,8 @@ TEST(StylizeOnPosix, PackageMayLieInAFolderThatIsNotWritable) {
   }
 }
 
-// Read by the runtime, but refused by the compiler, which works out the constant: it has no element 99. Under Wine the runtime
-// itself crashes on such a network, whatever program and device it works for.
+// The runtime reads this network, but its compiler, which computes the constant, refuses it: there is no element 99. Under Wine
+// the runtime itself crashes on such a network, whatever program and device it works for.
 TEST(StylizeOnPosix, NetworkDoesNotCompile) {
   IrNetwork network;
   const auto input = network.input({"frame"}, "1,3,7,13");

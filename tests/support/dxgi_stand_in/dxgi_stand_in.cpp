@@ -25,7 +25,7 @@ void countObjects(int change) {
   ::SetEnvironmentVariableA("VORIN_TEST_ADAPTERS_OPEN", std::to_string(open_objects).c_str());
 }
 
-// What every DXGI object has and nobody asks for here.
+// The functions that every DXGI object has and that nothing here calls.
 template <typename Interface> class Object : public Interface {
 public:
   Object() { countObjects(1); }

@@ -1,5 +1,5 @@
 // Windows programs are started as such. A program of the system that Wine runs on is started through that system's shell: Wine
-// starts those too, but neither tells when they have ended nor how. The shell tells both in a file.
+// starts those too, but reports neither their end nor their exit status. The shell writes both into a file.
 #include "support/child_process.h"
 
 #include "support/package_bytes.h"
@@ -34,7 +34,7 @@ std::wstring wide(const std::string& text) {
   return fs::path(std::u8string(text.begin(), text.end())).wstring();
 }
 
-// As programs take a command line apart: each backslash before a quotation mark is doubled.
+// Quotes an argument as programs parse a command line: each backslash before a quotation mark is doubled.
 std::wstring quoted(const std::wstring& argument) {
   std::wstring text = L"\"";
   std::size_t backslashes = 0;
@@ -209,7 +209,7 @@ bool needsShell(const std::vector<std::string>& arguments, const ChildSetting& s
                      [&](const char* name) { return setting.variables.count(name) != 0; });
 }
 
-// Of a folder for the files "output", "error" and "status".
+// The shell script, for a folder with the files "output", "error" and "status".
 std::string shellScript(const std::vector<std::string>& arguments, const ChildSetting& setting, const fs::path& folder) {
   std::string script;
   for (const auto& [name, value] : setting.variables) {
@@ -274,7 +274,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
 ChildProcess::~ChildProcess() = default;
 
 void ChildProcess::signal(int /*number*/) const {
-  // To all of the child's console, which this process joins for the moment. (Wine knows no other event and no smaller group.)
+  // Sends Ctrl-C to all processes of the child's console, which this process joins for the moment. (Wine knows no other event and
+  // no smaller group.)
   const auto ignore = [](DWORD) -> BOOL { return TRUE; };
   FreeConsole();
   if (!running_->console || AttachConsole(GetProcessId(running_->process.get())) == FALSE) {

@@ -72,8 +72,8 @@ std::mutex guard;
 std::string collected;
 void* handler = nullptr;
 
-// OutputDebugString raises an exception that a debugger would catch. This handler in front of all others takes its text instead,
-// and tells the call that it was heard.
+// OutputDebugString raises an exception that a debugger would catch. This handler in front of all others reads its text instead,
+// and reports the exception as handled.
 LONG CALLBACK collect(EXCEPTION_POINTERS* exception) {
   const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
   if (record.ExceptionCode != kPrintedText || record.NumberParameters < 2) {

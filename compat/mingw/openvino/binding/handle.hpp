@@ -1,5 +1,5 @@
-// handle.hpp: owners of what the C API hands out. The C++ interface's objects are shared handles: a copy is the same object. So
-// are these; the C API's object goes with its last owner.
+// handle.hpp: owners of the C API's objects. The C++ interface's objects are shared handles: a copy is the same object. So are
+// these; the last owner frees the C API's object.
 #pragma once
 
 #include <openvino/binding/status.hpp>
@@ -9,7 +9,7 @@
 
 namespace ov::binding {
 
-// What `create`, whose last parameter receives a handle, gives for the arguments.
+// Calls `create`, whose last parameter receives a handle, and returns the handle.
 template <typename Handle, typename Create, typename... Arguments>
 std::shared_ptr<Handle> make(void (*release)(Handle*), Create create, Arguments... arguments) {
   Handle* handle = nullptr;
@@ -17,7 +17,7 @@ std::shared_ptr<Handle> make(void (*release)(Handle*), Create create, Arguments.
   return {handle, release};
 }
 
-// What `query`, whose last parameter receives a text, gives for the arguments.
+// Calls `query`, whose last parameter receives a text, and returns the text.
 template <typename Query, typename... Arguments> std::string text(Query query, Arguments... arguments) {
   char* content = nullptr;
   check(query(arguments..., &content));

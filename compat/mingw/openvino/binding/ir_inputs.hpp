@@ -1,8 +1,8 @@
-// ir_inputs.hpp: what a network's description in OpenVINO's IR says of its inputs and the C API does not tell: all their names,
-// and the layouts they declare.
+// ir_inputs.hpp: reads from a network's description in OpenVINO's IR what the C API does not report about inputs: all their
+// names, and their declared layouts.
 //
-// Not an XML parser: it reads the form in which the runtime writes these files. A description that is not IR has no such inputs,
-// and then the C API's answers are all there is.
+// Not an XML parser: it reads the form in which the runtime writes these files. For a description that is not IR it finds no
+// inputs, and only the C API's answers remain.
 //
 //   <layer ... type="Parameter" ...> ... <output> <port ... names="a,b"> ... <attribute name="layout" ... layout="[N,C,H,W]"/>
 #pragma once
@@ -25,7 +25,7 @@ struct IrInput {
 
 namespace ir {
 
-// The part of `text` from `begin` on up to `end`, and what follows moved on behind it; empty when `end` is not there.
+// Returns the part of `text` between `begin` and `end`, and moves on behind it; empty if there is no `end`.
 inline std::string_view takeUntil(std::string_view& text, std::string_view end) {
   const std::size_t length = text.find(end);
   if (length == std::string_view::npos) {
@@ -56,7 +56,7 @@ inline std::string unescaped(std::string_view text) {
   return plain;
 }
 
-// The attribute's value in the element's text, which begins behind the element's name; empty when it has none.
+// The attribute's value in the element's text, which begins after the element's name; empty if it has none.
 inline std::string attribute(std::string_view element, const std::string& name) {
   const std::string key = ' ' + name + "=\"";
   const std::size_t place = element.find(key);
@@ -99,7 +99,7 @@ inline IrInput inputOf(std::string_view layer) {
 
 } // namespace ir
 
-// In the network's order.
+// The inputs, in the network's order.
 inline std::vector<IrInput> irInputs(std::string_view description) {
   std::vector<IrInput> inputs;
   for (ir::takeUntil(description, " type=\"Parameter\""); !description.empty();
@@ -109,7 +109,7 @@ inline std::vector<IrInput> irInputs(std::string_view description) {
   return inputs;
 }
 
-// Of a description in a file, whose name is UTF-8 as the runtime takes it; none when it cannot be read.
+// The inputs of a description in a file, whose name is UTF-8; none if it cannot be read.
 inline std::vector<IrInput> irInputsOfFile(const std::string& path) {
   std::ifstream file(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
   return irInputs(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));

@@ -1,8 +1,8 @@
-// status.hpp: what the C API's functions return becomes what the C++ interface throws.
+// status.hpp: turns the statuses of the C API into the exceptions of the C++ interface.
 //
-// ov_get_last_err_msg gives the text of the exception that a function met. It is one for the whole process: of two calls that
-// fail at the same time in two threads either may see the other's text. Functions that refuse an argument themselves
-// (INVALID_C_PARAM, PARAMETER_MISMATCH, NOT_FOUND) leave it as it was, so these get the text of their status from
+// ov_get_last_err_msg returns the text of the exception inside a function. The whole process shares one text: of two calls that
+// fail at the same time in two threads, either may see the other's text. Functions that refuse an argument themselves
+// (INVALID_C_PARAM, PARAMETER_MISMATCH, NOT_FOUND) leave it unchanged, so these get the text of their status from
 // ov_get_error_info.
 #pragma once
 
@@ -16,7 +16,7 @@
 
 namespace ov::binding {
 
-// A text that the C API hands over, which may be null.
+// A text of the C API, which may be null.
 inline std::string takeText(const char* text) {
   const std::unique_ptr<const char, void (*)(const char*)> owned(text, [](const char* content) { ov_free(content); });
   return text == nullptr ? std::string() : std::string(text);
@@ -38,7 +38,7 @@ inline std::string lastMessage(ov_status_e status) {
   case INFER_CANCELLED:
     throw Cancelled(lastMessage(status));
   case UNEXPECTED:
-  case UNKNOW_EXCEPTION: // not one of the runtime's, so none here either; its type and text are lost on the way
+  case UNKNOW_EXCEPTION: // not the runtime's exception: the C API loses its type and text
     throw std::runtime_error(lastMessage(status));
   default:
     throw Exception(ov_get_error_info(status));

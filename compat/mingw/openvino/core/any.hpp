@@ -1,5 +1,5 @@
-// any.hpp: a property's value. The C API passes all values as text, so that is what this one holds: as<T>() reads it, the other
-// way is by construction. Unlike the original's, as<T>() gives a value and no reference into the object.
+// any.hpp: a property's value. The C API passes all values as text, so this class holds text: constructors write it, as<T>()
+// reads it. Unlike the original's, as<T>() returns a value, not a reference into the object.
 #pragma once
 
 #include <openvino/core/except.hpp>

@@ -1,8 +1,8 @@
-// layout.hpp: what a tensor's dimensions are, in letters such as "NHWC". Behind it: ov_layout_create, ov_layout_to_string and
-// ov_layout_free.
+// layout.hpp: the meanings of a tensor's dimensions, in letters such as "NHWC". Behind it: ov_layout_create, ov_layout_to_string
+// and ov_layout_free.
 //
-// The C API does not tell which layout an input declares: get_layout answers with what the network's description declares for it
-// (binding/ir_inputs.hpp), also after pre-processing gave the input another one.
+// The C API does not report which layout an input declares: get_layout returns the one that the network's description declares
+// (binding/ir_inputs.hpp), also after pre-processing has set another one.
 #pragma once
 
 #include <openvino/binding/handle.hpp>

@@ -1,5 +1,5 @@
-// model.hpp: a network that was read. Behind it: ov_model_const_input*, ov_model_const_output*, ov_model_inputs_size,
-// ov_model_outputs_size, ov_model_reshape_single_input, ov_model_free. The C API cannot copy a network: read it once more.
+// model.hpp: a network in memory. Behind it: ov_model_const_input*, ov_model_const_output*, ov_model_inputs_size,
+// ov_model_outputs_size, ov_model_reshape_single_input, ov_model_free. The C API cannot copy a network: read it again instead.
 #pragma once
 
 #include <openvino/core/node_output.hpp>
@@ -35,7 +35,7 @@ public:
   Output<const Node> output(std::size_t index) const { return Output<const Node>(outputAt(index)); }
   Output<const Node> output(const std::string& name) const { return Output<const Node>(outputOf(name)); }
 
-  // Of the only input. The C API would take the first of several, so they are counted first.
+  // Reshapes the only input. The C API would reshape the first of several, so they are counted first.
   void reshape(const PartialShape& shape) {
     onlyInput();
     binding::PartialShapeArgument argument(shape);
@@ -53,7 +53,7 @@ private:
   binding::Port outputAt(std::size_t index) const { return port(ov_model_const_output_by_index, index); }
   binding::Port outputOf(const std::string& name) const { return port(ov_model_const_output_by_name, name.c_str()); }
 
-  // With what the description says of the input: the one of the port's name, or of the index for a port without a name.
+  // Adds the description's data of the input: the one with the port's name, or with the index for a port without a name.
   binding::Port described(binding::Port port, std::size_t index) const {
     auto input = ir_inputs_.end();
     if (!port.get_names().empty()) {

@@ -1,10 +1,10 @@
 // node_output.hpp: an input or output of a network. Behind it: ov_output_const_port_t, which keeps its part of the network alive,
 // so it outlives the model's handle; ov_port_get_*, ov_output_const_port_free. There is no handle for the node itself.
 //
-// Shapes and types are asked for at each call, as the network may change; unlike the original's they come as values.
+// Each call queries shapes and types again, since the network may change; unlike the original's they are returned as values.
 //
-// The C API tells only one name, the first in the order of characters (ov_port_get_any_name). get_names() gives all names of an
-// input that has them in its description, and that one name else, so also for every output.
+// The C API reports only one name, the first in the order of characters (ov_port_get_any_name). get_names() returns all names of
+// an input that has them in its description, else only that one name, so also for every output.
 #pragma once
 
 #include <openvino/binding/handle.hpp>
@@ -28,7 +28,7 @@ public:
   Port() = default;
   explicit Port(std::shared_ptr<ov_output_const_port_t> handle) : handle_(std::move(handle)) {
     char* name = nullptr;
-    if (ov_port_get_any_name(this->handle(), &name) == ov_status_e::OK) { // the only failure is that there is none
+    if (ov_port_get_any_name(this->handle(), &name) == ov_status_e::OK) { // it fails only if there is no name
       names_ = std::make_shared<const std::unordered_set<std::string>>(std::unordered_set<std::string>{takeText(name)});
     }
   }
@@ -64,7 +64,7 @@ public:
   explicit Output(binding::Port port) : Port(std::move(port)) {}
 };
 
-// A port of a network that may be changed serves where one of a constant network is wanted.
+// A port of a mutable network can be used as one of a constant network.
 template <> class Output<const Node> : public binding::Port {
 public:
   Output() = default;

@@ -25,7 +25,7 @@ public:
                    [](std::size_t length) { return Dimension(static_cast<std::int64_t>(length)); });
   }
 
-  // Of any number of dimensions.
+  // A shape of any number of dimensions.
   static PartialShape dynamic() {
     PartialShape shape;
     shape.has_rank_ = false;
@@ -67,7 +67,7 @@ inline std::ostream& operator<<(std::ostream& stream, const PartialShape& shape)
 
 namespace binding {
 
-// A shape as the C API takes it.
+// Converts a shape for the C API.
 class PartialShapeArgument {
 public:
   explicit PartialShapeArgument(const PartialShape& shape) : rank_(toC(shape.rank())) {

@@ -15,7 +15,7 @@
 namespace ov {
 namespace binding {
 
-// The position that an index means, which may count from the end.
+// The position of an index, which may count from the end.
 inline std::size_t positionOf(std::ptrdiff_t index, std::size_t size) {
   const std::ptrdiff_t position = index < 0 ? index + static_cast<std::ptrdiff_t>(size) : index;
   if (position < 0 || position >= static_cast<std::ptrdiff_t>(size)) {
@@ -66,7 +66,7 @@ inline std::size_t shape_size(const Shape& shape) {
 
 namespace binding {
 
-// A shape as the C API takes it.
+// Converts a shape for the C API.
 class ShapeArgument {
 public:
   explicit ShapeArgument(const Shape& shape) : lengths_(shape.begin(), shape.end()) {}
@@ -76,7 +76,7 @@ private:
   std::vector<std::int64_t> lengths_;
 };
 
-// The shape that `query`, whose last parameter receives it, gives for the handle.
+// Calls `query`, whose last parameter receives a shape, for the handle and returns the shape.
 template <typename Query, typename Handle> Shape shapeFrom(Query query, const Handle* handle) {
   ov_shape_t shape = {0, nullptr};
   check(query(handle, &shape));

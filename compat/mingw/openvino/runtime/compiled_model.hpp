@@ -1,4 +1,4 @@
-// compiled_model.hpp: a network made ready for a device. Behind it: ov_compiled_model_*. A copy is the same network.
+// compiled_model.hpp: a network that is compiled for a device. Behind it: ov_compiled_model_*. A copy is the same network.
 #pragma once
 
 #include <openvino/core/node_output.hpp>

@@ -39,13 +39,13 @@ public:
     set_property(device, AnyMap{property});
   }
 
-  // Without a path of weights the runtime looks for them beside the network.
+  // Without a path of weights the runtime searches for them beside the network.
   std::shared_ptr<Model> read_model(const std::string& path, const std::string& weights_path = {}) const {
     auto handle = binding::make(ov_model_free, ov_core_read_model, handle_.get(), path.c_str(), weights_path.c_str());
     return std::make_shared<Model>(std::move(handle), binding::irInputsOfFile(path));
   }
 
-  // From a description in memory; the network goes on using the weights' memory.
+  // Reads a description in memory; the network keeps using the weights' memory.
   std::shared_ptr<Model> read_model(const std::string& description, const Tensor& weights) const {
     auto handle = binding::make(ov_model_free, ov_core_read_model_from_memory_buffer, handle_.get(), description.c_str(),
                                 description.size(), weights ? weights.handle() : nullptr);

@@ -39,7 +39,7 @@ inline constexpr Property<std::vector<std::string>> capabilities("OPTIMIZATION_C
 
 namespace binding {
 
-// Properties as the C API takes them. They point into the map.
+// Converts properties for the C API. The results point into the map.
 inline std::vector<ov_property_t> toC(const AnyMap& properties, std::vector<std::string>& texts) {
   std::vector<ov_property_t> result;
   texts.reserve(properties.size());

@@ -16,7 +16,7 @@ public:
   Tensor(const element::Type& type, const Shape& shape)
       : handle_(binding::make(ov_tensor_free, ov_tensor_create, binding::toC(type), binding::ShapeArgument(shape).get())) {}
 
-  // On the caller's memory, of the shape's size, which has to live as long as the tensor.
+  // Uses the caller's memory, of the shape's size, which must outlive the tensor.
   Tensor(const element::Type& type, const Shape& shape, void* memory)
       : handle_(binding::make(ov_tensor_free, ov_tensor_create_from_host_ptr, binding::toC(type),
                               binding::ShapeArgument(shape).get(), memory)) {}

@@ -1,4 +1,4 @@
-// color_format.hpp: how a picture's colours lie in a tensor. Behind it: ov_color_format_e, whose numbers these are.
+// color_format.hpp: the order of a picture's colours in a tensor. Behind it: ov_color_format_e, whose numbers these are.
 #pragma once
 
 #include <openvino/binding/c_api.hpp>

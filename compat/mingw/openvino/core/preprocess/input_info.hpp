@@ -1,4 +1,4 @@
-// input_info.hpp: what shall happen to one input before the network. Behind it: ov_preprocess_input_info_get_*,
+// input_info.hpp: the conversions of one input before the network. Behind it: ov_preprocess_input_info_get_*,
 // ov_preprocess_input_tensor_info_*, ov_preprocess_input_model_info_* and ov_preprocess_preprocess_steps_*. The C API's objects
 // are views into its pre-processor, which outlives these.
 #pragma once
@@ -53,7 +53,7 @@ public:
   explicit PreProcessSteps(const ov_preprocess_input_info_t* input)
       : handle_(binding::make(ov_preprocess_preprocess_steps_free, ov_preprocess_input_info_get_preprocess_steps, input)) {}
 
-  // To the network's own type unless one is given: the C API takes its "dynamic" for that, as the original does.
+  // Converts to the given type, by default to the network's own: the C API's "dynamic" means that, as in the original.
   PreProcessSteps& convert_element_type(const element::Type& type = {}) {
     binding::check(ov_preprocess_preprocess_steps_convert_element_type(handle_.get(), binding::toC(type)));
     return *this;

@@ -1,4 +1,4 @@
-// output_info.hpp: what shall happen to one output behind the network. Behind it: ov_preprocess_output_info_get_tensor_info and
+// output_info.hpp: the conversions of one output after the network. Behind it: ov_preprocess_output_info_get_tensor_info and
 // ov_preprocess_output_set_element_type.
 #pragma once
 

@@ -25,7 +25,7 @@ public:
   OutputInfo& output() { return outputFrom(ov_preprocess_prepostprocessor_get_output_info); }
   OutputInfo& output(std::size_t index) { return outputFrom(ov_preprocess_prepostprocessor_get_output_info_by_index, index); }
 
-  // The network itself, changed.
+  // Changes the network and returns it.
   std::shared_ptr<Model> build() {
     binding::make(ov_model_free, ov_preprocess_prepostprocessor_build, handle_.get()); // a second handle of the same network
     return model_;
@@ -42,7 +42,7 @@ private:
 
   std::shared_ptr<Model> model_;
   std::shared_ptr<ov_preprocess_prepostprocessor_t> handle_;
-  std::list<InputInfo> inputs_; // which callers hold by reference
+  std::list<InputInfo> inputs_; // callers hold references to them
   std::list<OutputInfo> outputs_;
 };
 

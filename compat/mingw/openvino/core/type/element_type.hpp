@@ -1,5 +1,5 @@
 // element_type.hpp: the types of a tensor's elements. Behind it: ov_element_type_e, whose numbers these are. The properties of
-// the types stand in one table here, since the C API does not tell them.
+// the types are a table here, since the C API does not report them.
 #pragma once
 
 #include <openvino/binding/c_api.hpp>
@@ -55,7 +55,7 @@ struct ElementTypeFacts {
   bool is_real;
 };
 
-// By number.
+// The types, by number.
 inline constexpr std::array<ElementTypeFacts, 26> kElementTypes = {{
     {"dynamic", false}, {"boolean", false}, {"bf16", true},    {"f16", true},    {"f32", true},    {"f64", true},  {"i4", false},
     {"i8", false},      {"i16", false},     {"i32", false},    {"i64", false},   {"u1", false},    {"u2", false},  {"u3", false},
