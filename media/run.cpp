@@ -106,7 +106,7 @@ class Threads {
 public:
   Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
       : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
-        drawn_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
+        restyled_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
         reader_([this] { readAhead(); }), writer_(std::async(std::launch::async, [this] { writeBehind(); })) {}
 
   ~Threads() {
