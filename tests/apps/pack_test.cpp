@@ -137,19 +137,20 @@ TEST_F(PackBuild, RefusesLinesItDoesNotUnderstand) {
     std::vector<std::string> arguments;
     const char* line;
   };
-  for (const Case& wrong : std::vector<Case>{
-           {{}, "no command given"},
-           {{"build", "model_st.bin"}, "no network named"},
-           {{"build", "model_st.bin", "--as", "pencil", "net.xml"},
-            "pencil not in {transfer-512,transfer-256,transfer-540p,lightgrey,cartoon}"},
-           {{"build", "model_st.bin", "--int8", "net.xml", "--as", "lightgrey", "net.xml"},
-            "--int8 net.xml belongs to no network"},
-           {{"build", "model_st.bin", "--as", "lightgrey", "net.xml", "--int8", "net.xml", "--int8", "a.xml"},
-            "--int8 a.xml belongs"},
-           {{"build", "model_st.bin", "--as", "cartoon", "net.xml", "--int8", "net.xml"}, "no quantised twin of cartoon"},
-           {{"build", "model_st.bin", "--name", "net.xml"}, "--name 'net.xml' is not of the form ENTRY=FILE"},
-           {{"build", "model_st.bin", "--name", "=net.xml"}, "is not of the form"},
-           {{"verify", "model_st.bin", "pencil"}, "pencil not in {"}}) {
+  for (const Case& wrong :
+       std::vector<Case>{{{}, "no command given"},
+                         {{"build", "model_st.bin"}, "no network named"},
+                         {{"build", "model_st.bin", "--as", "pencil", "net.xml"},
+                          "pencil not in {transfer-512,transfer-256,transfer-540p,lightgrey,cartoon}"},
+                         {{"build", "model_st.bin", "--int8", "net.xml", "--as", "lightgrey", "net.xml"},
+                          "--int8 net.xml belongs to no network"},
+                         {{"build", "model_st.bin", "--as", "lightgrey", "net.xml", "--int8", "net.xml", "--int8", "a.xml"},
+                          "--int8 a.xml belongs"},
+                         {{"build", "model_st.bin", "--as", "cartoon", "net.xml", "--int8", "net.xml"},
+                          "does not load a quantised twin of cartoon"},
+                         {{"build", "model_st.bin", "--name", "net.xml"}, "--name 'net.xml' is not of the form ENTRY=FILE"},
+                         {{"build", "model_st.bin", "--name", "=net.xml"}, "is not of the form"},
+                         {{"verify", "model_st.bin", "pencil"}, "pencil not in {"}}) {
     expectRefusal(wrong.arguments, 2, wrong.line);
   }
 }

@@ -125,7 +125,7 @@ const NetworkInput kStyle = {{"input_style"}, "1,3,16,16"};
 // Networks of a fixed style and of style transfer.
 std::vector<WrongNetwork> wrongFixedStyles() {
   return {
-      {"two inputs", transferRecipe(), "takes 2 inputs (input_content, input_style) where one is needed, the frame: build "},
+      {"two inputs", transferRecipe(), "takes 2 inputs (input_content, input_style) where one is needed, the frame: make "},
       {"three dimensions", withFrame({{"x"}, "3,?,?"}),
        "takes an input that has the shape [3,?,?] where [1,3,height,width] is needed: export it with these four"},
       {"any rank", withFrame({{"x"}, "..."}), "takes an input that has the shape [...] where "},

@@ -123,7 +123,7 @@ TEST(StylizeFailures, ProgramWithoutItsSoftwareDeviceSaysSo) {
 
 TEST(StylizeFailures, PrecisionIsThatOfTheActiveStandIns) {
   const StylizeRun run;
-  expectFailure(run.restyle({"--style", "pencil", "--precision", "bf16"}), 2, "compute networks in f32");
+  expectFailure(run.restyle({"--style", "pencil", "--precision", "bf16"}), 2, "stand-ins compute in f32");
   EXPECT_EQ(run.restyle({"--style", "pencil", "--precision", "f32"}).exit_status, 0);
 }
 

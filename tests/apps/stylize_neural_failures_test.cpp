@@ -40,7 +40,7 @@ std::vector<FailureCase> failureCases() {
   };
   const std::string complete = packageBytes(networkFiles(kCartoon, FixedNetwork{}));
   const std::string complete_540p = packageBytes(networkFiles(kTransfer540, TransferNetwork{}));
-  constexpr const char* kIncomplete = "no model package, or an incomplete one";
+  constexpr const char* kIncomplete = "is not a complete model package";
   return {
       {"Text", "this is a text and no package\n", cartoon, 3, kIncomplete},
       {"DataCut", complete.substr(0, complete.size() - 1), cartoon, 3, kIncomplete},
