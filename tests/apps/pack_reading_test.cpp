@@ -135,7 +135,7 @@ TEST_F(PackReading, ReplacesFilesOnRequestOnly) {
   expectRefusal({"extract", "p.bin", "-o", "work"}, 1, "",
                 "'" + existing + "' exists: choose another name, or replace it with --overwrite");
   expectRefusal({"extract", "p.bin", "none", "-o", "work"}, 1, "'p.bin': there is no entry 'none': see vorin-pack list");
-  expectRefusal({"extract", "p.bin", "-o", "file"}, 1, "'file' is no folder and cannot be made one: choose another with -o");
+  expectRefusal({"extract", "p.bin", "-o", "file"}, 1, "'file' is not a folder and cannot be created: choose another with -o");
   EXPECT_EQ(pack_.run({"extract", "p.bin", "-o", "work", "--overwrite"}).exit_status, 0);
   EXPECT_EQ(readFile(pack_.file("work/net.xml")), "network");
   EXPECT_EQ(readFile(pack_.file("work/first")), "1");

@@ -141,7 +141,7 @@ TEST(PackSaturation, IsFoundFromWeightsOf65OnInQuantisedLayers) {
               test.saturates
                   ? "cartoon: the network 'cartoon_model_slim5.xml' has weights of up to " + std::to_string(std::abs(test.last)) +
                         " in its 8-bit layer '" + name +
-                        "', and processors without VNNI compute such a layer rightly up to 64 only: quantise it with " +
+                        "', and processors without VNNI compute such a layer correctly only up to 64: quantise it with " +
                         "weights of 7 bits (nncf: overflow_fix=ENABLE)\n"
                   : "");
   }
