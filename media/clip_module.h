@@ -1,5 +1,5 @@
 // clip_module.h: what libvorin_media has from the library libvorin_media_clips, which holds all that needs libav or optical flow.
-// It is loaded at the first clip or pipe: libav brings 120 libraries, which take longer to load than an image takes to restyle.
+// It is loaded at the first clip, pipe or BMP file: libav brings 120 libraries, which take longer to load than an image takes to restyle.
 //
 // The module has no part of base that holds a state of the process. The unfinished output is therefore made outside, and reached
 // by its virtual functions.
@@ -7,6 +7,8 @@
 
 #include "output_file.h"
 #include "sources_and_sinks.h"
+
+#include <opencv2/core/mat.hpp>
 
 namespace vorin::media {
 
@@ -22,6 +24,12 @@ std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& opti
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 std::unique_ptr<Effect> makeSteady(Style style);
 
+// Blue, green and red of 8 bits; empty for a damaged file.
+cv::Mat decodeBmp(std::span<const std::uint8_t> file);
+
+// Empty if the encoder fails.
+std::vector<std::uint8_t> encodeBmp(const cv::Mat& bgr);
+
 } // namespace clips
 
 struct ClipModule {
@@ -31,7 +39,12 @@ struct ClipModule {
   decltype(&clips::openPipeSource) open_pipe_source;
   decltype(&clips::openPipeSink) open_pipe_sink;
   decltype(&clips::makeSteady) make_steady;
+  decltype(&clips::decodeBmp) decode_bmp;
+  decltype(&clips::encodeBmp) encode_bmp;
 };
+
+// Loads the module at the first call.
+const ClipModule& clipModule();
 
 // The one function that the module exports.
 using ClipModuleFunction = const ClipModule*();

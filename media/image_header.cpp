@@ -9,6 +9,15 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
+// A number of up to 4 bytes; 0 beyond the end of the file.
+std::uint32_t readNumber(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
+  std::uint32_t value = 0;
+  for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
+    value = value << 8U | file[at + (big_endian ? index : count - 1 - index)];
+  }
+  return value;
+}
+
 bool textAt(Bytes file, std::size_t offset, std::string_view text) {
   return file.size() >= offset + text.size() &&
          std::equal(text.begin(), text.end(), file.begin() + static_cast<std::ptrdiff_t>(offset),
@@ -88,7 +97,12 @@ ImageHeader readBmp(Bytes file) {
     return {readNumber(file, 18, 2, false), readNumber(file, 20, 2, false)};
   }
   const auto height = static_cast<std::int32_t>(readNumber(file, 22, 4, false)); // negative: rows from top to bottom
-  return {readNumber(file, 18, 4, false), static_cast<std::uint64_t>(std::abs(std::int64_t{height}))};
+  ImageHeader header = {readNumber(file, 18, 4, false), static_cast<std::uint64_t>(std::abs(std::int64_t{height}))};
+  const std::uint32_t compression = readNumber(file, 30, 4, false);
+  const bool has_runs = compression == 1 || compression == 2;
+  const std::uint64_t row_bytes = (header.width * readNumber(file, 28, 2, false) + 31) / 32 * 4;
+  header.is_whole = has_runs || readNumber(file, 10, 4, false) + row_bytes * header.height <= file.size();
+  return header;
 }
 
 // ---- Orientation ----
@@ -147,14 +161,6 @@ Bytes exifOfPng(Bytes file) {
 }
 
 } // namespace
-
-std::uint32_t readNumber(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
-  std::uint32_t value = 0;
-  for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
-    value = value << 8U | file[at + (big_endian ? index : count - 1 - index)];
-  }
-  return value;
-}
 
 ImageKind imageKindOf(Bytes file) {
   constexpr std::size_t kBmpHeaderBytes = 14;

@@ -23,7 +23,4 @@ ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 // The EXIF orientation of a JPEG or PNG file: 1 to 8, where 1 is upright and stands for a file without one too.
 int imageOrientation(std::span<const std::uint8_t> file);
 
-// A number of up to 4 bytes; 0 beyond the end of the file.
-std::uint32_t readNumber(std::span<const std::uint8_t> file, std::size_t at, std::size_t count, bool big_endian);
-
 } // namespace vorin::media

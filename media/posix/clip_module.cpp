@@ -4,6 +4,7 @@
 extern "C" __attribute__((visibility("default"))) const vorin::media::ClipModule* vorin_media_clips() {
   using namespace vorin::media;
   static constexpr ClipModule kModule = {&clips::checkOptions,   &clips::openClipSource, &clips::openClipSink,
-                                         &clips::openPipeSource, &clips::openPipeSink,   &clips::makeSteady};
+                                         &clips::openPipeSource, &clips::openPipeSink,   &clips::makeSteady,
+                                         &clips::decodeBmp,      &clips::encodeBmp};
   return &kModule;
 }

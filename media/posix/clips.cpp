@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 namespace vorin::media {
-namespace {
-
 const ClipModule& clipModule() {
   static const ClipModule& loaded = []() -> const ClipModule& {
     void* const library = loadLibrary("libvorin_media_clips.so");
@@ -16,8 +14,6 @@ const ClipModule& clipModule() {
   }();
   return loaded;
 }
-
-} // namespace
 
 void checkClipOptions(const std::filesystem::path& output, const SinkOptions& options) {
   clipModule().check_options(output, options);

@@ -1,13 +1,13 @@
-// PNG, JPEG and WebP files by libpng, libjpeg-turbo and libwebp. OpenCV's imgcodecs would bring 140 libraries with it, which take
-// longer to load than most images take to restyle.
+// PNG, JPEG and WebP files by libpng, libjpeg-turbo and libwebp; BMP files by the clip module. OpenCV's imgcodecs would bring 140
+// libraries with it, which take longer to load than most images take to restyle.
 //
 // libpng and libjpeg report an error by longjmp. Functions that call setjmp hold no object with a destructor: what must be freed
 // belongs to their caller.
 #include "../image_codec.h"
 
+#include "../clip_module.h"
 #include "../image_header.h"
 #include "../sources_and_sinks.h"
-#include "bmp_codec.h"
 
 #include <opencv2/core.hpp>
 
@@ -289,7 +289,7 @@ std::optional<cv::Mat> decodeImage(Bytes file) {
   case ImageKind::kWebp:
     return decodeWebp(file);
   default:
-    return decodeBmp(file);
+    return clipModule().decode_bmp(file);
   }
 }
 
@@ -303,7 +303,7 @@ std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::M
     return encodeWebp(bgr);
   }
   if (encoding.extension == ".bmp") {
-    return encodeBmp(bgr);
+    return clipModule().encode_bmp(bgr);
   }
   JpegWriter writer;
   return encodeJpeg(writer, bgr) ? std::vector<std::uint8_t>(writer.file, writer.file + writer.file_bytes)

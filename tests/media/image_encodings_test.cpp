@@ -32,12 +32,12 @@ void writeBytes(const std::filesystem::path& file, const Bytes& bytes) {
       .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-void expectReadAsByOpenCv(const std::filesystem::path& file) {
+void expectReadAsByOpenCv(const std::filesystem::path& file, double tolerance = 0) {
   const cv::Mat expected = cv::imread(file, cv::IMREAD_COLOR);
   const std::unique_ptr<media::Source> source = media::openImageSource(file);
   const cv::Mat bgr = media::bgrOf(std::get<media::Frame>(*source->next()).picture);
   ASSERT_EQ(bgr.size(), expected.size());
-  EXPECT_EQ(cv::norm(bgr, expected, cv::NORM_INF), 0);
+  EXPECT_LE(cv::norm(bgr, expected, cv::NORM_INF), tolerance);
 }
 
 struct EncodingCase {
@@ -93,7 +93,7 @@ TEST(ImageFileKinds, EachIsReadAsByOpenCv) {
         const std::filesystem::path file = folder.path() / ("photo." + extension);
         ffmpeg("-y -f lavfi -i testsrc2=size=53x37 -frames:v 1 -pix_fmt " + format + ' ' + (extension == "png" ? options : "") +
                file.string());
-        expectReadAsByOpenCv(file);
+        expectReadAsByOpenCv(file, format.starts_with("rgb5") ? 7 : 0); // OpenCV leaves the lowest 3 bits 0
       }
     }
   }
@@ -125,40 +125,22 @@ TEST(ImageFileKinds, AJpegOfFourInksIsReadAsByOpenCv) {
   expectReadAsByOpenCv(folder.path() / "photo.jpg");
 }
 
-// 8 x 4 pixels: a run, single indices, an empty row, and with 8 bits a jump and an early end, which OpenCV does not know with 4.
-TEST(ImageFileKinds, ABmpOfRunsIsReadAsByOpenCv) {
+// OpenCV ignores the masks.
+TEST(ImageFileKinds, ABmpKeepsTheColoursOfItsMasks) {
   const TemporaryFolder folder;
-  const std::map<int, Bytes> contents = {{4, {5, 0x21, 0, 3, 0x13, 0x20, 0, 0, 0, 0, 3, 0x32, 0, 0, 0, 0, 0, 1}},
-                                         {8, {5, 0x21, 0, 3, 0x13, 0x20, 0x30, 0, 0, 0, 0, 2, 2, 1, 3, 0x32, 0, 0, 0, 1}}};
-  for (const auto& [bits, content] : contents) {
-    Bytes bytes = {
-        'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 40, 0, 0, 0, 8, 0, 0, 0, 4, 0, 0, 0, 1, 0, static_cast<std::uint8_t>(bits),
-        0};
-    bytes.resize(54 + 256 * 4);
-    bytes[30] = bits == 4 ? 2 : 1;
-    bytes[47] = 1; // 256 colours
-    for (std::size_t at = 54; at < bytes.size(); ++at) {
-      bytes[at] = static_cast<std::uint8_t>(at * 37);
-    }
-    bytes[10] = static_cast<std::uint8_t>(bytes.size());
-    bytes[11] = static_cast<std::uint8_t>(bytes.size() >> 8U);
-    bytes.insert(bytes.end(), content.begin(), content.end());
-    writeBytes(folder.path() / "photo.bmp", bytes);
-    expectReadAsByOpenCv(folder.path() / "photo.bmp");
+  const std::uint8_t blue = 10;
+  const std::uint8_t green = 20;
+  const std::uint8_t red = 30;
+  Bytes bytes = {'B', 'M', 58 + 12, 0, 0, 0, 0, 0, 0, 0, 14 + 40 + 12, 0, 0, 0, 40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 32, 0, 3};
+  bytes.resize(14 + 40);
+  for (const int byte : {255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0}) { // the masks of red, green and blue
+    bytes.push_back(static_cast<std::uint8_t>(byte));
   }
-}
-
-TEST(ImageFileKinds, WhatIsWrittenIsWhatOpenCvWrites) {
-  const TemporaryFolder folder;
-  for (const std::string& extension : media::imageExtensions()) {
-    const std::filesystem::path file = folder.path() / ("restyled" + extension);
-    const std::unique_ptr<media::Sink> sink = media::openSink(file, {}, {53, 37});
-    sink->write(media::Frame{media::pictureFromBgr(smoothNoise())});
-    sink->finish();
-    Bytes expected;
-    cv::imencode(extension, smoothNoise(), expected);
-    EXPECT_EQ(cv::norm(cv::imread(file), cv::imdecode(expected, cv::IMREAD_COLOR), cv::NORM_INF), 0) << extension;
-  }
+  bytes.insert(bytes.end(), {red, green, blue, 0});
+  writeBytes(folder.path() / "photo.bmp", bytes);
+  const std::unique_ptr<media::Source> source = media::openImageSource(folder.path() / "photo.bmp");
+  const cv::Mat bgr = media::bgrOf(std::get<media::Frame>(*source->next()).picture);
+  EXPECT_EQ(bgr.at<cv::Vec3b>(0), cv::Vec3b(blue, green, red));
 }
 
 } // namespace
