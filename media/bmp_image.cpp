@@ -53,8 +53,7 @@ std::vector<std::uint8_t> clips::encodeBmp(const cv::Mat& bgr) {
   const FrameHandle frame = newFrame(AV_PIX_FMT_BGR24, size);
   bgr.copyTo(cv::Mat(bgr.size(), CV_8UC3, frame->data[0], static_cast<std::size_t>(frame->linesize[0])));
   const PacketHandle file = newPacket();
-  if (!encoder || avcodec_send_frame(encoder.get(), frame.get()) < 0 ||
-      avcodec_receive_packet(encoder.get(), file.get()) < 0) {
+  if (!encoder || avcodec_send_frame(encoder.get(), frame.get()) < 0 || avcodec_receive_packet(encoder.get(), file.get()) < 0) {
     return {};
   }
   return {file->data, file->data + file->size};

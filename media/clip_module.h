@@ -1,5 +1,6 @@
 // clip_module.h: what libvorin_media has from the library libvorin_media_clips, which holds all that needs libav or optical flow.
-// It is loaded at the first clip, pipe or BMP file: libav brings 120 libraries, which take longer to load than an image takes to restyle.
+// It is loaded at the first clip, pipe or BMP file: libav brings 120 libraries, which take longer to load than an image takes to
+// restyle.
 //
 // The module has no part of base that holds a state of the process. The unfinished output is therefore made outside, and reached
 // by its virtual functions.

@@ -9,7 +9,6 @@
 #include "clip_streams.h"
 #include "sources_and_sinks.h"
 #include "text.h"
-#include "video_encoder.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,10 @@
-// image_codec.h: the decoders and encoders behind image files: libpng, libjpeg and libwebp, or on Windows the
-// system's own.
+// image_codec.h: image files: what their bytes tell without being decoded (kind, size, whether they are whole, how the camera was
+// held), and the decoders and encoders: libpng, libjpeg and libwebp, or on Windows the system's own.
 #pragma once
 
 #include <opencv2/core/mat.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -11,6 +12,25 @@
 #include <vector>
 
 namespace vorin::media {
+
+// ---- Without decoding ----
+
+enum class ImageKind { kNone, kPng, kJpeg, kWebp, kBmp };
+
+// By the first bytes, of which 16 are enough.
+ImageKind imageKindOf(std::span<const std::uint8_t> file);
+
+struct ImageHeader {
+  std::uint64_t width = 0; // 0: the header breaks off
+  std::uint64_t height = 0;
+  bool is_whole = true; // as far as it is checked
+};
+ImageHeader readImageHeader(std::span<const std::uint8_t> file);
+
+// The EXIF orientation of a JPEG or PNG file: 1 to 8, where 1 is upright and stands for a file without one too.
+int imageOrientation(std::span<const std::uint8_t> file);
+
+// ---- The codecs ----
 
 // A kind of image file that can be written.
 struct ImageEncoding {

@@ -5,7 +5,6 @@
 // picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on Windows) fills missing
 // rows with grey and reports no error.
 #include "image_codec.h"
-#include "image_header.h"
 #include "output_file.h"
 #include "picture_mat.h"
 #include "sources_and_sinks.h"

@@ -1,4 +1,4 @@
-#include "image_header.h"
+#include "image_codec.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -2,7 +2,6 @@
 
 #include "files.h"
 #include "modelpack/model_package_format.h"
-#include "sha256.h"
 #include "text.h"
 
 #include <algorithm>

@@ -152,8 +152,8 @@ public:
   }
 
 private:
-  // Polls the flags: a signal handler cannot wake a waiting thread. The writer's end is known at once, since 20 ms are long beside
-  // an image.
+  // Polls the flags: a signal handler cannot wake a waiting thread. The writer's end is known at once, since 20 ms are long
+  // beside an image.
   template <typename GiveUp> void waitForWriter(const GiveUp& gives_up) {
     constexpr std::chrono::milliseconds kLook(20);
     while (!gives_up() && writer_.wait_for(kLook) != std::future_status::ready) {

@@ -1,6 +1,5 @@
-#include "video_encoder.h"
-
 #include "clip_formats.h"
+#include "clip_streams.h"
 #include "sources_and_sinks.h"
 
 #include <algorithm>

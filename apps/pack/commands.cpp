@@ -2,11 +2,9 @@
 
 #include "cancellation.h"
 #include "modelpack/package_directory.h"
-#include "network_source.h"
 #include "output_file.h"
-#include "package_writer.h"
+#include "packing.h"
 #include "text.h"
-#include "verification.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>

@@ -1,8 +1,6 @@
-#include "network_source.h"
-
 #include "cancellation.h"
 #include "output_file.h"
-#include "runtime_graph.h"
+#include "packing.h"
 #include "text.h"
 #include "vorin_error.hpp"
 

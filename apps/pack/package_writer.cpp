@@ -1,9 +1,8 @@
-#include "package_writer.h"
-
 #include "cancellation.h"
 #include "files.h"
 #include "modelpack/model_package_format.h"
 #include "output_file.h"
+#include "packing.h"
 #include "text.h"
 #include "vorin_error.hpp"
 

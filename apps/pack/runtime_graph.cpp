@@ -1,5 +1,4 @@
-#include "runtime_graph.h"
-
+#include "packing.h"
 #include "text.h"
 
 #include <openvino/core/graph_util.hpp>

@@ -1,4 +1,4 @@
-#include "runtime_graph.h"
+#include "packing.h"
 #include "text.h"
 #include "vorin_error.hpp"
 

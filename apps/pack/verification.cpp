@@ -1,9 +1,6 @@
-#include "verification.h"
-
 #include "cancellation.h"
 #include "modelpack/package_directory.h"
-#include "network_source.h"
-#include "runtime_graph.h"
+#include "packing.h"
 #include "text.h"
 
 #include <openvino/core/layout.hpp>

@@ -1,9 +1,8 @@
-#include "commands.h"
+#include "files.h"
 #include "library_copy.h"
 #include "model_package.h"
 #include "options.h"
 #include "report.h"
-#include "sha256.h"
 #include "text.h"
 
 #include <algorithm>

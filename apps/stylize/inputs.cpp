@@ -1,5 +1,4 @@
-#include "inputs.h"
-
+#include "restyling.h"
 #include "sources_and_sinks.h"
 #include "text.h"
 

@@ -1,8 +1,7 @@
 // The program vorin-stylize: restyles images and clips with the media library.
 
 #include "cancellation.h"
-#include "commands.h"
-#include "effects/device_choice.h"
+#include "effects/library_object.h"
 #include "options.h"
 #include "output_file.h"
 #include "report.h"

@@ -2,8 +2,6 @@
 //
 // A result gets its name only when it is complete. So a resumed run treats every input whose output name exists as done.
 #include "cancellation.h"
-#include "commands.h"
-#include "inputs.h"
 #include "options.h"
 #include "output_file.h"
 #include "progress.h"

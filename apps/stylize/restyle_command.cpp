@@ -1,7 +1,5 @@
 // Restyles one input, or hands many to restyleMany.
 #include "cancellation.h"
-#include "commands.h"
-#include "inputs.h"
 #include "options.h"
 #include "output_file.h"
 #include "progress.h"

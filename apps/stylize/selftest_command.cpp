@@ -1,5 +1,4 @@
 #include "cancellation.h"
-#include "commands.h"
 #include "model_package.h"
 #include "options.h"
 #include "picture_mat.h"

@@ -1,7 +1,5 @@
 #include "cancellation.h"
-#include "commands.h"
 #include "contact_sheet.h"
-#include "inputs.h"
 #include "model_package.h"
 #include "options.h"
 #include "output_file.h"

@@ -1,4 +1,4 @@
-#include "effects/device_choice.h"
+#include "effects/library_object.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,5 @@
-// library_object.h: one object of the style-transfer library. Every status and exception of the library becomes an Error.
+// library_object.h: one object of the style-transfer library, and the choice of the device for it. Every status and exception of
+// the library becomes an Error.
 //
 // Frames are passed to the library without padding between rows, which every style accepts, and never as kBgr24, since a neural
 // style may write to an input of that layout.
@@ -50,5 +51,50 @@ bool isOneColour(const cv::Mat& pixels);
 // The size at which a network that takes any size works: the picture's, shrunk in its ratio of sides to the largest size that the
 // library uses (1920x1080), but no side below the 32 pixels that the layers of a network need.
 Size networkSize(Size picture);
+
+// ---- The device ----
+
+// Thrown where the software device needs a process of its own, as on Windows.
+class NeedsOwnProcess : public Error {
+public:
+  explicit NeedsOwnProcess(std::string reason)
+      : Error(ErrorKind::kDevice, "the software device needs a process of its own: use vorin-stylize"),
+        reason_(std::move(reason)) {}
+  const std::string& reason() const { return reason_; } // why the software device was chosen
+
+private:
+  std::string reason_;
+};
+
+// Chooses the device that runs the styles, starting from the one that the user asked for.
+class DeviceChoice {
+public:
+  // Throws kDevice if there is no such device.
+  DeviceChoice(Device wish, Precision precision);
+
+  const std::string& name() const { return name_; }     // for the user
+  const std::string& reason() const { return reason_; } // why it is this device
+  bool isSoftware() const { return is_software_; }
+
+  // Makes an object of the library with the device selected.
+  std::unique_ptr<LibraryObject> makeObject();
+
+  // To be called if the device does not run the filter: switches to the software device if any device may be used, else throws
+  // kDevice.
+  void replaceForFilter(Style style);
+
+private:
+  bool takeGpu();
+  void takeSoftware(const std::string& reason);
+
+  Device wish_;
+  Precision precision_;
+  LibraryCopy* copy_ = nullptr;
+  SttDeviceKind kind_ = SttDeviceAnyGpu;
+  bool is_software_ = false;
+  std::unique_ptr<LibraryObject> spare_; // made to list its devices, not handed out yet
+  std::string name_;
+  std::string reason_;
+};
 
 } // namespace vorin::media

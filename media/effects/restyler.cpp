@@ -2,7 +2,7 @@
 //
 // Filters share one object of the library; the network has another. The network's object is recreated when the network or its
 // working size changes, and in kTransfer for each sequence, since the library smooths its frames over time.
-#include "effects/device_choice.h"
+#include "effects/library_object.h"
 #include "files.h"
 #include "picture_mat.h"
 #include "sources_and_sinks.h"

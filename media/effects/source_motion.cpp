@@ -1,4 +1,4 @@
-#include "effects/source_motion.h"
+#include "effects/steady_blend.h"
 
 #include <opencv2/imgproc.hpp>
 

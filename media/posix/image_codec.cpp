@@ -6,7 +6,6 @@
 #include "../image_codec.h"
 
 #include "../clip_module.h"
-#include "../image_header.h"
 #include "../sources_and_sinks.h"
 
 #include <opencv2/core.hpp>

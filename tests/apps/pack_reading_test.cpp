@@ -120,8 +120,8 @@ TEST_F(PackReading, NeverWritesOutsideTheFolder) {
                                              {".", "'.'", "names a folder"},
                                              {"a\x1B[2Jb", "'a\\x1B[2Jb'", "holds a control character"}}) {
     package(packageBytes({{"net.xml", "network"}, {wrong.name, "out"}}));
-    const std::string line =
-        std::string("'p.bin': the name of entry ") + wrong.shown + " " + wrong.why + ", so nothing is extracted: name other entries";
+    const std::string line = std::string("'p.bin': the name of entry ") + wrong.shown + " " + wrong.why +
+                             ", so nothing is extracted: name other entries";
     expectRefusal({"extract", "p.bin", "-o", "work"}, 1, line);
     expectRefusal({"extract", "p.bin", wrong.name, "-o", "work"}, 1, line);
   }

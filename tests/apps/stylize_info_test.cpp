@@ -1,6 +1,6 @@
 // The commands info and selftest of vorin-stylize.
+#include "files.h"
 #include "selftest_expectations.h"
-#include "sha256.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
 

@@ -1,10 +1,10 @@
 // The pieces of vorin-stylize that are worth testing alone: sizes, lists of inputs, progress, captions, and a package's
 // expected results.
 #include "contact_sheet.h"
-#include "inputs.h"
+#include "files.h"
 #include "options.h"
 #include "progress.h"
-#include "sha256.h"
+#include "restyling.h"
 #include "sources_and_sinks.h"
 #include "support/stylize_run.h"
 

@@ -131,7 +131,8 @@ TEST(ImageFileKinds, ABmpKeepsTheColoursOfItsMasks) {
   const std::uint8_t blue = 10;
   const std::uint8_t green = 20;
   const std::uint8_t red = 30;
-  Bytes bytes = {'B', 'M', 58 + 12, 0, 0, 0, 0, 0, 0, 0, 14 + 40 + 12, 0, 0, 0, 40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 32, 0, 3};
+  Bytes bytes = {'B', 'M', 58 + 12, 0, 0, 0, 0, 0, 0, 0, 14 + 40 + 12, 0, 0, 0, 40, 0, 0, 0,
+                 1,   0,   0,       0, 1, 0, 0, 0, 1, 0, 32,           0, 3};
   bytes.resize(14 + 40);
   for (const int byte : {255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0}) { // the masks of red, green and blue
     bytes.push_back(static_cast<std::uint8_t>(byte));

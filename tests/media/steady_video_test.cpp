@@ -1,6 +1,5 @@
 // Steadied clips whose motion is known, since they are windows over one large texture. Pictures are that window with noise of
 // their own, as a style's flicker; steadied ones have to come nearer to it.
-#include "effects/source_motion.h"
 #include "effects/steady_blend.h"
 
 #include <gtest/gtest.h>
