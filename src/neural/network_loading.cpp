@@ -9,6 +9,8 @@
 #include <openvino/core/preprocess/pre_post_process.hpp>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <iostream>
 #include <limits>
 #include <stdexcept>
@@ -76,7 +78,9 @@ _VorinStatus NeuralEngine::load(const std::string& device_name, std::int32_t sty
   }
   if (hasModelCache(device_name)) {
     const std::string cache_folder = getWritableFolder() + platform::kPathSeparator + "cache";
-    core.set_property(device_name, ov::AnyMap{{"CACHE_DIR", platform::toUtf8(cache_folder)}});
+    if (platform::isOwnFolder(cache_folder)) { // else the networks in it may be anybody's
+      core.set_property(device_name, ov::AnyMap{{"CACHE_DIR", platform::toUtf8(cache_folder)}});
+    }
   }
   const std::string capabilities = capabilityText(core, device_name);
   logTexts(sttLogInfo, "Device info: %s, support: %s", {device_name, capabilities});
@@ -110,9 +114,12 @@ _VorinStatus NeuralEngine::unpackNetwork(const std::string& network_name, const 
     sttLogError("create model file error.");
     return kExtractionFailed;
   }
-  // Missing weights are reported when the network is read.
-  static_cast<void>(modelpack::UnpackModelFile(unpackedFiles_, package_path, modelpack::weightsEntry(network_name)));
-  if (!platform::exists(network_path)) {
+  const std::string weights = modelpack::UnpackModelFile(unpackedFiles_, package_path, modelpack::weightsEntry(network_name));
+  // Missing weights are reported when the network is read. The runtime reads whatever file it finds for them, so one that another
+  // package or somebody else left there must go.
+  const std::string weights_beside = modelpack::weightsEntry(network_path);
+  const bool only_own_weights = weights == weights_beside || std::remove(weights_beside.c_str()) == 0 || errno == ENOENT;
+  if (!only_own_weights || !platform::exists(network_path)) {
     sttLogError("create model file error.");
     return kExtractionFailed;
   }

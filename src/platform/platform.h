@@ -59,6 +59,10 @@ bool isFolder(const std::string& path);
 // Makes one folder; false if it cannot be made, also because it exists.
 bool makeFolder(const std::string& path);
 
+// Whether files in this folder can be trusted to be this user's. A missing folder is made. On POSIX false for a link and for a
+// folder that belongs to somebody else or that everybody may write to.
+bool isOwnFolder(const std::string& path);
+
 // Whether anything has this path.
 bool exists(const std::string& path);
 
@@ -71,7 +75,7 @@ bool canCreateAndDelete(const std::string& path);
 
 // Makes a file for binary writing; null on failure. On POSIX whatever has this path is removed and a new file is created:
 // an existing file is not emptied, since another program may still read it or have it mapped into memory, and no link, pipe
-// or file that somebody else put there is written to. Windows empties an existing file.
+// or file that somebody else put there is written to. Only this user may read it there. Windows empties an existing file.
 std::FILE* createBinary(const std::string& path);
 
 // ---- folders for the library's own files ----

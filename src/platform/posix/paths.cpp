@@ -13,6 +13,7 @@ namespace {
 
 constexpr mode_t kReadWriteForOwner = 0600;
 constexpr mode_t kReadWriteForAll = 0666; // before the process's mask
+constexpr mode_t kFolderForOwner = 0700;
 
 std::string homeFolder() {
   const char* home = std::getenv("HOME"); // NOLINT(concurrency-mt-unsafe): the library never writes the environment
@@ -75,6 +76,13 @@ bool makeFolder(const std::string& path) {
   return ::mkdir(path.c_str(), 0777) == 0;
 }
 
+bool isOwnFolder(const std::string& path) {
+  static_cast<void>(::mkdir(path.c_str(), kFolderForOwner)); // before the check: nobody else can make it in between
+  struct stat status = {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
+         (status.st_mode & S_IWOTH) == 0;
+}
+
 bool exists(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0;
 }
@@ -114,7 +122,7 @@ bool isWritable(const std::wstring& path) {
 }
 
 std::FILE* createBinary(const std::string& path) {
-  return streamOf(createAnew(path, O_WRONLY, kReadWriteForAll), "wb");
+  return streamOf(createAnew(path, O_WRONLY, kReadWriteForOwner), "wb");
 }
 
 std::FILE* openTextForWriting(const std::string& path) {

@@ -45,6 +45,10 @@ bool makeFolder(const std::string& path) {
   return ::_mkdir(path.c_str()) == 0;
 }
 
+bool isOwnFolder(const std::string& path) {
+  return makeFolder(path) || isFolder(path);
+}
+
 bool exists(const std::string& path) {
   return ::_access(path.c_str(), kExistence) == 0;
 }

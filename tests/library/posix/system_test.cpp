@@ -20,6 +20,7 @@
 #include <memory>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace vorin {
 namespace {
@@ -123,6 +124,25 @@ TEST(PlantedFiles, AreRemovedAndNeverWrittenTo) {
   }
   EXPECT_TRUE(isClosedOnExec(File(platform::openBinaryForReading(victim.wstring()), std::fclose)));
   EXPECT_TRUE(isClosedOnExec(File(platform::openTextForWriting(victim), std::fclose)));
+}
+
+// In a folder that others may write to, somebody may have made the folder first.
+TEST(OwnFolders, AreMadeForTheUserAloneAndBelongToNobodyElse) {
+  const TemporaryFolder folder;
+  const fs::path path = folder.path() / "cache";
+  EXPECT_TRUE(platform::isOwnFolder(path)); // made
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
+  EXPECT_TRUE(platform::isOwnFolder(path));
+  fs::permissions(path, fs::perms::others_write, fs::perm_options::add);
+  EXPECT_FALSE(platform::isOwnFolder(path));
+  fs::permissions(path, fs::perms::owner_all);
+  const fs::path link = folder.path() / "link";
+  fs::create_directory_symlink(path, link);
+  EXPECT_FALSE(platform::isOwnFolder(link));
+  EXPECT_FALSE(platform::isOwnFolder(folder.path() / "none" / "cache"));
+  if (::chown(path.c_str(), 1, 1) == 0) { // as root only
+    EXPECT_FALSE(platform::isOwnFolder(path));
+  }
 }
 
 // The runtime refuses its list of plugins: no device is named with a dot in it.
