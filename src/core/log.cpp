@@ -31,9 +31,43 @@ struct LogState {
 
 LogState log_state;
 
+// Whether the text starts with "%%" or with a conversion of a number, of three digits at most in its width and precision.
+bool startsWithHarmlessConversion(std::string_view text) {
+  const auto skip = [&text](std::string_view characters, std::size_t most) {
+    text.remove_prefix(std::min({text.find_first_not_of(characters), text.size(), most}));
+  };
+  constexpr std::string_view kDigits = "0123456789";
+  skip("%", 1);
+  skip("-+ #0", 5);
+  skip(kDigits, 3);
+  if (text.starts_with('.')) {
+    skip(".", 1);
+    skip(kDigits, 3);
+  }
+  skip("hljzt", 2);
+  return !text.empty() && std::string_view("%diouxXeEfFgGaA").find(text.front()) != std::string_view::npos;
+}
+
+// The line itself is the format on purpose: a "%" that reached it is expanded once more in the file, and only there. It has no
+// argument, so that only a number may be printed: any other conversion stands as text, since it would read or write wherever a
+// chance address leads ("%s", "%n"), or fill the disk.
+void printLine(std::FILE* file, std::string_view line) {
+  char format[2 * kLineBytes];
+  std::size_t length = 0;
+  for (std::size_t index = 0; index < line.size(); ++index) {
+    format[length++] = line[index];
+    if (line[index] != '%') {
+      continue;
+    }
+    const bool is_expanded = startsWithHarmlessConversion(line.substr(index));
+    format[length++] = is_expanded ? line[++index] : '%';
+  }
+  format[length] = '\0';
+  static_cast<void>(std::fprintf(file, format));
+}
+
 void writeToFile(const char* line) {
-  // The line itself is the format on purpose: a "%" that reached it is expanded once more in the file, and only there.
-  static_cast<void>(std::fprintf(log_state.file, line));
+  printLine(log_state.file, line);
   log_state.now = platform::performanceCounter();
   log_state.elapsed_ms =
       static_cast<double>(log_state.now - log_state.last_flush) * 1000.0 / static_cast<double>(log_state.frequency);

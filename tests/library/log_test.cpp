@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <thread>
 
 namespace vorin {
@@ -59,13 +60,26 @@ TEST_F(Log, KeepsItsSwitchWhereTheMachineHasNone) {
 }
 
 TEST_F(Log, ExpandsALineOnceMoreInTheFileOnly) {
-  const LogSetting setting(3);
-  DebuggerOutput output;
+  const struct {
+    std::string message;
+    std::string in_file;
+  } cases[] = {{"50%% done", "50% done"},
+               {"%", "%"},
+               {"%n %s %ls %S %c %*d %1$s %m %Q %9999d %.9999f %", "%n %s %ls %S %c %*d %1$s %m %Q %9999d %.9999f %"}};
+  for (const auto& test : cases) {
+    const LogSetting setting(3);
+    DebuggerOutput output;
+    openLog();
+    sttLogInfo("%s", test.message.c_str());
+    closeLog();
+    EXPECT_EQ(output.take(), "====== sdk: [I] " + test.message + "\n");
+    EXPECT_EQ(readText(setting.logFile()), "====== sdk: [I] " + test.in_file + "\n");
+  }
+  const LogSetting setting(2);
   openLog();
-  sttLogInfo("%s", "50%% done");
+  sttLogInfo("%s", "%%% d %03lX %7.2e"); // numbers of no known value
   closeLog();
-  EXPECT_EQ(output.take(), "====== sdk: [I] 50%% done\n");
-  EXPECT_EQ(readText(setting.logFile()), "====== sdk: [I] 50% done\n");
+  EXPECT_TRUE(std::regex_match(readText(setting.logFile()), std::regex("====== sdk: \\[I\\] %[ -]\\d+ [\\dA-F]{3,} .*\n")));
 }
 
 TEST_F(Log, CutsTheLongestTextsSoThatTheLineFits) {
