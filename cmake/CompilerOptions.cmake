@@ -25,10 +25,24 @@ if(MINGW)
   target_link_options(vorin_plain_options INTERFACE -static)
 elseif(NOT MSVC)
   # RUNPATH, not RPATH: a library search path of the user is searched before it, which is how the stand-ins for the hardware are found.
-  target_link_options(vorin_plain_options INTERFACE -Wl,--enable-new-dtags -Wl,--no-undefined)
-  # Hardening.
-  target_link_options(vorin_plain_options INTERFACE -Wl,-z,relro -Wl,-z,now)
+  target_link_options(vorin_plain_options INTERFACE -Wl,--enable-new-dtags)
+endif()
+
+# Hardening.
+if(MSVC)
+  target_compile_options(vorin_plain_options INTERFACE /guard:cf) # the rest is on by default
+  target_link_options(vorin_plain_options INTERFACE /guard:cf)
+else()
   target_compile_options(vorin_plain_options INTERFACE -fstack-protector-strong)
+  if(MINGW)
+    target_link_options(vorin_plain_options INTERFACE -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
+  else()
+    target_link_options(vorin_plain_options INTERFACE -Wl,-z,relro,-z,now)
+  endif()
+  if(NOT VORIN_SANITIZE) # the C library's own checks, which need an optimising compiler; sanitizers bring checks of their own
+    target_compile_options(vorin_plain_options
+                           INTERFACE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  endif()
 endif()
 
 if(WIN32)
@@ -39,4 +53,10 @@ if(VORIN_SANITIZE)
   target_compile_options(vorin_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
                                                  -fno-omit-frame-pointer)
   target_link_options(vorin_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND VORIN_SANITIZE)
+  # Clang links the sanitizers' functions into programs only, and those for vptr not into the ones in C.
+  target_compile_options(vorin_options INTERFACE -fno-sanitize=vptr)
+elseif(NOT WIN32)
+  target_link_options(vorin_options INTERFACE -Wl,--no-undefined)
 endif()

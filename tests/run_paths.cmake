@@ -1,7 +1,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 # Fails where a program or library of the build folder looks for its libraries in the current folder: where an element of its RUNPATH is
-# empty or relative.
+# empty or relative. And where one of the project's own is not bound at start-up, or the style library is without the compiler's checks.
 file(GLOB candidates ${FOLDER}/* ${FOLDER}/softgpu/*.so ${FOLDER}/softgpu/runtime/libvorin* ${FOLDER}/embedded/*.so*)
 set(run_path_count 0)
 foreach(file IN LISTS candidates)
@@ -15,6 +15,16 @@ foreach(file IN LISTS candidates)
     if(run_path MATCHES ":[^/$]")
       message(SEND_ERROR "${file}: ${run_path}")
     endif()
+  endif()
+endforeach()
+file(GLOB own ${FOLDER}/vorin* ${FOLDER}/libvorin*.so)
+foreach(file IN LISTS own)
+  execute_process(COMMAND ${READELF} --wide --dynamic --dyn-syms ${file} OUTPUT_VARIABLE tables ERROR_QUIET)
+  if(tables MATCHES "NEEDED" AND NOT tables MATCHES "BIND_NOW")
+    message(SEND_ERROR "${file} is not bound at start-up")
+  endif()
+  if(file MATCHES "/libvorin_stt.so$" AND NOT (tables MATCHES " __stack_chk_fail" AND tables MATCHES " __fprintf_chk"))
+    message(SEND_ERROR "${file}: no stack protectors, or no checks of the C library")
   endif()
 endforeach()
 if(run_path_count EQUAL 0)
