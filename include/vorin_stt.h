@@ -18,14 +18,20 @@
  *
  * Threads. The library starts no threads of its own and takes no locks. One object serves one thread at a time; the host
  * serialises its calls into one object. Different objects may work on different threads, with two exceptions: the diagnostic log,
- * whose state is shared by the whole process without synchronisation (leave it off when objects work in parallel), and Prepare
- * for a neural style, which writes and deletes files of fixed names in the writable folder (one Prepare at a time; programs that
- * share that folder count as one). Every call is synchronous: when a function returns, its work is done.
+ * whose state is shared by the whole process without synchronisation, and Prepare for a neural style, which writes and deletes
+ * files of fixed names in the writable folder (one Prepare at a time; programs that share that folder count as one). The log's
+ * switch is an environment variable (Windows: a registry value), so the user may turn it on: a host with objects on several
+ * threads removes the variable before it creates the first one. Every call is synchronous: when a function returns, its work is
+ * done.
+ *
+ * Endless waits. Two calls of Prepare for a neural style deliberately do not return, and keep a processor core busy: one that
+ * finds no folder to write to but a temporary folder that cannot be written to, until it can be; and one for a package that is
+ * cut off, until the missing bytes are there.
  *
  * Exceptions. Errors found while an engine is set up become statuses. ProcessFrame catches nothing: it throws errors of the
  * imaging library and of the inference runtime as C++ exceptions (cv::Exception and the like, all derived from std::exception).
- * So does an error of the inference runtime or of memory allocation while an object is created. A C host that cannot catch must
- * avoid the causes, which are listed at ProcessFrame.
+ * So does an error of the inference runtime or of memory allocation while an object is created. Prepare and SetConfig may throw
+ * std::bad_alloc, and nothing else. A C host that cannot catch must avoid the causes, which are listed at ProcessFrame.
  *
  * What is not checked, anywhere: null handles, handles already destroyed, null pointers (but where "or null" stands), the size of
  * output buffers. */
@@ -158,7 +164,8 @@ typedef enum SttPixelFormat VORIN_STT_ENUM_BASE(uint32_t){
 
 /** A frame. Natural alignment: 32 bytes where pointers have 64 bits. Rows follow each other without padding in every format,
  * whatever the pitch says, with two exceptions: NV12 input of a neural style, and NV12 output of a neural style, honour the
- * pitch. */
+ * pitch. It must then be at least the width, and the buffer must hold 3/2 x pitch x height bytes: of the last row too, the
+ * padding is read. */
 typedef struct SttFrame {
   uint32_t memoryType;  /**< input: VORIN_MEM_SYSTEM; not read in style images and output frames */
   void* data;           /**< first pixel byte; the host owns the memory in every case */
@@ -180,8 +187,10 @@ typedef void* VorinSttContext;               /**< returned by CreateContext; eve
 VORIN_STT_API _VorinStatus vorin_SttCreate(VorinSttHandle* handle);
 
 /** Frees the handle and the object's own storage, and deliberately nothing else: the object's destructor does not run, so its
- * engines, images and the open log file stay until the process ends. A host that creates objects repeatedly should use
- * SttFactory. Returns VORIN_STATUS_OK. Thread-safety: no other call on this handle, now or later. */
+ * engines, images and the open log file stay until the process ends: memory, and the threads and descriptors of the runtimes. A
+ * host that creates objects repeatedly should use SttFactory. The storage is deliberately freed with the handle's size: an
+ * allocator that checks sizes, such as AddressSanitizer's, ends the process (its option new_delete_type_mismatch=0 prevents
+ * that). Returns VORIN_STATUS_OK. Thread-safety: no other call on this handle, now or later. */
 VORIN_STT_API _VorinStatus vorin_SttDestroy(VorinSttHandle handle);
 
 /* Each of the following calls the operation of the same name of SttInterface, below, where it is described. */
@@ -241,7 +250,7 @@ public:
   /** Stores a value, unvalidated. value: an int32_t for keys 0 to 4, a NUL-terminated text for SttCfgModelPath, copied in both
    * cases. Width and height are read again by every frame; all else takes effect at the next Prepare. Changing the style type
    * without another Prepare makes ProcessFrame use an engine that may not exist. Returns VORIN_STATUS_OK, or
-   * VORIN_STATUS_INVALID_PARAM for another key. */
+   * VORIN_STATUS_INVALID_PARAM for another key. Throws std::bad_alloc. */
   virtual _VorinStatus SetConfig(VorinSttContext context, uint32_t key, const void* value) = 0;
 
   /** Reads keys 0 to 4. Returns VORIN_STATUS_OK, or VORIN_STATUS_INVALID_PARAM for another key (*value stays unchanged). */
@@ -250,7 +259,7 @@ public:
   /** Sets up the engine of the configured style on the selected device. May take seconds; an engine that is already set up is
    * kept. Returns VORIN_STATUS_OK, or VORIN_STATUS_FAILED for an unknown style type or a network that cannot be loaded (the
    * diagnostic log says why). The set-up of an OpenCL filter is deliberately not reported: if it fails, Prepare succeeds and
-   * frames are black, BGRA and RGBA ones with an alpha of 0. */
+   * frames are black, BGRA and RGBA ones with an alpha of 0. Throws std::bad_alloc. */
   virtual _VorinStatus Prepare(VorinSttContext context) = 0;
 
   /** Restyles one frame.
@@ -263,10 +272,13 @@ public:
    * unchecked, 4 W H bytes for BGRA and RGBA, 3 W H for BGR24, 2 W H for YUY2, and for NV12 3/2 pitch H after a neural style, 3/2
    * W H after a filter style. Returns VORIN_STATUS_OK; VORIN_STATUS_UNSUPPORTED for an input memory type other than
    * VORIN_MEM_SYSTEM (nothing is written); VORIN_STATUS_INVALID_PARAM when the style image cannot be used (nothing is written).
-   * An unsupported output format returns VORIN_STATUS_OK with the size written and the pixels untouched. Throws, among others:
-   * for every style but SttStyleTransfer when SttCfgWidth or SttCfgHeight is 0 while the size would have to change; for an
-   * unsupported input format; for NV12 output of odd size and NV12 input of odd rows or an odd height; for YUY2 input of odd
-   * width; for a neural style before a Prepare for one, and for a filter style before a Prepare for one. */
+   * An unsupported output format returns VORIN_STATUS_OK with the size written and the pixels untouched. A filter style's frame
+   * deliberately returns VORIN_STATUS_OK too where the device fails: it is black, with an alpha of 0, if the frame is larger than
+   * the device's images can be or a step fails, and has wrong pixels, as every later frame of that size, if the upload of the
+   * filter's tables failed. Throws, among others: for every style but SttStyleTransfer when SttCfgWidth or SttCfgHeight is 0
+   * while the size would have to change; for an unsupported input format; for NV12 output of odd size and NV12 input of odd rows
+   * or an odd height; for YUY2 input of odd width; for a neural style before a Prepare for one, and for a filter style before a
+   * Prepare for one. */
   virtual _VorinStatus ProcessFrame(VorinSttContext context, const SttFrame* input, const SttFrame* styleImage,
                                     SttFrame* output) = 0;
 
