@@ -55,8 +55,8 @@ if(VORIN_SANITIZE)
   target_link_options(vorin_options INTERFACE -fsanitize=address,undefined)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND VORIN_SANITIZE)
-  # Clang links the sanitizers' functions into programs only, and those for vptr not into the ones in C.
-  target_compile_options(vorin_options INTERFACE -fno-sanitize=vptr)
+  # Clang links the sanitizers' functions into programs only, and those of two checks not into programs in C.
+  target_compile_options(vorin_options INTERFACE -fno-sanitize=vptr,function)
 elseif(NOT WIN32)
   target_link_options(vorin_options INTERFACE -Wl,--no-undefined)
 endif()
