@@ -142,9 +142,7 @@ private:
       return nullptr;
     }
     const modelpack::NamedNetwork& network = networkOf(options_.style, options_.network);
-    if (!package_) {
-      package_.emplace(options_.models);
-    }
+    package_ = ModelPackage(options_.models);
     package_->requireNetwork(options_.style, network);
     return &network;
   }
@@ -184,6 +182,7 @@ private:
     const auto start = std::chrono::steady_clock::now();
     {
       const base::FileLock one_at_a_time(writableFolder() / "lock"); // the library unpacks networks under fixed names
+      network_ = findNetwork(); // the package may be another by now, and the library never returns from one that is cut off
       if (!object->loadNetwork(*package_, *network_, network_size)) {
         throw package_->failedToLoad(options_.style);
       }

@@ -200,6 +200,9 @@ TEST_F(Restylers, TurnEveryFaultIntoAnErrorThatSaysWhatToDo) {
   package_.write({networkFiles(tests::kCartoon, tests::makeSum({"one", "two", "three"}))});
   Restyler unloadable(options(Style::kCartoon));
   expect(failure([&] { unloadable.restyle(input); }), ErrorKind::kModel, "its network is not loaded");
+  const std::filesystem::path file = std::filesystem::path(package_.folder()) / "model_st.bin";
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1); // the library would wait for the last byte
+  expect(failure([&] { unloadable.restyle(input); }), ErrorKind::kModel, "is not a complete model package");
 }
 
 TEST_F(Restylers, ASecondThreadGetsTheErrorAndTheFirstItsResult) {
