@@ -225,7 +225,7 @@ std::vector<FailureCase> failureCases() {
   // Both begin as networks do: for other texts the runtime asks all its readers, one of which leaks.
   const std::string cut = "<?xml version=\"1.0\"?><net name=\"cut\" version=\"11\"><layers>";
   const std::string inputs_line = "[I] only support 1 or 2 inputs";
-  return {
+  std::vector<FailureCase> cases = {
       {"style 3", {cartoon}, {.style_type = 3}, VORIN_STATUS_UNKNOWN_TYPE, {"[E] unsupported style"}, {}},
       {"no network", {{cartoon[1]}}, wanted, NeuralEngine::kExtractionFailed, {kNoEntry, kNoFile}, {}},
       {"three inputs", {three_inputs}, wanted, kInvalid, {kRead, inputs_line}, cartoon_left},
@@ -235,6 +235,13 @@ std::vector<FailureCase> failureCases() {
       {"a network cut off", {{{kXml, cut}, cartoon[1]}}, wanted, kFailed, {kException}, cartoon_left},
       {"no inputs", {{{kXml, cut + "</layers></net>"}, cartoon[1]}}, wanted, kInvalid, {inputs_line}, cartoon_left},
   };
+  for (const char* shape :
+       {"1,3,7", "1,1,7,13", "2,3,7,13", "0,3,7,13", "1,3,0,13", "1,3,7,0", "1,3,40000,40000", "1,3,1,4294967309", "1,3,-2,13"}) {
+    IrNetwork network;
+    network.output(network.input({"frame"}, shape));
+    cases.push_back({shape, {networkFiles(kCartoon, network)}, wanted, kFailed, {kException}, cartoon_left});
+  }
+  return cases;
 }
 
 TEST_F(NetworkLoadingTest, EveryFailureHasItsLineAndStatusAndTheNextLoadClearsUp) {
