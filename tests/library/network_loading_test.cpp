@@ -290,7 +290,7 @@ TEST_F(NetworkLoadingTest, ANetworkWithoutItsWeightsIsFoundOutByTheRuntime) {
   fs::remove_all(inProgramFolder(kBin));
   engine_.emplace();
   writeFile(inProgramFolder(kBin), cartoon[1].content); // another package's, or somebody else's
-  EXPECT_EQ(load({.style_type = SttStyleCartoon}), VORIN_STATUS_FAILED);
+  ASSERT_EQ(load({.style_type = SttStyleCartoon}), VORIN_STATUS_FAILED);
   EXPECT_THAT(lines_, AllOf(Contains(kNoEntry), Not(Contains(kNoFile))));
   EXPECT_THAT(lines_.back(), StartsWith(kException));
   EXPECT_EQ(unpackedNetworkFiles(), Lines{kXml});
