@@ -108,7 +108,7 @@ void ClipSource::noteEnd(const AVPacket& packet) {
   const std::int64_t begin = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (begin != AV_NOPTS_VALUE) {
     const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
-    last_end_ = std::max(last_end_, av_rescale_q(begin + packet.duration, time_base, av_get_time_base_q()));
+    last_end_ = std::max(last_end_, av_rescale_q(begin + packet.duration, time_base, AV_TIME_BASE_Q));
   }
   if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
     is_cut_short_ = true;
@@ -151,14 +151,12 @@ std::int64_t ClipSource::frameTime() const {
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) {
     return is_first ? 0 : last_time_ + usual_duration_;
   }
-  const std::int64_t time =
-      frame_->best_effort_timestamp - av_rescale_q(origin_, av_get_time_base_q(), streams_->video().time_base);
+  const std::int64_t time = frame_->best_effort_timestamp - av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->video().time_base);
   return is_first ? time : std::max(time, last_time_ + 1);
 }
 
 void ClipSource::shiftToOrigin(AVPacket& packet) const {
-  const std::int64_t shift =
-      av_rescale_q(origin_, av_get_time_base_q(), streams_->context->streams[packet.stream_index]->time_base);
+  const std::int64_t shift = av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->context->streams[packet.stream_index]->time_base);
   for (std::int64_t* time : {&packet.pts, &packet.dts}) {
     if (*time != AV_NOPTS_VALUE) {
       *time -= shift;
