@@ -120,11 +120,8 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         for page in [source / "README.md", *sorted((source / "docs").glob("*.md"))]:
             sandbox = pathlib.Path(folder) / page.stem
-            furnished = False
+            furnish(sandbox)
             for language, text, place in blocks(page):
-                if not furnished:
-                    furnish(sandbox)
-                    furnished = True
                 if language in ("sh", "bash"):
                     try_shell(text, place, sandbox)
                 elif language in COMPILERS:

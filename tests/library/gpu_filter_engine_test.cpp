@@ -86,11 +86,8 @@ TEST_F(GpuFilterSetUp, TakesTheFirstSuitablePlatformsFirstGpu) {
       held[call.handle] += call.name == "clRetainDevice" ? 1 : call.name == "clReleaseDevice" ? -1 : 0;
     }
     std::erase_if(held, [](const auto& device) { return device.second == 0; });
-    std::map<const void*, int> wanted;
-    if (is_chosen) {
-      wanted[layer_.deviceHandle(static_cast<std::size_t>(selection.chosen_platform), 0)] = 1;
-    }
-    EXPECT_EQ(held, wanted);
+    EXPECT_EQ(held.size(), is_chosen ? 1 : 0);
+    EXPECT_TRUE(!is_chosen || held[layer_.deviceHandle(static_cast<std::size_t>(selection.chosen_platform), 0)] == 1);
   }
 }
 
