@@ -4,6 +4,8 @@
 #include "text.h"
 #include "vorin_error.hpp"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -16,6 +18,13 @@
 #include <vector>
 
 namespace vorin::base {
+
+struct Unfinished {
+  std::atomic<bool> is_taken = false;
+  std::atomic<bool> is_set = false;
+  std::filesystem::path::string_type file; // changed only by the one who took it, while is_set is false
+};
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -103,10 +112,9 @@ bool renameToNew(const fs::path& from, const fs::path& to) {
   return true;
 }
 
-// ---- the file to delete when the process ends early ----
+// ---- the files to delete when the process ends early ----
 
-fs::path::string_type unfinished; // changed only while unfinished_is_set is false
-std::atomic<bool> unfinished_is_set = false;
+std::array<Unfinished, 64> all_unfinished;
 std::atomic<bool> removal_has_begun = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
 
@@ -117,34 +125,48 @@ void standStillOnceRemovalHasBegun() {
   }
 }
 
-extern "C" void removeUnfinishedFileAtExit() {
-  removeUnfinishedFile();
+extern "C" void removeUnfinishedFilesAtExit() {
+  removeUnfinishedFiles();
+}
+
+Unfinished* take(const fs::path& file) {
+  static const int registered = std::atexit(removeUnfinishedFilesAtExit);
+  static_cast<void>(registered);
+  const auto free =
+      std::find_if(all_unfinished.begin(), all_unfinished.end(), [](Unfinished& each) { return !each.is_taken.exchange(true); });
+  if (free == all_unfinished.end()) {
+    return nullptr;
+  }
+  free->file = file.native();
+  free->is_set = true;
+  return &*free;
 }
 
 } // namespace
 
-void removeUnfinishedFile() {
+void removeUnfinishedFiles() {
   removal_has_begun = true;
-  if (unfinished_is_set) {
-    removeFile(unfinished.c_str());
+  for (const Unfinished& each : all_unfinished) {
+    if (each.is_set) {
+      removeFile(each.file.c_str());
+    }
   }
 }
 
 TemporaryOutput::TemporaryOutput(const fs::path& output, bool overwrite)
     : output_(checkedOutput(output, overwrite)), overwrite_(overwrite),
-      temporary_(folderOf(output_) / randomName(kTemporaryBegin, kTemporaryEnd)) {
-  static const int registered = std::atexit(removeUnfinishedFileAtExit);
-  static_cast<void>(registered);
-  unfinished = temporary_.native();
-  unfinished_is_set = true;
+      temporary_(folderOf(output_) / randomName(kTemporaryBegin, kTemporaryEnd)), unfinished_(take(temporary_)) {
   standStillOnceRemovalHasBegun();
 }
 
 TemporaryOutput::~TemporaryOutput() {
   std::error_code ignored;
   fs::remove(temporary_, ignored);
-  unfinished_is_set = false;
-  standStillOnceRemovalHasBegun();
+  if (unfinished_ != nullptr) {
+    unfinished_->is_set = false;
+    standStillOnceRemovalHasBegun();
+    unfinished_->is_taken = false;
+  }
 }
 
 void TemporaryOutput::commit() {

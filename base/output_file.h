@@ -14,7 +14,8 @@
 
 namespace vorin::base {
 
-// The name of a temporary file that another library writes. A process may have only one at a time.
+// The name of a temporary file that another library writes.
+struct Unfinished;
 class TemporaryOutput {
 public:
   // Makes no file. Throws if the output exists and overwrite is not set, if it is not a regular file, if its folder is missing,
@@ -34,9 +35,10 @@ private:
   std::filesystem::path output_;
   bool overwrite_;
   std::filesystem::path temporary_;
+  Unfinished* unfinished_; // null: the file stays if the process ends early
 };
 
-// An output that is written piece by piece. A process may have only one at a time, since it is a TemporaryOutput.
+// An output that is written piece by piece.
 class OutputFile {
 public:
   // Throws as TemporaryOutput does, and makes the temporary file, so that a folder without write permission shows before any work
@@ -67,8 +69,8 @@ void removeTemporariesIn(const std::filesystem::path& folder);
 // Returns the two texts with 16 random hexadecimal digits between them.
 std::string randomName(const std::string& before, const std::string& after);
 
-// Deletes the temporary file of the process, when it ends without std::exit. Any thread may call it at any moment, also in a
+// Deletes the temporary files of the process, when it ends without std::exit. Any thread may call it at any moment, also in a
 // signal handler; the process must end after it.
-void removeUnfinishedFile();
+void removeUnfinishedFiles();
 
 } // namespace vorin::base

@@ -81,7 +81,7 @@ ExitStatus runProgram(int count, char** arguments) {
 [[noreturn]] void endProcess(ExitStatus status) {
   std::cout.flush();
   static_cast<void>(std::fflush(nullptr));
-  base::removeUnfinishedFile();
+  base::removeUnfinishedFiles();
   base::restoreConsole();
   std::_Exit(static_cast<int>(status));
 }

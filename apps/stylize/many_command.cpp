@@ -96,6 +96,16 @@ void removeLeftovers(const std::vector<InputResult>& planned) {
   std::for_each(folders.begin(), folders.end(), base::removeTemporariesIn);
 }
 
+std::size_t count(const std::vector<InputResult>& results, Outcome outcome) {
+  return static_cast<std::size_t>(
+      std::count_if(results.begin(), results.end(), [&](const auto& each) { return each.outcome == outcome; }));
+}
+
+std::string unitOf(const std::vector<InputResult>& results) {
+  const bool has_clips = std::any_of(results.begin(), results.end(), [](const auto& each) { return each.is_clip; });
+  return has_clips ? "files" : "images";
+}
+
 // Opens the inputs that are to be done, one ahead of the restyling: decoding an image takes about as long as a frame.
 class InputsAhead {
 public:
@@ -128,22 +138,11 @@ private:
   std::future<std::unique_ptr<media::Source>> opening_;
 };
 
-void restyleInto(const Options& options, Restyling& restyling, InputsAhead& inputs, InputResult& result) {
-  const std::unique_ptr<media::Source> source = inputs.take();
-  if (!result.is_clip && !media::isImageName(result.output)) { // an extension that is read, but not written on this system
-    throw Error(ErrorKind::kInputOutput,
-                base::quotedPath(result.output) + " has an extension that this system cannot write: add --to png");
-  }
-  media::requireImageFits(result.output, options.restyler.size.value_or(source->info().size));
-  makeFolder(result.output.parent_path());
-  restyling.run(*source, result, {&base::cancellationIsDue(), {}});
-}
-
-// Any failure is this input's own.
-void tryToRestyle(const Options& options, Restyling& restyling, InputsAhead& inputs, InputResult& result) {
+// Stores the failure of work on an input in its result. Returns whether there was none.
+template <typename Work> bool tryTo(InputResult& result, const Work& work) {
   try {
-    restyleInto(options, restyling, inputs, result);
-    return;
+    work();
+    return true;
   } catch (const Error& error) {
     result.error = error.what();
   } catch (const std::bad_alloc&) {
@@ -152,17 +151,113 @@ void tryToRestyle(const Options& options, Restyling& restyling, InputsAhead& inp
     result.error = base::quotedPath(result.input) + " cannot be restyled (" + error.what() + "): use another input";
   }
   result.outcome = Outcome::kFailed;
+  return false;
 }
 
-std::size_t count(const std::vector<InputResult>& results, Outcome outcome) {
-  return static_cast<std::size_t>(
-      std::count_if(results.begin(), results.end(), [&](const auto& each) { return each.outcome == outcome; }));
-}
+// Keeps the picture of one image.
+class KeptPicture final : public media::Sink {
+public:
+  explicit KeptPicture(media::Size size) : size_(size) {}
 
-std::string unitOf(const std::vector<InputResult>& results) {
-  const bool has_clips = std::any_of(results.begin(), results.end(), [](const auto& each) { return each.is_clip; });
-  return has_clips ? "files" : "images";
-}
+  media::Size size() const override { return size_; }
+  void write(media::Packet&& /*packet*/) override {}
+  void write(media::Frame&& frame) override { frame_ = std::move(frame); }
+  void finish() override {}
+  std::int64_t finishEarly() override { return 0; }
+
+  media::Frame take() { return std::move(frame_); }
+
+private:
+  media::Size size_;
+  media::Frame frame_;
+};
+
+// Restyles the inputs that are not done yet, one after the other. An image is encoded and written while the next one is restyled:
+// that takes about as long as a frame.
+class ManyInputs {
+public:
+  ManyInputs(const Options& options, Restyling& restyling, std::vector<InputResult>& results)
+      : options_(options), restyling_(restyling), results_(results), inputs_(options, results),
+        progress_(progressKind(options.progress == ProgressWish::kJson, options.quiet), unitOf(results),
+                  static_cast<std::int64_t>(results.size() - count(results, Outcome::kSkipped))) {}
+
+  void restyle() {
+    for (InputResult& result : results_) {
+      if (result.outcome == Outcome::kSkipped) {
+        continue;
+      }
+      if (!tryTo(result, [&] { restyleOne(result); })) {
+        settle();
+        report(result);
+      }
+      base::throwIfCancelled();
+    }
+    settle();
+    progress_.finish();
+  }
+
+private:
+  void restyleOne(InputResult& result) {
+    const std::unique_ptr<media::Source> source = inputs_.take();
+    if (!result.is_clip && !media::isImageName(result.output)) { // an extension that is read, but not written on this system
+      throw Error(ErrorKind::kInputOutput,
+                  base::quotedPath(result.output) + " has an extension that this system cannot write: add --to png");
+    }
+    const media::Size size = options_.restyler.size.value_or(source->info().size);
+    media::requireImageFits(result.output, size);
+    makeFolder(result.output.parent_path());
+    if (result.is_clip) {
+      restyling_.run(*source, result, {&base::cancellationIsDue(), {}});
+      settle();
+      report(result);
+      return;
+    }
+    std::unique_ptr<media::Sink> sink = media::openSink(result.output, {}, size, options_.sink);
+    KeptPicture picture(size);
+    restyling_.run(*source, picture, result, {&base::cancellationIsDue(), {}});
+    settle();
+    if (!base::cancellationIsDue()) {
+      writeBehind(result, std::move(sink), picture.take());
+    }
+  }
+
+  void writeBehind(InputResult& result, std::unique_ptr<media::Sink> sink, media::Frame&& frame) {
+    being_written_ = &result;
+    written_ = std::async(std::launch::async, [sink = std::move(sink), frame = std::move(frame)]() mutable {
+      sink->write(std::move(frame));
+      sink->finish();
+      sink.reset();
+    });
+  }
+
+  // Waits until the image before is written, and reports it.
+  void settle() {
+    if (being_written_ != nullptr) {
+      InputResult& result = *std::exchange(being_written_, nullptr);
+      tryTo(result, [this] { written_.get(); });
+      report(result);
+    }
+  }
+
+  void report(const InputResult& result) {
+    if (result.outcome == Outcome::kFailed) {
+      progress_.say(result.error);
+    }
+    for (const auto* lines : {&result.warnings, &result.damage}) {
+      std::for_each(lines->begin(), lines->end(), [this](const std::string& line) { progress_.say(line); });
+    }
+    progress_.update(++done_);
+  }
+
+  const Options& options_;
+  Restyling& restyling_;
+  std::vector<InputResult>& results_;
+  InputsAhead inputs_;
+  Progress progress_;
+  std::int64_t done_ = 0;
+  InputResult* being_written_ = nullptr;
+  std::future<void> written_;
+};
 
 // Prints the summary and the names of the failed inputs.
 ExitStatus conclude(const Options& options, const std::vector<InputResult>& results) {
@@ -186,34 +281,14 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
   return failed > 0 || is_damaged ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
 }
 
-// Restyles the inputs that are not done yet, one after the other.
 media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
   static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
   restyling.emplace(options);
-  media::RestylerReport report = restyling->report();
+  const media::RestylerReport report = restyling->report();
   if (!options.quiet) {
     printLine(headline(report));
   }
-  const std::size_t total = results.size() - count(results, Outcome::kSkipped);
-  Progress progress(progressKind(options.progress == ProgressWish::kJson, options.quiet), unitOf(results),
-                    static_cast<std::int64_t>(total));
-  InputsAhead inputs(options, results);
-  std::int64_t done = 0;
-  for (InputResult& result : results) {
-    if (result.outcome == Outcome::kSkipped) {
-      continue;
-    }
-    tryToRestyle(options, *restyling, inputs, result);
-    base::throwIfCancelled();
-    if (result.outcome == Outcome::kFailed) {
-      progress.say(result.error);
-    }
-    for (const auto* lines : {&result.warnings, &result.damage}) {
-      std::for_each(lines->begin(), lines->end(), [&](const std::string& line) { progress.say(line); });
-    }
-    progress.update(++done);
-  }
-  progress.finish();
+  ManyInputs(options, *restyling, results).restyle();
   return report;
 }
 

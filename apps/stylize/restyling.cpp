@@ -41,9 +41,13 @@ void Restyling::prepare(media::Size input) {
 }
 
 void Restyling::run(media::Source& source, InputResult& result, const media::RunOptions& run_options) {
+  const media::Size size = restyler_.resultSize(source.info().size);
+  run(source, *media::openSink(result.output, source.info(), size, options_.sink), result, run_options);
+}
+
+void Restyling::run(media::Source& source, media::Sink& sink, InputResult& result, const media::RunOptions& run_options) {
   const auto start = std::chrono::steady_clock::now();
-  result.size = restyler_.resultSize(source.info().size);
-  const std::unique_ptr<media::Sink> sink = media::openSink(result.output, source.info(), result.size, options_.sink);
+  result.size = sink.size();
   if (!is_prepared_) {
     prepare(source.info().size);
   }
@@ -56,7 +60,7 @@ void Restyling::run(media::Source& source, InputResult& result, const media::Run
   if (look_ != nullptr) {
     effects.push_back(look_.get());
   }
-  const media::RunResult run = media::run(source, *sink, effects, run_options);
+  const media::RunResult run = media::run(source, sink, effects, run_options);
   const double elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   result.frames = run.frames;
   result.frames_per_second = elapsed_s > 0 ? static_cast<double>(run.frames) / elapsed_s : 0;

@@ -51,8 +51,9 @@ public:
   // does it if it was not called.
   void prepare(media::Size input);
 
-  // Restyles the source into the result's output, and stores the outcome in the result.
+  // Restyles the source into the result's output or into another sink, and stores the outcome in the result.
   void run(media::Source& source, InputResult& result, const media::RunOptions& run_options);
+  void run(media::Source& source, media::Sink& sink, InputResult& result, const media::RunOptions& run_options);
 
 private:
   const Options& options_;

@@ -44,7 +44,7 @@ void installCancellationHandlers() {
 // Calls only functions that POSIX allows in a signal handler.
 void endCancelledProcess(std::string_view last_line) {
   [[maybe_unused]] const auto written = write(standard_error, last_line.data(), last_line.size());
-  removeUnfinishedFile(); // last: another thread may still be writing the file
+  removeUnfinishedFiles(); // last: another thread may still be writing the file
   _exit(static_cast<int>(ExitStatus::kCancelled));
 }
 

@@ -33,7 +33,7 @@ void endCancelledProcess(std::string_view last_line) {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), last_line.data(), static_cast<DWORD>(last_line.size()), &written, nullptr);
   restoreConsole();
-  removeUnfinishedFile(); // last: another thread may still be writing the file
+  removeUnfinishedFiles(); // last: another thread may still be writing the file
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitStatus::kCancelled));
 }
 
