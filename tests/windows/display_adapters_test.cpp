@@ -4,13 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <windows.h>
 
 namespace vorin {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tests;
 
 std::optional<std::string> variable(const char* name) {
   char value[64] = {};
@@ -18,7 +17,7 @@ std::optional<std::string> variable(const char* name) {
 }
 
 fs::path besideThisProgram(const char* file) {
-  return tests::programFile().parent_path() / file;
+  return programFile().parent_path() / file;
 }
 
 class DisplayAdapters : public testing::Test {
@@ -58,7 +57,7 @@ TEST_F(DisplayAdapters, AreListedThroughTheOldEntryAndAreNoneWithoutEntryOrLibra
 
 TEST_F(DisplayAdapters, NeverRunALibraryOfTheProgramsOrTheCurrentFolder) {
   ::SetEnvironmentVariableA("VORIN_TEST_ADAPTERS", "7a3c:46a6:128");
-  const tests::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const fs::path before = fs::current_path();
   fs::copy_file(besideThisProgram("dxgi.dll"), folder.path() / "dxgi.dll");
   fs::current_path(folder.path());
