@@ -1,7 +1,5 @@
 #!/usr/bin/env python3
-"""Runs or compiles every code block of README.md and docs/*.md.
-
-  documentation.py SOURCE_FOLDER BUILD_FOLDER PHOTO
+"""Runs or compiles every code block of README.md and docs/*.md: documentation.py SOURCE_FOLDER BUILD_FOLDER PHOTO
 
 - sh blocks run line by line in a folder with a photo, a painting, a clip and a folder of photos, the built programs first in the path.
   What sets up, builds or tests the project is not started again: such a script has to be there and to know its --help.
@@ -120,11 +118,8 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         for page in [source / "README.md", *sorted((source / "docs").glob("*.md"))]:
             sandbox = pathlib.Path(folder) / page.stem
-            furnished = False
+            furnish(sandbox)
             for language, text, place in blocks(page):
-                if not furnished:
-                    furnish(sandbox)
-                    furnished = True
                 if language in ("sh", "bash"):
                     try_shell(text, place, sandbox)
                 elif language in COMPILERS:

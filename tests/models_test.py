@@ -1,6 +1,4 @@
-"""Tests of the demo networks' build, run by the Python of build/models-venv.
-
-  models_test.py SOURCE_FOLDER
+"""Tests of the demo networks' build, run by the Python of build/models-venv: models_test.py SOURCE_FOLDER
 
 The networks of build/models and build/models-portable are there: scripts/test has built them.
 """

@@ -8,7 +8,6 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
 
 class PackOnnx : public PackTest {};

@@ -1,10 +1,10 @@
 // vorin-pack list and extract on packages that the test wrote byte by byte, sound and damaged.
 #include "support/pack_run.h"
 
+#include <tuple>
+
 namespace vorin::tests {
 namespace {
-
-namespace fs = std::filesystem;
 
 class PackReading : public PackTest {
 protected:
@@ -38,12 +38,7 @@ TEST_F(PackReading, TellsWhatIsWrongWithAPackage) {
   const std::string too_big =
       " has a size of 1073741825 bytes, and the library reads no package beyond an entry above 1073741824: " + anew;
   const std::string too_far = ", and the library would wait for them without end: copy or " + anew;
-  struct Case {
-    std::string package;
-    const char* table;
-    std::string line;
-  };
-  for (const Case& wrong : std::vector<Case>{
+  for (const auto& [bytes, table, fault] : std::vector<std::tuple<std::string, const char*, std::string>>{
            {"", "", early},
            {recordBytes("a", 0, 0), "0\t0\ta\n", early},
            {recordBytes("a", 0, 0) + std::string(8, '\0'), "0\t0\ta\n", early},
@@ -58,9 +53,9 @@ TEST_F(PackReading, TellsWhatIsWrongWithAPackage) {
             "entry 'a' runs 3221225452 bytes past the end of the file" + too_far},
            {recordBytes("a", 0, 0) + recordBytes("a", 1, 0) + closing, "0\t0\ta\n1\t0\ta\n",
             "entry 'a' is there more than once, and the library sees the first only: " + anew}}) {
-    package(wrong.package);
-    expectRefusal({"list", "p.bin"}, 1, wrong.table, "'p.bin': " + wrong.line);
-    expectRefusal({"extract", "p.bin", "-o", "out"}, 1, "'p.bin': " + wrong.line + ", or name the entries that you want");
+    package(bytes);
+    expectRefusal({"list", "p.bin"}, 1, table, "'p.bin': " + fault);
+    expectRefusal({"extract", "p.bin", "-o", "out"}, 1, "'p.bin': " + fault + ", or name the entries that you want");
   }
   package(recordBytes("sound", 0, 1000) + closing); // no bytes, so no end to run past
   EXPECT_EQ(pack_.run({"list", "p.bin"}).exit_status, 0);
@@ -107,23 +102,21 @@ TEST_F(PackReading, ExtractsTheSoundEntriesOfADamagedPackage) {
 }
 
 TEST_F(PackReading, NeverWritesOutsideTheFolder) {
-  struct Case {
-    std::string name;
-    const char* shown;
-    const char* why;
-  };
-  for (const Case& wrong : std::vector<Case>{{"../out", "'../out'", "holds a path separator"},
-                                             {"/tmp/vorin-out", "'/tmp/vorin-out'", "holds a path separator"},
-                                             {"..\\out", "'..\\out'", "holds a path separator"},
-                                             {"c:out", "'c:out'", "holds a path separator"},
-                                             {"..", "'..'", "names a folder"},
-                                             {".", "'.'", "names a folder"},
-                                             {"a\x1B[2Jb", "'a\\x1B[2Jb'", "holds a control character"}}) {
-    package(packageBytes({{"net.xml", "network"}, {wrong.name, "out"}}));
-    const std::string line = std::string("'p.bin': the name of entry ") + wrong.shown + " " + wrong.why +
-                             ", so nothing is extracted: name other entries";
+  const std::string kControl = "a\x1B[2Jb";
+  const char* const kSeparator = "holds a path separator";
+  for (const auto& [name, why] : {std::pair<std::string, const char*>("../out", kSeparator),
+                                  {"/tmp/vorin-out", kSeparator},
+                                  {"..\\out", kSeparator},
+                                  {"c:out", kSeparator},
+                                  {"..", "names a folder"},
+                                  {".", "names a folder"},
+                                  {kControl, "holds a control character"}}) {
+    package(packageBytes({{"net.xml", "network"}, {name, "out"}}));
+    const std::string shown = name == kControl ? "a\\x1B[2Jb" : name;
+    const std::string line =
+        "'p.bin': the name of entry '" + shown + "' " + why + ", so nothing is extracted: name other entries";
     expectRefusal({"extract", "p.bin", "-o", "work"}, 1, line);
-    expectRefusal({"extract", "p.bin", wrong.name, "-o", "work"}, 1, line);
+    expectRefusal({"extract", "p.bin", name, "-o", "work"}, 1, line);
   }
 }
 

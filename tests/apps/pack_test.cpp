@@ -11,7 +11,6 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -63,17 +62,15 @@ TEST_F(PackBuild, RefusesWhatIsNoNetwork) {
   writeFile(pack_.file("text.bin"), "hello");
   writeFile(pack_.file("cut.xml"), readFile(pack_.file("net.xml")).substr(0, 300));
   writeFile(pack_.file("cut.bin"), readFile(pack_.file("net.bin")));
-  struct Case {
-    const char* file;
-    const char* line;
-  };
-  for (const Case& wrong : {Case{"none.xml", "'none.xml' does not exist"}, Case{"none.onnx", "'none.onnx' does not exist"},
-                            Case{"folder.xml", "'folder.xml' is not a file"}, Case{"net.bin", "'net.bin' is not a network"},
-                            Case{"alone.xml", "'alone.xml' has no weights: put 'alone.bin' beside it"},
-                            Case{"text.xml", "'text.xml' is not a network in OpenVINO's IR"},
-                            Case{"cut.xml", "'cut.xml' is not a network that the runtime can read ("}}) {
-    expectRefusal({"build", "model_st.bin", "net.xml", wrong.file}, 1, wrong.line);
-    expectRefusal({"build", "model_st.bin", "--as", "cartoon", wrong.file}, 1, wrong.line);
+  for (const auto& [file, line] : {std::pair("none.xml", "'none.xml' does not exist"),
+                                   {"none.onnx", "'none.onnx' does not exist"},
+                                   {"folder.xml", "'folder.xml' is not a file"},
+                                   {"net.bin", "'net.bin' is not a network"},
+                                   {"alone.xml", "'alone.xml' has no weights: put 'alone.bin' beside it"},
+                                   {"text.xml", "'text.xml' is not a network in OpenVINO's IR"},
+                                   {"cut.xml", "'cut.xml' is not a network that the runtime can read ("}}) {
+    expectRefusal({"build", "model_st.bin", "net.xml", file}, 1, line);
+    expectRefusal({"build", "model_st.bin", "--as", "cartoon", file}, 1, line);
   }
   expectRefusal({"build", "model_st.bin", "--as", "lightgrey", "net.xml", "--int8", "none.xml"}, 1, "'none.xml' does not exist");
   expectRefusal({"build", "model_st.bin", "--name", "notes=none.txt"}, 1, "'none.txt' does not exist");
@@ -133,25 +130,19 @@ TEST_F(PackBuild, RefusesTargetsThatItCannotOrMustNotWriteAndReplacesThemOnReque
 
 TEST_F(PackBuild, RefusesLinesItDoesNotUnderstand) {
   saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
-  struct Case {
-    std::vector<std::string> arguments;
-    const char* line;
-  };
-  for (const Case& wrong :
-       std::vector<Case>{{{}, "no command given"},
-                         {{"build", "model_st.bin"}, "no network named"},
-                         {{"build", "model_st.bin", "--as", "pencil", "net.xml"},
-                          "pencil not in {transfer-512,transfer-256,transfer-540p,lightgrey,cartoon}"},
-                         {{"build", "model_st.bin", "--int8", "net.xml", "--as", "lightgrey", "net.xml"},
-                          "--int8 net.xml belongs to no network"},
-                         {{"build", "model_st.bin", "--as", "lightgrey", "net.xml", "--int8", "net.xml", "--int8", "a.xml"},
-                          "--int8 a.xml belongs"},
-                         {{"build", "model_st.bin", "--as", "cartoon", "net.xml", "--int8", "net.xml"},
-                          "does not load a quantised twin of cartoon"},
-                         {{"build", "model_st.bin", "--name", "net.xml"}, "--name 'net.xml' is not of the form ENTRY=FILE"},
-                         {{"build", "model_st.bin", "--name", "=net.xml"}, "is not of the form"},
-                         {{"verify", "model_st.bin", "pencil"}, "pencil not in {"}}) {
-    expectRefusal(wrong.arguments, 2, wrong.line);
+  using Words = std::vector<std::string>;
+  for (const auto& [arguments, line] : std::vector<std::pair<Words, const char*>>{
+           {{}, "no command given"},
+           {{"build", "p.bin"}, "no network named"},
+           {{"build", "p.bin", "--as", "pencil", "net.xml"},
+            "pencil not in {transfer-512,transfer-256,transfer-540p,lightgrey,cartoon}"},
+           {{"build", "p.bin", "--int8", "net.xml", "--as", "lightgrey", "net.xml"}, "--int8 net.xml belongs to no network"},
+           {{"build", "p.bin", "--as", "lightgrey", "net.xml", "--int8", "net.xml", "--int8", "a.xml"}, "--int8 a.xml belongs"},
+           {{"build", "p.bin", "--as", "cartoon", "net.xml", "--int8", "net.xml"}, "does not load a quantised twin of cartoon"},
+           {{"build", "p.bin", "--name", "net.xml"}, "--name 'net.xml' is not of the form ENTRY=FILE"},
+           {{"build", "p.bin", "--name", "=net.xml"}, "is not of the form"},
+           {{"verify", "p.bin", "pencil"}, "pencil not in {"}}) {
+    expectRefusal(arguments, 2, line);
   }
 }
 

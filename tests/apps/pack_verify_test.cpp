@@ -7,9 +7,7 @@
 namespace vorin::tests {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StartsWith;
+using namespace testing;
 
 class PackVerify : public testing::Test {
 protected:
@@ -105,18 +103,8 @@ NetworkRecipe withOutput(NetworkRecipe recipe, const std::vector<std::int64_t>& 
   return recipe;
 }
 
-NetworkRecipe withTwoOutputs() {
-  NetworkRecipe recipe = fixedStyleRecipe();
-  recipe.outputs = 2;
-  return recipe;
-}
-
-NetworkRecipe withFrame(const NetworkInput& input) {
-  return {.inputs = {input}};
-}
-
-NetworkRecipe withInputs(const NetworkInput& content, const NetworkInput& style) {
-  return {.inputs = {content, style}};
+NetworkRecipe with(const std::vector<NetworkInput>& inputs) {
+  return {.inputs = inputs};
 }
 
 const NetworkInput kContent = {{"input_content"}, "1,3,24,40"};
@@ -126,19 +114,21 @@ const NetworkInput kStyle = {{"input_style"}, "1,3,16,16"};
 std::vector<WrongNetwork> wrongFixedStyles() {
   return {
       {"two inputs", transferRecipe(), "takes 2 inputs (input_content, input_style) where one is needed, the frame: make "},
-      {"three dimensions", withFrame({{"x"}, "3,?,?"}),
+      {"three dimensions", with({{{"x"}, "3,?,?"}}),
        "takes an input that has the shape [3,?,?] where [1,3,height,width] is needed: export it with these four"},
-      {"any rank", withFrame({{"x"}, "..."}), "takes an input that has the shape [...] where "},
-      {"planes last, fixed", withFrame({{"x"}, "1,480,640,3"}),
+      {"any rank", with({{{"x"}, "..."}}), "takes an input that has the shape [...] where "},
+      {"planes last, fixed", with({{{"x"}, "1,480,640,3"}}),
        "takes an input that has the shape [1,480,640,3] where [1,3,height,width] is needed: put a transpose there"},
-      {"one plane", withFrame({{"x"}, "1,1,?,?"}),
+      {"one plane", with({{{"x"}, "1,1,?,?"}}),
        "takes an input that has the shape [1,1,?,?] where [1,3,height,width] is needed: export it for pictures of three planes"},
-      {"four pictures", withFrame({{"x"}, "4,3,?,?"}),
+      {"four pictures", with({{{"x"}, "4,3,?,?"}}),
        "takes an input that has the shape [4,3,?,?] where [1,3,height,width] is needed: export it for one picture at a time"},
-      {"bytes", withFrame({{"x"}, "1,3,?,?", "u8"}), "takes an input of the type u8, and the library"},
-      {"declared layout", withFrame({{"x"}, "1,3,?,?", "f32", "[N,H,W,C]"}),
+      {"bytes", with({{{"x"}, "1,3,?,?", "u8"}}), "takes an input of the type u8, and the library"},
+      {"declared layout", with({{{"x"}, "1,3,?,?", "f32", "[N,H,W,C]"}}),
        "takes an input that declares the layout [N,H,W,C], and the library takes it as NCHW"},
-      {"two outputs", withTwoOutputs(), "gives 2 outputs where one is needed: keep the picture only"},
+      {"two outputs",
+       {.inputs = fixedStyleRecipe().inputs, .outputs = 2},
+       "gives 2 outputs where one is needed: keep the picture only"},
       {"output of one plane", withOutput(fixedStyleRecipe(), {1, 1, 1, -1}),
        "gives an output for frames of 1920x1080 that has the shape [1,1,1,6220800] where [1,3,height,width] is needed"},
       {"one size only", withOutput(fixedStyleRecipe(), {1, 3, 1080, 1920}), "cannot be given the size 960x540 ("},
@@ -147,22 +137,20 @@ std::vector<WrongNetwork> wrongFixedStyles() {
 }
 
 std::vector<WrongNetwork> wrongTransfers() {
-  NetworkRecipe three_inputs = transferRecipe();
-  three_inputs.inputs.push_back({{"strength"}, "1"});
   return {
-      {"three inputs", three_inputs,
+      {"three inputs", with({kContent, kStyle, {{"strength"}, "1"}}),
        "takes 3 inputs where two are needed, 'input_content' and 'input_style': export it with these"},
-      {"other name", withInputs(kContent, {{"style"}, "1,3,16,16"}),
+      {"other name", with({kContent, {{"style"}, "1,3,16,16"}}),
        "has no input named 'input_style' (its inputs: input_content, style): rename that input"},
-      {"two names", withInputs({{"input_content", "x"}, "1,3,24,40"}, kStyle),
+      {"two names", with({{{"input_content", "x"}, "1,3,24,40"}, kStyle}),
        "takes an input 'input_content' that has other names too (input_content, x): keep only this name"},
-      {"no size", withInputs({{"input_content"}, "1,3,?,?"}, kStyle),
+      {"no size", with({{{"input_content"}, "1,3,?,?"}, kStyle}),
        "takes an input 'input_content' that has no fixed size ([1,3,?,?]), which this style needs: export it with one"},
-      {"style in half precision", withInputs(kContent, {{"input_style"}, "1,3,16,16", "f16"}),
+      {"style in half precision", with({kContent, {{"input_style"}, "1,3,16,16", "f16"}}),
        "takes an input 'input_style' that has elements of the type f16, and the library passes f32: export it in f32"},
-      {"content in bytes", withInputs({{"input_content"}, "1,3,24,40", "u8"}, kStyle),
+      {"content in bytes", with({{{"input_content"}, "1,3,24,40", "u8"}, kStyle}),
        "takes an input 'input_content' that has elements of the type u8, and the library passes floating-point values"},
-      {"style with planes last", withInputs(kContent, {{"input_style"}, "1,16,16,3"}),
+      {"style with planes last", with({kContent, {{"input_style"}, "1,16,16,3"}}),
        "takes an input 'input_style' that has the shape [1,16,16,3] where [1,3,height,width] is needed: put a transpose"},
       {"output of other planes", withOutput(transferRecipe(), {1, 1, 72, 40}),
        "gives an output that has the shape [1,1,72,40] where [1,3,height,width] is needed"},
@@ -186,14 +174,14 @@ TEST_F(PackVerify, SaysWhatIsWrongWithANetwork) {
 
 TEST_F(PackVerify, AcceptsWhatTheLibraryCanUse) {
   for (const NetworkRecipe& recipe :
-       {withFrame({{"a", "b"}, "1,3,?,?"}), withFrame({{"x"}, "?,3,64,64"}), withFrame({{"x"}, "1,3,?,?", "f16"}),
-        withFrame({{"x"}, "?,?,?,?"}), withFrame({{"x"}, "1,3,?,?", "f32", "[N,C,H,W]"}), withFrame({{}, "1,3,?,?"})}) {
+       {with({{{"a", "b"}, "1,3,?,?"}}), with({{{"x"}, "?,3,64,64"}}), with({{{"x"}, "1,3,?,?", "f16"}}),
+        with({{{"x"}, "?,?,?,?"}}), with({{{"x"}, "1,3,?,?", "f32", "[N,C,H,W]"}}), with({{{}, "1,3,?,?"}})}) {
     pack(recipe, "cartoon");
     expectSound({"verify", "p.bin", "cartoon"});
   }
-  pack(withInputs({{"input_content"}, "1,3,24,40", "f16"}, kStyle), "transfer-540p");
+  pack(with({{{"input_content"}, "1,3,24,40", "f16"}, kStyle}), "transfer-540p");
   expectSound({"verify", "p.bin", "transfer-540p"});
-  pack(withInputs(kStyle, kContent), "transfer-540p"); // in either order
+  pack(with({kStyle, kContent}), "transfer-540p"); // in either order
   expectSound({"verify", "p.bin", "transfer-540p"});
 }
 

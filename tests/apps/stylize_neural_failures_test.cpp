@@ -11,8 +11,6 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr const char* kCartoonEntry = "cartoon_model_slim5.xml";
 
 // Compiled, but it fails when it runs: sequences longer than there are numbers.
@@ -59,7 +57,7 @@ std::vector<FailureCase> failureCases() {
   };
 }
 
-class StylizeNeuralFailure : public testing::TestWithParam<FailureCase> {
+class StylizeNeuralFailure : public testing::Test {
 protected:
   void SetUp() override {
     run_.image("photo.png");
@@ -73,19 +71,18 @@ protected:
   StylizeRun run_;
 };
 
-TEST_P(StylizeNeuralFailure, SaysOneLineAndLeavesNothing) {
-  const FailureCase& failure = GetParam();
-  pack(failure.package);
-  const auto names_before = run_.names();
+TEST_F(StylizeNeuralFailure, SaysOneLineAndLeavesNothing) {
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["ASAN_OPTIONS"] = "detect_leaks=0"; // the runtime's readers of other kinds of networks leak
-  expectFailure(run_.restyle(run_.inFolder(failure.arguments), setting), failure.exit_status, failure.said);
-  EXPECT_EQ(run_.names(), names_before);
-  EXPECT_EQ(readFile(run_.file("models") + "/model_st.bin"), failure.package);
+  for (const FailureCase& failure : failureCases()) {
+    SCOPED_TRACE(failure.name);
+    pack(failure.package);
+    const auto names_before = run_.names();
+    expectFailure(run_.restyle(run_.inFolder(failure.arguments), setting), failure.exit_status, failure.said);
+    EXPECT_EQ(run_.names(), names_before);
+    EXPECT_EQ(readFile(run_.file("models") + "/model_st.bin"), failure.package);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, StylizeNeuralFailure, testing::ValuesIn(failureCases()),
-                         [](const auto& each) { return each.param.name; });
 
 // The library unpacks the network and removes its files once they are loaded: the first signal lets it do that, the second
 // ends the program before.
@@ -94,8 +91,8 @@ TEST_F(StylizeNeuralFailure, LoadingIsCancelledByTheSecondSignalAtOnce) {
   pack(packageBytes(networkFiles(kCartoon, FixedNetwork{.padding_floats = kPaddingBytes / 4})));
   const auto names_before = run_.names();
   for (const bool twice : {false, true}) {
-    if (twice && !StylizeRun::getsSecondSignal()) {
-      continue;
+    if (twice && fs::path::preferred_separator == '\\') {
+      continue; // under Wine a child's console cannot be joined twice
     }
     const TemporaryFolder cache;
     const fs::path unpacked = cache.path() / "vorin-stt" / kCartoonEntry;

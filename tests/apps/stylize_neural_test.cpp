@@ -9,7 +9,6 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
 

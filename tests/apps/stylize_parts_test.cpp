@@ -8,14 +8,13 @@
 #include "sources_and_sinks.h"
 #include "support/stylize_run.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <fstream>
 
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace vorin::stylize;
 
 TEST(StylizeParts, SizesAreTwoPlainDecimalNumbers) {

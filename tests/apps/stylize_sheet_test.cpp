@@ -10,8 +10,6 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr int kWidth = 211;
 constexpr int kHeight = 120;
 

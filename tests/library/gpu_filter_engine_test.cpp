@@ -38,20 +38,18 @@ protected:
   }
 
   OpenClTestLayer layer_;
+  const Picture picture_ = plainPicture(8, 8, 100);
+  Picture output_ = plainPicture(8, 8, 7);
 };
-
-// ---- the choice of a device ----
 
 constexpr int kNone = -1;
 
-struct SelectionCase {
+const struct {
   const char* name;
   std::vector<TestPlatform> platforms;
   std::int32_t device_kind;
   int chosen_platform; // whose first device is taken; kNone: no platform serves
-};
-
-const SelectionCase kSelections[] = {
+} kSelections[] = {
     {"VendorWordMissing", {{"Acme Corporation", {{kUnified}}}}, 8, kNone},
     {"VendorWordInOtherCase", {{"MERIX merix", {{kUnified}}}}, 8, kNone},
     {"VendorWordWithinText", {{"The Merix(R) company", {{kUnified}}}}, 8, 0},
@@ -72,7 +70,7 @@ const SelectionCase kSelections[] = {
 };
 
 TEST_F(GpuFilterSetUp, TakesTheFirstSuitablePlatformsFirstGpu) {
-  for (const SelectionCase& selection : kSelections) {
+  for (const auto& selection : kSelections) {
     SCOPED_TRACE(selection.name);
     layer_.reset();
     layer_.setPlatforms(selection.platforms);
@@ -81,22 +79,17 @@ TEST_F(GpuFilterSetUp, TakesTheFirstSuitablePlatformsFirstGpu) {
     const bool is_chosen = selection.chosen_platform != kNone;
     EXPECT_EQ(engine.initialised(), is_chosen);
     EXPECT_EQ(lines, is_chosen ? std::vector<std::string>() : std::vector<std::string>{kNoPlatform});
-    EXPECT_EQ(layer_.countCalls("clCreateContext"), is_chosen ? 1u : 0u);
+    EXPECT_EQ(layer_.countCalls("clCreateContext"), is_chosen ? 1 : 0);
     // The engine holds the chosen device. Every reference to a device that was only looked at is given back.
     std::map<const void*, int> held;
     for (const OpenClCall& call : layer_.calls()) {
       held[call.handle] += call.name == "clRetainDevice" ? 1 : call.name == "clReleaseDevice" ? -1 : 0;
     }
     std::erase_if(held, [](const auto& device) { return device.second == 0; });
-    std::map<const void*, int> wanted;
-    if (is_chosen) {
-      wanted[layer_.deviceHandle(static_cast<std::size_t>(selection.chosen_platform), 0)] = 1;
-    }
-    EXPECT_EQ(held, wanted);
+    EXPECT_EQ(held.size(), is_chosen ? 1 : 0);
+    EXPECT_TRUE(!is_chosen || held[layer_.deviceHandle(static_cast<std::size_t>(selection.chosen_platform), 0)] == 1);
   }
 }
-
-// ---- the work-group edge ----
 
 // Every attempt starts from the edge that a failed one left, which comes to the same edge again.
 TEST_F(GpuFilterSetUp, HalvesTheSmallestPowerOfTwoWhoseSquareReachesTheLargestWorkGroup) {
@@ -120,17 +113,13 @@ TEST_F(GpuFilterSetUp, PreparesNothingForAnEdgeOf0) {
   layer_.setPlatforms({{"Merix", {{kUnified, 1}}}});
   GpuFilterEngine engine;
   ASSERT_TRUE(init(engine));
-  const Picture picture = plainPicture(8, 8, 100);
-  Picture output = picture;
   for (const Filter& filter : {kPencilSketch, kStippling}) {
     for (int time = 0; time < 2; ++time) {
       EXPECT_EQ((engine.*filter.prepare)(8, 8), VORIN_STATUS_FAILED);
-      EXPECT_EQ((engine.*filter.run)(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+      EXPECT_EQ((engine.*filter.run)(picture_.bytes.data(), output_.bytes.data()), VORIN_STATUS_FAILED);
     }
   }
 }
-
-// ---- failing steps ----
 
 TEST_F(GpuFilterSetUp, ReportsTheStepThatFails) {
   const struct {
@@ -151,7 +140,7 @@ TEST_F(GpuFilterSetUp, ReportsTheStepThatFails) {
     GpuFilterEngine engine;
     EXPECT_THAT(logOfInit(engine), ElementsAre(each.line));
     EXPECT_FALSE(engine.initialised());
-    EXPECT_EQ(layer_.countCalls(each.not_called_after), 0u);
+    EXPECT_EQ(layer_.countCalls(each.not_called_after), 0);
     EXPECT_TRUE(init(engine)); // and may be tried again
   }
 }
@@ -161,14 +150,12 @@ TEST_F(GpuFilterSetUp, ReportsASecondKernelThatCannotBeMadeAndKeepsItsEntry) {
   GpuFilterEngine engine;
   EXPECT_THAT(logOfInit(engine), ElementsAre("[I] Opencl open kernel failed!"));
   EXPECT_FALSE(engine.initialised());
-  EXPECT_EQ(layer_.countCalls("clCreateSampler"), 0u);
+  EXPECT_EQ(layer_.countCalls("clCreateSampler"), 0);
   // The next attempt makes both kernels, but what is in the table stays: the pencil sketch remains without one.
   EXPECT_TRUE(init(engine));
-  const Picture picture = plainPicture(8, 8, 100);
-  Picture output = picture;
   engine.PreparePencilSketch(8, 8);
   LogLines lines;
-  EXPECT_EQ(engine.RunPencilSketch(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+  EXPECT_EQ(engine.RunPencilSketch(picture_.bytes.data(), output_.bytes.data()), VORIN_STATUS_FAILED);
   EXPECT_THAT(lines.take(), ElementsAre("[I] Opencl failed! -48")); // CL_INVALID_KERNEL
 }
 
@@ -181,28 +168,22 @@ TEST_F(GpuFilterSetUp, GoesOnWhereACreationFailsThatIsNotExamined) {
     GpuFilterEngine engine;
     EXPECT_THAT(logOfInit(engine), IsEmpty());
     EXPECT_TRUE(engine.initialised());
-    const Picture picture = plainPicture(8, 8, 100);
-    Picture output = picture;
     engine.PrepareStippling(8, 8);
-    EXPECT_EQ(engine.RunStippling(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+    EXPECT_EQ(engine.RunStippling(picture_.bytes.data(), output_.bytes.data()), VORIN_STATUS_FAILED);
   }
 }
 
 TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
   GpuFilterEngine engine;
-  const Picture picture = plainPicture(3, 2, 1);
   for (const Filter& filter : {kPencilSketch, kStippling}) {
-    Picture output = plainPicture(3, 2, 7);
     LogLines lines;
-    EXPECT_EQ((engine.*filter.prepare)(3, 2), VORIN_STATUS_FAILED);
-    EXPECT_EQ((engine.*filter.run)(picture.bytes.data(), output.bytes.data()), VORIN_STATUS_FAILED);
+    EXPECT_EQ((engine.*filter.prepare)(8, 8), VORIN_STATUS_FAILED);
+    EXPECT_EQ((engine.*filter.run)(picture_.bytes.data(), output_.bytes.data()), VORIN_STATUS_FAILED);
     EXPECT_THAT(lines.take(),
                 ElementsAre("[I] Opencl failed[enqueueWriteBuffer]!", "[I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
-    EXPECT_EQ(output.bytes, plainPicture(3, 2, 7).bytes);
+    EXPECT_EQ(output_.bytes, plainPicture(8, 8, 7).bytes);
   }
 }
-
-// ---- handles ----
 
 // Each creation has its release, also of an attempt that failed and of sizes that were left.
 TEST_F(GpuFilterSetUp, LeaksNoHandle) {

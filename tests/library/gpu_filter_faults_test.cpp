@@ -49,36 +49,29 @@ TEST_P(GpuFilterFrame, IsOneWriteOneLaunchAndOneRead) {
   EXPECT_TRUE(output.guardIntact());
 }
 
-// ---- failing steps of a frame ----
-
 TEST_P(GpuFilterFrame, RepeatsAFailingStepOnceAndReportsTheRepetition) {
-  struct Step {
-    const char* function;
-    int skip;
-  };
-  std::vector<Step> steps = {
+  std::vector<std::pair<std::string, int>> steps = {
       {"clEnqueueWriteImage", 0}, {"clEnqueueNDRangeKernel", 0}, {"clFinish", 0}, {"clEnqueueReadImage", 0}};
   for (int argument = 0; argument < GetParam().kernel_arguments; ++argument) {
-    steps.push_back({"clSetKernelArg", argument});
+    steps.emplace_back("clSetKernelArg", argument);
   }
   ASSERT_EQ(prepare(37, 21), VORIN_STATUS_OK);
   GuardedBuffer intact(picture_.bytes.size());
   ASSERT_EQ(run(intact.data()), VORIN_STATUS_OK);
-  for (const Step& step : steps) {
+  for (const auto& [function, skip] : steps) {
     for (const int failures : {1, 2, 3}) {
-      SCOPED_TRACE(std::string(step.function) + " " + std::to_string(step.skip) + ", failing times: " + std::to_string(failures));
+      SCOPED_TRACE(function + " " + std::to_string(skip) + ", failing times: " + std::to_string(failures));
       layer_.reset();
-      layer_.fail(step.function, CL_OUT_OF_RESOURCES, step.skip, failures);
+      layer_.fail(function, CL_OUT_OF_RESOURCES, skip, failures);
       GuardedBuffer output(picture_.bytes.size());
       {
         LogLines lines;
         EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
         EXPECT_THAT(lines.take(), ElementsAre(failures == 1 ? "[I] Opencl failed! 0" : "[I] Opencl failed! -5"));
       }
-      const std::size_t tries = static_cast<std::size_t>(step.skip) + 2;
-      EXPECT_EQ(layer_.countCalls(step.function), tries);
-      EXPECT_EQ(workSince(0).back(), step.function); // and nothing after it
-      EXPECT_TRUE(output.untouched() || std::string(step.function) == "clEnqueueReadImage");
+      EXPECT_EQ(layer_.countCalls(function), skip + 2);
+      EXPECT_EQ(workSince(0).back(), function); // and nothing after it
+      EXPECT_TRUE(output.untouched() || function == "clEnqueueReadImage");
       EXPECT_TRUE(output.guardIntact());
       // The failure is the frame's alone: the next one is drawn as ever.
       layer_.reset();
@@ -88,8 +81,6 @@ TEST_P(GpuFilterFrame, RepeatsAFailingStepOnceAndReportsTheRepetition) {
   }
 }
 
-// ---- failing steps of a preparation ----
-
 TEST_P(GpuFilterFrame, ReportsEachFailingUploadAndCountsTheSizeAsPrepared) {
   for (int table = 0; table < GetParam().tables; ++table) {
     layer_.reset();
@@ -97,8 +88,7 @@ TEST_P(GpuFilterFrame, ReportsEachFailingUploadAndCountsTheSizeAsPrepared) {
     LogLines lines;
     EXPECT_EQ(prepare(37 + table, 21), VORIN_STATUS_FAILED);
     EXPECT_THAT(lines.take(), ElementsAre(kUploadFailed));
-    EXPECT_EQ(layer_.countCalls("clEnqueueWriteBuffer"),
-              static_cast<std::size_t>(GetParam().tables)); // the others go out all the same
+    EXPECT_EQ(layer_.countCalls("clEnqueueWriteBuffer"), GetParam().tables); // the others go out all the same
     const std::size_t before = layer_.calls().size();
     EXPECT_EQ(prepare(37 + table, 21), VORIN_STATUS_OK);
     EXPECT_EQ(layer_.calls().size(), before);
@@ -106,36 +96,28 @@ TEST_P(GpuFilterFrame, ReportsEachFailingUploadAndCountsTheSizeAsPrepared) {
   EXPECT_EQ(prepare(36, 21), VORIN_STATUS_OK);
 }
 
-// Creations are not examined: a missing buffer shows when it is written, and again in the frames that are to use it.
-TEST_P(GpuFilterFrame, ShowsAMissingTableLater) {
+// Creations are not examined: a missing buffer shows when it is written, and both buffers and images in the frames that use them.
+TEST_P(GpuFilterFrame, ShowsAMissingTableOrImageLater) {
   GuardedBuffer output(picture_.bytes.size());
-  for (int table = 0; table < GetParam().tables; ++table) {
-    layer_.reset();
-    layer_.fail("clCreateBuffer", CL_OUT_OF_RESOURCES, table, 1);
-    LogLines lines;
-    EXPECT_EQ(prepare(37, 21 - table), VORIN_STATUS_FAILED);
-    EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
-    EXPECT_THAT(lines.take(), ElementsAre(kUploadFailed, "[I] Opencl failed! -38")); // CL_INVALID_MEM_OBJECT
-  }
-  EXPECT_EQ(prepare(40, 21), VORIN_STATUS_OK);
-}
-
-TEST_P(GpuFilterFrame, ShowsAMissingImageLater) {
-  GuardedBuffer output(picture_.bytes.size());
-  for (const int image : {0, 1}) {
-    layer_.reset();
-    layer_.fail("clCreateImage", CL_OUT_OF_RESOURCES, image, 1);
-    LogLines lines;
-    EXPECT_EQ(prepare(36, 21), VORIN_STATUS_OK);
-    EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
-    EXPECT_THAT(lines.take(), ElementsAre("[I] Opencl failed! -38")); // CL_INVALID_MEM_OBJECT
-    EXPECT_EQ(prepare(37, 21), VORIN_STATUS_OK);
-    EXPECT_EQ(run(output.data()), VORIN_STATUS_OK);
+  int height = 21;
+  for (const auto& [function, count] : {std::pair("clCreateImage", 2), {"clCreateBuffer", GetParam().tables}}) {
+    const bool is_image = std::string(function) == "clCreateImage";
+    for (int index = 0; index < count; ++index) {
+      layer_.reset();
+      layer_.fail(function, CL_OUT_OF_RESOURCES, index, 1);
+      LogLines lines;
+      EXPECT_EQ(prepare(37, --height), is_image ? VORIN_STATUS_OK : VORIN_STATUS_FAILED);
+      EXPECT_EQ(run(output.data()), VORIN_STATUS_FAILED);
+      const std::vector<std::string> said = lines.take();
+      EXPECT_EQ(said.back(), "[I] Opencl failed! -38"); // CL_INVALID_MEM_OBJECT
+      EXPECT_EQ(said.front() == kUploadFailed, !is_image);
+      EXPECT_EQ(prepare(37, --height), VORIN_STATUS_OK);
+      EXPECT_EQ(run(output.data()), VORIN_STATUS_OK);
+    }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Filters, GpuFilterFrame, testing::Values(kPencilSketch, kStippling),
-                         [](const auto& instance) { return std::string(instance.param.name); });
+INSTANTIATE_TEST_SUITE_P(Filters, GpuFilterFrame, testing::Values(kPencilSketch, kStippling), nameOfFilter);
 
 } // namespace
 } // namespace vorin

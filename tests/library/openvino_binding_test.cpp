@@ -21,10 +21,7 @@
 namespace vorin::tests {
 namespace {
 
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
+using namespace testing;
 
 using ov::preprocess::PrePostProcessor;
 
@@ -32,13 +29,6 @@ std::shared_ptr<ov::Model> read(const IrNetwork& network) {
   ov::Tensor weights(ov::element::u8, {std::max<std::size_t>(network.weights().size(), 1)});
   std::copy(network.weights().begin(), network.weights().end(), weights.data<std::uint8_t>());
   return ov::Core().read_model(network.description(), weights);
-}
-
-// Gives the elements of its one input as they are.
-IrNetwork identity(const std::string& shape, const std::string& type = "f32") {
-  IrNetwork network;
-  network.output(network.operation("Abs", {network.operation("Abs", {network.input({"frame"}, shape, type)})}));
-  return network;
 }
 
 // Adds [1,3,1,1] constants, so that shapes that do not fit are refused.
@@ -71,7 +61,8 @@ TEST(OpenVinoBinding, GivesPropertiesInTheirTypes) {
   core.set_property("CPU", ov::AnyMap{{"INFERENCE_PRECISION_HINT", "f32"}, {"INFERENCE_NUM_THREADS", 1}});
   EXPECT_EQ(core.get_property("CPU", ov::hint::inference_precision), ov::element::f32);
   EXPECT_EQ(core.get_property("CPU", "INFERENCE_NUM_THREADS").as<int>(), 1);
-  const ov::CompiledModel compiled = core.compile_model(read(identity("1,3")), "CPU", ov::AnyMap{{"INFERENCE_NUM_THREADS", 2}});
+  const ov::CompiledModel compiled =
+      core.compile_model(read(threePlanes("1,3,2,2")), "CPU", ov::AnyMap{{"INFERENCE_NUM_THREADS", 2}});
   EXPECT_EQ(compiled.get_property("INFERENCE_NUM_THREADS").as<int>(), 2);
 }
 
@@ -136,7 +127,6 @@ TEST(OpenVinoBinding, ThrowsWhatTheRuntimeThrows) {
   const std::shared_ptr<ov::Model> any_size = read(threePlanes("1,3,?,?"));
   ov::InferRequest request = core.compile_model(read(threePlanes("1,3,2,2")), "CPU").create_infer_request();
   ov::Tensor bytes(ov::element::u8, {1, 3, 2, 2});
-  ov::Tensor wide(ov::element::f32, {1, 3, 2, 3});
   const ov::AnyMap unknown = {{"NONE", "1"}};
   const std::vector<Case> cases = {
       {"no such file", [&] { core.read_model("nowhere.xml"); }, "Could not open the file"},
@@ -157,7 +147,6 @@ TEST(OpenVinoBinding, ThrowsWhatTheRuntimeThrows) {
       {"empty request", [&] { ov::InferRequest().infer(); }, "InferRequest was not initialized."},
       {"input by index", [&] { request.set_input_tensor(5, bytes); }, "Input port for index 5 was not found"},
       {"wrong type", [&] { request.set_input_tensor(bytes); }, "Failed to set tensor for input with precision: u8"},
-      {"wrong size", [&] { request.set_input_tensor(wide); }, "incompatible"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

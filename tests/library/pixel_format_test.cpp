@@ -128,18 +128,13 @@ TEST(HostInput, VideoFormatsAreConvertedAndOnlyNv12OfANeuralStyleHonoursThePitch
   }
 }
 
-TEST(FilterInput, UnknownFormatsGiveAnEmptyImage) {
-  std::vector<std::uint8_t> host(64);
-  for (const std::uint32_t format : {0U, 4U, 7U, 0xFFFFFFFFU}) {
-    cv::Mat storage;
-    EXPECT_TRUE(hostToFilterInput(frameOver(host.data(), static_cast<SttPixelFormat>(format), 2, 2), storage).empty());
-  }
-}
-
-TEST(HostInput, Yuy2OfOddWidthThrows) {
+TEST(HostInput, UnknownFormatsGiveAnEmptyFilterImageAndYuy2OfOddWidthThrows) {
   std::vector<std::uint8_t> host(64);
   cv::Mat storage;
   PixelFormatBuffers buffers;
+  for (const std::uint32_t format : {0U, 4U, 7U, 0xFFFFFFFFU}) {
+    EXPECT_TRUE(hostToFilterInput(frameOver(host.data(), static_cast<SttPixelFormat>(format), 2, 2), storage).empty());
+  }
   for (const int width : {1, 3, 5}) {
     const SttFrame frame = frameOver(host.data(), VORIN_FMT_YUY2, width, 4);
     EXPECT_THROW(hostToFilterInput(frame, storage), cv::Exception) << width;
@@ -265,24 +260,22 @@ TEST_P(HostOutput, Nv12HonoursThePitchOnTheNeuralWayOnly) {
   }
 }
 
+// With a pitch below the width rows overlap; each byte is that of the row written last.
 TEST(NeuralNv12Output, KeepsToAnyPitch) {
   constexpr int kWidth = 38;
   constexpr int kHeight = 4;
-  const cv::Mat result = blockPicture(kWidth, kHeight, 3);
-  const auto deliverWithPitch = [&](std::uint32_t pitch_bytes) {
+  const auto deliverWithPitch = [&](int pitch_bytes) {
     GuardedBuffer host(64 * kHeight * 3 / 2);
-    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, static_cast<int>(pitch_bytes));
-    deliver(Way::kNeural, output, result);
+    SttFrame output = frameOver(host.data(), VORIN_FMT_NV12, 1, 1, pitch_bytes);
+    deliver(Way::kNeural, output, blockPicture(kWidth, kHeight, 3));
     EXPECT_TRUE(host.guardIntact());
     return host.content();
   };
   const std::vector<std::uint8_t> apart = deliverWithPitch(64);
-  // With a pitch below the width rows overlap; each byte is that of the row written last.
-  for (const std::uint32_t pitch_bytes : {0U, 20U}) {
-    std::vector<std::uint8_t> expected(64 * kHeight * 3 / 2, 0xCD);
-    for (std::size_t row = 0; row < kHeight * 3 / 2; ++row) {
-      std::copy_n(apart.begin() + static_cast<std::ptrdiff_t>(64 * row), kWidth,
-                  expected.begin() + static_cast<std::ptrdiff_t>(pitch_bytes * row));
+  for (const int pitch_bytes : {0, 20}) {
+    std::vector<std::uint8_t> expected(apart.size(), 0xCD);
+    for (int row = 0; row < kHeight * 3 / 2; ++row) {
+      std::copy_n(apart.begin() + 64 * row, kWidth, expected.begin() + pitch_bytes * row);
     }
     EXPECT_EQ(deliverWithPitch(pitch_bytes), expected) << pitch_bytes;
   }

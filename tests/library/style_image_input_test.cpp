@@ -29,12 +29,9 @@ protected:
   void SetUp() override { load(engine_, false); }
 
   static void load(NeuralEngine& engine, bool style_first) {
-    const TransferNetwork style{.width = kWidth,
-                                .height = kHeight,
-                                .style_width = kWidth,
-                                .style_height = kHeight,
-                                .content_gain = 0,
-                                .style_first = style_first};
+    TransferNetwork style{.width = kWidth, .height = kHeight, .style_width = kWidth, .style_height = kHeight};
+    style.content_gain = 0;
+    style.style_first = style_first;
     const TestPackage package({networkFiles(kTransfer540, style)});
     ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, package.folder()), VORIN_STATUS_OK);
   }

@@ -11,7 +11,6 @@
 namespace vorin::modelpack {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tests;
 using Lines = std::vector<std::string>;
 
@@ -66,15 +65,13 @@ private:
   bool had_last_resort_;
 };
 
-std::string folderLine(const std::string& folder) {
-  return "[I] getWritableFolder: " + folder;
-}
+const std::string kFolderLine = "[I] getWritableFolder: " + programFolder();
 
 TEST_F(UnpackedFilesTest, WritesIntoTheProgramsFolderAndDeletesInOrder) {
   const std::string weights = "vorin_unpacked_files_test.bin";
   const std::wstring path = package({{kEntry, "network"}, {weights, "weights"}});
   EXPECT_EQ(unpack(path, kEntry), entryFile());
-  EXPECT_EQ(log_, Lines{folderLine(programFolder())});
+  EXPECT_EQ(log_, Lines{kFolderLine});
   EXPECT_EQ(unpack(path, weights), inProgramFolder(weights));
   EXPECT_EQ(readFile(entryFile()), "network");
   EXPECT_EQ(readFile(inProgramFolder(weights)), "weights");
@@ -102,7 +99,7 @@ TEST_F(UnpackedFilesTest, KeepsEntriesWithFoldersInTheirNamesInTheFolder) {
 TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
   fs::create_directory(entryFile()); // no file of that name can be made there
   EXPECT_EQ(unpack(package({{kEntry, "network"}}), kEntry), lastResortFile());
-  EXPECT_EQ(log_, Lines{folderLine(programFolder())});
+  EXPECT_EQ(log_, Lines{kFolderLine});
   EXPECT_EQ(readFile(std::string(platform::kLastResortFolder) + "vorin_unpacked_files_test.xml"), "network");
   EXPECT_TRUE(fs::is_directory(kLastResort));
   EXPECT_EQ(files_, UnpackedFiles{lastResortFile()});
@@ -114,7 +111,7 @@ TEST_F(UnpackedFilesTest, ReportsWhatNeitherFolderGets) {
   const std::wstring without_entry = package({{"other.xml", "network"}});
   for (const std::wstring& wrong : {without_entry, without_entry + L"x"}) { // the second is no package
     EXPECT_EQ(unpack(wrong, kEntry), "");
-    EXPECT_EQ(log_, (Lines{folderLine(programFolder()), "[E] unpack file failed."}));
+    EXPECT_EQ(log_, (Lines{kFolderLine, "[E] unpack file failed."}));
     EXPECT_TRUE(fs::is_directory(kLastResort));
     EXPECT_FALSE(fs::exists(entryFile()));
     EXPECT_FALSE(fs::exists(lastResortFile()));
@@ -132,7 +129,7 @@ TEST_F(UnpackedFilesTest, ReportsALastResortThatCannotBeMade) {
   const std::string path = unpack(package({{"other.xml", "network"}}), kEntry);
   fs::remove(kLastResort);
   EXPECT_EQ(path, "");
-  EXPECT_EQ(log_, (Lines{folderLine(programFolder()), "[E] create model file dir failed."}));
+  EXPECT_EQ(log_, (Lines{kFolderLine, "[E] create model file dir failed."}));
   EXPECT_EQ(files_, UnpackedFiles{});
 }
 

@@ -14,7 +14,6 @@
 namespace vorin {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tests;
 
 class WritableFolder : public testing::Test {
@@ -23,26 +22,23 @@ protected:
     for (const fs::path& folder : {program(), data(), temporary()}) {
       fs::create_directory(folder);
     }
-    fs::copy_file(VORIN_PRINT_WRITABLE_FOLDER, host());
+    fs::copy_file(VORIN_LIBRARY_HOST, host());
   }
 
   fs::path program() const { return folder_.path() / "program"; }
-  fs::path host() const { return program() / fs::path(VORIN_PRINT_WRITABLE_FOLDER).filename(); }
+  fs::path host() const { return program() / fs::path(VORIN_LIBRARY_HOST).filename(); }
   fs::path data() const { return folder_.path() / "data"; }
   fs::path temporary() const { return folder_.path() / "temporary"; }
 
   static fs::path obstacle(const fs::path& folder) { return folder / "vorin989.tes"; }
   static void block(const fs::path& folder) { fs::create_directory(obstacle(folder)); }
 
-  ChildProcess start(const fs::path& data_folder, const std::string& temporary_folder, const fs::path& host_file) {
+  ChildProcess start(const fs::path& data_folder, const std::string& temporary_folder, const fs::path& host_file = {}) {
     application_data_.reset(); // in this order, or the old one would put back what the new one changed
     application_data_ = setAppDataFolder(data_folder);
     ChildSetting setting;
     setting.variables = {{kTemporaryFolderVariable, temporary_folder}};
-    return {{host_file.string()}, setting};
-  }
-  ChildProcess start(const fs::path& data_folder, const std::string& temporary_folder) {
-    return start(data_folder, temporary_folder, host());
+    return {{(host_file.empty() ? host() : host_file).string()}, setting};
   }
 
   // Expects the folder as result, and these lines before the last one, which names it.
@@ -58,8 +54,8 @@ protected:
     ChildProcess process = start(data(), temporary().string());
     expectResult(process, folder, lines);
     std::set<std::string> names;
-    for (const auto& entry : fs::recursive_directory_iterator(folder_.path())) {
-      names.insert(fs::relative(entry.path(), folder_.path()).generic_string());
+    for (const auto& [name, content] : contentOf(folder_.path())) {
+      names.insert(name);
     }
     std::set<std::string> expected = files_after;
     expected.insert({"program", "program/" + host().filename().string(), "data", "temporary"});

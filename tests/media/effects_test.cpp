@@ -6,8 +6,8 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <set>
 
 namespace vorin::media {
 namespace {
@@ -21,10 +21,6 @@ Picture noise(PixelLayout layout, std::uint64_t seed) {
   return picture;
 }
 
-std::vector<std::uint8_t> bytesOf(const Picture& picture) {
-  return {picture.pixels(), picture.pixels() + picture.byteCount()};
-}
-
 Picture looked(const Picture& source, const Picture& result, double strength, bool keep_colours) {
   Picture picture = result.copy();
   Look(strength, keep_colours).apply(source, picture);
@@ -35,29 +31,20 @@ double lumaOf(const std::uint8_t* bgr) {
   return 0.114 * bgr[0] + 0.587 * bgr[1] + 0.299 * bgr[2];
 }
 
-TEST(Look, AtTheEndsOfTheStrengthNothingIsLost) {
+// Both sides round once, and at the ends of the strength nothing is lost.
+TEST(Look, BlendsByTheStrength) {
   for (const PixelLayout layout : {PixelLayout::kBgra, PixelLayout::kNv12}) {
     const Picture source = noise(layout, 1);
     const Picture result = noise(layout, 2);
-    EXPECT_EQ(bytesOf(looked(source, result, 1, false)), bytesOf(result));
-    EXPECT_NE(bytesOf(looked(source, result, 1, true)), bytesOf(result));
-    EXPECT_EQ(bytesOf(looked(source, result, 0, false)), bytesOf(source));
-    EXPECT_EQ(bytesOf(looked(source, result, 0, true)), bytesOf(source));
-  }
-}
-
-// Both sides round once.
-TEST(Look, BlendsInBetween) {
-  for (const PixelLayout layout : {PixelLayout::kBgra, PixelLayout::kNv12}) {
-    const Picture source = noise(layout, 3);
-    const Picture result = noise(layout, 4);
-    for (const double strength : {0.25, 0.7}) {
+    for (const double strength : {0., 0.25, 0.7, 1.}) {
       const Picture blended = looked(source, result, strength, false);
       for (std::size_t i = 0; i < source.byteCount(); ++i) {
         const double expected = source.pixels()[i] * (1 - strength) + result.pixels()[i] * strength;
-        ASSERT_LE(std::abs(blended.pixels()[i] - expected), 0.51) << i;
+        ASSERT_LE(std::abs(blended.pixels()[i] - expected), strength == 0 || strength == 1 ? 0 : 0.51) << i;
       }
     }
+    const Picture kept = looked(source, result, 0, true);
+    EXPECT_TRUE(std::equal(kept.pixels(), kept.pixels() + kept.byteCount(), source.pixels()));
   }
 }
 

@@ -3,6 +3,7 @@
 #include "picture_mat.h"
 #include "sources_and_sinks.h"
 #include "support/media_files.h"
+#include "support/package_bytes.h"
 #include "support/test_environment.h"
 
 #include <gtest/gtest.h>
@@ -11,14 +12,11 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cstdio> // jpeglib.h needs it
-#include <fstream>
 #include <jpeglib.h>
 #include <map>
 
 namespace vorin::tests {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 cv::Mat smoothNoise() {
   cv::Mat picture(37, 53, CV_8UC3);
@@ -27,12 +25,7 @@ cv::Mat smoothNoise() {
   return picture;
 }
 
-void writeBytes(const std::filesystem::path& file, const Bytes& bytes) {
-  std::ofstream(file, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-void expectReadAsByOpenCv(const std::filesystem::path& file, double tolerance = 0) {
+void expectReadAsByOpenCv(const fs::path& file, double tolerance = 0) {
   const cv::Mat expected = cv::imread(file, cv::IMREAD_COLOR);
   const std::unique_ptr<media::Source> source = media::openImageSource(file);
   const cv::Mat bgr = media::bgrOf(std::get<media::Frame>(*source->next()).picture);
@@ -40,43 +33,29 @@ void expectReadAsByOpenCv(const std::filesystem::path& file, double tolerance = 
   EXPECT_LE(cv::norm(bgr, expected, cv::NORM_INF), tolerance);
 }
 
-struct EncodingCase {
-  std::string name;
-  std::string extension;
-  std::vector<int> parameters;
-};
-
-class ImageFile : public testing::TestWithParam<EncodingCase> {
-protected:
-  Bytes encoded() const {
-    Bytes bytes;
-    cv::imencode(GetParam().extension, smoothNoise(), bytes, GetParam().parameters);
-    return bytes;
-  }
-  std::filesystem::path stored(const Bytes& bytes, std::size_t count) const {
-    std::filesystem::path path = folder_.path() / ("photo" + GetParam().extension);
-    writeBytes(path, {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)});
-    return path;
-  }
-  TemporaryFolder folder_;
-};
-
-TEST_P(ImageFile, IsReadWholeAndRefusedWhereverItIsCut) {
-  const Bytes bytes = encoded();
-  expectReadAsByOpenCv(stored(bytes, bytes.size()));
-  for (std::size_t count = 0; count < bytes.size(); count += count < 200 || count + 200 > bytes.size() ? 1 : 7) {
-    EXPECT_THROW(media::openImageSource(stored(bytes, count)), Error) << count << " of " << bytes.size() << " bytes";
+TEST(ImageFileKinds, EachIsReadWholeAndRefusedWhereverItIsCut) {
+  const TemporaryFolder folder;
+  for (const auto& [extension, parameters] :
+       std::vector<std::pair<std::string, std::vector<int>>>{{".png", {}},
+                                                             {".jpg", {}},
+                                                             {".jpg", {cv::IMWRITE_JPEG_PROGRESSIVE, 1}},
+                                                             {".jpg", {cv::IMWRITE_JPEG_RST_INTERVAL, 2}},
+                                                             {".webp", {}},
+                                                             {".webp", {cv::IMWRITE_WEBP_QUALITY, 80}},
+                                                             {".bmp", {}}}) {
+    SCOPED_TRACE(extension + testing::PrintToString(parameters));
+    const fs::path file = folder.path() / ("photo" + extension);
+    std::vector<std::uint8_t> encoded;
+    cv::imencode(extension, smoothNoise(), encoded, parameters);
+    const std::string bytes(encoded.begin(), encoded.end());
+    writeFile(file, bytes);
+    expectReadAsByOpenCv(file);
+    for (std::size_t count = 0; count < bytes.size(); count += count < 200 || count + 200 > bytes.size() ? 1 : 7) {
+      writeFile(file, bytes.substr(0, count));
+      EXPECT_THROW(media::openImageSource(file), Error) << count << " of " << bytes.size() << " bytes";
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, ImageFile,
-                         testing::Values(EncodingCase{"Png", ".png", {}}, EncodingCase{"Jpeg", ".jpg", {}},
-                                         EncodingCase{"ProgressiveJpeg", ".jpg", {cv::IMWRITE_JPEG_PROGRESSIVE, 1}},
-                                         EncodingCase{"JpegWithRestarts", ".jpg", {cv::IMWRITE_JPEG_RST_INTERVAL, 2}},
-                                         EncodingCase{"LosslessWebp", ".webp", {}},
-                                         EncodingCase{"LossyWebp", ".webp", {cv::IMWRITE_WEBP_QUALITY, 80}},
-                                         EncodingCase{"Bmp", ".bmp", {}}),
-                         [](const auto& each) { return each.param.name; });
 
 // ffmpeg's names of pixel formats; it interlaces PNG files when it is told to.
 TEST(ImageFileKinds, EachIsReadAsByOpenCv) {
@@ -90,7 +69,7 @@ TEST(ImageFileKinds, EachIsReadAsByOpenCv) {
     for (const std::string& format : formats) {
       for (const std::string options : {"", "-flags +ildct "}) {
         SCOPED_TRACE(extension + ' ' + format + ' ' + options);
-        const std::filesystem::path file = folder.path() / ("photo." + extension);
+        const fs::path file = folder.path() / ("photo." + extension);
         ffmpeg("-y -f lavfi -i testsrc2=size=53x37 -frames:v 1 -pix_fmt " + format + ' ' + (extension == "png" ? options : "") +
                file.string());
         expectReadAsByOpenCv(file, format.starts_with("rgb5") ? 7 : 0); // OpenCV leaves the lowest 3 bits 0
@@ -123,25 +102,6 @@ TEST(ImageFileKinds, AJpegOfFourInksIsReadAsByOpenCv) {
   jpeg_destroy_compress(&state);
   std::fclose(file);
   expectReadAsByOpenCv(folder.path() / "photo.jpg");
-}
-
-// OpenCV ignores the masks.
-TEST(ImageFileKinds, ABmpKeepsTheColoursOfItsMasks) {
-  const TemporaryFolder folder;
-  const std::uint8_t blue = 10;
-  const std::uint8_t green = 20;
-  const std::uint8_t red = 30;
-  Bytes bytes = {'B', 'M', 58 + 12, 0, 0, 0, 0, 0, 0, 0, 14 + 40 + 12, 0, 0, 0, 40, 0, 0, 0,
-                 1,   0,   0,       0, 1, 0, 0, 0, 1, 0, 32,           0, 3};
-  bytes.resize(14 + 40);
-  for (const int byte : {255, 0, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0}) { // the masks of red, green and blue
-    bytes.push_back(static_cast<std::uint8_t>(byte));
-  }
-  bytes.insert(bytes.end(), {red, green, blue, 0});
-  writeBytes(folder.path() / "photo.bmp", bytes);
-  const std::unique_ptr<media::Source> source = media::openImageSource(folder.path() / "photo.bmp");
-  const cv::Mat bgr = media::bgrOf(std::get<media::Frame>(*source->next()).picture);
-  EXPECT_EQ(bgr.at<cv::Vec3b>(0), cv::Vec3b(blue, green, red));
 }
 
 } // namespace

@@ -3,15 +3,15 @@
 #define CL_TARGET_OPENCL_VERSION 120
 
 #include "library_copy.h"
+#include "support/api_object.h"
 #include "support/child_process.h"
+#include "support/media_way.h"
 #include "support/test_networks.h"
-#include "vorin_error.hpp"
 
 #include <CL/cl.h>
 #include <gmock/gmock.h>
 #include <openvino/c/openvino.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <iostream>
@@ -20,7 +20,6 @@
 namespace vorin::media {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tests;
 using testing::HasSubstr;
 
@@ -69,11 +68,7 @@ std::string vendorsOfOpenCl() {
 
 std::string restyledFrame(bool software, const std::string& precision, std::int32_t style, const std::string& package_folder) {
   const LibraryCopy::Object object = LibraryCopy::get(software, precision).create();
-  const auto width = static_cast<std::int32_t>(kWidth);
-  const auto height = static_cast<std::int32_t>(kHeight);
-  object->SetConfig(nullptr, SttCfgStyleType, &style);
-  object->SetConfig(nullptr, SttCfgWidth, &width);
-  object->SetConfig(nullptr, SttCfgHeight, &height);
+  configure(*object, style, kWidth, kHeight);
   object->SetConfig(nullptr, SttCfgModelPath, package_folder.c_str());
   std::string input = randomBytes(std::size_t{4} * kWidth * kHeight, 5);
   std::string output(input.size(), '\0');
@@ -165,22 +160,6 @@ TEST_F(LibraryCopies, TheSoftwareOneWorksBesideTheUsersRuntimeInAnyOrder) {
   }
 }
 
-TEST_F(LibraryCopies, TheSoftwareOneIsLookedForBesideTheProgram) {
-  const fs::path program = cache_.path() / "program";
-  fs::copy_file(programFile(), program);
-  const ChildResult result = run({program.string()}, "software", "f32", SttStyleCartoon, "never");
-  EXPECT_THAT(result.standard_error, HasSubstr("the software device is not installed: put the folder 'embedded' of the build"));
-}
-
-Error errorOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& error) {
-    return error;
-  }
-  return {ErrorKind::kBusy, "no error"};
-}
-
 TEST(LibraryCopy, HasOnePrecisionAProcess) {
   const TemporaryFolder cache;
   const ScopedVariable variable("XDG_CACHE_HOME", cache.path().string());
@@ -192,9 +171,7 @@ TEST(LibraryCopy, HasOnePrecisionAProcess) {
 
 TEST(WritableFolder, IsMadeInTheUsersCacheOrTheVariableIsNamed) {
   const TemporaryFolder folder;
-  std::FILE* const file = std::fopen((folder.path() / "file").c_str(), "w");
-  ASSERT_NE(file, nullptr);
-  static_cast<void>(std::fclose(file));
+  writeFile(folder.path() / "file", "");
   const std::string home = (folder.path() / "home").string();
   const struct {
     std::optional<std::string> cache, home;

@@ -12,20 +12,7 @@
 namespace vorin::media {
 namespace {
 
-namespace fs = std::filesystem;
-using tests::ffmpeg;
-
-// The colour of a clip of one colour, as an effect sees it and as an effect writes it.
-struct ColourCase {
-  const char* name;
-  const char* options; // of ffmpeg's encoder
-  const char* size;
-};
-
-class ClipColours : public testing::TestWithParam<ColourCase> {
-protected:
-  tests::TemporaryFolder folder_;
-};
+using namespace tests;
 
 constexpr std::array<int, 3> kColour = {200, 70, 40}; // red, green, blue
 constexpr std::array<int, 3> kWritten = {30, 140, 190};
@@ -36,10 +23,21 @@ std::array<double, 3> bt601(const std::array<int, 3>& rgb) {
   return {16 + 219 * y, 128 + 224 * (rgb[2] / 255. - y) / 1.772, 128 + 224 * (rgb[0] / 255. - y) / 1.402};
 }
 
+// ffmpeg's options for a clip of each matrix and range.
+constexpr const char* kClips[] = {
+    "-vf scale=out_color_matrix=bt601,format=yuv420p -colorspace smpte170m -color_range tv",
+    "-vf scale=out_color_matrix=bt709,format=yuv420p -colorspace bt709 -color_trc bt709 -color_primaries bt709 -color_range tv",
+    "-vf scale=out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc",
+    "-vf scale=out_color_matrix=bt2020,format=yuv420p -colorspace bt2020nc -color_range tv"};
+
+class ClipColours : public testing::TestWithParam<const char*> {};
+
 TEST_P(ClipColours, TheEffectSeesAndPaintsBt601WhateverTheClipSays) {
-  const fs::path clip = folder_.path() / "in.mp4";
-  ffmpeg(std::string("-f lavfi -i color=0xC84628:r=5:d=0.4:s=") + GetParam().size + ' ' + GetParam().options +
-         " -c:v libx264 -qp 0 " + clip.string());
+  const TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.mp4";
+  const fs::path output = folder.path() / "written.mp4";
+  const fs::path kept_clip = folder.path() / "kept.mp4";
+  ffmpeg(std::string("-f lavfi -i color=0xC84628:r=5:d=0.4:s=64x48 ") + GetParam() + " -c:v libx264 -qp 0 " + clip.string());
   const std::array<double, 3> expected = bt601(kColour);
   const std::array<double, 3> wanted = bt601(kWritten);
 
@@ -55,32 +53,21 @@ TEST_P(ClipColours, TheEffectSeesAndPaintsBt601WhateverTheClipSays) {
       bytes[i] = static_cast<std::uint8_t>(std::lround(wanted[i < luma ? 0 : 1 + i % 2]));
     }
   });
-  restyle(clip, folder_.path() / "written.mp4", {.crf = 1}, &writer);
-  restyle(clip, folder_.path() / "kept.mp4", {.crf = 1});
+  restyle(clip, output, {.crf = 1}, &writer);
+  restyle(clip, kept_clip, {.crf = 1});
 
   const std::string tags = "color_range,color_space,color_transfer,color_primaries";
-  EXPECT_EQ(tests::videoEntries(folder_.path() / "kept.mp4", tags), tests::videoEntries(clip, tags));
-  const std::vector<int> before = tests::middleColour(clip);
-  const std::vector<int> kept = tests::middleColour(folder_.path() / "kept.mp4");
-  const std::vector<int> written = tests::middleColour(folder_.path() / "written.mp4");
+  EXPECT_EQ(videoEntries(kept_clip, tags), videoEntries(clip, tags));
+  const std::vector<int> before = middleColour(clip);
+  const std::vector<int> kept = middleColour(kept_clip);
+  const std::vector<int> written = middleColour(output);
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_NEAR(kept[i], before[i], 3); // two roundings and the codec, doubled by the way to red or blue
     EXPECT_NEAR(written[i], kWritten[i], 4) << i;
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Clips, ClipColours,
-    testing::Values(
-        ColourCase{"bt601", "-vf scale=out_color_matrix=bt601,format=yuv420p -colorspace smpte170m -color_range tv", "64x48"},
-        ColourCase{"bt709",
-                   "-vf scale=out_color_matrix=bt709,format=yuv420p -colorspace bt709 -color_trc bt709 "
-                   "-color_primaries bt709 -color_range tv",
-                   "64x48"},
-        ColourCase{"bt709_full_range",
-                   "-vf scale=out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc", "64x48"},
-        ColourCase{"bt2020", "-vf scale=out_color_matrix=bt2020,format=yuv420p -colorspace bt2020nc -color_range tv", "64x48"}),
-    [](const auto& each) { return std::string(each.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clips, ClipColours, testing::ValuesIn(kClips));
 
 TEST(MediaColours, UntaggedClipsOfHdSizeCountAsBt709) {
   EXPECT_EQ(yuvColours({}, {1280, 720}).matrix, 1);

@@ -2,11 +2,12 @@
 #include "files.h"
 #include "picture_mat.h"
 #include "support/guarded_buffer.h"
+#include "support/media_way.h"
 #include "support/plain_colour.h"
 #include "support/test_networks.h"
 
 #include <gmock/gmock.h>
-#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -17,11 +18,8 @@
 namespace vorin::media {
 namespace {
 
+using namespace tests;
 using testing::HasSubstr;
-using tests::alikeTwins;
-using tests::GuardedBuffer;
-using tests::networkFiles;
-using tests::TestPackage;
 
 constexpr Size kSize = {38, 34}; // no side below the 32 at which networks work
 
@@ -34,68 +32,51 @@ Picture pairsOfNoise(Size size, std::uint64_t seed) {
     for (int column = 0; column < size.width; ++column) {
       auto& pixel = pixels.at<cv::Vec4b>(row, column);
       const bool is_repeated = column % 2 == 1 || row % 2 == 1;
-      pixel = is_repeated ? pixels.at<cv::Vec4b>(row - row % 2, column - column % 2)
-                          : cv::Vec4b(static_cast<std::uint8_t>(random.uniform(40, 216)),
-                                      static_cast<std::uint8_t>(random.uniform(40, 216)),
-                                      static_cast<std::uint8_t>(random.uniform(40, 216)), 255);
+      const auto level = [&] { return static_cast<std::uint8_t>(random.uniform(40, 216)); };
+      pixel = is_repeated ? pixels.at<cv::Vec4b>(row - row % 2, column - column % 2) : cv::Vec4b(level(), level(), level(), 255);
     }
   }
   return picture;
 }
 
-// The same picture in another layout, by the definitions.
+// The same picture in another layout, YUV by its definition.
 Picture inLayout(const Picture& bgra, PixelLayout layout) {
   Picture picture(layout, bgra.size());
   const cv::Mat from = matOver(bgra);
+  if (layout == PixelLayout::kBgra) {
+    return bgra.copy();
+  }
+  if (layout == PixelLayout::kRgba || layout == PixelLayout::kBgr24) {
+    cv::cvtColor(from, matOver(picture), layout == PixelLayout::kRgba ? cv::COLOR_BGRA2RGBA : cv::COLOR_BGRA2BGR);
+    return picture;
+  }
   for (int row = 0; row < from.rows; ++row) {
     std::uint8_t* to = picture.pixels() + picture.pitchBytes() * static_cast<std::size_t>(row);
     for (int column = 0; column < from.cols; ++column) {
-      const auto& pixel = from.at<cv::Vec4b>(row, column);
-      const tests::Yuv yuv = tests::videoYuv({pixel[0], pixel[1], pixel[2]});
-      switch (layout) {
-      case PixelLayout::kBgra:
-        std::copy_n(pixel.val, 4, to + column * 4);
-        break;
-      case PixelLayout::kRgba:
-        std::reverse_copy(pixel.val, pixel.val + 3, to + column * 4);
-        to[column * 4 + 3] = 255;
-        break;
-      case PixelLayout::kBgr24:
-        std::copy_n(pixel.val, 3, to + column * 3);
-        break;
-      case PixelLayout::kNv12:
+      const Yuv yuv = videoYuv(bgrAt(from, column, row));
+      if (layout == PixelLayout::kNv12) {
         to[column] = yuv[0];
         chromaOver(picture).at<cv::Vec2b>(row / 2, column / 2) = {yuv[1], yuv[2]};
-        break;
-      case PixelLayout::kYuy2:
+      } else {
         to[column * 2] = yuv[0];
         to[column * 2 + 1] = yuv[1 + static_cast<std::size_t>(column % 2)];
-        break;
       }
     }
   }
   return picture;
 }
 
-constexpr std::array kLayouts = {PixelLayout::kBgra, PixelLayout::kRgba, PixelLayout::kBgr24, PixelLayout::kNv12,
-                                 PixelLayout::kYuy2};
-
 // A different gain for each network, so that results show which one ran.
 class Restylers : public testing::Test {
 protected:
   RestylerOptions options(Style style) const {
-    RestylerOptions options;
-    options.style = style;
-    options.models = package_.folder();
-    options.device = Device::kSoftware;
-    return options;
+    return {.style = style, .network = {}, .models = package_.folder(), .size = {}, .device = Device::kSoftware};
   }
 
-  tests::TemporaryFolder folder_;
-  TestPackage package_{{networkFiles(tests::kCartoon, tests::FixedNetwork{.gain = 0.8F}),
-                        alikeTwins(tests::kLightGrey, tests::FixedNetwork{.gain = -0.7F}),
-                        alikeTwins(tests::kTransfer512,
-                                   tests::TransferNetwork{.width = 40, .height = 32, .content_gain = 0.6F, .style_gain = 0.3F})}};
+  TemporaryFolder folder_;
+  TestPackage package_{
+      {networkFiles(kCartoon, FixedNetwork{.gain = 0.8F}), alikeTwins(kLightGrey, FixedNetwork{.gain = -0.7F}),
+       alikeTwins(kTransfer512, TransferNetwork{.width = 40, .height = 32, .content_gain = 0.6F, .style_gain = 0.3F})}};
 };
 
 std::vector<std::uint8_t> bytesOf(const Picture& picture) {
@@ -110,7 +91,8 @@ TEST_F(Restylers, TakeAndGiveEveryLayoutInAnyPitchAndLeaveTheInputAsItIs) {
   for (const Style style : {Style::kCartoon, Style::kPencilSketch}) {
     Restyler restyler(options(style));
     const Picture expected = restyler.restyle(input);
-    for (const PixelLayout layout : kLayouts) {
+    for (const PixelLayout layout :
+         {PixelLayout::kBgra, PixelLayout::kRgba, PixelLayout::kBgr24, PixelLayout::kNv12, PixelLayout::kYuy2}) {
       const Picture other = inLayout(input, layout);
       const bool is_yuv = layout == PixelLayout::kNv12 || layout == PixelLayout::kYuy2;
       SCOPED_TRACE(static_cast<int>(layout) * 10 + static_cast<int>(style));
@@ -148,7 +130,7 @@ TEST_F(Restylers, ChangeTheirStyleSizeAndStyleImageBetweenFrames) {
   restyler.setStyle(Style::kCartoon);
   EXPECT_LE(cv::norm(bgrOf(restyler.restyle(input))(cv::Rect(0, 0, 37, 34)), scaled(0.8)(cv::Rect(0, 0, 37, 34)), cv::NORM_INF),
             1);
-  EXPECT_EQ(restyler.report().network, tests::kCartoon);
+  EXPECT_EQ(restyler.report().network, kCartoon);
   EXPECT_GT(restyler.report().load_ms, 0);
   EXPECT_THAT(restyler.report().device, HasSubstr("software device"));
   restyler.setSize(Size{20, 30});
@@ -167,42 +149,34 @@ TEST_F(Restylers, ChangeTheirStyleSizeAndStyleImageBetweenFrames) {
   EXPECT_EQ(bytesOf(restyler.restyle(input)), first);
 }
 
-std::pair<ErrorKind, std::string> failure(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return {error.kind(), error.what()};
-  }
-  return {ErrorKind::kBusy, "none"};
-}
-
 TEST_F(Restylers, TurnEveryFaultIntoAnErrorThatSaysWhatToDo) {
   const Picture input = pairsOfNoise(kSize, 5);
-  const auto expect = [](const std::pair<ErrorKind, std::string>& actual, ErrorKind kind, const std::string& text) {
-    EXPECT_EQ(actual.first, kind) << actual.second;
-    EXPECT_THAT(actual.second, HasSubstr(text));
+  const auto expect = [](const std::function<void()>& call, ErrorKind kind, const std::string& text) {
+    const Error error = errorOf(call);
+    EXPECT_EQ(error.kind(), kind) << error.what();
+    EXPECT_THAT(error.what(), HasSubstr(text));
   };
   RestylerOptions wrong = options(Style::kCartoon);
   wrong.network = "512";
-  expect(failure([&] { Restyler{wrong}; }), ErrorKind::kUsage, "has no network '512'");
+  expect([&] { Restyler{wrong}; }, ErrorKind::kUsage, "has no network '512'");
   wrong = options(Style::kTransfer);
   wrong.network = "256";
-  expect(failure([&] { Restyler{wrong}; }), ErrorKind::kModel, "lacks");
+  expect([&] { Restyler{wrong}; }, ErrorKind::kModel, "lacks");
   wrong.models = folder_.path() / "nowhere";
-  expect(failure([&] { Restyler{wrong}; }), ErrorKind::kModel, "is not a folder");
+  expect([&] { Restyler{wrong}; }, ErrorKind::kModel, "is not a folder");
   Restyler transfer(options(Style::kTransfer));
-  expect(failure([&] { transfer.restyle(input); }), ErrorKind::kUsage, "needs a picture whose look to use");
-  expect(failure([&] { transfer.restyle({}); }), ErrorKind::kUsage, "a picture of 0x0 pixels");
+  expect([&] { transfer.restyle(input); }, ErrorKind::kUsage, "needs a picture whose look to use");
+  expect([&] { transfer.restyle({}); }, ErrorKind::kUsage, "a picture of 0x0 pixels");
 
-  package_.write({networkFiles(tests::kCartoon, tests::FixedNetwork{.gain = 0})});
+  package_.write({networkFiles(kCartoon, FixedNetwork{.gain = 0})});
   Restyler blank(options(Style::kCartoon));
-  expect(failure([&] { blank.restyle(input); }), ErrorKind::kModel, "does not work on this device");
-  package_.write({networkFiles(tests::kCartoon, tests::makeSum({"one", "two", "three"}))});
+  expect([&] { blank.restyle(input); }, ErrorKind::kModel, "does not work on this device");
+  package_.write({networkFiles(kCartoon, makeSum({"one", "two", "three"}))});
   Restyler unloadable(options(Style::kCartoon));
-  expect(failure([&] { unloadable.restyle(input); }), ErrorKind::kModel, "its network is not loaded");
+  expect([&] { unloadable.restyle(input); }, ErrorKind::kModel, "its network is not loaded");
   const std::filesystem::path file = std::filesystem::path(package_.folder()) / "model_st.bin";
   std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1); // the library would wait for the last byte
-  expect(failure([&] { unloadable.restyle(input); }), ErrorKind::kModel, "is not a complete model package");
+  expect([&] { unloadable.restyle(input); }, ErrorKind::kModel, "is not a complete model package");
 }
 
 TEST_F(Restylers, ASecondThreadGetsTheErrorAndTheFirstItsResult) {
@@ -219,7 +193,7 @@ TEST_F(Restylers, ASecondThreadGetsTheErrorAndTheFirstItsResult) {
   int busy = 0;
   while (!ends) {
     // Between two frames of the other thread it may also succeed, and the other one then fails: only look.
-    busy += failure([&] { restyler.setSize(std::nullopt); }).second == "none" ? 0 : 1;
+    busy += errorOf([&] { restyler.setSize(std::nullopt); }).what() == std::string("no error") ? 0 : 1;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   first.join();
@@ -249,7 +223,7 @@ TEST_F(Restylers, PrepareOneAtATimeInTheUsersFolder) {
 
 // The lock under which networks are unpacked.
 TEST(FileLock, IsHeldByOneAtATime) {
-  const tests::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "lock";
   std::atomic<bool> has_second = false;
   std::optional<base::FileLock> first(file);

@@ -5,10 +5,8 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <stdexcept>
 #include <vector>
 
 namespace vorin::media {
@@ -57,11 +55,6 @@ struct Pan {
   bool luma;        // the source comes as one channel
   int source_scale; // the source is larger than the picture
 };
-
-// gtest prints parameters by this name
-void PrintTo(const Pan& pan, std::ostream* out) {
-  *out << pan.picture_size << " by " << pan.step << (pan.luma ? ", luma" : "") << ", source " << pan.source_scale << " times";
-}
 
 class SteadyPan : public testing::TestWithParam<Pan> {
 protected:
@@ -151,27 +144,6 @@ TEST_F(SteadyPlanes, BothFollowTheSceneAndFlickerLess) {
     const cv::Mat clean_chroma = channelsOf(windowAt((kFrames - 1) * step, 0.5), 2);
     EXPECT_LT(meanDifference(luma(insideOf(luma, 24)), clean_luma(insideOf(luma, 24))), kLeft * raw) << step;
     EXPECT_LT(meanDifference(chroma(insideOf(chroma, 12)), clean_chroma(insideOf(chroma, 12))), kLeft * raw) << step;
-  }
-}
-
-// Dots are carried by whole pixels, and one tile in eight is new: all others are those of the frame before, moved, to the bit.
-TEST_F(SteadyPlanes, DotsAreCarried) {
-  const cv::Mat grey(size_ / 2, CV_8UC2, cv::Scalar(128, 130));
-  for (const cv::Point step : {cv::Point(4, -2), {3, -1}}) {
-    SteadyBlend blend(Texture::kDots);
-    cv::Mat before;
-    cv::Mat luma;
-    for (int frame = 0; frame < 10; ++frame) {
-      before = luma;
-      luma = channelsOf(flickering(windowAt(frame * step, 1), frame), 1);
-      cv::Mat chroma = grey.clone();
-      blend.see(windowAt(frame * step, 1), size_);
-      blend.apply(luma, chroma);
-      EXPECT_TRUE(areEqual(chroma, grey));
-    }
-    const cv::Rect inside = insideOf(luma, 24);
-    const cv::Mat carried = luma(inside) == before(inside + step);
-    EXPECT_NEAR(cv::countNonZero(carried), inside.area() * 7 / 8.0, inside.area() / 16.0) << step;
   }
 }
 
@@ -275,37 +247,25 @@ TEST(SteadyBlend, DotsAreCarriedAndRenewed) {
   }
 }
 
-// A pan of 0.3 pixels a frame: no single step moves a dot, but all of them have to.
-TEST(SteadyBlend, DotsKeepUpWithSlowMotion) {
+// A pan of 0.3 pixels a frame: no single step moves a dot, but all of them have to. Chroma of one colour stays as it is.
+TEST_F(SteadyPlanes, DotsKeepUpWithSlowMotion) {
   SteadyBlend blend(Texture::kDots);
-  const cv::Mat scene = texture({340, 200}, 11);
+  const cv::Mat grey(size_ / 2, CV_8UC2, cv::Scalar(128, 130));
   cv::Mat source;
-  cv::Mat steadied;
+  cv::Mat luma;
   for (int frame = 0; frame < 30; ++frame) {
-    const cv::Mat shift = (cv::Mat_<double>(2, 3) << 1, 0, -0.3 * frame - 20, 0, 1, -20);
-    cv::warpAffine(scene, source, shift, {280, 160}, cv::INTER_CUBIC);
-    steadied = steadiedBy(blend, source, source);
+    source = channelsOf(windowAt({0.3 * frame, 0}, 1), 1);
+    luma = source.clone();
+    cv::Mat chroma = grey.clone();
+    blend.see(source, size_);
+    blend.apply(luma, chroma);
+    EXPECT_TRUE(areEqual(chroma, grey));
   }
   const cv::Rect inside = insideOf(source, 24);
-  const auto differenceAt = [&](int columns) { return meanDifference(steadied(inside), source(inside + cv::Point(columns, 0))); };
+  const auto differenceAt = [&](int columns) { return meanDifference(luma(inside), source(inside + cv::Point(columns, 0))); };
   EXPECT_LT(differenceAt(0), differenceAt(-1));
   EXPECT_LT(differenceAt(0), differenceAt(1));
   EXPECT_LT(differenceAt(0), 0.5 * differenceAt(2));
-}
-
-TEST(SteadyBlend, OtherKindsOfImagesAreRefused) {
-  SteadyBlend blend(Texture::kStrokes);
-  const cv::Mat picture(32, 32, CV_8UC3, cv::Scalar::all(5));
-  EXPECT_THROW(blend.see(cv::Mat(32, 32, CV_8UC4), picture.size()), std::invalid_argument);
-  EXPECT_THROW(blend.see(cv::Mat(), picture.size()), std::invalid_argument);
-  EXPECT_THROW(blend.see(picture, {}), std::invalid_argument);
-  blend.see(picture, picture.size());
-  EXPECT_THROW(blend.apply(cv::Mat(32, 32, CV_8UC1)), std::invalid_argument);
-  EXPECT_THROW(blend.apply(cv::Mat()), std::invalid_argument);
-  EXPECT_THROW(blend.apply(cv::Mat(32, 31, CV_8UC3)), std::invalid_argument) << "another size than was told";
-  cv::Mat luma(32, 32, CV_8UC1);
-  cv::Mat chroma(16, 15, CV_8UC2);
-  EXPECT_THROW(blend.apply(luma, chroma), std::invalid_argument) << "not half as wide";
 }
 
 } // namespace

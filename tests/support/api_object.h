@@ -27,12 +27,4 @@ inline void configure(SttInterface& object, std::int32_t style, std::int32_t wid
   object.SetConfig(nullptr, SttCfgHeight, &height);
 }
 
-// A discrete GPU is asked for, which neither a test machine's processor nor its stand-in is.
-inline void configureWithoutGpu(SttInterface& object, std::int32_t style, std::int32_t width, std::int32_t height) {
-  configure(object, style, width, height);
-  const SttDeviceRequest request = {1, 0, ""};
-  SttDeviceRecord* device = nullptr;
-  object.CreateDevice(&request, &device);
-}
-
 } // namespace vorin::tests

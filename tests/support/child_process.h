@@ -13,7 +13,7 @@ namespace vorin::tests {
 struct ChildSetting {
   std::filesystem::path working_folder;                        // empty: the test's own
   std::map<std::string, std::optional<std::string>> variables; // set, or removed (no value), for the child only
-  std::optional<std::filesystem::path> standard_output = {};   // instead of catching it
+  std::optional<std::filesystem::path> standard_output = {};   // instead of catching it; not on Windows
   bool gets_signals = false;                                   // to be set where signal() is to reach it
 };
 

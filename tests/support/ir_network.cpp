@@ -36,22 +36,6 @@ IrNetwork::Value IrNetwork::input(const std::vector<std::string>& names, const s
   return add(name, "Parameter", 1, attribute("shape", shape) + attribute("element_type", element_type), {}, output_port);
 }
 
-IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector<float>& values) {
-  return constantOf("f32", shape, values.data(), values.size() * sizeof(float));
-}
-
-IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector<std::int64_t>& values) {
-  return constantOf("i64", shape, values.data(), values.size() * sizeof(std::int64_t));
-}
-
-IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector<std::int8_t>& values) {
-  return constantOf("i8", shape, values.data(), values.size());
-}
-
-IrNetwork::Value IrNetwork::constant(const std::string& shape, const std::vector<std::uint8_t>& values) {
-  return constantOf("u8", shape, values.data(), values.size());
-}
-
 IrNetwork::Value IrNetwork::constantOf(const std::string& element_type, const std::string& shape, const void* values,
                                        std::size_t size_bytes) {
   constexpr std::size_t kAlignmentBytes = 8;

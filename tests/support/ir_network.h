@@ -1,13 +1,11 @@
 // Writes a small network as the runtime reads it: a description in XML, version 11, and the weights behind it as bytes. So the
-// tests need nothing of the runtime but its reader, on every system.
-//
-// Each layer has one output. The reader infers shapes and types by itself, so that only those of inputs and constants are
-// written.
+// tests need nothing of the runtime but its reader, on every system. Each layer has one output. The reader infers shapes and
+// types, so that only those of inputs and constants are written.
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace vorin::tests {
@@ -20,10 +18,11 @@ public:
   Value input(const std::vector<std::string>& names, const std::string& shape, const std::string& element_type = "f32",
               const std::string& layout = "");
 
-  Value constant(const std::string& shape, const std::vector<float>& values);
-  Value constant(const std::string& shape, const std::vector<std::int64_t>& values);
-  Value constant(const std::string& shape, const std::vector<std::int8_t>& values);
-  Value constant(const std::string& shape, const std::vector<std::uint8_t>& values);
+  template <typename Number> Value constant(const std::string& shape, const std::vector<Number>& values) {
+    std::string type = std::is_floating_point_v<Number> ? "f" : std::is_signed_v<Number> ? "i" : "u";
+    type += std::to_string(8 * sizeof(Number));
+    return constantOf(type, shape, values.data(), values.size() * sizeof(Number));
+  }
 
   // attributes: XML, such as `axis="1"`. version: that of the operation set in which the runtime finds the operation.
   Value operation(const std::string& type, const std::vector<Value>& arguments, const std::string& attributes = "",

@@ -1,4 +1,4 @@
-// Reads a clip, changes it by an effect and writes it, for tests.
+// Reads a clip, changes it by an effect and writes it, for tests; and catches the error of a call.
 #pragma once
 
 #include "vorin_media.hpp"
@@ -27,6 +27,15 @@ inline RunResult restyle(const std::filesystem::path& clip, const std::filesyste
   const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, options);
   const std::vector<Effect*> effects(effect == nullptr ? 0 : 1, effect);
   return run(*source, *sink, effects);
+}
+
+inline Error errorOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const Error& error) {
+    return error;
+  }
+  return {ErrorKind::kBusy, "no error"};
 }
 
 } // namespace vorin::media

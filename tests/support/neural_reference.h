@@ -1,5 +1,4 @@
 // The neural styles' computations around a network, written value by value: nothing here is shared with the code under test.
-//
 // Pictures are bytes, three a pixel, blue, green, red; planes are floats, three of them one behind the other.
 #pragma once
 
@@ -9,7 +8,6 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -22,20 +20,14 @@ using Picture = std::vector<std::uint8_t>;
 using Planes = std::vector<float>;
 
 inline SttFrame frameOf(Picture& picture, cv::Size size, std::uint32_t format = VORIN_FMT_BGR24) {
-  return {.memoryType = VORIN_MEM_SYSTEM,
-          .data = picture.data(),
-          .pixelFormat = format,
-          .width = static_cast<std::uint32_t>(size.width),
-          .height = static_cast<std::uint32_t>(size.height),
-          .pitch = 0};
+  const auto width = static_cast<std::uint32_t>(size.width);
+  return {VORIN_MEM_SYSTEM, picture.data(), format, width, static_cast<std::uint32_t>(size.height), 0};
 }
 
-inline Picture randomPicture(int width, int height, std::uint32_t seed, int lowest = 0, int highest = 255) {
+inline Picture randomPicture(int width, int height, std::uint32_t seed) {
   std::mt19937 random(seed);
   Picture picture(static_cast<std::size_t>(3 * width * height));
-  for (std::uint8_t& byte : picture) {
-    byte = static_cast<std::uint8_t>(lowest + static_cast<int>(random() % static_cast<unsigned>(highest - lowest + 1)));
-  }
+  std::generate(picture.begin(), picture.end(), [&] { return static_cast<std::uint8_t>(random()); });
   return picture;
 }
 
@@ -62,9 +54,7 @@ inline double fixedStyleValue(int /*channel*/, std::uint8_t byte) {
 }
 
 inline double styleValue(int channel, std::uint8_t byte) {
-  constexpr double kMeans[] = {103.53, 116.28, 123.675};
-  constexpr double kDeviations[] = {57.375, 57.12, 58.395};
-  return (byte - kMeans[channel]) / kDeviations[channel];
+  return contentValue(2 - channel, byte);
 }
 
 template <typename ValueOf> Planes planesOf(const Picture& picture, ValueOf value_of) {

@@ -11,32 +11,21 @@ namespace {
 
 using Colour = std::array<float, 4>; // red, green, blue, alpha, 0 to 1
 
-// Reads pixels as the filters do: a coordinate beyond the image reads the nearest pixel in it.
-class Image {
-public:
-  explicit Image(Picture picture) : picture_(std::move(picture)) {}
+// Reads a pixel as the filters do: a coordinate beyond the picture reads the nearest pixel in it.
+Colour colourAt(const Picture& picture, int x, int y) {
+  const std::size_t i = picture.offset(std::clamp(x, 0, picture.width - 1), std::clamp(y, 0, picture.height - 1));
+  const auto channel = [&](std::size_t byte) { return static_cast<float>(picture.bytes[byte]) / 255.0f; };
+  return {channel(i + 2), channel(i + 1), channel(i), channel(i + 3)};
+}
 
-  int width() const { return picture_.width; }
-  int height() const { return picture_.height; }
-  Colour at(int x, int y) const {
-    const std::size_t i = picture_.offset(std::clamp(x, 0, width() - 1), std::clamp(y, 0, height() - 1));
-    return {channel(i + 2), channel(i + 1), channel(i), channel(i + 3)};
-  }
-
-private:
-  float channel(std::size_t i) const { return static_cast<float>(picture_.bytes[i]) / 255.0f; }
-
-  Picture picture_;
-};
-
-// The Sobel strength of the strongest of red, green and blue; 1 outside the interior of width x height.
-float edgeStrength(const Image& image, int x, int y, int width, int height) {
-  if (x <= 0 || x >= width - 1 || y <= 0 || y >= height - 1) {
+// The Sobel strength of the strongest of red, green and blue; 1 at the rim.
+float edgeStrength(const Picture& picture, int x, int y) {
+  if (x <= 0 || x >= picture.width - 1 || y <= 0 || y >= picture.height - 1) {
     return 1.0f;
   }
   float strongest = 0.0f;
   for (std::size_t c = 0; c < 3; ++c) {
-    const auto p = [&](int dx, int dy) { return image.at(x + dx, y + dy)[c]; };
+    const auto p = [&](int dx, int dy) { return colourAt(picture, x + dx, y + dy)[c]; };
     const float gx = p(-1, -1) + 2.0f * p(-1, 0) + p(-1, 1) - p(1, -1) - 2.0f * p(1, 0) - p(1, 1);
     const float gy = p(-1, -1) + 2.0f * p(0, -1) + p(1, -1) - p(-1, 1) - 2.0f * p(0, 1) - p(1, 1);
     strongest = std::max(strongest, std::clamp(std::sqrt(gx * gx + gy * gy), 0.0f, 1.0f));
@@ -70,7 +59,7 @@ void store(Picture& picture, int x, int y, float grey) {
   picture.bytes[i + 3] = 255;
 }
 
-Colour blurred(const Image& image, int x, int y, const std::vector<float>& weights) {
+Colour blurred(const Picture& picture, int x, int y, const std::vector<float>& weights) {
   float weight_sum = 0.0f;
   for (const float weight : weights) {
     weight_sum += weight;
@@ -79,7 +68,7 @@ Colour blurred(const Image& image, int x, int y, const std::vector<float>& weigh
   for (int i = -kFilterRadius; i <= kFilterRadius; ++i) {
     for (int j = -kFilterRadius; j <= kFilterRadius; ++j) {
       const float weight = weights.at(kFilterRadius + j) * weights.at(kFilterRadius + i);
-      const Colour pixel = image.at(x + i, y + j);
+      const Colour pixel = colourAt(picture, x + i, y + j);
       for (std::size_t c = 0; c < 4; ++c) {
         sum[c] += weight * pixel[c];
       }
@@ -100,10 +89,23 @@ std::vector<float> blurWeights() {
   return weights;
 }
 
-float vignette(int x, int y, int width, int height) {
-  const float qx = static_cast<float>(x) / static_cast<float>(width);
-  const float qy = static_cast<float>(y) / static_cast<float>(height);
+float vignette(const Picture& picture, int x, int y) {
+  const float qx = static_cast<float>(x) / static_cast<float>(picture.width);
+  const float qy = static_cast<float>(y) / static_cast<float>(picture.height);
   return 0.75f + 0.25f * std::pow(16.0f * qx * qy * (1.0f - qx) * (1.0f - qy), 0.15f);
+}
+
+// A picture of the size of the given one, by its grey before the edges count, and the edges of the device's image.
+template <typename GreyAt>
+Picture drawn(const Picture& picture, const Picture& device_image, EdgeCounts* counts, const GreyAt& grey_at) {
+  Picture result(picture.width, picture.height);
+  EdgeCounts ignored;
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) {
+      store(result, x, y, byEdge(grey_at(x, y), edgeStrength(device_image, x, y), counts == nullptr ? ignored : *counts));
+    }
+  }
+  return result;
 }
 
 } // namespace
@@ -142,44 +144,25 @@ Picture padded(const Picture& picture, int edge) {
 }
 
 testing::AssertionResult isNearlyEqual(const std::uint8_t* actual, const Picture& expected) {
-  constexpr int kLargestDifference = 1;
-  constexpr std::size_t kBytesOfOnePixel = 3;
-  const std::size_t allowed = std::max(kBytesOfOnePixel, expected.bytes.size() / 10'000);
+  const std::size_t allowed = std::max(std::size_t{3}, expected.bytes.size() / 10'000);
   std::size_t different = 0;
   for (std::size_t i = 0; i < expected.bytes.size(); ++i) {
-    const int difference = std::abs(actual[i] - expected.bytes[i]);
-    if (difference > kLargestDifference) {
-      const std::size_t pixel = i / 4;
-      const auto width = static_cast<std::size_t>(expected.width);
-      return testing::AssertionFailure() << "byte " << i % 4 << " of pixel (" << pixel % width << ", " << pixel / width << ") is "
-                                         << static_cast<int>(actual[i]) << ", expected " << static_cast<int>(expected.bytes[i])
-                                         << ", picture " << expected.width << " x " << expected.height;
+    if (std::abs(actual[i] - expected.bytes[i]) > 1) {
+      return testing::AssertionFailure() << "byte " << i << " of " << expected.width << " x " << expected.height << " pixels is "
+                                         << int{actual[i]} << ", expected " << int{expected.bytes[i]};
     }
-    different += difference != 0 ? 1 : 0;
+    different += actual[i] != expected.bytes[i] ? 1 : 0;
   }
-  if (different > allowed) {
-    return testing::AssertionFailure() << different << " bytes differ by 1, " << allowed << " may, picture " << expected.width
-                                       << " x " << expected.height;
-  }
-  return testing::AssertionSuccess();
+  return (different > allowed ? testing::AssertionFailure() : testing::AssertionSuccess())
+         << different << " bytes differ by 1, " << allowed << " may";
 }
 
 Picture plainPencilSketch(const Picture& picture, int /*edge*/, EdgeCounts* counts) {
-  const Image image(picture);
   const std::vector<float> weights = blurWeights();
-  Picture result(picture.width, picture.height);
-  EdgeCounts own_counts;
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
-      const float grey = lightenedGrey(blurred(image, x, y, weights), image.at(x, y));
-      float out = std::pow(grey, 5.0f);
-      out = std::clamp(out * 0.7f + 0.3f * out * out, 0.0f, 1.0f);
-      out *= vignette(x, y, picture.width, picture.height);
-      store(result, x, y,
-            byEdge(out, edgeStrength(image, x, y, picture.width, picture.height), counts == nullptr ? own_counts : *counts));
-    }
-  }
-  return result;
+  return drawn(picture, picture, counts, [&](int x, int y) {
+    const float out = std::pow(lightenedGrey(blurred(picture, x, y, weights), colourAt(picture, x, y)), 5.0f);
+    return std::clamp(out * 0.7f + 0.3f * out * out, 0.0f, 1.0f) * vignette(picture, x, y);
+  });
 }
 
 Displacement plainDisplacement(std::uint32_t k, int radius) {
@@ -194,19 +177,12 @@ Displacement plainDisplacement(std::uint32_t k, int radius) {
 }
 
 Picture plainStippling(const Picture& picture, int edge, EdgeCounts* counts) {
-  const Image image(padded(picture, edge));
-  Picture result(picture.width, picture.height);
-  EdgeCounts own_counts;
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
-      const Displacement displacement = plainDisplacement(static_cast<std::uint32_t>(y * image.width() + x), kFilterRadius);
-      const Colour jittered = image.at(x + displacement.x - kFilterRadius, y + displacement.y - kFilterRadius);
-      const float out = std::pow(lightenedGrey(jittered, image.at(x, y)), 4.0f);
-      store(result, x, y,
-            byEdge(out, edgeStrength(image, x, y, image.width(), image.height()), counts == nullptr ? own_counts : *counts));
-    }
-  }
-  return result;
+  const Picture image = padded(picture, edge);
+  return drawn(picture, image, counts, [&](int x, int y) {
+    const Displacement moved = plainDisplacement(static_cast<std::uint32_t>(y * image.width + x), kFilterRadius);
+    const Colour jittered = colourAt(image, x + moved.x - kFilterRadius, y + moved.y - kFilterRadius);
+    return std::pow(lightenedGrey(jittered, colourAt(image, x, y)), 4.0f);
+  });
 }
 
 } // namespace vorin::tests

@@ -1,6 +1,5 @@
-// Pictures for the filters' tests, made from a fixed seed and compared byte by byte; and both filters as plain computations on
-// the processor, written out from their definitions, in single precision as the filters are defined. Nothing here is shared with
-// the code under test.
+// Pictures for the filters' tests, made from a fixed seed; and both filters as plain computations on the processor, from their
+// definitions, in single precision. Nothing here is shared with the code under test.
 #pragma once
 
 #include "gpufilters/gpu_filter_engine.h"
@@ -9,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace vorin::tests {
@@ -34,9 +34,8 @@ Picture plainPicture(int width, int height, std::uint8_t value);
 // The picture in the top left corner of a larger one that is 0 elsewhere, each size raised to a multiple of `edge`.
 Picture padded(const Picture& picture, int edge);
 
-// Whether the filtered picture is the expected one: no byte differs by more than 1, and at most 1 byte in 10,000 differs at all,
-// which is what the rounding of single-precision arithmetic in another order comes to. One pixel may differ in any picture: its
-// three colour bytes are equal, so one unlucky rounding is three bytes, whatever the picture's size.
+// Whether no byte differs by more than 1, and at most 1 byte in 10,000, or one pixel's three equal bytes, differ at all: the
+// rounding of single-precision arithmetic in another order.
 testing::AssertionResult isNearlyEqual(const std::uint8_t* actual, const Picture& expected);
 
 // How many pixels of a picture reached each branch at the end of the filters, by the strength of its edges.
@@ -65,24 +64,23 @@ constexpr int kFilterRadius = 4; // of both filters
 // Both filters, each by its functions of the engine and its plain computation.
 struct Filter {
   const char* name;
-  _VorinStatus (gpufilters::GpuFilterEngine::*prepare)(std::int32_t, std::int32_t);
-  _VorinStatus (gpufilters::GpuFilterEngine::*run)(const std::uint8_t*, std::uint8_t*);
-  Picture (*plain)(const Picture&, int edge, EdgeCounts*);
+  std::int32_t style_type;
   int kernel_arguments;
   int tables;
+  Picture (*plain)(const Picture&, int edge, EdgeCounts*);
+  _VorinStatus (gpufilters::GpuFilterEngine::*prepare)(std::int32_t, std::int32_t);
+  _VorinStatus (gpufilters::GpuFilterEngine::*run)(const std::uint8_t*, std::uint8_t*);
 };
 
-inline const Filter kPencilSketch = {"PencilSketch",
-                                     &gpufilters::GpuFilterEngine::PreparePencilSketch,
-                                     &gpufilters::GpuFilterEngine::RunPencilSketch,
-                                     plainPencilSketch,
-                                     7,
-                                     1};
-inline const Filter kStippling = {"Stippling",
-                                  &gpufilters::GpuFilterEngine::PrepareStippling,
-                                  &gpufilters::GpuFilterEngine::RunStippling,
-                                  plainStippling,
-                                  8,
-                                  2};
+using Engine = gpufilters::GpuFilterEngine;
+inline const Filter kPencilSketch = {
+    "PencilSketch", SttStylePencilSketch, 7, 1, plainPencilSketch, &Engine::PreparePencilSketch, &Engine::RunPencilSketch};
+inline const Filter kStippling = {"Stippling",          SttStyleStippling, 8, 2, plainStippling, &Engine::PrepareStippling,
+                                  &Engine::RunStippling};
+
+// For INSTANTIATE_TEST_SUITE_P, which names the cases by it.
+inline std::string nameOfFilter(const testing::TestParamInfo<Filter>& info) {
+  return info.param.name;
+}
 
 } // namespace vorin::tests

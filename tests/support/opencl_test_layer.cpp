@@ -10,6 +10,7 @@
 #include <cstring>
 #include <list>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <tuple>
 #include <type_traits>
@@ -19,8 +20,7 @@ namespace {
 
 struct Fault {
   std::int32_t code;
-  int skip;
-  int times;
+  int skip, times;
 };
 
 struct State {
@@ -30,6 +30,7 @@ struct State {
   // The last generation shows, or the real platforms where it is empty. Handles are addresses of these and of their devices, and
   // programs may hold those of earlier ones.
   std::list<std::vector<TestPlatform>> generations;
+  std::set<const TestDevice*> devices; // of all generations
   std::vector<OpenClCall> calls;
 };
 
@@ -39,30 +40,22 @@ State& state() {
   return *made;
 }
 
-// ---- the test's platforms ----
-
 template <typename Handle, typename Object> Handle handleOf(const Object& object) {
   return reinterpret_cast<Handle>(const_cast<Object*>(&object));
 }
 
 const TestPlatform* findPlatform(cl_platform_id handle) {
-  const std::vector<TestPlatform>& shown = state().generations.back();
-  const auto found = std::find_if(shown.begin(), shown.end(),
-                                  [&](const TestPlatform& platform) { return handleOf<cl_platform_id>(platform) == handle; });
-  return found == shown.end() ? nullptr : &*found;
-}
-
-const TestDevice* findDevice(cl_device_id handle) {
-  for (const std::vector<TestPlatform>& platforms : state().generations) {
-    for (const TestPlatform& platform : platforms) {
-      for (const TestDevice& device : platform.devices) {
-        if (handleOf<cl_device_id>(device) == handle) {
-          return &device;
-        }
-      }
+  for (const TestPlatform& platform : state().generations.back()) {
+    if (handleOf<cl_platform_id>(platform) == handle) {
+      return &platform;
     }
   }
   return nullptr;
+}
+
+const TestDevice* findDevice(cl_device_id handle) {
+  const auto found = state().devices.find(reinterpret_cast<const TestDevice*>(handle));
+  return found == state().devices.end() ? nullptr : *found;
 }
 
 // The real device in place of a test's: the first device of the first platform that has one.
@@ -152,8 +145,6 @@ cl_int CL_API_CALL getDeviceInfo(cl_device_id device, cl_device_info name, std::
   return state().below.clGetDeviceInfo(realDevice(device), name, size_bytes, value, needed);
 }
 
-// ---- notes and faults ----
-
 // What goes down in place of an argument: the real device in place of a test's, alone or in a list of one.
 template <typename T> T goingDown(T argument) {
   if constexpr (std::is_same_v<T, const cl_device_id*>) {
@@ -206,37 +197,32 @@ struct Hook<Member> {
 
 void installHooks() {
 #define INSTALL(function) Hook<&cl_icd_dispatch::function>::install(#function)
+#define INSTALL_REFERENCES(kind) (INSTALL(clRetain##kind), INSTALL(clRelease##kind))
+  INSTALL_REFERENCES(Device);
+  INSTALL_REFERENCES(Context);
+  INSTALL_REFERENCES(CommandQueue);
+  INSTALL_REFERENCES(Program);
+  INSTALL_REFERENCES(Kernel);
+  INSTALL_REFERENCES(Sampler);
+  INSTALL_REFERENCES(MemObject);
   INSTALL(clGetPlatformIDs);
-  INSTALL(clRetainDevice);
-  INSTALL(clReleaseDevice);
   INSTALL(clCreateContext);
-  INSTALL(clRetainContext);
-  INSTALL(clReleaseContext);
   INSTALL(clCreateCommandQueue);
-  INSTALL(clRetainCommandQueue);
-  INSTALL(clReleaseCommandQueue);
   INSTALL(clCreateProgramWithSource);
   INSTALL(clBuildProgram);
   INSTALL(clGetProgramBuildInfo);
-  INSTALL(clRetainProgram);
-  INSTALL(clReleaseProgram);
   INSTALL(clCreateKernel);
   INSTALL(clSetKernelArg);
-  INSTALL(clRetainKernel);
-  INSTALL(clReleaseKernel);
   INSTALL(clCreateSampler);
-  INSTALL(clRetainSampler);
-  INSTALL(clReleaseSampler);
   INSTALL(clCreateBuffer);
   INSTALL(clCreateImage);
-  INSTALL(clRetainMemObject);
-  INSTALL(clReleaseMemObject);
   INSTALL(clEnqueueFillImage);
   INSTALL(clEnqueueWriteBuffer);
   INSTALL(clEnqueueWriteImage);
   INSTALL(clEnqueueNDRangeKernel);
   INSTALL(clFinish);
   INSTALL(clEnqueueReadImage);
+#undef INSTALL_REFERENCES
 #undef INSTALL
 }
 
@@ -262,7 +248,11 @@ void OpenClTestLayer::fail(const std::string& function, std::int32_t code, int s
 }
 
 void OpenClTestLayer::setPlatforms(const std::vector<TestPlatform>& platforms) {
-  state().generations.push_back(platforms);
+  for (const TestPlatform& platform : state().generations.emplace_back(platforms)) {
+    for (const TestDevice& device : platform.devices) {
+      state().devices.insert(&device);
+    }
+  }
 }
 
 const void* OpenClTestLayer::deviceHandle(std::size_t platform, std::size_t device) const {
@@ -271,11 +261,6 @@ const void* OpenClTestLayer::deviceHandle(std::size_t platform, std::size_t devi
 
 std::span<const OpenClCall> OpenClTestLayer::calls() const {
   return state().calls;
-}
-
-std::size_t OpenClTestLayer::countCalls(std::string_view function) const {
-  return static_cast<std::size_t>(
-      std::count_if(calls().begin(), calls().end(), [&](const OpenClCall& call) { return call.name == function; }));
 }
 
 std::vector<std::string> OpenClTestLayer::namesSince(std::size_t first) const {
@@ -290,16 +275,14 @@ std::vector<std::string> OpenClTestLayer::namesSince(std::size_t first) const {
 
 extern "C" {
 
-__attribute__((visibility("default"))) cl_int CL_API_CALL clGetLayerInfo(cl_layer_info name, std::size_t size_bytes, void* value,
-                                                                         std::size_t* needed) {
+cl_int CL_API_CALL clGetLayerInfo(cl_layer_info name, std::size_t size_bytes, void* value, std::size_t* needed) {
   const cl_layer_api_version version = CL_LAYER_API_VERSION_100;
   return name == CL_LAYER_API_VERSION ? vorin::tests::copyProperty(&version, sizeof version, size_bytes, value, needed)
                                       : CL_INVALID_VALUE;
 }
 
-__attribute__((visibility("default"))) cl_int CL_API_CALL clInitLayer(cl_uint entries, const cl_icd_dispatch* target,
-                                                                      cl_uint* layer_entries,
-                                                                      const cl_icd_dispatch** layer_dispatch) {
+cl_int CL_API_CALL clInitLayer(cl_uint entries, const cl_icd_dispatch* target, cl_uint* layer_entries,
+                               const cl_icd_dispatch** layer_dispatch) {
   vorin::tests::State& state = vorin::tests::state();
   const std::size_t known = std::min<std::size_t>(entries, sizeof(cl_icd_dispatch) / sizeof(void*));
   std::memcpy(&state.below, target, known * sizeof(void*));

@@ -1,10 +1,10 @@
 // Directs the tests' layer of the OpenCL loader, which notes the calls that pass, makes chosen ones fail, and can put platforms
-// of the test's own making in front of the real device.
-//
-// The layer is a shared library that the tests are linked with and that OPENCL_LAYERS names above the stand-in for the hardware.
-// What it does not change passes to the real implementation.
+// of the test's own making in front of the real device. It is a shared library that the tests are linked with and that
+// OPENCL_LAYERS names above the stand-in for the hardware.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -31,7 +31,7 @@ struct OpenClCall {
   const void* handle;
 };
 
-class __attribute__((visibility("default"))) OpenClTestLayer {
+class OpenClTestLayer {
 public:
   OpenClTestLayer(); // resets the layer; throws std::runtime_error where OPENCL_LAYERS does not list it
 
@@ -48,7 +48,7 @@ public:
 
   // The calls since the last reset.
   std::span<const OpenClCall> calls() const;
-  std::size_t countCalls(std::string_view function) const;
+  std::ptrdiff_t countCalls(std::string_view function) const { return std::ranges::count(calls(), function, &OpenClCall::name); }
   std::vector<std::string> namesSince(std::size_t first) const;
 };
 

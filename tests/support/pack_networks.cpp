@@ -48,17 +48,11 @@ void saveNetwork(const NetworkRecipe& recipe, const std::string& file) {
 }
 
 NetworkRecipe fixedStyleRecipe(float weight) {
-  NetworkRecipe recipe;
-  recipe.inputs = {{{"frame"}, "1,3,?,?"}};
-  recipe.weight = weight;
-  return recipe;
+  return {.inputs = {{{"frame"}, "1,3,?,?"}}, .weight = weight};
 }
 
 NetworkRecipe transferRecipe(float weight) {
-  NetworkRecipe recipe;
-  recipe.inputs = {{{"input_content"}, "1,3,24,40"}, {{"input_style"}, "1,3,16,16"}};
-  recipe.weight = weight;
-  return recipe;
+  return {.inputs = {{{"input_content"}, "1,3,24,40"}, {{"input_style"}, "1,3,16,16"}}, .weight = weight};
 }
 
 std::string onnxBytes() {

@@ -8,18 +8,7 @@
 
 namespace vorin::tests {
 
-namespace fs = std::filesystem;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
-
-std::map<std::string, std::string> PackRun::content() const {
-  std::map<std::string, std::string> content;
-  for (const auto& entry : fs::recursive_directory_iterator(folder())) {
-    content[fs::relative(entry.path(), folder()).generic_string()] = entry.is_directory() ? "(folder)" : readFile(entry.path());
-  }
-  return content;
-}
+using namespace testing;
 
 ChildSetting PackRun::setting() const {
   ChildSetting setting;
@@ -34,15 +23,11 @@ ChildResult PackRun::run(const std::vector<std::string>& arguments) const {
   return ChildProcess(line, setting()).wait();
 }
 
-std::vector<std::string> PackRun::leftovers() const {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(temporary_.path())) {
-    names.push_back(entry.path().filename().string());
-  }
-  for (const auto& entry : fs::directory_iterator(folder())) {
-    const std::string name = entry.path().filename().string();
-    if (name.rfind(".vorin-", 0) == 0) {
-      names.push_back(name);
+std::set<std::string> PackRun::leftovers() const {
+  std::set<std::string> names = namesIn(temporary_.path());
+  for (const std::string& name : namesIn(folder())) {
+    if (name.starts_with(".vorin-")) {
+      names.insert(name);
     }
   }
   return names;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,15 +19,14 @@ public:
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::string file(const std::string& name) const { return (folder() / name).string(); }
 
-  // The files of the folder with their contents, and its folders with "(folder)".
-  std::map<std::string, std::string> content() const;
+  std::map<std::string, std::string> content() const { return contentOf(folder()); }
 
   // Runs the program in the folder, so that relative names are names of files there.
   ChildResult run(const std::vector<std::string>& arguments) const;
   ChildSetting setting() const;
 
   // Names of the program's own files while it runs, in the folder and in its folder for temporary files.
-  std::vector<std::string> leftovers() const;
+  std::set<std::string> leftovers() const;
 
 private:
   TemporaryFolder folder_;

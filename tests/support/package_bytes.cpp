@@ -1,5 +1,6 @@
 #include "support/package_bytes.h"
 
+#include <algorithm>
 #include <fstream>
 #include <ostream>
 #include <random>
@@ -22,10 +23,6 @@ std::uint32_t numberAt(const std::string& bytes, std::size_t position) {
 }
 
 } // namespace
-
-bool operator==(const NamedContent& left, const NamedContent& right) {
-  return left.name == right.name && left.content == right.content;
-}
 
 void PrintTo(const NamedContent& entry, std::ostream* stream) {
   *stream << entry.name << " (" << entry.content.size() << " bytes)";
@@ -81,10 +78,8 @@ std::vector<NamedContent> entriesOf(const std::string& package) {
 
 std::string randomBytes(std::size_t count, std::uint32_t seed) {
   std::mt19937 random(seed);
-  std::string bytes;
-  for (std::size_t index = 0; index < count; ++index) {
-    bytes += static_cast<char>(random() & 0xFFU);
-  }
+  std::string bytes(count, '\0');
+  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
   return bytes;
 }
 

@@ -1,7 +1,6 @@
-// Packages as plain bytes, written and read by the tests themselves.
-//
-// A package is a directory of records (name, zero byte, size and offset as 32-bit little-endian numbers), ended by one with an
-// empty name, and the entries' bytes anywhere in the file, each XORed with 0x3C.
+// Packages as plain bytes, written and read by the tests themselves. A package is a directory of records (name, zero byte, size
+// and offset as 32-bit little-endian numbers), ended by one with an empty name, and the entries' bytes anywhere in the file, each
+// XORed with 0x3C.
 #pragma once
 
 #include <cstdint>
@@ -14,9 +13,10 @@ namespace vorin::tests {
 struct NamedContent {
   std::string name;
   std::string content;
+
+  bool operator==(const NamedContent&) const = default;
 };
 
-bool operator==(const NamedContent& left, const NamedContent& right);
 void PrintTo(const NamedContent& entry, std::ostream* stream);
 
 std::string recordBytes(const std::string& name, std::uint32_t size_bytes, std::uint32_t offset_bytes);

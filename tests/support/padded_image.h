@@ -19,9 +19,6 @@ public:
         image_(height, width, CV_8UC3, buffer_.data(), static_cast<std::size_t>(row_bytes_ + gap_bytes)) {}
   PaddedImage(const PaddedImage&) = delete;
   PaddedImage& operator=(const PaddedImage&) = delete;
-  PaddedImage(PaddedImage&&) = delete;
-  PaddedImage& operator=(PaddedImage&&) = delete;
-  ~PaddedImage() = default;
 
   cv::Mat& image() { return image_; }
   const cv::Mat& image() const { return image_; }

@@ -21,9 +21,7 @@ inline std::uint8_t toByte(double value) {
 
 // ITU-R BT.601, video range: luma 16 to 235, chroma 16 to 240 around 128. Video codecs and NV12 cameras use it.
 inline Yuv videoYuv(const Bgr& c) {
-  const double b = c[0];
-  const double g = c[1];
-  const double r = c[2];
+  const auto [b, g, r] = c;
   return {toByte(16 + (65.481 * r + 128.553 * g + 24.966 * b) / 255), toByte(128 + (-37.797 * r - 74.203 * g + 112.0 * b) / 255),
           toByte(128 + (112.0 * r - 93.786 * g - 18.214 * b) / 255)};
 }
@@ -46,14 +44,11 @@ inline cv::Mat blockPicture(int width, int height, int channels) {
   cv::Mat picture(height, width, CV_8UC(channels));
   std::mt19937 random(4711);
   for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      for (int c = 0; c < channels; ++c) {
-        const bool copy_left = x % 2 == 1;
-        const bool copy_above = y % 2 == 1;
-        picture.ptr(y)[x * channels + c] = copy_above  ? picture.ptr(y - 1)[x * channels + c]
-                                           : copy_left ? picture.ptr(y)[(x - 1) * channels + c]
-                                                       : static_cast<std::uint8_t>(random());
-      }
+    for (int byte = 0; byte < width * channels; ++byte) {
+      const bool is_odd_column = byte / channels % 2 == 1;
+      picture.ptr(y)[byte] = y % 2 == 1      ? picture.ptr(y - 1)[byte]
+                             : is_odd_column ? picture.ptr(y)[byte - channels]
+                                             : static_cast<std::uint8_t>(random());
     }
   }
   return picture;

@@ -44,14 +44,6 @@ void expectFailure(const ChildResult& result, int exit_status, const std::string
   EXPECT_EQ(result.standard_output, "");
 }
 
-std::set<std::string> StylizeRun::names() const {
-  std::set<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder())) {
-    names.insert(entry.path().filename().string());
-  }
-  return names;
-}
-
 std::vector<std::string> StylizeRun::inFolder(std::vector<std::string> arguments) const {
   for (std::string& argument : arguments) {
     if (argument.starts_with('%')) {
@@ -66,12 +58,14 @@ std::string StylizeRun::image(const std::string& name, cv::Size size) const {
   return file(name);
 }
 
-std::string StylizeRun::program() {
-  return VORIN_STYLIZE_PROGRAM;
-}
-
-std::string StylizeRun::programName() {
-  return std::filesystem::path(program()).filename().string();
+std::string StylizeRun::copyProgram(const std::filesystem::path& folder) {
+  const std::filesystem::path copy = folder / std::filesystem::path(program()).filename();
+  std::filesystem::copy_file(program(), copy);
+  const std::filesystem::path library = buildFolder() / "libvorin_stt_embedded.so"; // on Windows the program holds it
+  if (std::filesystem::exists(library)) {
+    std::filesystem::create_symlink(library, folder / library.filename());
+  }
+  return copy.string();
 }
 
 ChildResult StylizeRun::run(std::vector<std::string> arguments, const ChildSetting& setting) {

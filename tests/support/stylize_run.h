@@ -1,4 +1,4 @@
-// Shared by the tests of vorin-stylize: a folder to work in, images to work on, and the program under three kinds of machine.
+// Shared by the tests of vorin-stylize: a folder to work in, images to work on, and the program on two kinds of machine.
 #pragma once
 
 #include "support/child_process.h"
@@ -23,9 +23,6 @@ void savePicture(const std::string& file, const cv::Mat& bgr);
 // Reads an image file; empty if there is no picture.
 cv::Mat loadPicture(const std::string& file);
 
-// The bytes of an uncompressed PNG file: 8 or 16 bits, one, three or four channels.
-std::string pngBytes(const cv::Mat& picture);
-
 // Whether no pixel differs by more than the tolerance.
 testing::AssertionResult areEqual(const cv::Mat& a, const cv::Mat& b, double tolerance = 0);
 
@@ -36,26 +33,21 @@ class StylizeRun {
 public:
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::string file(const std::string& name) const { return (folder() / name).string(); }
-  std::set<std::string> names() const; // everything in the folder
+  std::set<std::string> names() const { return namesIn(folder()); }
   // The arguments, where a "%" in front stands for the folder.
   std::vector<std::string> inFolder(std::vector<std::string> arguments) const;
 
   // Writes the picture of makePicture into the folder and returns its path.
   std::string image(const std::string& name, cv::Size size = {61, 47}) const;
 
-  // The settings of a machine with the stand-in GPU, of one without any GPU, and of one whose GPU is listed but has no OpenCL
-  // driver. The program unpacks networks below cacheFolder().
+  // The settings of a machine with the stand-in GPU and of one without any GPU. The program unpacks networks below cacheFolder().
   static ChildSetting withGpu();
   static ChildSetting withoutGpu();
-  static ChildSetting withGpuThatDoesNotDraw();
-  static std::filesystem::path cacheFolder();
+  static std::filesystem::path cacheFolder() { return buildFolder() / "tests" / "stylize_cache"; }
   static void setCacheFolder(ChildSetting& setting, const std::filesystem::path& folder);
 
-  // Whether a child gets a second signal too. Under Wine its console cannot be joined twice.
-  static bool getsSecondSignal();
-
-  static std::string program();
-  static std::string programName(); // its file name
+  static std::string program() { return VORIN_STYLIZE_PROGRAM; }
+  static std::filesystem::path buildFolder() { return std::filesystem::path(program()).parent_path(); }
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting = withGpu());
   // Also sends Ctrl-C, as soon as the condition holds.
   static ChildResult runCancelled(std::vector<std::string> arguments, ChildSetting setting,

@@ -20,7 +20,11 @@ extern const char* const kTemporaryFolderVariable;
 class DebuggerOutput {
 public:
   DebuggerOutput();
-  ~DebuggerOutput();
+  ~DebuggerOutput() {
+    if (!taken_) {
+      take();
+    }
+  }
   DebuggerOutput(const DebuggerOutput&) = delete;
   DebuggerOutput& operator=(const DebuggerOutput&) = delete;
 

@@ -11,28 +11,14 @@
 #include <thread>
 
 namespace vorin::tests {
-namespace {
-
-std::filesystem::path makeTemporaryFolder() {
-  std::random_device random;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    std::filesystem::path folder = std::filesystem::temp_directory_path() / ("vorin-test-" + std::to_string(random()));
-    if (std::filesystem::create_directory(folder)) {
-      return folder;
-    }
-  }
-  throw std::runtime_error("cannot make a temporary folder");
-}
-
-} // namespace
-
-void removeFolder(const std::filesystem::path& folder, std::error_code& error) {
-  for (std::filesystem::recursive_directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+void removeFolder(const fs::path& folder) {
+  std::error_code error; // what cannot be removed stays
+  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     if (entry->is_regular_file() && !entry->is_symlink()) {
-      std::filesystem::permissions(entry->path(), std::filesystem::perms::owner_write, std::filesystem::perm_options::add, error);
+      fs::permissions(entry->path(), fs::perms::owner_write, fs::perm_options::add, error);
     }
   }
-  std::filesystem::remove_all(folder, error);
+  fs::remove_all(folder, error);
 }
 
 ScopedVariable::ScopedVariable(std::string name, const std::optional<std::string>& value) : name_(std::move(name)) {
@@ -46,11 +32,14 @@ ScopedVariable::~ScopedVariable() {
   setVariable(name_, before_);
 }
 
-TemporaryFolder::TemporaryFolder() : path_(makeTemporaryFolder()) {}
+TemporaryFolder::TemporaryFolder() : path_(fs::temp_directory_path() / ("vorin-test-" + std::to_string(std::random_device()()))) {
+  if (!fs::create_directory(path_)) {
+    throw std::runtime_error("cannot make a temporary folder");
+  }
+}
 
 TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  removeFolder(path_, ignored);
+  removeFolder(path_);
 }
 
 LogSetting::LogSetting(std::optional<std::uint32_t> log_switch)
@@ -64,14 +53,31 @@ std::string inProgramFolder(const std::string& name) {
   return (programFile().parent_path() / name).string();
 }
 
-std::string readText(const std::filesystem::path& path) {
+std::string readText(const fs::path& path) {
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-std::string readFile(const std::filesystem::path& path) {
+std::string readFile(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::set<std::string> namesIn(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names;
+}
+
+std::map<std::string, std::string> contentOf(const fs::path& folder) {
+  std::map<std::string, std::string> content;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    content[entry.path().lexically_relative(folder).generic_string()] =
+        entry.is_directory() ? "(folder)" : readFile(entry.path());
+  }
+  return content;
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace vorin::tests {
+
+namespace fs = std::filesystem;
 
 // Sets an environment variable, or removes it (no value), until the end of the scope.
 class ScopedVariable {
@@ -27,7 +30,7 @@ private:
 };
 
 // Removes a folder with all that it holds, also files that may only be read, which Windows keeps.
-void removeFolder(const std::filesystem::path& folder, std::error_code& error);
+void removeFolder(const fs::path& folder);
 
 // A fresh empty folder, removed with all it holds at the end of the scope.
 class TemporaryFolder {
@@ -37,20 +40,19 @@ public:
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  const std::filesystem::path& path() const { return path_; }
+  const fs::path& path() const { return path_; }
 
 private:
-  std::filesystem::path path_;
+  fs::path path_;
 };
 
-// Gives the process a log switch and an application-data folder of its own. The log's state stays with the process: the
-// destructor closes the file and turns the switch off through openLog's own ways.
+// Gives the process a log switch and an application-data folder of its own. The log's state stays with the process.
 class LogSetting {
 public:
   explicit LogSetting(std::optional<std::uint32_t> log_switch);
 
-  std::filesystem::path appDataFolder() const { return folder_.path(); }
-  std::filesystem::path logFile() const { return folder_.path() / "temp" / "logstt.txt"; }
+  fs::path appDataFolder() const { return folder_.path(); }
+  fs::path logFile() const { return folder_.path() / "temp" / "logstt.txt"; }
 
 private:
   TemporaryFolder folder_;
@@ -63,8 +65,12 @@ std::string programFolder();
 std::string inProgramFolder(const std::string& name);
 
 // A file as text, with line ends as C programs have them, and its bytes.
-std::string readText(const std::filesystem::path& path);
-std::string readFile(const std::filesystem::path& path);
+std::string readText(const fs::path& path);
+std::string readFile(const fs::path& path);
+
+// The names of all that a folder holds; and the files below it with their contents, its folders with "(folder)".
+std::set<std::string> namesIn(const fs::path& folder);
+std::map<std::string, std::string> contentOf(const fs::path& folder);
 
 // The lines of a text, without their ends.
 std::vector<std::string> linesOf(const std::string& text);

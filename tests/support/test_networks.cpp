@@ -29,36 +29,6 @@ Value sumOfZeros(IrNetwork& network, std::size_t count) {
   return network.operation("ReduceSum", {zeros, network.constant("1", std::vector<std::int64_t>{1})}, "keep_dims=\"false\"");
 }
 
-// The entries of an axis with these indices.
-Value entriesOf(IrNetwork& network, Value value, std::int64_t axis, const std::vector<std::int64_t>& indices) {
-  const Value chosen = network.constant(std::to_string(indices.size()), indices);
-  return network.operation("Gather", {value, chosen, network.constant("", std::vector<std::int64_t>{axis})}, "batch_dims=\"0\"",
-                           8);
-}
-
-Value withChannels(IrNetwork& network, Value value, int channels) {
-  if (channels == 3) {
-    return value;
-  }
-  std::vector<std::int64_t> planes(static_cast<std::size_t>(channels));
-  for (std::size_t plane = 0; plane < planes.size(); ++plane) {
-    planes[plane] = static_cast<std::int64_t>(plane % 3);
-  }
-  return entriesOf(network, value, 1, planes);
-}
-
-Value changed(IrNetwork& network, Value value, const OutputChange& change) {
-  if (change.empty_axis >= 0) {
-    const auto number = [&](std::int64_t content) { return network.constant("1", std::vector<std::int64_t>{content}); };
-    value = network.operation("Slice", {value, number(0), number(0), number(1), number(change.empty_axis)}, "", 8);
-  }
-  if (!change.shape.empty()) {
-    const Value shape = network.constant(std::to_string(change.shape.size()), change.shape);
-    value = network.operation("Reshape", {value, shape}, "special_zero=\"false\"");
-  }
-  return value;
-}
-
 } // namespace
 
 IrNetwork makeNetwork(const TransferNetwork& recipe) {
@@ -71,8 +41,8 @@ IrNetwork makeNetwork(const TransferNetwork& recipe) {
   const Value look = same_size ? style : meanOfPlanes(network, style);
   const Value mixed =
       network.operation("Add", {times(network, content, recipe.content_gain), times(network, look, recipe.style_gain)});
-  const Value answer = withChannels(network, plus(network, mixed, recipe.bias), recipe.channels);
-  network.output(changed(network, answer, recipe.output_change));
+  const Value answer = plus(network, mixed, recipe.bias);
+  network.output(recipe.change ? recipe.change(network, answer) : answer);
   return network;
 }
 
@@ -83,7 +53,7 @@ IrNetwork makeNetwork(const FixedNetwork& recipe) {
   if (recipe.padding_floats != 0) {
     value = network.operation("Add", {value, sumOfZeros(network, recipe.padding_floats)});
   }
-  network.output(changed(network, withChannels(network, value, recipe.channels), recipe.output_change));
+  network.output(recipe.change ? recipe.change(network, value) : value);
   return network;
 }
 

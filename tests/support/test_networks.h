@@ -5,13 +5,13 @@
 #include "support/package_bytes.h"
 #include "support/test_environment.h"
 
-#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace vorin::tests {
 
-// The names of the entries that the library loads, and the twins for devices without 8-bit integers.
+// The names of the entries that the library loads, and the mark of quantised twins.
 inline constexpr const char* kTransfer512 = "ensemble_out_r31_512_retrained_autoencoder";
 inline constexpr const char* kTransfer540 = "ensemble_out_r31_c540p_s512_retrained_autoencoder";
 inline constexpr const char* kTransfer256 = "ensemble_out_r31_256_retrained_autoencoder";
@@ -19,12 +19,8 @@ inline constexpr const char* kLightGrey = "model_lightgrey_v19";
 inline constexpr const char* kCartoon = "cartoon_model_slim5";
 inline constexpr const char* kQuantised = "_int8";
 
-// Ways in which a package's author may spoil a network's output: leave an axis without entries, or give it another shape of as
-// many values.
-struct OutputChange {
-  int empty_axis = -1;
-  std::vector<std::int64_t> shape = {};
-};
+// Operations at the end of a network, by which a package's author may spoil its output.
+using OutputChange = std::function<IrNetwork::Value(IrNetwork&, IrNetwork::Value)>;
 
 // Two inputs, "input_content" and "input_style", [1, 3, height, width] each. The output has the content's size:
 //     content_gain x content + style_gain x style + bias
@@ -38,21 +34,18 @@ struct TransferNetwork {
   float style_gain = 1.0F;
   float bias = 0.0F;
   bool style_first = false; // the order of the inputs
-  int channels = 3;         // of the output: fewer leave out the last planes, more repeat the first
-  OutputChange output_change = {};
+  OutputChange change = {};
 };
 IrNetwork makeNetwork(const TransferNetwork& recipe);
 
-// One input [1, 3, height, width]; the output is gain x input + bias, of the same size. It can be reshaped to any size. The
-// weights can be made longer by floats that play no part in the answer.
+// One input [1, 3, height, width] of any size; the output is gain x input + bias. Padding makes the weights longer.
 struct FixedNetwork {
   int width = 13;
   int height = 7;
   float gain = 1.0F;
   float bias = 0.0F;
-  int channels = 3;
   std::size_t padding_floats = 0;
-  OutputChange output_change = {};
+  OutputChange change = {};
 };
 IrNetwork makeNetwork(const FixedNetwork& recipe);
 
@@ -66,10 +59,8 @@ template <typename Recipe> std::vector<NamedContent> networkFiles(const std::str
   return networkFiles(name, makeNetwork(recipe));
 }
 
-// A network's float and quantised files. They stand for trained twins, and both are of float here; the quantised one's bias is
-// greater by this, so that its answers show which of the two ran.
+// A network's float and quantised files, both of float here; the second one's greater bias shows which of the two ran.
 inline constexpr float kTwinBias = 0.25F;
-
 template <typename Recipe>
 std::vector<NamedContent> twinFiles(const std::string& name, Recipe recipe, float twin_bias = kTwinBias) {
   std::vector<NamedContent> files = networkFiles(name, recipe);
@@ -89,7 +80,6 @@ class TestPackage {
 public:
   explicit TestPackage(const std::vector<std::vector<NamedContent>>& networks = {}) { write(networks); }
 
-  // Writes the package again.
   void write(const std::vector<std::vector<NamedContent>>& networks);
 
   std::string folder() const { return folder_.path().string(); }

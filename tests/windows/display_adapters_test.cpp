@@ -4,13 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <windows.h>
 
 namespace vorin {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tests;
 
 std::optional<std::string> variable(const char* name) {
   char value[64] = {};
@@ -18,7 +17,7 @@ std::optional<std::string> variable(const char* name) {
 }
 
 fs::path besideThisProgram(const char* file) {
-  return tests::programFile().parent_path() / file;
+  return programFile().parent_path() / file;
 }
 
 class DisplayAdapters : public testing::Test {
@@ -50,18 +49,15 @@ TEST_F(DisplayAdapters, AreListedInTheirOrderWithTheirWholeMemory) {
   EXPECT_TRUE(list("none").empty());
 }
 
-TEST_F(DisplayAdapters, AreListedThroughTheOldEntryWhereTheNewOneIsMissing) {
+TEST_F(DisplayAdapters, AreListedThroughTheOldEntryAndAreNoneWithoutEntryOrLibrary) {
   EXPECT_EQ(list("7a3c:46a6:128", "dxgi_old_entry.dll").size(), 1U);
-}
-
-TEST_F(DisplayAdapters, AreNoneWithoutEntryOrLibrary) {
   EXPECT_TRUE(platform::listDisplayAdaptersThrough(L"version.dll").empty()); // a library of the system's with other entries
   EXPECT_TRUE(list("7a3c:46a6:128", "no_such.dll").empty());
 }
 
 TEST_F(DisplayAdapters, NeverRunALibraryOfTheProgramsOrTheCurrentFolder) {
   ::SetEnvironmentVariableA("VORIN_TEST_ADAPTERS", "7a3c:46a6:128");
-  const tests::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const fs::path before = fs::current_path();
   fs::copy_file(besideThisProgram("dxgi.dll"), folder.path() / "dxgi.dll");
   fs::current_path(folder.path());

@@ -2,8 +2,6 @@
 #include "support/pack_networks.h"
 #include "support/pack_run.h"
 
-#include <gmock/gmock.h>
-
 namespace vorin::tests {
 namespace {
 

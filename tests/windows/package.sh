@@ -17,6 +17,10 @@ test -s README.txt && test -s LICENSE && test -s lib/vorin_stt.lib && test -s in
 cp "$photo" "a photo.png"
 expect "software device" "$source_dir/scripts/with-wine" bin/vorin-stylize.exe "a photo.png" -o "a result.png" --style cartoon
 [ "$(head -c 8 "a result.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || { echo "the result is not a PNG file"; exit 1; }
+status=0
+"$source_dir/scripts/with-wine" bin/vorin-stylize.exe "a photo.png" -o "a sketch.png" --style pencil >"$work/said" 2>&1 || status=$?
+expect "on Windows it serves the neural styles" cat "$work/said"
+[ "$status" -eq 4 ] && [ ! -e "a sketch.png" ] || { echo "the software device without filters: status $status"; exit 1; }
 expect "cartoon_model_slim5.xml" "$source_dir/scripts/with-wine" bin/vorin-pack.exe list models/model_st.bin
 
 quietly cmake -S "$source_dir/examples/with_cmake" -B "$work/program" "-DCMAKE_TOOLCHAIN_FILE=$source_dir/cmake/mingw.cmake" \

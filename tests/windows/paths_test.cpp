@@ -4,20 +4,20 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <cstdio>
 #include <fstream>
 #include <windows.h>
 
 namespace vorin {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tests;
 
 class Paths : public testing::Test {
 protected:
   std::string below(const std::string& name) const { return folder_.string() + "\\" + name; }
 
-  const tests::TemporaryFolder temporary_;
+  const TemporaryFolder temporary_;
   const fs::path folder_ = temporary_.path();
 };
 
@@ -60,42 +60,36 @@ protected:
   void SetUp() override { ASSERT_EQ(::GetACP(), 1252U); }
 };
 
+constexpr const wchar_t* kWide = L"Gr\u00FC\u00DFe";
+constexpr const char* kNarrow = "Gr\xFC\xDF\x65";
+
 TEST_F(CodePage, ConvertsWhatItHasAndReplacesWhatItLacks) {
-  EXPECT_EQ(platform::toWide("Gr\xFC\xDF"
-                             "e"),
-            L"Gr\u00FC\u00DFe");
-  EXPECT_EQ(platform::toNarrow(L"Gr\u00FC\u00DFe \u20AC"), "Gr\xFC\xDF"
-                                                           "e \x80");
+  EXPECT_EQ(platform::toWide(kNarrow), kWide);
+  EXPECT_EQ(platform::toNarrow(std::wstring(kWide) + L" \u20AC"), std::string(kNarrow) + " \x80");
   EXPECT_EQ(platform::toNarrow(L"\u6F22"), "?");
   EXPECT_EQ(platform::toNarrow(L"\u0101"), "a"); // the nearest
-  EXPECT_EQ(platform::toUtf8("Gr\xFC\xDF"
-                             "e"),
-            "Gr\u00FC\u00DFe");
-  EXPECT_EQ(platform::toWide(""), L"");
-  EXPECT_EQ(platform::toNarrow(L""), "");
+  EXPECT_EQ(platform::toUtf8(kNarrow), "Gr\u00FC\u00DFe");
+  EXPECT_TRUE(platform::toWide("").empty() && platform::toNarrow(L"").empty());
+}
+
+bool isOpened(std::FILE* file) {
+  return file != nullptr && std::fclose(file) == 0;
 }
 
 TEST_F(CodePage, ReachesFilesWhoseNamesItHas) {
-  const std::string narrow = below("Gr\xFC\xDF"
-                                   "e.bin");
-  const std::wstring wide = (folder_ / L"Gr\u00FC\u00DFe.bin").wstring();
-  std::FILE* const written = platform::createBinary(narrow);
-  ASSERT_NE(written, nullptr);
-  EXPECT_EQ(std::fclose(written), 0);
+  const std::string narrow = below(kNarrow);
+  const std::wstring wide = (folder_ / kWide).wstring();
+  EXPECT_TRUE(isOpened(platform::createBinary(narrow)));
   EXPECT_TRUE(fs::exists(wide));
   EXPECT_TRUE(platform::exists(narrow));
   EXPECT_TRUE(platform::isWritable(wide));
-  std::FILE* const read = platform::openBinaryForReading(wide);
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(std::fclose(read), 0);
+  EXPECT_TRUE(isOpened(platform::openBinaryForReading(wide)));
 }
 
 TEST_F(CodePage, ReachesOtherFilesByTheirWideNameOnly) {
   const std::wstring wide = (folder_ / L"\u6F22\u5B57.bin").wstring();
   std::ofstream(fs::path(wide)) << "content";
-  std::FILE* const read = platform::openBinaryForReading(wide);
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(std::fclose(read), 0);
+  EXPECT_TRUE(isOpened(platform::openBinaryForReading(wide)));
   EXPECT_TRUE(platform::isWritable(wide));
   const std::string narrow = platform::toNarrow(wide);
   EXPECT_EQ(narrow, below("??.bin"));

@@ -9,19 +9,6 @@
 namespace vorin::tests {
 namespace {
 
-// Wine's OpenCL reaches the stand-in of the system below; without it the machine is as Windows is.
-TEST(StylizeOnWindows, SoftwareDeviceServesTheNeuralStylesOnly) {
-  const StylizeRun run;
-  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
-  ChildSetting setting = StylizeRun::withoutGpu();
-  setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"VORIN_SOFTGPU", std::nullopt}, {"WINEPATH", std::nullopt}};
-  expectFailure(run.restyle({"--style", "pencil"}, setting), 4, "on Windows it serves the neural styles");
-  EXPECT_EQ(run.names(), std::set<std::string>({"photo.png"}));
-  const ChildResult neural = run.restyle({"--style", "cartoon", "--models", package.folder(), "--device", "software"}, setting);
-  EXPECT_EQ(neural.exit_status, 0) << neural.standard_error;
-  EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
-}
-
 // Stand-ins that are said to be active but show no GPU must not make the program start itself again and again.
 TEST(StylizeOnWindows, NeverStartsItselfTwice) {
   ChildSetting setting = StylizeRun::withoutGpu();

@@ -5,19 +5,11 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <fcntl.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
+using namespace testing;
 
 class PackOnPosix : public PackTest {};
 
@@ -65,26 +57,6 @@ TEST_F(PackOnPosix, LeavesNothingAfterASignal) {
   for (const int signal : {SIGTERM, SIGHUP}) {
     expectCancelledBy(signal);
   }
-}
-
-// The first signal does not interrupt a write to a pipe that nobody empties.
-TEST_F(PackOnPosix, EndsAtTheSecondSignalWhateverItWaitsFor) {
-  constexpr int kPipeBytes = 65536;
-  const std::vector<NamedContent> names(4000, {"a name of some length", ""});
-  writeFile(pack_.file("p.bin"), packageBytes(names));
-  ASSERT_EQ(mkfifo(pack_.file("pipe").c_str(), S_IRUSR | S_IWUSR), 0);
-  const int reader = open(pack_.file("pipe").c_str(), O_RDONLY | O_NONBLOCK);
-  ChildSetting setting = pack_.setting();
-  setting.standard_output = pack_.file("pipe");
-  ChildProcess process({VORIN_PACK_PROGRAM, "list", "p.bin"}, setting);
-  int waiting_bytes = 0;
-  waitUntil([&] { return ioctl(reader, FIONREAD, &waiting_bytes) == 0 && waiting_bytes == kPipeBytes; });
-  process.signal(SIGINT);
-  process.signal(SIGTERM);
-  const ChildResult result = process.wait();
-  close(reader);
-  EXPECT_EQ(result.exit_status, 130);
-  EXPECT_EQ(result.standard_error, "vorin-pack: cancelled\n");
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 // What becomes of the library when memory runs out: chosen allocations of the whole process, those inside the C++ library
 // included, fail. A program of its own, as the operators that it replaces are everybody's.
-#include "platform/posix/display_adapters.h"
 #include "support/opencl_filter_reference.h"
 #include "support/test_environment.h"
 #include "vorin_stt.h"
@@ -9,8 +8,6 @@
 #include <openvino/runtime/core.hpp>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <new>
 
 extern "C" {
@@ -80,21 +77,6 @@ template <typename Operation> bool failsWithout(int number, const Operation& ope
   return failed;
 }
 
-TEST(WithoutMemory, AdaptersEndInAnException) {
-  const TemporaryFolder folder;
-  for (const char* const slot : {"0000:00:02.0", "0000:03:00.0"}) {
-    std::filesystem::create_directory(folder.path() / slot);
-    for (const auto& [name, content] : {std::pair("class", "0x030000"), std::pair("vendor", "1"), std::pair("device", "2")}) {
-      std::ofstream(folder.path() / slot / name) << content;
-    }
-  }
-  int number = 1;
-  while (failsWithout(number, [&] { platform::listDisplayAdaptersBelow(folder.path()); })) {
-    ++number;
-  }
-  EXPECT_GT(number, 10);
-}
-
 class FilterWithoutMemory : public testing::TestWithParam<Filter> {};
 
 // Of its tables' memory, that is.
@@ -122,8 +104,7 @@ TEST_P(FilterWithoutMemory, PreparesTheSizeWhenThereIsSomeAgain) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Filters, FilterWithoutMemory, testing::Values(kPencilSketch, kStippling),
-                         [](const auto& instance) { return std::string(instance.param.name); });
+INSTANTIATE_TEST_SUITE_P(Filters, FilterWithoutMemory, testing::Values(kPencilSketch, kStippling), nameOfFilter);
 
 TEST(WithoutMemory, TheCDoorMakesNoHandleAndLogsNothing) {
   const LogSetting setting(1);
@@ -151,11 +132,12 @@ TEST(WithoutMemory, ObjectsEndInAnException) {
   create();
   of_program_only = true;
   int number = 1;
+  int failures = 0;
   do {
-    failsWithout(number++, create);
+    failures += failsWithout(number++, create) ? 1 : 0;
   } while (countdown_left == 0);
   of_program_only = false;
-  EXPECT_GT(number, 20);
+  EXPECT_GT(failures, 20);
 }
 
 } // namespace

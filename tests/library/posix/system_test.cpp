@@ -1,19 +1,16 @@
-// What only POSIX systems have: adapters in a PCI tree, a limit on the size of files, files that are links or pipes, a search
-// path for the runtime, and a log switch that is text.
+// What only POSIX systems have: adapters in a PCI tree, a limit on the size of files, files that are links or pipes, and a
+// log switch that is text.
 #include "core/vendor.h"
 #include "modelpack/model_package_reader.h"
 #include "platform/platform.h"
 #include "platform/posix/display_adapters.h"
-#include "support/child_process.h"
 #include "support/log_lines.h"
 #include "support/package_bytes.h"
 
 #include <gtest/gtest.h>
-#include <openvino/core/version.hpp>
 
 #include <csignal>
 #include <cstdio>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
@@ -25,7 +22,6 @@
 namespace vorin {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tests;
 
 TEST(Adapters, AreReadFromThePciTree) {
@@ -51,37 +47,23 @@ TEST(Adapters, AreReadFromThePciTree) {
   EXPECT_TRUE(platform::listDisplayAdaptersBelow((folder.path() / "none").string()).empty());
 }
 
-// As on a full disk: files may not grow beyond this size.
-class FileSizeLimit {
-public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit = {bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &before_);
-    static_cast<void>(std::signal(SIGXFSZ, handler_));
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-  rlimit before_ = {};
-  void (*handler_)(int) = std::signal(SIGXFSZ, SIG_IGN); // a write reports the limit then
-};
-
+// As on a full disk: files may not grow beyond a size.
 TEST(FullDisk, IsReportedAndTheTargetRemoved) {
   const TemporaryFolder folder;
   const fs::path package = folder.path() / "package";
   const fs::path target = folder.path() / "target";
+  rlimit before = {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN); // a write reports the limit then
   for (const std::size_t size : {1U, 4096U, 20000U}) {
-    writeFile(package.string(), packageBytes({{"net.xml", randomBytes(size, 3)}}));
-    const FileSizeLimit limit(size - 1);
-    EXPECT_EQ(modelpack::ModelPackageReader(package.wstring(), "net.xml", target.string()), modelpack::PackageStatus::kError)
-        << size;
+    writeFile(package, packageBytes({{"net.xml", randomBytes(size, 3)}}));
+    const rlimit limit = {size - 1, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(modelpack::ModelPackageReader(package.wstring(), "net.xml", target), modelpack::PackageStatus::kError) << size;
+    ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_FALSE(fs::exists(target)) << size;
   }
+  static_cast<void>(std::signal(SIGXFSZ, handler));
 }
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -143,25 +125,6 @@ TEST(OwnFolders, AreMadeForTheUserAloneAndBelongToNobodyElse) {
   if (::chown(path.c_str(), 1, 1) == 0) { // as root only
     EXPECT_FALSE(platform::isOwnFolder(path));
   }
-}
-
-// The runtime refuses its list of plugins: no device is named with a dot in it.
-TEST(RuntimeWithoutDevices, LeavesTheConstructorAsAnException) {
-  const TemporaryFolder runtime;
-  Dl_info library = {};
-  ASSERT_NE(::dladdr(reinterpret_cast<const void*>(&ov::get_openvino_version), &library), 0);
-  for (const auto& entry : fs::directory_iterator(fs::path(library.dli_fname).parent_path())) {
-    fs::create_symlink(entry.path(), runtime.path() / entry.path().filename());
-  }
-  fs::remove(runtime.path() / "plugins.xml");
-  writeFile(runtime.path() / "plugins.xml", R"(<ie><plugins><plugin name="G.PU" location="none.so"/></plugins></ie>)");
-  ChildSetting setting;
-  setting.variables = {{"LD_LIBRARY_PATH", runtime.path()}, {"VORIN_DUMP_ST_LOG", "1"}};
-  ChildProcess process({VORIN_PREPARE_STYLE, "", "1"}, setting);
-  const ChildResult result = process.wait();
-  EXPECT_EQ(result.exit_status, 1);
-  EXPECT_TRUE(result.standard_error.starts_with("====== sdk: [I] Create StyleTransfer object\nException from "))
-      << result.standard_error;
 }
 
 // Windows' switch is a number by its type, and its C runtime hands lines that do not fit to the host.

@@ -6,21 +6,12 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace vorin::tests {
 namespace {
-
-int namelessFile() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "vorin-child-XXXXXX").string();
-  const int descriptor = mkostemp(pattern.data(), O_CLOEXEC);
-  if (descriptor < 0) {
-    throw std::runtime_error("cannot make a temporary file");
-  }
-  unlink(pattern.c_str());
-  return descriptor;
-}
 
 std::string contentOf(int descriptor) {
   std::string content;
@@ -76,10 +67,10 @@ struct ChildProcess::Running {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
     : running_(std::make_unique<Running>(setting.standard_output ? open(setting.standard_output->c_str(), O_WRONLY | O_CLOEXEC)
-                                                                 : namelessFile(),
-                                         namelessFile())) {
+                                                                 : memfd_create("output", MFD_CLOEXEC),
+                                         memfd_create("error", MFD_CLOEXEC))) {
   running_->id = fork();
-  if (running_->id < 0 || running_->output < 0) {
+  if (running_->id < 0 || running_->output < 0 || running_->error < 0) {
     throw std::runtime_error("cannot start a child process");
   }
   if (running_->id == 0) {

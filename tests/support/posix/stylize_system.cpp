@@ -6,16 +6,6 @@
 #include <stdexcept>
 
 namespace vorin::tests {
-namespace {
-
-namespace fs = std::filesystem;
-
-fs::path buildFolder() {
-  return fs::path(StylizeRun::program()).parent_path();
-}
-
-} // namespace
-
 void savePicture(const std::string& file, const cv::Mat& bgr) {
   if (!cv::imwrite(file, bgr)) {
     throw std::runtime_error("cannot write the picture " + file);
@@ -24,10 +14,6 @@ void savePicture(const std::string& file, const cv::Mat& bgr) {
 
 cv::Mat loadPicture(const std::string& file) {
   return cv::imread(file, cv::IMREAD_UNCHANGED);
-}
-
-fs::path StylizeRun::cacheFolder() {
-  return buildFolder() / "tests" / "stylize_cache";
 }
 
 void StylizeRun::setCacheFolder(ChildSetting& setting, const fs::path& folder) {
@@ -53,23 +39,6 @@ ChildSetting StylizeRun::withoutGpu() {
   fs::create_directories(cacheFolder() / "pocl");
   setCacheFolder(setting, cacheFolder());
   return setting;
-}
-
-ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
-  ChildSetting setting = withoutGpu();
-  setting.variables["LD_LIBRARY_PATH"] = (buildFolder() / "softgpu" / "runtime").string();
-  return setting;
-}
-
-std::string StylizeRun::copyProgram(const fs::path& folder) {
-  constexpr const char* kLibrary = "libvorin_stt_embedded.so";
-  fs::copy_file(program(), folder / programName());
-  fs::create_symlink(buildFolder() / kLibrary, folder / kLibrary);
-  return (folder / programName()).string();
-}
-
-bool StylizeRun::getsSecondSignal() {
-  return true;
 }
 
 } // namespace vorin::tests

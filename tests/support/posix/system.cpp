@@ -24,12 +24,6 @@ DebuggerOutput::DebuggerOutput() {
   testing::internal::CaptureStderr();
 }
 
-DebuggerOutput::~DebuggerOutput() {
-  if (!taken_) {
-    take();
-  }
-}
-
 std::string DebuggerOutput::take() {
   taken_ = true;
   return testing::internal::GetCapturedStderr();

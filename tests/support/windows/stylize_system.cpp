@@ -8,12 +8,6 @@
 namespace vorin::tests {
 namespace {
 
-namespace fs = std::filesystem;
-
-fs::path buildFolder() {
-  return fs::path(StylizeRun::program()).parent_path();
-}
-
 // Programs find a DLL through PATH.
 std::string pathWith(const fs::path& folder) {
   return fs::path(folder).make_preferred().string() + ";" + std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): on one thread
@@ -36,10 +30,6 @@ cv::Mat loadPicture(const std::string& file) {
   }
 }
 
-fs::path StylizeRun::cacheFolder() {
-  return buildFolder() / "tests" / "stylize_cache";
-}
-
 void StylizeRun::setCacheFolder(ChildSetting& setting, const fs::path& folder) {
   setting.variables["LOCALAPPDATA"] = fs::path(folder).make_preferred().string();
 }
@@ -58,23 +48,6 @@ ChildSetting StylizeRun::withoutGpu() {
   fs::create_directories(cacheFolder());
   setCacheFolder(setting, cacheFolder());
   return setting;
-}
-
-// The OpenCL stand-in can only be taken away where Wine starts.
-ChildSetting StylizeRun::withGpuThatDoesNotDraw() {
-  ChildSetting setting;
-  const fs::path runtime = (buildFolder() / "softgpu" / "runtime").make_preferred();
-  setting.variables = {{"OPENCL_LAYERS", std::nullopt}, {"WINEPATH", runtime.string()}, {"VORIN_SOFTGPU", std::nullopt}};
-  return setting;
-}
-
-std::string StylizeRun::copyProgram(const fs::path& folder) {
-  fs::copy_file(program(), folder / programName());
-  return (folder / programName()).string();
-}
-
-bool StylizeRun::getsSecondSignal() {
-  return false;
 }
 
 } // namespace vorin::tests

@@ -57,15 +57,6 @@ private:
   RegistryValue before_;
 };
 
-RegistryValue textValue(const std::string& text) {
-  return {REG_SZ, Bytes(text.c_str(), text.c_str() + text.size() + 1)};
-}
-
-RegistryValue numberValue(std::uint32_t number) {
-  const auto* const bytes = reinterpret_cast<const BYTE*>(&number);
-  return {REG_DWORD, Bytes(bytes, bytes + sizeof number)};
-}
-
 constexpr DWORD kPrintedText = 0x40010006; // DBG_PRINTEXCEPTION_C: length with the NUL, text
 
 std::mutex guard;
@@ -98,12 +89,6 @@ DebuggerOutput::DebuggerOutput() {
   handler = AddVectoredExceptionHandler(1, collect);
 }
 
-DebuggerOutput::~DebuggerOutput() {
-  if (!taken_) {
-    take();
-  }
-}
-
 std::string DebuggerOutput::take() {
   taken_ = true;
   RemoveVectoredExceptionHandler(handler);
@@ -111,14 +96,19 @@ std::string DebuggerOutput::take() {
 }
 
 Restoration setLogSwitch(std::optional<std::uint32_t> value) {
-  return std::make_shared<ScopedRegistryValue>(HKEY_LOCAL_MACHINE, "Software\\Merix\\Tolvk\\Debug", "DumpSTLog",
-                                               value ? numberValue(*value) : RegistryValue{});
+  RegistryValue written;
+  if (value) {
+    const auto* const bytes = reinterpret_cast<const BYTE*>(&*value);
+    written = {REG_DWORD, Bytes(bytes, bytes + sizeof *value)};
+  }
+  return std::make_shared<ScopedRegistryValue>(HKEY_LOCAL_MACHINE, "Software\\Merix\\Tolvk\\Debug", "DumpSTLog", written);
 }
 
 Restoration setAppDataFolder(const std::filesystem::path& folder) {
-  return std::make_shared<ScopedRegistryValue>(HKEY_CURRENT_USER,
-                                               "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
-                                               "Local AppData", textValue(folder.string()));
+  const std::string text = folder.string();
+  return std::make_shared<ScopedRegistryValue>(
+      HKEY_CURRENT_USER, "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", "Local AppData",
+      RegistryValue{REG_SZ, Bytes(text.c_str(), text.c_str() + text.size() + 1)});
 }
 
 std::filesystem::path programFile() {

@@ -1,7 +1,13 @@
-// usage: prepare_style FOLDER ROUNDS
-// Prepares the cartoon style of the package in FOLDER, or with an empty FOLDER of the package where the library looks by itself,
-// each time with a new object, and restyles one grey pixel with it. Prints a line a round: the status of the preparation and, if
-// that is 0, the pixel's first byte. A program of its own so that the tests can run two at once, in a folder of their choice.
+// A program with the library inside, which the tests lay into folders of their choice and run two at once.
+//
+//   library_host                  Prints the folder that the library writes to, and on standard error what it logs on the way.
+//   library_host FOLDER ROUNDS    Prepares the cartoon style of the package in FOLDER, or with an empty FOLDER of the package
+//   where
+//                                 the library looks by itself, each time with a new object, and restyles one grey pixel. Prints a
+//                                 line a round: the status and, if that is 0, the pixel's first byte.
+#include "core/log.h"
+#include "core/writable_folder.h"
+#include "support/system.h"
 #include "vorin_stt.h"
 
 #include <cstdint>
@@ -11,6 +17,13 @@
 #include <iostream>
 
 namespace {
+
+int printWritableFolder() {
+  vorin::tests::DebuggerOutput log;
+  vorin::openLog();
+  const std::string folder = vorin::getWritableFolder();
+  return std::fputs(log.take().c_str(), stderr) < 0 || std::puts(folder.c_str()) < 0 ? 1 : 0;
+}
 
 int prepareOnce(const char* package_folder) {
   SttInterface* object = nullptr;
@@ -45,7 +58,7 @@ int prepareOnce(const char* package_folder) {
 
 int main(int argument_count, char** arguments) try {
   if (argument_count != 3) {
-    return 2;
+    return printWritableFolder();
   }
   for (long round = std::strtol(arguments[2], nullptr, 10); round > 0; --round) {
     if (prepareOnce(arguments[1]) != 0) {
