@@ -125,4 +125,14 @@ fs::path outputFor(const Input& input, const fs::path& folder, const std::string
   return image_extension.empty() ? file : file.replace_extension(image_extension);
 }
 
+void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {
+  for (const fs::path& file : files) {
+    std::error_code ignored; // of a file that does not exist
+    if (fs::equivalent(file, output, ignored)) {
+      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " + base::quotedPath(file) +
+                                         ", which is read: name another output");
+    }
+  }
+}
+
 } // namespace vorin::stylize

@@ -66,6 +66,7 @@ std::vector<InputResult> plan(const Options& options) {
     if (fs::equivalent(input.file, output, error)) {
       throw amongTheInputs(input.file);
     }
+    requireNotRead(output, {options.style_image});
     InputResult result;
     result.input = input.file;
     result.output = output;

@@ -105,6 +105,7 @@ ExitStatus restyleOne(const Options& options) {
   result.output = options.output;
   result.is_clip = isPipe(result.input) || isClipOutput(result.output);
   checkOne(options, result.input, result.output);
+  requireNotRead(result.output, {result.input, options.style_image});
   std::error_code error;
   if (options.resume && fs::is_regular_file(result.output, error)) {
     result.outcome = InputResult::Outcome::kSkipped;

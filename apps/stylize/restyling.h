@@ -34,6 +34,9 @@ std::vector<Input> listInputs(const std::vector<std::filesystem::path>& names, c
 // but not written becomes .mkv, which holds every kind of sound.
 std::filesystem::path outputFor(const Input& input, const std::filesystem::path& folder, const std::string& image_extension);
 
+// Throws kUsage if the output is one of the files that are read, also through links, so that --overwrite does not destroy it.
+void requireNotRead(const std::filesystem::path& output, const std::vector<std::filesystem::path>& files);
+
 // ---- Their way ----
 
 struct InputResult;

@@ -37,7 +37,9 @@ public:
       restyler_.setStyle(style, style == Style::kTransfer ? options.restyler.network : ""); // throws if its network is missing
     }
     if (looks_.empty()) {
-      restyler_.setStyleImage(readImage(defaultStyleImage()));
+      const fs::path style_image = defaultStyleImage();
+      requireNotRead(options.output, {style_image});
+      restyler_.setStyleImage(readImage(style_image));
     }
     if (!options.quiet) {
       printLine(std::string("styles ") + (looks_.empty() ? "pencil, stipple, lightgrey, cartoon, transfer" : "transfer") + ", " +
@@ -82,6 +84,7 @@ private:
       return looks;
     }
     for (const Input& image : listInputs({options.style_image}, {}, false)) {
+      requireNotRead(options.output, {image.file});
       looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file)});
     }
     if (looks.empty()) {
@@ -150,8 +153,11 @@ ExitStatus makeSheet(const Options& options) {
                                        " has no file extension of an image: use one of " +
                                        base::joined(media::imageExtensions()));
   }
-  base::requireWritable(options.output, options.sink.overwrite);
   const std::vector<Input> inputs = listInputs(options.inputs, {}, false);
+  for (const Input& input : inputs) {
+    requireNotRead(options.output, {input.file});
+  }
+  base::requireWritable(options.output, options.sink.overwrite);
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<InputResult> results;
   std::optional<SheetStyles> styles; // made when an image needs it, so that a missing image is reported first

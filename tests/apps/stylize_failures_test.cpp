@@ -64,6 +64,17 @@ std::vector<FailureCase> failureCases() {
       {"InputIsText", pencil("%text.jpg", "%out.png"), 5, "not a PNG, JPEG, WebP or BMP"},
       {"InputTooSmall", {"%tiny.png", "-o", "%out.png", "--style", "stipple"}, 5, "2x2 pixels is too small"},
       {"OutputExists", pencil("%photo.png", "%photo.jpg"), 5, "--overwrite"},
+      {"OutputIsTheInput", pencil("%photo.png", "%photo.png", {"--overwrite"}), 2, "which is read"},
+      {"OutputIsTheInputByALink", pencil("%photo.png", "%linked.png", {"--overwrite"}), 2, "which is read"},
+      {"OutputIsTheStyleImage",
+       {"%photo.jpg", "-o", "%linked.png", "--style", "transfer", "--style-image", "%photo.png", "--overwrite"},
+       2,
+       "which is read"},
+      {"OneOutputIsTheStyleImage",
+       {"%photo.jpg", "%text.jpg", "-o", "%", "--to", "png", "--style", "transfer", "--style-image", "%photo.png", "--overwrite"},
+       2,
+       "which is read"},
+      {"SheetIsItsInput", {"sheet", "%photo.png", "-o", "%linked.png", "--overwrite"}, 2, "which is read"},
       {"OutputIsFolder", pencil("%photo.png", "%folder.png", {"--overwrite"}), 5, "is a folder"},
       {"OutputFolderMissing", pencil("%photo.png", "%none/out.png"), 5, "make it first"},
       {"OutputBelowFile", pencil("%photo.png", "%photo.jpg/out.png"), 5, "photo.jpg' is not a folder"},
@@ -81,6 +92,7 @@ protected:
 TEST_P(StylizeFailure, SaysOneLineAndLeavesNothing) {
   run_.image("photo.jpg");
   const std::string before = readFile(run_.image("photo.png"));
+  fs::create_hard_link(run_.file("photo.png"), run_.file("linked.png"));
   std::ofstream(run_.file("text.jpg")) << "not an image, however long this text may be: it begins like none of them\n";
   cv::Mat tiny(2, 2, CV_8UC3, cv::Scalar::all(0));
   tiny.row(0).setTo(cv::Scalar::all(255));
