@@ -105,11 +105,12 @@ public:
 
 /** How to open a source. */
 struct SourceOptions {
-  std::string raw = {};       /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
-  bool exact_colours = false; /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
+  std::string raw = {};                /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
+  bool exact_colours = false;          /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
+  std::uint32_t background = 0xFFFFFF; /**< behind an image's transparent parts: 0xRRGGBB */
 };
 
-/** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, without its transparency), a clip, or, as "-",
+/** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, opaque), a clip, or, as "-",
  * standard input. The content decides what a file is. kInputOutput: it cannot be read or is neither; kUsage: options.raw. */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
@@ -119,6 +120,7 @@ struct SinkOptions {
   std::optional<int> crf = {}; /**< of a clip: quality, 0 is best; none: the codec's usual one */
   std::string raw = {};        /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
   bool overwrite = false;      /**< replace an existing file */
+  bool keep_alpha = false;     /**< of an image: give a PNG or WebP file the source's transparency */
 };
 
 /** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",

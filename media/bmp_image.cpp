@@ -42,9 +42,12 @@ cv::Mat clips::decodeBmp(std::span<const std::uint8_t> file) {
       avcodec_receive_frame(decoder.get(), decoded.get()) < 0) {
     return {};
   }
-  const FrameHandle bgr = newFrame(AV_PIX_FMT_BGR24, {decoded->width, decoded->height});
+  const AVPixFmtDescriptor* kind = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(decoded->format));
+  const bool has_alpha = (kind->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+  const FrameHandle bgr = newFrame(has_alpha ? AV_PIX_FMT_BGRA : AV_PIX_FMT_BGR24, {decoded->width, decoded->height});
   Scaler().scale(*decoded, {}, *bgr, {});
-  return cv::Mat(bgr->height, bgr->width, CV_8UC3, bgr->data[0], static_cast<std::size_t>(bgr->linesize[0])).clone();
+  return cv::Mat(bgr->height, bgr->width, has_alpha ? CV_8UC4 : CV_8UC3, bgr->data[0], static_cast<std::size_t>(bgr->linesize[0]))
+      .clone();
 }
 
 std::vector<std::uint8_t> clips::encodeBmp(const cv::Mat& bgr) {

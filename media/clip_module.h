@@ -25,7 +25,7 @@ std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& opti
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 std::unique_ptr<Effect> makeSteady(Style style);
 
-// Blue, green and red of 8 bits; empty for a damaged file.
+// Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file.
 cv::Mat decodeBmp(std::span<const std::uint8_t> file);
 
 // Empty if the encoder fails.

@@ -27,7 +27,7 @@ struct ImageHeader {
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 
-// The EXIF orientation of a JPEG or PNG file: 1 to 8, where 1 is upright and stands for a file without one too.
+// The EXIF orientation of a JPEG, PNG or WebP file: 1 to 8, where 1 is upright and stands for a file without one too.
 int imageOrientation(std::span<const std::uint8_t> file);
 
 // ---- The codecs ----
@@ -36,14 +36,16 @@ int imageOrientation(std::span<const std::uint8_t> file);
 struct ImageEncoding {
   std::string_view extension; // in lower case, with its dot
   int largest_side;           // pixels
+  bool holds_alpha;
 };
 std::span<const ImageEncoding> imageEncodings();
 
-// Decodes an image file to 8-bit blue, green, red, as the camera stored it; transparency is dropped. Returns an empty picture for
-// a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
+// Decodes an image file to 8-bit blue, green, red, as the camera stored it, and alpha if the file may have transparent parts.
+// Returns an empty picture for a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
-// Encodes a picture to the bytes of an image file; none if the encoder fails.
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr);
+// Encodes a picture of blue, green, red, and alpha if the encoding holds that, to the bytes of an image file; none if the encoder
+// fails.
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture);
 
 } // namespace vorin::media

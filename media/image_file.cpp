@@ -1,9 +1,9 @@
 // Reads and writes image files (PNG, JPEG, WebP, BMP) as sources and sinks of one frame.
 //
-// Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its
-// camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size, since decoding a huge
-// picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on Windows) fills missing
-// rows with grey and reports no error.
+// Grey, palette, 16-bit and transparent images are read too: transparent parts are blended with a background, 16 bits become 8,
+// and an image that its camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size,
+// since decoding a huge picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on
+// Windows) fills missing rows with grey and reports no error.
 #include "image_codec.h"
 #include "output_file.h"
 #include "picture_mat.h"
@@ -11,6 +11,7 @@
 #include "text.h"
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <array>
@@ -97,23 +98,43 @@ cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
   return upright;
 }
 
-cv::Mat readBgr(const fs::path& file) {
+// Upright, with alpha if the file may have transparent parts.
+cv::Mat readPixels(const fs::path& file) {
   const std::vector<std::uint8_t> bytes = readBytes(file);
   requireDecodable(file, bytes);
-  const std::optional<cv::Mat> bgr = decodeImage(bytes);
-  if (!bgr) {
+  const std::optional<cv::Mat> pixels = decodeImage(bytes);
+  if (!pixels) {
     throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
   }
   // Checks the decoded size too: the decoder may have used another header than the one checked before.
-  if (bgr->empty() || !isUsableSize(static_cast<std::uint64_t>(bgr->cols), static_cast<std::uint64_t>(bgr->rows))) {
+  if (pixels->empty() || !isUsableSize(static_cast<std::uint64_t>(pixels->cols), static_cast<std::uint64_t>(pixels->rows))) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
-  return turnedUpright(*bgr, imageOrientation(bytes));
+  return turnedUpright(*pixels, imageOrientation(bytes));
+}
+
+Picture blended(const cv::Mat& bgra, std::uint32_t background) {
+  const std::array<unsigned, 3> behind = {background & 0xFFU, background >> 8U & 0xFFU, background >> 16U & 0xFFU};
+  Picture picture(PixelLayout::kBgra, {bgra.cols, bgra.rows});
+  cv::Mat target = matOver(picture);
+  std::transform(bgra.begin<cv::Vec4b>(), bgra.end<cv::Vec4b>(), target.begin<cv::Vec4b>(), [&](const cv::Vec4b& pixel) {
+    const unsigned alpha = pixel[3];
+    const auto mixed = [&](unsigned front, unsigned back) {
+      return static_cast<std::uint8_t>((front * alpha + back * (255 - alpha) + 127) / 255);
+    };
+    return cv::Vec4b(mixed(pixel[0], behind[0]), mixed(pixel[1], behind[1]), mixed(pixel[2], behind[2]), 255);
+  });
+  return picture;
 }
 
 class ImageSource final : public Source {
 public:
-  explicit ImageSource(const fs::path& file) : picture_(pictureFromBgr(readBgr(file))) {
+  ImageSource(const fs::path& file, const SourceOptions& options) {
+    const cv::Mat pixels = readPixels(file);
+    picture_ = pixels.channels() == 4 ? blended(pixels, options.background) : pictureFromBgr(pixels);
+    if (pixels.channels() == 4) {
+      cv::extractChannel(pixels, detailsOf(info_).alpha, 3);
+    }
     info_.name = base::quotedPath(file);
     info_.size = picture_.size();
     info_.time_base = {1, 1};
@@ -136,8 +157,12 @@ private:
 
 class ImageSink final : public Sink {
 public:
-  ImageSink(const fs::path& file, const ImageEncoding& encoding, Size size, bool overwrite)
-      : file_(file), encoding_(encoding), size_(size), output_(file, overwrite) {}
+  ImageSink(const fs::path& file, const ImageEncoding& encoding, const SourceInfo& source, Size size, const SinkOptions& options)
+      : file_(file), encoding_(encoding), size_(size), output_(file, options.overwrite) {
+    if (options.keep_alpha && encoding.holds_alpha && !detailsOf(source).alpha.empty()) {
+      cv::resize(detailsOf(source).alpha, alpha_, {size.width, size.height}, 0, 0, cv::INTER_AREA);
+    }
+  }
 
   Size size() const override { return size_; }
   void write(Packet&& /*packet*/) override {}
@@ -146,7 +171,11 @@ public:
     if (is_written_) {
       throw Error(ErrorKind::kUsage, base::quotedPath(file_) + " is an image, which holds one frame: write a clip, as out.mp4");
     }
-    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, bgrOf(frame.picture));
+    cv::Mat pixels = bgrOf(frame.picture);
+    if (!alpha_.empty()) {
+      cv::merge(std::vector<cv::Mat>{pixels, alpha_}, pixels);
+    }
+    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, pixels);
     if (bytes.empty()) {
       throw Error(ErrorKind::kInputOutput, base::quotedPath(file_) + " cannot be encoded: choose another file extension");
     }
@@ -168,6 +197,7 @@ private:
   const ImageEncoding& encoding_;
   Size size_;
   base::OutputFile output_;
+  cv::Mat alpha_; // empty: the file has none
   bool is_written_ = false;
 };
 
@@ -212,18 +242,18 @@ void requireImageFits(const fs::path& file, Size size) {
   }
 }
 
-std::unique_ptr<Source> openImageSource(const fs::path& file) {
-  return std::make_unique<ImageSource>(file);
+std::unique_ptr<Source> openImageSource(const fs::path& file, const SourceOptions& options) {
+  return std::make_unique<ImageSource>(file, options);
 }
 
-std::unique_ptr<Sink> openImageSink(const fs::path& file, Size size, bool overwrite) {
+std::unique_ptr<Sink> openImageSink(const fs::path& file, const SourceInfo& source, Size size, const SinkOptions& options) {
   const ImageEncoding* encoding = findEncoding(file);
   if (encoding == nullptr) {
     throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(file) + " has no file extension of an image: use one of " +
                                        base::joined(imageExtensions()));
   }
   requireImageFits(file, size);
-  return std::make_unique<ImageSink>(file, *encoding, size, overwrite);
+  return std::make_unique<ImageSink>(file, *encoding, source, size, options);
 }
 
 } // namespace vorin::media

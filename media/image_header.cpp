@@ -108,6 +108,7 @@ ImageHeader readBmp(Bytes file) {
 // ---- Orientation ----
 
 constexpr int kUpright = 1;
+constexpr std::string_view kExifHead("Exif\0\0", 6);
 
 // EXIF data are a TIFF file: byte order, offset of the first directory; the directory's number of entries, and 12 bytes for each.
 int orientationIn(Bytes exif) {
@@ -137,9 +138,8 @@ Bytes exifOfJpeg(Bytes file) {
       break;
     }
     const Bytes content = file.subspan(at + 4, segment_bytes - 2);
-    constexpr std::string_view kHead("Exif\0\0", 6);
-    if (file[at + 1] == kApp1 && textAt(content, 0, kHead)) {
-      return content.subspan(kHead.size());
+    if (file[at + 1] == kApp1 && textAt(content, 0, kExifHead)) {
+      return content.subspan(kExifHead.size());
     }
     at += 2 + segment_bytes;
   }
@@ -156,6 +156,23 @@ Bytes exifOfPng(Bytes file) {
       return file.subspan(at + 8, content_bytes);
     }
     at += 12 + content_bytes;
+  }
+  return {};
+}
+
+// A WebP file is a list of chunks: name, length, content, padded to an even length. Some programs begin EXIF data as in a JPEG
+// file.
+Bytes exifOfWebp(Bytes file) {
+  for (std::size_t at = 12; at + 8 <= file.size();) {
+    const std::size_t content_bytes = readNumber(file, at + 4, 4, false);
+    if (file.size() - at - 8 < content_bytes) {
+      break;
+    }
+    if (textAt(file, at, "EXIF")) {
+      const Bytes content = file.subspan(at + 8, content_bytes);
+      return textAt(content, 0, kExifHead) ? content.subspan(kExifHead.size()) : content;
+    }
+    at += 8 + content_bytes + content_bytes % 2;
   }
   return {};
 }
@@ -195,6 +212,8 @@ int imageOrientation(Bytes file) {
     return orientationIn(exifOfPng(file));
   case ImageKind::kJpeg:
     return orientationIn(exifOfJpeg(file));
+  case ImageKind::kWebp:
+    return orientationIn(exifOfWebp(file));
   default:
     return kUpright;
   }

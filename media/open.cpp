@@ -14,7 +14,7 @@ std::unique_ptr<Source> openSource(const std::filesystem::path& file, const Sour
   if (file == kPipeName) {
     return openPipeSource(kStandardInput, options);
   }
-  return isImageFile(file) ? openImageSource(file) : openClipSource(file, options.exact_colours);
+  return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options.exact_colours);
 }
 
 std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
@@ -23,7 +23,7 @@ std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceIn
     return openPipeSink(kStandardOutput, source, size, options.raw);
   }
   if (isImageName(file)) {
-    return openImageSink(file, size, options.overwrite);
+    return openImageSink(file, source, size, options);
   }
   if (isClipName(file)) {
     return openClipSink(file, source, size, options);

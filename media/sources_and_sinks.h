@@ -4,6 +4,8 @@
 
 #include "vorin_media.hpp"
 
+#include <opencv2/core/mat.hpp>
+
 #include <array>
 #include <string_view>
 
@@ -31,6 +33,7 @@ struct SourceDetails {
   std::optional<std::array<std::int32_t, 9>> rotation; // the display matrix of MP4, in libavutil's form
   std::string y4m_parameters;                          // of a Y4M header, unchanged: rate, interlacing and the like
   std::shared_ptr<const SourceStreams> streams;        // of a clip: sound, subtitles, chapters, titles
+  cv::Mat alpha;                                       // of an image: one byte a pixel; empty: it is opaque
 };
 
 // The details of a source, all unknown if it has none.
@@ -62,8 +65,9 @@ void requireExists(const std::filesystem::path& file);
 // Throws kUsage if the format that the name stands for cannot hold a picture of this size.
 void requireImageFits(const std::filesystem::path& file, Size size);
 
-std::unique_ptr<Source> openImageSource(const std::filesystem::path& file);
-std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, Size size, bool overwrite);
+std::unique_ptr<Source> openImageSource(const std::filesystem::path& file, const SourceOptions& options = {});
+std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
+                                    const SinkOptions& options);
 
 // ---- Clips and pipes; in a build without them, no name is a clip's, and opening one throws ----
 

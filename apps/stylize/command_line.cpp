@@ -49,6 +49,10 @@ std::string checkSize(const std::string& text) {
   return parseSize(text) ? "" : "'" + text + "' is not a usable size: write it as 640x480, with " + media::sizeLimits();
 }
 
+std::string checkColour(const std::string& text) {
+  return parseColour(text) ? "" : "'" + text + "' is not a colour: use white, black or six hexadecimal digits, as FF8000";
+}
+
 std::string checkNotEmpty(const std::string& text) {
   return text.empty() ? "an empty value: give one, or leave the option out" : "";
 }
@@ -85,6 +89,7 @@ public:
         ->option_text("FILE");
     addResult(app);
     addStyle(app);
+    addImages(app);
     addLook(app);
     addMany(app);
     if (has_clips_) {
@@ -143,6 +148,14 @@ private:
     text(to, "--size", typed.size, "WxH", "Size of the result in pixels (default: the input's):\n" + media::sizeLimits(),
          kPictureSection)
         ->check(checkSize);
+    flag(to, "--keep-alpha", typed.keep_alpha, "Keep the image's transparency in .png and .webp results", kPictureSection);
+  }
+
+  void addImages(CLI::App& to) {
+    text(to, "--background", typed.background, "COLOR",
+         "What shows behind the transparent parts of an image: white (default), black, or red, green and blue as FF8000",
+         kPictureSection)
+        ->check(checkColour);
   }
 
   void addLook(CLI::App& to) {
@@ -225,6 +238,7 @@ private:
     sheet->add_option("image", typed.inputs, "The images; each fills two rows of three pictures:\nitself, then the five results")
         ->type_name("FILE");
     addResult(*sheet);
+    addImages(*sheet);
     addLook(*sheet);
     addNeural(*sheet);
     addDevice(*sheet);

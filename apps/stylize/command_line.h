@@ -17,6 +17,7 @@ struct CommandLine {
   std::string models;
   std::string size;
   std::string to;
+  std::string background = "white";
   double strength = 1;
   std::string device = "auto";
   std::string precision = "f32";
@@ -27,6 +28,7 @@ struct CommandLine {
   bool keep_colours = false;
   bool steady = false;
   bool overwrite = false;
+  bool keep_alpha = false;
   bool resume = false;
   bool quiet = false;
   bool json = false;

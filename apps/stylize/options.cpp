@@ -109,7 +109,9 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.strength = typed.strength;
   options.keep_colours = typed.keep_colours;
   options.steady = typed.steady;
-  options.sink = {typed.codec.empty() ? "h264" : typed.codec, typed.crf, typed.raw, typed.overwrite};
+  options.source.raw = typed.raw;
+  options.source.background = parseColour(typed.background).value();
+  options.sink = {typed.codec.empty() ? "h264" : typed.codec, typed.crf, typed.raw, typed.overwrite, typed.keep_alpha};
   options.to = typed.to.empty() ? "" : "." + typed.to;
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   options.resume = typed.resume;
@@ -142,6 +144,19 @@ std::optional<media::Size> parseSize(const std::string& text) {
     return std::nullopt;
   }
   return media::Size{static_cast<int>(width), static_cast<int>(height)};
+}
+
+std::optional<std::uint32_t> parseColour(const std::string& text) {
+  if (text == "white" || text == "black") {
+    return text == "white" ? 0xFFFFFF : 0;
+  }
+  constexpr int kHexadecimal = 16;
+  constexpr std::size_t kDigits = 6;
+  const std::string digits = text.substr(text.starts_with('#') ? 1 : 0);
+  std::uint32_t colour = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), colour, kHexadecimal);
+  return error == std::errc() && end == digits.data() + kDigits && digits.size() == kDigits ? std::optional(colour)
+                                                                                            : std::nullopt;
 }
 
 Options parseOptions(int count, const char* const* arguments) {

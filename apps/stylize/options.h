@@ -21,8 +21,9 @@ struct Options {
   double strength = 1;
   bool keep_colours = false;
   bool steady = false;
-  media::SinkOptions sink; // and the raw format of a pipe to read
-  std::string to;          // the file extension of many images, with its dot; empty: each input's own
+  media::SourceOptions source; // but exact_colours, which depends on the input
+  media::SinkOptions sink;
+  std::string to; // the file extension of many images, with its dot; empty: each input's own
   ProgressWish progress = ProgressWish::kAuto;
   bool resume = false;
   bool quiet = false;
@@ -32,6 +33,9 @@ struct Options {
 
 // Parses a size, "640x480" in plain decimal digits; nothing for any other text and for a size that no picture may have.
 std::optional<media::Size> parseSize(const std::string& text);
+
+// Parses a colour, "white", "black" or six hexadecimal digits, to 0xRRGGBB; nothing for any other text.
+std::optional<std::uint32_t> parseColour(const std::string& text);
 
 // Throws kUsage.
 Options parseOptions(int count, const char* const* arguments);

@@ -105,7 +105,6 @@ ExitStatus restyleOne(const Options& options) {
   result.output = options.output;
   result.is_clip = isPipe(result.input) || isClipOutput(result.output);
   checkOne(options, result.input, result.output);
-  requireNotRead(result.output, {result.input, options.style_image});
   std::error_code error;
   if (options.resume && fs::is_regular_file(result.output, error)) {
     result.outcome = InputResult::Outcome::kSkipped;
@@ -116,6 +115,7 @@ ExitStatus restyleOne(const Options& options) {
   }
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
+    requireNotRead(result.output, {result.input, options.style_image});
   }
   // The input is decoded while the device is loaded. Its faults are reported first.
   auto opening = std::async(std::launch::async, [&] { return openInput(options, result); });

@@ -26,7 +26,7 @@ bool libraryLogIsOn() {
 
 Restyling::Restyling(const Options& options) : options_(options), restyler_(options.restyler) {
   if (!options.style_image.empty()) {
-    restyler_.setStyleImage(readImage(options.style_image));
+    restyler_.setStyleImage(readImage(options.style_image, options.source));
   }
   if (options.strength < 1 || options.keep_colours) {
     look_ = std::make_unique<media::Look>(options.strength, options.keep_colours);
@@ -68,20 +68,21 @@ void Restyling::run(media::Source& source, InputResult& result, const media::Run
 
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result) {
   if (!result.is_clip) {
-    return media::openImageSource(result.input);
+    return media::openImageSource(result.input, options.source);
   }
   // Without any of the style, the result equals the source as exactly as its layout allows.
-  const bool exact_colours = options.strength == 0 && !options.restyler.size;
+  media::SourceOptions source = options.source;
+  source.exact_colours = options.strength == 0 && !options.restyler.size;
   if (!isPipe(result.input)) {
-    return media::openClipSource(result.input, exact_colours);
+    return media::openClipSource(result.input, source.exact_colours);
   }
   media::waitForStandardInput(base::cancellationIsDue());
   base::throwIfCancelled();
-  return media::openSource(result.input, {options.sink.raw, exact_colours});
+  return media::openSource(result.input, source);
 }
 
-media::Picture readImage(const std::filesystem::path& file) {
-  std::optional<media::Item> item = media::openImageSource(file)->next();
+media::Picture readImage(const std::filesystem::path& file, const media::SourceOptions& options) {
+  std::optional<media::Item> item = media::openImageSource(file, options)->next();
   return std::move(std::get<media::Frame>(item.value()).picture);
 }
 

@@ -69,7 +69,7 @@ private:
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result);
 
 // Reads the picture of an image file.
-media::Picture readImage(const std::filesystem::path& file);
+media::Picture readImage(const std::filesystem::path& file, const media::SourceOptions& options);
 
 // Prepares while standard output and standard error are shut: the library prints each failed attempt to standard output, where
 // only data may go, and its runtime prints warnings about other programs' files. If the library's log is on, nothing is shut.

@@ -39,7 +39,7 @@ public:
     if (looks_.empty()) {
       const fs::path style_image = defaultStyleImage();
       requireNotRead(options.output, {style_image});
-      restyler_.setStyleImage(readImage(style_image));
+      restyler_.setStyleImage(readImage(style_image, options.source));
     }
     if (!options.quiet) {
       printLine(std::string("styles ") + (looks_.empty() ? "pencil, stipple, lightgrey, cartoon, transfer" : "transfer") + ", " +
@@ -85,7 +85,7 @@ private:
     }
     for (const Input& image : listInputs({options.style_image}, {}, false)) {
       requireNotRead(options.output, {image.file});
-      looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file)});
+      looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file, options.source)});
     }
     if (looks.empty()) {
       throw Error(ErrorKind::kInputOutput, "there is no image in the --style-image folder " +
@@ -136,8 +136,7 @@ private:
 };
 
 void writeSheet(const Options& options, const cv::Mat& sheet) {
-  const std::unique_ptr<media::Sink> sink =
-      media::openImageSink(options.output, {sheet.cols, sheet.rows}, options.sink.overwrite);
+  const std::unique_ptr<media::Sink> sink = media::openImageSink(options.output, {}, {sheet.cols, sheet.rows}, options.sink);
   sink->write(media::Frame{media::pictureFromBgr(sheet), 0, 1});
   sink->finish();
   if (!options.quiet) {
@@ -153,11 +152,11 @@ ExitStatus makeSheet(const Options& options) {
                                        " has no file extension of an image: use one of " +
                                        base::joined(media::imageExtensions()));
   }
+  base::requireWritable(options.output, options.sink.overwrite);
   const std::vector<Input> inputs = listInputs(options.inputs, {}, false);
   for (const Input& input : inputs) {
     requireNotRead(options.output, {input.file});
   }
-  base::requireWritable(options.output, options.sink.overwrite);
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<InputResult> results;
   std::optional<SheetStyles> styles; // made when an image needs it, so that a missing image is reported first
@@ -165,7 +164,7 @@ ExitStatus makeSheet(const Options& options) {
   for (const Input& input : inputs) {
     media::Picture image;
     try {
-      image = readImage(input.file);
+      image = readImage(input.file, options.source);
     } catch (const Error& error) {
       if (inputs.size() == 1) {
         throw;

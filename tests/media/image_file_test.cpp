@@ -15,8 +15,8 @@ namespace {
 using media::Picture;
 using testing::HasSubstr;
 
-cv::Mat readBgr(const std::filesystem::path& file) {
-  const std::unique_ptr<media::Source> source = media::openImageSource(file);
+cv::Mat readBgr(const std::filesystem::path& file, const media::SourceOptions& options = {}) {
+  const std::unique_ptr<media::Source> source = media::openImageSource(file, options);
   std::optional<media::Item> item = source->next();
   EXPECT_FALSE(source->next());
   return media::bgrOf(std::get<media::Frame>(item.value()).picture).clone();
@@ -29,13 +29,39 @@ void writeFile(const std::filesystem::path& file, const std::string& bytes) {
 TEST(ImageFiles, EveryPixelTypeBecomesEightBitColour) {
   const TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "photo.png";
-  const cv::Scalar colour(10, 100, 200, 0); // fully transparent where there is an alpha channel
+  const cv::Scalar colour(10, 100, 200, 51); // a fifth opaque where there is an alpha channel
   for (const int type : {CV_8UC1, CV_8UC3, CV_8UC4, CV_16UC1, CV_16UC3, CV_16UC4}) {
     const double scale = CV_MAT_DEPTH(type) == CV_16U ? 257 : 1;
     writeFile(file, pngBytes(cv::Mat(5, 7, type, colour * scale)));
     const bool is_grey = CV_MAT_CN(type) == 1;
-    const cv::Vec3b expected = is_grey ? cv::Vec3b(10, 10, 10) : cv::Vec3b(10, 100, 200);
-    EXPECT_EQ(readBgr(file).at<cv::Vec3b>(4, 6), expected) << type;
+    const bool has_alpha = CV_MAT_CN(type) == 4;
+    const cv::Vec3b opaque = is_grey ? cv::Vec3b(10, 10, 10) : cv::Vec3b(10, 100, 200);
+    EXPECT_EQ(readBgr(file).at<cv::Vec3b>(4, 6), has_alpha ? cv::Vec3b(206, 224, 244) : opaque) << type;
+    const cv::Vec3b on_orange = readBgr(file, {.background = 0xFF8000}).at<cv::Vec3b>(4, 6);
+    EXPECT_EQ(on_orange, has_alpha ? cv::Vec3b(2, 122, 244) : opaque) << type;
+  }
+}
+
+// The alpha is resized with the result; a kind without alpha gets the blended picture.
+TEST(ImageFiles, AlphaIsKeptWhereItIsWantedAndTheOutputHoldsIt) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "logo.png";
+  cv::Mat logo(8, 16, CV_8UC4, cv::Scalar(0, 0, 200, 255));
+  logo.colRange(8, 16).setTo(cv::Scalar(9, 9, 9, 0));
+  writeFile(file, pngBytes(logo));
+  for (const std::string name : {"kept.png", "kept.webp", "dropped.png", "dropped.jpg"}) {
+    if (!media::isImageName(name)) {
+      continue;
+    }
+    SCOPED_TRACE(name);
+    const std::unique_ptr<media::Source> source = media::openImageSource(file);
+    const std::unique_ptr<media::Sink> sink =
+        media::openSink(folder.path() / name, source->info(), {4, 2}, {.keep_alpha = name != "dropped.png"});
+    sink->write(media::Frame{media::pictureFromBgr(cv::Mat(2, 4, CV_8UC3, cv::Scalar(0, 0, 200)))});
+    sink->finish();
+    const cv::Mat on_black = readBgr(folder.path() / name, {.background = 0});
+    EXPECT_NEAR(on_black.at<cv::Vec3b>(0, 0)[2], 200, 3);
+    EXPECT_NEAR(on_black.at<cv::Vec3b>(1, 3)[2], name.starts_with("kept") ? 0 : 200, 3);
   }
 }
 
@@ -47,6 +73,24 @@ std::string exifSegment(char orientation) {
   return before + orientation + std::string(6, '\0');
 }
 
+std::string number(std::size_t value) {
+  return {static_cast<char>(value), static_cast<char>(value >> 8U), static_cast<char>(value >> 16U),
+          static_cast<char>(value >> 24U)};
+}
+
+// The bytes of a JPEG file, or of a WebP file of 96 x 32 pixels with one chunk, marked with the orientation.
+std::string marked(const std::string& kind, const std::string& bytes, char orientation) {
+  const std::string exif = exifSegment(orientation);
+  if (kind == "webp") {
+    const std::string canvas("VP8X\x0A\0\0\0\x08\0\0\0\x5F\0\0\x1F\0\0", 18);
+    const std::string tiff = exif.substr(10);
+    const std::string chunks = canvas + bytes.substr(12) + "EXIF" + number(tiff.size()) + tiff;
+    return "RIFF" + number(chunks.size() + 4) + "WEBP" + chunks;
+  }
+  const std::string xmp("\xFF\xE1\0\x23http://ns.adobe.com/xap/1.0/\0<x/>", 37);
+  return bytes.substr(0, 2) + (kind == "jpg with XMP" ? xmp : "") + exif + bytes.substr(2);
+}
+
 // Four fields of one colour each; EXIF's numbers say on which side the first row and the first column appear.
 TEST(ImageFiles, AnImageMarkedAsTurnedIsTurnedUpright) {
   const TemporaryFolder folder;
@@ -56,20 +100,26 @@ TEST(ImageFiles, AnImageMarkedAsTurnedIsTurnedUpright) {
   for (const auto& [name, colour] : colours) {
     stored(cv::Rect((name - 'A') % 2 * 48, (name - 'A') / 2 * 16, 48, 16)).setTo(cv::Scalar(colour[0], colour[1], colour[2]));
   }
-  const std::unique_ptr<media::Sink> sink = media::openSink(folder.path() / "stored.jpg", {}, {96, 32});
-  sink->write(media::Frame{media::pictureFromBgr(stored)});
-  sink->finish();
-  const std::string bytes = readFile(folder.path() / "stored.jpg");
   const std::vector<std::string> seen = {"ABCD", "BADC", "DCBA", "CDAB", "ACBD", "CADB", "DBCA", "BDAC"}; // rows from above
-  for (std::size_t index = 0; index < seen.size(); ++index) {
-    writeFile(folder.path() / "turned.jpg", bytes.substr(0, 2) + exifSegment(static_cast<char>(index + 1)) + bytes.substr(2));
-    const cv::Mat upright = readBgr(folder.path() / "turned.jpg");
-    ASSERT_EQ(upright.size(), index < 4 ? cv::Size(96, 32) : cv::Size(32, 96)) << index + 1;
-    for (int field = 0; field < 4; ++field) {
-      const auto& pixel = upright.at<cv::Vec3b>((field / 2 * 2 + 1) * upright.rows / 4, (field % 2 * 2 + 1) * upright.cols / 4);
-      // JPEG keeps a field's middle within a few steps; the colours are 190 apart.
-      EXPECT_LE(cv::norm(pixel, colours.at(seen[index][static_cast<std::size_t>(field)]), cv::NORM_INF), 8)
-          << index + 1 << ' ' << field;
+  for (const std::string kind : {"jpg", "jpg with XMP", "webp"}) {
+    const std::filesystem::path file = folder.path() / ("photo." + kind.substr(0, kind.find(' ')));
+    if (!media::isImageName(file)) {
+      continue;
+    }
+    const std::unique_ptr<media::Sink> sink = media::openSink(file, {}, {96, 32}, {.overwrite = true});
+    sink->write(media::Frame{media::pictureFromBgr(stored)});
+    sink->finish();
+    const std::string bytes = readFile(file);
+    for (std::size_t index = 0; index < seen.size(); ++index) {
+      SCOPED_TRACE(kind + ' ' + std::to_string(index + 1));
+      writeFile(file, marked(kind, bytes, static_cast<char>(index + 1)));
+      const cv::Mat upright = readBgr(file);
+      ASSERT_EQ(upright.size(), index < 4 ? cv::Size(96, 32) : cv::Size(32, 96));
+      for (int field = 0; field < 4; ++field) {
+        const auto& pixel = upright.at<cv::Vec3b>((field / 2 * 2 + 1) * upright.rows / 4, (field % 2 * 2 + 1) * upright.cols / 4);
+        // JPEG keeps a field's middle within a few steps; the colours are 190 apart.
+        EXPECT_LE(cv::norm(pixel, colours.at(seen[index][static_cast<std::size_t>(field)]), cv::NORM_INF), 8) << field;
+      }
     }
   }
 }
