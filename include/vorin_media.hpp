@@ -74,6 +74,9 @@ public:
   /** Reports, after the end, damaged or missing parts, one line each for the user. */
   virtual std::vector<std::string> damage() const { return {}; }
 
+  /** Reports, after the end, what was left out or changed on purpose, one line each for the user. */
+  virtual std::vector<std::string> warnings() const { return {}; }
+
   /** Ends a next() that waits for another program's bytes. Thread-safety: from any thread. */
   virtual void interrupt() noexcept {}
 };
@@ -108,6 +111,7 @@ struct SourceOptions {
   std::string raw = {};                /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
   bool exact_colours = false;          /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
   std::uint32_t background = 0xFFFFFF; /**< behind an image's transparent parts: 0xRRGGBB */
+  std::optional<std::uint64_t> max_pixels = {}; /**< of an image; none: 16,777,216, or 4096 for each byte of its file */
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, opaque), a clip, or, as "-",
@@ -277,7 +281,7 @@ struct RunResult {
   std::int64_t frames = 0;           /**< number of frames in the output */
   bool cancelled = false;            /**< the output then ends early and plays, or nothing was written */
   std::vector<std::string> damage;   /**< of the source */
-  std::vector<std::string> warnings; /**< of the sink */
+  std::vector<std::string> warnings; /**< of the source and the sink */
 };
 
 /** The size of the source's frames after all effects. */

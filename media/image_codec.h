@@ -24,6 +24,7 @@ struct ImageHeader {
   std::uint64_t width = 0; // 0: the header breaks off
   std::uint64_t height = 0;
   bool is_whole = true; // as far as it is checked
+  bool is_animated = false;
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 
@@ -47,5 +48,15 @@ std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 // Encodes a picture of blue, green, red, and alpha if the encoding holds that, to the bytes of an image file; none if the encoder
 // fails.
 std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture);
+
+// ---- Parts of the codecs, not on Windows ----
+
+// Makes an empty picture of 8 bits a sample. Returns false for a size that no picture may have: decoders read sizes of their own,
+// which need not be those of the header that was checked.
+bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels);
+
+// As decodeImage and encodeImage.
+cv::Mat decodeWebp(std::span<const std::uint8_t> file);
+std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture);
 
 } // namespace vorin::media

@@ -65,7 +65,19 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   return bytes;
 }
 
-void requireDecodable(const fs::path& file, Bytes bytes) {
+// Refuses a picture that would take far more memory and time than its file leads to expect, unless the user has set the limit.
+void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::size_t file_bytes,
+                         std::optional<std::uint64_t> max_pixels) {
+  constexpr std::uint64_t kUsualPixels = std::uint64_t{1} << 24; // of any file
+  constexpr std::uint64_t kPixelsForAByte = 4096;
+  const std::uint64_t pixels = header.width * header.height;
+  if (pixels > max_pixels.value_or(std::max(kUsualPixels, kPixelsForAByte * file_bytes))) {
+    throw unreadable(file, "claims " + std::to_string(header.width) + "x" + std::to_string(header.height) + " pixels in " +
+                               std::to_string(file_bytes) + " bytes: allow them with --max-pixels " + std::to_string(pixels));
+  }
+}
+
+ImageHeader requireDecodable(const fs::path& file, Bytes bytes, std::optional<std::uint64_t> max_pixels) {
   if (imageKindOf(bytes) == ImageKind::kNone) {
     throw unreadable(file, "is not a PNG, JPEG, WebP or BMP image: convert it to one of these");
   }
@@ -77,6 +89,8 @@ void requireDecodable(const fs::path& file, Bytes bytes) {
   if (!header.is_whole || header.width == 0 || header.height == 0) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
+  requireExpectedSize(file, header, bytes.size(), max_pixels);
+  return header;
 }
 
 cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
@@ -98,10 +112,14 @@ cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
   return upright;
 }
 
-// Upright, with alpha if the file may have transparent parts.
-cv::Mat readPixels(const fs::path& file) {
+struct Upright {
+  cv::Mat pixels; // with alpha if the file may have transparent parts
+  bool is_animated;
+};
+
+Upright readPixels(const fs::path& file, std::optional<std::uint64_t> max_pixels) {
   const std::vector<std::uint8_t> bytes = readBytes(file);
-  requireDecodable(file, bytes);
+  const ImageHeader header = requireDecodable(file, bytes, max_pixels);
   const std::optional<cv::Mat> pixels = decodeImage(bytes);
   if (!pixels) {
     throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
@@ -110,7 +128,7 @@ cv::Mat readPixels(const fs::path& file) {
   if (pixels->empty() || !isUsableSize(static_cast<std::uint64_t>(pixels->cols), static_cast<std::uint64_t>(pixels->rows))) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
-  return turnedUpright(*pixels, imageOrientation(bytes));
+  return {turnedUpright(*pixels, imageOrientation(bytes)), header.is_animated};
 }
 
 Picture blended(const cv::Mat& bgra, std::uint32_t background) {
@@ -130,7 +148,7 @@ Picture blended(const cv::Mat& bgra, std::uint32_t background) {
 class ImageSource final : public Source {
 public:
   ImageSource(const fs::path& file, const SourceOptions& options) {
-    const cv::Mat pixels = readPixels(file);
+    const auto [pixels, is_animated] = readPixels(file, options.max_pixels);
     picture_ = pixels.channels() == 4 ? blended(pixels, options.background) : pictureFromBgr(pixels);
     if (pixels.channels() == 4) {
       cv::extractChannel(pixels, detailsOf(info_).alpha, 3);
@@ -139,9 +157,13 @@ public:
     info_.size = picture_.size();
     info_.time_base = {1, 1};
     info_.frames_expected = 1;
+    if (is_animated) {
+      warnings_.push_back(info_.name + " is an animation: only its first picture is taken");
+    }
   }
 
   const SourceInfo& info() const override { return info_; }
+  std::vector<std::string> warnings() const override { return warnings_; }
 
   std::optional<Item> next() override {
     if (picture_.isEmpty()) {
@@ -153,6 +175,7 @@ public:
 private:
   Picture picture_; // until it is delivered
   SourceInfo info_;
+  std::vector<std::string> warnings_;
 };
 
 class ImageSink final : public Sink {

@@ -75,6 +75,7 @@ ImageHeader readPng(Bytes file) {
       break;
     }
     header.is_whole = textAt(file, chunk + 4, "IEND");
+    header.is_animated = header.is_animated || (textAt(file, chunk + 4, "acTL") && readNumber(file, chunk + 8, 4, true) > 1);
     chunk += kOverheadBytes + data_bytes;
   }
   return header;
@@ -82,7 +83,9 @@ ImageHeader readPng(Bytes file) {
 
 ImageHeader readWebp(Bytes file) {
   if (textAt(file, 12, "VP8X")) {
-    return {readNumber(file, 24, 3, false) + 1, readNumber(file, 27, 3, false) + 1};
+    constexpr std::uint32_t kAnimation = 2;
+    const bool is_animated = (readNumber(file, 20, 1, false) & kAnimation) != 0;
+    return {readNumber(file, 24, 3, false) + 1, readNumber(file, 27, 3, false) + 1, true, is_animated};
   }
   if (textAt(file, 12, "VP8L")) {
     const std::uint32_t sides = readNumber(file, 21, 4, false);

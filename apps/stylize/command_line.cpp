@@ -156,6 +156,10 @@ private:
          "What shows behind the transparent parts of an image: white (default), black, or red, green and blue as FF8000",
          kPictureSection)
         ->check(checkColour);
+    to.add_option("--max-pixels", typed.max_pixels,
+                  wrapped("Refuse images of more pixels than this (default: 16777216, more if the file is large)"))
+        ->type_name("N")
+        ->group(kPictureSection);
   }
 
   void addLook(CLI::App& to) {

@@ -18,6 +18,7 @@ struct CommandLine {
   std::string size;
   std::string to;
   std::string background = "white";
+  std::optional<std::uint64_t> max_pixels;
   double strength = 1;
   std::string device = "auto";
   std::string precision = "f32";

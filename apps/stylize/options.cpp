@@ -110,6 +110,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.keep_colours = typed.keep_colours;
   options.steady = typed.steady;
   options.source.raw = typed.raw;
+  options.source.max_pixels = typed.max_pixels;
   options.source.background = parseColour(typed.background).value();
   options.sink = {typed.codec.empty() ? "h264" : typed.codec, typed.crf, typed.raw, typed.overwrite, typed.keep_alpha};
   options.to = typed.to.empty() ? "" : "." + typed.to;

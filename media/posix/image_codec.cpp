@@ -1,5 +1,5 @@
-// PNG, JPEG and WebP files by libpng, libjpeg-turbo and libwebp; BMP files by the clip module. OpenCV's imgcodecs would bring 140
-// libraries with it, which take longer to load than most images take to restyle.
+// PNG and JPEG files by libpng and libjpeg-turbo, WebP files by webp_image.cpp, BMP files by the clip module. OpenCV's imgcodecs
+// would bring 140 libraries with it, which take longer to load than most images take to restyle.
 //
 // libpng and libjpeg report an error by longjmp. Functions that call setjmp hold no object with a destructor: what must be freed
 // belongs to their caller.
@@ -17,10 +17,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <jpeglib.h>
-#include <memory>
 #include <new>
 #include <png.h>
-#include <webp/decode.h>
 #include <webp/encode.h>
 #include <zlib.h>
 
@@ -34,15 +32,6 @@ constexpr std::array kEncodings = {
     ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false}, ImageEncoding{".webp", WEBP_MAX_DIMENSION, true},
     ImageEncoding{".bmp", static_cast<int>(kLargestSide), false},
 };
-
-// Decoders read sizes of their own, which need not be those of the header that was checked.
-bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels) {
-  if (!isUsableSize(width, height)) {
-    return false;
-  }
-  picture.create(static_cast<int>(height), static_cast<int>(width), CV_8UC(channels));
-  return true;
-}
 
 // ---- PNG ----
 
@@ -250,34 +239,15 @@ bool encodeJpeg(JpegWriter& writer, const cv::Mat& bgr) {
   return true;
 }
 
-// ---- WebP ----
-
-cv::Mat decodeWebp(Bytes file) {
-  WebPBitstreamFeatures features;
-  if (WebPGetFeatures(file.data(), file.size(), &features) != VP8_STATUS_OK) {
-    return {};
-  }
-  const bool has_alpha = features.has_alpha != 0;
-  cv::Mat picture;
-  if (!makePicture(picture, static_cast<std::uint64_t>(features.width), static_cast<std::uint64_t>(features.height),
-                   has_alpha ? 4 : 3)) {
-    return {};
-  }
-  const auto decode = has_alpha ? &WebPDecodeBGRAInto : &WebPDecodeBGRInto;
-  const auto pitch_bytes = static_cast<int>(picture.step);
-  const std::size_t bytes = picture.total() * picture.elemSize();
-  return decode(file.data(), file.size(), picture.data, bytes, pitch_bytes) != nullptr ? picture : cv::Mat();
-}
-
-std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture) {
-  const auto encode = picture.channels() == 4 ? &WebPEncodeLosslessBGRA : &WebPEncodeLosslessBGR;
-  std::uint8_t* bytes = nullptr;
-  const std::size_t count = encode(picture.data, picture.cols, picture.rows, static_cast<int>(picture.step), &bytes);
-  const std::unique_ptr<std::uint8_t, void (*)(void*)> owner(bytes, &WebPFree);
-  return {bytes, bytes + count};
-}
-
 } // namespace
+
+bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels) {
+  if (!isUsableSize(width, height)) {
+    return false;
+  }
+  picture.create(static_cast<int>(height), static_cast<int>(width), CV_8UC(channels));
+  return true;
+}
 
 std::span<const ImageEncoding> imageEncodings() {
   return kEncodings;

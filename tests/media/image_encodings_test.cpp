@@ -99,6 +99,21 @@ TEST(ImageFileKinds, EachIsReadAsByOpenCv) {
   }
 }
 
+TEST(ImageFileKinds, OfAnAnimationTheFirstPictureIsRead) {
+  const TemporaryFolder folder;
+  const std::string input = "-f lavfi -i testsrc2=size=52x36:rate=1 -frames:v ";
+  const std::filesystem::path first = folder.path() / "first.png";
+  ffmpeg(input + "1 -pix_fmt rgb24 " + first.string());
+  for (const std::string kind : {"-c:v libwebp_anim -lossless 1 -pix_fmt bgra -f webp", "-pix_fmt rgb24 -f apng"}) {
+    SCOPED_TRACE(kind);
+    const std::filesystem::path file = folder.path() / "photo";
+    ffmpeg(input + "3 " + kind + ' ' + file.string());
+    const std::unique_ptr<media::Source> source = media::openImageSource(file);
+    EXPECT_EQ(source->warnings().size(), 1U);
+    EXPECT_EQ(cv::norm(media::bgrOf(std::get<media::Frame>(*source->next()).picture), cv::imread(first), cv::NORM_INF), 0);
+  }
+}
+
 TEST(ImageFileKinds, AJpegOfFourInksIsReadAsByOpenCv) {
   const TemporaryFolder folder;
   cv::Mat inks(37, 53, CV_8UC4);

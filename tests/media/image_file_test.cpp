@@ -159,6 +159,16 @@ TEST(ImageFiles, EachFaultSaysWhatIsWrong) {
   EXPECT_THAT(reading(png.substr(0, png.size() - 1)), HasSubstr("is truncated or damaged"));
   EXPECT_THAT(reading(claiming(std::string("\0\0\x40\x01", 4))), HasSubstr("is 16385x5 pixels, too large"));
   EXPECT_THAT(reading(claiming(std::string("\xFF\xFF\xFF\xFF", 4))), HasSubstr("too large"));
+  writeFile(file, png);
+  EXPECT_EQ(failure([&] { readBgr(file, {.max_pixels = 35}); }), "none");
+  EXPECT_THAT(failure([&] { readBgr(file, {.max_pixels = 34}); }), HasSubstr("claims 7x5 pixels"));
+  const std::unique_ptr<media::Sink> sink = media::openSink(folder.path() / "small.jpg", {}, {16, 16});
+  sink->write(media::Frame{Picture(media::PixelLayout::kBgra, {16, 16})});
+  sink->finish();
+  std::string jpeg = readFile(folder.path() / "small.jpg");
+  jpeg.replace(jpeg.find("\xFF\xC0") + 5, 4, "\x1F\xFF\x3F\xFF");
+  EXPECT_THAT(reading(jpeg), HasSubstr("claims 16383x8191 pixels in " + std::to_string(jpeg.size()) +
+                                       " bytes: allow them with --max-pixels 134193153"));
   EXPECT_THAT(failure([&] { readBgr(folder.path()); }), HasSubstr("is a folder"));
   EXPECT_THAT(failure([&] { readBgr(folder.path() / "none.png"); }), HasSubstr("does not exist"));
   EXPECT_THAT(failure([&] { media::openSink(folder.path() / "out.tiff", {}, {4, 4}); }), HasSubstr("use one of .png"));
