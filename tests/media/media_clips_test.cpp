@@ -191,6 +191,27 @@ TEST(MediaClips, ATrackIsAsLongAsItsFramesHoweverLongTheyAre) {
   EXPECT_NEAR(std::stod(tests::videoEntries(folder.path() / "out.mp4", "duration")), 1.8, 0.041); // 0.88 + 0.88 + 0.04 s
 }
 
+// Two files behind each other are one clip of both, each of whose frames follows the one before by its usual time.
+TEST(MediaClips, WhereTimeStampsStartAgainTheClipGoesOn) {
+  const tests::TemporaryFolder folder;
+  const fs::path output = folder.path() / "out.mp4";
+  for (const std::string name : {"in.ts", "in.mkv", "in.mpg"}) {
+    SCOPED_TRACE(name);
+    const fs::path clip = folder.path() / name;
+    ffmpeg(kWithSound + " -bf 2 " + clip.string());
+    const std::string once = tests::readFile(clip);
+    std::ofstream(clip, std::ios::binary) << once << once;
+    fs::remove(output);
+    EXPECT_THAT(restyle(clip, output).warnings, testing::ElementsAre(HasSubstr("has time stamps that start again: at 2.0")));
+    const std::vector<double> times = tests::frameTimes(output);
+    ASSERT_EQ(times.size(), 100U);
+    for (std::size_t frame = 1; frame < times.size(); ++frame) {
+      EXPECT_NEAR(times[frame] - times[frame - 1], 0.04, frame == 50 ? 0.05 : 0.002) << frame; // the sound of a part is longer
+    }
+    EXPECT_NEAR(tests::duration(output), 4.05, 0.06);
+  }
+}
+
 TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
   const tests::TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.mkv";
