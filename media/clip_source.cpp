@@ -128,12 +128,12 @@ bool ClipSource::isPaced(int stream_index) const {
 // In joined files and on discs, times start again or leap to others: what follows is a new part, which begins where the last one
 // ended. The first stream to reach it decides by how much its times are shifted, so sound and pictures stay together.
 void ClipSource::continueTimes(AVPacket& packet) {
-  constexpr std::int64_t kLongestGap = AV_TIME_BASE * std::int64_t{10};
   // Within a part, decode times never run backwards; but where the file holds none, libav only guesses them.
-  const bool may_leap = (streams_->context->iformat->flags & AVFMT_TS_DISCONT) != 0;
+  const bool may_jump = (streams_->context->iformat->flags & AVFMT_TS_DISCONT) != 0;
   const std::int64_t disorder =
-      may_leap ? AV_TIME_BASE / 10
+      may_jump ? AV_TIME_BASE / 10
                : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, streams_->video().time_base, AV_TIME_BASE_Q);
+  const std::int64_t longest_gap = AV_TIME_BASE * std::int64_t{may_jump ? 10 : 3600};
   const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
   const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, AV_TIME_BASE_Q); };
   clocks_.resize(streams_->context->nb_streams); // streams may begin later
@@ -144,12 +144,12 @@ void ClipSource::continueTimes(AVPacket& packet) {
   } else if (stored != AV_NOPTS_VALUE) {
     const std::int64_t time = inFileTimes(stored);
     const bool starts_again = clock.last_decode_time && time + disorder < *clock.last_decode_time;
-    const bool leaps = may_leap && clock.last_decode_time && time + clock.shift > paced_end_ + kLongestGap;
+    const bool leaps = clock.last_decode_time && time + clock.shift > paced_end_ + longest_gap;
     if ((starts_again || leaps) && clock.part == part_) {
       ++part_;
       shift_ = paced_end_ - inFileTimes(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts);
       const double at_s = static_cast<double>(paced_end_ - origin_) / AV_TIME_BASE;
-      warnings_.push_back(info_.name + " has time stamps that start again: at " + secondsText(at_s) +
+      warnings_.push_back(info_.name + " has time stamps that start again or leap: at " + secondsText(at_s) +
                           " it goes on without a gap");
     }
     if (starts_again || leaps) {

@@ -292,6 +292,9 @@ RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, cons
   } else {
     sink.finish();
     result.damage = source.damage();
+    for (std::string& line : sink.damage()) {
+      result.damage.push_back(std::move(line));
+    }
     for (std::string& line : source.warnings()) {
       result.warnings.push_back(std::move(line));
     }

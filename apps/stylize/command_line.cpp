@@ -189,6 +189,10 @@ private:
           wrapped("Quality of clips: 0 is best; 6 more roughly halve an h264 or h265 file. Default:\n" + media::usualQualities()))
         ->type_name("N")
         ->group(kClipSection);
+    text(to, "--sound", typed.sound, "KIND",
+         "What becomes of the sound of clips: copy, aac or none (default: copy, or aac where the output cannot hold a copy)",
+         kClipSection)
+        ->check(oneOf({"copy", "aac", "none"}));
     text(to, "--raw", typed.raw, "KIND",
          "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
          kClipSection);

@@ -25,6 +25,7 @@ struct CommandLine {
   std::string codec;
   std::optional<int> crf;
   std::string raw;
+  std::string sound;
   std::string progress = "auto";
   bool keep_colours = false;
   bool steady = false;

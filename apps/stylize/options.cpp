@@ -27,6 +27,9 @@ const std::map<std::string, media::Device> kDevices = {{"auto", media::Device::k
                                                        {"discrete", media::Device::kDiscreteGpu},
                                                        {"software", media::Device::kSoftware}};
 
+const std::map<std::string, media::Sound> kSounds = {
+    {"", media::Sound::kCopyOrAac}, {"copy", media::Sound::kCopy}, {"aac", media::Sound::kAac}, {"none", media::Sound::kNone}};
+
 bool isPipe(const std::string& name) {
   return name == media::kPipeName;
 }
@@ -52,8 +55,8 @@ void checkPipeOptions(const CommandLine& typed) {
   if (!typed.raw.empty() && !reads_pipe && !writes_pipe) {
     throw usage("--raw applies to pipes only: leave it out, or name - as the input or the output");
   }
-  if (writes_pipe && !(typed.codec.empty() && !typed.crf)) {
-    throw usage("--codec and --crf do not apply to the output -, which is not encoded: leave them out");
+  if (writes_pipe && !(typed.codec.empty() && !typed.crf && typed.sound.empty())) {
+    throw usage("--codec, --crf and --sound do not apply to the output -, which is not encoded: leave them out");
   }
   if (writes_pipe && typed.json) {
     throw usage("--json and the output - would both go to standard output: leave one of them out");
@@ -69,7 +72,7 @@ void checkPipeOptions(const CommandLine& typed) {
 std::vector<std::string> clipOptionsIn(const CommandLine& typed) {
   std::vector<std::string> given;
   for (const auto& [option, is_given] : {std::pair("--codec", !typed.codec.empty()), std::pair("--crf", typed.crf.has_value()),
-                                         std::pair("--steady", typed.steady)}) {
+                                         std::pair("--sound", !typed.sound.empty()), std::pair("--steady", typed.steady)}) {
     if (is_given) {
       given.emplace_back(option);
     }
@@ -112,7 +115,12 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.source.raw = typed.raw;
   options.source.max_pixels = typed.max_pixels;
   options.source.background = parseColour(typed.background).value();
-  options.sink = {typed.codec.empty() ? "h264" : typed.codec, typed.crf, typed.raw, typed.overwrite, typed.keep_alpha};
+  options.sink = {typed.codec.empty() ? "h264" : typed.codec,
+                  typed.crf,
+                  typed.raw,
+                  typed.overwrite,
+                  kSounds.at(typed.sound),
+                  typed.keep_alpha};
   options.to = typed.to.empty() ? "" : "." + typed.to;
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   options.resume = typed.resume;
