@@ -40,6 +40,13 @@ struct SourceDetails {
 const SourceDetails& detailsOf(const SourceInfo& info);
 SourceDetails& detailsOf(SourceInfo& info);
 
+// How players show the source's pictures: with square pixels, and turned if its rotation lays them on their side.
+bool isOnItsSide(const SourceInfo& source);
+Size shownSize(const SourceInfo& source);
+
+// The source with square pixels, for a sink of pictures that are resized to them.
+SourceInfo withSquarePixels(SourceInfo source);
+
 // The file name that stands for standard input or output.
 constexpr std::string_view kPipeName = "-";
 

@@ -46,7 +46,9 @@ std::string wrapped(const std::string& text) {
 }
 
 std::string checkSize(const std::string& text) {
-  return parseSize(text) ? "" : "'" + text + "' is not a usable size: write it as 640x480, with " + media::sizeLimits();
+  return parseSize(text)
+             ? ""
+             : "'" + text + "' is not a usable size: write it as 640x480, 640x, x480 or 50%, with " + media::sizeLimits();
 }
 
 std::string checkColour(const std::string& text) {
@@ -145,7 +147,9 @@ private:
          "  transfer: the look of the --style-image (neural)",
          kPictureSection)
         ->check(oneOf(styleNames()));
-    text(to, "--size", typed.size, "WxH", "Size of the result in pixels (default: the input's):\n" + media::sizeLimits(),
+    text(to, "--size", typed.size, "SIZE",
+         "Size of the result in pixels (default: the input's): 640x480, 640x or x480, which keep its shape, or 50%;\n" +
+             media::sizeLimits(),
          kPictureSection)
         ->check(checkSize);
     flag(to, "--keep-alpha", typed.keep_alpha, "Keep the image's transparency in .png and .webp results", kPictureSection);

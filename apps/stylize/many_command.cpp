@@ -135,7 +135,7 @@ void restyleInto(const Options& options, Restyling& restyling, InputsAhead& inpu
     throw Error(ErrorKind::kInputOutput,
                 base::quotedPath(result.output) + " has an extension that this system cannot write: add --to png");
   }
-  media::requireImageFits(result.output, options.restyler.size.value_or(source->info().size));
+  media::requireImageFits(result.output, resultSize(options, source->info()));
   makeFolder(result.output.parent_path());
   restyling.run(*source, result, {&base::cancellationIsDue(), {}});
 }

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <iterator>
 #include <map>
+#include <string_view>
 
 namespace vorin::stylize {
 namespace {
@@ -107,7 +108,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   std::transform(typed.inputs.begin(), typed.inputs.end(), std::back_inserter(options.inputs), base::pathFromUtf8);
   options.output = base::pathFromUtf8(typed.output);
   options.restyler.network = typed.network;
-  options.restyler.size = typed.size.empty() ? std::nullopt : parseSize(typed.size);
+  options.size = typed.size.empty() ? std::nullopt : parseSize(typed.size);
   options.style_image = base::pathFromUtf8(typed.style_image);
   options.strength = typed.strength;
   options.keep_colours = typed.keep_colours;
@@ -140,19 +141,28 @@ Command commandOf(const CommandLine& typed) {
 
 } // namespace
 
-std::optional<media::Size> parseSize(const std::string& text) {
-  std::uint64_t width = 0;
-  std::uint64_t height = 0;
-  const char* const end = text.data() + text.size();
-  const auto [cross, width_error] = std::from_chars(text.data(), end, width);
-  if (width_error != std::errc() || cross == end || *cross != 'x') {
+std::optional<SizeRule> parseSize(const std::string& text) {
+  const auto number = [](std::string_view digits) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
+  };
+  const std::string_view view = text;
+  if (view.ends_with('%')) {
+    constexpr std::uint64_t kMostPercent = 10000;
+    const std::uint64_t percent = number(view.substr(0, view.size() - 1));
+    return percent >= 1 && percent <= kMostPercent ? std::optional(SizeRule{0, 0, static_cast<double>(percent)}) : std::nullopt;
+  }
+  const std::size_t cross = view.find('x');
+  if (cross == std::string_view::npos || view.size() == 1) {
     return std::nullopt;
   }
-  const auto [last, height_error] = std::from_chars(cross + 1, end, height);
-  if (height_error != std::errc() || last != end || !media::isUsableSize(width, height)) {
+  const std::string_view width = view.substr(0, cross);
+  const std::string_view height = view.substr(cross + 1);
+  if (!media::isUsableSize(width.empty() ? 1 : number(width), height.empty() ? 1 : number(height))) {
     return std::nullopt;
   }
-  return media::Size{static_cast<int>(width), static_cast<int>(height)};
+  return SizeRule{static_cast<int>(number(width)), static_cast<int>(number(height)), 0};
 }
 
 std::optional<std::uint32_t> parseColour(const std::string& text) {

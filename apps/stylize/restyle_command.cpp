@@ -127,13 +127,13 @@ ExitStatus restyleOne(const Options& options) {
     device_failure = std::current_exception();
   }
   const std::unique_ptr<media::Source> source = opening.get();
-  const media::Size size = options.restyler.size.value_or(source->info().size);
+  const media::Size size = resultSize(options, source->info());
   media::requireImageFits(result.output, size);
   requireRawSize(options, result, size);
   if (device_failure) {
     std::rethrow_exception(device_failure);
   }
-  restyling->prepare(source->info().size);
+  restyling->prepare(source->info());
   base::throwIfCancelled();
   const media::RestylerReport report = restyling->report();
   if (!options.quiet && result.is_clip) {

@@ -6,7 +6,9 @@
 #include "sources_and_sinks.h"
 #include "terminal.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -24,6 +26,30 @@ bool libraryLogIsOn() {
 
 } // namespace
 
+media::Size resultSize(const Options& options, const media::SourceInfo& source) {
+  if (!options.size) {
+    return source.size;
+  }
+  const auto [width, height, percent] = *options.size;
+  const media::Size shown = media::shownSize(source);
+  const bool is_image = source.frames_expected == 1;
+  const auto rounded = [&](double side) { // most encoders want even sides
+    return is_image ? std::llround(side) : 2 * std::llround(side / 2);
+  };
+  const auto sideFor = [&](int own, int own_shown, int other, int other_shown) {
+    const double scale = percent > 0 ? percent / 100 : static_cast<double>(other) / other_shown;
+    return own > 0 ? own : std::max(is_image ? 1LL : 2LL, rounded(own_shown * scale));
+  };
+  const auto wide = static_cast<std::uint64_t>(sideFor(width, shown.width, height, shown.height));
+  const auto high = static_cast<std::uint64_t>(sideFor(height, shown.height, width, shown.width));
+  if (!media::isUsableSize(wide, high)) {
+    throw Error(ErrorKind::kUsage, "--size would make a result of " + std::to_string(wide) + "x" + std::to_string(high) +
+                                       " pixels: choose one with " + media::sizeLimits());
+  }
+  const media::Size size = {static_cast<int>(wide), static_cast<int>(high)};
+  return media::isOnItsSide(source) ? media::Size{size.height, size.width} : size;
+}
+
 Restyling::Restyling(const Options& options) : options_(options), restyler_(options.restyler) {
   if (!options.style_image.empty()) {
     restyler_.setStyleImage(readImage(options.style_image, options.source));
@@ -33,19 +59,21 @@ Restyling::Restyling(const Options& options) : options_(options), restyler_(opti
   }
 }
 
-void Restyling::prepare(media::Size input) {
+void Restyling::prepare(const media::SourceInfo& input) {
   restyler_.startSequence();
-  prepareQuietly(restyler_, input);
+  restyler_.setSize(options_.size ? std::optional(resultSize(options_, input)) : std::nullopt);
+  prepareQuietly(restyler_, input.size);
   load_ms_ = restyler_.report().load_ms;
   is_prepared_ = true;
 }
 
 void Restyling::run(media::Source& source, InputResult& result, const media::RunOptions& run_options) {
   const auto start = std::chrono::steady_clock::now();
-  result.size = restyler_.resultSize(source.info().size);
-  const std::unique_ptr<media::Sink> sink = media::openSink(result.output, source.info(), result.size, options_.sink);
+  result.size = resultSize(options_, source.info());
+  const media::SourceInfo info = options_.size ? media::withSquarePixels(source.info()) : source.info();
+  const std::unique_ptr<media::Sink> sink = media::openSink(result.output, info, result.size, options_.sink);
   if (!is_prepared_) {
-    prepare(source.info().size);
+    prepare(source.info());
   }
   is_prepared_ = false;
   std::optional<media::Steady> steady;
@@ -72,7 +100,7 @@ std::unique_ptr<media::Source> openInput(const Options& options, const InputResu
   }
   // Without any of the style, the result equals the source as exactly as its layout allows.
   media::SourceOptions source = options.source;
-  source.exact_colours = options.strength == 0 && !options.restyler.size;
+  source.exact_colours = options.strength == 0 && !options.size;
   if (!isPipe(result.input)) {
     return media::openClipSource(result.input, source.exact_colours);
   }

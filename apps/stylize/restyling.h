@@ -42,6 +42,10 @@ void requireNotRead(const std::filesystem::path& output, const std::vector<std::
 struct InputResult;
 struct Options;
 
+// The size of the result's pictures as they are stored: --size means them as they are shown. Throws kUsage if no picture may have
+// that size.
+media::Size resultSize(const Options& options, const media::SourceInfo& source);
+
 // A run makes one object for all its inputs.
 class Restyling {
 public:
@@ -52,7 +56,7 @@ public:
 
   // Does what can fail before the next input's first frame: checks that the device runs the style, and loads its network. run()
   // does it if it was not called.
-  void prepare(media::Size input);
+  void prepare(const media::SourceInfo& input);
 
   // Restyles the source into the result's output, and stores the outcome in the result.
   void run(media::Source& source, InputResult& result, const media::RunOptions& run_options);

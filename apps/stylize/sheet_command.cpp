@@ -73,7 +73,6 @@ private:
     media::RestylerOptions restyler = options.restyler;
     restyler.style = looks.empty() ? kStyles.front() : Style::kTransfer;
     restyler.network = looks.empty() ? "" : options.restyler.network;
-    restyler.size.reset();
     return restyler;
   }
 
