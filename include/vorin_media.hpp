@@ -117,7 +117,7 @@ struct SourceOptions {
   std::optional<std::uint64_t> max_pixels = {}; /**< of an image; none: 16,777,216, or 4096 for each byte of its file */
 };
 
-/** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, opaque), a clip, or, as "-",
+/** Opens an image file (PNG, JPEG, WebP, BMP, TIFF; a source of one frame, upright, opaque), a clip, or, as "-",
  * standard input. The content decides what a file is. kInputOutput: it cannot be read or is neither; kUsage: options.raw. */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
@@ -136,6 +136,7 @@ struct SinkOptions {
   std::string raw = {};            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
   bool overwrite = false;          /**< replace an existing file */
   Sound sound = Sound::kCopyOrAac; /**< of a clip */
+  std::optional<int> quality = {}; /**< of a JPEG or WebP image, 1 to 100; none: 95, and WebP without loss */
   bool keep_alpha = false;         /**< of an image: give a PNG or WebP file the source's transparency */
 };
 

@@ -15,7 +15,7 @@ namespace vorin::media {
 
 // ---- Without decoding ----
 
-enum class ImageKind { kNone, kPng, kJpeg, kWebp, kBmp };
+enum class ImageKind { kNone, kPng, kJpeg, kWebp, kBmp, kTiff, kGif };
 
 // By the first bytes, of which 16 are enough.
 ImageKind imageKindOf(std::span<const std::uint8_t> file);
@@ -28,16 +28,19 @@ struct ImageHeader {
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 
-// The EXIF orientation of a JPEG, PNG or WebP file: 1 to 8, where 1 is upright and stands for a file without one too.
+// The EXIF orientation of a JPEG, PNG, WebP or TIFF file: 1 to 8, where 1 is upright and stands for a file without one too.
 int imageOrientation(std::span<const std::uint8_t> file);
 
 // ---- The codecs ----
+
+constexpr int kUsualJpegQuality = 95;
 
 // A kind of image file that can be written.
 struct ImageEncoding {
   std::string_view extension; // in lower case, with its dot
   int largest_side;           // pixels
   bool holds_alpha;
+  bool holds_grey;
 };
 std::span<const ImageEncoding> imageEncodings();
 
@@ -45,9 +48,9 @@ std::span<const ImageEncoding> imageEncodings();
 // Returns an empty picture for a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
-// Encodes a picture of blue, green, red, and alpha if the encoding holds that, to the bytes of an image file; none if the encoder
-// fails.
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture);
+// Encodes a picture to the bytes of an image file; none if the encoder fails. picture: blue, green, red, and alpha if the
+// encoding holds that; or grey if it holds that. quality: 1 to 100, of JPEG and WebP; none: WebP without loss.
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality);
 
 // ---- Parts of the codecs, not on Windows ----
 
@@ -57,6 +60,6 @@ bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, in
 
 // As decodeImage and encodeImage.
 cv::Mat decodeWebp(std::span<const std::uint8_t> file);
-std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture);
+std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality);
 
 } // namespace vorin::media

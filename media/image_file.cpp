@@ -1,4 +1,4 @@
-// Reads and writes image files (PNG, JPEG, WebP, BMP) as sources and sinks of one frame.
+// Reads and writes image files as sources and sinks of one frame: PNG, JPEG, WebP and BMP; reads TIFF and GIF too.
 //
 // Grey, palette, 16-bit and transparent images are read too: transparent parts are blended with a background, 16 bits become 8,
 // and an image that its camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size,
@@ -79,7 +79,7 @@ void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::s
 
 ImageHeader requireDecodable(const fs::path& file, Bytes bytes, std::optional<std::uint64_t> max_pixels) {
   if (imageKindOf(bytes) == ImageKind::kNone) {
-    throw unreadable(file, "is not a PNG, JPEG, WebP or BMP image: convert it to one of these");
+    throw unreadable(file, "is not a PNG, JPEG, WebP, BMP, TIFF or GIF image: convert it to one of these");
   }
   const ImageHeader header = readImageHeader(bytes);
   if (header.width != 0 && header.height != 0 && !isUsableSize(header.width, header.height)) {
@@ -145,13 +145,20 @@ Picture blended(const cv::Mat& bgra, std::uint32_t background) {
   return picture;
 }
 
+bool isGrey(const cv::Mat& bgr) {
+  return std::all_of(bgr.begin<cv::Vec3b>(), bgr.end<cv::Vec3b>(),
+                     [](const cv::Vec3b& pixel) { return pixel[0] == pixel[1] && pixel[1] == pixel[2]; });
+}
+
 class ImageSource final : public Source {
 public:
   ImageSource(const fs::path& file, const SourceOptions& options) {
     const auto [pixels, is_animated] = readPixels(file, options.max_pixels);
     picture_ = pixels.channels() == 4 ? blended(pixels, options.background) : pictureFromBgr(pixels);
     if (pixels.channels() == 4) {
-      cv::extractChannel(pixels, detailsOf(info_).alpha, 3);
+      cv::Mat alpha;
+      cv::extractChannel(pixels, alpha, 3);
+      detailsOf(info_).alpha = cv::countNonZero(alpha != 255) > 0 ? alpha : cv::Mat();
     }
     info_.name = base::quotedPath(file);
     info_.size = picture_.size();
@@ -181,7 +188,7 @@ private:
 class ImageSink final : public Sink {
 public:
   ImageSink(const fs::path& file, const ImageEncoding& encoding, const SourceInfo& source, Size size, const SinkOptions& options)
-      : file_(file), encoding_(encoding), size_(size), output_(file, options.overwrite) {
+      : file_(file), encoding_(encoding), size_(size), quality_(options.quality), output_(file, options.overwrite) {
     if (options.keep_alpha && encoding.holds_alpha && !detailsOf(source).alpha.empty()) {
       cv::resize(detailsOf(source).alpha, alpha_, {size.width, size.height}, 0, 0, cv::INTER_AREA);
     }
@@ -197,8 +204,10 @@ public:
     cv::Mat pixels = bgrOf(frame.picture);
     if (!alpha_.empty()) {
       cv::merge(std::vector<cv::Mat>{pixels, alpha_}, pixels);
+    } else if (encoding_.holds_grey && isGrey(pixels)) { // a third of the bytes, or less
+      cv::extractChannel(pixels, pixels, 0);
     }
-    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, pixels);
+    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, pixels, quality_);
     if (bytes.empty()) {
       throw Error(ErrorKind::kInputOutput, base::quotedPath(file_) + " cannot be encoded: choose another file extension");
     }
@@ -219,6 +228,7 @@ private:
   fs::path file_;
   const ImageEncoding& encoding_;
   Size size_;
+  std::optional<int> quality_;
   base::OutputFile output_;
   cv::Mat alpha_; // empty: the file has none
   bool is_written_ = false;
@@ -241,7 +251,8 @@ bool isImageFile(const fs::path& file) {
     stream.open(file, std::ios::binary);
   }
   stream.read(reinterpret_cast<char*>(begin.data()), begin.size());
-  return imageKindOf(Bytes(begin).first(static_cast<std::size_t>(stream.gcount()))) != ImageKind::kNone;
+  const ImageKind kind = imageKindOf(Bytes(begin).first(static_cast<std::size_t>(stream.gcount())));
+  return kind != ImageKind::kNone && (kind != ImageKind::kGif || clipExtensions().empty());
 }
 
 bool isImageName(const fs::path& file) {

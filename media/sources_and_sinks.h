@@ -63,7 +63,7 @@ std::string sizeText(Size size); // "640x480"
 bool isImageName(const std::filesystem::path& file);
 std::vector<std::string> imageExtensions();
 
-// Whether the file begins like an image; false if it cannot be read.
+// Whether the file begins like an image; false if it cannot be read, and for GIF, which is a clip where there are clips.
 bool isImageFile(const std::filesystem::path& file);
 
 // Throws kInputOutput if nothing has this name.

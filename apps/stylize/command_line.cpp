@@ -160,6 +160,11 @@ private:
          "What shows behind the transparent parts of an image: white (default), black, or red, green and blue as FF8000",
          kPictureSection)
         ->check(checkColour);
+    to.add_option("--quality", typed.quality,
+                  wrapped("Quality of JPEG and WebP results, 1 to 100 (default: 95, and WebP without loss)"))
+        ->type_name("N")
+        ->group(kPictureSection)
+        ->check(CLI::Range(1, 100).description(""));
     to.add_option("--max-pixels", typed.max_pixels,
                   wrapped("Refuse images of more pixels than this (default: 16777216, more if the file is large)"))
         ->type_name("N")

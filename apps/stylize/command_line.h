@@ -19,6 +19,7 @@ struct CommandLine {
   std::string to;
   std::string background = "white";
   std::optional<std::uint64_t> max_pixels;
+  std::optional<int> quality;
   double strength = 1;
   std::string device = "auto";
   std::string precision = "f32";

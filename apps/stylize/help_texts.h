@@ -17,8 +17,8 @@ Examples for clips:
 )";
 
 inline constexpr const char* kFooter = R"(
-Images are PNG, JPEG, WebP or BMP files. 16 bits a colour become 8, images
-marked as turned are turned upright. Several inputs or a
+Images are PNG, JPEG, WebP or BMP files; TIFF and GIF files are read. 16 bits a
+colour become 8, images marked as turned are turned upright. Several inputs or a
 folder are restyled into the folder -o, with the same tree of folders; hidden
 files are skipped. An input that fails does not stop the others.
 

@@ -15,7 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 5> kImageExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp"};
+constexpr std::array<std::string_view, 8> kImageExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp", ".tif", ".tiff", ".gif"};
+constexpr std::array<std::string_view, 3> kOnlyRead = {".tif", ".tiff", ".gif"};
 constexpr std::array<std::string_view, 12> kClipExtensions = {".avi", ".flv",  ".m4v", ".mkv", ".mov",  ".mp4",
                                                               ".mpg", ".mpeg", ".mts", ".ogv", ".webm", ".wmv"};
 
@@ -122,7 +123,10 @@ fs::path outputFor(const Input& input, const fs::path& folder, const std::string
   if (input.is_clip) {
     return media::isClipName(file) ? file : file.replace_extension(".mkv");
   }
-  return image_extension.empty() ? file : file.replace_extension(image_extension);
+  if (image_extension.empty()) {
+    return hasOneOf(kOnlyRead, file) ? file.replace_extension(".png") : file;
+  }
+  return file.replace_extension(image_extension);
 }
 
 void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {

@@ -55,9 +55,17 @@ std::vector<InputResult> plan(const Options& options) {
     }
   }
   std::vector<InputResult> planned;
+  const std::vector<Input> listed = listInputs(options.inputs, options.output, true);
+  std::map<fs::path, int> wanted;
+  for (const Input& input : listed) {
+    ++wanted[outputFor(input, options.output, options.to)];
+  }
   std::map<fs::path, fs::path> inputs;
-  for (const Input& input : listInputs(options.inputs, options.output, true)) {
-    const fs::path output = outputFor(input, options.output, options.to);
+  for (const Input& input : listed) {
+    fs::path output = outputFor(input, options.output, options.to);
+    if (wanted[output] > 1 && output.extension() != input.place.extension()) { // a.jpg becomes a.jpg.png beside a.png
+      output = (options.output / input.place).concat(output.extension().native());
+    }
     const auto [other, is_new] = inputs.emplace(output, input.file);
     if (!is_new) {
       throw usage(base::quotedPath(other->second) + " and " + base::quotedPath(input.file) + " would both be written to " +

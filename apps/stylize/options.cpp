@@ -121,6 +121,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
                   typed.raw,
                   typed.overwrite,
                   kSounds.at(typed.sound),
+                  typed.quality,
                   typed.keep_alpha};
   options.to = typed.to.empty() ? "" : "." + typed.to;
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;

@@ -26,7 +26,7 @@ struct Options {
   std::filesystem::path output;              // a folder for many inputs
   media::RestylerOptions restyler;           // a sheet has all styles
   std::optional<SizeRule> size;
-  std::filesystem::path style_image;         // or a folder of them; may be empty
+  std::filesystem::path style_image; // or a folder of them; may be empty
   double strength = 1;
   bool keep_colours = false;
   bool steady = false;

@@ -30,8 +30,8 @@ bool nameSeveral(const std::vector<std::filesystem::path>& names);
 std::vector<Input> listInputs(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out,
                               bool with_clips);
 
-// The file for the result of an input. image_extension: with its dot, for images; empty: their own. A clip of a kind that is read
-// but not written becomes .mkv, which holds every kind of sound.
+// The file for the result of an input. image_extension: with its dot, for images; empty: their own. An image of a kind that is
+// read but not written becomes .png, such a clip .mkv.
 std::filesystem::path outputFor(const Input& input, const std::filesystem::path& folder, const std::string& image_extension);
 
 // Throws kUsage if the output is one of the files that are read, also through links, so that --overwrite does not destroy it.

@@ -1,4 +1,4 @@
-// PNG and JPEG files by libpng and libjpeg-turbo, WebP files by webp_image.cpp, BMP files by the clip module. OpenCV's imgcodecs
+// PNG and JPEG files by libpng and libjpeg-turbo, WebP files by webp_image.cpp, the others by the clip module. OpenCV's imgcodecs
 // would bring 140 libraries with it, which take longer to load than most images take to restyle.
 //
 // libpng and libjpeg report an error by longjmp. Functions that call setjmp hold no object with a destructor: what must be freed
@@ -28,9 +28,11 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", static_cast<int>(kLargestSide), true},   ImageEncoding{".jpg", static_cast<int>(kLargestSide), false},
-    ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false}, ImageEncoding{".webp", WEBP_MAX_DIMENSION, true},
-    ImageEncoding{".bmp", static_cast<int>(kLargestSide), false},
+    ImageEncoding{".png", static_cast<int>(kLargestSide), true, true},
+    ImageEncoding{".jpg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".webp", WEBP_MAX_DIMENSION, true, false},
+    ImageEncoding{".bmp", static_cast<int>(kLargestSide), false, false},
 };
 
 // ---- PNG ----
@@ -124,6 +126,13 @@ struct PngWriter {
   png_infop info = nullptr;
 };
 
+int pngColourType(const cv::Mat& picture) {
+  if (picture.channels() == 1) {
+    return PNG_COLOR_TYPE_GRAY;
+  }
+  return picture.channels() == 4 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB;
+}
+
 // Fast rather than small: the strategy and the filter suit pictures, whose neighbours are alike.
 bool encodePng(const PngWriter& writer, const cv::Mat& picture, std::vector<std::uint8_t>& file) {
   if (writer.info == nullptr || setjmp(png_jmpbuf(writer.png)) != 0) { // NOLINT(cert-err52-cpp): libpng's way
@@ -134,8 +143,7 @@ bool encodePng(const PngWriter& writer, const cv::Mat& picture, std::vector<std:
   png_set_compression_level(writer.png, Z_BEST_SPEED);
   png_set_compression_strategy(writer.png, Z_RLE);
   png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(picture.cols), static_cast<png_uint_32>(picture.rows), 8,
-               picture.channels() == 4 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+               pngColourType(picture), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(writer.png, writer.info);
   png_set_bgr(writer.png);
   for (int row = 0; row < picture.rows; ++row) {
@@ -216,23 +224,22 @@ struct JpegWriter {
   unsigned long file_bytes = 0;
 };
 
-bool encodeJpeg(JpegWriter& writer, const cv::Mat& bgr) {
-  constexpr int kQuality = 95;
+bool encodeJpeg(JpegWriter& writer, const cv::Mat& picture, int quality) {
   jpeg_compress_struct& state = writer.state;
   if (setjmp(writer.errors.jump) != 0) { // NOLINT(cert-err52-cpp): libjpeg's way
     return false;
   }
   jpeg_create_compress(&state);
   jpeg_mem_dest(&state, &writer.file, &writer.file_bytes);
-  state.image_width = static_cast<JDIMENSION>(bgr.cols);
-  state.image_height = static_cast<JDIMENSION>(bgr.rows);
-  state.input_components = 3;
-  state.in_color_space = JCS_EXT_BGR;
+  state.image_width = static_cast<JDIMENSION>(picture.cols);
+  state.image_height = static_cast<JDIMENSION>(picture.rows);
+  state.input_components = picture.channels();
+  state.in_color_space = picture.channels() == 1 ? JCS_GRAYSCALE : JCS_EXT_BGR;
   jpeg_set_defaults(&state);
-  jpeg_set_quality(&state, kQuality, TRUE);
+  jpeg_set_quality(&state, quality, TRUE);
   jpeg_start_compress(&state, TRUE);
-  for (int row = 0; row < bgr.rows; ++row) {
-    JSAMPROW samples = const_cast<JSAMPROW>(bgr.ptr(row)); // only read
+  for (int row = 0; row < picture.rows; ++row) {
+    JSAMPROW samples = const_cast<JSAMPROW>(picture.ptr(row)); // only read
     jpeg_write_scanlines(&state, &samples, 1);
   }
   jpeg_finish_compress(&state);
@@ -268,25 +275,26 @@ std::optional<cv::Mat> decodeImage(Bytes file) {
   case ImageKind::kWebp:
     return decodeWebp(file);
   default:
-    return clipModule().decode_bmp(file);
+    return clipModule().decode_image(file, imageKindOf(file));
   }
 }
 
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture) {
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   if (encoding.extension == ".png") {
     const PngWriter writer;
     std::vector<std::uint8_t> file;
     return encodePng(writer, picture, file) ? file : std::vector<std::uint8_t>();
   }
   if (encoding.extension == ".webp") {
-    return encodeWebp(picture);
+    return encodeWebp(picture, quality);
   }
   if (encoding.extension == ".bmp") {
     return clipModule().encode_bmp(picture);
   }
   JpegWriter writer;
-  return encodeJpeg(writer, picture) ? std::vector<std::uint8_t>(writer.file, writer.file + writer.file_bytes)
-                                     : std::vector<std::uint8_t>();
+  return encodeJpeg(writer, picture, quality.value_or(kUsualJpegQuality))
+             ? std::vector<std::uint8_t>(writer.file, writer.file + writer.file_bytes)
+             : std::vector<std::uint8_t>();
 }
 
 } // namespace vorin::media

@@ -65,10 +65,18 @@ cv::Mat decodeWebp(Bytes file) {
   return readImageHeader(file).is_animated ? decodeAnimation(file) : decodeStill(file);
 }
 
-std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture) {
-  const auto encode = picture.channels() == 4 ? &WebPEncodeLosslessBGRA : &WebPEncodeLosslessBGR;
+std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality) {
+  const bool has_alpha = picture.channels() == 4;
+  const auto pitch_bytes = static_cast<int>(picture.step);
   std::uint8_t* bytes = nullptr;
-  const std::size_t count = encode(picture.data, picture.cols, picture.rows, static_cast<int>(picture.step), &bytes);
+  std::size_t count = 0;
+  if (quality) {
+    const auto encode = has_alpha ? &WebPEncodeBGRA : &WebPEncodeBGR;
+    count = encode(picture.data, picture.cols, picture.rows, pitch_bytes, static_cast<float>(*quality), &bytes);
+  } else {
+    const auto encode = has_alpha ? &WebPEncodeLosslessBGRA : &WebPEncodeLosslessBGR;
+    count = encode(picture.data, picture.cols, picture.rows, pitch_bytes, &bytes);
+  }
   const std::unique_ptr<std::uint8_t, void (*)(void*)> owner(bytes, &WebPFree);
   return {bytes, bytes + count};
 }

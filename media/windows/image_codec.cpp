@@ -75,12 +75,11 @@ private:
 // ---- Decoding ----
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", static_cast<int>(kLargestSide), true},
-    ImageEncoding{".jpg", static_cast<int>(kLargestSide), false},
-    ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false},
-    ImageEncoding{".bmp", static_cast<int>(kLargestSide), false},
+    ImageEncoding{".png", static_cast<int>(kLargestSide), true, true},
+    ImageEncoding{".jpg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".bmp", static_cast<int>(kLargestSide), false, false},
 };
-constexpr float kJpegQuality = 0.95F; // the quality of the encoder on other systems
 
 void makeFactory(ComPointer<IWICImagingFactory>& factory) {
   requireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
@@ -128,27 +127,34 @@ const GUID& containerOf(const ImageEncoding& encoding) {
   return encoding.extension == ".bmp" ? GUID_ContainerFormatBmp : GUID_ContainerFormatJpeg;
 }
 
-void setJpegQuality(IPropertyBag2& options) {
+void setJpegQuality(IPropertyBag2& options, int percent) {
   std::wstring name = L"ImageQuality";
   PROPBAG2 option = {};
   option.pstrName = name.data();
   VARIANT quality;
   VariantInit(&quality);
   quality.vt = VT_R4;
-  quality.fltVal = kJpegQuality;
+  quality.fltVal = static_cast<float>(percent) / 100;
   requireSuccess(options.Write(1, &option, &quality));
 }
 
-void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const cv::Mat& picture) {
+WICPixelFormatGUID formatOf(const cv::Mat& picture) {
+  if (picture.channels() == 1) {
+    return GUID_WICPixelFormat8bppGray;
+  }
+  return picture.channels() == 4 ? GUID_WICPixelFormat32bppBGRA : GUID_WICPixelFormat24bppBGR;
+}
+
+void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   ComPointer<IWICBitmapFrameEncode> frame;
   ComPointer<IPropertyBag2> options;
   requireSuccess(encoder.CreateNewFrame(frame.out(), options.out()));
   if (containerOf(encoding) == GUID_ContainerFormatJpeg) {
-    setJpegQuality(*options.get());
+    setJpegQuality(*options.get(), quality.value_or(kUsualJpegQuality));
   }
   requireSuccess(frame->Initialize(options.get()));
   requireSuccess(frame->SetSize(static_cast<UINT>(picture.cols), static_cast<UINT>(picture.rows)));
-  const WICPixelFormatGUID wanted = picture.channels() == 4 ? GUID_WICPixelFormat32bppBGRA : GUID_WICPixelFormat24bppBGR;
+  const WICPixelFormatGUID wanted = formatOf(picture);
   WICPixelFormatGUID format = wanted;
   requireSuccess(frame->SetPixelFormat(&format));
   if (format != wanted) {
@@ -172,7 +178,7 @@ std::vector<std::uint8_t> contentOf(IStream& stream) {
   return content;
 }
 
-std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& picture) {
+std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   ComPointer<IWICImagingFactory> factory;
   makeFactory(factory);
   ComPointer<IStream> stream;
@@ -180,7 +186,7 @@ std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& p
   ComPointer<IWICBitmapEncoder> encoder;
   requireSuccess(factory->CreateEncoder(containerOf(encoding), nullptr, encoder.out()));
   requireSuccess(encoder->Initialize(stream.get(), WICBitmapEncoderNoCache));
-  writeFrame(*encoder.get(), encoding, picture);
+  writeFrame(*encoder.get(), encoding, picture, quality);
   requireSuccess(encoder->Commit());
   return contentOf(*stream.get());
 }
@@ -200,10 +206,10 @@ std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
   }
 }
 
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture) {
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   const ComApartment apartment;
   try {
-    return encode(encoding, picture);
+    return encode(encoding, picture, quality);
   } catch (const ComError&) {
     return {};
   }

@@ -77,19 +77,21 @@ TEST_F(StylizeBatch, EachImageIsRestyledAsIfAlone) {
 
 TEST_F(StylizeBatch, OneThatFailsDoesNotStopTheOthers) {
   std::ofstream(in_ / "bad.png") << "no picture";
+  savePicture((in_ / "b.bmp").string(), makePicture({8, 8})); // wants the same name as b.png
   const ChildResult result = pencilInto("out", {"--to", "bmp", "--json"});
   EXPECT_EQ(result.exit_status, 1);
   EXPECT_THAT(result.standard_error, HasSubstr("bad.png' is not a PNG"));
   EXPECT_THAT(linesOf(result.standard_error).back(), HasSubstr("failed: '" + (in_ / "bad.png").string()));
-  EXPECT_THAT(contentOf(run_.file("out")), UnorderedElementsAre(Key("a.bmp"), Key("b.bmp"), Key("sub/c.bmp"), Key("sub/d.bmp")));
+  EXPECT_THAT(contentOf(run_.file("out")),
+              UnorderedElementsAre(Key("a.bmp"), Key("b.bmp"), Key("b.png.bmp"), Key("sub/c.bmp"), Key("sub/d.bmp")));
   const auto json = nlohmann::json::parse(result.standard_output);
   EXPECT_EQ(json["exit_status"], 1);
   EXPECT_EQ(json["style"], "pencil");
   EXPECT_FALSE(json["device_reason"].get<std::string>().empty());
-  ASSERT_EQ(json["results"].size(), 5U);
-  EXPECT_EQ(json["results"][2]["outcome"], "failed");
-  EXPECT_THAT(json["results"][2]["error"].get<std::string>(), HasSubstr("is not a PNG"));
-  EXPECT_EQ(json["results"][3]["width"], 40);
+  ASSERT_EQ(json["results"].size(), 6U);
+  EXPECT_EQ(json["results"][3]["outcome"], "failed");
+  EXPECT_THAT(json["results"][3]["error"].get<std::string>(), HasSubstr("is not a PNG"));
+  EXPECT_EQ(json["results"][4]["width"], 40);
 }
 
 // A killed run leaves no result half written, and what it has finished is not restyled again.

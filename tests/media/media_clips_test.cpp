@@ -286,7 +286,8 @@ TEST_F(FailingClip, EachSaysWhatIsWrong) {
   EXPECT_THAT(failure(file("text.mp4"), out), HasSubstr("is not a clip"));
   EXPECT_THAT(failure(file("list.m3u8"), out), HasSubstr("is not a clip"));
   EXPECT_THAT(failure(file("sound.m4a"), out), HasSubstr("holds no video"));
-  EXPECT_THAT(failure(clip_, file("out.mp4"), {.sound = Sound::kCopy}), HasSubstr("sound (pcm_s16le) cannot go into a file of the kind mp4"));
+  EXPECT_THAT(failure(clip_, file("out.mp4"), {.sound = Sound::kCopy}),
+              HasSubstr("sound (pcm_s16le) cannot go into a file of the kind mp4"));
   EXPECT_THAT(failure(clip_, file("out.avi")), HasSubstr("for a clip .mp4"));
   EXPECT_THAT(failure(clip_, file("nowhere") / "out.mkv"), HasSubstr("does not exist: make it first"));
   EXPECT_THAT(failure(clip_, clip_), HasSubstr("exists"));
