@@ -55,7 +55,15 @@ std::vector<InputResult> plan(const Options& options) {
     }
   }
   std::vector<InputResult> planned;
-  const std::vector<Input> listed = listInputs(options.inputs, options.output, true);
+  std::map<std::string, int> other_kinds;
+  const std::vector<Input> listed = listInputs(options.inputs, options.output, true, &other_kinds);
+  if (!options.quiet && !other_kinds.empty()) {
+    std::vector<std::string> kinds;
+    for (const auto& [extension, files] : other_kinds) {
+      kinds.push_back(std::to_string(files) + ' ' + (extension.empty() ? "without an extension" : extension));
+    }
+    printLine("left out, as no images or clips by their names: " + base::joined(kinds));
+  }
   std::map<fs::path, int> wanted;
   for (const Input& input : listed) {
     ++wanted[outputFor(input, options.output, options.to)];
@@ -186,11 +194,16 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
               (failed > 0 ? ", " + std::to_string(failed) + " failed:" : ""));
   }
   bool is_damaged = false;
+  int exist_already = 0;
   for (const InputResult& result : results) {
     if (result.outcome == Outcome::kFailed) {
       printLine("failed: " + base::quotedPath(result.input));
+      exist_already += isDone(result) ? 1 : 0;
     }
     is_damaged = is_damaged || !result.damage.empty();
+  }
+  if (exist_already > 0) {
+    printLine(std::to_string(exist_already) + " of the results are there already: add --resume to skip them");
   }
   return failed > 0 || is_damaged ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
 }
@@ -213,7 +226,14 @@ media::RestylerReport restyleAll(const Options& options, std::vector<InputResult
       continue;
     }
     tryToRestyle(options, *restyling, inputs, result);
-    base::throwIfCancelled();
+    if (base::cancellationIsDue()) {
+      progress.finish();
+      if (!options.quiet) {
+        printLine(base::utf8Text(options.output) + ": " + std::to_string(done) + " of " + std::to_string(total) +
+                  " restyled, which are kept: --resume goes on");
+      }
+      base::throwIfCancelled();
+    }
     if (result.outcome == Outcome::kFailed) {
       progress.say(result.error);
     }

@@ -59,8 +59,13 @@ ExitStatus reportOne(const Options& options, const media::RestylerReport& report
   printLines(result.damage);
   if (options.json && result.is_clip) {
     printClipJson(report, result, status);
-  } else if (options.json && !cancelled) {
-    printRun(jsonOf(report), {result}, status);
+  } else if (options.json) {
+    InputResult told = result;
+    if (result.frames == 0) {
+      told.outcome = InputResult::Outcome::kFailed;
+      told.error = "cancelled";
+    }
+    printRun(jsonOf(report), {told}, status);
   }
   return status;
 }

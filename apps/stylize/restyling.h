@@ -5,6 +5,7 @@
 #include "vorin_media.hpp"
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,9 @@ bool nameSeveral(const std::vector<std::filesystem::path>& names);
 // Lists images and, if with_clips is set, clips, also those in folders. Skips in a folder: hidden files and folders, links to
 // folders, the folder left_out, and files with other extensions. A name that does not exist and a folder that cannot be read are
 // listed themselves, so that their error is reported.
+// other_kinds, if given, counts the files with other extensions that folders hold.
 std::vector<Input> listInputs(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out,
-                              bool with_clips);
+                              bool with_clips, std::map<std::string, int>* other_kinds = nullptr);
 
 // The file for the result of an input. image_extension: with its dot, for images; empty: their own. An image of a kind that is
 // read but not written becomes .png, such a clip .mkv.

@@ -112,10 +112,13 @@ INSTANTIATE_TEST_SUITE_P(All, StylizeFailure, testing::ValuesIn(failureCases()),
 
 TEST(StylizeFailures, AreJsonTooWhereThatIsAskedFor) {
   const StylizeRun run;
-  const ChildResult result = StylizeRun::run({run.file("none.png"), "-o", run.file("out.png"), "--style", "pencil", "--json"});
-  const auto json = nlohmann::json::parse(result.standard_output);
-  EXPECT_EQ(json["exit_status"], 5);
-  EXPECT_EQ("vorin-stylize: " + json["error"].get<std::string>() + "\n", result.standard_error);
+  for (const auto& [style, status] : {std::pair("pencil", 5), {"o\x1Bil", 2}}) {
+    const ChildResult result = StylizeRun::run({run.file("none.png"), "-o", run.file("out.png"), "--style", style, "--json"});
+    const auto json = nlohmann::json::parse(result.standard_output);
+    EXPECT_EQ(json["exit_status"], status);
+    EXPECT_EQ("vorin-stylize: " + json["error"].get<std::string>() + "\n", result.standard_error);
+    EXPECT_EQ(result.standard_error.find('\x1B'), std::string::npos);
+  }
 }
 
 TEST(StylizeFailures, GpuThatDoesNotDrawIsAnErrorWhenAskedForByName) {
