@@ -32,18 +32,26 @@ bool isControl(char character) {
   return byte < 0x20 || byte == 0x7F;
 }
 
-std::string quoted(const std::string& name) {
+namespace {
+
+std::string withoutControls(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string text = "'";
-  for (const char character : name) {
+  std::string result;
+  for (const char character : text) {
     if (isControl(character)) {
       const auto byte = static_cast<unsigned char>(character);
-      text += {'\\', 'x', kDigits[byte / 16U], kDigits[byte % 16U]};
+      result += {'\\', 'x', kDigits[byte / 16U], kDigits[byte % 16U]};
     } else {
-      text += character;
+      result += character;
     }
   }
-  return text + "'";
+  return result;
+}
+
+} // namespace
+
+std::string quoted(const std::string& name) {
+  return std::string("'").append(withoutControls(name)).append("'");
 }
 
 std::string quotedPath(const std::filesystem::path& file) {
@@ -69,8 +77,8 @@ std::string hexadecimalText(std::span<const std::uint8_t> bytes) {
 
 std::string oneLine(std::string text) {
   std::replace_if(
-      text.begin(), text.end(), [](char character) { return character == '\n' || character == '\r'; }, ' ');
-  return text;
+      text.begin(), text.end(), [](char character) { return character == '\n' || character == '\r' || character == '\t'; }, ' ');
+  return withoutControls(text);
 }
 
 } // namespace vorin::base

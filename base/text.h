@@ -32,7 +32,8 @@ std::string joined(const std::vector<std::string>& parts, std::string_view separ
 // Writes two lower-case digits for each byte.
 std::string hexadecimalText(std::span<const std::uint8_t> bytes);
 
-// Returns the text with a blank in place of each line break.
+// Returns the text with a blank in place of each line break and tab, and other control characters as \x1B: texts of others could
+// change the terminal.
 std::string oneLine(std::string text);
 
 } // namespace vorin::base

@@ -74,6 +74,9 @@ public:
   /** Reports, after the end, damaged or missing parts, one line each for the user. */
   virtual std::vector<std::string> damage() const { return {}; }
 
+  /** Reports, after the end, what was left out or changed on purpose, one line each for the user. */
+  virtual std::vector<std::string> warnings() const { return {}; }
+
   /** Ends a next() that waits for another program's bytes. Thread-safety: from any thread. */
   virtual void interrupt() noexcept {}
 };
@@ -99,26 +102,42 @@ public:
   /** The parts of the source that the output cannot hold, one line each for the user; complete once the sink is open. */
   virtual std::vector<std::string> warnings() const { return {}; }
 
+  /** Reports, after finish(), damaged packets of the source that were left out, one line each for the user. */
+  virtual std::vector<std::string> damage() const { return {}; }
+
   /** Ends a write() that waits for another program. Thread-safety: from any thread. */
   virtual void interrupt() noexcept {}
 };
 
 /** How to open a source. */
 struct SourceOptions {
-  std::string raw = {};       /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
-  bool exact_colours = false; /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
+  std::string raw = {};                /**< for a pipe of raw frames, such as "nv12:1280x720@30"; empty: Y4M */
+  bool exact_colours = false;          /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
+  std::uint32_t background = 0xFFFFFF; /**< behind an image's transparent parts: 0xRRGGBB */
+  std::optional<std::uint64_t> max_pixels = {}; /**< of an image; none: 16,777,216, or 4096 for each byte of its file */
 };
 
-/** Opens an image file (PNG, JPEG, WebP, BMP; a source of one frame, upright, without its transparency), a clip, or, as "-",
+/** Opens an image file (PNG, JPEG, WebP, BMP, TIFF; a source of one frame, upright, opaque), a clip, or, as "-",
  * standard input. The content decides what a file is. kInputOutput: it cannot be read or is neither; kUsage: options.raw. */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
+/** What becomes of a clip's sound. */
+enum class Sound {
+  kCopyOrAac, /**< copied as it is, or encoded as AAC where the output cannot hold it, with a warning */
+  kCopy,      /**< copied, or an error where the output cannot hold it */
+  kAac,       /**< encoded as AAC */
+  kNone       /**< left out */
+};
+
 /** How to write an output. */
 struct SinkOptions {
-  std::string codec = "h264";  /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
-  std::optional<int> crf = {}; /**< of a clip: quality, 0 is best; none: the codec's usual one */
-  std::string raw = {};        /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
-  bool overwrite = false;      /**< replace an existing file */
+  std::string codec = "h264";      /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
+  std::optional<int> crf = {};     /**< of a clip: quality, 0 is best; none: the codec's usual one */
+  std::string raw = {};            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
+  bool overwrite = false;          /**< replace an existing file */
+  Sound sound = Sound::kCopyOrAac; /**< of a clip */
+  std::optional<int> quality = {}; /**< of a JPEG or WebP image, 1 to 100; none: 95, and WebP without loss */
+  bool keep_alpha = false;         /**< of an image: give a PNG or WebP file the source's transparency */
 };
 
 /** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",
@@ -274,8 +293,8 @@ struct RunOptions {
 struct RunResult {
   std::int64_t frames = 0;           /**< number of frames in the output */
   bool cancelled = false;            /**< the output then ends early and plays, or nothing was written */
-  std::vector<std::string> damage;   /**< of the source */
-  std::vector<std::string> warnings; /**< of the sink */
+  std::vector<std::string> damage;   /**< of the source, as it and the sink report it */
+  std::vector<std::string> warnings; /**< of the source and the sink */
 };
 
 /** The size of the source's frames after all effects. */

@@ -1,11 +1,12 @@
 // clip_module.h: what libvorin_media has from the library libvorin_media_clips, which holds all that needs libav or optical flow.
-// It is loaded at the first clip, pipe or BMP file: libav brings 120 libraries, which take longer to load than an image takes to
-// restyle.
+// It is loaded at the first clip, pipe, or BMP, TIFF or GIF file: libav brings 120 libraries, which take longer to load than an
+// image takes to restyle.
 //
 // The module has no part of base that holds a state of the process. The unfinished output is therefore made outside, and reached
 // by its virtual functions.
 #pragma once
 
+#include "image_codec.h"
 #include "output_file.h"
 #include "sources_and_sinks.h"
 
@@ -25,8 +26,8 @@ std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& opti
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 std::unique_ptr<Effect> makeSteady(Style style);
 
-// Blue, green and red of 8 bits; empty for a damaged file.
-cv::Mat decodeBmp(std::span<const std::uint8_t> file);
+// Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file.
+cv::Mat decodeImage(std::span<const std::uint8_t> file, ImageKind kind);
 
 // Empty if the encoder fails.
 std::vector<std::uint8_t> encodeBmp(const cv::Mat& bgr);
@@ -40,7 +41,7 @@ struct ClipModule {
   decltype(&clips::openPipeSource) open_pipe_source;
   decltype(&clips::openPipeSink) open_pipe_sink;
   decltype(&clips::makeSteady) make_steady;
-  decltype(&clips::decodeBmp) decode_bmp;
+  decltype(&clips::decodeImage) decode_image;
   decltype(&clips::encodeBmp) encode_bmp;
 };
 

@@ -37,6 +37,34 @@ bool isTurned(const std::array<std::int32_t, 9>& matrix) {
   return matrix != kUpright;
 }
 
+// Copies chapters, title and the like.
+void copyMetadata(const AVFormatContext& source, AVFormatContext& output) {
+  av_dict_copy(&output.metadata, source.metadata, 0);
+  for (const char* own : {"major_brand", "minor_version", "compatible_brands", "encoder"}) { // of the container, not of the clip
+    av_dict_set(&output.metadata, own, nullptr, 0);
+  }
+  if (source.nb_chapters == 0) {
+    return;
+  }
+  output.chapters = static_cast<AVChapter**>(av_calloc(source.nb_chapters, sizeof(AVChapter*)));
+  if (output.chapters == nullptr) {
+    throw std::bad_alloc();
+  }
+  for (unsigned i = 0; i < source.nb_chapters; ++i) {
+    const AVChapter& from = *source.chapters[i];
+    auto* chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
+    if (chapter == nullptr) {
+      throw std::bad_alloc();
+    }
+    chapter->id = from.id;
+    chapter->time_base = from.time_base;
+    chapter->start = from.start;
+    chapter->end = from.end;
+    av_dict_copy(&chapter->metadata, from.metadata, 0);
+    output.chapters[output.nb_chapters++] = chapter;
+  }
+}
+
 class ClipSink final : public Sink {
 public:
   ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& output, const SourceInfo& source, Size size,
@@ -44,6 +72,7 @@ public:
 
   Size size() const override { return size_; }
   std::vector<std::string> warnings() const override { return warnings_; }
+  std::vector<std::string> damage() const override;
   void write(Frame&& frame) override;
   void write(Packet&& packet) override;
   void finish() override;
@@ -56,6 +85,7 @@ private:
   void addVideo(const SourceInfo& source);
   void open();
   bool writeEncoded(); // writes the encoder's next packet; false: none is ready
+  void writeEncoded(SoundEncoder& sound);
   void hand(AVPacket& packet);
   void close();
   void check(int status) const;
@@ -72,6 +102,7 @@ private:
   std::vector<std::string> warnings_;
   std::int64_t frames_ = 0;
   std::int64_t encoded_ = 0;
+  std::int64_t left_out_ = 0; // damaged packets
 };
 
 ClipSink::ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& output, const SourceInfo& source, Size size,
@@ -90,8 +121,8 @@ ClipSink::ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& 
   encoder_.emplace(source, size, options, *context_->oformat);
   addVideo(source);
   if (detailsOf(source).streams != nullptr) {
-    copied_.emplace(*detailsOf(source).streams, *context_);
-    CopiedStreams::copyMetadata(*detailsOf(source).streams->context, *context_);
+    copied_.emplace(*detailsOf(source).streams, *context_, options.sound);
+    copyMetadata(*detailsOf(source).streams->context, *context_);
     warnings_.insert(warnings_.end(), copied_->warnings().begin(), copied_->warnings().end());
   }
   open();
@@ -131,18 +162,17 @@ void ClipSink::open() {
   if (status < 0) {
     throw fault(output_, "cannot be written (" + libavText(status) + "): choose another folder");
   }
-  status = avformat_write_header(context_.get(), nullptr);
-  if (status < 0 && context_->pb->error < 0) {
-    check(status);
-  } else if (status < 0) {
-    throw fault(output_, "cannot be made with these streams (" + libavText(status) + "): name the output .mkv");
-  }
+  check(avformat_write_header(context_.get(), nullptr));
 }
 
 void ClipSink::check(int status) const {
-  const int error = context_->pb != nullptr && context_->pb->error < 0 ? context_->pb->error : status;
-  if (error < 0) {
-    throw fault(output_, "cannot be written (" + libavText(error) + "): make room or choose another folder");
+  const int file_status = context_->pb != nullptr ? context_->pb->error : status;
+  if (file_status < 0) {
+    throw fault(output_, "cannot be written (" + libavText(file_status) + "): make room or choose another folder");
+  }
+  if (status < 0) {
+    throw fault(output_, "cannot be made with these streams (" + libavText(status) + "): use --sound aac or none" +
+                             (isMatroska() ? "" : ", or name the output .mkv"));
   }
 }
 
@@ -166,13 +196,41 @@ bool ClipSink::writeEncoded() {
 
 void ClipSink::write(Packet&& packet) {
   AVPacket& data = *packet.data->packet;
-  if (copied_ && copied_->place(data, *context_)) {
+  if (!copied_) {
+    return;
+  }
+  auto& encoders = copied_->soundEncoders();
+  if (const auto found = encoders.find(data.stream_index); found != encoders.end()) {
+    left_out_ += found->second.send(data) ? 0 : 1;
+    writeEncoded(found->second);
+  } else if (copied_->place(data, *context_)) {
     hand(data);
   }
 }
 
+void ClipSink::writeEncoded(SoundEncoder& sound) {
+  while (sound.receive(*packet_, *context_)) {
+    hand(*packet_);
+  }
+}
+
+std::vector<std::string> ClipSink::damage() const {
+  if (left_out_ == 0) {
+    return {};
+  }
+  return {base::quotedPath(output_) + " lacks " + std::to_string(left_out_) +
+          " damaged packets of the clip's sound or subtitles, which were left out"};
+}
+
 void ClipSink::hand(AVPacket& packet) {
-  check(av_interleaved_write_frame(context_.get(), &packet));
+  const int status = av_interleaved_write_frame(context_.get(), &packet);
+  // The muxer looks into copied packets, also into one that has waited for this one. Those of the encoders are sound.
+  const bool is_damaged = status < 0 && status != AVERROR(ENOMEM) && context_->pb->error >= 0;
+  if (is_damaged && copied_) {
+    ++left_out_;
+  } else {
+    check(status);
+  }
 }
 
 void ClipSink::finish() {
@@ -199,6 +257,12 @@ std::int64_t ClipSink::finishEarly() {
 }
 
 void ClipSink::close() {
+  if (copied_) {
+    for (auto& [index, sound] : copied_->soundEncoders()) {
+      sound.sendEnd();
+      writeEncoded(sound);
+    }
+  }
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));
   file_->commit();

@@ -29,13 +29,22 @@ public:
   const SourceInfo& info() const override { return info_; }
   std::optional<Item> next() override;
   std::vector<std::string> damage() const override;
+  std::vector<std::string> warnings() const override { return warnings_; }
 
 private:
+  struct Clock {                                  // of a stream, in AV_TIME_BASE
+    std::optional<std::int64_t> last_decode_time; // as the file says
+    std::int64_t shift = 0;                       // what is added to the file's times
+    int part = 0;                                 // the number of the part that the stream has reached
+  };
+
   std::optional<Frame> receiveFrame();
   Frame frameFromLibav();
   std::int64_t frameTime() const;
   bool readPacket();
   void decodePacket();
+  bool isPaced(int stream_index) const;
+  void continueTimes(AVPacket& packet);
   void shiftToOrigin(AVPacket& packet) const;
   void noteEnd(const AVPacket& packet);
 
@@ -48,7 +57,12 @@ private:
   std::int64_t origin_ = 0; // in AV_TIME_BASE: the time that counts as 0
   std::int64_t usual_duration_ = 1;
   std::int64_t last_time_ = AV_NOPTS_VALUE;
-  std::int64_t last_end_ = 0; // of what has been read, in AV_TIME_BASE
+  std::int64_t last_end_ = 0;  // of what has been read, in AV_TIME_BASE
+  std::int64_t paced_end_ = 0; // the same of video and sound only
+  std::vector<Clock> clocks_;
+  std::int64_t shift_ = 0; // of the newest part
+  int part_ = 0;
+  std::vector<std::string> warnings_;
   std::int64_t frames_ = 0;
   std::int64_t damaged_packets_ = 0;
   bool is_cut_short_ = false;
@@ -97,6 +111,7 @@ bool ClipSource::readPacket() {
   av_packet_unref(packet_.get());
   const int status = av_read_frame(streams_->context.get(), packet_.get());
   if (status >= 0) {
+    continueTimes(*packet_);
     noteEnd(*packet_);
     return true;
   }
@@ -104,11 +119,61 @@ bool ClipSource::readPacket() {
   return false;
 }
 
+// Whether packets of the stream follow each other without gaps.
+bool ClipSource::isPaced(int stream_index) const {
+  return stream_index == streams_->video_index ||
+         streams_->context->streams[stream_index]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+}
+
+// In joined files and on discs, times start again or leap to others: what follows is a new part, which begins where the last one
+// ended. The first stream to reach it decides by how much its times are shifted, so sound and pictures stay together.
+void ClipSource::continueTimes(AVPacket& packet) {
+  // Within a part, decode times never run backwards; but where the file holds none, libav only guesses them.
+  const bool may_jump = (streams_->context->iformat->flags & AVFMT_TS_DISCONT) != 0;
+  const std::int64_t disorder =
+      may_jump ? AV_TIME_BASE / 10
+               : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, streams_->video().time_base, AV_TIME_BASE_Q);
+  const std::int64_t longest_gap = AV_TIME_BASE * std::int64_t{may_jump ? 10 : 3600};
+  const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
+  const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, AV_TIME_BASE_Q); };
+  clocks_.resize(streams_->context->nb_streams); // streams may begin later
+  Clock& clock = clocks_[static_cast<std::size_t>(packet.stream_index)];
+  const std::int64_t stored = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+  if (!isPaced(packet.stream_index)) {
+    clock.shift = shift_;
+  } else if (stored != AV_NOPTS_VALUE) {
+    const std::int64_t time = inFileTimes(stored);
+    const bool starts_again = clock.last_decode_time && time + disorder < *clock.last_decode_time;
+    const bool leaps = clock.last_decode_time && time + clock.shift > paced_end_ + longest_gap;
+    if ((starts_again || leaps) && clock.part == part_) {
+      ++part_;
+      shift_ = paced_end_ - inFileTimes(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts);
+      const double at_s = static_cast<double>(paced_end_ - origin_) / AV_TIME_BASE;
+      warnings_.push_back(info_.name + " has time stamps that start again or leap: at " + secondsText(at_s) +
+                          " it goes on without a gap");
+    }
+    if (starts_again || leaps) {
+      clock.part = part_;
+      clock.shift = shift_;
+    }
+    clock.last_decode_time = time;
+  }
+  const std::int64_t shift = av_rescale_q(clock.shift, AV_TIME_BASE_Q, time_base);
+  for (std::int64_t* time : {&packet.pts, &packet.dts}) {
+    *time += *time != AV_NOPTS_VALUE ? shift : 0;
+  }
+}
+
 void ClipSource::noteEnd(const AVPacket& packet) {
   const std::int64_t begin = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (begin != AV_NOPTS_VALUE) {
     const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
-    last_end_ = std::max(last_end_, av_rescale_q(begin + packet.duration, time_base, AV_TIME_BASE_Q));
+    const bool lasts_usual = packet.duration <= 0 && packet.stream_index == streams_->video_index;
+    const std::int64_t end = av_rescale_q(begin + (lasts_usual ? usual_duration_ : packet.duration), time_base, AV_TIME_BASE_Q);
+    last_end_ = std::max(last_end_, end);
+    if (isPaced(packet.stream_index)) {
+      paced_end_ = std::max(paced_end_, end);
+    }
   }
   if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
     is_cut_short_ = true;

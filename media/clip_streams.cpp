@@ -139,11 +139,44 @@ bool isAttachedPicture(const AVStream& stream) {
   return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
 }
 
+bool isMatroska(const AVOutputFormat& format) {
+  return std::string_view(format.name) == "matroska";
+}
+
+// A stream of the same codec, with a tag of the output's own: one of the source's container has no meaning in another one.
+AVStream& addLike(const AVStream& stream, AVFormatContext& output) {
+  AVStream* added = avformat_new_stream(&output, nullptr);
+  if (added == nullptr || avcodec_parameters_copy(added->codecpar, stream.codecpar) < 0) {
+    throw std::bad_alloc();
+  }
+  if (output.oformat->codec_tag != nullptr &&
+      av_codec_get_id(output.oformat->codec_tag, added->codecpar->codec_tag) != added->codecpar->codec_id) {
+    added->codecpar->codec_tag = 0;
+  }
+  added->time_base = stream.time_base;
+  return *added;
+}
+
+// Tries it in memory: the muxers' lists name codecs that they refuse when they write the header.
 bool canHold(const AVOutputFormat& format, const AVStream& stream) {
   if (stream.codecpar->codec_type == AVMEDIA_TYPE_ATTACHMENT) {
-    return std::string_view(format.name) == "matroska";
+    return isMatroska(format);
   }
-  return avformat_query_codec(&format, stream.codecpar->codec_id, FF_COMPLIANCE_NORMAL) == 1;
+  AVFormatContext* context = nullptr;
+  if (avformat_query_codec(&format, stream.codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
+    return false;
+  }
+  if (avformat_alloc_output_context2(&context, &format, nullptr, nullptr) < 0 || avio_open_dyn_buf(&context->pb) < 0) {
+    avformat_free_context(context);
+    throw std::bad_alloc();
+  }
+  addLike(stream, *context);
+  const bool is_taken = avformat_write_header(context, nullptr) >= 0;
+  std::uint8_t* header = nullptr;
+  avio_close_dyn_buf(context->pb, &header);
+  av_free(header);
+  avformat_free_context(context);
+  return is_taken;
 }
 
 const char* kindOf(const AVStream& stream) {
@@ -212,7 +245,8 @@ bool isCopied(const SourceStreams& source, int index) {
   }
 }
 
-CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& output) : targets_(source.context->nb_streams) {
+CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& output, Sound sound)
+    : targets_(source.context->nb_streams) {
   for (int index = 0; index < static_cast<int>(targets_.size()); ++index) {
     const AVStream& stream = *source.context->streams[index];
     if (!isCopied(source, index)) {
@@ -221,35 +255,46 @@ CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& outpu
       }
       continue;
     }
-    if (canHold(*output.oformat, stream)) {
+    if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
+      addSound(stream, output, sound);
+    } else if (canHold(*output.oformat, stream)) {
       add(stream, output);
-    } else if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-      throw Error(ErrorKind::kInputOutput, "the clip's " + describe(stream) + " cannot go into a file of the kind " +
-                                               output.oformat->name + ": name the output .mkv");
     } else {
       warnings_.push_back("left out, since a file of the kind " + std::string(output.oformat->name) +
-                          " cannot hold it: the clip's " + describe(stream) + "; name the output .mkv to keep all");
+                          " cannot hold it: the clip's " + describe(stream) +
+                          (isMatroska(*output.oformat) ? "" : "; name the output .mkv to keep all"));
     }
   }
 }
 
+void CopiedStreams::addSound(const AVStream& stream, AVFormatContext& output, Sound sound) {
+  if (sound == Sound::kNone) {
+    return;
+  }
+  if (sound != Sound::kAac && canHold(*output.oformat, stream)) {
+    add(stream, output);
+    return;
+  }
+  const std::string kind = output.oformat->name;
+  if (sound == Sound::kCopy) {
+    throw Error(ErrorKind::kInputOutput,
+                "the clip's " + describe(stream) + " cannot go into a file of the kind " + kind + ": leave out --sound copy" +
+                    (canHold(*av_guess_format("matroska", nullptr, nullptr), stream) ? ", or name the output .mkv" : ""));
+  }
+  sound_encoders_.try_emplace(stream.index, stream, output);
+  if (sound == Sound::kCopyOrAac) {
+    warnings_.push_back("a file of the kind " + kind + " cannot hold the clip's " + describe(stream) + ": it becomes AAC");
+  }
+}
+
 void CopiedStreams::add(const AVStream& stream, AVFormatContext& output) {
-  AVStream* added = avformat_new_stream(&output, nullptr);
-  if (added == nullptr || avcodec_parameters_copy(added->codecpar, stream.codecpar) < 0) {
-    throw std::bad_alloc();
-  }
-  // A tag of the source's container has no meaning in another one; the muxer sets its own.
-  if (output.oformat->codec_tag != nullptr &&
-      av_codec_get_id(output.oformat->codec_tag, added->codecpar->codec_tag) != added->codecpar->codec_id) {
-    added->codecpar->codec_tag = 0;
-  }
-  added->time_base = stream.time_base;
-  added->avg_frame_rate = stream.avg_frame_rate;
-  added->disposition = stream.disposition;
-  av_dict_copy(&added->metadata, stream.metadata, 0);
-  copySideData(stream, *added);
-  targets_[static_cast<std::size_t>(stream.index)] = Target{
-      added->index, stream.time_base, std::strcmp(output.oformat->name, "matroska") == 0 ? lateness(stream) : 0, AV_NOPTS_VALUE};
+  AVStream& added = addLike(stream, output);
+  added.avg_frame_rate = stream.avg_frame_rate;
+  added.disposition = stream.disposition;
+  av_dict_copy(&added.metadata, stream.metadata, 0);
+  copySideData(stream, added);
+  targets_[static_cast<std::size_t>(stream.index)] =
+      Target{added.index, stream.time_base, isMatroska(*output.oformat) ? lateness(stream) : 0, AV_NOPTS_VALUE};
 }
 
 bool CopiedStreams::place(AVPacket& packet, const AVFormatContext& output) {
@@ -279,33 +324,6 @@ bool CopiedStreams::place(AVPacket& packet, const AVFormatContext& output) {
   }
   target->last_decode_time = packet.dts;
   return true;
-}
-
-void CopiedStreams::copyMetadata(const AVFormatContext& source, AVFormatContext& output) {
-  av_dict_copy(&output.metadata, source.metadata, 0);
-  for (const char* own : {"major_brand", "minor_version", "compatible_brands", "encoder"}) { // of the container, not of the clip
-    av_dict_set(&output.metadata, own, nullptr, 0);
-  }
-  if (source.nb_chapters == 0) {
-    return;
-  }
-  output.chapters = static_cast<AVChapter**>(av_calloc(source.nb_chapters, sizeof(AVChapter*)));
-  if (output.chapters == nullptr) {
-    throw std::bad_alloc();
-  }
-  for (unsigned i = 0; i < source.nb_chapters; ++i) {
-    const AVChapter& from = *source.chapters[i];
-    auto* chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
-    if (chapter == nullptr) {
-      throw std::bad_alloc();
-    }
-    chapter->id = from.id;
-    chapter->time_base = from.time_base;
-    chapter->start = from.start;
-    chapter->end = from.end;
-    av_dict_copy(&chapter->metadata, from.metadata, 0);
-    output.chapters[output.nb_chapters++] = chapter;
-  }
 }
 
 } // namespace vorin::media

@@ -34,18 +34,48 @@ OpenClip openClip(const std::filesystem::path& clip);
 // Whether packets or attachments of this stream are copied.
 bool isCopied(const SourceStreams& source, int index);
 
+// Decodes the packets of a sound and encodes it as AAC. Gaps in its times become silence.
+class SoundEncoder {
+public:
+  // Adds a stream to the output. Throws kInputOutput if there is no decoder or the encoder does not take the sound.
+  SoundEncoder(const AVStream& source, AVFormatContext& output);
+
+  // After each of these, call receive() until it returns false. Returns false for a packet that cannot be decoded.
+  bool send(const AVPacket& packet);
+  void sendEnd();
+
+  // Gets the next packet of the output. Returns false if none is ready yet or no more will follow.
+  bool receive(AVPacket& packet, const AVFormatContext& output);
+
+private:
+  void receiveSamples();
+  void prepareResampler(const AVFrame& frame);
+  void resample(const AVFrame* frame); // null: the end
+  FrameHandle nextFrame();             // null: too few samples are there
+
+  AVRational source_time_base_;
+  CodecHandle decoder_;
+  CodecHandle encoder_;
+  int index_ = 0; // of the output's stream
+  ResamplerHandle resampler_;
+  SamplesHandle samples_; // resampled, not encoded yet
+  FrameHandle decoded_ = newFrame();
+  std::optional<std::int64_t> next_time_; // of samples_, in samples
+  bool has_ended_ = false;
+};
+
 // Maps the source's streams to those of an output.
 class CopiedStreams {
 public:
-  // Adds the streams that the output can hold. Throws kInputOutput for a sound that it cannot hold: a clip is not complete
-  // without its sound. Anything else that it cannot hold gets a warning.
-  CopiedStreams(const SourceStreams& source, AVFormatContext& output);
-
-  // Copies chapters, title and the like.
-  static void copyMetadata(const AVFormatContext& source, AVFormatContext& output);
+  // Adds the streams that the output can hold. Throws kInputOutput for a sound that can be neither copied nor encoded as asked
+  // for: a clip is not complete without its sound. Anything else that the output cannot hold gets a warning.
+  CopiedStreams(const SourceStreams& source, AVFormatContext& output, Sound sound);
 
   // Sets the packet's stream and times for the output. Returns false if its stream is not in the output.
   bool place(AVPacket& packet, const AVFormatContext& output);
+
+  // The encoders of the sounds that are not copied, by the source's index.
+  std::map<int, SoundEncoder>& soundEncoders() { return sound_encoders_; }
 
   const std::vector<std::string>& warnings() const { return warnings_; }
 
@@ -57,9 +87,11 @@ private:
     std::int64_t last_decode_time;
   };
 
+  void addSound(const AVStream& stream, AVFormatContext& output, Sound sound);
   void add(const AVStream& stream, AVFormatContext& output);
 
   std::vector<std::optional<Target>> targets_; // by the source's index
+  std::map<int, SoundEncoder> sound_encoders_;
   std::vector<std::string> warnings_;
 };
 

@@ -1,4 +1,12 @@
-#include "colour_change.h"
+// Changes the YUV matrix and range of NV12 pictures, in place.
+//
+// Before and after, pixels decode to the same red, green and blue, so the change is linear: with the colour differences taken
+// from their middle,
+//   y' = s y + a u + b v,  u' = c u + d v,  v' = e u + f v
+// and grey stays grey. The change runs over each pair U, V and its four luma samples, in fixed point. It loses only rounding (at
+// most one step of 255 each way, for colours that both can hold). Source: ITU-R BT.601, BT.709 and BT.2020,
+// and ITU-T H.273 for the numbers of the matrices.
+#include "picture_conversion.h"
 
 #include <algorithm>
 #include <cmath>

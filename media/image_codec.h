@@ -15,7 +15,7 @@ namespace vorin::media {
 
 // ---- Without decoding ----
 
-enum class ImageKind { kNone, kPng, kJpeg, kWebp, kBmp };
+enum class ImageKind { kNone, kPng, kJpeg, kWebp, kBmp, kTiff, kGif };
 
 // By the first bytes, of which 16 are enough.
 ImageKind imageKindOf(std::span<const std::uint8_t> file);
@@ -24,26 +24,42 @@ struct ImageHeader {
   std::uint64_t width = 0; // 0: the header breaks off
   std::uint64_t height = 0;
   bool is_whole = true; // as far as it is checked
+  bool is_animated = false;
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 
-// The EXIF orientation of a JPEG or PNG file: 1 to 8, where 1 is upright and stands for a file without one too.
+// The EXIF orientation of a JPEG, PNG, WebP or TIFF file: 1 to 8, where 1 is upright and stands for a file without one too.
 int imageOrientation(std::span<const std::uint8_t> file);
 
 // ---- The codecs ----
+
+constexpr int kUsualJpegQuality = 95;
 
 // A kind of image file that can be written.
 struct ImageEncoding {
   std::string_view extension; // in lower case, with its dot
   int largest_side;           // pixels
+  bool holds_alpha;
+  bool holds_grey;
 };
 std::span<const ImageEncoding> imageEncodings();
 
-// Decodes an image file to 8-bit blue, green, red, as the camera stored it; transparency is dropped. Returns an empty picture for
-// a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
+// Decodes an image file to 8-bit blue, green, red, as the camera stored it, and alpha if the file may have transparent parts.
+// Returns an empty picture for a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
-// Encodes a picture to the bytes of an image file; none if the encoder fails.
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr);
+// Encodes a picture to the bytes of an image file; none if the encoder fails. picture: blue, green, red, and alpha if the
+// encoding holds that; or grey if it holds that. quality: 1 to 100, of JPEG and WebP; none: WebP without loss.
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality);
+
+// ---- Parts of the codecs, not on Windows ----
+
+// Makes an empty picture of 8 bits a sample. Returns false for a size that no picture may have: decoders read sizes of their own,
+// which need not be those of the header that was checked.
+bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels);
+
+// As decodeImage and encodeImage.
+cv::Mat decodeWebp(std::span<const std::uint8_t> file);
+std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality);
 
 } // namespace vorin::media

@@ -1,9 +1,9 @@
-// Reads and writes image files (PNG, JPEG, WebP, BMP) as sources and sinks of one frame.
+// Reads and writes image files as sources and sinks of one frame: PNG, JPEG, WebP and BMP; reads TIFF and GIF too.
 //
-// Grey, palette, 16-bit and transparent images are read too: transparency is dropped, 16 bits become 8, and an image that its
-// camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size, since decoding a huge
-// picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on Windows) fills missing
-// rows with grey and reports no error.
+// Grey, palette, 16-bit and transparent images are read too: transparent parts are blended with a background, 16 bits become 8,
+// and an image that its camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size,
+// since decoding a huge picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on
+// Windows) fills missing rows with grey and reports no error.
 #include "image_codec.h"
 #include "output_file.h"
 #include "picture_mat.h"
@@ -11,6 +11,7 @@
 #include "text.h"
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <array>
@@ -64,9 +65,21 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   return bytes;
 }
 
-void requireDecodable(const fs::path& file, Bytes bytes) {
+// Refuses a picture that would take far more memory and time than its file leads to expect, unless the user has set the limit.
+void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::size_t file_bytes,
+                         std::optional<std::uint64_t> max_pixels) {
+  constexpr std::uint64_t kUsualPixels = std::uint64_t{1} << 24; // of any file
+  constexpr std::uint64_t kPixelsForAByte = 4096;
+  const std::uint64_t pixels = header.width * header.height;
+  if (pixels > max_pixels.value_or(std::max(kUsualPixels, kPixelsForAByte * file_bytes))) {
+    throw unreadable(file, "claims " + std::to_string(header.width) + "x" + std::to_string(header.height) + " pixels in " +
+                               std::to_string(file_bytes) + " bytes: allow them with --max-pixels " + std::to_string(pixels));
+  }
+}
+
+ImageHeader requireDecodable(const fs::path& file, Bytes bytes, std::optional<std::uint64_t> max_pixels) {
   if (imageKindOf(bytes) == ImageKind::kNone) {
-    throw unreadable(file, "is not a PNG, JPEG, WebP or BMP image: convert it to one of these");
+    throw unreadable(file, "is not a PNG, JPEG, WebP, BMP, TIFF or GIF image: convert it to one of these");
   }
   const ImageHeader header = readImageHeader(bytes);
   if (header.width != 0 && header.height != 0 && !isUsableSize(header.width, header.height)) {
@@ -76,6 +89,8 @@ void requireDecodable(const fs::path& file, Bytes bytes) {
   if (!header.is_whole || header.width == 0 || header.height == 0) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
+  requireExpectedSize(file, header, bytes.size(), max_pixels);
+  return header;
 }
 
 cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
@@ -97,30 +112,65 @@ cv::Mat turnedUpright(const cv::Mat& picture, int orientation) {
   return upright;
 }
 
-cv::Mat readBgr(const fs::path& file) {
+struct Upright {
+  cv::Mat pixels; // with alpha if the file may have transparent parts
+  bool is_animated;
+};
+
+Upright readPixels(const fs::path& file, std::optional<std::uint64_t> max_pixels) {
   const std::vector<std::uint8_t> bytes = readBytes(file);
-  requireDecodable(file, bytes);
-  const std::optional<cv::Mat> bgr = decodeImage(bytes);
-  if (!bgr) {
+  const ImageHeader header = requireDecodable(file, bytes, max_pixels);
+  const std::optional<cv::Mat> pixels = decodeImage(bytes);
+  if (!pixels) {
     throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
   }
   // Checks the decoded size too: the decoder may have used another header than the one checked before.
-  if (bgr->empty() || !isUsableSize(static_cast<std::uint64_t>(bgr->cols), static_cast<std::uint64_t>(bgr->rows))) {
+  if (pixels->empty() || !isUsableSize(static_cast<std::uint64_t>(pixels->cols), static_cast<std::uint64_t>(pixels->rows))) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
-  return turnedUpright(*bgr, imageOrientation(bytes));
+  return {turnedUpright(*pixels, imageOrientation(bytes)), header.is_animated};
+}
+
+Picture blended(const cv::Mat& bgra, std::uint32_t background) {
+  const std::array<unsigned, 3> behind = {background & 0xFFU, background >> 8U & 0xFFU, background >> 16U & 0xFFU};
+  Picture picture(PixelLayout::kBgra, {bgra.cols, bgra.rows});
+  cv::Mat target = matOver(picture);
+  std::transform(bgra.begin<cv::Vec4b>(), bgra.end<cv::Vec4b>(), target.begin<cv::Vec4b>(), [&](const cv::Vec4b& pixel) {
+    const unsigned alpha = pixel[3];
+    const auto mixed = [&](unsigned front, unsigned back) {
+      return static_cast<std::uint8_t>((front * alpha + back * (255 - alpha) + 127) / 255);
+    };
+    return cv::Vec4b(mixed(pixel[0], behind[0]), mixed(pixel[1], behind[1]), mixed(pixel[2], behind[2]), 255);
+  });
+  return picture;
+}
+
+bool isGrey(const cv::Mat& bgr) {
+  return std::all_of(bgr.begin<cv::Vec3b>(), bgr.end<cv::Vec3b>(),
+                     [](const cv::Vec3b& pixel) { return pixel[0] == pixel[1] && pixel[1] == pixel[2]; });
 }
 
 class ImageSource final : public Source {
 public:
-  explicit ImageSource(const fs::path& file) : picture_(pictureFromBgr(readBgr(file))) {
+  ImageSource(const fs::path& file, const SourceOptions& options) {
+    const auto [pixels, is_animated] = readPixels(file, options.max_pixels);
+    picture_ = pixels.channels() == 4 ? blended(pixels, options.background) : pictureFromBgr(pixels);
+    if (pixels.channels() == 4) {
+      cv::Mat alpha;
+      cv::extractChannel(pixels, alpha, 3);
+      detailsOf(info_).alpha = cv::countNonZero(alpha != 255) > 0 ? alpha : cv::Mat();
+    }
     info_.name = base::quotedPath(file);
     info_.size = picture_.size();
     info_.time_base = {1, 1};
     info_.frames_expected = 1;
+    if (is_animated) {
+      warnings_.push_back(info_.name + " is an animation: only its first picture is taken");
+    }
   }
 
   const SourceInfo& info() const override { return info_; }
+  std::vector<std::string> warnings() const override { return warnings_; }
 
   std::optional<Item> next() override {
     if (picture_.isEmpty()) {
@@ -132,12 +182,17 @@ public:
 private:
   Picture picture_; // until it is delivered
   SourceInfo info_;
+  std::vector<std::string> warnings_;
 };
 
 class ImageSink final : public Sink {
 public:
-  ImageSink(const fs::path& file, const ImageEncoding& encoding, Size size, bool overwrite)
-      : file_(file), encoding_(encoding), size_(size), output_(file, overwrite) {}
+  ImageSink(const fs::path& file, const ImageEncoding& encoding, const SourceInfo& source, Size size, const SinkOptions& options)
+      : file_(file), encoding_(encoding), size_(size), quality_(options.quality), output_(file, options.overwrite) {
+    if (options.keep_alpha && encoding.holds_alpha && !detailsOf(source).alpha.empty()) {
+      cv::resize(detailsOf(source).alpha, alpha_, {size.width, size.height}, 0, 0, cv::INTER_AREA);
+    }
+  }
 
   Size size() const override { return size_; }
   void write(Packet&& /*packet*/) override {}
@@ -146,7 +201,13 @@ public:
     if (is_written_) {
       throw Error(ErrorKind::kUsage, base::quotedPath(file_) + " is an image, which holds one frame: write a clip, as out.mp4");
     }
-    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, bgrOf(frame.picture));
+    cv::Mat pixels = bgrOf(frame.picture);
+    if (!alpha_.empty()) {
+      cv::merge(std::vector<cv::Mat>{pixels, alpha_}, pixels);
+    } else if (encoding_.holds_grey && isGrey(pixels)) { // a third of the bytes, or less
+      cv::extractChannel(pixels, pixels, 0);
+    }
+    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, pixels, quality_);
     if (bytes.empty()) {
       throw Error(ErrorKind::kInputOutput, base::quotedPath(file_) + " cannot be encoded: choose another file extension");
     }
@@ -167,7 +228,9 @@ private:
   fs::path file_;
   const ImageEncoding& encoding_;
   Size size_;
+  std::optional<int> quality_;
   base::OutputFile output_;
+  cv::Mat alpha_; // empty: the file has none
   bool is_written_ = false;
 };
 
@@ -188,7 +251,8 @@ bool isImageFile(const fs::path& file) {
     stream.open(file, std::ios::binary);
   }
   stream.read(reinterpret_cast<char*>(begin.data()), begin.size());
-  return imageKindOf(Bytes(begin).first(static_cast<std::size_t>(stream.gcount()))) != ImageKind::kNone;
+  const ImageKind kind = imageKindOf(Bytes(begin).first(static_cast<std::size_t>(stream.gcount())));
+  return kind != ImageKind::kNone && (kind != ImageKind::kGif || clipExtensions().empty());
 }
 
 bool isImageName(const fs::path& file) {
@@ -212,18 +276,18 @@ void requireImageFits(const fs::path& file, Size size) {
   }
 }
 
-std::unique_ptr<Source> openImageSource(const fs::path& file) {
-  return std::make_unique<ImageSource>(file);
+std::unique_ptr<Source> openImageSource(const fs::path& file, const SourceOptions& options) {
+  return std::make_unique<ImageSource>(file, options);
 }
 
-std::unique_ptr<Sink> openImageSink(const fs::path& file, Size size, bool overwrite) {
+std::unique_ptr<Sink> openImageSink(const fs::path& file, const SourceInfo& source, Size size, const SinkOptions& options) {
   const ImageEncoding* encoding = findEncoding(file);
   if (encoding == nullptr) {
     throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(file) + " has no file extension of an image: use one of " +
                                        base::joined(imageExtensions()));
   }
   requireImageFits(file, size);
-  return std::make_unique<ImageSink>(file, *encoding, size, overwrite);
+  return std::make_unique<ImageSink>(file, *encoding, source, size, options);
 }
 
 } // namespace vorin::media

@@ -75,6 +75,7 @@ ImageHeader readPng(Bytes file) {
       break;
     }
     header.is_whole = textAt(file, chunk + 4, "IEND");
+    header.is_animated = header.is_animated || (textAt(file, chunk + 4, "acTL") && readNumber(file, chunk + 8, 4, true) > 1);
     chunk += kOverheadBytes + data_bytes;
   }
   return header;
@@ -82,7 +83,9 @@ ImageHeader readPng(Bytes file) {
 
 ImageHeader readWebp(Bytes file) {
   if (textAt(file, 12, "VP8X")) {
-    return {readNumber(file, 24, 3, false) + 1, readNumber(file, 27, 3, false) + 1};
+    constexpr std::uint32_t kAnimation = 2;
+    const bool is_animated = (readNumber(file, 20, 1, false) & kAnimation) != 0;
+    return {readNumber(file, 24, 3, false) + 1, readNumber(file, 27, 3, false) + 1, true, is_animated};
   }
   if (textAt(file, 12, "VP8L")) {
     const std::uint32_t sides = readNumber(file, 21, 4, false);
@@ -105,28 +108,71 @@ ImageHeader readBmp(Bytes file) {
   return header;
 }
 
-// ---- Orientation ----
+// ---- TIFF, which EXIF data are too ----
 
 constexpr int kUpright = 1;
 
-// EXIF data are a TIFF file: byte order, offset of the first directory; the directory's number of entries, and 12 bytes for each.
-int orientationIn(Bytes exif) {
-  constexpr std::uint32_t kOrientation = 0x0112;
-  const bool big_endian = textAt(exif, 0, "MM");
-  if (!big_endian && !textAt(exif, 0, "II")) {
-    return kUpright;
+bool isTiff(Bytes file) {
+  return textAt(file, 0, std::string_view("MM\0*", 4)) || textAt(file, 0, std::string_view("II*\0", 4));
+}
+
+// The value of a tag in the first directory; 0 without one. A TIFF file holds its byte order and the offset of the first
+// directory; that its number of entries, and 12 bytes for each: tag, type, count, value.
+std::uint32_t tagIn(Bytes tiff, std::uint32_t tag) {
+  constexpr std::uint32_t kLongType = 4;
+  if (!isTiff(tiff)) {
+    return 0;
   }
-  const std::size_t directory = readNumber(exif, 4, 4, big_endian);
-  const std::size_t entries = readNumber(exif, directory, 2, big_endian);
+  const bool big_endian = tiff[0] == 'M';
+  const std::size_t directory = readNumber(tiff, 4, 4, big_endian);
+  const std::size_t entries = readNumber(tiff, directory, 2, big_endian);
   for (std::size_t entry = 0; entry < entries; ++entry) {
     const std::size_t at = directory + 2 + entry * 12;
-    if (readNumber(exif, at, 2, big_endian) == kOrientation) {
-      const auto value = static_cast<int>(readNumber(exif, at + 8, 2, big_endian));
-      return value >= 1 && value <= 8 ? value : kUpright;
+    if (readNumber(tiff, at, 2, big_endian) == tag) {
+      return readNumber(tiff, at + 8, readNumber(tiff, at + 2, 2, big_endian) == kLongType ? 4 : 2, big_endian);
     }
   }
-  return kUpright;
+  return 0;
 }
+
+int orientationIn(Bytes exif) {
+  constexpr std::uint32_t kOrientation = 0x0112;
+  const std::uint32_t value = tagIn(exif, kOrientation);
+  return value >= 1 && value <= 8 ? static_cast<int>(value) : kUpright;
+}
+
+ImageHeader readTiff(Bytes file) {
+  constexpr std::uint32_t kWidth = 0x0100;
+  constexpr std::uint32_t kHeight = 0x0101;
+  const bool big_endian = file[0] == 'M';
+  const std::size_t directory = readNumber(file, 4, 4, big_endian);
+  const std::size_t directory_bytes = 2 + readNumber(file, directory, 2, big_endian) * std::size_t{12} + 4;
+  return {tagIn(file, kWidth), tagIn(file, kHeight), directory + directory_bytes <= file.size()};
+}
+
+// After the header: blocks, each with a byte for its kind, and data in parts of up to 255 bytes, the last of which is empty.
+ImageHeader readGif(Bytes file) {
+  constexpr std::uint32_t kExtension = 0x21;
+  constexpr std::uint32_t kPicture = 0x2C;
+  const auto byte = [&](std::size_t at) { return readNumber(file, at, 1, false); };
+  const auto paletteBytes = [](std::uint32_t flags) { return (flags & 0x80U) != 0 ? std::size_t{6} << (flags & 7U) : 0; };
+  ImageHeader header = {readNumber(file, 6, 2, false), readNumber(file, 8, 2, false), false};
+  for (std::size_t at = 13 + paletteBytes(byte(10)); byte(at) == kExtension || byte(at) == kPicture;) {
+    const bool is_picture = byte(at) == kPicture;
+    header.is_animated = header.is_animated || (is_picture && header.is_whole);
+    at += is_picture ? 11 + paletteBytes(byte(at + 9)) : 2;
+    while (byte(at) != 0) {
+      at += 1 + byte(at);
+    }
+    header.is_whole = header.is_whole || (is_picture && at < file.size());
+    ++at;
+  }
+  return header;
+}
+
+// ---- Orientation ----
+
+constexpr std::string_view kExifHead("Exif\0\0", 6);
 
 Bytes exifOfJpeg(Bytes file) {
   constexpr std::uint8_t kApp1 = 0xE1;
@@ -137,9 +183,8 @@ Bytes exifOfJpeg(Bytes file) {
       break;
     }
     const Bytes content = file.subspan(at + 4, segment_bytes - 2);
-    constexpr std::string_view kHead("Exif\0\0", 6);
-    if (file[at + 1] == kApp1 && textAt(content, 0, kHead)) {
-      return content.subspan(kHead.size());
+    if (file[at + 1] == kApp1 && textAt(content, 0, kExifHead)) {
+      return content.subspan(kExifHead.size());
     }
     at += 2 + segment_bytes;
   }
@@ -160,6 +205,23 @@ Bytes exifOfPng(Bytes file) {
   return {};
 }
 
+// A WebP file is a list of chunks: name, length, content, padded to an even length. Some programs begin EXIF data as in a JPEG
+// file.
+Bytes exifOfWebp(Bytes file) {
+  for (std::size_t at = 12; at + 8 <= file.size();) {
+    const std::size_t content_bytes = readNumber(file, at + 4, 4, false);
+    if (file.size() - at - 8 < content_bytes) {
+      break;
+    }
+    if (textAt(file, at, "EXIF")) {
+      const Bytes content = file.subspan(at + 8, content_bytes);
+      return textAt(content, 0, kExifHead) ? content.subspan(kExifHead.size()) : content;
+    }
+    at += 8 + content_bytes + content_bytes % 2;
+  }
+  return {};
+}
+
 } // namespace
 
 ImageKind imageKindOf(Bytes file) {
@@ -173,6 +235,12 @@ ImageKind imageKindOf(Bytes file) {
   if (textAt(file, 0, "RIFF") && textAt(file, 8, "WEBP")) {
     return ImageKind::kWebp;
   }
+  if (textAt(file, 0, "GIF87a") || textAt(file, 0, "GIF89a")) {
+    return ImageKind::kGif;
+  }
+  if (isTiff(file)) {
+    return ImageKind::kTiff;
+  }
   return textAt(file, 0, "BM") && file.size() >= kBmpHeaderBytes ? ImageKind::kBmp : ImageKind::kNone;
 }
 
@@ -184,6 +252,10 @@ ImageHeader readImageHeader(Bytes file) {
     return readJpeg(file);
   case ImageKind::kWebp:
     return readWebp(file);
+  case ImageKind::kTiff:
+    return readTiff(file);
+  case ImageKind::kGif:
+    return readGif(file);
   default:
     return readBmp(file);
   }
@@ -195,6 +267,10 @@ int imageOrientation(Bytes file) {
     return orientationIn(exifOfPng(file));
   case ImageKind::kJpeg:
     return orientationIn(exifOfJpeg(file));
+  case ImageKind::kWebp:
+    return orientationIn(exifOfWebp(file));
+  case ImageKind::kTiff:
+    return orientationIn(file);
   default:
     return kUpright;
   }

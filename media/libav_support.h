@@ -7,11 +7,13 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
 #include <libavutil/avutil.h>
 #include <libavutil/display.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -44,6 +46,12 @@ struct PacketFreer {
 struct ScalerFreer {
   void operator()(SwsContext* context) const { sws_freeContext(context); }
 };
+struct ResamplerFreer {
+  void operator()(SwrContext* context) const { swr_free(&context); }
+};
+struct SamplesFreer {
+  void operator()(AVAudioFifo* samples) const { av_audio_fifo_free(samples); }
+};
 struct DictionaryFreer {
   void operator()(AVDictionary* dictionary) const { av_dict_free(&dictionary); }
 };
@@ -54,6 +62,8 @@ using CodecHandle = std::unique_ptr<AVCodecContext, CodecCloser>;
 using FrameHandle = std::unique_ptr<AVFrame, FrameFreer>;
 using PacketHandle = std::unique_ptr<AVPacket, PacketFreer>;
 using ScalerHandle = std::unique_ptr<SwsContext, ScalerFreer>;
+using ResamplerHandle = std::unique_ptr<SwrContext, ResamplerFreer>;
+using SamplesHandle = std::unique_ptr<AVAudioFifo, SamplesFreer>;
 using DictionaryHandle = std::unique_ptr<AVDictionary, DictionaryFreer>;
 
 // The data of a Packet.

@@ -4,6 +4,8 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <utility>
 
 namespace vorin::media {
@@ -171,6 +173,29 @@ SourceDetails& detailsOf(SourceInfo& info) {
     info.details = std::make_shared<SourceDetails>();
   }
   return *info.details;
+}
+
+bool isOnItsSide(const SourceInfo& source) {
+  const auto& matrix = detailsOf(source).rotation;
+  return matrix && std::abs(std::int64_t{(*matrix)[1]}) > std::abs(std::int64_t{(*matrix)[0]});
+}
+
+Size shownSize(const SourceInfo& source) {
+  const auto [num, den] = detailsOf(source).pixel_aspect;
+  const double aspect = num > 0 && den > 0 ? static_cast<double>(num) / den : 1;
+  const int width = static_cast<int>(std::lround(std::clamp(source.size.width * aspect, 1.0, static_cast<double>(kMostPixels))));
+  return isOnItsSide(source) ? Size{source.size.height, width} : Size{width, source.size.height};
+}
+
+SourceInfo withSquarePixels(SourceInfo source) {
+  SourceDetails details = detailsOf(source);
+  details.pixel_aspect = {1, 1};
+  std::string& parameters = details.y4m_parameters; // " F25:1 Ip A16:15 C420"
+  if (const std::size_t aspect = parameters.find(" A"); aspect != std::string::npos) {
+    parameters.replace(aspect, parameters.find(' ', aspect + 1) - aspect, " A1:1");
+  }
+  source.details = std::make_shared<SourceDetails>(std::move(details));
+  return source;
 }
 
 PixelLayout layoutFor(PixelLayout source, Size size) {

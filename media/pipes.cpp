@@ -186,6 +186,9 @@ private:
       if (pipe_.isInterrupted() || (line.size() < kFrameWord.size() && kFrameWord.starts_with(line))) {
         return noteEnd(line.size());
       }
+      if (!line.starts_with(kFrameWord) && frames_ == 0) {
+        throw Error(ErrorKind::kInputOutput, info_.name + " holds no Y4M frame behind its header: check what is connected to it");
+      }
       if (!line.starts_with(kFrameWord)) {
         damage_.push_back(info_.name + " continues after frame " + std::to_string(frames_) +
                           " with data that is not a Y4M frame: the frames before it were restyled");

@@ -1,6 +1,9 @@
+// Chooses the kind of source or sink that a name stands for.
+//
 // Moves frames from the source through the effects to the sink, each on a thread of its own. However long the clip is, only a few
 // frames wait between them.
 #include "sources_and_sinks.h"
+#include "text.h"
 
 #include <atomic>
 #include <chrono>
@@ -226,7 +229,33 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
+constexpr int kStandardInput = 0;
+constexpr int kStandardOutput = 1;
+
 } // namespace
+
+std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options) {
+  if (file == kPipeName) {
+    return openPipeSource(kStandardInput, options);
+  }
+  return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options.exact_colours);
+}
+
+std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
+                               const SinkOptions& options) {
+  if (file == kPipeName) {
+    return openPipeSink(kStandardOutput, source, size, options.raw);
+  }
+  if (isImageName(file)) {
+    return openImageSink(file, source, size, options);
+  }
+  if (isClipName(file)) {
+    return openClipSink(file, source, size, options);
+  }
+  const std::string clips = base::joined(clipExtensions());
+  throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(file) + " has no known file extension: use one of " +
+                                     base::joined(imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips));
+}
 
 Size resultSize(const SourceInfo& source, std::span<Effect* const> effects) {
   Size size = source.size;
@@ -263,6 +292,12 @@ RunResult run(Source& source, Sink& sink, std::span<Effect* const> effects, cons
   } else {
     sink.finish();
     result.damage = source.damage();
+    for (std::string& line : sink.damage()) {
+      result.damage.push_back(std::move(line));
+    }
+    for (std::string& line : source.warnings()) {
+      result.warnings.push_back(std::move(line));
+    }
   }
   return result;
 }

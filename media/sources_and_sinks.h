@@ -4,6 +4,8 @@
 
 #include "vorin_media.hpp"
 
+#include <opencv2/core/mat.hpp>
+
 #include <array>
 #include <string_view>
 
@@ -31,11 +33,19 @@ struct SourceDetails {
   std::optional<std::array<std::int32_t, 9>> rotation; // the display matrix of MP4, in libavutil's form
   std::string y4m_parameters;                          // of a Y4M header, unchanged: rate, interlacing and the like
   std::shared_ptr<const SourceStreams> streams;        // of a clip: sound, subtitles, chapters, titles
+  cv::Mat alpha;                                       // of an image: one byte a pixel; empty: it is opaque
 };
 
 // The details of a source, all unknown if it has none.
 const SourceDetails& detailsOf(const SourceInfo& info);
 SourceDetails& detailsOf(SourceInfo& info);
+
+// How players show the source's pictures: with square pixels, and turned if its rotation lays them on their side.
+bool isOnItsSide(const SourceInfo& source);
+Size shownSize(const SourceInfo& source);
+
+// The source with square pixels, for a sink of pictures that are resized to them.
+SourceInfo withSquarePixels(SourceInfo source);
 
 // The file name that stands for standard input or output.
 constexpr std::string_view kPipeName = "-";
@@ -53,7 +63,7 @@ std::string sizeText(Size size); // "640x480"
 bool isImageName(const std::filesystem::path& file);
 std::vector<std::string> imageExtensions();
 
-// Whether the file begins like an image; false if it cannot be read.
+// Whether the file begins like an image; false if it cannot be read, and for GIF, which is a clip where there are clips.
 bool isImageFile(const std::filesystem::path& file);
 
 // Throws kInputOutput if nothing has this name.
@@ -62,8 +72,9 @@ void requireExists(const std::filesystem::path& file);
 // Throws kUsage if the format that the name stands for cannot hold a picture of this size.
 void requireImageFits(const std::filesystem::path& file, Size size);
 
-std::unique_ptr<Source> openImageSource(const std::filesystem::path& file);
-std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, Size size, bool overwrite);
+std::unique_ptr<Source> openImageSource(const std::filesystem::path& file, const SourceOptions& options = {});
+std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
+                                    const SinkOptions& options);
 
 // ---- Clips and pipes; in a build without them, no name is a clip's, and opening one throws ----
 

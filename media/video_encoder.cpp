@@ -26,8 +26,8 @@ const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& conta
                                        "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
   }
   if (avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL) != 1) {
-    throw Error(ErrorKind::kUsage,
-                "the format " + std::string(container.name) + " cannot hold --codec '" + codec + "': name the output .mkv");
+    throw Error(ErrorKind::kUsage, "the format " + std::string(container.name) + " cannot hold --codec '" + codec + "': " +
+                                       (std::string_view(container.name) == "matroska" ? "use h264" : "name the output .mkv"));
   }
   return *encoder;
 }

@@ -17,6 +17,7 @@
 #include <optional>
 #include <set>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 
 namespace vorin::pack {
@@ -150,7 +151,11 @@ float largestQuantisedWeight(const Port& activation, const Port& weights) {
 void convertOnnxToIr(const std::filesystem::path& onnx, const std::filesystem::path& network, bool half_precision) {
   ov::frontend::FrontEndManager readers;
   const ov::frontend::FrontEnd::Ptr reader = readers.load_by_framework("onnx");
-  ov::save_model(reader->convert(reader->load(base::utf8Text(onnx))), base::utf8Text(network), half_precision);
+  const std::shared_ptr<ov::Model> model = reader->convert(reader->load(base::utf8Text(onnx)));
+  if (model->inputs().empty() || model->outputs().empty()) { // the runtime reads an empty file as such a network
+    throw std::runtime_error("it has no input or no output");
+  }
+  ov::save_model(model, base::utf8Text(network), half_precision);
 }
 
 std::vector<std::string> findSaturatingLayers(const ov::Model& network) {

@@ -1,5 +1,6 @@
 #include "command_line.h"
 
+#include "help_texts.h"
 #include "model_package.h"
 #include "options.h"
 #include "sources_and_sinks.h"
@@ -24,51 +25,6 @@ constexpr const char* kNeuralSection = "The neural styles";
 constexpr const char* kDeviceSection = "The device";
 constexpr const char* kOtherSection = "Other options";
 
-constexpr const char* kClipFooter = R"(
-Clips keep their sound, subtitles, time stamps, colour tags and rotation. They
-are written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries
-Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
-
-Examples for clips:
-  vorin-stylize clip.mp4 -o restyled.mp4 --style cartoon
-  vorin-stylize clip.mp4 -o restyled.mp4 --style pencil --steady
-  vorin-stylize clip.mkv -o restyled.mkv --style stipple --codec h265 --crf 28
-  ffmpeg -i clip.mp4 -f yuv4mpegpipe - |
-    vorin-stylize - -o restyled.mp4 --style pencil
-)";
-
-constexpr const char* kFooter = R"(
-Images are PNG, JPEG, WebP or BMP files. Transparency is dropped, 16 bits a
-colour become 8, images marked as turned are turned upright. Several inputs or a
-folder are restyled into the folder -o, with the same tree of folders; hidden
-files are skipped. An input that fails does not stop the others.
-
-lightgrey and cartoon work at the image's size, but at 1920x1080 at most;
-transfer works at the size of its network. The library brings the result to the
-image's size. A network is loaded again for each image of another size, and for
-every image in the style transfer.
-
-Data goes to standard output, all else to standard error.
-
-Exit status: 0 all done, 1 some inputs failed, 2 usage, 3 model or
-configuration, 4 device, 5 input or output, 130 cancelled.
-
-Examples:
-  vorin-stylize photo.jpg -o restyled.png --style pencil
-  vorin-stylize photo.jpg -o small.webp --style stipple --size 640x480
-  vorin-stylize photo.jpg -o restyled.png --style pencil --device software
-  vorin-stylize photo.jpg -o restyled.png --style cartoon --models folder
-  vorin-stylize photo.jpg -o restyled.png --style transfer --style-image p.jpg
-  vorin-stylize holiday -o restyled --style cartoon --keep-colors --resume
-  vorin-stylize holiday/*.jpg -o restyled --style pencil --to png
-  vorin-stylize photo.jpg -o looks.png --style transfer --style-image paintings
-  vorin-stylize sheet photo.jpg -o sheet.png
-  vorin-stylize devices
-  vorin-stylize info
-  vorin-stylize selftest)";
-
-constexpr const char* kSheetFooter = "\nExample:\n  vorin-stylize sheet harbour.jpg garden.png -o sheet.png";
-
 Error usage(const std::string& line) {
   return {ErrorKind::kUsage, line};
 }
@@ -90,7 +46,13 @@ std::string wrapped(const std::string& text) {
 }
 
 std::string checkSize(const std::string& text) {
-  return parseSize(text) ? "" : "'" + text + "' is not a usable size: write it as 640x480, with " + media::sizeLimits();
+  return parseSize(text)
+             ? ""
+             : "'" + text + "' is not a usable size: write it as 640x480, 640x, x480 or 50%, with " + media::sizeLimits();
+}
+
+std::string checkColour(const std::string& text) {
+  return parseColour(text) ? "" : "'" + text + "' is not a colour: use white, black or six hexadecimal digits, as FF8000";
 }
 
 std::string checkNotEmpty(const std::string& text) {
@@ -129,6 +91,7 @@ public:
         ->option_text("FILE");
     addResult(app);
     addStyle(app);
+    addImages(app);
     addLook(app);
     addMany(app);
     if (has_clips_) {
@@ -184,9 +147,28 @@ private:
          "  transfer: the look of the --style-image (neural)",
          kPictureSection)
         ->check(oneOf(styleNames()));
-    text(to, "--size", typed.size, "WxH", "Size of the result in pixels (default: the input's):\n" + media::sizeLimits(),
+    text(to, "--size", typed.size, "SIZE",
+         "Size of the result in pixels (default: the input's): 640x480, 640x or x480, which keep its shape, or 50%;\n" +
+             media::sizeLimits(),
          kPictureSection)
         ->check(checkSize);
+    flag(to, "--keep-alpha", typed.keep_alpha, "Keep the image's transparency in .png and .webp results", kPictureSection);
+  }
+
+  void addImages(CLI::App& to) {
+    text(to, "--background", typed.background, "COLOR",
+         "What shows behind the transparent parts of an image: white (default), black, or red, green and blue as FF8000",
+         kPictureSection)
+        ->check(checkColour);
+    to.add_option("--quality", typed.quality,
+                  wrapped("Quality of JPEG and WebP results, 1 to 100 (default: 95, and WebP without loss)"))
+        ->type_name("N")
+        ->group(kPictureSection)
+        ->check(CLI::Range(1, 100).description(""));
+    to.add_option("--max-pixels", typed.max_pixels,
+                  wrapped("Refuse images of more pixels than this (default: 16777216, more if the file is large)"))
+        ->type_name("N")
+        ->group(kPictureSection);
   }
 
   void addLook(CLI::App& to) {
@@ -216,6 +198,10 @@ private:
           wrapped("Quality of clips: 0 is best; 6 more roughly halve an h264 or h265 file. Default:\n" + media::usualQualities()))
         ->type_name("N")
         ->group(kClipSection);
+    text(to, "--sound", typed.sound, "KIND",
+         "What becomes of the sound of clips: copy, aac or none (default: copy, or aac where the output cannot hold a copy)",
+         kClipSection)
+        ->check(oneOf({"copy", "aac", "none"}));
     text(to, "--raw", typed.raw, "KIND",
          "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
          kClipSection);
@@ -269,6 +255,7 @@ private:
     sheet->add_option("image", typed.inputs, "The images; each fills two rows of three pictures:\nitself, then the five results")
         ->type_name("FILE");
     addResult(*sheet);
+    addImages(*sheet);
     addLook(*sheet);
     addNeural(*sheet);
     addDevice(*sheet);

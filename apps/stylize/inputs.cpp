@@ -15,7 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 5> kImageExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp"};
+constexpr std::array<std::string_view, 8> kImageExtensions = {".png", ".jpg", ".jpeg", ".webp", ".bmp", ".tif", ".tiff", ".gif"};
+constexpr std::array<std::string_view, 3> kOnlyRead = {".tif", ".tiff", ".gif"};
 constexpr std::array<std::string_view, 12> kClipExtensions = {".avi", ".flv",  ".m4v", ".mkv", ".mov",  ".mp4",
                                                               ".mpg", ".mpeg", ".mts", ".ogv", ".webm", ".wmv"};
 
@@ -42,7 +43,13 @@ struct Named {
   std::vector<fs::path> files;
 };
 
-void walk(const fs::path& folder, const fs::path& left_out, bool with_clips, std::vector<fs::path>& found) {
+struct Walk {
+  const fs::path& left_out;
+  bool with_clips;
+  std::map<std::string, int> other_kinds;
+};
+
+void walk(const fs::path& folder, Walk& how, std::vector<fs::path>& found) {
   std::error_code error;
   fs::directory_iterator entry(folder, error);
   for (const fs::directory_iterator end; !error && entry != end; entry.increment(error)) {
@@ -52,11 +59,13 @@ void walk(const fs::path& folder, const fs::path& left_out, bool with_clips, std
       continue;
     }
     if (!entry->is_directory(ignored)) {
-      if (hasOneOf(kImageExtensions, path) || (with_clips && hasClipExtension(path))) {
+      if (hasOneOf(kImageExtensions, path) || (how.with_clips && hasClipExtension(path))) {
         found.push_back(path);
+      } else {
+        ++how.other_kinds[base::lowerCaseExtension(path)];
       }
-    } else if (!entry->is_symlink(ignored) && !fs::equivalent(path, left_out, ignored)) {
-      walk(path, left_out, with_clips, found);
+    } else if (!entry->is_symlink(ignored) && !fs::equivalent(path, how.left_out, ignored)) {
+      walk(path, how, found);
     }
   }
   if (error) {
@@ -64,11 +73,11 @@ void walk(const fs::path& folder, const fs::path& left_out, bool with_clips, std
   }
 }
 
-Named listed(const fs::path& name, const fs::path& left_out, bool with_clips) {
+Named listed(const fs::path& name, Walk& how) {
   Named named;
   if (base::isFolder(name)) {
     named.root = name;
-    walk(name, left_out, with_clips, named.files);
+    walk(name, how, named.files);
   } else {
     named.root = name.parent_path();
     named.files.push_back(name);
@@ -92,11 +101,13 @@ bool nameSeveral(const std::vector<fs::path>& names) {
   return names.size() > 1 || std::any_of(names.begin(), names.end(), base::isFolder);
 }
 
-std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path& left_out, bool with_clips) {
+std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path& left_out, bool with_clips,
+                              std::map<std::string, int>* other_kinds) {
+  Walk how = {left_out, with_clips, {}};
   std::vector<Named> all;
   fs::path root;
   for (const fs::path& name : names) {
-    all.push_back(listed(name, left_out, with_clips));
+    all.push_back(listed(name, how));
     const fs::path own = plain(all.back().root);
     root = all.size() == 1 ? own : commonFolder(root, own);
     if (root.empty()) {
@@ -114,6 +125,9 @@ std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path
       }
     }
   }
+  if (other_kinds != nullptr) {
+    *other_kinds = how.other_kinds;
+  }
   return inputs;
 }
 
@@ -122,7 +136,20 @@ fs::path outputFor(const Input& input, const fs::path& folder, const std::string
   if (input.is_clip) {
     return media::isClipName(file) ? file : file.replace_extension(".mkv");
   }
-  return image_extension.empty() ? file : file.replace_extension(image_extension);
+  if (image_extension.empty()) {
+    return hasOneOf(kOnlyRead, file) ? file.replace_extension(".png") : file;
+  }
+  return file.replace_extension(image_extension);
+}
+
+void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {
+  for (const fs::path& file : files) {
+    std::error_code ignored; // of a file that does not exist
+    if (fs::equivalent(file, output, ignored)) {
+      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " + base::quotedPath(file) +
+                                         ", which is read: name another output");
+    }
+  }
 }
 
 } // namespace vorin::stylize

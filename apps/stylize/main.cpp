@@ -7,11 +7,13 @@
 #include "report.h"
 #include "terminal.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <new>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 namespace {
 
@@ -56,20 +58,30 @@ ExitStatus fail(bool json, const Error& error) {
   return status;
 }
 
-ExitStatus cancelled() {
+// has_told: the command has printed its object.
+ExitStatus cancelled(bool json, bool has_told) {
   stylize::printLine("cancelled");
+  if (json && !has_told) {
+    stylize::printJson({{"cancelled", true}, {"exit_status", static_cast<int>(ExitStatus::kCancelled)}});
+  }
   return ExitStatus::kCancelled;
 }
 
 ExitStatus runProgram(int count, char** arguments) {
   const base::CommandLine line(count, arguments);
   Options options;
+  options.json = std::any_of(line.arguments(), line.arguments() + line.count(), // for errors of the options themselves
+                             [](const char* argument) { return std::string_view(argument) == "--json"; });
   try {
     options = stylize::parseOptions(line.count(), line.arguments());
     const ExitStatus status = runAndFlush(options);
-    return status == ExitStatus::kCancelled ? cancelled() : status;
+    return status == ExitStatus::kCancelled ? cancelled(options.json, true) : status;
+  } catch (const base::Cancelled&) {
+    return cancelled(options.json, false);
   } catch (const media::NeedsOwnProcess& need) {
-    base::throwIfCancelled();
+    if (base::cancellationIsDue()) {
+      return cancelled(options.json, false);
+    }
     return static_cast<ExitStatus>(media::runAsSoftwareDevice(options.restyler.precision, need.reason()));
   } catch (const Error& error) {
     return fail(options.json, error);
@@ -95,7 +107,7 @@ int main(int count, char** arguments) {
   try {
     status = runProgram(count, arguments);
   } catch (const base::Cancelled&) {
-    status = cancelled();
+    status = cancelled(false, false);
   } catch (const Error& error) { // of a restart
     status = fail(false, error);
   } catch (const std::bad_alloc&) {

@@ -55,9 +55,25 @@ std::vector<InputResult> plan(const Options& options) {
     }
   }
   std::vector<InputResult> planned;
+  std::map<std::string, int> other_kinds;
+  const std::vector<Input> listed = listInputs(options.inputs, options.output, true, &other_kinds);
+  if (!options.quiet && !other_kinds.empty()) {
+    std::vector<std::string> kinds;
+    for (const auto& [extension, files] : other_kinds) {
+      kinds.push_back(std::to_string(files) + ' ' + (extension.empty() ? "without an extension" : extension));
+    }
+    printLine("left out, as no images or clips by their names: " + base::joined(kinds));
+  }
+  std::map<fs::path, int> wanted;
+  for (const Input& input : listed) {
+    ++wanted[outputFor(input, options.output, options.to)];
+  }
   std::map<fs::path, fs::path> inputs;
-  for (const Input& input : listInputs(options.inputs, options.output, true)) {
-    const fs::path output = outputFor(input, options.output, options.to);
+  for (const Input& input : listed) {
+    fs::path output = outputFor(input, options.output, options.to);
+    if (wanted[output] > 1 && output.extension() != input.place.extension()) { // a.jpg becomes a.jpg.png beside a.png
+      output = (options.output / input.place).concat(output.extension().native());
+    }
     const auto [other, is_new] = inputs.emplace(output, input.file);
     if (!is_new) {
       throw usage(base::quotedPath(other->second) + " and " + base::quotedPath(input.file) + " would both be written to " +
@@ -66,6 +82,7 @@ std::vector<InputResult> plan(const Options& options) {
     if (fs::equivalent(input.file, output, error)) {
       throw amongTheInputs(input.file);
     }
+    requireNotRead(output, {options.style_image});
     InputResult result;
     result.input = input.file;
     result.output = output;
@@ -190,7 +207,7 @@ public:
         settle();
         report(result);
       }
-      base::throwIfCancelled();
+      endIfCancelled();
     }
     settle();
     progress_.finish();
@@ -203,8 +220,7 @@ private:
       throw Error(ErrorKind::kInputOutput,
                   base::quotedPath(result.output) + " has an extension that this system cannot write: add --to png");
     }
-    const media::Size size = options_.restyler.size.value_or(source->info().size);
-    media::requireImageFits(result.output, size);
+    media::requireImageFits(result.output, resultSize(options_, source->info()));
     makeFolder(result.output.parent_path());
     if (result.is_clip) {
       restyling_.run(*source, result, {&base::cancellationIsDue(), {}});
@@ -212,8 +228,8 @@ private:
       report(result);
       return;
     }
-    std::unique_ptr<media::Sink> sink = media::openSink(result.output, {}, size, options_.sink);
-    KeptPicture picture(size);
+    std::unique_ptr<media::Sink> sink = restyling_.openSink(*source, result);
+    KeptPicture picture(sink->size());
     restyling_.run(*source, picture, result, {&base::cancellationIsDue(), {}});
     settle();
     if (!base::cancellationIsDue()) {
@@ -237,6 +253,20 @@ private:
       tryTo(result, [this] { written_.get(); });
       report(result);
     }
+  }
+
+  void endIfCancelled() {
+    if (!base::cancellationIsDue()) {
+      return;
+    }
+    settle();
+    progress_.finish();
+    if (!options_.quiet) {
+      printLine(base::utf8Text(options_.output) + ": " + std::to_string(done_) + " of " +
+                std::to_string(results_.size() - count(results_, Outcome::kSkipped)) +
+                " restyled, which are kept: --resume goes on");
+    }
+    base::throwIfCancelled();
   }
 
   void report(const InputResult& result) {
@@ -272,11 +302,16 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
               (failed > 0 ? ", " + std::to_string(failed) + " failed:" : ""));
   }
   bool is_damaged = false;
+  int exist_already = 0;
   for (const InputResult& result : results) {
     if (result.outcome == Outcome::kFailed) {
       printLine("failed: " + base::quotedPath(result.input));
+      exist_already += isDone(result) ? 1 : 0;
     }
     is_damaged = is_damaged || !result.damage.empty();
+  }
+  if (exist_already > 0) {
+    printLine(std::to_string(exist_already) + " of the results are there already: add --resume to skip them");
   }
   return failed > 0 || is_damaged ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;
 }

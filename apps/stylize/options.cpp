@@ -9,6 +9,7 @@
 #include <cmath>
 #include <iterator>
 #include <map>
+#include <string_view>
 
 namespace vorin::stylize {
 namespace {
@@ -26,6 +27,9 @@ const std::map<std::string, media::Device> kDevices = {{"auto", media::Device::k
                                                        {"integrated", media::Device::kIntegratedGpu},
                                                        {"discrete", media::Device::kDiscreteGpu},
                                                        {"software", media::Device::kSoftware}};
+
+const std::map<std::string, media::Sound> kSounds = {
+    {"", media::Sound::kCopyOrAac}, {"copy", media::Sound::kCopy}, {"aac", media::Sound::kAac}, {"none", media::Sound::kNone}};
 
 bool isPipe(const std::string& name) {
   return name == media::kPipeName;
@@ -52,8 +56,8 @@ void checkPipeOptions(const CommandLine& typed) {
   if (!typed.raw.empty() && !reads_pipe && !writes_pipe) {
     throw usage("--raw applies to pipes only: leave it out, or name - as the input or the output");
   }
-  if (writes_pipe && !(typed.codec.empty() && !typed.crf)) {
-    throw usage("--codec and --crf do not apply to the output -, which is not encoded: leave them out");
+  if (writes_pipe && !(typed.codec.empty() && !typed.crf && typed.sound.empty())) {
+    throw usage("--codec, --crf and --sound do not apply to the output -, which is not encoded: leave them out");
   }
   if (writes_pipe && typed.json) {
     throw usage("--json and the output - would both go to standard output: leave one of them out");
@@ -69,7 +73,7 @@ void checkPipeOptions(const CommandLine& typed) {
 std::vector<std::string> clipOptionsIn(const CommandLine& typed) {
   std::vector<std::string> given;
   for (const auto& [option, is_given] : {std::pair("--codec", !typed.codec.empty()), std::pair("--crf", typed.crf.has_value()),
-                                         std::pair("--steady", typed.steady)}) {
+                                         std::pair("--sound", !typed.sound.empty()), std::pair("--steady", typed.steady)}) {
     if (is_given) {
       given.emplace_back(option);
     }
@@ -104,12 +108,21 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   std::transform(typed.inputs.begin(), typed.inputs.end(), std::back_inserter(options.inputs), base::pathFromUtf8);
   options.output = base::pathFromUtf8(typed.output);
   options.restyler.network = typed.network;
-  options.restyler.size = typed.size.empty() ? std::nullopt : parseSize(typed.size);
+  options.size = typed.size.empty() ? std::nullopt : parseSize(typed.size);
   options.style_image = base::pathFromUtf8(typed.style_image);
   options.strength = typed.strength;
   options.keep_colours = typed.keep_colours;
   options.steady = typed.steady;
-  options.sink = {typed.codec.empty() ? "h264" : typed.codec, typed.crf, typed.raw, typed.overwrite};
+  options.source.raw = typed.raw;
+  options.source.max_pixels = typed.max_pixels;
+  options.source.background = parseColour(typed.background).value();
+  options.sink = {typed.codec.empty() ? "h264" : typed.codec,
+                  typed.crf,
+                  typed.raw,
+                  typed.overwrite,
+                  kSounds.at(typed.sound),
+                  typed.quality,
+                  typed.keep_alpha};
   options.to = typed.to.empty() ? "" : "." + typed.to;
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   options.resume = typed.resume;
@@ -129,19 +142,41 @@ Command commandOf(const CommandLine& typed) {
 
 } // namespace
 
-std::optional<media::Size> parseSize(const std::string& text) {
-  std::uint64_t width = 0;
-  std::uint64_t height = 0;
-  const char* const end = text.data() + text.size();
-  const auto [cross, width_error] = std::from_chars(text.data(), end, width);
-  if (width_error != std::errc() || cross == end || *cross != 'x') {
+std::optional<SizeRule> parseSize(const std::string& text) {
+  const auto number = [](std::string_view digits) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
+  };
+  const std::string_view view = text;
+  if (view.ends_with('%')) {
+    constexpr std::uint64_t kMostPercent = 10000;
+    const std::uint64_t percent = number(view.substr(0, view.size() - 1));
+    return percent >= 1 && percent <= kMostPercent ? std::optional(SizeRule{0, 0, static_cast<double>(percent)}) : std::nullopt;
+  }
+  const std::size_t cross = view.find('x');
+  if (cross == std::string_view::npos || view.size() == 1) {
     return std::nullopt;
   }
-  const auto [last, height_error] = std::from_chars(cross + 1, end, height);
-  if (height_error != std::errc() || last != end || !media::isUsableSize(width, height)) {
+  const std::string_view width = view.substr(0, cross);
+  const std::string_view height = view.substr(cross + 1);
+  if (!media::isUsableSize(width.empty() ? 1 : number(width), height.empty() ? 1 : number(height))) {
     return std::nullopt;
   }
-  return media::Size{static_cast<int>(width), static_cast<int>(height)};
+  return SizeRule{static_cast<int>(number(width)), static_cast<int>(number(height)), 0};
+}
+
+std::optional<std::uint32_t> parseColour(const std::string& text) {
+  if (text == "white" || text == "black") {
+    return text == "white" ? 0xFFFFFF : 0;
+  }
+  constexpr int kHexadecimal = 16;
+  constexpr std::size_t kDigits = 6;
+  const std::string digits = text.substr(text.starts_with('#') ? 1 : 0);
+  std::uint32_t colour = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), colour, kHexadecimal);
+  return error == std::errc() && end == digits.data() + kDigits && digits.size() == kDigits ? std::optional(colour)
+                                                                                            : std::nullopt;
 }
 
 Options parseOptions(int count, const char* const* arguments) {

@@ -13,7 +13,8 @@ namespace vorin::stylize {
 namespace {
 
 constexpr std::chrono::milliseconds kEvery(250);
-constexpr double kSecondsWithoutTotal = 5; // between two lines if the total is unknown
+constexpr double kSecondsWithoutTotal = 5;     // between two lines if the total is unknown, or the inputs are few
+constexpr std::int64_t kInputsWithTenths = 20; // from so many on, a line for each tenth
 
 // "0:07", "1:02:03".
 std::string clockText(double seconds) {
@@ -171,7 +172,8 @@ void Progress::show() {
 
 void Progress::showLine() {
   const ProgressState now = state();
-  const bool is_due = total_ ? partOf(now, 10) > tenths_shown_ : now.elapsed_s >= shown_s_ + kSecondsWithoutTotal;
+  const bool shows_tenths = total_ && (unit_ == "frames" || *total_ >= kInputsWithTenths);
+  const bool is_due = shows_tenths ? partOf(now, 10) > tenths_shown_ : now.elapsed_s >= shown_s_ + kSecondsWithoutTotal;
   if (is_due) {
     tenths_shown_ = total_ ? partOf(now, 10) : 0;
     shown_s_ = now.elapsed_s;

@@ -105,6 +105,9 @@ Json jsonOf(const InputResult& result) {
   } else {
     json["ms_per_frame"] = result.restyler.frame_ms;
     json["load_ms"] = result.restyler.load_ms;
+    if (!result.warnings.empty()) {
+      json["warnings"] = result.warnings;
+    }
   }
   return json;
 }

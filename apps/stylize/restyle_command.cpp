@@ -59,8 +59,13 @@ ExitStatus reportOne(const Options& options, const media::RestylerReport& report
   printLines(result.damage);
   if (options.json && result.is_clip) {
     printClipJson(report, result, status);
-  } else if (options.json && !cancelled) {
-    printRun(jsonOf(report), {result}, status);
+  } else if (options.json) {
+    InputResult told = result;
+    if (result.frames == 0) {
+      told.outcome = InputResult::Outcome::kFailed;
+      told.error = "cancelled";
+    }
+    printRun(jsonOf(report), {told}, status);
   }
   return status;
 }
@@ -115,6 +120,7 @@ ExitStatus restyleOne(const Options& options) {
   }
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
+    requireNotRead(result.output, {result.input, options.style_image});
   }
   // The input is decoded while the device is loaded. Its faults are reported first.
   auto opening = std::async(std::launch::async, [&] { return openInput(options, result); });
@@ -126,13 +132,13 @@ ExitStatus restyleOne(const Options& options) {
     device_failure = std::current_exception();
   }
   const std::unique_ptr<media::Source> source = opening.get();
-  const media::Size size = options.restyler.size.value_or(source->info().size);
+  const media::Size size = resultSize(options, source->info());
   media::requireImageFits(result.output, size);
   requireRawSize(options, result, size);
   if (device_failure) {
     std::rethrow_exception(device_failure);
   }
-  restyling->prepare(source->info().size);
+  restyling->prepare(source->info());
   base::throwIfCancelled();
   const media::RestylerReport report = restyling->report();
   if (!options.quiet && result.is_clip) {

@@ -6,7 +6,9 @@
 #include "sources_and_sinks.h"
 #include "terminal.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -24,32 +26,61 @@ bool libraryLogIsOn() {
 
 } // namespace
 
+media::Size resultSize(const Options& options, const media::SourceInfo& source) {
+  if (!options.size) {
+    return source.size;
+  }
+  const auto [width, height, percent] = *options.size;
+  const media::Size shown = media::shownSize(source);
+  const bool is_image = source.frames_expected == 1;
+  const auto rounded = [&](double side) { // most encoders want even sides
+    return is_image ? std::llround(side) : 2 * std::llround(side / 2);
+  };
+  const auto sideFor = [&](int own, int own_shown, int other, int other_shown) {
+    const double scale = percent > 0 ? percent / 100 : static_cast<double>(other) / other_shown;
+    return own > 0 ? own : std::max(is_image ? 1LL : 2LL, rounded(own_shown * scale));
+  };
+  const auto wide = static_cast<std::uint64_t>(sideFor(width, shown.width, height, shown.height));
+  const auto high = static_cast<std::uint64_t>(sideFor(height, shown.height, width, shown.width));
+  if (!media::isUsableSize(wide, high)) {
+    throw Error(ErrorKind::kUsage, "--size would make a result of " + std::to_string(wide) + "x" + std::to_string(high) +
+                                       " pixels: choose one with " + media::sizeLimits());
+  }
+  const media::Size size = {static_cast<int>(wide), static_cast<int>(high)};
+  return media::isOnItsSide(source) ? media::Size{size.height, size.width} : size;
+}
+
 Restyling::Restyling(const Options& options) : options_(options), restyler_(options.restyler) {
   if (!options.style_image.empty()) {
-    restyler_.setStyleImage(readImage(options.style_image));
+    restyler_.setStyleImage(readImage(options.style_image, options.source));
   }
   if (options.strength < 1 || options.keep_colours) {
     look_ = std::make_unique<media::Look>(options.strength, options.keep_colours);
   }
 }
 
-void Restyling::prepare(media::Size input) {
+void Restyling::prepare(const media::SourceInfo& input) {
   restyler_.startSequence();
-  prepareQuietly(restyler_, input);
+  restyler_.setSize(options_.size ? std::optional(resultSize(options_, input)) : std::nullopt);
+  prepareQuietly(restyler_, input.size);
   load_ms_ = restyler_.report().load_ms;
   is_prepared_ = true;
 }
 
+std::unique_ptr<media::Sink> Restyling::openSink(const media::Source& source, const InputResult& result) const {
+  const media::SourceInfo info = options_.size ? media::withSquarePixels(source.info()) : source.info();
+  return media::openSink(result.output, info, resultSize(options_, source.info()), options_.sink);
+}
+
 void Restyling::run(media::Source& source, InputResult& result, const media::RunOptions& run_options) {
-  const media::Size size = restyler_.resultSize(source.info().size);
-  run(source, *media::openSink(result.output, source.info(), size, options_.sink), result, run_options);
+  run(source, *openSink(source, result), result, run_options);
 }
 
 void Restyling::run(media::Source& source, media::Sink& sink, InputResult& result, const media::RunOptions& run_options) {
   const auto start = std::chrono::steady_clock::now();
   result.size = sink.size();
   if (!is_prepared_) {
-    prepare(source.info().size);
+    prepare(source.info());
   }
   is_prepared_ = false;
   std::optional<media::Steady> steady;
@@ -72,20 +103,21 @@ void Restyling::run(media::Source& source, media::Sink& sink, InputResult& resul
 
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result) {
   if (!result.is_clip) {
-    return media::openImageSource(result.input);
+    return media::openImageSource(result.input, options.source);
   }
   // Without any of the style, the result equals the source as exactly as its layout allows.
-  const bool exact_colours = options.strength == 0 && !options.restyler.size;
+  media::SourceOptions source = options.source;
+  source.exact_colours = options.strength == 0 && !options.size;
   if (!isPipe(result.input)) {
-    return media::openClipSource(result.input, exact_colours);
+    return media::openClipSource(result.input, source.exact_colours);
   }
   media::waitForStandardInput(base::cancellationIsDue());
   base::throwIfCancelled();
-  return media::openSource(result.input, {options.sink.raw, exact_colours});
+  return media::openSource(result.input, source);
 }
 
-media::Picture readImage(const std::filesystem::path& file) {
-  std::optional<media::Item> item = media::openImageSource(file)->next();
+media::Picture readImage(const std::filesystem::path& file, const media::SourceOptions& options) {
+  std::optional<media::Item> item = media::openImageSource(file, options)->next();
   return std::move(std::get<media::Frame>(item.value()).picture);
 }
 

@@ -5,6 +5,7 @@
 #include "vorin_media.hpp"
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,17 +28,25 @@ bool nameSeveral(const std::vector<std::filesystem::path>& names);
 // Lists images and, if with_clips is set, clips, also those in folders. Skips in a folder: hidden files and folders, links to
 // folders, the folder left_out, and files with other extensions. A name that does not exist and a folder that cannot be read are
 // listed themselves, so that their error is reported.
+// other_kinds, if given, counts the files with other extensions that folders hold.
 std::vector<Input> listInputs(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out,
-                              bool with_clips);
+                              bool with_clips, std::map<std::string, int>* other_kinds = nullptr);
 
-// The file for the result of an input. image_extension: with its dot, for images; empty: their own. A clip of a kind that is read
-// but not written becomes .mkv, which holds every kind of sound.
+// The file for the result of an input. image_extension: with its dot, for images; empty: their own. An image of a kind that is
+// read but not written becomes .png, such a clip .mkv.
 std::filesystem::path outputFor(const Input& input, const std::filesystem::path& folder, const std::string& image_extension);
+
+// Throws kUsage if the output is one of the files that are read, also through links, so that --overwrite does not destroy it.
+void requireNotRead(const std::filesystem::path& output, const std::vector<std::filesystem::path>& files);
 
 // ---- Their way ----
 
 struct InputResult;
 struct Options;
+
+// The size of the result's pictures as they are stored: --size means them as they are shown. Throws kUsage if no picture may have
+// that size.
+media::Size resultSize(const Options& options, const media::SourceInfo& source);
 
 // A run makes one object for all its inputs.
 class Restyling {
@@ -49,7 +58,9 @@ public:
 
   // Does what can fail before the next input's first frame: checks that the device runs the style, and loads its network. run()
   // does it if it was not called.
-  void prepare(media::Size input);
+  void prepare(const media::SourceInfo& input);
+
+  std::unique_ptr<media::Sink> openSink(const media::Source& source, const InputResult& result) const;
 
   // Restyles the source into the result's output or into another sink, and stores the outcome in the result.
   void run(media::Source& source, InputResult& result, const media::RunOptions& run_options);
@@ -67,7 +78,7 @@ private:
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result);
 
 // Reads the picture of an image file.
-media::Picture readImage(const std::filesystem::path& file);
+media::Picture readImage(const std::filesystem::path& file, const media::SourceOptions& options);
 
 // Prepares while standard output and standard error are shut: the library prints each failed attempt to standard output, where
 // only data may go, and its runtime prints warnings about other programs' files. If the library's log is on, nothing is shut.

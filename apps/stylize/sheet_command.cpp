@@ -37,7 +37,9 @@ public:
       restyler_.setStyle(style, style == Style::kTransfer ? options.restyler.network : ""); // throws if its network is missing
     }
     if (looks_.empty()) {
-      restyler_.setStyleImage(readImage(defaultStyleImage()));
+      const fs::path style_image = defaultStyleImage();
+      requireNotRead(options.output, {style_image});
+      restyler_.setStyleImage(readImage(style_image, options.source));
     }
     if (!options.quiet) {
       printLine(std::string("styles ") + (looks_.empty() ? "pencil, stipple, lightgrey, cartoon, transfer" : "transfer") + ", " +
@@ -71,7 +73,6 @@ private:
     media::RestylerOptions restyler = options.restyler;
     restyler.style = looks.empty() ? kStyles.front() : Style::kTransfer;
     restyler.network = looks.empty() ? "" : options.restyler.network;
-    restyler.size.reset();
     return restyler;
   }
 
@@ -82,7 +83,8 @@ private:
       return looks;
     }
     for (const Input& image : listInputs({options.style_image}, {}, false)) {
-      looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file)});
+      requireNotRead(options.output, {image.file});
+      looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file, options.source)});
     }
     if (looks.empty()) {
       throw Error(ErrorKind::kInputOutput, "there is no image in the --style-image folder " +
@@ -133,8 +135,7 @@ private:
 };
 
 void writeSheet(const Options& options, const cv::Mat& sheet) {
-  const std::unique_ptr<media::Sink> sink =
-      media::openImageSink(options.output, {sheet.cols, sheet.rows}, options.sink.overwrite);
+  const std::unique_ptr<media::Sink> sink = media::openImageSink(options.output, {}, {sheet.cols, sheet.rows}, options.sink);
   sink->write(media::Frame{media::pictureFromBgr(sheet), 0, 1});
   sink->finish();
   if (!options.quiet) {
@@ -152,6 +153,9 @@ ExitStatus makeSheet(const Options& options) {
   }
   base::requireWritable(options.output, options.sink.overwrite);
   const std::vector<Input> inputs = listInputs(options.inputs, {}, false);
+  for (const Input& input : inputs) {
+    requireNotRead(options.output, {input.file});
+  }
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<InputResult> results;
   std::optional<SheetStyles> styles; // made when an image needs it, so that a missing image is reported first
@@ -159,7 +163,7 @@ ExitStatus makeSheet(const Options& options) {
   for (const Input& input : inputs) {
     media::Picture image;
     try {
-      image = readImage(input.file);
+      image = readImage(input.file, options.source);
     } catch (const Error& error) {
       if (inputs.size() == 1) {
         throw;

@@ -5,6 +5,6 @@ extern "C" __attribute__((visibility("default"))) const vorin::media::ClipModule
   using namespace vorin::media;
   static constexpr ClipModule kModule = {&clips::checkOptions,   &clips::openClipSource, &clips::openClipSink,
                                          &clips::openPipeSource, &clips::openPipeSink,   &clips::makeSteady,
-                                         &clips::decodeBmp,      &clips::encodeBmp};
+                                         &clips::decodeImage,    &clips::encodeBmp};
   return &kModule;
 }

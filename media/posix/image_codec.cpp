@@ -1,5 +1,5 @@
-// PNG, JPEG and WebP files by libpng, libjpeg-turbo and libwebp; BMP files by the clip module. OpenCV's imgcodecs would bring 140
-// libraries with it, which take longer to load than most images take to restyle.
+// PNG and JPEG files by libpng and libjpeg-turbo, WebP files by webp_image.cpp, the others by the clip module. OpenCV's imgcodecs
+// would bring 140 libraries with it, which take longer to load than most images take to restyle.
 //
 // libpng and libjpeg report an error by longjmp. Functions that call setjmp hold no object with a destructor: what must be freed
 // belongs to their caller.
@@ -17,10 +17,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <jpeglib.h>
-#include <memory>
 #include <new>
 #include <png.h>
-#include <webp/decode.h>
 #include <webp/encode.h>
 #include <zlib.h>
 
@@ -30,19 +28,12 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", static_cast<int>(kLargestSide)},  ImageEncoding{".jpg", static_cast<int>(kLargestSide)},
-    ImageEncoding{".jpeg", static_cast<int>(kLargestSide)}, ImageEncoding{".webp", WEBP_MAX_DIMENSION},
-    ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
+    ImageEncoding{".png", static_cast<int>(kLargestSide), true, true},
+    ImageEncoding{".jpg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".webp", WEBP_MAX_DIMENSION, true, false},
+    ImageEncoding{".bmp", static_cast<int>(kLargestSide), false, false},
 };
-
-// Decoders read sizes of their own, which need not be those of the header that was checked.
-bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels) {
-  if (!isUsableSize(width, height)) {
-    return false;
-  }
-  picture.create(static_cast<int>(height), static_cast<int>(width), CV_8UC(channels));
-  return true;
-}
 
 // ---- PNG ----
 
@@ -71,13 +62,15 @@ struct PngReader {
   Bytes unread;
 };
 
-// Palettes, grey and 16 bits become 8-bit blue, green, red; transparency is dropped.
+// Palettes, grey and 16 bits become 8-bit blue, green, red; one colour that counts as transparent becomes alpha.
 void convertPngToBgr(png_structp png, png_const_infop info) {
   const int colour_type = png_get_color_type(png, info);
   png_set_strip_16(png);
-  png_set_strip_alpha(png);
   if (colour_type == PNG_COLOR_TYPE_PALETTE) {
     png_set_palette_to_rgb(png);
+  }
+  if (png_get_valid(png, info, PNG_INFO_tRNS) != 0) {
+    png_set_tRNS_to_alpha(png);
   }
   if ((colour_type & PNG_COLOR_MASK_COLOR) != 0) {
     png_set_bgr(png);
@@ -87,7 +80,7 @@ void convertPngToBgr(png_structp png, png_const_infop info) {
   }
 }
 
-bool decodePng(PngReader& reader, cv::Mat& bgr) {
+bool decodePng(PngReader& reader, cv::Mat& picture) {
   if (reader.info == nullptr || setjmp(png_jmpbuf(reader.png)) != 0) { // NOLINT(cert-err52-cpp): libpng's way
     return false;
   }
@@ -96,11 +89,12 @@ bool decodePng(PngReader& reader, cv::Mat& bgr) {
   convertPngToBgr(reader.png, reader.info);
   const int passes = png_set_interlace_handling(reader.png);
   png_read_update_info(reader.png, reader.info);
-  if (!makePicture(bgr, png_get_image_width(reader.png, reader.info), png_get_image_height(reader.png, reader.info), 3)) {
+  if (!makePicture(picture, png_get_image_width(reader.png, reader.info), png_get_image_height(reader.png, reader.info),
+                   png_get_channels(reader.png, reader.info))) {
     return false;
   }
-  for (int row = 0; row < passes * bgr.rows; ++row) {
-    png_read_row(reader.png, bgr.ptr(row % bgr.rows), nullptr);
+  for (int row = 0; row < passes * picture.rows; ++row) {
+    png_read_row(reader.png, picture.ptr(row % picture.rows), nullptr);
   }
   png_read_end(reader.png, nullptr);
   return true;
@@ -132,8 +126,15 @@ struct PngWriter {
   png_infop info = nullptr;
 };
 
+int pngColourType(const cv::Mat& picture) {
+  if (picture.channels() == 1) {
+    return PNG_COLOR_TYPE_GRAY;
+  }
+  return picture.channels() == 4 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB;
+}
+
 // Fast rather than small: the strategy and the filter suit pictures, whose neighbours are alike.
-bool encodePng(const PngWriter& writer, const cv::Mat& bgr, std::vector<std::uint8_t>& file) {
+bool encodePng(const PngWriter& writer, const cv::Mat& picture, std::vector<std::uint8_t>& file) {
   if (writer.info == nullptr || setjmp(png_jmpbuf(writer.png)) != 0) { // NOLINT(cert-err52-cpp): libpng's way
     return false;
   }
@@ -141,12 +142,12 @@ bool encodePng(const PngWriter& writer, const cv::Mat& bgr, std::vector<std::uin
   png_set_filter(writer.png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
   png_set_compression_level(writer.png, Z_BEST_SPEED);
   png_set_compression_strategy(writer.png, Z_RLE);
-  png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(bgr.cols), static_cast<png_uint_32>(bgr.rows), 8,
-               PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(picture.cols), static_cast<png_uint_32>(picture.rows), 8,
+               pngColourType(picture), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(writer.png, writer.info);
   png_set_bgr(writer.png);
-  for (int row = 0; row < bgr.rows; ++row) {
-    png_write_row(writer.png, bgr.ptr(row));
+  for (int row = 0; row < picture.rows; ++row) {
+    png_write_row(writer.png, picture.ptr(row));
   }
   png_write_end(writer.png, writer.info);
   return true;
@@ -223,51 +224,37 @@ struct JpegWriter {
   unsigned long file_bytes = 0;
 };
 
-bool encodeJpeg(JpegWriter& writer, const cv::Mat& bgr) {
-  constexpr int kQuality = 95;
+bool encodeJpeg(JpegWriter& writer, const cv::Mat& picture, int quality) {
   jpeg_compress_struct& state = writer.state;
   if (setjmp(writer.errors.jump) != 0) { // NOLINT(cert-err52-cpp): libjpeg's way
     return false;
   }
   jpeg_create_compress(&state);
   jpeg_mem_dest(&state, &writer.file, &writer.file_bytes);
-  state.image_width = static_cast<JDIMENSION>(bgr.cols);
-  state.image_height = static_cast<JDIMENSION>(bgr.rows);
-  state.input_components = 3;
-  state.in_color_space = JCS_EXT_BGR;
+  state.image_width = static_cast<JDIMENSION>(picture.cols);
+  state.image_height = static_cast<JDIMENSION>(picture.rows);
+  state.input_components = picture.channels();
+  state.in_color_space = picture.channels() == 1 ? JCS_GRAYSCALE : JCS_EXT_BGR;
   jpeg_set_defaults(&state);
-  jpeg_set_quality(&state, kQuality, TRUE);
+  jpeg_set_quality(&state, quality, TRUE);
   jpeg_start_compress(&state, TRUE);
-  for (int row = 0; row < bgr.rows; ++row) {
-    JSAMPROW samples = const_cast<JSAMPROW>(bgr.ptr(row)); // only read
+  for (int row = 0; row < picture.rows; ++row) {
+    JSAMPROW samples = const_cast<JSAMPROW>(picture.ptr(row)); // only read
     jpeg_write_scanlines(&state, &samples, 1);
   }
   jpeg_finish_compress(&state);
   return true;
 }
 
-// ---- WebP ----
-
-cv::Mat decodeWebp(Bytes file) {
-  int width = 0;
-  int height = 0;
-  cv::Mat bgr;
-  if (WebPGetInfo(file.data(), file.size(), &width, &height) == 0 ||
-      !makePicture(bgr, static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height), 3)) {
-    return {};
-  }
-  const auto pitch_bytes = static_cast<int>(bgr.step);
-  return WebPDecodeBGRInto(file.data(), file.size(), bgr.data, bgr.total() * 3, pitch_bytes) != nullptr ? bgr : cv::Mat();
-}
-
-std::vector<std::uint8_t> encodeWebp(const cv::Mat& bgr) {
-  std::uint8_t* bytes = nullptr;
-  const std::size_t count = WebPEncodeLosslessBGR(bgr.data, bgr.cols, bgr.rows, static_cast<int>(bgr.step), &bytes);
-  const std::unique_ptr<std::uint8_t, void (*)(void*)> owner(bytes, &WebPFree);
-  return {bytes, bytes + count};
-}
-
 } // namespace
+
+bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels) {
+  if (!isUsableSize(width, height)) {
+    return false;
+  }
+  picture.create(static_cast<int>(height), static_cast<int>(width), CV_8UC(channels));
+  return true;
+}
 
 std::span<const ImageEncoding> imageEncodings() {
   return kEncodings;
@@ -288,25 +275,26 @@ std::optional<cv::Mat> decodeImage(Bytes file) {
   case ImageKind::kWebp:
     return decodeWebp(file);
   default:
-    return clipModule().decode_bmp(file);
+    return clipModule().decode_image(file, imageKindOf(file));
   }
 }
 
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr) {
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   if (encoding.extension == ".png") {
     const PngWriter writer;
     std::vector<std::uint8_t> file;
-    return encodePng(writer, bgr, file) ? file : std::vector<std::uint8_t>();
+    return encodePng(writer, picture, file) ? file : std::vector<std::uint8_t>();
   }
   if (encoding.extension == ".webp") {
-    return encodeWebp(bgr);
+    return encodeWebp(picture, quality);
   }
   if (encoding.extension == ".bmp") {
-    return clipModule().encode_bmp(bgr);
+    return clipModule().encode_bmp(picture);
   }
   JpegWriter writer;
-  return encodeJpeg(writer, bgr) ? std::vector<std::uint8_t>(writer.file, writer.file + writer.file_bytes)
-                                 : std::vector<std::uint8_t>();
+  return encodeJpeg(writer, picture, quality.value_or(kUsualJpegQuality))
+             ? std::vector<std::uint8_t>(writer.file, writer.file + writer.file_bytes)
+             : std::vector<std::uint8_t>();
 }
 
 } // namespace vorin::media

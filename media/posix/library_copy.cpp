@@ -142,7 +142,9 @@ fs::path writableFolder() {
   fs::create_directories(folder, error);
   struct stat status = {};
   if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-    throw noFolder("'" + folder.string() + "' cannot be made (" + error.message() + ")");
+    const bool is_home = !variable("XDG_CACHE_HOME").starts_with('/');
+    throw noFolder((is_home ? "HOME leads to '" : "'") + folder.string() + (is_home ? "', which" : "'") + " cannot be made (" +
+                   error.message() + ")");
   }
   if (status.st_uid != geteuid()) { // that user could replace the unpacked networks
     throw noFolder("'" + folder.string() + "' belongs to another user");

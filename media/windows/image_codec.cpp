@@ -5,7 +5,6 @@
 #include "../sources_and_sinks.h"
 
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <array>
@@ -76,20 +75,18 @@ private:
 // ---- Decoding ----
 
 constexpr std::array kEncodings = {
-    ImageEncoding{".png", static_cast<int>(kLargestSide)},
-    ImageEncoding{".jpg", static_cast<int>(kLargestSide)},
-    ImageEncoding{".jpeg", static_cast<int>(kLargestSide)},
-    ImageEncoding{".bmp", static_cast<int>(kLargestSide)},
+    ImageEncoding{".png", static_cast<int>(kLargestSide), true, true},
+    ImageEncoding{".jpg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".jpeg", static_cast<int>(kLargestSide), false, true},
+    ImageEncoding{".bmp", static_cast<int>(kLargestSide), false, false},
 };
-constexpr float kJpegQuality = 0.95F; // the quality of the encoder on other systems
 
 void makeFactory(ComPointer<IWICImagingFactory>& factory) {
   requireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
                                   reinterpret_cast<void**>(factory.out())));
 }
 
-// Decodes any kind of image to 8-bit blue, green, red; transparency is dropped, not blended. Works in strips of rows, since the
-// intermediate pixels are wider.
+// Converts any kind of image to 8-bit blue, green, red and alpha.
 cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
   ComPointer<IWICFormatConverter> converter;
   requireSuccess(factory.CreateFormatConverter(converter.out()));
@@ -101,18 +98,10 @@ cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
   if (!isUsableSize(width, height)) {
     throw ComError(WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
   }
-  cv::Mat bgr(static_cast<int>(height), static_cast<int>(width), CV_8UC3);
-  constexpr int kStripRows = 64;
-  cv::Mat strip(kStripRows, bgr.cols, CV_8UC4);
-  for (int row = 0; row < bgr.rows; row += kStripRows) {
-    const int rows = std::min(kStripRows, bgr.rows - row);
-    const WICRect place = {0, row, bgr.cols, rows};
-    const auto row_bytes = static_cast<UINT>(strip.step);
-    requireSuccess(converter->CopyPixels(&place, row_bytes, row_bytes * static_cast<UINT>(rows), strip.data));
-    cv::Mat target = bgr.rowRange(row, row + rows);
-    cv::cvtColor(strip.rowRange(0, rows), target, cv::COLOR_BGRA2BGR);
-  }
-  return bgr;
+  cv::Mat picture(static_cast<int>(height), static_cast<int>(width), CV_8UC4);
+  const auto row_bytes = static_cast<UINT>(picture.step);
+  requireSuccess(converter->CopyPixels(nullptr, row_bytes, row_bytes * height, picture.data));
+  return picture;
 }
 
 cv::Mat decode(std::span<const std::uint8_t> file) {
@@ -138,34 +127,42 @@ const GUID& containerOf(const ImageEncoding& encoding) {
   return encoding.extension == ".bmp" ? GUID_ContainerFormatBmp : GUID_ContainerFormatJpeg;
 }
 
-void setJpegQuality(IPropertyBag2& options) {
+void setJpegQuality(IPropertyBag2& options, int percent) {
   std::wstring name = L"ImageQuality";
   PROPBAG2 option = {};
   option.pstrName = name.data();
   VARIANT quality;
   VariantInit(&quality);
   quality.vt = VT_R4;
-  quality.fltVal = kJpegQuality;
+  quality.fltVal = static_cast<float>(percent) / 100;
   requireSuccess(options.Write(1, &option, &quality));
 }
 
-void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const cv::Mat& bgr) {
+WICPixelFormatGUID formatOf(const cv::Mat& picture) {
+  if (picture.channels() == 1) {
+    return GUID_WICPixelFormat8bppGray;
+  }
+  return picture.channels() == 4 ? GUID_WICPixelFormat32bppBGRA : GUID_WICPixelFormat24bppBGR;
+}
+
+void writeFrame(IWICBitmapEncoder& encoder, const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   ComPointer<IWICBitmapFrameEncode> frame;
   ComPointer<IPropertyBag2> options;
   requireSuccess(encoder.CreateNewFrame(frame.out(), options.out()));
   if (containerOf(encoding) == GUID_ContainerFormatJpeg) {
-    setJpegQuality(*options.get());
+    setJpegQuality(*options.get(), quality.value_or(kUsualJpegQuality));
   }
   requireSuccess(frame->Initialize(options.get()));
-  requireSuccess(frame->SetSize(static_cast<UINT>(bgr.cols), static_cast<UINT>(bgr.rows)));
-  WICPixelFormatGUID format = GUID_WICPixelFormat24bppBGR;
+  requireSuccess(frame->SetSize(static_cast<UINT>(picture.cols), static_cast<UINT>(picture.rows)));
+  const WICPixelFormatGUID wanted = formatOf(picture);
+  WICPixelFormatGUID format = wanted;
   requireSuccess(frame->SetPixelFormat(&format));
-  if (format != GUID_WICPixelFormat24bppBGR) {
+  if (format != wanted) {
     throw ComError(WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
   }
-  for (int row = 0; row < bgr.rows; ++row) { // row by row: rows may be padded
-    const auto row_bytes = static_cast<UINT>(bgr.cols * 3);
-    requireSuccess(frame->WritePixels(1, row_bytes, row_bytes, const_cast<std::uint8_t*>(bgr.ptr(row)))); // only read
+  for (int row = 0; row < picture.rows; ++row) { // row by row: rows may be padded
+    const auto row_bytes = static_cast<UINT>(static_cast<std::size_t>(picture.cols) * picture.elemSize());
+    requireSuccess(frame->WritePixels(1, row_bytes, row_bytes, const_cast<std::uint8_t*>(picture.ptr(row)))); // only read
   }
   requireSuccess(frame->Commit());
 }
@@ -181,7 +178,7 @@ std::vector<std::uint8_t> contentOf(IStream& stream) {
   return content;
 }
 
-std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& bgr) {
+std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   ComPointer<IWICImagingFactory> factory;
   makeFactory(factory);
   ComPointer<IStream> stream;
@@ -189,7 +186,7 @@ std::vector<std::uint8_t> encode(const ImageEncoding& encoding, const cv::Mat& b
   ComPointer<IWICBitmapEncoder> encoder;
   requireSuccess(factory->CreateEncoder(containerOf(encoding), nullptr, encoder.out()));
   requireSuccess(encoder->Initialize(stream.get(), WICBitmapEncoderNoCache));
-  writeFrame(*encoder.get(), encoding, bgr);
+  writeFrame(*encoder.get(), encoding, picture, quality);
   requireSuccess(encoder->Commit());
   return contentOf(*stream.get());
 }
@@ -209,10 +206,10 @@ std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
   }
 }
 
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& bgr) {
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
   const ComApartment apartment;
   try {
-    return encode(encoding, bgr);
+    return encode(encoding, picture, quality);
   } catch (const ComError&) {
     return {};
   }

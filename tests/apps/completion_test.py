@@ -54,7 +54,7 @@ def check_offers(folder):
             "vorin-stylize --device =": ["auto", "discrete", "integrated", "software"],
             "vorin-stylize --style-image my": both,
             "vorin-stylize --crf ''": [],
-            "vorin-stylize --keep": ["--keep-colors"],
+            "vorin-stylize --keep-c": ["--keep-colors"],
             "vorin-stylize sel": ["selftest"],
             "vorin-stylize --overwrite my": both,
             "vorin-stylize --models my": ["my folder"],

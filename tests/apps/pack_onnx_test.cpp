@@ -37,7 +37,8 @@ TEST_F(PackOnnx, ConvertsOnnxToIrWithItsWeightsAsTheyAre) {
 TEST_F(PackOnnx, RefusesWhatIsNoNetwork) {
   writeFile(pack_.file("text.onnx"), "hello");
   writeFile(pack_.file("cut.onnx"), onnxBytes().substr(0, 60));
-  for (const std::string file : {"text.onnx", "cut.onnx"}) {
+  writeFile(pack_.file("empty.onnx"), "");
+  for (const std::string file : {"text.onnx", "cut.onnx", "empty.onnx"}) {
     const std::string line = "'" + file + "' is not an ONNX network that the runtime can convert (";
     expectRefusal({"build", "model_st.bin", file}, 1, line);
     expectRefusal({"build", "model_st.bin", "--as", "cartoon", file}, 1, line);

@@ -45,7 +45,8 @@ std::vector<FailureCase> failureCases() {
       {"TwoInputs", with({"%photo.jpg"}), 2, "names a file: name a folder with -o"},
       {"InputIsFolder", pencil("%folder.png", "%out.png"), 2, "names a file: name a folder with -o"},
       {"FolderIntoItself", pencil("%folder.png", "%folder.png"), 2, "among the inputs"},
-      {"TwoInputsForOneResult", pencil("%photo.png", "%out", {"%photo.jpg", "--to", "png"}), 2, "would both be written to"},
+      {"TwoInputsForOneResult", pencil("%photo.png", "%out", {"%photo.jpg", "%photo.jpg.png", "--to", "png"}), 2,
+       "would both be written to"},
       {"KindForOne", with({"--to", "png"}), 2, "--to applies to many inputs only"},
       {"LooksForMany",
        {"%photo.png", "%photo.jpg", "-o", "%out", "--style", "transfer", "--style-image", "%folder.png"},
@@ -59,9 +60,20 @@ std::vector<FailureCase> failureCases() {
       {"MissingInputIntoAFolder", pencil("%none.png", "%out/"), 5, "none.png' does not exist"},
       {"EmptyFolder", pencil("%folder.png", "%out"), 5, "there is no image or clip in"},
       {"NameWithLineBreak", pencil("%two\nlines.png", "%out.png"), 5, "does not exist"},
-      {"InputIsText", pencil("%text.jpg", "%out.png"), 5, "not a PNG, JPEG, WebP or BMP"},
+      {"InputIsText", pencil("%text.jpg", "%out.png"), 5, "not a PNG, JPEG, WebP, BMP, TIFF or GIF"},
       {"InputTooSmall", {"%tiny.png", "-o", "%out.png", "--style", "stipple"}, 5, "2x2 pixels is too small"},
       {"OutputExists", pencil("%photo.png", "%photo.jpg"), 5, "--overwrite"},
+      {"OutputIsTheInput", pencil("%photo.png", "%photo.png", {"--overwrite"}), 2, "which is read"},
+      {"OutputIsTheInputByALink", pencil("%photo.png", "%photo.jpg.png", {"--overwrite"}), 2, "which is read"},
+      {"OutputIsTheStyleImage",
+       {"%photo.jpg", "-o", "%photo.jpg.png", "--style", "transfer", "--style-image", "%photo.png", "--overwrite"},
+       2,
+       "which is read"},
+      {"OneOutputIsTheStyleImage",
+       {"%photo.jpg", "%text.jpg", "-o", "%", "--to", "png", "--style", "transfer", "--style-image", "%photo.png", "--overwrite"},
+       2,
+       "which is read"},
+      {"SheetIsItsInput", {"sheet", "%photo.png", "-o", "%photo.jpg.png", "--overwrite"}, 2, "which is read"},
       {"OutputIsFolder", pencil("%photo.png", "%folder.png", {"--overwrite"}), 5, "is a folder"},
       {"OutputFolderMissing", pencil("%photo.png", "%none/out.png"), 5, "make it first"},
       {"OutputBelowFile", pencil("%photo.png", "%photo.jpg/out.png"), 5, "photo.jpg' is not a folder"},
@@ -75,6 +87,7 @@ TEST(StylizeFailures, SayOneLineAndLeaveNothing) {
   const StylizeRun run;
   run.image("photo.jpg");
   const std::string before = readFile(run.image("photo.png"));
+  fs::create_hard_link(run.file("photo.png"), run.file("photo.jpg.png")); // the same file
   std::ofstream(run.file("text.jpg")) << "not an image, however long this text may be: it begins like none of them\n";
   cv::Mat tiny(2, 2, CV_8UC3, cv::Scalar::all(0));
   tiny.row(0).setTo(cv::Scalar::all(255));
@@ -92,10 +105,13 @@ TEST(StylizeFailures, SayOneLineAndLeaveNothing) {
 
 TEST(StylizeFailures, AreJsonTooWhereThatIsAskedFor) {
   const StylizeRun run;
-  const ChildResult result = StylizeRun::run({run.file("none.png"), "-o", run.file("out.png"), "--style", "pencil", "--json"});
-  const auto json = nlohmann::json::parse(result.standard_output);
-  EXPECT_EQ(json["exit_status"], 5);
-  EXPECT_EQ("vorin-stylize: " + json["error"].get<std::string>() + "\n", result.standard_error);
+  for (const auto& [style, status] : {std::pair("pencil", 5), {"o\x1Bil", 2}}) {
+    const ChildResult result = StylizeRun::run({run.file("none.png"), "-o", run.file("out.png"), "--style", style, "--json"});
+    const auto json = nlohmann::json::parse(result.standard_output);
+    EXPECT_EQ(json["exit_status"], status);
+    EXPECT_EQ("vorin-stylize: " + json["error"].get<std::string>() + "\n", result.standard_error);
+    EXPECT_EQ(result.standard_error.find('\x1B'), std::string::npos);
+  }
 }
 
 TEST(StylizeFailures, ProgramWithoutItsSoftwareDeviceSaysSo) {

@@ -17,22 +17,56 @@ namespace {
 
 using namespace vorin::stylize;
 
-TEST(StylizeParts, SizesAreTwoPlainDecimalNumbers) {
-  for (const auto& [text, size] :
-       {std::pair("640x480", media::Size{640, 480}), {"1x16384", {1, 16384}}, {"16384x8192", {16384, 8192}}}) {
-    EXPECT_EQ(parseSize(text), size) << text;
-  }
-  for (const char* text :
-       {"",     "x",    "640", "640x",  "x480",  "0x1",    "1x0",     "-1x1",    "+1x1",       "1x-1",
-        " 1x1", "1x1 ", "1X1", "1x1x1", "1.5x1", "0x10x1", "16385x1", "1x16385", "16384x8193", "18446744073709551617x1"}) {
+TEST(StylizeParts, SizesArePlainDecimalNumbers) {
+  for (const char* text : {"",           "x",
+                           "640",        "%",
+                           "0%",         "10001%",
+                           "0x1",        "1x0",
+                           "-1x1",       "+1x1",
+                           "1x-1",       " 1x1",
+                           "1x1 ",       "1X1",
+                           "1.5%",       "1x1x1",
+                           "1.5x1",      "0x10x1",
+                           "16385x1",    "1x16385",
+                           "16384x8193", "18446744073709551617x1"}) {
     EXPECT_EQ(parseSize(text), std::nullopt) << text;
   }
+}
+
+// Of pictures of 720x576: a photo, a clip with pixels of 16:15 (shown as 768x576), and the same on its side.
+TEST(StylizeParts, SizesMeanThePictureAsItIsShown) {
+  media::SourceInfo image;
+  image.size = {720, 576};
+  image.frames_expected = 1;
+  media::SourceInfo clip = image;
+  clip.frames_expected = 100;
+  media::detailsOf(clip).pixel_aspect = {16, 15};
+  media::SourceInfo turned = media::withSquarePixels(clip);
+  media::detailsOf(turned).pixel_aspect = {16, 15};
+  media::detailsOf(turned).rotation = {0, 1 << 16, 0, -(1 << 16), 0, 0, 0, 0, 1 << 30};
+  struct Case {
+    const char* text;
+    media::Size image;
+    media::Size clip;
+    media::Size turned; // as it is stored
+  };
+  for (const Case& each : {Case{"640x480", {640, 480}, {640, 480}, {480, 640}}, Case{"384x", {384, 307}, {384, 288}, {512, 384}},
+                           Case{"x100", {125, 100}, {134, 100}, {100, 76}}, Case{"50%", {360, 288}, {384, 288}, {384, 288}}}) {
+    Options options;
+    options.size = parseSize(each.text);
+    EXPECT_EQ(resultSize(options, image), each.image) << each.text;
+    EXPECT_EQ(resultSize(options, clip), each.clip) << each.text;
+    EXPECT_EQ(resultSize(options, turned), each.turned) << each.text;
+  }
+  Options options;
+  options.size = parseSize("10000%");
+  EXPECT_THROW(resultSize(options, image), Error);
 }
 
 TEST(StylizeParts, InputsMirrorTheTreeBelowTheCommonFolder) {
   const TemporaryFolder folder;
   for (const std::string name : {"in/a.jpg", "in/sub/deep/b.PNG", "in/sub/c.webp", "in/text.txt", "in/.hidden.jpg",
-                                 "in/.dir/d.jpg", "in/out/old.png", "other/e.bmp", "other/f.AVI", "other/g.mov"}) {
+                                 "in/.dir/d.jpg", "in/out/old.png", "other/a.gif", "other/e.bmp", "other/f.AVI", "other/g.mov"}) {
     fs::create_directories((folder.path() / name).parent_path());
     std::ofstream(folder.path() / name).close();
   }
@@ -51,8 +85,8 @@ TEST(StylizeParts, InputsMirrorTheTreeBelowTheCommonFolder) {
   EXPECT_EQ(results({"in"}, ".bmp"), (Names{"a.bmp", "sub/c.bmp", "sub/deep/b.bmp"}));
   EXPECT_EQ(results({"in/sub/c.webp", "in/a.jpg", "in", "in/none.jpg"}),
             (Names{"sub/c.webp", "a.jpg", "sub/deep/b.PNG", "none.jpg"}));
-  Names both = {"in/sub/c.webp", "in/sub/deep/b.PNG", "other/e.bmp", "other/f.mkv", "other/g.mov"};
-  both.resize(media::clipExtensions().empty() ? 3 : 5);
+  Names both = {"in/sub/c.webp", "in/sub/deep/b.PNG", "other/a.png", "other/e.bmp", "other/f.mkv", "other/g.mov"};
+  both.resize(media::clipExtensions().empty() ? 4 : 6);
   EXPECT_EQ(results({"in/sub", "other", "other/e.bmp"}), both);
 }
 

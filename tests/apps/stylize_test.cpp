@@ -90,13 +90,6 @@ TEST(Stylize, WorksFromAnyFolderWithAnyName) {
   EXPECT_EQ(loadPicture(run.file("out.png")).size(), cv::Size(61, 47));
 }
 
-TEST(Stylize, OverwriteMayReplaceTheInputItself) {
-  const StylizeRun run;
-  const std::string image = run.image("photo.png");
-  EXPECT_EQ(StylizeRun::run({image, "-o", image, "--style", "pencil", "--overwrite"}).exit_status, 0);
-  EXPECT_TRUE(areEqual(loadPicture(image), sketchOf(makePicture({61, 47})), 1));
-}
-
 TEST(Stylize, ListsDevicesAsDataOnly) {
   const ChildResult with_gpu = StylizeRun::run({"devices"});
   EXPECT_EQ(with_gpu.exit_status, 0);

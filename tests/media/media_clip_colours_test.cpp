@@ -1,5 +1,5 @@
 // The colours of clips of every matrix and range: those that an effect sees, and those that it writes.
-#include "colour_change.h"
+#include "picture_conversion.h"
 #include "support/media_files.h"
 #include "support/media_way.h"
 #include "support/test_environment.h"

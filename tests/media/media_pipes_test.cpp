@@ -119,7 +119,8 @@ TEST(MediaPipes, AnInputThatEndsEarlyIsReported) {
               ElementsAre(HasSubstr("continues after frame 2 with data that is not a Y4M frame")));
   EXPECT_THROW(pass(whole.substr(0, frame), ""), Error);
   EXPECT_THROW(pass("", "bgra:8x8@25"), Error);
-  for (const char* header : {"RIFF", "YUV4MPEG2 W320 F25:1\n", "YUV4MPEG2 W99999999 H4\n", "YUV4MPEG2 W32 H32 C444\n"}) {
+  for (const char* header : {"RIFF", "YUV4MPEG2 W320 F25:1\n", "YUV4MPEG2 W99999999 H4\n", "YUV4MPEG2 W32 H32 C444\n",
+                             "YUV4MPEG2 W32 H32 F25:1\nOTHER\n"}) {
     EXPECT_THROW(pass(header, ""), Error) << header;
   }
 }

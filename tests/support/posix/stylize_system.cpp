@@ -13,7 +13,7 @@ void savePicture(const std::string& file, const cv::Mat& bgr) {
 }
 
 cv::Mat loadPicture(const std::string& file) {
-  return cv::imread(file, cv::IMREAD_UNCHANGED);
+  return cv::imread(file, cv::IMREAD_COLOR);
 }
 
 void StylizeRun::setCacheFolder(ChildSetting& setting, const fs::path& folder) {

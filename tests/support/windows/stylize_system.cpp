@@ -16,7 +16,8 @@ std::string pathWith(const fs::path& folder) {
 } // namespace
 
 void savePicture(const std::string& file, const cv::Mat& bgr) {
-  const std::unique_ptr<media::Sink> sink = media::openImageSink(base::pathFromUtf8(file), {bgr.cols, bgr.rows}, true);
+  const std::unique_ptr<media::Sink> sink =
+      media::openImageSink(base::pathFromUtf8(file), {}, {bgr.cols, bgr.rows}, {.overwrite = true});
   sink->write(media::Frame{media::pictureFromBgr(bgr)});
   sink->finish();
 }

@@ -1,4 +1,4 @@
-// Reads and writes BMP files by libavcodec, which decodes every kind of them: palettes, runs, masks.
+// Reads BMP, TIFF and GIF files, of which the first picture, and writes BMP files: by libavcodec, which knows every kind of them.
 #include "clip_module.h"
 #include "libav_support.h"
 #include "picture_conversion.h"
@@ -35,16 +35,20 @@ PacketHandle packetOf(std::span<const std::uint8_t> file) {
 
 } // namespace
 
-cv::Mat clips::decodeBmp(std::span<const std::uint8_t> file) {
-  const CodecHandle decoder = openCodec(avcodec_find_decoder(AV_CODEC_ID_BMP), {}, AV_PIX_FMT_NONE);
+cv::Mat clips::decodeImage(std::span<const std::uint8_t> file, ImageKind kind) {
+  const AVCodecID id = kind == ImageKind::kTiff ? AV_CODEC_ID_TIFF : kind == ImageKind::kGif ? AV_CODEC_ID_GIF : AV_CODEC_ID_BMP;
+  const CodecHandle decoder = openCodec(avcodec_find_decoder(id), {}, AV_PIX_FMT_NONE);
   const FrameHandle decoded = newFrame();
   if (!decoder || avcodec_send_packet(decoder.get(), packetOf(file).get()) < 0 ||
       avcodec_receive_frame(decoder.get(), decoded.get()) < 0) {
     return {};
   }
-  const FrameHandle bgr = newFrame(AV_PIX_FMT_BGR24, {decoded->width, decoded->height});
-  Scaler().scale(*decoded, {}, *bgr, {});
-  return cv::Mat(bgr->height, bgr->width, CV_8UC3, bgr->data[0], static_cast<std::size_t>(bgr->linesize[0])).clone();
+  const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(decoded->format));
+  const bool has_alpha = (format->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+  const FrameHandle bgr = newFrame(has_alpha ? AV_PIX_FMT_BGRA : AV_PIX_FMT_BGR24, {decoded->width, decoded->height});
+  Scaler().scale(*decoded, {.full_range = true}, *bgr, {}); // grey and YUV of images have all values
+  return cv::Mat(bgr->height, bgr->width, has_alpha ? CV_8UC4 : CV_8UC3, bgr->data[0], static_cast<std::size_t>(bgr->linesize[0]))
+      .clone();
 }
 
 std::vector<std::uint8_t> clips::encodeBmp(const cv::Mat& bgr) {

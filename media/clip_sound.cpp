@@ -1,0 +1,176 @@
+// Encodes a clip's sound anew: libavcodec decodes it, libswresample converts the samples, libavcodec encodes them as AAC.
+#include "clip_streams.h"
+
+#include <algorithm>
+#include <new>
+
+namespace vorin::media {
+namespace {
+
+Error unusableSound(const AVStream& source, const std::string& why) {
+  return {ErrorKind::kInputOutput, "the clip's sound (" + std::string(avcodec_get_name(source.codecpar->codec_id)) + ") " + why +
+                                       ": leave it out with --sound none"};
+}
+
+CodecHandle openSoundDecoder(const AVStream& source) {
+  const AVCodec* codec = avcodec_find_decoder(source.codecpar->codec_id);
+  CodecHandle decoder(avcodec_alloc_context3(codec));
+  if (!decoder) {
+    throw std::bad_alloc();
+  }
+  decoder->pkt_timebase = source.time_base;
+  if (codec == nullptr || avcodec_parameters_to_context(decoder.get(), source.codecpar) < 0 ||
+      avcodec_open2(decoder.get(), codec, nullptr) < 0) {
+    throw unusableSound(source, "cannot be decoded");
+  }
+  return decoder;
+}
+
+// At the decoder's rate and with its channels, if AAC has those.
+CodecHandle openAacEncoder(const AVStream& source, const AVCodecContext& decoder, bool has_global_header) {
+  constexpr int kBitsForAChannel = 80000; // a second
+  constexpr int kUsualRate = 48000;
+  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
+  CodecHandle encoder(avcodec_alloc_context3(codec));
+  if (!encoder || codec == nullptr) {
+    throw std::bad_alloc();
+  }
+  encoder->sample_fmt = AV_SAMPLE_FMT_FLTP;
+  encoder->sample_rate = kUsualRate;
+  for (const int* rate = codec->supported_samplerates; rate != nullptr && *rate != 0; ++rate) {
+    encoder->sample_rate = *rate == decoder.sample_rate ? *rate : encoder->sample_rate;
+  }
+  av_channel_layout_default(&encoder->ch_layout, decoder.ch_layout.nb_channels);
+  encoder->bit_rate = std::int64_t{kBitsForAChannel} * encoder->ch_layout.nb_channels;
+  encoder->time_base = {1, encoder->sample_rate};
+  encoder->flags |= has_global_header ? AV_CODEC_FLAG_GLOBAL_HEADER : 0;
+  if (avcodec_open2(encoder.get(), codec, nullptr) < 0) {
+    throw unusableSound(source, "cannot be encoded as AAC");
+  }
+  return encoder;
+}
+
+FrameHandle newSamples(const AVCodecContext& encoder, int count) {
+  FrameHandle frame = newFrame();
+  frame->format = encoder.sample_fmt;
+  frame->sample_rate = encoder.sample_rate;
+  frame->nb_samples = count;
+  if (av_channel_layout_copy(&frame->ch_layout, &encoder.ch_layout) < 0 || av_frame_get_buffer(frame.get(), 0) < 0) {
+    throw std::bad_alloc();
+  }
+  return frame;
+}
+
+void** planesOf(const AVFrame& frame) {
+  return reinterpret_cast<void**>(frame.extended_data);
+}
+
+} // namespace
+
+SoundEncoder::SoundEncoder(const AVStream& source, AVFormatContext& output)
+    : source_time_base_(source.time_base), decoder_(openSoundDecoder(source)),
+      encoder_(openAacEncoder(source, *decoder_, (output.oformat->flags & AVFMT_GLOBALHEADER) != 0)),
+      samples_(av_audio_fifo_alloc(encoder_->sample_fmt, encoder_->ch_layout.nb_channels, encoder_->frame_size)) {
+  AVStream* stream = avformat_new_stream(&output, nullptr);
+  if (!samples_ || stream == nullptr || avcodec_parameters_from_context(stream->codecpar, encoder_.get()) < 0) {
+    throw std::bad_alloc();
+  }
+  index_ = stream->index;
+  stream->time_base = encoder_->time_base;
+  stream->disposition = source.disposition;
+  av_dict_copy(&stream->metadata, source.metadata, 0);
+}
+
+bool SoundEncoder::send(const AVPacket& packet) {
+  const bool is_decoded = avcodec_send_packet(decoder_.get(), &packet) >= 0;
+  receiveSamples();
+  return is_decoded;
+}
+
+void SoundEncoder::sendEnd() {
+  static_cast<void>(avcodec_send_packet(decoder_.get(), nullptr));
+  receiveSamples();
+  if (resampler_) {
+    resample(nullptr);
+  }
+  has_ended_ = true;
+}
+
+void SoundEncoder::receiveSamples() {
+  while (avcodec_receive_frame(decoder_.get(), decoded_.get()) >= 0) {
+    prepareResampler(*decoded_);
+    resample(decoded_.get());
+  }
+}
+
+void SoundEncoder::prepareResampler(const AVFrame& frame) {
+  if (resampler_) {
+    return;
+  }
+  AVChannelLayout layout = frame.ch_layout;
+  if (layout.order == AV_CHANNEL_ORDER_UNSPEC) {
+    av_channel_layout_default(&layout, frame.ch_layout.nb_channels);
+  }
+  SwrContext* resampler = nullptr;
+  const int status = swr_alloc_set_opts2(&resampler, &encoder_->ch_layout, encoder_->sample_fmt, encoder_->sample_rate, &layout,
+                                         static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+  resampler_.reset(resampler);
+  // Silence fills what is missing for longer than this, in seconds.
+  if (status < 0 || av_opt_set_double(resampler, "min_comp", 0.1, 0) < 0 ||
+      av_opt_set_double(resampler, "min_hard_comp", 0.1, 0) < 0 || swr_init(resampler) < 0) {
+    throw std::bad_alloc();
+  }
+  const std::int64_t begin = frame.best_effort_timestamp != AV_NOPTS_VALUE ? frame.best_effort_timestamp : 0;
+  next_time_ = av_rescale_q(begin, source_time_base_, encoder_->time_base);
+}
+
+void SoundEncoder::resample(const AVFrame* frame) {
+  if (frame != nullptr && frame->best_effort_timestamp != AV_NOPTS_VALUE) {
+    const std::int64_t steps = std::int64_t{frame->sample_rate} * encoder_->sample_rate; // the resampler's, in a second
+    swr_next_pts(resampler_.get(),
+                 av_rescale(frame->best_effort_timestamp, steps * source_time_base_.num, source_time_base_.den));
+  }
+  const int samples = frame != nullptr ? frame->nb_samples : 0;
+  const int most = swr_get_out_samples(resampler_.get(), samples);
+  if (most <= 0) {
+    return;
+  }
+  const FrameHandle resampled = newSamples(*encoder_, most);
+  auto** planes = frame != nullptr ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr;
+  const int count = swr_convert(resampler_.get(), resampled->extended_data, most, planes, samples);
+  if (count > 0 && av_audio_fifo_write(samples_.get(), planesOf(*resampled), count) < count) {
+    throw std::bad_alloc();
+  }
+}
+
+FrameHandle SoundEncoder::nextFrame() {
+  const int count = std::min(av_audio_fifo_size(samples_.get()), encoder_->frame_size);
+  if (count == 0 || (count < encoder_->frame_size && !has_ended_)) {
+    return nullptr;
+  }
+  FrameHandle frame = newSamples(*encoder_, count);
+  av_audio_fifo_read(samples_.get(), planesOf(*frame), count);
+  frame->pts = *next_time_;
+  *next_time_ += count;
+  return frame;
+}
+
+bool SoundEncoder::receive(AVPacket& packet, const AVFormatContext& output) {
+  while (true) {
+    const int status = avcodec_receive_packet(encoder_.get(), &packet);
+    if (status >= 0) {
+      packet.stream_index = index_;
+      av_packet_rescale_ts(&packet, encoder_->time_base, output.streams[index_]->time_base);
+      return true;
+    }
+    const FrameHandle frame = status == AVERROR(EAGAIN) ? nextFrame() : nullptr;
+    if (status != AVERROR(EAGAIN) || (!frame && !has_ended_)) {
+      return false;
+    }
+    if (avcodec_send_frame(encoder_.get(), frame.get()) < 0) { // null: the end
+      return false;
+    }
+  }
+}
+
+} // namespace vorin::media
