@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <memory>
-#include <regex>
 #include <thread>
 
 namespace vorin {
@@ -79,7 +79,9 @@ TEST_F(Log, ExpandsALineOnceMoreInTheFileOnly) {
   openLog();
   sttLogInfo("%s", "%%% d %03lX %7.2e"); // numbers of no known value
   closeLog();
-  EXPECT_TRUE(std::regex_match(readText(setting.logFile()), std::regex("====== sdk: \\[I\\] %[ -]\\d+ [\\dA-F]{3,} .*\n")));
+  const std::string written = readText(setting.logFile());
+  EXPECT_TRUE(written.starts_with("====== sdk: [I] %")) << written;
+  EXPECT_EQ(std::count(written.begin(), written.end(), '%'), 1) << written;
 }
 
 TEST_F(Log, CutsTheLongestTextsSoThatTheLineFits) {
