@@ -1,9 +1,10 @@
-// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, which
-// runs OpenCL on the processor. A library that is linked with this file before the loader gets the same answers, alone in its
-// process and without the variable.
+// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, or the
+// platform that VORIN_SOFTGPU_PLATFORM names, which runs OpenCL on the processor. A library that is linked with this file before
+// the loader gets the same answers, alone in its process and without the variable.
 //
-// Two answers differ from PoCL's own: its vendor text carries the vendor word, and a query that asks for GPUs finds the processor
-// devices. All else, and every other platform, passes through untouched. The layer interface is that of Khronos' <CL/cl_layer.h>.
+// Two answers differ from the platform's own: its vendor text carries the vendor word, and a query that asks for GPUs finds the
+// processor devices. All else, and every other platform, passes through untouched. The layer interface is that of Khronos'
+// <CL/cl_layer.h>.
 #define CL_TARGET_OPENCL_VERSION 120
 
 #include <CL/cl.h>
@@ -11,6 +12,7 @@
 #include <CL/cl_layer.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <string>
@@ -48,13 +50,17 @@ std::string platformText(cl_platform_id platform, cl_platform_info name) {
   return text;
 }
 
-bool isPocl(cl_platform_id platform) {
-  return platformText(platform, CL_PLATFORM_NAME) == kPoclName;
+bool isStandIn(cl_platform_id platform) {
+  static const std::string name = [] {
+    const char* wanted = std::getenv("VORIN_SOFTGPU_PLATFORM");
+    return wanted != nullptr ? std::string(wanted) : std::string(kPoclName);
+  }();
+  return platformText(platform, CL_PLATFORM_NAME) == name;
 }
 
 cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info name, std::size_t size_bytes, void* value,
                                    std::size_t* size_needed) {
-  if (name != CL_PLATFORM_VENDOR || !isPocl(platform)) {
+  if (name != CL_PLATFORM_VENDOR || !isStandIn(platform)) {
     return below.clGetPlatformInfo(platform, name, size_bytes, value, size_needed);
   }
   const std::string vendor = std::string(kVendorPrefix) + platformText(platform, CL_PLATFORM_VENDOR);
@@ -73,7 +79,7 @@ cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info nam
 cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl_uint entries, cl_device_id* devices,
                                 cl_uint* count) {
   const bool asks_all = type == CL_DEVICE_TYPE_ALL; // every bit set: the processor is among them already
-  if (!asks_all && (type & CL_DEVICE_TYPE_GPU) != 0 && isPocl(platform)) {
+  if (!asks_all && (type & CL_DEVICE_TYPE_GPU) != 0 && isStandIn(platform)) {
     type = (type & ~static_cast<cl_device_type>(CL_DEVICE_TYPE_GPU)) | CL_DEVICE_TYPE_CPU;
   }
   return below.clGetDeviceIDs(platform, type, entries, devices, count);

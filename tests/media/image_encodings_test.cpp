@@ -1,5 +1,5 @@
 // Image files of more kinds than the library writes, made by OpenCV's encoders and by ffmpeg, and compared with OpenCV's
-// decoders. A build for Windows has none of them.
+// decoders, and what files hold that the library writes. A build for Windows has none of these decoders.
 #include "picture_mat.h"
 #include "sources_and_sinks.h"
 #include "support/media_files.h"
@@ -123,6 +123,30 @@ TEST(ImageFileKinds, AJpegOfFourInksIsReadAsByOpenCv) {
   jpeg_destroy_compress(&state);
   std::fclose(file);
   expectReadAsByOpenCv(folder.path() / "photo.jpg");
+}
+
+TEST(ImageFileKinds, GreyPicturesAndLowQualityTakeFewerBytes) {
+  const TemporaryFolder folder;
+  cv::Mat noise(64, 64, CV_8UC3);
+  cv::RNG(22).fill(noise, cv::RNG::UNIFORM, 0, 256);
+  cv::Mat grey;
+  cv::extractChannel(noise, grey, 0);
+  cv::merge(std::vector<cv::Mat>{grey, grey, grey}, grey);
+  const auto bytesOf = [&](const cv::Mat& bgr, const std::string& name, std::optional<int> quality) {
+    const std::unique_ptr<media::Sink> sink =
+        media::openSink(folder.path() / name, {}, {64, 64}, {.overwrite = true, .quality = quality});
+    sink->write(media::Frame{media::pictureFromBgr(bgr)});
+    sink->finish();
+    return std::filesystem::file_size(folder.path() / name);
+  };
+  EXPECT_LT(bytesOf(grey, "out.png", {}) * 2, bytesOf(noise, "out.png", {}));
+  bytesOf(grey, "out.png", {});
+  EXPECT_EQ(cv::norm(cv::imread(folder.path() / "out.png"), grey, cv::NORM_INF), 0);
+  bytesOf(grey, "out.jpg", 100);
+  EXPECT_LE(cv::norm(cv::imread(folder.path() / "out.jpg"), grey, cv::NORM_INF), 3);
+  for (const std::string name : {"out.jpg", "out.webp"}) {
+    EXPECT_LT(bytesOf(noise, name, 20) * 2, bytesOf(noise, name, {})) << name;
+  }
 }
 
 } // namespace

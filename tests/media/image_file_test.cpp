@@ -93,32 +93,6 @@ std::string exifSegment(char orientation) {
   return before + orientation + std::string(6, '\0');
 }
 
-TEST(ImageFiles, GreyPicturesAndLowQualityTakeFewerBytes) {
-  const TemporaryFolder folder;
-  cv::Mat noise(64, 64, CV_8UC3);
-  cv::RNG(22).fill(noise, cv::RNG::UNIFORM, 0, 256);
-  cv::Mat grey;
-  cv::extractChannel(noise, grey, 0);
-  cv::merge(std::vector<cv::Mat>{grey, grey, grey}, grey);
-  const auto bytesOf = [&](const cv::Mat& bgr, const std::string& name, std::optional<int> quality) {
-    const std::unique_ptr<media::Sink> sink =
-        media::openSink(folder.path() / name, {}, {64, 64}, {.overwrite = true, .quality = quality});
-    sink->write(media::Frame{media::pictureFromBgr(bgr)});
-    sink->finish();
-    return std::filesystem::file_size(folder.path() / name);
-  };
-  EXPECT_LT(bytesOf(grey, "out.png", {}) * 2, bytesOf(noise, "out.png", {}));
-  bytesOf(grey, "out.png", {});
-  EXPECT_EQ(cv::norm(readBgr(folder.path() / "out.png"), grey, cv::NORM_INF), 0);
-  bytesOf(grey, "out.jpg", 100);
-  EXPECT_LE(cv::norm(readBgr(folder.path() / "out.jpg"), grey, cv::NORM_INF), 3);
-  for (const std::string name : {"out.jpg", "out.webp"}) {
-    if (media::isImageName(name)) {
-      EXPECT_LT(bytesOf(noise, name, 20) * 2, bytesOf(noise, name, {})) << name;
-    }
-  }
-}
-
 std::string number(std::size_t value) {
   return {static_cast<char>(value), static_cast<char>(value >> 8U), static_cast<char>(value >> 16U),
           static_cast<char>(value >> 24U)};

@@ -13,7 +13,7 @@ import sys
 from PIL import Image, ImageChops
 a, b = map(Image.open, sys.argv[1:])
 assert (a.size, a.mode) == (b.size, b.mode), f'{a} and {b}'
-print(max(high for low, high in ImageChops.difference(a, b).getextrema()))
+print(max(high for low, high in ImageChops.difference(a.convert('RGB'), b.convert('RGB')).getextrema()))
 "
 . "$source_dir/tests/support/shell_checks.sh"
 
