@@ -38,6 +38,9 @@ public:
   // Makes an object. Throws whatever SttFactory::Create throws.
   Object create() const;
 
+  // Has the next frame of the style transfer smoothed against none. object: of this copy.
+  void forgetFrames(SttInterface& object) const { functions_.forget_frames(&object); }
+
   LibraryCopy(const LibraryCopy&) = delete;
   LibraryCopy& operator=(const LibraryCopy&) = delete;
 
@@ -46,6 +49,7 @@ private:
     void (*set_folder)(const char*);
     _VorinStatus (*create)(SttInterface**);
     _VorinStatus (*destroy)(SttInterface*);
+    void (*forget_frames)(SttInterface*);
   };
   explicit LibraryCopy(const Functions& functions) : functions_(functions) {}
   ~LibraryCopy() = default;

@@ -24,8 +24,8 @@ files are skipped. An input that fails does not stop the others.
 
 lightgrey and cartoon work at the image's size, but at 1920x1080 at most;
 transfer works at the size of its network. The library brings the result to the
-image's size. A network is loaded again for each image of another size, and for
-every image in the style transfer.
+image's size. lightgrey and cartoon load their network again for each image of
+another size.
 
 Data goes to standard output, all else to standard error.
 

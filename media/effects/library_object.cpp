@@ -80,7 +80,7 @@ SttFrame frameOver(const Picture& picture) {
 
 } // namespace
 
-LibraryObject::LibraryObject(LibraryCopy& copy) {
+LibraryObject::LibraryObject(LibraryCopy& copy) : copy_(copy) {
   constexpr const char* kNoStart = "the style-transfer library does not start";
   object_ = guarded(kNoStart, [&] { return copy.create(); });
   require(object_->CreateContext(nullptr, &context_), kNoStart);

@@ -33,6 +33,9 @@ public:
   // Loads a network for results of this size. Returns false if the library cannot load it.
   bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size);
 
+  // Has the next frame of the style transfer smoothed against none.
+  void forgetFrames() { copy_.forgetFrames(*object_); }
+
   // Restyles one frame with the filter or network prepared last. style_image: null to keep the image passed last. Returns the
   // milliseconds that the library took. Throws kDevice.
   double process(const Picture& input, const Picture* style_image, Picture& output);
@@ -41,6 +44,7 @@ private:
   void set(SttConfigKey key, std::int32_t value);
   void setSize(Size size);
 
+  LibraryCopy& copy_;
   LibraryCopy::Object object_;
   VorinSttContext context_ = nullptr;
 };

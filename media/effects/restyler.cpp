@@ -172,9 +172,11 @@ private:
                   "the style 'transfer' needs a picture whose look to use: add --style-image with an image file");
     }
     const Size network_size = networkSize(size);
-    const bool is_loaded = neural_ != nullptr && loaded_ == network_ && (is_transfer || loaded_size_ == network_size) &&
-                           !(is_transfer && is_sequence_new_);
+    const bool is_loaded = neural_ != nullptr && loaded_ == network_ && (is_transfer || loaded_size_ == network_size);
     if (is_loaded) {
+      if (is_transfer && is_sequence_new_) {
+        neural_->forgetFrames();
+      }
       return;
     }
     neural_.reset(); // before the next one takes memory

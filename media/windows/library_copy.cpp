@@ -14,6 +14,7 @@ extern "C" {
 void vorin_embedded_set_folder(const char* folder);
 _VorinStatus vorin_embedded_create(SttInterface** object);
 _VorinStatus vorin_embedded_destroy(SttInterface* object);
+void vorin_embedded_forget_frames(SttInterface* object);
 }
 
 namespace vorin::media {
@@ -138,7 +139,8 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
     throw Error(ErrorKind::kDevice, "this process is not a software device: start it by vorin-stylize, or use a GPU");
   }
   static LibraryCopy& copy = []() -> LibraryCopy& {
-    const Functions functions = {vorin_embedded_set_folder, vorin_embedded_create, vorin_embedded_destroy};
+    const Functions functions = {vorin_embedded_set_folder, vorin_embedded_create, vorin_embedded_destroy,
+                                 vorin_embedded_forget_frames};
     functions.set_folder(narrowFolder().c_str());
     return *new LibraryCopy(functions); // never deleted: objects may outlive every scope
   }();

@@ -19,4 +19,9 @@ VORIN_STT_API _VorinStatus vorin_embedded_destroy(SttInterface* object) {
   return SttFactory::Destroy(object);
 }
 
+// Has the style transfer's next frame smoothed against none. object: from vorin_embedded_create.
+VORIN_STT_API void vorin_embedded_forget_frames(SttInterface* object) {
+  static_cast<vorin::StyleTransfer*>(object)->forgetFrames();
+}
+
 } // extern "C"

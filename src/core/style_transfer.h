@@ -38,6 +38,9 @@ public:
   _VorinStatus DestroyContext(VorinSttContext context) override;
   _VorinStatus DestroyDevice(SttDeviceRecord* device) override;
 
+  // Has the style transfer's next frame smoothed against none.
+  void forgetFrames() noexcept { pipeline_.forgetFrames(); }
+
 private:
   StyleSettings settings() const;
 

@@ -55,6 +55,9 @@ public:
   // exceptions of OpenCV and of the runtime, also if the engine has loaded nothing.
   ov::Tensor infer(cv::Mat image);
 
+  // Has the next frame smoothed against none.
+  void forgetFrames() noexcept { previous_frame_.release(); }
+
   // The size of the network's frames; empty until a network is read.
   cv::Size frameSize() const { return {network_width_, network_height_}; }
 

@@ -42,6 +42,9 @@ public:
   // std::logic_error if no style of the configured one's family was prepared.
   _VorinStatus processFrame(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image, SttFrame& output);
 
+  // Has the style transfer's next frame smoothed against none.
+  void forgetFrames() noexcept;
+
 private:
   _VorinStatus initNeural(const StyleSettings& settings, std::size_t catalogue_row);
   void initFilter(const StyleSettings& settings, gpufilters::GpuFilterEngine& engine);

@@ -56,6 +56,13 @@ ov::Tensor FramePipeline::inferFrame(const SttFrame& input) try {
   return {};
 }
 
+void FramePipeline::forgetFrames() noexcept {
+  previous_output_.release();
+  for (neural::NeuralEngine& engine : neural_engines_) {
+    engine.forgetFrames();
+  }
+}
+
 _VorinStatus FramePipeline::runTransfer(const StyleSettings& settings, const SttFrame& input, const SttFrame* style_image,
                                         cv::Mat& picture) {
   if (current_network_ == nullptr) {
