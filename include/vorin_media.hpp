@@ -199,6 +199,7 @@ struct RestylerOptions {
   std::optional<Size> size;              /**< size of later results; none: each input's own */
   Device device = Device::kAuto;         /**< for all frames */
   Precision precision = Precision::kF32; /**< one in a process */
+  std::uint64_t cache_bytes = std::uint64_t{1} << 28; /**< most that compiled networks take on disk; 0: none are used or kept */
 };
 
 /** What a Restyler uses, and what the last frame cost. */

@@ -219,6 +219,7 @@ private:
              " (default: " + networkNames().front() + ")",
          kNeuralSection)
         ->check(oneOf(networkNames()));
+    flag(to, "--no-cache", typed.no_cache, "Compile the network anew, and keep no compiled one", kNeuralSection);
     addModels(to);
   }
 

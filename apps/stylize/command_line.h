@@ -33,6 +33,7 @@ struct CommandLine {
   bool overwrite = false;
   bool keep_alpha = false;
   bool resume = false;
+  bool no_cache = false;
   bool quiet = false;
   bool json = false;
   bool version = false;

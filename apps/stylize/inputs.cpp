@@ -1,3 +1,5 @@
+#include "options.h"
+#include "output_file.h"
 #include "restyling.h"
 #include "sources_and_sinks.h"
 #include "text.h"
@@ -139,7 +141,11 @@ fs::path outputFor(const Input& input, const fs::path& folder, const std::string
   if (image_extension.empty()) {
     return hasOneOf(kOnlyRead, file) ? file.replace_extension(".png") : file;
   }
-  return file.replace_extension(image_extension);
+  return file.replace_extension(options.to);
+}
+
+void removeLeftovers(const Options& options, const fs::path& folder) {
+  base::removeTemporariesIn(folder, std::chrono::hours(options.resume ? 0 : 24));
 }
 
 void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {

@@ -90,12 +90,12 @@ bool isDone(const InputResult& planned) {
   return fs::is_regular_file(planned.output, error) && !fs::equivalent(planned.input, planned.output, error);
 }
 
-void removeLeftovers(const std::vector<InputResult>& planned) {
+void removeAllLeftovers(const Options& options, const std::vector<InputResult>& planned) {
   std::set<fs::path> folders;
   for (const InputResult& each : planned) {
     folders.insert(each.output.parent_path());
   }
-  std::for_each(folders.begin(), folders.end(), base::removeTemporariesIn);
+  std::for_each(folders.begin(), folders.end(), [&](const fs::path& folder) { removeLeftovers(options, folder); });
 }
 
 // Prints the summary and the names of the failed inputs.
@@ -145,8 +145,8 @@ ExitStatus restyleMany(const Options& options) {
     throw usage(options.clip_options.front() + " applies to clips only, and none is named: leave it out");
   }
   makeFolder(options.output);
+  removeAllLeftovers(options, results);
   if (options.resume) {
-    removeLeftovers(results);
     for (InputResult& result : results) {
       result.outcome = isDone(result) ? Outcome::kSkipped : Outcome::kDone;
     }

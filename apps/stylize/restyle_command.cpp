@@ -120,6 +120,7 @@ ExitStatus restyleOne(const Options& options) {
   }
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
+    removeLeftovers(options, result.output.parent_path());
     requireNotRead(result.output, {result.input, options.style_image});
   }
   // The input is decoded while the device is loaded. Its faults are reported first.

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -53,6 +56,18 @@ fs::path programFolder() {
 
 bool isWritable(const fs::path& folder) {
   return access(folder.c_str(), W_OK) == 0;
+}
+
+fs::file_time_type lastUse(const fs::path& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) != 0) {
+    return fs::file_time_type::min();
+  }
+  const auto timeOf = [](const timespec& time) {
+    const auto since_1970 = std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    return fs::file_time_type::clock::from_sys(std::chrono::sys_time<std::chrono::nanoseconds>(since_1970));
+  };
+  return std::max(timeOf(status.st_atim), timeOf(status.st_mtim));
 }
 
 // Ignores paths that are not absolute, as the XDG base directory rules demand.

@@ -30,8 +30,9 @@ public:
   // restyles a built-in picture and checks the result.
   bool prepareFilter(Style style);
 
-  // Loads a network for results of this size. Returns false if the library cannot load it.
-  bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size);
+  // Loads a network for results of this size, under the lock of the writable folder. cache_bytes: what compiled networks may take
+  // there; 0: none is used or kept. Returns false if the library cannot load it. Throws kInputOutput without room on the disk.
+  bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size, std::uint64_t cache_bytes);
 
   // Restyles one frame with the filter or network prepared last. style_image: null to keep the image passed last. Returns the
   // milliseconds that the library took. Throws kDevice.
@@ -41,6 +42,7 @@ private:
   void set(SttConfigKey key, std::int32_t value);
   void setSize(Size size);
 
+  LibraryCopy& copy_;
   LibraryCopy::Object object_;
   VorinSttContext context_ = nullptr;
 };
