@@ -82,6 +82,13 @@ void requireRoomForNetwork(std::uintmax_t bytes);
 // Windows.
 void* loadLibrary(std::string_view name);
 
+// Gives PoCL, which runs the filters of the software device, a folder of the program's own for its compiled kernels, unless
+// POCL_CACHE_DIR names one. It loads them unchecked, and a damaged file ends the process: so the folder is emptied at the next
+// start if the last process that used it did not come to noteGoodEnd(). To be called before there are other threads, since it
+// sets that variable. Windows has no PoCL.
+void giveKernelsAFolder();
+void noteGoodEnd(); // at the end of the process, however its work ended
+
 // Whether the machine may have a GPU: false only where the system lists its display adapters and there are none, and no stand-ins
 // are active. Then nobody needs to load the ordinary copy to learn that there is no GPU.
 bool mayHaveGpu();

@@ -78,6 +78,25 @@ TEST(StylizeOnPosix, CompilerWithoutItsFolderIsHinted) {
   expectFailure(StylizeRun().restyle({"--style", "pencil", "--quiet"}, setting), 4, "POCL_CACHE_DIR, is writable");
 }
 
+// At most one run ends badly.
+TEST(StylizeOnPosix, DamagedCompiledKernelsAreMadeAgain) {
+  const StylizeRun run;
+  ChildSetting setting = StylizeRun::withoutGpu();
+  setting.variables["XDG_CACHE_HOME"] = run.file("cache");
+  setting.variables["POCL_CACHE_DIR"] = std::nullopt;
+  const auto draw = [&] { return run.restyle({"--style", "pencil", "--overwrite"}, setting).exit_status; };
+  ASSERT_EQ(draw(), 0);
+  const std::string expected = readFile(run.file("out.png"));
+  for (const auto& entry : fs::recursive_directory_iterator(run.file("cache/vorin-stt/pocl"))) {
+    if (entry.is_regular_file()) {
+      fs::resize_file(entry.path(), entry.file_size() / 2);
+    }
+  }
+  EXPECT_NE(draw(), 0);
+  EXPECT_EQ(draw(), 0);
+  EXPECT_TRUE(readFile(run.file("out.png")) == expected);
+}
+
 TEST(StylizeOnPosix, FullStandardOutputIsAnOutputError) {
   ChildSetting setting = StylizeRun::withoutGpu();
   setting.standard_output = "/dev/full";
