@@ -59,6 +59,9 @@ private:
   int descriptor_; // -1: nothing is locked
 };
 
+// The memory that the process can still get, in bytes; nothing if the system does not say.
+std::optional<std::uint64_t> availableMemory();
+
 // ---- SHA-256 sums, by OpenSSL's libcrypto or on Windows BCrypt ----
 
 class Sha256 {

@@ -81,8 +81,7 @@ public:
   virtual void interrupt() noexcept {}
 };
 
-/** Writes frames and packets. A file gets its name when it is complete: a sink destroyed without finish() leaves nothing behind.
- */
+/** Writes frames and packets. A file gets its name when it is complete: one destroyed without finish() leaves nothing behind. */
 class VORIN_MEDIA_API Sink {
 public:
   Sink() = default;
@@ -118,7 +117,7 @@ struct SourceOptions {
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP, TIFF; a source of one frame, upright, opaque), a clip, or, as "-",
- * standard input. The content decides what a file is. kInputOutput: it cannot be read or is neither; kUsage: options.raw. */
+ * standard input, which may be either. The content decides. kInputOutput: it is unreadable or neither; kUsage: options.raw. */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
 /** What becomes of a clip's sound. */
@@ -138,6 +137,7 @@ struct SinkOptions {
   Sound sound = Sound::kCopyOrAac; /**< of a clip */
   std::optional<int> quality = {}; /**< of a JPEG or WebP image, 1 to 100; none: 95, and WebP without loss */
   bool keep_alpha = false;         /**< of an image: give a PNG or WebP file the source's transparency */
+  std::string image = {};          /**< of standard output: an image's file extension, as ".png"; empty: frames */
 };
 
 /** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",

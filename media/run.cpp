@@ -243,10 +243,10 @@ std::unique_ptr<Source> openSource(const std::filesystem::path& file, const Sour
 
 std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                const SinkOptions& options) {
-  if (file == kPipeName) {
+  if (file == kPipeName && options.image.empty()) {
     return openPipeSink(kStandardOutput, source, size, options.raw);
   }
-  if (isImageName(file)) {
+  if (file == kPipeName || isImageName(file)) {
     return openImageSink(file, source, size, options);
   }
   if (isClipName(file)) {

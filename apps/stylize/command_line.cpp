@@ -183,7 +183,9 @@ private:
 
   void addMany(CLI::App& to) {
     const std::vector<std::string> kinds = imageKinds();
-    text(to, "--to", typed.to, "KIND", "Kind of the images (default: each input's own):\n" + base::joined(kinds), kManySection)
+    text(to, "--to", typed.to, "KIND",
+         "Kind of the images (default: each input's own), or of the one that goes to the output -:\n" + base::joined(kinds),
+         kManySection)
         ->check(oneOf(kinds));
     flag(to, "--resume", typed.resume,
          "Skip inputs that are done, after an interrupted run with the same options; one run at a time in a folder", kManySection)

@@ -125,6 +125,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
                   typed.quality,
                   typed.keep_alpha};
   options.to = typed.to.empty() ? "" : "." + typed.to;
+  options.sink.image = isPipe(typed.output) ? options.to : "";
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   options.resume = typed.resume;
   options.quiet = typed.quiet;

@@ -32,7 +32,7 @@ struct Options {
   bool steady = false;
   media::SourceOptions source; // but exact_colours, which depends on the input
   media::SinkOptions sink;
-  std::string to; // the file extension of many images, with its dot; empty: each input's own
+  std::string to; // the file extension of many images or of one in a pipe, with its dot; empty: each input's own
   ProgressWish progress = ProgressWish::kAuto;
   bool resume = false;
   bool quiet = false;

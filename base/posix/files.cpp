@@ -112,6 +112,29 @@ FileLock::~FileLock() {
   }
 }
 
+// The machine's, or less where the process may only have so much. Swap space counts.
+std::optional<std::uint64_t> availableMemory() {
+  constexpr std::uint64_t kKibibyte = 1024;
+  std::ifstream lines("/proc/meminfo");
+  std::uint64_t machine_bytes = 0;
+  bool is_known = false;
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.starts_with("MemAvailable:") || line.starts_with("SwapFree:")) {
+      machine_bytes += kKibibyte * std::strtoull(line.c_str() + line.find(':') + 1, nullptr, 10);
+      is_known = is_known || line.starts_with("Mem");
+    }
+  }
+  rlimit limit = {};
+  std::uint64_t used_pages = 0;
+  if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY && std::ifstream("/proc/self/statm") >> used_pages) {
+    const std::uint64_t used_bytes = used_pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    const std::uint64_t own_bytes = limit.rlim_cur - std::min<std::uint64_t>(used_bytes, limit.rlim_cur);
+    return is_known ? std::min(machine_bytes, own_bytes) : own_bytes;
+  }
+  return is_known ? std::optional(machine_bytes) : std::nullopt;
+}
+
 // ---- Sums ----
 
 namespace {

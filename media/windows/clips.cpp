@@ -51,6 +51,10 @@ std::unique_ptr<Source> openPipeSource(int /*descriptor*/, const SourceOptions& 
   throw noClips();
 }
 
+void writeStandardOutput(std::span<const std::uint8_t> /*bytes*/) {
+  throw noClips();
+}
+
 std::unique_ptr<Sink> openPipeSink(int /*descriptor*/, const SourceInfo& /*source*/, Size /*size*/, const std::string& /*raw*/) {
   throw noClips();
 }
