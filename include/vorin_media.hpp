@@ -114,6 +114,8 @@ struct SourceOptions {
   bool exact_colours = false;          /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
   std::uint32_t background = 0xFFFFFF; /**< behind an image's transparent parts: 0xRRGGBB */
   std::optional<std::uint64_t> max_pixels = {}; /**< of an image; none: 16,777,216, or 4096 for each byte of its file */
+  double start_s = 0;                           /**< of a clip's file: leave out what is shown before */
+  std::optional<double> end_s = {};             /**< of a clip's file: leave out what begins then or later */
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP, TIFF; a source of one frame, upright, opaque), a clip, or, as "-",
@@ -122,7 +124,7 @@ VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& 
 
 /** What becomes of a clip's sound. */
 enum class Sound {
-  kCopyOrAac, /**< copied as it is, or encoded as AAC where the output cannot hold it, with a warning */
+  kCopyOrAac, /**< copied as it is, or encoded as AAC (.webm: Opus) where the output cannot hold it, with a warning */
   kCopy,      /**< copied, or an error where the output cannot hold it */
   kAac,       /**< encoded as AAC */
   kNone       /**< left out */
@@ -130,7 +132,7 @@ enum class Sound {
 
 /** How to write an output. */
 struct SinkOptions {
-  std::string codec = "h264";      /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
+  std::string codec = {};          /**< of a clip: h264, h265, vp9, av1, or libavcodec's name; empty: h264, .webm: vp9 */
   std::optional<int> crf = {};     /**< of a clip: quality, 0 is best; none: the codec's usual one */
   std::string raw = {};            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
   bool overwrite = false;          /**< replace an existing file */
@@ -140,9 +142,9 @@ struct SinkOptions {
   std::string image = {};          /**< of standard output: an image's file extension, as ".png"; empty: frames */
 };
 
-/** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",
- * standard output. source: not read from yet. size: of the pictures to come. kUsage: an extension, codec or size that does not
- * fit; kInputOutput: the file exists, or its folder cannot be written to. An image takes exactly one frame. */
+/** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv .webm), or, as
+ * "-", standard output. source: not read from yet. size: of the pictures to come. kUsage: an extension, codec or size that does
+ * not fit; kInputOutput: the file exists, or its folder cannot be written to. An image takes exactly one frame. */
 VORIN_MEDIA_API std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                                const SinkOptions& options = {});
 

@@ -17,7 +17,7 @@ namespace vorin::media {
 namespace clips {
 
 void checkOptions(const std::filesystem::path& output, const SinkOptions& options);
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const SourceOptions& options);
 
 // output: of the clip.
 std::unique_ptr<Sink> openClipSink(std::unique_ptr<base::TemporaryOutput> output, const std::filesystem::path& clip,

@@ -238,7 +238,7 @@ std::unique_ptr<Source> openSource(const std::filesystem::path& file, const Sour
   if (file == kPipeName) {
     return openPipeSource(kStandardInput, options);
   }
-  return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options.exact_colours);
+  return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options);
 }
 
 std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,

@@ -96,7 +96,7 @@ void checkClipOptions(const std::filesystem::path& output, const SinkOptions& op
 // The size of the frames that the option describes. Throws kUsage if it cannot be read.
 Size rawSize(const std::string& raw);
 
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const SourceOptions& options);
 std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,
                                    const SinkOptions& options);
 // Returns once standard input has bytes or has ended, or the flag is set: opening a pipe waits for its header.

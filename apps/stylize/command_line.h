@@ -27,6 +27,8 @@ struct CommandLine {
   std::optional<int> crf;
   std::string raw;
   std::string sound;
+  std::string start;
+  std::string end;
   std::string progress = "auto";
   bool keep_colours = false;
   bool steady = false;

@@ -51,11 +51,11 @@ std::vector<InputResult> plan(const Options& options) {
   }
   std::map<fs::path, int> wanted;
   for (const Input& input : listed) {
-    ++wanted[outputFor(input, options.output, options.to)];
+    ++wanted[outputFor(input, options)];
   }
   std::map<fs::path, fs::path> inputs;
   for (const Input& input : listed) {
-    fs::path output = outputFor(input, options.output, options.to);
+    fs::path output = outputFor(input, options);
     if (wanted[output] > 1 && output.extension() != input.place.extension()) { // a.jpg becomes a.jpg.png beside a.png
       output = (options.output / input.place).concat(output.extension().native());
     }

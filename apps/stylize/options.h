@@ -46,6 +46,9 @@ std::optional<SizeRule> parseSize(const std::string& text);
 // Parses a colour, "white", "black" or six hexadecimal digits, to 0xRRGGBB; nothing for any other text.
 std::optional<std::uint32_t> parseColour(const std::string& text);
 
+// Parses a time in seconds, as "90" or "90.5", "1:30" or "0:01:30"; nothing for any other text.
+std::optional<double> parseTime(const std::string& text);
+
 // Throws kUsage.
 Options parseOptions(int count, const char* const* arguments);
 

@@ -109,7 +109,7 @@ std::unique_ptr<media::Source> openInput(const Options& options, const InputResu
   media::SourceOptions source = options.source;
   source.exact_colours = options.strength == 0 && !options.size;
   if (!isPipe(result.input)) {
-    return media::openClipSource(result.input, source.exact_colours);
+    return media::openClipSource(result.input, source);
   }
   media::waitForStandardInput(base::cancellationIsDue());
   base::throwIfCancelled();

@@ -51,8 +51,8 @@ void checkClipOptions(const std::filesystem::path& output, const SinkOptions& op
   clipModule().check_options(output, options);
 }
 
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours) {
-  return clipModule().open_clip_source(clip, exact_colours);
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const SourceOptions& options) {
+  return clipModule().open_clip_source(clip, options);
 }
 
 std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,

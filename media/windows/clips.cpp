@@ -36,7 +36,7 @@ Size rawSize(const std::string& /*raw*/) {
   throw noClips();
 }
 
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& /*clip*/, bool /*exact_colours*/) {
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& /*clip*/, const SourceOptions& /*options*/) {
   throw noClips();
 }
 
