@@ -31,6 +31,9 @@ std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
 
+// When the file was read or written last. On Windows, which seldom notes reading, and where the system notes none: written.
+std::filesystem::file_time_type lastUse(const std::filesystem::path& file);
+
 // The user's folder for caches: $XDG_CACHE_HOME, else ~/.cache; on Windows the local application data. It need not exist.
 // Nothing if the user has none.
 std::optional<std::filesystem::path> userCacheFolder();
@@ -55,6 +58,9 @@ public:
 private:
   int descriptor_; // -1: nothing is locked
 };
+
+// The memory that the process can still get, in bytes; nothing if the system does not say.
+std::optional<std::uint64_t> availableMemory();
 
 // ---- SHA-256 sums, by OpenSSL's libcrypto or on Windows BCrypt ----
 

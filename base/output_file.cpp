@@ -205,10 +205,12 @@ void requireWritable(const fs::path& output, bool overwrite) {
   static_cast<void>(checkedOutput(output, overwrite));
 }
 
-void removeTemporariesIn(const fs::path& folder) {
+void removeTemporariesIn(const fs::path& folder, std::chrono::hours untouched_for) {
   std::error_code error;
   std::vector<fs::path> leftovers;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+  const fs::file_time_type latest = fs::file_time_type::clock::now() - untouched_for;
+  for (fs::directory_iterator entry(folder.empty() ? fs::path(".") : folder, error), end; !error && entry != end;
+       entry.increment(error)) {
     const std::string name = utf8Text(entry->path().filename());
     if (name.size() == randomName(kTemporaryBegin, kTemporaryEnd).size() && name.starts_with(kTemporaryBegin) &&
         name.ends_with(kTemporaryEnd)) {
@@ -216,7 +218,10 @@ void removeTemporariesIn(const fs::path& folder) {
     }
   }
   for (const fs::path& leftover : leftovers) {
-    fs::remove(leftover, error);
+    const fs::file_time_type written = fs::last_write_time(leftover, error);
+    if (!error && written <= latest) {
+      fs::remove(leftover, error);
+    }
   }
 }
 

@@ -5,6 +5,7 @@
 // Everything here throws Error(kInputOutput) with one line for the user: the output, why it cannot be written, and what to do.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -63,8 +64,9 @@ private:
 // Throws as TemporaryOutput does. Checks an output before work that takes time.
 void requireWritable(const std::filesystem::path& output, bool overwrite);
 
-// Deletes the temporary files that killed programs left in the folder, and also those of programs still at work.
-void removeTemporariesIn(const std::filesystem::path& folder);
+// Deletes the temporary files that killed programs left in the folder, if they were not written to for so long. A program still
+// at work loses its file if that is shorter than its breaks.
+void removeTemporariesIn(const std::filesystem::path& folder, std::chrono::hours untouched_for);
 
 // Returns the two texts with 16 random hexadecimal digits between them.
 std::string randomName(const std::string& before, const std::string& after);

@@ -64,8 +64,8 @@ std::unique_ptr<media::LibraryObject> preparedObject(Style style, media::Size si
   object->selectGpu(SttDeviceAnyGpu);
   if (!media::isNeural(style)) {
     object->prepareFilter(style);
-  } else if (!object->loadNetwork(media::ModelPackage(VORIN_DEMO_MODELS), media::networkOf(style, ""),
-                                  media::networkSize(size))) {
+  } else if (!object->loadNetwork(media::ModelPackage(VORIN_DEMO_MODELS), media::networkOf(style, ""), media::networkSize(size),
+                                  media::RestylerOptions().cache_bytes)) {
     throw std::runtime_error("no network: run models/build");
   }
   return object;

@@ -81,8 +81,7 @@ public:
   virtual void interrupt() noexcept {}
 };
 
-/** Writes frames and packets. A file gets its name when it is complete: a sink destroyed without finish() leaves nothing behind.
- */
+/** Writes frames and packets. A file gets its name when it is complete: one destroyed without finish() leaves nothing behind. */
 class VORIN_MEDIA_API Sink {
 public:
   Sink() = default;
@@ -115,15 +114,17 @@ struct SourceOptions {
   bool exact_colours = false;          /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
   std::uint32_t background = 0xFFFFFF; /**< behind an image's transparent parts: 0xRRGGBB */
   std::optional<std::uint64_t> max_pixels = {}; /**< of an image; none: 16,777,216, or 4096 for each byte of its file */
+  double start_s = 0;                           /**< of a clip's file: leave out what is shown before */
+  std::optional<double> end_s = {};             /**< of a clip's file: leave out what begins then or later */
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP, TIFF; a source of one frame, upright, opaque), a clip, or, as "-",
- * standard input. The content decides what a file is. kInputOutput: it cannot be read or is neither; kUsage: options.raw. */
+ * standard input, which may be either. The content decides. kInputOutput: it is unreadable or neither; kUsage: options.raw. */
 VORIN_MEDIA_API std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options = {});
 
 /** What becomes of a clip's sound. */
 enum class Sound {
-  kCopyOrAac, /**< copied as it is, or encoded as AAC where the output cannot hold it, with a warning */
+  kCopyOrAac, /**< copied as it is, or encoded as AAC (.webm: Opus) where the output cannot hold it, with a warning */
   kCopy,      /**< copied, or an error where the output cannot hold it */
   kAac,       /**< encoded as AAC */
   kNone       /**< left out */
@@ -131,18 +132,19 @@ enum class Sound {
 
 /** How to write an output. */
 struct SinkOptions {
-  std::string codec = "h264";      /**< of a clip: h264, h265, vp9, av1, or libavcodec's name of an encoder */
+  std::string codec = {};          /**< of a clip: h264, h265, vp9, av1, or libavcodec's name; empty: h264, .webm: vp9 */
   std::optional<int> crf = {};     /**< of a clip: quality, 0 is best; none: the codec's usual one */
   std::string raw = {};            /**< for a pipe of raw frames, as in SourceOptions; empty: Y4M */
   bool overwrite = false;          /**< replace an existing file */
   Sound sound = Sound::kCopyOrAac; /**< of a clip */
   std::optional<int> quality = {}; /**< of a JPEG or WebP image, 1 to 100; none: 95, and WebP without loss */
   bool keep_alpha = false;         /**< of an image: give a PNG or WebP file the source's transparency */
+  std::string image = {};          /**< of standard output: an image's file extension, as ".png"; empty: frames */
 };
 
-/** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv), or, as "-",
- * standard output. source: not read from yet. size: of the pictures to come. kUsage: an extension, codec or size that does not
- * fit; kInputOutput: the file exists, or its folder cannot be written to. An image takes exactly one frame. */
+/** Opens an output: an image file or a clip by its file extension (.png .jpg .jpeg .webp .bmp; .mp4 .m4v .mov .mkv .webm), or, as
+ * "-", standard output. source: not read from yet. size: of the pictures to come. kUsage: an extension, codec or size that does
+ * not fit; kInputOutput: the file exists, or its folder cannot be written to. An image takes exactly one frame. */
 VORIN_MEDIA_API std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                                const SinkOptions& options = {});
 
@@ -199,6 +201,7 @@ struct RestylerOptions {
   std::optional<Size> size;              /**< size of later results; none: each input's own */
   Device device = Device::kAuto;         /**< for all frames */
   Precision precision = Precision::kF32; /**< one in a process */
+  std::uint64_t cache_bytes = std::uint64_t{1} << 28; /**< most that compiled networks take on disk; 0: none are used or kept */
 };
 
 /** What a Restyler uses, and what the last frame cost. */

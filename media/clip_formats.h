@@ -18,7 +18,7 @@ struct ContainerRow {
 };
 
 inline constexpr std::array kContainers = {ContainerRow{".mp4", "mp4"}, ContainerRow{".m4v", "mp4"}, ContainerRow{".mov", "mov"},
-                                           ContainerRow{".mkv", "matroska"}};
+                                           ContainerRow{".mkv", "matroska"}, ContainerRow{".webm", "webm"}};
 
 // Null for a name that is no clip's.
 const ContainerRow* findContainer(const std::filesystem::path& file);

@@ -17,12 +17,14 @@ namespace vorin::media {
 namespace clips {
 
 void checkOptions(const std::filesystem::path& output, const SinkOptions& options);
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const SourceOptions& options);
 
 // output: of the clip.
 std::unique_ptr<Sink> openClipSink(std::unique_ptr<base::TemporaryOutput> output, const std::filesystem::path& clip,
                                    const SourceInfo& source, Size size, const SinkOptions& options);
-std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
+
+// begin: what was read from the pipe before.
+std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options, std::vector<std::uint8_t>&& begin);
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 std::unique_ptr<Effect> makeSteady(Style style);
 

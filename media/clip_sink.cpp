@@ -1,4 +1,4 @@
-// Writes a clip: libavcodec encodes it, libavformat multiplexes it into MP4, MOV or Matroska.
+// Writes a clip: libavcodec encodes it, libavformat multiplexes it into MP4, MOV, Matroska or WebM.
 //
 // Kept from the source: time stamps (Matroska rounds them to milliseconds), pixel aspect, rotation (not in Matroska, which
 // warns), colour tags, the packets of sound and subtitles, cover pictures, chapters, titles. Pictures are written 8 bits deep and
@@ -37,8 +37,9 @@ bool isTurned(const std::array<std::int32_t, 9>& matrix) {
   return matrix != kUpright;
 }
 
-// Copies chapters, title and the like.
-void copyMetadata(const AVFormatContext& source, AVFormatContext& output) {
+// Copies title and the like, and the chapters as far as the source is taken.
+void copyMetadata(const SourceStreams& streams, AVFormatContext& output) {
+  const AVFormatContext& source = *streams.context;
   av_dict_copy(&output.metadata, source.metadata, 0);
   for (const char* own : {"major_brand", "minor_version", "compatible_brands", "encoder"}) { // of the container, not of the clip
     av_dict_set(&output.metadata, own, nullptr, 0);
@@ -52,16 +53,29 @@ void copyMetadata(const AVFormatContext& source, AVFormatContext& output) {
   }
   for (unsigned i = 0; i < source.nb_chapters; ++i) {
     const AVChapter& from = *source.chapters[i];
+    const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, AV_TIME_BASE_Q, from.time_base); };
+    const std::int64_t begin = inItsTimes(streams.span.begin.value_or(0));
+    const std::int64_t first = streams.span.begin ? std::max(from.start, begin) : from.start;
+    const std::int64_t last = streams.span.end ? std::min(from.end, inItsTimes(*streams.span.end)) : from.end;
+    if (first >= last && streams.span.isCut()) {
+      continue;
+    }
     auto* chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
     if (chapter == nullptr) {
       throw std::bad_alloc();
     }
     chapter->id = from.id;
     chapter->time_base = from.time_base;
-    chapter->start = from.start;
-    chapter->end = from.end;
+    chapter->start = first - begin;
+    chapter->end = last - begin;
     av_dict_copy(&chapter->metadata, from.metadata, 0);
     output.chapters[output.nb_chapters++] = chapter;
+  }
+}
+
+void requireSoundFits(const SinkOptions& options, const AVOutputFormat& format) {
+  if (options.sound == Sound::kAac && isWebm(format)) {
+    throw Error(ErrorKind::kUsage, "a .webm file cannot hold AAC: leave out --sound aac, or name the output .mkv");
   }
 }
 
@@ -81,7 +95,6 @@ public:
   std::int64_t finishEarly() override;
 
 private:
-  bool isMatroska() const { return std::strcmp(context_->oformat->name, "matroska") == 0; }
   void addVideo(const SourceInfo& source);
   void open();
   bool writeEncoded(); // writes the encoder's next packet; false: none is ready
@@ -115,14 +128,16 @@ ClipSink::ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& 
     throw std::bad_alloc();
   }
   context_.reset(context);
-  if (isMatroska()) { // it can hold the times below 0 at which much sound begins; libav would move all of the clip
+  if (isMatroska(
+          *context_->oformat)) { // it can hold the times below 0 at which much sound begins; libav would move all of the clip
     context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
   }
+  requireSoundFits(options, *context_->oformat);
   encoder_.emplace(source, size, options, *context_->oformat);
   addVideo(source);
   if (detailsOf(source).streams != nullptr) {
     copied_.emplace(*detailsOf(source).streams, *context_, options.sound);
-    copyMetadata(*detailsOf(source).streams->context, *context_);
+    copyMetadata(*detailsOf(source).streams, *context_);
     warnings_.insert(warnings_.end(), copied_->warnings().begin(), copied_->warnings().end());
   }
   open();
@@ -146,8 +161,9 @@ void ClipSink::addVideo(const SourceInfo& source) {
   if (!detailsOf(source).rotation || !isTurned(*detailsOf(source).rotation)) {
     return;
   }
-  if (isMatroska()) {
-    warnings_.emplace_back("the clip is turned by its player, which a .mkv file cannot say: name the output .mp4 or .mov");
+  if (isMatroska(*context_->oformat)) {
+    warnings_.emplace_back(
+        "the clip is turned by its player, which a .mkv or .webm file cannot say: name the output .mp4 or .mov");
     return;
   }
   std::uint8_t* matrix = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof(*detailsOf(source).rotation));
@@ -172,7 +188,7 @@ void ClipSink::check(int status) const {
   }
   if (status < 0) {
     throw fault(output_, "cannot be made with these streams (" + libavText(status) + "): use --sound aac or none" +
-                             (isMatroska() ? "" : ", or name the output .mkv"));
+                             (isMatroska(*context_->oformat) ? "" : ", or name the output .mkv"));
   }
 }
 
@@ -203,6 +219,10 @@ void ClipSink::write(Packet&& packet) {
   if (const auto found = encoders.find(data.stream_index); found != encoders.end()) {
     left_out_ += found->second.send(data) ? 0 : 1;
     writeEncoded(found->second);
+  } else if (const auto text = copied_->subtitleEncoders().find(data.stream_index); text != copied_->subtitleEncoders().end()) {
+    if (text->second.convert(data, *context_)) {
+      hand(data);
+    }
   } else if (copied_->place(data, *context_)) {
     hand(data);
   }
@@ -277,6 +297,7 @@ void clips::checkOptions(const fs::path& output, const SinkOptions& options) {
     throw Error(ErrorKind::kUsage,
                 "libavformat was built without the container of " + base::quotedPath(output) + ": use another extension");
   }
+  requireSoundFits(options, *format);
   static_cast<void>(configuredEncoder(options, *format));
 }
 

@@ -1,4 +1,4 @@
-// Encodes a clip's sound anew: libavcodec decodes it, libswresample converts the samples, libavcodec encodes them as AAC.
+// Encodes a clip's sound anew: libavcodec decodes it, libswresample converts the samples, libavcodec encodes them as AAC or Opus.
 #include "clip_streams.h"
 
 #include <algorithm>
@@ -26,26 +26,28 @@ CodecHandle openSoundDecoder(const AVStream& source) {
   return decoder;
 }
 
-// At the decoder's rate and with its channels, if AAC has those.
-CodecHandle openAacEncoder(const AVStream& source, const AVCodecContext& decoder, bool has_global_header) {
+// At the decoder's rate and with its channels, if the encoder has those. Opus counts 48000 a second whatever it is given.
+CodecHandle openEncoder(const AVStream& source, const AVCodecContext& decoder, const AVOutputFormat& format) {
   constexpr int kBitsForAChannel = 80000; // a second
   constexpr int kUsualRate = 48000;
-  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
+  const bool is_opus = isWebm(format);
+  const AVCodec* codec = is_opus ? avcodec_find_encoder_by_name("libopus") : avcodec_find_encoder(AV_CODEC_ID_AAC);
   CodecHandle encoder(avcodec_alloc_context3(codec));
-  if (!encoder || codec == nullptr) {
+  if (!encoder) {
     throw std::bad_alloc();
   }
-  encoder->sample_fmt = AV_SAMPLE_FMT_FLTP;
+  encoder->sample_fmt = is_opus ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_FLTP;
   encoder->sample_rate = kUsualRate;
-  for (const int* rate = codec->supported_samplerates; rate != nullptr && *rate != 0; ++rate) {
+  for (const int* rate = codec != nullptr ? codec->supported_samplerates : nullptr; !is_opus && rate != nullptr && *rate != 0;
+       ++rate) {
     encoder->sample_rate = *rate == decoder.sample_rate ? *rate : encoder->sample_rate;
   }
   av_channel_layout_default(&encoder->ch_layout, decoder.ch_layout.nb_channels);
   encoder->bit_rate = std::int64_t{kBitsForAChannel} * encoder->ch_layout.nb_channels;
   encoder->time_base = {1, encoder->sample_rate};
-  encoder->flags |= has_global_header ? AV_CODEC_FLAG_GLOBAL_HEADER : 0;
-  if (avcodec_open2(encoder.get(), codec, nullptr) < 0) {
-    throw unusableSound(source, "cannot be encoded as AAC");
+  encoder->flags |= (format.flags & AVFMT_GLOBALHEADER) != 0 ? AV_CODEC_FLAG_GLOBAL_HEADER : 0;
+  if (codec == nullptr || avcodec_open2(encoder.get(), codec, nullptr) < 0) {
+    throw unusableSound(source, std::string("cannot be encoded as ") + (is_opus ? "Opus" : "AAC"));
   }
   return encoder;
 }
@@ -69,13 +71,14 @@ void** planesOf(const AVFrame& frame) {
 
 SoundEncoder::SoundEncoder(const AVStream& source, AVFormatContext& output)
     : source_time_base_(source.time_base), decoder_(openSoundDecoder(source)),
-      encoder_(openAacEncoder(source, *decoder_, (output.oformat->flags & AVFMT_GLOBALHEADER) != 0)),
+      encoder_(openEncoder(source, *decoder_, *output.oformat)),
       samples_(av_audio_fifo_alloc(encoder_->sample_fmt, encoder_->ch_layout.nb_channels, encoder_->frame_size)) {
   AVStream* stream = avformat_new_stream(&output, nullptr);
   if (!samples_ || stream == nullptr || avcodec_parameters_from_context(stream->codecpar, encoder_.get()) < 0) {
     throw std::bad_alloc();
   }
   index_ = stream->index;
+  lateness_ = latenessIn(*output.oformat, *stream->codecpar, encoder_->time_base);
   stream->time_base = encoder_->time_base;
   stream->disposition = source.disposition;
   av_dict_copy(&stream->metadata, source.metadata, 0);
@@ -160,6 +163,8 @@ bool SoundEncoder::receive(AVPacket& packet, const AVFormatContext& output) {
     const int status = avcodec_receive_packet(encoder_.get(), &packet);
     if (status >= 0) {
       packet.stream_index = index_;
+      packet.pts += lateness_;
+      packet.dts += lateness_;
       av_packet_rescale_ts(&packet, encoder_->time_base, output.streams[index_]->time_base);
       return true;
     }

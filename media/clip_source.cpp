@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iomanip>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -24,7 +25,7 @@ std::string secondsText(double seconds) {
 
 class ClipSource final : public Source {
 public:
-  ClipSource(OpenClip clip, bool exact_colours);
+  ClipSource(OpenClip clip, const SourceOptions& options);
 
   const SourceInfo& info() const override { return info_; }
   std::optional<Item> next() override;
@@ -38,6 +39,9 @@ private:
     int part = 0;                                 // the number of the part that the stream has reached
   };
 
+  AVRational timeBaseOf(int stream_index) const { return streams_->context->streams[stream_index]->time_base; }
+  std::int64_t durationOf(const AVFrame& frame) const { return frame.pkt_duration > 0 ? frame.pkt_duration : usual_duration_; }
+  bool isPastEnd(const AVPacket& packet);
   std::optional<Frame> receiveFrame();
   Frame frameFromLibav();
   std::int64_t frameTime() const;
@@ -60,6 +64,7 @@ private:
   std::int64_t last_end_ = 0;  // of what has been read, in AV_TIME_BASE
   std::int64_t paced_end_ = 0; // the same of video and sound only
   std::vector<Clock> clocks_;
+  std::set<int> streams_past_end_;
   std::int64_t shift_ = 0; // of the newest part
   int part_ = 0;
   std::vector<std::string> warnings_;
@@ -69,8 +74,9 @@ private:
   bool all_read_ = false;
 };
 
-ClipSource::ClipSource(OpenClip clip, bool exact_colours)
-    : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)), info_(withColours(std::move(clip.info), exact_colours)),
+ClipSource::ClipSource(OpenClip clip, const SourceOptions& options)
+    : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)),
+      info_(withColours(std::move(clip.info), options.exact_colours)),
       to_picture_(info_.layout, info_.size, yuvColours(detailsOf(info_).colours, info_.size), pictureColours(info_)) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =
@@ -81,6 +87,26 @@ ClipSource::ClipSource(OpenClip clip, bool exact_colours)
   if ((context.iformat->flags & AVFMT_TS_DISCONT) != 0 && context.start_time != AV_NOPTS_VALUE) {
     origin_ = context.start_time;
   }
+  cutTo(options, *streams_, info_);
+  origin_ = streams_->span.begin.value_or(origin_);
+}
+
+// Whether nothing that is taken follows. Streams are not stored in strict order.
+bool ClipSource::isPastEnd(const AVPacket& packet) {
+  constexpr std::int64_t kFarthest = 10 * std::int64_t{AV_TIME_BASE};
+  const std::int64_t stored = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+  if (!streams_->span.end || stored == AV_NOPTS_VALUE || !isPaced(packet.stream_index)) {
+    return false;
+  }
+  const std::int64_t time = av_rescale_q(stored, timeBaseOf(packet.stream_index), AV_TIME_BASE_Q);
+  if (time >= *streams_->span.end) {
+    streams_past_end_.insert(packet.stream_index);
+  }
+  int paced = 0;
+  for (int index = 0; index < static_cast<int>(streams_->context->nb_streams); ++index) {
+    paced += isPaced(index) ? 1 : 0;
+  }
+  return static_cast<int>(streams_past_end_.size()) == paced || time >= *streams_->span.end + kFarthest;
 }
 
 std::optional<Item> ClipSource::next() {
@@ -90,7 +116,9 @@ std::optional<Item> ClipSource::next() {
     }
     if (all_read_) {
       if (frames_ == 0) {
-        throw Error(ErrorKind::kInputOutput, info_.name + " holds no picture that can be decoded: use another copy of it");
+        throw streams_->span.isCut()
+            ? nothingIn(info_)
+            : Error(ErrorKind::kInputOutput, info_.name + " holds no picture that can be decoded: use another copy of it");
       }
       return std::nullopt;
     }
@@ -100,7 +128,8 @@ std::optional<Item> ClipSource::next() {
     } else if (packet_->stream_index == streams_->video_index) {
       decodePacket();
     } else if (packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
-               isCopied(*streams_, packet_->stream_index)) {
+               isCopied(*streams_, packet_->stream_index) &&
+               streams_->span.takes(*packet_, timeBaseOf(packet_->stream_index), isPaced(packet_->stream_index))) {
       shiftToOrigin(*packet_);
       return Packet{std::make_shared<PacketData>(PacketData{std::exchange(packet_, newPacket())})};
     }
@@ -113,7 +142,7 @@ bool ClipSource::readPacket() {
   if (status >= 0) {
     continueTimes(*packet_);
     noteEnd(*packet_);
-    return true;
+    return !isPastEnd(*packet_);
   }
   is_cut_short_ = status != AVERROR_EOF;
   return false;
@@ -134,7 +163,7 @@ void ClipSource::continueTimes(AVPacket& packet) {
       may_jump ? AV_TIME_BASE / 10
                : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, streams_->video().time_base, AV_TIME_BASE_Q);
   const std::int64_t longest_gap = AV_TIME_BASE * std::int64_t{may_jump ? 10 : 3600};
-  const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
+  const AVRational time_base = timeBaseOf(packet.stream_index);
   const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, AV_TIME_BASE_Q); };
   clocks_.resize(streams_->context->nb_streams); // streams may begin later
   Clock& clock = clocks_[static_cast<std::size_t>(packet.stream_index)];
@@ -167,7 +196,7 @@ void ClipSource::continueTimes(AVPacket& packet) {
 void ClipSource::noteEnd(const AVPacket& packet) {
   const std::int64_t begin = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (begin != AV_NOPTS_VALUE) {
-    const AVRational time_base = streams_->context->streams[packet.stream_index]->time_base;
+    const AVRational time_base = timeBaseOf(packet.stream_index);
     const bool lasts_usual = packet.duration <= 0 && packet.stream_index == streams_->video_index;
     const std::int64_t end = av_rescale_q(begin + (lasts_usual ? usual_duration_ : packet.duration), time_base, AV_TIME_BASE_Q);
     last_end_ = std::max(last_end_, end);
@@ -189,8 +218,13 @@ void ClipSource::decodePacket() {
 std::optional<Frame> ClipSource::receiveFrame() {
   while (true) {
     const int status = avcodec_receive_frame(codec_.get(), frame_.get());
-    if (status >= 0) {
+    const std::int64_t time = frame_->best_effort_timestamp;
+    if (status >= 0 && streams_->span.shows(time, durationOf(*frame_), usual_duration_, streams_->video().time_base)) {
       return frameFromLibav();
+    }
+    if (status >= 0) {
+      av_frame_unref(frame_.get());
+      continue;
     }
     if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) {
       return std::nullopt;
@@ -202,7 +236,12 @@ std::optional<Frame> ClipSource::receiveFrame() {
 Frame ClipSource::frameFromLibav() {
   Frame frame;
   frame.time = frameTime();
-  frame.duration = frame_->pkt_duration > 0 ? frame_->pkt_duration : usual_duration_;
+  frame.duration = durationOf(*frame_);
+  if (streams_->span.end) {
+    const std::int64_t left =
+        av_rescale_q(*streams_->span.end - origin_, AV_TIME_BASE_Q, streams_->video().time_base) - frame.time;
+    frame.duration = std::max<std::int64_t>(1, std::min(frame.duration, left));
+  }
   frame.picture = to_picture_.convert(*frame_);
   last_time_ = frame.time;
   ++frames_;
@@ -217,11 +256,11 @@ std::int64_t ClipSource::frameTime() const {
     return is_first ? 0 : last_time_ + usual_duration_;
   }
   const std::int64_t time = frame_->best_effort_timestamp - av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->video().time_base);
-  return is_first ? time : std::max(time, last_time_ + 1);
+  return !is_first ? std::max(time, last_time_ + 1) : streams_->span.begin ? std::max<std::int64_t>(time, 0) : time;
 }
 
 void ClipSource::shiftToOrigin(AVPacket& packet) const {
-  const std::int64_t shift = av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->context->streams[packet.stream_index]->time_base);
+  const std::int64_t shift = av_rescale_q(origin_, AV_TIME_BASE_Q, timeBaseOf(packet.stream_index));
   for (std::int64_t* time : {&packet.pts, &packet.dts}) {
     if (*time != AV_NOPTS_VALUE) {
       *time -= shift;
@@ -237,7 +276,8 @@ std::vector<std::string> ClipSource::damage() const {
     start = std::min<std::int64_t>(start, 0); // some programs write where a clip ends, not how long it is
   }
   const std::int64_t read = last_end_ - start;
-  const bool misses_much = context.duration > 0 && read + kUnnoticed < context.duration;
+  const std::int64_t wanted = streams_->span.end ? std::min(context.duration, *streams_->span.end - start) : context.duration;
+  const bool misses_much = context.duration > 0 && read + kUnnoticed < wanted;
   std::vector<std::string> lines;
   if (is_cut_short_ || misses_much) {
     std::string line =
@@ -256,8 +296,8 @@ std::vector<std::string> ClipSource::damage() const {
 
 } // namespace
 
-std::unique_ptr<Source> clips::openClipSource(const std::filesystem::path& clip, bool exact_colours) {
-  return std::make_unique<ClipSource>(openClip(clip), exact_colours);
+std::unique_ptr<Source> clips::openClipSource(const std::filesystem::path& clip, const SourceOptions& options) {
+  return std::make_unique<ClipSource>(openClip(clip), options);
 }
 
 } // namespace vorin::media

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <system_error>
 
@@ -133,89 +134,6 @@ SourceInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
   return info;
 }
 
-// ---- Copied streams ----
-
-bool isAttachedPicture(const AVStream& stream) {
-  return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-}
-
-bool isMatroska(const AVOutputFormat& format) {
-  return std::string_view(format.name) == "matroska";
-}
-
-// A stream of the same codec, with a tag of the output's own: one of the source's container has no meaning in another one.
-AVStream& addLike(const AVStream& stream, AVFormatContext& output) {
-  AVStream* added = avformat_new_stream(&output, nullptr);
-  if (added == nullptr || avcodec_parameters_copy(added->codecpar, stream.codecpar) < 0) {
-    throw std::bad_alloc();
-  }
-  if (output.oformat->codec_tag != nullptr &&
-      av_codec_get_id(output.oformat->codec_tag, added->codecpar->codec_tag) != added->codecpar->codec_id) {
-    added->codecpar->codec_tag = 0;
-  }
-  added->time_base = stream.time_base;
-  return *added;
-}
-
-// Tries it in memory: the muxers' lists name codecs that they refuse when they write the header.
-bool canHold(const AVOutputFormat& format, const AVStream& stream) {
-  if (stream.codecpar->codec_type == AVMEDIA_TYPE_ATTACHMENT) {
-    return isMatroska(format);
-  }
-  AVFormatContext* context = nullptr;
-  if (avformat_query_codec(&format, stream.codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
-    return false;
-  }
-  if (avformat_alloc_output_context2(&context, &format, nullptr, nullptr) < 0 || avio_open_dyn_buf(&context->pb) < 0) {
-    avformat_free_context(context);
-    throw std::bad_alloc();
-  }
-  addLike(stream, *context);
-  const bool is_taken = avformat_write_header(context, nullptr) >= 0;
-  std::uint8_t* header = nullptr;
-  avio_close_dyn_buf(context->pb, &header);
-  av_free(header);
-  avformat_free_context(context);
-  return is_taken;
-}
-
-const char* kindOf(const AVStream& stream) {
-  switch (stream.codecpar->codec_type) {
-  case AVMEDIA_TYPE_AUDIO:
-    return "sound";
-  case AVMEDIA_TYPE_SUBTITLE:
-    return "subtitles";
-  case AVMEDIA_TYPE_ATTACHMENT:
-    return "attached file";
-  default:
-    return "cover picture";
-  }
-}
-
-// Such as "sound (aac)".
-std::string describe(const AVStream& stream) {
-  return std::string(kindOf(stream)) + " (" + avcodec_get_name(stream.codecpar->codec_id) + ")";
-}
-
-// Matroska counts Opus from behind the samples that players drop, and libav's reader takes that off; its writer does not add it.
-std::int64_t lateness(const AVStream& stream) {
-  if (stream.codecpar->codec_id != AV_CODEC_ID_OPUS || stream.codecpar->sample_rate <= 0) {
-    return 0;
-  }
-  return av_rescale_q(stream.codecpar->initial_padding, {1, stream.codecpar->sample_rate}, stream.time_base);
-}
-
-void copySideData(const AVStream& from, AVStream& to) {
-  for (int i = 0; i < from.nb_side_data; ++i) {
-    const AVPacketSideData& data = from.side_data[i];
-    std::uint8_t* copy = av_stream_new_side_data(&to, data.type, data.size);
-    if (copy == nullptr) {
-      throw std::bad_alloc();
-    }
-    std::memcpy(copy, data.data, data.size);
-  }
-}
-
 } // namespace
 
 OpenClip openClip(const fs::path& clip) {
@@ -231,99 +149,63 @@ OpenClip openClip(const fs::path& clip) {
   return {std::move(streams), std::move(decoder), std::move(info)};
 }
 
-bool isCopied(const SourceStreams& source, int index) {
-  const AVStream& stream = *source.context->streams[index];
-  switch (stream.codecpar->codec_type) {
-  case AVMEDIA_TYPE_AUDIO:
-  case AVMEDIA_TYPE_SUBTITLE:
-  case AVMEDIA_TYPE_ATTACHMENT:
+bool ClipSpan::shows(std::int64_t time, std::int64_t duration, std::int64_t usual_duration, AVRational time_base) const {
+  const auto inItsTimes = [&](std::int64_t at) { return av_rescale_q(at, AV_TIME_BASE_Q, time_base); };
+  return time == AV_NOPTS_VALUE ||
+         ((!begin || time + duration > inItsTimes(*begin) + usual_duration / 2) && (!end || time < inItsTimes(*end)));
+}
+
+bool ClipSpan::takes(AVPacket& packet, AVRational time_base, bool is_paced) const {
+  if (packet.pts == AV_NOPTS_VALUE) {
     return true;
-  case AVMEDIA_TYPE_VIDEO:
-    return index != source.video_index && isAttachedPicture(stream);
-  default:
-    return false;
   }
+  const std::int64_t first = begin ? av_rescale_q(*begin, AV_TIME_BASE_Q, time_base) : packet.pts;
+  const std::int64_t last = end ? av_rescale_q(*end, AV_TIME_BASE_Q, time_base) : std::numeric_limits<std::int64_t>::max();
+  if (!is_paced && packet.duration > 0) {
+    const std::int64_t packet_end = std::min(packet.pts + packet.duration, last);
+    if (packet.pts < first && packet_end > first) {
+      packet.pts = packet.dts = first;
+    }
+    packet.duration = std::max<std::int64_t>(0, packet_end - packet.pts);
+  }
+  return packet.pts >= first && packet.pts < last;
 }
 
-CopiedStreams::CopiedStreams(const SourceStreams& source, AVFormatContext& output, Sound sound)
-    : targets_(source.context->nb_streams) {
-  for (int index = 0; index < static_cast<int>(targets_.size()); ++index) {
-    const AVStream& stream = *source.context->streams[index];
-    if (!isCopied(source, index)) {
-      if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && index != source.video_index) {
-        warnings_.emplace_back("the clip has more than one video track: only the main one is restyled, the others are left out");
-      }
-      continue;
-    }
-    if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-      addSound(stream, output, sound);
-    } else if (canHold(*output.oformat, stream)) {
-      add(stream, output);
-    } else {
-      warnings_.push_back("left out, since a file of the kind " + std::string(output.oformat->name) +
-                          " cannot hold it: the clip's " + describe(stream) +
-                          (isMatroska(*output.oformat) ? "" : "; name the output .mkv to keep all"));
+void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& info) {
+  AVFormatContext& context = *streams.context;
+  const bool may_jump = (context.iformat->flags & AVFMT_TS_DISCONT) != 0; // broadcasts begin at any time
+  const std::int64_t stored_zero = context.start_time != AV_NOPTS_VALUE ? context.start_time : 0;
+  const std::int64_t zero = may_jump ? stored_zero : std::max<std::int64_t>(0, stored_zero);
+  ClipSpan& span = streams.span;
+  if (options.end_s) {
+    span.end = zero + std::llround(*options.end_s * AV_TIME_BASE);
+  }
+  if (options.start_s > 0) {
+    constexpr std::int64_t kLead = AV_TIME_BASE; // some indexes count when a frame is decoded, not when it is shown
+    span.begin = zero + std::llround(options.start_s * AV_TIME_BASE);
+    const std::string_view kind = context.iformat->name;
+    if (kind.starts_with("mov") || kind.starts_with("matroska")) { // others are read from their begin
+      static_cast<void>(av_seek_frame(&context, streams.video_index,
+                                      av_rescale_q(*span.begin - kLead, AV_TIME_BASE_Q, streams.video().time_base),
+                                      AVSEEK_FLAG_BACKWARD));
     }
   }
-}
-
-void CopiedStreams::addSound(const AVStream& stream, AVFormatContext& output, Sound sound) {
-  if (sound == Sound::kNone) {
+  if (context.duration <= 0) {
     return;
   }
-  if (sound != Sound::kAac && canHold(*output.oformat, stream)) {
-    add(stream, output);
-    return;
+  const std::int64_t begin = span.begin.value_or(zero);
+  const std::int64_t last = std::min(span.end.value_or(zero + context.duration), zero + context.duration);
+  if (begin >= last) {
+    throw nothingIn(info);
   }
-  const std::string kind = output.oformat->name;
-  if (sound == Sound::kCopy) {
-    throw Error(ErrorKind::kInputOutput,
-                "the clip's " + describe(stream) + " cannot go into a file of the kind " + kind + ": leave out --sound copy" +
-                    (canHold(*av_guess_format("matroska", nullptr, nullptr), stream) ? ", or name the output .mkv" : ""));
-  }
-  sound_encoders_.try_emplace(stream.index, stream, output);
-  if (sound == Sound::kCopyOrAac) {
-    warnings_.push_back("a file of the kind " + kind + " cannot hold the clip's " + describe(stream) + ": it becomes AAC");
+  if (info.frames_expected) {
+    const double share = static_cast<double>(last - begin) / static_cast<double>(context.duration);
+    info.frames_expected = std::max(1LL, std::llround(static_cast<double>(*info.frames_expected) * share));
   }
 }
 
-void CopiedStreams::add(const AVStream& stream, AVFormatContext& output) {
-  AVStream& added = addLike(stream, output);
-  added.avg_frame_rate = stream.avg_frame_rate;
-  added.disposition = stream.disposition;
-  av_dict_copy(&added.metadata, stream.metadata, 0);
-  copySideData(stream, added);
-  targets_[static_cast<std::size_t>(stream.index)] =
-      Target{added.index, stream.time_base, isMatroska(*output.oformat) ? lateness(stream) : 0, AV_NOPTS_VALUE};
-}
-
-bool CopiedStreams::place(AVPacket& packet, const AVFormatContext& output) {
-  const auto index = static_cast<std::size_t>(packet.stream_index);
-  if (index >= targets_.size() || !targets_[index]) { // a stream may also begin in the middle of a broadcast
-    return false;
-  }
-  std::optional<Target>& target = targets_[index];
-  const AVStream& stream = *output.streams[target->index];
-  packet.stream_index = target->index;
-  packet.pos = -1;
-  for (std::int64_t* time : {&packet.pts, &packet.dts}) {
-    if (*time != AV_NOPTS_VALUE) {
-      *time += target->lateness;
-    }
-  }
-  av_packet_rescale_ts(&packet, target->source_time_base, stream.time_base);
-  if (packet.dts == AV_NOPTS_VALUE) {
-    packet.dts = packet.pts;
-  }
-  // Muxers refuse a packet that does not come after the one before; broken clips and coarse time bases have such.
-  const std::int64_t last = target->last_decode_time;
-  if (last != AV_NOPTS_VALUE && packet.dts != AV_NOPTS_VALUE && packet.dts <= last &&
-      stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-    packet.dts = last + 1;
-    packet.pts = std::max(packet.pts, packet.dts);
-  }
-  target->last_decode_time = packet.dts;
-  return true;
+Error nothingIn(const SourceInfo& info) {
+  return {ErrorKind::kInputOutput, info.name + " has no frame between --start and --end: choose others"};
 }
 
 } // namespace vorin::media

@@ -9,14 +9,31 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vorin::media {
+
+// What is taken of a clip, in AV_TIME_BASE as its file counts; none: from its begin, to its end.
+struct ClipSpan {
+  std::optional<std::int64_t> begin;
+  std::optional<std::int64_t> end;
+
+  bool isCut() const { return begin || end; }
+
+  // Whether a frame is taken. One that is seen for less than half the usual duration after the begin is not.
+  bool shows(std::int64_t time, std::int64_t duration, std::int64_t usual_duration, AVRational time_base) const;
+
+  // Whether a packet is taken. Packets of sound are taken whole, if they begin in the span; others, which may begin before, are
+  // cut.
+  bool takes(AVPacket& packet, AVRational time_base, bool is_paced) const;
+};
 
 // A sink copies from it when it is made, before the source is read.
 struct SourceStreams {
   InputHandle context;
   int video_index = -1;
+  ClipSpan span;
 
   const AVStream& video() const { return *context->streams[video_index]; }
 };
@@ -31,10 +48,29 @@ struct OpenClip {
 // Throws kInputOutput for a file that is not a clip or cannot be decoded.
 OpenClip openClip(const std::filesystem::path& clip);
 
+// Matroska counts Opus from behind the samples that players drop, and libav's reader takes that off; its writer does not add it.
+// Returns what is to be added, in a time base.
+std::int64_t latenessIn(const AVOutputFormat& format, const AVCodecParameters& sound, AVRational time_base);
+
 // Whether packets or attachments of this stream are copied.
 bool isCopied(const SourceStreams& source, int index);
 
-// Decodes the packets of a sound and encodes it as AAC. Gaps in its times become silence.
+// Sets the span of the options, and where the file can be searched, goes to a frame in front of it that needs no other.
+// Throws nothingIn if the clip ends before it.
+void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& info);
+
+// The error for a span without a frame.
+Error nothingIn(const SourceInfo& info);
+
+// WebM is a kind of Matroska that holds few codecs.
+inline bool isWebm(const AVOutputFormat& format) {
+  return std::string_view(format.name) == "webm";
+}
+inline bool isMatroska(const AVOutputFormat& format) {
+  return std::string_view(format.name) == "matroska" || isWebm(format);
+}
+
+// Decodes the packets of a sound and encodes it as AAC, or for WebM as Opus. Gaps in its times become silence.
 class SoundEncoder {
 public:
   // Adds a stream to the output. Throws kInputOutput if there is no decoder or the encoder does not take the sound.
@@ -56,12 +92,28 @@ private:
   AVRational source_time_base_;
   CodecHandle decoder_;
   CodecHandle encoder_;
-  int index_ = 0; // of the output's stream
+  int index_ = 0;             // of the output's stream
+  std::int64_t lateness_ = 0; // of the output's times, in the encoder's time base
   ResamplerHandle resampler_;
   SamplesHandle samples_; // resampled, not encoded yet
   FrameHandle decoded_ = newFrame();
   std::optional<std::int64_t> next_time_; // of samples_, in samples
   bool has_ended_ = false;
+};
+
+// Turns subtitles of one kind of text into those of another, as the output holds them.
+class SubtitleEncoder {
+public:
+  // Adds a stream to the output. Throws kInputOutput if libavcodec lacks one of the kinds.
+  SubtitleEncoder(const AVStream& source, AVFormatContext& output);
+
+  // Gives the packet the text, stream and times of the output. Returns false for a packet without text.
+  bool convert(AVPacket& packet, const AVFormatContext& output);
+
+private:
+  CodecHandle decoder_;
+  CodecHandle encoder_;
+  int index_ = 0; // of the output's stream
 };
 
 // Maps the source's streams to those of an output.
@@ -74,8 +126,9 @@ public:
   // Sets the packet's stream and times for the output. Returns false if its stream is not in the output.
   bool place(AVPacket& packet, const AVFormatContext& output);
 
-  // The encoders of the sounds that are not copied, by the source's index.
+  // The encoders of the sounds and subtitles that are not copied, by the source's index.
   std::map<int, SoundEncoder>& soundEncoders() { return sound_encoders_; }
+  std::map<int, SubtitleEncoder>& subtitleEncoders() { return subtitle_encoders_; }
 
   const std::vector<std::string>& warnings() const { return warnings_; }
 
@@ -92,6 +145,7 @@ private:
 
   std::vector<std::optional<Target>> targets_; // by the source's index
   std::map<int, SoundEncoder> sound_encoders_;
+  std::map<int, SubtitleEncoder> subtitle_encoders_;
   std::vector<std::string> warnings_;
 };
 

@@ -1,5 +1,5 @@
 // image_codec.h: image files: what their bytes tell without being decoded (kind, size, whether they are whole, how the camera was
-// held), and the decoders and encoders: libpng, libjpeg and libwebp, or on Windows the system's own.
+// held, colour profile and the like), and the decoders and encoders: libpng, libjpeg and libwebp, or on Windows the system's own.
 #pragma once
 
 #include <opencv2/core/mat.hpp>
@@ -28,6 +28,18 @@ struct ImageHeader {
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 
+// What a JPEG, PNG or WebP file says besides its pixels, to be kept in another. TIFF, BMP and GIF files: nothing.
+struct ImageTags {
+  std::vector<std::uint8_t> profile;    // the ICC profile of the colours; empty: none
+  std::vector<std::uint8_t> exif;       // as a TIFF file, upright, without the preview; empty: none
+  std::uint32_t pixels_per_metre_x = 0; // 0: unknown
+  std::uint32_t pixels_per_metre_y = 0;
+};
+ImageTags imageTags(std::span<const std::uint8_t> file);
+
+// Changes the size of the picture that EXIF data name, if they do.
+void setExifSize(std::vector<std::uint8_t>& exif, int width, int height);
+
 // The EXIF orientation of a JPEG, PNG, WebP or TIFF file: 1 to 8, where 1 is upright and stands for a file without one too.
 int imageOrientation(std::span<const std::uint8_t> file);
 
@@ -49,8 +61,13 @@ std::span<const ImageEncoding> imageEncodings();
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
 
 // Encodes a picture to the bytes of an image file; none if the encoder fails. picture: blue, green, red, and alpha if the
-// encoding holds that; or grey if it holds that. quality: 1 to 100, of JPEG and WebP; none: WebP without loss.
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality);
+// encoding holds that; or grey if it holds that. quality: 1 to 100, of JPEG and WebP; none: WebP without loss. tags: as far as
+// the encoding holds them; on Windows they are left out.
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality,
+                                      const ImageTags& tags);
+
+// The ICC profile of a PNG file, which is compressed there; empty: none, or no decoder for it, as on Windows.
+std::vector<std::uint8_t> pngProfile(std::span<const std::uint8_t> file);
 
 // ---- Parts of the codecs, not on Windows ----
 
@@ -59,7 +76,9 @@ std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::M
 bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, int channels);
 
 // As decodeImage and encodeImage.
+cv::Mat decodeJpeg(std::span<const std::uint8_t> file);
+std::vector<std::uint8_t> encodeJpeg(const cv::Mat& picture, int quality, const ImageTags& tags);
 cv::Mat decodeWebp(std::span<const std::uint8_t> file);
-std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality);
+std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality, const ImageTags& tags);
 
 } // namespace vorin::media

@@ -4,6 +4,8 @@
 // and an image that its camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size,
 // since decoding a huge picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on
 // Windows) fills missing rows with grey and reports no error.
+#include "files.h"
+#include "image_bytes.h"
 #include "image_codec.h"
 #include "output_file.h"
 #include "picture_mat.h"
@@ -22,7 +24,6 @@ namespace vorin::media {
 namespace {
 
 namespace fs = std::filesystem;
-using Bytes = std::span<const std::uint8_t>;
 
 const ImageEncoding* findEncoding(const fs::path& file) {
   const std::string extension = base::lowerCaseExtension(file);
@@ -32,8 +33,12 @@ const ImageEncoding* findEncoding(const fs::path& file) {
   return row == encodings.end() ? nullptr : &*row;
 }
 
+std::string nameOf(const fs::path& file, const char* pipe) {
+  return file == kPipeName ? pipe : base::quotedPath(file);
+}
+
 Error unreadable(const fs::path& file, const std::string& why) {
-  return {ErrorKind::kInputOutput, base::quotedPath(file) + " " + why};
+  return {ErrorKind::kInputOutput, nameOf(file, "standard input") + " " + why};
 }
 
 std::vector<std::uint8_t> readBytes(const fs::path& file) {
@@ -74,6 +79,12 @@ void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::s
   if (pixels > max_pixels.value_or(std::max(kUsualPixels, kPixelsForAByte * file_bytes))) {
     throw unreadable(file, "claims " + std::to_string(header.width) + "x" + std::to_string(header.height) + " pixels in " +
                                std::to_string(file_bytes) + " bytes: allow them with --max-pixels " + std::to_string(pixels));
+  }
+  const std::optional<std::uint64_t> available_bytes = base::availableMemory();
+  if (available_bytes && pixels * kBytesForAPixel > *available_bytes) {
+    throw unreadable(file, "is " + std::to_string(header.width) + "x" + std::to_string(header.height) + " pixels, which need " +
+                               std::to_string(pixels * kBytesForAPixel >> 20U) + " MiB of memory, and " +
+                               std::to_string(*available_bytes >> 20U) + " are available: use a smaller image");
   }
 }
 
@@ -117,8 +128,7 @@ struct Upright {
   bool is_animated;
 };
 
-Upright readPixels(const fs::path& file, std::optional<std::uint64_t> max_pixels) {
-  const std::vector<std::uint8_t> bytes = readBytes(file);
+Upright decodeUpright(const fs::path& file, Bytes bytes, std::optional<std::uint64_t> max_pixels) {
   const ImageHeader header = requireDecodable(file, bytes, max_pixels);
   const std::optional<cv::Mat> pixels = decodeImage(bytes);
   if (!pixels) {
@@ -152,8 +162,10 @@ bool isGrey(const cv::Mat& bgr) {
 
 class ImageSource final : public Source {
 public:
-  ImageSource(const fs::path& file, const SourceOptions& options) {
-    const auto [pixels, is_animated] = readPixels(file, options.max_pixels);
+  // file: for messages.
+  ImageSource(const fs::path& file, Bytes bytes, const SourceOptions& options) {
+    const auto [pixels, is_animated] = decodeUpright(file, bytes, options.max_pixels);
+    detailsOf(info_).tags = imageTags(bytes);
     picture_ = pixels.channels() == 4 ? blended(pixels, options.background) : pictureFromBgr(pixels);
     if (pixels.channels() == 4) {
       cv::Mat alpha;
@@ -188,7 +200,11 @@ private:
 class ImageSink final : public Sink {
 public:
   ImageSink(const fs::path& file, const ImageEncoding& encoding, const SourceInfo& source, Size size, const SinkOptions& options)
-      : file_(file), encoding_(encoding), size_(size), quality_(options.quality), output_(file, options.overwrite) {
+      : file_(file), encoding_(encoding), size_(size), quality_(options.quality), tags_(detailsOf(source).tags) {
+    setExifSize(tags_.exif, size.width, size.height);
+    if (file != kPipeName) {
+      output_.emplace(file, options.overwrite);
+    }
     if (options.keep_alpha && encoding.holds_alpha && !detailsOf(source).alpha.empty()) {
       cv::resize(detailsOf(source).alpha, alpha_, {size.width, size.height}, 0, 0, cv::INTER_AREA);
     }
@@ -199,7 +215,8 @@ public:
 
   void write(Frame&& frame) override {
     if (is_written_) {
-      throw Error(ErrorKind::kUsage, base::quotedPath(file_) + " is an image, which holds one frame: write a clip, as out.mp4");
+      throw Error(ErrorKind::kUsage,
+                  nameOf(file_, "standard output") + " is an image, which holds one frame: write a clip, as out.mp4");
     }
     cv::Mat pixels = bgrOf(frame.picture);
     if (!alpha_.empty()) {
@@ -207,15 +224,28 @@ public:
     } else if (encoding_.holds_grey && isGrey(pixels)) { // a third of the bytes, or less
       cv::extractChannel(pixels, pixels, 0);
     }
-    const std::vector<std::uint8_t> bytes = encodeImage(encoding_, pixels, quality_);
-    if (bytes.empty()) {
-      throw Error(ErrorKind::kInputOutput, base::quotedPath(file_) + " cannot be encoded: choose another file extension");
+    constexpr std::size_t kColourSpaceOffset = 16; // in an ICC profile
+    if (!textAt(tags_.profile, kColourSpaceOffset, pixels.channels() == 1 ? "GRAY" : "RGB ")) {
+      tags_.profile.clear();
     }
-    output_.write(bytes);
+    bytes_ = encodeImage(encoding_, pixels, quality_, tags_);
+    if (bytes_.empty()) {
+      throw Error(ErrorKind::kInputOutput,
+                  nameOf(file_, "standard output") + " cannot be encoded: choose another file extension");
+    }
+    if (output_) {
+      output_->write(bytes_);
+    }
     is_written_ = true;
   }
 
-  void finish() override { output_.commit(); }
+  void finish() override {
+    if (output_) {
+      output_->commit();
+    } else {
+      writeStandardOutput(bytes_);
+    }
+  }
 
   std::int64_t finishEarly() override {
     if (is_written_) {
@@ -229,8 +259,10 @@ private:
   const ImageEncoding& encoding_;
   Size size_;
   std::optional<int> quality_;
-  base::OutputFile output_;
-  cv::Mat alpha_; // empty: the file has none
+  ImageTags tags_;
+  std::optional<base::OutputFile> output_; // none: standard output
+  std::vector<std::uint8_t> bytes_;        // of the whole file
+  cv::Mat alpha_;                          // empty: the file has none
   bool is_written_ = false;
 };
 
@@ -277,16 +309,21 @@ void requireImageFits(const fs::path& file, Size size) {
 }
 
 std::unique_ptr<Source> openImageSource(const fs::path& file, const SourceOptions& options) {
-  return std::make_unique<ImageSource>(file, options);
+  return std::make_unique<ImageSource>(file, readBytes(file), options);
+}
+
+std::unique_ptr<Source> openPipedImage(Bytes bytes, const SourceOptions& options) {
+  return std::make_unique<ImageSource>(kPipeName, bytes, options);
 }
 
 std::unique_ptr<Sink> openImageSink(const fs::path& file, const SourceInfo& source, Size size, const SinkOptions& options) {
-  const ImageEncoding* encoding = findEncoding(file);
+  const fs::path name = file == kPipeName ? fs::path(kPipeName).concat(options.image) : file; // with the extension
+  const ImageEncoding* encoding = findEncoding(name);
   if (encoding == nullptr) {
     throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(file) + " has no file extension of an image: use one of " +
                                        base::joined(imageExtensions()));
   }
-  requireImageFits(file, size);
+  requireImageFits(name, size);
   return std::make_unique<ImageSink>(file, *encoding, source, size, options);
 }
 

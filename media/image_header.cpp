@@ -1,28 +1,10 @@
+#include "image_bytes.h"
 #include "image_codec.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <string_view>
 
 namespace vorin::media {
 namespace {
-
-using Bytes = std::span<const std::uint8_t>;
-
-// A number of up to 4 bytes; 0 beyond the end of the file.
-std::uint32_t readNumber(Bytes file, std::size_t at, std::size_t count, bool big_endian) {
-  std::uint32_t value = 0;
-  for (std::size_t index = 0; index < count && at + count <= file.size(); ++index) {
-    value = value << 8U | file[at + (big_endian ? index : count - 1 - index)];
-  }
-  return value;
-}
-
-bool textAt(Bytes file, std::size_t offset, std::string_view text) {
-  return file.size() >= offset + text.size() &&
-         std::equal(text.begin(), text.end(), file.begin() + static_cast<std::ptrdiff_t>(offset),
-                    [](char letter, std::uint8_t byte) { return static_cast<std::uint8_t>(letter) == byte; });
-}
 
 // The offset of the next marker of a JPEG file at or after an offset: 0xFF before a byte that is neither stuffing (0), nor fill
 // (0xFF), nor a restart within a scan. The file's size when there is none.
@@ -108,46 +90,13 @@ ImageHeader readBmp(Bytes file) {
   return header;
 }
 
-// ---- TIFF, which EXIF data are too ----
-
-constexpr int kUpright = 1;
-
-bool isTiff(Bytes file) {
-  return textAt(file, 0, std::string_view("MM\0*", 4)) || textAt(file, 0, std::string_view("II*\0", 4));
-}
-
-// The value of a tag in the first directory; 0 without one. A TIFF file holds its byte order and the offset of the first
-// directory; that its number of entries, and 12 bytes for each: tag, type, count, value.
-std::uint32_t tagIn(Bytes tiff, std::uint32_t tag) {
-  constexpr std::uint32_t kLongType = 4;
-  if (!isTiff(tiff)) {
-    return 0;
-  }
-  const bool big_endian = tiff[0] == 'M';
-  const std::size_t directory = readNumber(tiff, 4, 4, big_endian);
-  const std::size_t entries = readNumber(tiff, directory, 2, big_endian);
-  for (std::size_t entry = 0; entry < entries; ++entry) {
-    const std::size_t at = directory + 2 + entry * 12;
-    if (readNumber(tiff, at, 2, big_endian) == tag) {
-      return readNumber(tiff, at + 8, readNumber(tiff, at + 2, 2, big_endian) == kLongType ? 4 : 2, big_endian);
-    }
-  }
-  return 0;
-}
-
-int orientationIn(Bytes exif) {
-  constexpr std::uint32_t kOrientation = 0x0112;
-  const std::uint32_t value = tagIn(exif, kOrientation);
-  return value >= 1 && value <= 8 ? static_cast<int>(value) : kUpright;
-}
-
 ImageHeader readTiff(Bytes file) {
   constexpr std::uint32_t kWidth = 0x0100;
   constexpr std::uint32_t kHeight = 0x0101;
-  const bool big_endian = file[0] == 'M';
-  const std::size_t directory = readNumber(file, 4, 4, big_endian);
-  const std::size_t directory_bytes = 2 + readNumber(file, directory, 2, big_endian) * std::size_t{12} + 4;
-  return {tagIn(file, kWidth), tagIn(file, kHeight), directory + directory_bytes <= file.size()};
+  constexpr std::size_t kLinkBytes = 4;
+  const std::size_t directory = firstDirectory(file);
+  return {tagIn(file, directory, kWidth), tagIn(file, directory, kHeight),
+          endOfEntries(file, directory) + kLinkBytes <= file.size()};
 }
 
 // After the header: blocks, each with a byte for its kind, and data in parts of up to 255 bytes, the last of which is empty.
@@ -168,58 +117,6 @@ ImageHeader readGif(Bytes file) {
     ++at;
   }
   return header;
-}
-
-// ---- Orientation ----
-
-constexpr std::string_view kExifHead("Exif\0\0", 6);
-
-Bytes exifOfJpeg(Bytes file) {
-  constexpr std::uint8_t kApp1 = 0xE1;
-  constexpr std::uint8_t kStartOfScan = 0xDA;
-  for (std::size_t at = 2; at + 4 <= file.size() && file[at] == 0xFF;) {
-    const std::size_t segment_bytes = readNumber(file, at + 2, 2, true); // the two of the length included
-    if (file[at + 1] == kStartOfScan || segment_bytes < 2 || file.size() - at - 2 < segment_bytes) {
-      break;
-    }
-    const Bytes content = file.subspan(at + 4, segment_bytes - 2);
-    if (file[at + 1] == kApp1 && textAt(content, 0, kExifHead)) {
-      return content.subspan(kExifHead.size());
-    }
-    at += 2 + segment_bytes;
-  }
-  return {};
-}
-
-Bytes exifOfPng(Bytes file) {
-  for (std::size_t at = 8; at + 12 <= file.size();) {
-    const std::size_t content_bytes = readNumber(file, at, 4, true);
-    if (file.size() - at - 12 < content_bytes) {
-      break;
-    }
-    if (textAt(file, at + 4, "eXIf")) {
-      return file.subspan(at + 8, content_bytes);
-    }
-    at += 12 + content_bytes;
-  }
-  return {};
-}
-
-// A WebP file is a list of chunks: name, length, content, padded to an even length. Some programs begin EXIF data as in a JPEG
-// file.
-Bytes exifOfWebp(Bytes file) {
-  for (std::size_t at = 12; at + 8 <= file.size();) {
-    const std::size_t content_bytes = readNumber(file, at + 4, 4, false);
-    if (file.size() - at - 8 < content_bytes) {
-      break;
-    }
-    if (textAt(file, at, "EXIF")) {
-      const Bytes content = file.subspan(at + 8, content_bytes);
-      return textAt(content, 0, kExifHead) ? content.subspan(kExifHead.size()) : content;
-    }
-    at += 8 + content_bytes + content_bytes % 2;
-  }
-  return {};
 }
 
 } // namespace
@@ -258,21 +155,6 @@ ImageHeader readImageHeader(Bytes file) {
     return readGif(file);
   default:
     return readBmp(file);
-  }
-}
-
-int imageOrientation(Bytes file) {
-  switch (imageKindOf(file)) {
-  case ImageKind::kPng:
-    return orientationIn(exifOfPng(file));
-  case ImageKind::kJpeg:
-    return orientationIn(exifOfJpeg(file));
-  case ImageKind::kWebp:
-    return orientationIn(exifOfWebp(file));
-  case ImageKind::kTiff:
-    return orientationIn(file);
-  default:
-    return kUpright;
   }
 }
 

@@ -35,6 +35,10 @@ public:
   // Thread-safety: any thread.
   static LibraryCopy& get(bool software, std::string_view precision = "f32");
 
+  // Says whether networks that are loaded from now on are kept, compiled, and those kept are used. To be called under the lock of
+  // the writable folder, in front of each loading.
+  void keepCompiled(bool is_kept) const;
+
   // Makes an object. Throws whatever SttFactory::Create throws.
   Object create() const;
 
@@ -62,9 +66,32 @@ private:
 // no such folder, if it belongs to another user, or if it cannot be written to.
 std::filesystem::path writableFolder();
 
+// ---- The cache of compiled networks in that folder; changed only under the folder's lock ----
+
+struct NetworkCache {
+  std::filesystem::path folder;
+  std::uintmax_t bytes = 0;
+  std::size_t networks = 0;
+};
+NetworkCache networkCache();
+
+// Removes the networks that were used longest ago until the others take at most so many bytes.
+void boundNetworkCache(std::uintmax_t most_bytes);
+
+// Throws kInputOutput if the folder's disk is too full for a network that takes so many bytes in its package: the library's
+// runtime might end the process there.
+void requireRoomForNetwork(std::uintmax_t bytes);
+
 // Loads another library of the project, which lies beside the copies, for the rest of the process. Throws Error, kDevice. Not on
 // Windows.
 void* loadLibrary(std::string_view name);
+
+// Gives PoCL, which runs the filters of the software device, a folder of the program's own for its compiled kernels, unless
+// POCL_CACHE_DIR names one. It loads them unchecked, and a damaged file ends the process: so the folder is emptied at the next
+// start if the last process that used it did not come to noteGoodEnd(). To be called before there are other threads, since it
+// sets that variable. Windows has no PoCL.
+void giveKernelsAFolder();
+void noteGoodEnd(); // at the end of the process, however its work ended
 
 // Whether the machine may have a GPU: false only where the system lists its display adapters and there are none, and no stand-ins
 // are active. Then nobody needs to load the ordinary copy to learn that there is no GPU.

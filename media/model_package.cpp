@@ -123,6 +123,15 @@ void ModelPackage::requireNetwork(Style style, const modelpack::NamedNetwork& ne
   }
 }
 
+std::uint64_t ModelPackage::bytesOf(const modelpack::NamedNetwork& network) const {
+  std::uint64_t bytes = 0;
+  for (const std::string& name : modelpack::requiredEntries(network)) {
+    const modelpack::PackageEntry* entry = directory_.find(name);
+    bytes += entry != nullptr ? entry->size_bytes : 0;
+  }
+  return bytes;
+}
+
 std::string ModelPackage::sha256Of(const modelpack::PackageEntry& entry) const {
   return base::sha256OfFile(file_, entry.offset_bytes, entry.size_bytes, modelpack::kPackageKey);
 }

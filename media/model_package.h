@@ -44,6 +44,9 @@ public:
   // so the package must hold both (the float file under both names will do).
   void requireNetwork(Style style, const modelpack::NamedNetwork& network) const;
 
+  // What the files of the network take, those of its twin included.
+  std::uint64_t bytesOf(const modelpack::NamedNetwork& network) const;
+
   // The SHA-256 sum of an entry's content, in hexadecimal digits.
   std::string sha256Of(const modelpack::PackageEntry& entry) const;
 

@@ -82,8 +82,8 @@ std::string errnoText() {
 
 class PipeEnd {
 public:
-  // The caller keeps the ownership of the descriptor.
-  explicit PipeEnd(int descriptor) : descriptor_(descriptor) {}
+  // The caller keeps the ownership of the descriptor. begin: what was read from it before.
+  explicit PipeEnd(int descriptor, std::vector<std::uint8_t>&& begin = {}) : descriptor_(descriptor), begin_(std::move(begin)) {}
 
   // Returns the number of bytes read, which is less than asked for only at the end of the input and when interrupted.
   std::size_t read(std::span<std::uint8_t> bytes);
@@ -98,6 +98,7 @@ private:
   bool wait(short event) const; // false when interrupted
 
   int descriptor_;
+  std::vector<std::uint8_t> begin_; // of what is read next
   std::atomic<bool> interrupted_ = false;
 };
 
@@ -112,7 +113,10 @@ bool PipeEnd::wait(short event) const {
 }
 
 std::size_t PipeEnd::read(std::span<std::uint8_t> bytes) {
-  std::size_t done = 0;
+  std::size_t done = std::min(bytes.size(), begin_.size());
+  const auto end = begin_.begin() + static_cast<std::ptrdiff_t>(done);
+  std::copy(begin_.begin(), end, bytes.begin());
+  begin_.erase(begin_.begin(), end);
   while (done < bytes.size() && wait(POLLIN)) {
     const ssize_t portion = ::read(descriptor_, bytes.data() + done, bytes.size() - done);
     if (portion == 0) {
@@ -146,8 +150,8 @@ bool PipeEnd::write(std::span<const std::uint8_t> bytes) {
 
 class PipeSource final : public Source {
 public:
-  PipeSource(int descriptor, const std::optional<RawFormat>& format, bool exact_colours)
-      : pipe_(descriptor), is_y4m_(!format),
+  PipeSource(int descriptor, const std::optional<RawFormat>& format, bool exact_colours, std::vector<std::uint8_t>&& begin)
+      : pipe_(descriptor, std::move(begin)), is_y4m_(!format),
         info_(withColours(format ? infoOfRaw(*format) : parseY4mHeader(readLine(), std::string(kInputName)), exact_colours)),
         format_(formatOf(format ? format->pixels : RawPixels::kI420)), bytes_(bufferFor(format_, info_.size)),
         frame_(newFrame(format_, info_.size)),
@@ -277,8 +281,8 @@ std::optional<RawFormat> formatOf(const std::string& raw) {
 
 } // namespace
 
-std::unique_ptr<Source> clips::openPipeSource(int descriptor, const SourceOptions& options) {
-  return std::make_unique<PipeSource>(descriptor, formatOf(options.raw), options.exact_colours);
+std::unique_ptr<Source> clips::openPipeSource(int descriptor, const SourceOptions& options, std::vector<std::uint8_t>&& begin) {
+  return std::make_unique<PipeSource>(descriptor, formatOf(options.raw), options.exact_colours, std::move(begin));
 }
 
 std::unique_ptr<Sink> clips::openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw) {

@@ -238,15 +238,15 @@ std::unique_ptr<Source> openSource(const std::filesystem::path& file, const Sour
   if (file == kPipeName) {
     return openPipeSource(kStandardInput, options);
   }
-  return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options.exact_colours);
+  return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options);
 }
 
 std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                const SinkOptions& options) {
-  if (file == kPipeName) {
+  if (file == kPipeName && options.image.empty()) {
     return openPipeSink(kStandardOutput, source, size, options.raw);
   }
-  if (isImageName(file)) {
+  if (file == kPipeName || isImageName(file)) {
     return openImageSink(file, source, size, options);
   }
   if (isClipName(file)) {

@@ -2,6 +2,7 @@
 // Each kind has a file of its own: image_file.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
 #pragma once
 
+#include "image_codec.h"
 #include "vorin_media.hpp"
 
 #include <opencv2/core/mat.hpp>
@@ -34,6 +35,7 @@ struct SourceDetails {
   std::string y4m_parameters;                          // of a Y4M header, unchanged: rate, interlacing and the like
   std::shared_ptr<const SourceStreams> streams;        // of a clip: sound, subtitles, chapters, titles
   cv::Mat alpha;                                       // of an image: one byte a pixel; empty: it is opaque
+  ImageTags tags;                                      // of an image
 };
 
 // The details of a source, all unknown if it has none.
@@ -52,7 +54,8 @@ constexpr std::string_view kPipeName = "-";
 
 // ---- Images ----
 
-// The largest picture to decode or make. One takes about 26 bytes a pixel on its way, which this limit keeps below 4 GB.
+// The largest picture to decode or make. One takes about so many bytes a pixel on its way, which this limit keeps below 4 GB.
+constexpr std::uint64_t kBytesForAPixel = 26;
 constexpr std::uint64_t kLargestSide = 16384;
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 27;
 bool isUsableSize(std::uint64_t width, std::uint64_t height);
@@ -73,6 +76,10 @@ void requireExists(const std::filesystem::path& file);
 void requireImageFits(const std::filesystem::path& file, Size size);
 
 std::unique_ptr<Source> openImageSource(const std::filesystem::path& file, const SourceOptions& options = {});
+std::unique_ptr<Source> openPipedImage(std::span<const std::uint8_t> file,
+                                       const SourceOptions& options); // read from standard input
+
+// file may be the pipe: the options then name the kind of image.
 std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                     const SinkOptions& options);
 
@@ -89,13 +96,15 @@ void checkClipOptions(const std::filesystem::path& output, const SinkOptions& op
 // The size of the frames that the option describes. Throws kUsage if it cannot be read.
 Size rawSize(const std::string& raw);
 
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, bool exact_colours);
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const SourceOptions& options);
 std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,
                                    const SinkOptions& options);
 // Returns once standard input has bytes or has ended, or the flag is set: opening a pipe waits for its header.
 void waitForStandardInput(const std::atomic<bool>& cancelled);
 
+// An image, or frames. Waits for the first bytes, and for all of an image.
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
+void writeStandardOutput(std::span<const std::uint8_t> bytes); // throws kInputOutput
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 
 // The layout of a result of this size: the source's, or BGRA if the source's cannot hold the size.

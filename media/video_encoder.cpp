@@ -18,6 +18,11 @@ const EncoderRow* findRow(const std::string& codec) {
   return row == kEncoders.end() ? nullptr : row;
 }
 
+std::string codecOf(const SinkOptions& options, const AVOutputFormat& container) {
+  const bool is_webm = std::string_view(container.name) == "webm";
+  return !options.codec.empty() ? options.codec : is_webm ? "vp9" : "h264";
+}
+
 const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& container) {
   const EncoderRow* row = findRow(codec);
   const AVCodec* encoder = avcodec_find_encoder_by_name(row != nullptr ? row->encoder : codec.c_str());
@@ -56,17 +61,17 @@ AVPixelFormat chooseFormat(const AVCodec& encoder, Size size) {
   return avcodec_find_best_pix_fmt_of_list(encoder.pix_fmts, AV_PIX_FMT_YUV420P, 0, nullptr);
 }
 
-void setQuality(AVCodecContext& context, const SinkOptions& options) {
-  const EncoderRow* row = findRow(options.codec);
+void setQuality(AVCodecContext& context, const std::string& codec, std::optional<int> wish) {
+  const EncoderRow* row = findRow(codec);
   const bool has_crf = av_opt_find(context.priv_data, "crf", nullptr, 0, 0) != nullptr;
-  if (options.crf && !has_crf) {
-    throw Error(ErrorKind::kUsage, "the encoder of --codec '" + options.codec + "' has no --crf: leave it out");
+  if (wish && !has_crf) {
+    throw Error(ErrorKind::kUsage, "the encoder of --codec '" + codec + "' has no --crf: leave it out");
   }
-  if (has_crf && (options.crf || row != nullptr)) {
-    const int crf = options.crf.value_or(row != nullptr ? row->usual_crf : 0);
+  if (has_crf && (wish || row != nullptr)) {
+    const int crf = wish.value_or(row != nullptr ? row->usual_crf : 0);
     const int worst_crf = row != nullptr ? row->worst_crf : 63;
     if (crf < 0 || crf > worst_crf || av_opt_set(context.priv_data, "crf", std::to_string(crf).c_str(), 0) < 0) {
-      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is out of range for --codec '" + options.codec +
+      throw Error(ErrorKind::kUsage, "--crf " + std::to_string(crf) + " is out of range for --codec '" + codec +
                                          "': use 0 (best) to " + std::to_string(worst_crf));
     }
     context.bit_rate = 0; // a bit rate would limit the quality
@@ -88,14 +93,15 @@ std::int64_t decodeNumber(const AVPacket& packet) {
 } // namespace
 
 CodecHandle configuredEncoder(const SinkOptions& options, const AVOutputFormat& container) {
-  CodecHandle codec(avcodec_alloc_context3(&findEncoder(options.codec, container)));
+  const std::string name = codecOf(options, container);
+  CodecHandle codec(avcodec_alloc_context3(&findEncoder(name, container)));
   if (!codec) {
     throw std::bad_alloc();
   }
-  if (const EncoderRow* row = findRow(options.codec)) {
+  if (const EncoderRow* row = findRow(name)) {
     static_cast<void>(av_set_options_string(codec->priv_data, row->settings, "=", ","));
   }
-  setQuality(*codec, options);
+  setQuality(*codec, name, options.crf);
   return codec;
 }
 
@@ -111,8 +117,9 @@ VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOption
   }
   const int status = avcodec_open2(codec_.get(), &encoder, nullptr);
   if (status < 0) {
-    throw Error(ErrorKind::kUsage, "--codec '" + options.codec + "' cannot encode pictures of " + std::to_string(size.width) +
-                                       "x" + std::to_string(size.height) + " at this rate (" + libavText(status) + "): use h264");
+    throw Error(ErrorKind::kUsage, "--codec '" + codecOf(options, container) + "' cannot encode pictures of " +
+                                       std::to_string(size.width) + "x" + std::to_string(size.height) + " at this rate (" +
+                                       libavText(status) + "): use h264");
   }
 }
 

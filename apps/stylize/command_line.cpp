@@ -55,6 +55,10 @@ std::string checkColour(const std::string& text) {
   return parseColour(text) ? "" : "'" + text + "' is not a colour: use white, black or six hexadecimal digits, as FF8000";
 }
 
+std::string checkTime(const std::string& text) {
+  return parseTime(text) ? "" : "'" + text + "' is not a time: write it in seconds, as 90.5, or as 1:30";
+}
+
 std::string checkNotEmpty(const std::string& text) {
   return text.empty() ? "an empty value: give one, or leave the option out" : "";
 }
@@ -183,7 +187,9 @@ private:
 
   void addMany(CLI::App& to) {
     const std::vector<std::string> kinds = imageKinds();
-    text(to, "--to", typed.to, "KIND", "Kind of the images (default: each input's own):\n" + base::joined(kinds), kManySection)
+    text(to, "--to", typed.to, "KIND",
+         "Kind of the images (default: each input's own), or of the one that goes to the output -:\n" + base::joined(kinds),
+         kManySection)
         ->check(oneOf(kinds));
     flag(to, "--resume", typed.resume,
          "Skip inputs that are done, after an interrupted run with the same options; one run at a time in a folder", kManySection)
@@ -192,16 +198,22 @@ private:
 
   void addClips(CLI::App& to) {
     text(to, "--codec", typed.codec, "NAME",
-         "How to encode clips: h264 (default), h265, vp9, av1, or the name of an encoder of libavcodec", kClipSection);
+         "How to encode clips: h264 (default; vp9 for .webm), h265, vp9, av1, or the name of an encoder of libavcodec",
+         kClipSection);
     to.add_option(
           "--crf", typed.crf,
           wrapped("Quality of clips: 0 is best; 6 more roughly halve an h264 or h265 file. Default:\n" + media::usualQualities()))
         ->type_name("N")
         ->group(kClipSection);
     text(to, "--sound", typed.sound, "KIND",
-         "What becomes of the sound of clips: copy, aac or none (default: copy, or aac where the output cannot hold a copy)",
+         "What becomes of the sound of clips: copy, aac or none (default: copy, or where the output cannot hold a copy, aac, in "
+         ".webm "
+         "opus)",
          kClipSection)
         ->check(oneOf({"copy", "aac", "none"}));
+    text(to, "--start", typed.start, "TIME", "Where in a clip to begin: seconds, or 1:30 (default: at its begin)", kClipSection)
+        ->check(checkTime);
+    text(to, "--end", typed.end, "TIME", "Where in a clip to end (default: at its end)", kClipSection)->check(checkTime);
     text(to, "--raw", typed.raw, "KIND",
          "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
          kClipSection);
@@ -219,6 +231,7 @@ private:
              " (default: " + networkNames().front() + ")",
          kNeuralSection)
         ->check(oneOf(networkNames()));
+    flag(to, "--no-cache", typed.no_cache, "Compile the network anew, and keep no compiled one", kNeuralSection);
     addModels(to);
   }
 

@@ -27,12 +27,15 @@ struct CommandLine {
   std::optional<int> crf;
   std::string raw;
   std::string sound;
+  std::string start;
+  std::string end;
   std::string progress = "auto";
   bool keep_colours = false;
   bool steady = false;
   bool overwrite = false;
   bool keep_alpha = false;
   bool resume = false;
+  bool no_cache = false;
   bool quiet = false;
   bool json = false;
   bool version = false;

@@ -6,7 +6,8 @@ namespace vorin::stylize {
 inline constexpr const char* kClipFooter = R"(
 Clips keep their sound, subtitles, time stamps, colour tags and rotation. They
 are written 8 bits deep, as H.264 unless --codec says otherwise. A pipe carries
-Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound.
+Y4M (ffmpeg: -f yuv4mpegpipe) or what --raw names, and no sound; or one image,
+of the kind that --to names.
 
 Examples for clips:
   vorin-stylize clip.mp4 -o restyled.mp4 --style cartoon

@@ -64,7 +64,7 @@ std::vector<std::string> softwarePrecisions() {
   return installed;
 }
 
-void printText(const media::LibraryInfo& library, const std::optional<SummedPackage>& package) {
+void printText(const media::LibraryInfo& library, const media::NetworkCache& cache, const std::optional<SummedPackage>& package) {
   std::cout << versionText();
   for (const media::Gpu& gpu : library.gpus) {
     std::cout << "GPU, " << kindName(gpu) << ": " << gpu.name << '\n';
@@ -73,6 +73,8 @@ void printText(const media::LibraryInfo& library, const std::optional<SummedPack
   const std::string software = base::joined(softwarePrecisions());
   std::cout << "software device: " << (software.empty() ? "not installed" : "installed, networks in " + software)
             << (media::standInsAreActive() ? "; active, and listed as a GPU" : "") << '\n';
+  std::cout << "cache of compiled networks " << base::utf8Text(cache.folder) << ": " << cache.networks << " networks, "
+            << cache.bytes << " bytes\n";
   if (!package) {
     std::cout << "no model package\n";
     return;
@@ -126,6 +128,7 @@ ExitStatus listDevices(const Options& options) {
 
 ExitStatus printInfo(const Options& options) {
   const media::LibraryInfo library = media::libraryInfo();
+  const media::NetworkCache cache = media::networkCache();
   std::optional<SummedPackage> package;
   ExitStatus status = ExitStatus::kDone;
   try {
@@ -141,9 +144,10 @@ ExitStatus printInfo(const Options& options) {
                {"library", std::to_string(library.major) + "." + std::to_string(library.minor)},
                {"devices", jsonOf(library.gpus)},
                {"software_device", {{"precisions", softwarePrecisions()}, {"active", media::standInsAreActive()}}},
+               {"cache", {{"folder", base::utf8Text(cache.folder)}, {"networks", cache.networks}, {"size_bytes", cache.bytes}}},
                {"package", jsonOf(package)}});
   } else {
-    printText(library, package);
+    printText(library, cache, package);
   }
   return status;
 }

@@ -1,3 +1,5 @@
+#include "options.h"
+#include "output_file.h"
 #include "restyling.h"
 #include "sources_and_sinks.h"
 #include "text.h"
@@ -131,15 +133,22 @@ std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path
   return inputs;
 }
 
-fs::path outputFor(const Input& input, const fs::path& folder, const std::string& image_extension) {
-  fs::path file = folder / input.place;
+fs::path outputFor(const Input& input, const Options& options) {
+  fs::path file = options.output / input.place;
   if (input.is_clip) {
-    return media::isClipName(file) ? file : file.replace_extension(".mkv");
+    const std::string& codec = options.sink.codec;
+    const bool fits_webm = (codec.empty() || codec == "vp9" || codec == "av1") && options.sink.sound != media::Sound::kAac;
+    const bool is_kept = media::isClipName(file) && (fits_webm || base::lowerCaseExtension(file) != ".webm");
+    return is_kept ? file : file.replace_extension(".mkv");
   }
-  if (image_extension.empty()) {
+  if (options.to.empty()) {
     return hasOneOf(kOnlyRead, file) ? file.replace_extension(".png") : file;
   }
-  return file.replace_extension(image_extension);
+  return file.replace_extension(options.to);
+}
+
+void removeLeftovers(const Options& options, const fs::path& folder) {
+  base::removeTemporariesIn(folder, std::chrono::hours(options.resume ? 0 : 24));
 }
 
 void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {

@@ -22,6 +22,9 @@ using base::ExitStatus;
 using stylize::Options;
 
 ExitStatus run(const Options& options) {
+  if (options.command != stylize::Command::kText) {
+    media::giveKernelsAFolder();
+  }
   switch (options.command) {
   case stylize::Command::kRestyle:
     return stylize::restyle(options);
@@ -94,6 +97,7 @@ ExitStatus runProgram(int count, char** arguments) {
   std::cout.flush();
   static_cast<void>(std::fflush(nullptr));
   base::removeUnfinishedFiles();
+  media::noteGoodEnd();
   base::restoreConsole();
   std::_Exit(static_cast<int>(status));
 }

@@ -51,11 +51,11 @@ std::vector<InputResult> plan(const Options& options) {
   }
   std::map<fs::path, int> wanted;
   for (const Input& input : listed) {
-    ++wanted[outputFor(input, options.output, options.to)];
+    ++wanted[outputFor(input, options)];
   }
   std::map<fs::path, fs::path> inputs;
   for (const Input& input : listed) {
-    fs::path output = outputFor(input, options.output, options.to);
+    fs::path output = outputFor(input, options);
     if (wanted[output] > 1 && output.extension() != input.place.extension()) { // a.jpg becomes a.jpg.png beside a.png
       output = (options.output / input.place).concat(output.extension().native());
     }
@@ -90,12 +90,12 @@ bool isDone(const InputResult& planned) {
   return fs::is_regular_file(planned.output, error) && !fs::equivalent(planned.input, planned.output, error);
 }
 
-void removeLeftovers(const std::vector<InputResult>& planned) {
+void removeAllLeftovers(const Options& options, const std::vector<InputResult>& planned) {
   std::set<fs::path> folders;
   for (const InputResult& each : planned) {
     folders.insert(each.output.parent_path());
   }
-  std::for_each(folders.begin(), folders.end(), base::removeTemporariesIn);
+  std::for_each(folders.begin(), folders.end(), [&](const fs::path& folder) { removeLeftovers(options, folder); });
 }
 
 // Prints the summary and the names of the failed inputs.
@@ -145,8 +145,8 @@ ExitStatus restyleMany(const Options& options) {
     throw usage(options.clip_options.front() + " applies to clips only, and none is named: leave it out");
   }
   makeFolder(options.output);
+  removeAllLeftovers(options, results);
   if (options.resume) {
-    removeLeftovers(results);
     for (InputResult& result : results) {
       result.outcome = isDone(result) ? Outcome::kSkipped : Outcome::kDone;
     }

@@ -3,6 +3,7 @@
 #include "cancellation.h"
 #include "options.h"
 #include "progress.h"
+#include "report.h"
 #include "restyling.h"
 #include "sources_and_sinks.h"
 #include "text.h"
@@ -196,16 +197,6 @@ void makeFolder(const fs::path& folder) {
                                              (error ? error.message() : "there is a file of that name") +
                                              "): choose another one");
   }
-}
-
-std::size_t count(const std::vector<InputResult>& results, Outcome outcome) {
-  return static_cast<std::size_t>(
-      std::count_if(results.begin(), results.end(), [&](const auto& each) { return each.outcome == outcome; }));
-}
-
-std::string unitOf(const std::vector<InputResult>& results) {
-  const bool has_clips = std::any_of(results.begin(), results.end(), [](const auto& each) { return each.is_clip; });
-  return has_clips ? "files" : "images";
 }
 
 void restyleEach(const Options& options, Restyling& restyling, std::vector<InputResult>& results) {

@@ -68,12 +68,25 @@ void checkPipeOptions(const CommandLine& typed) {
   if (!typed.raw.empty()) {
     static_cast<void>(media::rawSize(typed.raw));
   }
+  if (reads_pipe && !(typed.start.empty() && typed.end.empty())) {
+    throw usage("--start and --end do not apply to the input -: cut what goes into the pipe");
+  }
+}
+
+// Throws unless the span has a length.
+void setSpan(const CommandLine& typed, media::SourceOptions& source) {
+  source.start_s = typed.start.empty() ? 0 : parseTime(typed.start).value();
+  source.end_s = typed.end.empty() ? std::nullopt : parseTime(typed.end);
+  if (source.end_s && *source.end_s <= source.start_s) {
+    throw usage("--end must be later than --start: write both as seconds or as 1:30");
+  }
 }
 
 std::vector<std::string> clipOptionsIn(const CommandLine& typed) {
   std::vector<std::string> given;
   for (const auto& [option, is_given] : {std::pair("--codec", !typed.codec.empty()), std::pair("--crf", typed.crf.has_value()),
-                                         std::pair("--sound", !typed.sound.empty()), std::pair("--steady", typed.steady)}) {
+                                         std::pair("--sound", !typed.sound.empty()), std::pair("--steady", typed.steady),
+                                         std::pair("--start", !typed.start.empty()), std::pair("--end", !typed.end.empty())}) {
     if (is_given) {
       given.emplace_back(option);
     }
@@ -87,6 +100,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.restyler.models = base::pathFromUtf8(typed.models);
   options.restyler.device = kDevices.at(typed.device);
   options.restyler.precision = typed.precision == "bf16" ? media::Precision::kBf16 : media::Precision::kF32;
+  options.restyler.cache_bytes = typed.no_cache ? 0 : options.restyler.cache_bytes;
   options.json = typed.json;
   if (command != Command::kRestyle && command != Command::kSheet) {
     return options;
@@ -115,15 +129,12 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.steady = typed.steady;
   options.source.raw = typed.raw;
   options.source.max_pixels = typed.max_pixels;
+  setSpan(typed, options.source);
   options.source.background = parseColour(typed.background).value();
-  options.sink = {typed.codec.empty() ? "h264" : typed.codec,
-                  typed.crf,
-                  typed.raw,
-                  typed.overwrite,
-                  kSounds.at(typed.sound),
-                  typed.quality,
-                  typed.keep_alpha};
+  options.sink = {typed.codec,   typed.crf,        typed.raw, typed.overwrite, kSounds.at(typed.sound),
+                  typed.quality, typed.keep_alpha, {}};
   options.to = typed.to.empty() ? "" : "." + typed.to;
+  options.sink.image = isPipe(typed.output) ? options.to : "";
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   options.resume = typed.resume;
   options.quiet = typed.quiet;
@@ -177,6 +188,29 @@ std::optional<std::uint32_t> parseColour(const std::string& text) {
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), colour, kHexadecimal);
   return error == std::errc() && end == digits.data() + kDigits && digits.size() == kDigits ? std::optional(colour)
                                                                                             : std::nullopt;
+}
+
+std::optional<double> parseTime(const std::string& text) {
+  constexpr double kMostSeconds = 1e6;
+  double seconds = 0;
+  std::string_view rest = text;
+  for (int part = 0; part < 3; ++part) {
+    const std::size_t colon = rest.find(':');
+    const bool is_last = colon == std::string_view::npos;
+    const std::string_view digits = rest.substr(0, colon);
+    double value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
+    const bool is_number = error == std::errc() && end == digits.data() + digits.size() && digits[0] >= '0' && digits[0] <= '9';
+    if (!is_number || (part > 0 && value >= 60) || (!is_last && value != std::floor(value))) {
+      return std::nullopt;
+    }
+    seconds = seconds * 60 + value;
+    if (is_last) {
+      return seconds <= kMostSeconds ? std::optional(seconds) : std::nullopt;
+    }
+    rest.remove_prefix(colon + 1);
+  }
+  return std::nullopt;
 }
 
 Options parseOptions(int count, const char* const* arguments) {

@@ -32,7 +32,7 @@ struct Options {
   bool steady = false;
   media::SourceOptions source; // but exact_colours, which depends on the input
   media::SinkOptions sink;
-  std::string to; // the file extension of many images, with its dot; empty: each input's own
+  std::string to; // the file extension of many images or of one in a pipe, with its dot; empty: each input's own
   ProgressWish progress = ProgressWish::kAuto;
   bool resume = false;
   bool quiet = false;
@@ -45,6 +45,9 @@ std::optional<SizeRule> parseSize(const std::string& text);
 
 // Parses a colour, "white", "black" or six hexadecimal digits, to 0xRRGGBB; nothing for any other text.
 std::optional<std::uint32_t> parseColour(const std::string& text);
+
+// Parses a time in seconds, as "90" or "90.5", "1:30" or "0:01:30"; nothing for any other text.
+std::optional<double> parseTime(const std::string& text);
 
 // Throws kUsage.
 Options parseOptions(int count, const char* const* arguments);

@@ -4,6 +4,7 @@
 #include "sources_and_sinks.h"
 #include "text.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -73,6 +74,16 @@ std::string resultText(const InputResult& result) {
     text << ", loaded in " << result.restyler.load_ms << " ms";
   }
   return text.str();
+}
+
+std::size_t count(const std::vector<InputResult>& results, InputResult::Outcome outcome) {
+  return static_cast<std::size_t>(
+      std::count_if(results.begin(), results.end(), [&](const auto& each) { return each.outcome == outcome; }));
+}
+
+std::string unitOf(const std::vector<InputResult>& results) {
+  const bool has_clips = std::any_of(results.begin(), results.end(), [](const auto& each) { return each.is_clip; });
+  return has_clips ? "files" : "images";
 }
 
 Json jsonOf(const media::RestylerReport& report) {

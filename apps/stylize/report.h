@@ -40,6 +40,11 @@ std::string resultText(const InputResult& result);
 nlohmann::ordered_json jsonOf(const media::RestylerReport& report);
 nlohmann::ordered_json jsonOf(const InputResult& result);
 
+std::size_t count(const std::vector<InputResult>& results, InputResult::Outcome outcome);
+
+// "images", or "files" if there are clips among them.
+std::string unitOf(const std::vector<InputResult>& results);
+
 // Prints a whole run: device and style, results, exit status. taken: jsonOf(report), empty if nothing had to be done.
 void printRun(nlohmann::ordered_json taken, const std::vector<InputResult>& results, base::ExitStatus status);
 

@@ -70,15 +70,18 @@ ExitStatus reportOne(const Options& options, const media::RestylerReport& report
   return status;
 }
 
-void checkOne(const Options& options, const fs::path& input, const fs::path& output) {
-  const bool is_clip = isPipe(input) || isClipOutput(output);
-  if (!is_clip && !media::isImageName(output)) {
+bool writesImage(const Options& options) {
+  return media::isImageName(options.output) || !options.sink.image.empty();
+}
+
+void checkOne(const Options& options, const fs::path& input, const fs::path& output, bool is_clip) {
+  if (!is_clip && !writesImage(options)) {
     media::requireExists(input); // the user may have meant a folder, whose results go into a folder
     const std::string clips = base::joined(media::clipExtensions());
     throw usage("the output " + base::quotedPath(output) + " has no known file extension: use one of " +
                 base::joined(media::imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips));
   }
-  if (!options.to.empty()) {
+  if (!options.to.empty() && !isPipe(output)) {
     throw usage("--to applies to many inputs only: leave it out and set the extension of -o");
   }
   if (!is_clip && !options.clip_options.empty()) {
@@ -86,6 +89,9 @@ void checkOne(const Options& options, const fs::path& input, const fs::path& out
   }
   if (isPipe(output) && base::isTerminal(base::Stream::kOutput)) {
     throw usage("the output - is a terminal, which cannot show frames: pipe it into a program");
+  }
+  if (is_clip && isPipe(output) && media::isImageFile(input)) {
+    throw usage(base::quotedPath(input) + " is an image: add --to with the kind that the output - is to be");
   }
   if (is_clip && !isPipe(output)) {
     media::checkClipOptions(output, options.sink);
@@ -108,8 +114,8 @@ ExitStatus restyleOne(const Options& options) {
   InputResult result;
   result.input = options.inputs.front();
   result.output = options.output;
-  result.is_clip = isPipe(result.input) || isClipOutput(result.output);
-  checkOne(options, result.input, result.output);
+  result.is_clip = !writesImage(options) && (isPipe(result.input) || isClipOutput(result.output));
+  checkOne(options, result.input, result.output, result.is_clip);
   std::error_code error;
   if (options.resume && fs::is_regular_file(result.output, error)) {
     result.outcome = InputResult::Outcome::kSkipped;
@@ -120,6 +126,7 @@ ExitStatus restyleOne(const Options& options) {
   }
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
+    removeLeftovers(options, result.output.parent_path());
     requireNotRead(result.output, {result.input, options.style_image});
   }
   // The input is decoded while the device is loaded. Its faults are reported first.

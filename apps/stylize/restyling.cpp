@@ -102,18 +102,25 @@ void Restyling::run(media::Source& source, media::Sink& sink, InputResult& resul
 }
 
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result) {
-  if (!result.is_clip) {
+  if (!result.is_clip && !isPipe(result.input)) {
     return media::openImageSource(result.input, options.source);
   }
   // Without any of the style, the result equals the source as exactly as its layout allows.
   media::SourceOptions source = options.source;
   source.exact_colours = options.strength == 0 && !options.size;
   if (!isPipe(result.input)) {
-    return media::openClipSource(result.input, source.exact_colours);
+    return media::openClipSource(result.input, source);
   }
   media::waitForStandardInput(base::cancellationIsDue());
   base::throwIfCancelled();
-  return media::openSource(result.input, source);
+  std::unique_ptr<media::Source> pipe = media::openSource(result.input, source);
+  const bool is_image = pipe->info().frames_expected == 1;
+  if (is_image == result.is_clip) {
+    throw Error(ErrorKind::kInputOutput,
+                is_image ? "standard input is an image: name the output like one, as out.png, or add --to for the output -"
+                         : "standard input holds frames: name the output like a clip, as out.mp4");
+  }
+  return pipe;
 }
 
 media::Picture readImage(const std::filesystem::path& file, const media::SourceOptions& options) {

@@ -11,6 +11,8 @@
 
 namespace vorin::stylize {
 
+struct Options;
+
 // ---- Inputs ----
 //
 // Each name has a root: a file's is its folder, a folder's is itself. The tree that is mirrored is the one below the deepest
@@ -32,9 +34,12 @@ bool nameSeveral(const std::vector<std::filesystem::path>& names);
 std::vector<Input> listInputs(const std::vector<std::filesystem::path>& names, const std::filesystem::path& left_out,
                               bool with_clips, std::map<std::string, int>* other_kinds = nullptr);
 
-// The file for the result of an input. image_extension: with its dot, for images; empty: their own. An image of a kind that is
-// read but not written becomes .png, such a clip .mkv.
-std::filesystem::path outputFor(const Input& input, const std::filesystem::path& folder, const std::string& image_extension);
+// The file for the result of an input, in the folder of results. An image of a kind that is read but not written becomes .png;
+// such a clip, and a .webm clip that cannot hold what the options ask for, .mkv.
+std::filesystem::path outputFor(const Input& input, const Options& options);
+
+// Deletes the temporary files of killed runs from the folder; where no run is resumed, only those that nobody wrote to for a day.
+void removeLeftovers(const Options& options, const std::filesystem::path& folder);
 
 // Throws kUsage if the output is one of the files that are read, also through links, so that --overwrite does not destroy it.
 void requireNotRead(const std::filesystem::path& output, const std::vector<std::filesystem::path>& files);
@@ -42,7 +47,6 @@ void requireNotRead(const std::filesystem::path& output, const std::vector<std::
 // ---- Their way ----
 
 struct InputResult;
-struct Options;
 
 // The size of the result's pictures as they are stored: --size means them as they are shown. Throws kUsage if no picture may have
 // that size.

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -55,6 +58,18 @@ bool isWritable(const fs::path& folder) {
   return access(folder.c_str(), W_OK) == 0;
 }
 
+fs::file_time_type lastUse(const fs::path& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) != 0) {
+    return fs::file_time_type::min();
+  }
+  const auto timeOf = [](const timespec& time) {
+    const auto since_1970 = std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    return fs::file_time_type::clock::from_sys(std::chrono::sys_time<std::chrono::nanoseconds>(since_1970));
+  };
+  return std::max(timeOf(status.st_atim), timeOf(status.st_mtim));
+}
+
 // Ignores paths that are not absolute, as the XDG base directory rules demand.
 std::optional<fs::path> userCacheFolder() {
   const char* cache = std::getenv("XDG_CACHE_HOME");
@@ -95,6 +110,29 @@ FileLock::~FileLock() {
   if (descriptor_ >= 0) {
     close(descriptor_);
   }
+}
+
+// The machine's, or less where the process may only have so much. Swap space counts.
+std::optional<std::uint64_t> availableMemory() {
+  constexpr std::uint64_t kKibibyte = 1024;
+  std::ifstream lines("/proc/meminfo");
+  std::uint64_t machine_bytes = 0;
+  bool is_known = false;
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.starts_with("MemAvailable:") || line.starts_with("SwapFree:")) {
+      machine_bytes += kKibibyte * std::strtoull(line.c_str() + line.find(':') + 1, nullptr, 10);
+      is_known = is_known || line.starts_with("Mem");
+    }
+  }
+  rlimit limit = {};
+  std::uint64_t used_pages = 0;
+  if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY && std::ifstream("/proc/self/statm") >> used_pages) {
+    const std::uint64_t used_bytes = used_pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    const std::uint64_t own_bytes = limit.rlim_cur - std::min<std::uint64_t>(used_bytes, limit.rlim_cur);
+    return is_known ? std::min(machine_bytes, own_bytes) : own_bytes;
+  }
+  return is_known ? std::optional(machine_bytes) : std::nullopt;
 }
 
 // ---- Sums ----

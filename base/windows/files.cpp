@@ -103,6 +103,12 @@ bool isWritable(const fs::path& folder) {
   return _waccess(folder.c_str(), kWritability) == 0;
 }
 
+fs::file_time_type lastUse(const fs::path& file) {
+  std::error_code error;
+  const fs::file_time_type time = fs::last_write_time(file, error);
+  return error ? fs::file_time_type::min() : time;
+}
+
 std::optional<fs::path> userCacheFolder() {
   std::array<wchar_t, MAX_PATH> folder{};
   const HRESULT result = SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder.data());
@@ -132,6 +138,12 @@ FileLock::FileLock(const fs::path& file) : descriptor_(-1) {
     OVERLAPPED place = lockPlace();
     LockFileEx(handleOf(descriptor_), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place);
   }
+}
+
+std::optional<std::uint64_t> availableMemory() {
+  MEMORYSTATUSEX status = {};
+  status.dwLength = sizeof status;
+  return GlobalMemoryStatusEx(&status) != FALSE ? std::optional<std::uint64_t>(status.ullAvailPageFile) : std::nullopt;
 }
 
 FileLock::~FileLock() {

@@ -132,13 +132,20 @@ bool LibraryObject::prepareFilter(Style style) {
   return !isOneColour(matOver(output));
 }
 
-bool LibraryObject::loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size) {
+bool LibraryObject::loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size,
+                                std::uint64_t cache_bytes) {
+  requireRoomForNetwork(package.bytesOf(network));
+  copy_.keepCompiled(cache_bytes > 0);
   set(SttCfgStyleType, network.style_type);
   set(SttCfgStyleIndex, network.style_index);
   setSize(size);
   require(object_->SetConfig(context_, SttCfgModelPath, package.libraryFolder().c_str()),
           "the library refuses the folder of the models");
-  return guarded("the network cannot be loaded", [&] { return object_->Prepare(context_); }) == VORIN_STATUS_OK;
+  const _VorinStatus status = guarded("the network cannot be loaded", [&] { return object_->Prepare(context_); });
+  if (cache_bytes > 0) {
+    boundNetworkCache(cache_bytes);
+  }
+  return status == VORIN_STATUS_OK;
 }
 
 double LibraryObject::process(const Picture& input, const Picture* style_image, Picture& output) {

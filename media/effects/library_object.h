@@ -30,8 +30,9 @@ public:
   // restyles a built-in picture and checks the result.
   bool prepareFilter(Style style);
 
-  // Loads a network for results of this size. Returns false if the library cannot load it.
-  bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size);
+  // Loads a network for results of this size, under the lock of the writable folder. cache_bytes: what compiled networks may take
+  // there; 0: none is used or kept. Returns false if the library cannot load it. Throws kInputOutput without room on the disk.
+  bool loadNetwork(const ModelPackage& package, const modelpack::NamedNetwork& network, Size size, std::uint64_t cache_bytes);
 
   // Has the next frame of the style transfer smoothed against none.
   void forgetFrames() { copy_.forgetFrames(*object_); }

@@ -185,7 +185,7 @@ private:
     {
       const base::FileLock one_at_a_time(writableFolder() / "lock"); // the library unpacks networks under fixed names
       network_ = findNetwork(); // the package may be another by now, and the library never returns from one that is cut off
-      if (!object->loadNetwork(*package_, *network_, network_size)) {
+      if (!object->loadNetwork(*package_, *network_, network_size, options_.cache_bytes)) {
         throw package_->failedToLoad(options_.style);
       }
     }

@@ -1,22 +1,19 @@
-// PNG and JPEG files by libpng and libjpeg-turbo, WebP files by webp_image.cpp, the others by the clip module. OpenCV's imgcodecs
-// would bring 140 libraries with it, which take longer to load than most images take to restyle.
+// PNG files by libpng, JPEG and WebP files by jpeg_image.cpp and webp_image.cpp, the others by the clip module. OpenCV's
+// imgcodecs would bring 140 libraries with it, which take longer to load than most images take to restyle.
 //
-// libpng and libjpeg report an error by longjmp. Functions that call setjmp hold no object with a destructor: what must be freed
-// belongs to their caller.
+// libpng reports an error by longjmp. Functions that call setjmp hold no object with a destructor: what must be freed belongs to
+// their caller.
 #include "../image_codec.h"
 
 #include "../clip_module.h"
+#include "../image_bytes.h"
 #include "../sources_and_sinks.h"
 
 #include <opencv2/core.hpp>
 
-#include <algorithm>
 #include <array>
 #include <csetjmp>
-#include <cstdio> // jpeglib.h needs it
-#include <cstdlib>
 #include <cstring>
-#include <jpeglib.h>
 #include <new>
 #include <png.h>
 #include <webp/encode.h>
@@ -24,8 +21,6 @@
 
 namespace vorin::media {
 namespace {
-
-using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::array kEncodings = {
     ImageEncoding{".png", static_cast<int>(kLargestSide), true, true},
@@ -100,6 +95,20 @@ bool decodePng(PngReader& reader, cv::Mat& picture) {
   return true;
 }
 
+// Gives null where there is no profile. It belongs to the reader.
+png_bytep readPngProfile(PngReader& reader, png_uint_32& bytes) {
+  if (reader.info == nullptr || setjmp(png_jmpbuf(reader.png)) != 0) { // NOLINT(cert-err52-cpp): libpng's way
+    return nullptr;
+  }
+  png_set_read_fn(reader.png, &reader.unread, &PngReader::read);
+  png_read_info(reader.png, reader.info);
+  png_charp name = nullptr;
+  int compression = 0;
+  png_bytep profile = nullptr;
+  png_get_iCCP(reader.png, reader.info, &name, &compression, &profile, &bytes);
+  return profile;
+}
+
 struct PngWriter {
   PngWriter() {
     png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, &PngReader::fail, [](png_structp, png_const_charp) {});
@@ -133,8 +142,22 @@ int pngColourType(const cv::Mat& picture) {
   return picture.channels() == 4 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB;
 }
 
+void setPngTags(png_structp png, png_infop info, const ImageTags& tags) {
+  png_set_benign_errors(png, 1); // an unusable profile is left out
+  if (!tags.profile.empty()) {
+    png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, tags.profile.data(),
+                 static_cast<png_uint_32>(tags.profile.size()));
+  }
+  if (!tags.exif.empty()) {
+    png_set_eXIf_1(png, info, static_cast<png_uint_32>(tags.exif.size()), const_cast<png_bytep>(tags.exif.data())); // copied
+  }
+  if (tags.pixels_per_metre_x > 0) {
+    png_set_pHYs(png, info, tags.pixels_per_metre_x, tags.pixels_per_metre_y, PNG_RESOLUTION_METER);
+  }
+}
+
 // Fast rather than small: the strategy and the filter suit pictures, whose neighbours are alike.
-bool encodePng(const PngWriter& writer, const cv::Mat& picture, std::vector<std::uint8_t>& file) {
+bool encodePng(const PngWriter& writer, const cv::Mat& picture, const ImageTags& tags, std::vector<std::uint8_t>& file) {
   if (writer.info == nullptr || setjmp(png_jmpbuf(writer.png)) != 0) { // NOLINT(cert-err52-cpp): libpng's way
     return false;
   }
@@ -144,105 +167,13 @@ bool encodePng(const PngWriter& writer, const cv::Mat& picture, std::vector<std:
   png_set_compression_strategy(writer.png, Z_RLE);
   png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(picture.cols), static_cast<png_uint_32>(picture.rows), 8,
                pngColourType(picture), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  setPngTags(writer.png, writer.info, tags);
   png_write_info(writer.png, writer.info);
   png_set_bgr(writer.png);
   for (int row = 0; row < picture.rows; ++row) {
     png_write_row(writer.png, picture.ptr(row));
   }
   png_write_end(writer.png, writer.info);
-  return true;
-}
-
-// ---- JPEG ----
-
-struct JpegErrors : jpeg_error_mgr {
-  JpegErrors() : jpeg_error_mgr() {
-    jpeg_std_error(this);
-    error_exit = [](j_common_ptr state) {
-      std::longjmp(static_cast<JpegErrors*>(state->err)->jump, 1); // NOLINT(cert-err52-cpp): libjpeg's way
-    };
-    emit_message = [](j_common_ptr, int) {};
-  }
-  std::jmp_buf jump = {};
-};
-
-struct JpegReader {
-  JpegReader() { state.err = &errors; }
-  ~JpegReader() { jpeg_destroy_decompress(&state); }
-  JpegReader(const JpegReader&) = delete;
-  JpegReader& operator=(const JpegReader&) = delete;
-
-  JpegErrors errors;
-  jpeg_decompress_struct state = {};
-};
-
-// Gives four channels, cyan, magenta, yellow and black, of a file of four.
-bool decodeJpeg(JpegReader& reader, Bytes file, cv::Mat& picture) {
-  jpeg_decompress_struct& state = reader.state;
-  if (setjmp(reader.errors.jump) != 0) { // NOLINT(cert-err52-cpp): libjpeg's way
-    return false;
-  }
-  jpeg_create_decompress(&state);
-  jpeg_mem_src(&state, file.data(), file.size());
-  jpeg_read_header(&state, TRUE);
-  state.out_color_space = state.num_components == 4 ? JCS_CMYK : JCS_EXT_BGR;
-  jpeg_start_decompress(&state);
-  if (!makePicture(picture, state.output_width, state.output_height, state.output_components)) {
-    return false;
-  }
-  while (state.output_scanline < state.output_height) {
-    JSAMPROW row = picture.ptr(static_cast<int>(state.output_scanline));
-    jpeg_read_scanlines(&state, &row, 1);
-  }
-  jpeg_finish_decompress(&state);
-  return true;
-}
-
-// Of inks as the usual programs store them: 255 is none.
-cv::Mat bgrOfCmyk(const cv::Mat& cmyk) {
-  cv::Mat bgr(cmyk.size(), CV_8UC3);
-  std::transform(cmyk.begin<cv::Vec4b>(), cmyk.end<cv::Vec4b>(), bgr.begin<cv::Vec3b>(), [](const cv::Vec4b& inks) {
-    const int black = inks[3];
-    const auto light = [&](int ink) { return static_cast<std::uint8_t>(black - ((255 - ink) * black >> 8)); };
-    return cv::Vec3b(light(inks[2]), light(inks[1]), light(inks[0]));
-  });
-  return bgr;
-}
-
-struct JpegWriter {
-  JpegWriter() { state.err = &errors; }
-  ~JpegWriter() {
-    jpeg_destroy_compress(&state);
-    std::free(file); // NOLINT(cppcoreguidelines-no-malloc): libjpeg's
-  }
-  JpegWriter(const JpegWriter&) = delete;
-  JpegWriter& operator=(const JpegWriter&) = delete;
-
-  JpegErrors errors;
-  jpeg_compress_struct state = {};
-  unsigned char* file = nullptr;
-  unsigned long file_bytes = 0;
-};
-
-bool encodeJpeg(JpegWriter& writer, const cv::Mat& picture, int quality) {
-  jpeg_compress_struct& state = writer.state;
-  if (setjmp(writer.errors.jump) != 0) { // NOLINT(cert-err52-cpp): libjpeg's way
-    return false;
-  }
-  jpeg_create_compress(&state);
-  jpeg_mem_dest(&state, &writer.file, &writer.file_bytes);
-  state.image_width = static_cast<JDIMENSION>(picture.cols);
-  state.image_height = static_cast<JDIMENSION>(picture.rows);
-  state.input_components = picture.channels();
-  state.in_color_space = picture.channels() == 1 ? JCS_GRAYSCALE : JCS_EXT_BGR;
-  jpeg_set_defaults(&state);
-  jpeg_set_quality(&state, quality, TRUE);
-  jpeg_start_compress(&state, TRUE);
-  for (int row = 0; row < picture.rows; ++row) {
-    JSAMPROW samples = const_cast<JSAMPROW>(picture.ptr(row)); // only read
-    jpeg_write_scanlines(&state, &samples, 1);
-  }
-  jpeg_finish_compress(&state);
   return true;
 }
 
@@ -260,6 +191,13 @@ std::span<const ImageEncoding> imageEncodings() {
   return kEncodings;
 }
 
+std::vector<std::uint8_t> pngProfile(Bytes file) {
+  PngReader reader(file);
+  png_uint_32 bytes = 0;
+  const png_bytep profile = readPngProfile(reader, bytes);
+  return profile == nullptr ? std::vector<std::uint8_t>() : std::vector<std::uint8_t>(profile, profile + bytes);
+}
+
 std::optional<cv::Mat> decodeImage(Bytes file) {
   cv::Mat picture;
   switch (imageKindOf(file)) {
@@ -267,11 +205,8 @@ std::optional<cv::Mat> decodeImage(Bytes file) {
     PngReader reader(file);
     return decodePng(reader, picture) ? picture : cv::Mat();
   }
-  case ImageKind::kJpeg: {
-    JpegReader reader;
-    const bool is_decoded = decodeJpeg(reader, file, picture);
-    return !is_decoded ? cv::Mat() : picture.channels() == 4 ? bgrOfCmyk(picture) : picture;
-  }
+  case ImageKind::kJpeg:
+    return decodeJpeg(file);
   case ImageKind::kWebp:
     return decodeWebp(file);
   default:
@@ -279,22 +214,20 @@ std::optional<cv::Mat> decodeImage(Bytes file) {
   }
 }
 
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality,
+                                      const ImageTags& tags) {
   if (encoding.extension == ".png") {
     const PngWriter writer;
     std::vector<std::uint8_t> file;
-    return encodePng(writer, picture, file) ? file : std::vector<std::uint8_t>();
+    return encodePng(writer, picture, tags, file) ? file : std::vector<std::uint8_t>();
   }
   if (encoding.extension == ".webp") {
-    return encodeWebp(picture, quality);
+    return encodeWebp(picture, quality, tags);
   }
   if (encoding.extension == ".bmp") {
     return clipModule().encode_bmp(picture);
   }
-  JpegWriter writer;
-  return encodeJpeg(writer, picture, quality.value_or(kUsualJpegQuality))
-             ? std::vector<std::uint8_t>(writer.file, writer.file + writer.file_bytes)
-             : std::vector<std::uint8_t>();
+  return encodeJpeg(picture, quality.value_or(kUsualJpegQuality), tags);
 }
 
 } // namespace vorin::media

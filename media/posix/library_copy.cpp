@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <fstream>
 #include <iostream>
 #include <link.h>
@@ -14,6 +15,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -193,6 +195,55 @@ LibraryCopy::Object LibraryCopy::create() const {
   SttInterface* object = nullptr;
   functions_.create(&object);
   return {object, {functions_.destroy}};
+}
+
+namespace {
+
+int kernels_state = -1; // a file that all processes that use the folder lock together; it holds "1" while there are some
+
+bool setKernelsState(char state) {
+  return pwrite(kernels_state, &state, 1, 0) == 1;
+}
+
+} // namespace
+
+void giveKernelsAFolder() {
+  constexpr int kForOwner = 0600;
+  if (!variable("POCL_CACHE_DIR").empty()) {
+    return;
+  }
+  fs::path folder;
+  try {
+    folder = writableFolder();
+  } catch (const Error&) { // reported when it is needed
+    return;
+  }
+  const fs::path kernels = folder / "pocl";
+  std::error_code ignored;
+  kernels_state = open((folder / "pocl.state").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kForOwner);
+  if (kernels_state >= 0 && flock(kernels_state, LOCK_EX | LOCK_NB) == 0) { // no other process uses the folder
+    char state = '0';
+    if (pread(kernels_state, &state, 1, 0) == 1 && state == '1') {
+      fs::remove_all(kernels, ignored);
+    }
+    for (fs::directory_iterator entry(kernels, ignored), end; !ignored && entry != end; entry.increment(ignored)) {
+      if (entry->path().filename().string().starts_with("tempfile_")) { // two a process, which PoCL leaves there
+        fs::remove(entry->path(), ignored);
+      }
+    }
+    static_cast<void>(setKernelsState('1'));
+  }
+  fs::create_directory(kernels, ignored);
+  fs::permissions(kernels, fs::perms::owner_all, ignored); // programs lie there
+  if (kernels_state >= 0 && flock(kernels_state, LOCK_SH) == 0 && fs::is_directory(kernels, ignored)) {
+    setenv("POCL_CACHE_DIR", kernels.c_str(), 1); // NOLINT(concurrency-mt-unsafe): there are no other threads
+  }
+}
+
+void noteGoodEnd() {
+  if (kernels_state >= 0 && flock(kernels_state, LOCK_EX | LOCK_NB) == 0) { // the last one
+    static_cast<void>(setKernelsState('0'));
+  }
 }
 
 bool mayHaveGpu() {

@@ -1,17 +1,18 @@
 // WebP files by libwebp; of an animation, the first picture.
+#include "../image_bytes.h"
 #include "../image_codec.h"
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
 #include <webp/decode.h>
 #include <webp/demux.h>
 #include <webp/encode.h>
 
 namespace vorin::media {
 namespace {
-
-using Bytes = std::span<const std::uint8_t>;
 
 cv::Mat decodeStill(Bytes file) {
   WebPBitstreamFeatures features;
@@ -59,13 +60,53 @@ cv::Mat decodeAnimation(Bytes file) {
   return canvas;
 }
 
+void appendNumber(std::vector<std::uint8_t>& file, std::size_t value, int bytes) {
+  for (int index = 0; index < bytes; ++index) {
+    file.push_back(static_cast<std::uint8_t>(value >> (8 * index)));
+  }
+}
+
+void appendChunk(std::vector<std::uint8_t>& file, std::string_view name, Bytes content) {
+  file.insert(file.end(), name.begin(), name.end());
+  appendNumber(file, content.size(), 4);
+  file.insert(file.end(), content.begin(), content.end());
+  file.resize(file.size() + content.size() % 2);
+}
+
+// Puts tags around the chunks of a file that libwebp has encoded. They need the chunk VP8X, which tells what is there.
+std::vector<std::uint8_t> withTags(Bytes encoded, const cv::Mat& picture, const ImageTags& tags) {
+  constexpr std::size_t kHeadBytes = 12; // RIFF, length, WEBP
+  constexpr std::size_t kCanvasBytes = 18;
+  const bool has_canvas = textAt(encoded, kHeadBytes, "VP8X");
+  const unsigned flags =
+      (tags.profile.empty() ? 0U : 0x20U) | (picture.channels() == 4 ? 0x10U : 0U) | (tags.exif.empty() ? 0U : 8U);
+  std::vector<std::uint8_t> canvas;
+  appendNumber(canvas, flags, 4);
+  appendNumber(canvas, static_cast<std::size_t>(picture.cols - 1), 3);
+  appendNumber(canvas, static_cast<std::size_t>(picture.rows - 1), 3);
+  std::vector<std::uint8_t> file(encoded.begin(), encoded.begin() + kHeadBytes);
+  appendChunk(file, "VP8X", canvas);
+  if (!tags.profile.empty()) {
+    appendChunk(file, "ICCP", tags.profile);
+  }
+  const Bytes pixels = encoded.subspan(kHeadBytes + (has_canvas ? kCanvasBytes : 0));
+  file.insert(file.end(), pixels.begin(), pixels.end());
+  if (!tags.exif.empty()) {
+    appendChunk(file, "EXIF", tags.exif);
+  }
+  std::vector<std::uint8_t> length;
+  appendNumber(length, file.size() - 8, 4);
+  std::copy(length.begin(), length.end(), file.begin() + 4);
+  return file;
+}
+
 } // namespace
 
 cv::Mat decodeWebp(Bytes file) {
   return readImageHeader(file).is_animated ? decodeAnimation(file) : decodeStill(file);
 }
 
-std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality) {
+std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> quality, const ImageTags& tags) {
   const bool has_alpha = picture.channels() == 4;
   const auto pitch_bytes = static_cast<int>(picture.step);
   std::uint8_t* bytes = nullptr;
@@ -78,7 +119,9 @@ std::vector<std::uint8_t> encodeWebp(const cv::Mat& picture, std::optional<int> 
     count = encode(picture.data, picture.cols, picture.rows, pitch_bytes, &bytes);
   }
   const std::unique_ptr<std::uint8_t, void (*)(void*)> owner(bytes, &WebPFree);
-  return {bytes, bytes + count};
+  const Bytes encoded(bytes, count);
+  const bool has_tags = count > 0 && !(tags.profile.empty() && tags.exif.empty());
+  return has_tags ? withTags(encoded, picture, tags) : std::vector<std::uint8_t>(encoded.begin(), encoded.end());
 }
 
 } // namespace vorin::media

@@ -36,7 +36,7 @@ Size rawSize(const std::string& /*raw*/) {
   throw noClips();
 }
 
-std::unique_ptr<Source> openClipSource(const std::filesystem::path& /*clip*/, bool /*exact_colours*/) {
+std::unique_ptr<Source> openClipSource(const std::filesystem::path& /*clip*/, const SourceOptions& /*options*/) {
   throw noClips();
 }
 
@@ -48,6 +48,10 @@ std::unique_ptr<Sink> openClipSink(const std::filesystem::path& /*clip*/, const 
 void waitForStandardInput(const std::atomic<bool>& /*cancelled*/) {}
 
 std::unique_ptr<Source> openPipeSource(int /*descriptor*/, const SourceOptions& /*options*/) {
+  throw noClips();
+}
+
+void writeStandardOutput(std::span<const std::uint8_t> /*bytes*/) {
   throw noClips();
 }
 

@@ -206,7 +206,12 @@ std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
   }
 }
 
-std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality) {
+std::vector<std::uint8_t> pngProfile(std::span<const std::uint8_t> /*file*/) {
+  return {};
+}
+
+std::vector<std::uint8_t> encodeImage(const ImageEncoding& encoding, const cv::Mat& picture, std::optional<int> quality,
+                                      const ImageTags& /*tags*/) {
   const ComApartment apartment;
   try {
     return encode(encoding, picture, quality);

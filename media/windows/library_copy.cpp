@@ -153,6 +153,10 @@ LibraryCopy::Object LibraryCopy::create() const {
   return {object, {functions_.destroy}};
 }
 
+void giveKernelsAFolder() {}
+
+void noteGoodEnd() {}
+
 bool mayHaveGpu() {
   return true;
 }

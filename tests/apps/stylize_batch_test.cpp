@@ -104,6 +104,20 @@ TEST_F(StylizeBatch, ResumedRunGivesWhatAnUninterruptedOneGives) {
   EXPECT_EQ(fs::last_write_time(out / "a.png"), written);
 }
 
+// Another run may still write to a young file.
+TEST_F(StylizeBatch, LeftoversOfKilledRunsAreRemovedAfterADay) {
+  for (const bool resume : {false, true}) {
+    for (const char* digit : {"0", "1"}) {
+      std::ofstream(run_.file(".vorin-" + std::string(15, '0') + digit + ".part")) << "half an image";
+    }
+    fs::last_write_time(run_.file(".vorin-0000000000000000.part"), fs::file_time_type::clock::now() - std::chrono::hours(25));
+    fs::remove(run_.file("out.png"));
+    EXPECT_EQ(run_.restyle({"--style", "pencil", resume ? "--resume" : "-q"}).exit_status, 0);
+    EXPECT_EQ(run_.names().count(".vorin-0000000000000000.part"), 0U);
+    EXPECT_EQ(run_.names().count(".vorin-0000000000000001.part"), resume ? 0U : 1U);
+  }
+}
+
 // The second image is slow to restyle, and its temporary file shows that work on it has begun.
 TEST_F(StylizeBatch, CancelledRunKeepsWhatIsDone) {
   run_.image("large.bmp", {4000, 3000});

@@ -81,6 +81,22 @@ TEST_F(StylizeClip, PipesTakeThePlaceOfFiles) {
   }
 }
 
+// A photo goes in and out as from and to a file. The last case pipes frames where an image is wanted, the one before the reverse.
+TEST_F(StylizeClip, APipeMayCarryAPhoto) {
+  const std::string in = run_.image("photo.png");
+  EXPECT_EQ(StylizeRun::run({in, "-o", run_.file("file.bmp"), "--style", "pencil"}).exit_status, 0);
+  const std::string expected = readFile(run_.file("file.bmp"));
+  EXPECT_TRUE(shell("cat " + in + " | $0 - -o - --to bmp --style pencil --quiet") == expected);
+  EXPECT_TRUE(shell("$0 " + in + " -o - --to bmp --style pencil --quiet | cat") == expected);
+  for (const auto& [command, said] :
+       {std::pair("cat " + in + " | $0 - --style pencil -o " + run_.file("out.mp4"), "standard input is an image"),
+        {"printf 'YUV4MPEG2 W2 H2\\nFRAME\\n123456' | $0 - --style pencil -o " + run_.file("out.png"),
+         "standard input holds frames"},
+        {"head -c 500 " + in + " | $0 - --style pencil -o " + run_.file("out.png"), "standard input is truncated"}}) {
+    expectFailure(ChildProcess({"/bin/sh", "-c", command, StylizeRun::program()}, StylizeRun::withGpu()).wait(), 5, said);
+  }
+}
+
 // The first frame stays unchanged, and the noise of the others is reduced.
 TEST_F(StylizeClip, SteadyChangesAllButTheFirstFrame) {
   constexpr std::size_t kFrameBytes = 160 * 120 * 4;
@@ -171,12 +187,17 @@ TEST_F(StylizeClip, FailuresAreOneLineWithTheirStatus) {
            {{in, "-o", "-", "--raw", "bgra:8x8"}, 2, "write it as nv12:1280x720@30"},
            {{in, "-o", "-", "--raw", "bgra:8x8@5"}, 2, "does not match the frames' size 160x120"},
            {{in, "-o", "-", "--crf", "5"}, 2, "not encoded"},
+           {{image, "-o", "-"}, 2, "is an image: add --to"},
+           {{in, "-o", out, "--start", "1:00", "--end", "0:30"}, 2, "--end must be later"},
+           {{in, "-o", out, "--start", "9"}, 5, "has no frame between --start and --end"},
+           {{in, "-o", run_.file("out.webm"), "--sound", "aac"}, 2, "a .webm file cannot hold AAC"},
            {{in, "-o", "-", "--json"}, 2, "would both go to standard output"},
            {{"-", in, "-o", out}, 2, "a pipe must be the only input"},
            {{in, "-o", out, "--style-image", run_.file("images"), "--style", "transfer"}, 2, "--style-image is a folder"},
            {{image, "-o", png, "--codec", "h264"}, 2, "--codec applies to clips only"},
            {{run_.file("images"), "-o", run_.file("new"), "--steady"}, 2, "--steady applies to clips only, and none is named"},
            {{image, "-o", out}, 5, "is not a clip"},
+           {{"/dev/zero", "-o", png}, 5, "is not an image file"}, // and has no end
            {{in, "-o", png}, 5, "is a clip: name the output like a clip"},
            {{in, "-o", "-", "--raw", "bgra:160x120@10"}, 5, kNoSpace},
        }) {

@@ -118,6 +118,20 @@ TEST_F(StylizeInfo, ListsWhatThereIs) {
   EXPECT_EQ(text.standard_error, "");
 }
 
+TEST_F(StylizeInfo, CountsTheCompiledNetworksThatAreKept) {
+  pack({});
+  const StylizeRun folder;
+  ChildSetting setting = StylizeRun::withGpu();
+  StylizeRun::setCacheFolder(setting, folder.folder() / "cache");
+  for (const auto& [option, networks] : {std::pair("--no-cache", 0), {"--quiet", 1}, {"--no-cache", 1}, {"--quiet", 1}}) {
+    EXPECT_EQ(folder.restyle({"--style", "cartoon", "--models", package_.folder(), "--overwrite", option}, setting).exit_status,
+              0);
+    const json cache = json::parse(StylizeRun::run({"info", "--json"}, setting).standard_output)["cache"];
+    EXPECT_EQ(cache["networks"], networks) << option;
+    EXPECT_EQ(cache["size_bytes"] > 0, networks > 0);
+  }
+}
+
 TEST_F(StylizeInfo, WithoutAPackageItIsAnErrorWhereOneWasNamed) {
   const TemporaryFolder empty;
   EXPECT_TRUE(run({"info", "--json", "--models", empty.path().string()}, 3)["package"].is_null());

@@ -33,6 +33,15 @@ TEST(StylizeParts, SizesArePlainDecimalNumbers) {
   }
 }
 
+TEST(StylizeParts, TimesAreSecondsOrHaveColons) {
+  for (const auto& [text, seconds] : {std::pair("90.5", 90.5), {"1:30", 90}, {"0:01:30.25", 90.25}, {"120:05", 7205}, {"0", 0}}) {
+    EXPECT_EQ(parseTime(text), seconds) << text;
+  }
+  for (const char* text : {"", "-1", "+1", "1e3", "1:60", "1.5:30", "1:2:3:4", ":30", "1:", "nan", "1 ", "1:-5", "0:99999999"}) {
+    EXPECT_EQ(parseTime(text), std::nullopt) << text;
+  }
+}
+
 // Of pictures of 720x576: a photo, a clip with pixels of 16:15 (shown as 768x576), and the same on its side.
 TEST(StylizeParts, SizesMeanThePictureAsItIsShown) {
   media::SourceInfo image;
@@ -65,18 +74,22 @@ TEST(StylizeParts, SizesMeanThePictureAsItIsShown) {
 
 TEST(StylizeParts, InputsMirrorTheTreeBelowTheCommonFolder) {
   const TemporaryFolder folder;
-  for (const std::string name : {"in/a.jpg", "in/sub/deep/b.PNG", "in/sub/c.webp", "in/text.txt", "in/.hidden.jpg",
-                                 "in/.dir/d.jpg", "in/out/old.png", "other/a.gif", "other/e.bmp", "other/f.AVI", "other/g.mov"}) {
+  for (const std::string name :
+       {"in/a.jpg", "in/sub/deep/b.PNG", "in/sub/c.webp", "in/text.txt", "in/.hidden.jpg", "in/.dir/d.jpg", "in/out/old.png",
+        "other/a.gif", "other/e.bmp", "other/f.AVI", "other/g.webm"}) {
     fs::create_directories((folder.path() / name).parent_path());
     std::ofstream(folder.path() / name).close();
   }
-  const auto results = [&](std::vector<fs::path> names, const char* kind = "") {
+  const auto results = [&](std::vector<fs::path> names, const char* kind = "", const char* codec = "") {
     for (fs::path& name : names) {
       name = folder.path() / name;
     }
     std::vector<std::string> listed;
     for (const Input& input : listInputs(names, folder.path() / "in/out", true)) {
-      listed.push_back(outputFor(input, "", kind).generic_string());
+      Options options;
+      options.to = kind;
+      options.sink.codec = codec;
+      listed.push_back(outputFor(input, options).generic_string());
     }
     return listed;
   };
@@ -85,9 +98,11 @@ TEST(StylizeParts, InputsMirrorTheTreeBelowTheCommonFolder) {
   EXPECT_EQ(results({"in"}, ".bmp"), (Names{"a.bmp", "sub/c.bmp", "sub/deep/b.bmp"}));
   EXPECT_EQ(results({"in/sub/c.webp", "in/a.jpg", "in", "in/none.jpg"}),
             (Names{"sub/c.webp", "a.jpg", "sub/deep/b.PNG", "none.jpg"}));
-  Names both = {"in/sub/c.webp", "in/sub/deep/b.PNG", "other/a.png", "other/e.bmp", "other/f.mkv", "other/g.mov"};
-  both.resize(media::clipExtensions().empty() ? 4 : 6);
+  Names both = {"in/sub/c.webp", "in/sub/deep/b.PNG", "other/a.png", "other/e.bmp", "other/f.mkv", "other/g.webm"};
+  const bool has_clips = !media::clipExtensions().empty();
+  both.resize(has_clips ? 6 : 4);
   EXPECT_EQ(results({"in/sub", "other", "other/e.bmp"}), both);
+  EXPECT_EQ(results({"other"}, "", "h264").back(), has_clips ? "g.mkv" : "e.bmp"); // WebM holds no H.264
 }
 
 TEST(StylizeParts, ProgressShowsRateAndTimeLeft) {

@@ -11,9 +11,11 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <array>
 #include <cstdio> // jpeglib.h needs it
 #include <jpeglib.h>
 #include <map>
+#include <webp/demux.h>
 
 namespace vorin::tests {
 namespace {
@@ -81,6 +83,77 @@ TEST(ImageFileKinds, EachIsReadAsByOpenCv) {
       }
     }
   }
+}
+
+std::string bigEndian(std::size_t value, int bytes) {
+  std::string text;
+  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
+    text += static_cast<char>(value >> shift);
+  }
+  return text;
+}
+
+// One of three colours, without a table but long enough for the readers.
+std::string profile() {
+  std::string bytes = bigEndian(332, 4) + std::string(128, '\0');
+  for (int index = 0; index < 200; ++index) {
+    bytes += static_cast<char>(index * index);
+  }
+  for (const auto& [offset, text] : {std::pair(12, "mntr"), {16, "RGB "}, {20, "XYZ "}, {36, "acsp"}}) {
+    bytes.replace(static_cast<std::size_t>(offset), 4, text);
+  }
+  return bytes.replace(68, 12, std::string("\0\0\xF6\xD6\0\1\0\0\0\0\xD3\x2D", 12));
+}
+
+// A TIFF of a camera's name, an orientation, the sizes of the picture, and a preview.
+std::string exif(std::size_t orientation, std::size_t width, std::size_t height, const std::string& preview) {
+  const auto entry = [](std::size_t tag, std::size_t type, const std::string& value) {
+    return bigEndian(tag, 2) + bigEndian(type, 2) + bigEndian(type == 2 ? 4 : 1, 4) + value;
+  };
+  const auto number = [](std::size_t value) { return bigEndian(value, 4); };
+  const std::string more = bigEndian(2, 2) + entry(0xA002, 4, number(width)) + entry(0xA003, 4, number(height)) + number(0);
+  const std::string small = bigEndian(2, 2) + entry(0x0201, 4, number(110)) + entry(0x0202, 4, number(7)) + number(0);
+  return std::string("MM\0\x2A\0\0\0\x08", 8) + bigEndian(3, 2) + entry(0x010F, 2, "cam1") +
+         entry(0x0112, 3, bigEndian(orientation, 2) + std::string(2, '\0')) + entry(0x8769, 4, number(50)) +
+         number(preview.empty() ? 0 : 80) + more + small + preview;
+}
+
+// From a JPEG file to each kind, and from that to a JPEG file, whose segments show what was kept.
+TEST(ImageFileKinds, ProfileExifAndDensityAreKept) {
+  const TemporaryFolder folder;
+  std::vector<std::uint8_t> encoded;
+  cv::imencode(".jpg", smoothNoise(), encoded);
+  std::string bytes(encoded.begin(), encoded.end());
+  bytes.replace(bytes.find("JFIF") + 7, 5, std::string("\1") + bigEndian(300, 2) + bigEndian(240, 2));
+  const std::string tiff = exif(6, 53, 37, "preview");
+  const std::string icc = std::string("ICC_PROFILE\0\1\1", 14) + profile();
+  bytes.insert(20, "\xFF\xE1" + bigEndian(tiff.size() + 8, 2) + std::string("Exif\0\0", 6) + tiff + "\xFF\xE2" +
+                       bigEndian(icc.size() + 2, 2) + icc);
+  writeFile(folder.path() / "in.jpg", bytes);
+  const auto convert = [&](const std::string& from, const std::string& to, media::Size size) {
+    const std::unique_ptr<media::Source> source = media::openImageSource(folder.path() / from);
+    const std::unique_ptr<media::Sink> sink = media::openSink(folder.path() / to, source->info(), size);
+    sink->write(media::Frame{media::pictureFromBgr(cv::Mat(size.height, size.width, CV_8UC3, cv::Scalar(9, 90, 200)))});
+    sink->finish();
+    expectReadAsByOpenCv(folder.path() / to);
+    return readFile(folder.path() / to);
+  };
+  for (const std::string kind : {".png", ".webp", ".jpg"}) {
+    SCOPED_TRACE(kind);
+    convert("in.jpg", "once" + kind, {37, 53});
+    const std::string twice = convert("once" + kind, "twice" + kind + ".jpg", {20, 31});
+    EXPECT_NE(twice.find(icc), std::string::npos);
+    EXPECT_NE(twice.find(std::string("Exif\0\0", 6) + exif(1, 20, 31, "")), std::string::npos);
+    EXPECT_EQ(twice.find("preview"), std::string::npos);
+    if (kind != ".webp") { // which holds none
+      EXPECT_EQ(twice.substr(13, 5), std::string("\1") + bigEndian(300, 2) + bigEndian(240, 2));
+    }
+  }
+  const std::string webp = readFile(folder.path() / "once.webp");
+  WebPDemuxer* const demuxer =
+      WebPDemux(std::array{WebPData{reinterpret_cast<const std::uint8_t*>(webp.data()), webp.size()}}.data());
+  EXPECT_EQ(WebPDemuxGetI(demuxer, WEBP_FF_FORMAT_FLAGS), std::uint32_t{ICCP_FLAG | EXIF_FLAG});
+  WebPDemuxDelete(demuxer);
 }
 
 TEST(ImageFileKinds, OfAnAnimationTheFirstPictureIsRead) {

@@ -169,6 +169,28 @@ TEST(LibraryCopy, HasOnePrecisionAProcess) {
   }
 }
 
+// Reading counts as use, and files that are no networks stay.
+TEST(NetworkCache, LosesTheNetworksUsedLongestAgo) {
+  const TemporaryFolder folder;
+  const ScopedVariable variable("XDG_CACHE_HOME", folder.path().string());
+  const fs::path cache = networkCache().folder;
+  fs::create_directories(cache);
+  const auto now = fs::file_time_type::clock::now();
+  for (const auto& [name, age_hours] : {std::pair("old.blob", 4), {"read.blob", 5}, {"new.blob", 1}, {"old.txt", 9}}) {
+    writeFile(cache / name, std::string(1000, 'x'));
+    const std::string touch = "touch -d '" + std::to_string(age_hours) + " hours ago' " + (cache / name).string();
+    ASSERT_EQ(std::system(touch.c_str()), 0); // both times, unlike the C++ library
+  }
+  EXPECT_EQ(readFile(cache / "read.blob").size(), 1000U);
+  boundNetworkCache(2999);
+  EXPECT_THAT(namesIn(cache), testing::ElementsAre("new.blob", "old.txt", "read.blob"));
+  EXPECT_GE(fs::last_write_time(cache / "read.blob"), now);
+  fs::rename(cache, folder.path() / "elsewhere"); // a link is not followed
+  fs::create_directory_symlink(folder.path() / "elsewhere", cache);
+  boundNetworkCache(0);
+  EXPECT_EQ(namesIn(folder.path() / "elsewhere").size(), 3U);
+}
+
 TEST(WritableFolder, IsMadeInTheUsersCacheOrTheVariableIsNamed) {
   const TemporaryFolder folder;
   writeFile(folder.path() / "file", "");

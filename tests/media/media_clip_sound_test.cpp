@@ -50,6 +50,7 @@ TEST(ClipSound, AsAacItIsHeardWhenItWas) {
       {tone, "-c:a flac", "in.mkv", "out.mp4", Sound::kCopyOrAac, 1},
       {tone, "-c:a pcm_s16le", "in.mkv", "out.mkv", Sound::kAac, 0},
       {tone + " -af aselect=not(between(t\\,0.8\\,1.3))", "-c:a pcm_s16le", "in.mkv", "out.mov", Sound::kAac, 0},
+      {tone, "-c:a aac", "in.mp4", "out.webm", Sound::kCopyOrAac, 1},
       {tone + " -ac 2 -ar 22255", "-c:a pcm_s16le", "in.mkv", "out.mp4", Sound::kAac, 0},
   };
   for (const SoundCase& each : cases) {

@@ -92,6 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
         ClipCase{"late_start", kWithSound + kFast + "-c:a aac -output_ts_offset 5", "in.mkv", "out.mkv"},
         ClipCase{"odd_size", kWithSound + " -vf scale=161:121 -c:v libvpx-vp9 -pix_fmt yuv420p -cpu-used 8", "in.webm", "out.mkv",
                  33},
+        ClipCase{"webm", kWithSound + " -c:v libvpx-vp9 -crf 20 -cpu-used 8 -c:a libopus", "in.webm", "out.webm", 33},
         ClipCase{"no_audio", kPictures + kFast + "-aspect 4:1", "in.mkv", "out.mov"},
         ClipCase{"two_audio_tracks",
                  kWithSound + " -f lavfi -i anoisesrc=d=2:a=0.1 -map 0 -map 1 -map 2" + kFast + "-c:a:0 aac -c:a:1 libmp3lame",
@@ -213,8 +214,60 @@ TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
   EXPECT_THAT(metadata, HasSubstr("title=A harbour"));
   EXPECT_THAT(metadata, HasSubstr("title=Ships"));
 
-  // MP4 has no SubRip: the clip is written without it, with a warning.
-  EXPECT_THAT(restyle(clip, folder.path() / "out.mp4").warnings, testing::ElementsAre(HasSubstr("subtitles (subrip)")));
+  // MP4 has no SubRip, Matroska no MOV text, WebM neither: the text takes another form.
+  fs::path before = clip;
+  for (const std::string name : {"one.mp4", "two.mkv", "three.webm"}) {
+    EXPECT_THAT(restyle(before, folder.path() / name).warnings,
+                testing::Contains(HasSubstr("cannot hold the clip's subtitles (")));
+    before = folder.path() / name;
+    ffmpeg("-i " + before.string() + " -c:s srt " + (folder.path() / "read.srt").string());
+    EXPECT_EQ(readFile(folder.path() / "read.srt"), "1\n00:00:00,500 --> 00:00:01,500\nA line.\n\n") << name;
+  }
+
+  ffmpeg("-f lavfi -i testsrc2=s=32x32 -frames:v 1 " + (folder.path() / "cover.png").string());
+  const fs::path covered = folder.path() / "covered.mp4";
+  ffmpeg("-i " + before.string() + " -i " + (folder.path() / "cover.png").string() + " -map 0:v -map 1 -c:v:0" + kFast.substr(5) +
+         "-c:v:1 copy -disposition:v:1 attached_pic " + covered.string());
+  EXPECT_TRUE(restyle(covered, folder.path() / "covered.mkv").warnings.empty());
+  EXPECT_THAT(readFile(folder.path() / "covered.mkv"), HasSubstr("image/png")); // of the attached file
+  ffmpeg("-i " + (folder.path() / "covered.mkv").string() + " -map 0:v:1 -c copy -f image2 " +
+         (folder.path() / "read.png").string());
+  EXPECT_TRUE(readFile(folder.path() / "read.png") == readFile(folder.path() / "cover.png"));
+}
+
+// The frames, and about the sound, of the span, in every way that files are searched; keyframes are a second apart. In MKV and TS
+// the pictures begin 23 ms after the sound; in MP4 the first frame of the span begins 5 ms before it, and is cut.
+TEST(MediaClips, OnlyTheSpanThatIsAskedForIsTaken) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.path() / "words.srt") << "1\n00:00:00,500 --> 00:00:03,500\nA line.\n";
+  const std::string sources = "-f lavfi -i testsrc2=s=160x120:r=25:d=4 -f lavfi -i sine=d=4 ";
+  for (const std::string name : {"in.mp4", "in.mkv", "in.ts"}) {
+    SCOPED_TRACE(name);
+    const fs::path clip = folder.path() / name;
+    const fs::path output = folder.path() / ("out_" + name + ".mkv");
+    const fs::path expected = folder.path() / "expected.mkv";
+    ffmpeg(sources + "-i " + (folder.path() / "words.srt").string() + (name == "in.ts" ? " -map 0 -map 1" : "") +
+           (name == "in.mkv" ? " -c:s srt" : " -c:s mov_text") + " -c:v libx264 -crf 10 -g 25 -bf 2 -c:a aac " + clip.string());
+    const std::unique_ptr<Source> source = openSource(clip, {.start_s = 1.605, .end_s = 2.785});
+    EXPECT_NEAR(static_cast<double>(source->info().frames_expected.value_or(0)), 30, 2);
+    const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, {.crf = 10});
+    EXPECT_THAT(run(*source, *sink, {}).damage, testing::IsEmpty());
+    const std::string numbered = "setpts=N/25/TB -an -sn -c:v ffv1 ";
+    ffmpeg("-i " + clip.string() + " -vf select=between(n\\,40\\,69)," + numbered + expected.string());
+    ffmpeg("-i " + output.string() + " -vf " + numbered + (folder.path() / "read.mkv").string());
+    EXPECT_GE(peakSignalToNoise_db(folder.path() / "read.mkv", expected), 36);
+    const std::vector<double> times = frameTimes(output);
+    ASSERT_EQ(times.size(), 30U);
+    EXPECT_NEAR(times.front(), name == "in.mp4" ? 0 : 0.018, 0.001);
+    EXPECT_NEAR(times.back(), 29 * 0.04 + (name == "in.mp4" ? -0.005 : 0.018), 0.001);
+    EXPECT_NEAR(duration(output), 1.18, 0.03); // one packet of sound
+    EXPECT_NEAR(soundDelay(output), 0, 0.024);
+    EXPECT_GT(packetHashes(output, 'a'), "");
+    if (name != "in.ts") {
+      ffmpeg("-i " + output.string() + " -c:s srt " + (folder.path() / "read.srt").string());
+      EXPECT_THAT(readFile(folder.path() / "read.srt"), HasSubstr("00:00:00,000 --> 00:00:01,180"));
+    }
+  }
 }
 
 TEST(MediaClips, OtherCodecs) {
