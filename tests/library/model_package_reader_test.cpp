@@ -84,16 +84,6 @@ TEST_F(ModelPackageReaderTest, TakesTheFirstRecordOfExactlyThatName) {
   expectReading(package, std::string("net.xml\0", 8), kNoSuchEntry);
 }
 
-TEST_F(ModelPackageReaderTest, ReadsNamesOf1023BytesAndNoLongerOnes) {
-  for (const std::size_t length : {1023U, 1024U}) {
-    const std::string name(length, 'n');
-    const std::string package = packageBytes({{name, "found"}, {"after", "too"}});
-    expectReading(package, name, length <= 1023 ? kWritten : kError);
-    expectReading(package, "after", length <= 1023 ? kWritten : kError);
-  }
-  expectReading(std::string(100000, 'n'), "n", kError);
-}
-
 TEST_F(ModelPackageReaderTest, RefusesASizeAboveOneGibibyteInAnyRecordUpToTheWantedOne) {
   const auto around = [](std::uint32_t before, std::uint32_t wanted, std::uint32_t wanted_offset, std::uint32_t after) {
     return recordBytes("before", before, 0) + recordBytes("wanted", wanted, wanted_offset) + recordBytes("after", after, 0) +
@@ -107,23 +97,6 @@ TEST_F(ModelPackageReaderTest, RefusesASizeAboveOneGibibyteInAnyRecordUpToTheWan
   expectReading(around(0, 0, 0, kMaxSize + 1), "wanted", kWritten);
   expectReading(recordBytes("other", 0, 0) + recordBytes("", kMaxSize, 0), "wanted", kNoSuchEntry);
   expectReading(recordBytes("other", 0, 0) + recordBytes("", kMaxSize + 1, 0), "wanted", kError, kTooBig);
-}
-
-TEST_F(ModelPackageReaderTest, EndsWithAnErrorWhereverTheDirectoryBreaksOff) {
-  const std::string directory = recordBytes("first", 0, 0) + recordBytes("last", 0, 0) + recordBytes("", 0, 0);
-  const std::size_t last_ends_at = recordBytes("first", 0, 0).size() + recordBytes("last", 0, 0).size();
-  for (std::size_t length = 0; length <= directory.size(); ++length) {
-    SCOPED_TRACE(length);
-    expectReading(directory.substr(0, length), "missing", length < directory.size() ? kError : kNoSuchEntry);
-    expectReading(directory.substr(0, length), "last", length < last_ends_at ? kError : kWritten);
-  }
-}
-
-TEST_F(ModelPackageReaderTest, MatchesTheClosingRecordWithAnEmptyName) {
-  const std::string directory = recordBytes("net.xml", 3, 0);
-  const auto closing_offset = static_cast<std::uint32_t>(directory.size() + 9);
-  expectEntry(directory + recordBytes("", 6, closing_offset) + scrambled("ending"), "", "ending");
-  expectEntry(directory + recordBytes("", 0, 0), "", "");
 }
 
 TEST_F(ModelPackageReaderTest, SeeksBySignedOffsetsAndBeyondTheEndOfTheFile) {
