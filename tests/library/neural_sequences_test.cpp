@@ -13,7 +13,6 @@
 
 #include <array>
 #include <filesystem>
-#include <thread>
 
 namespace vorin {
 namespace {
@@ -145,35 +144,6 @@ TEST_F(NeuralSequencesTest, EachFrameInheritsWhatItShould) {
     SCOPED_TRACE(testing::Message() << "frame " << number << ", style " << step.style_type << ", index " << step.style_index);
     EXPECT_EQ(run(pipeline, step, frame), expect(expectation, step, frame));
     frame = movedPicture(frame, ++number);
-  }
-}
-
-// Prepared one after the other, then each on a thread of its own.
-TEST_F(NeuralSequencesTest, TwoObjectsOnTwoThreadsKnowNothingOfEachOther) {
-  constexpr std::uint32_t kFrames = 40;
-  const Step steps[] = {{0, 0, 1}, {0, 1, 2}};
-  std::array<FramePipeline, 2> pipelines;
-  std::array<std::vector<Picture>, 2> given;
-  std::vector<Picture> frames = {randomPicture(kWidth, kHeight, 3)};
-  while (frames.size() < kFrames) {
-    frames.push_back(movedPicture(frames.back(), static_cast<std::uint32_t>(frames.size())));
-  }
-  for (const std::size_t side : {0U, 1U}) {
-    ASSERT_EQ(pipelines[side].initPlugins(settingsOf(steps[side], package_.folder())), VORIN_STATUS_OK);
-  }
-  const auto work = [&](std::size_t side) {
-    for (const Picture& frame : frames) {
-      given[side].push_back(run(pipelines[side], steps[side], frame));
-    }
-  };
-  std::thread other(work, 1);
-  work(0);
-  other.join();
-  for (std::size_t side = 0; side < 2; ++side) {
-    Expectation expectation;
-    for (std::size_t number = 0; number < kFrames; ++number) {
-      EXPECT_EQ(given[side][number], expect(expectation, steps[side], frames[number])) << side << ", frame " << number;
-    }
   }
 }
 
