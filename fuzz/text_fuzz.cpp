@@ -24,11 +24,12 @@ void require(bool holds) {
   }
 }
 
-bool isSmall(Size size) {
-  return size.width <= 64 && size.height <= 64;
-}
-
-void readFrames(const std::string& stream, const SourceOptions& options, Size size) {
+// The frames behind a header that was read, if they are small.
+void readFrames(const std::string& stream, const SourceOptions& options, Size size, Rational rate) {
+  require(size.width > 0 && size.width <= 16384 && size.height > 0 && size.height <= 16384 && rate.num > 0 && rate.den > 0);
+  if (size.width > 64 || size.height > 64) {
+    return;
+  }
   const int file = memfd_create("stream", 0);
   require(write(file, stream.data(), stream.size()) == static_cast<ssize_t>(stream.size()) && lseek(file, 0, SEEK_SET) == 0);
   try {
@@ -36,35 +37,24 @@ void readFrames(const std::string& stream, const SourceOptions& options, Size si
     while (const std::optional<Item> item = source->next()) {
       require(std::get<Frame>(*item).picture.size() == size);
     }
-  } catch (const Error&) {
-    // of the first frame
+  } catch (const Error&) { // of the first frame
   }
   close(file);
-}
-
-void requireSound(Size size, Rational rate) {
-  require(size.width > 0 && size.width <= 16384 && size.height > 0 && size.height <= 16384 && rate.num > 0 && rate.den > 0);
 }
 
 // What a header says is written as it was read.
 void readY4m(const std::string& stream) {
   const SourceInfo info = parseY4mHeader(stream.substr(0, stream.find('\n')), "input");
-  requireSound(info.size, info.frame_rate);
   const std::string header = y4mHeader(info, info.size);
   const SourceInfo again = parseY4mHeader(header.substr(0, header.size() - 1), "output");
   require(again.size == info.size && again.frame_rate.num == info.frame_rate.num && again.frame_rate.den == info.frame_rate.den);
-  if (isSmall(info.size)) {
-    readFrames(stream, {}, info.size);
-  }
+  readFrames(stream, {}, info.size, info.frame_rate);
 }
 
 void readRaw(const std::string& text) {
   const std::string format = text.substr(0, text.find('\n'));
   const RawFormat raw = parseRawFormat(format);
-  requireSound(raw.size, raw.rate);
-  if (isSmall(raw.size)) {
-    readFrames(text.substr(std::min(text.size(), format.size() + 1)), {.raw = format}, raw.size);
-  }
+  readFrames(text.substr(std::min(text.size(), format.size() + 1)), {.raw = format}, raw.size, raw.rate);
 }
 
 // Words between blanks, up to a zero byte.

@@ -183,47 +183,5 @@ TEST_F(NeuralObjectTest, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
   EXPECT_THAT(last, ElementsAre("[E] create model file error.", "[I] Init model failed", "[E] init error"));
 }
 
-// A long video in every style. The networks are small, so that a leak of one small allocation a frame stands out.
-class SteadyMemoryTest : public testing::TestWithParam<std::int32_t> {};
-
-TEST_P(SteadyMemoryTest, AThousandFramesLeaveTheProcessAsTheFirstFiftyDid) {
-#if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "AddressSanitizer holds on to freed memory";
-#endif
-  constexpr int kVideoWidth = 64;
-  constexpr int kVideoHeight = 48;
-  constexpr std::size_t kFrameBytes = std::size_t{4} * kVideoWidth * kVideoHeight;
-  constexpr std::size_t kGrowthBytes = 2U << 20U;
-  const TransferNetwork transfer{.width = kVideoWidth, .height = kVideoHeight};
-  const TestPackage package(
-      {twinFiles(kTransfer512, transfer), twinFiles(kLightGrey, FixedNetwork{}), networkFiles(kCartoon, FixedNetwork{})});
-  const StyleSettings settings = {.style_type = GetParam(),
-                                  .style_index = 0,
-                                  .width = kVideoWidth + 2,
-                                  .height = kVideoHeight - 2,
-                                  .model_folder = package.folder()};
-  FramePipeline pipeline;
-  ASSERT_EQ(pipeline.initPlugins(settings), VORIN_STATUS_OK);
-  Picture picture(kFrameBytes, 1);
-  Picture result(2 * kFrameBytes);
-  std::size_t resident_bytes = 0;
-  for (int number = 0; number < 1000; ++number) {
-    picture[static_cast<std::size_t>(number)] = static_cast<std::uint8_t>(number);
-    const SttFrame input = frameOf(picture, {kVideoWidth, kVideoHeight}, VORIN_FMT_BGRA);
-    SttFrame output = frameOf(result, {}, VORIN_FMT_NV12);
-    output.pitch = kVideoWidth + 16;
-    ASSERT_EQ(pipeline.processFrame(settings, input, number % 3 == 0 ? &input : nullptr, output), VORIN_STATUS_OK);
-    if (number == 50) {
-      resident_bytes = residentBytes();
-    }
-  }
-  ASSERT_GT(resident_bytes, 0U);
-  EXPECT_LT(residentBytes(), resident_bytes + kGrowthBytes);
-}
-
-INSTANTIATE_TEST_SUITE_P(Styles, SteadyMemoryTest,
-                         testing::Values(SttStyleTransfer, SttStyleLightGrey, SttStyleCartoon, SttStyleStippling,
-                                         SttStylePencilSketch));
-
 } // namespace
 } // namespace vorin

@@ -91,12 +91,11 @@ private:
   std::optional<FencedBuffer> buffer_;
 };
 
-// One case: a frame, where its result goes, and a style image.
 struct Case {
   Style style;
   FencedFrame& input;
   const FencedFrame& output;
-  FencedFrame& look;
+  const FencedFrame& look; // a style image
 };
 
 class FencedFrames : public testing::Test {
