@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <string_view>
+#include <unistd.h>
 
 namespace {
 
@@ -22,20 +23,21 @@ bool isDue(std::string_view path) {
   return countdown > 0 && (has("/vorin-test-") || has("vorin989") || has("cartoon") || has("/cache/")) && --countdown == 0;
 }
 
-// Files that open and cannot be read (EIO), or written (ENOSPC).
-constexpr const char* kUnreadable = "/proc/self/mem";
-constexpr const char* kUnwritable = "/dev/full";
-
-const char* orBroken(const char* path, int& flags) {
+// A file that opens and cannot be read (EIO), or one that takes no byte (ENOSPC) but has its name.
+const char* orBroken(const char* path, bool is_read) {
   if (fault != kOpensBroken || !isDue(path)) {
     return path;
   }
-  flags &= O_ACCMODE | O_CLOEXEC;
-  return (flags & O_ACCMODE) == O_RDONLY ? kUnreadable : kUnwritable;
+  if (!is_read) {
+    close(creat(path, 0600));
+  }
+  return is_read ? "/proc/self/mem" : "/dev/full";
 }
 
-const char* orBroken(const char* path, const char* mode) {
-  return fault != kOpensBroken || !isDue(path) ? path : *mode == 'r' ? kUnreadable : kUnwritable;
+const char* orBroken(const char* path, int& flags) {
+  const char* const opened = orBroken(path, (flags & O_ACCMODE) == O_RDONLY);
+  flags &= opened == path ? ~0 : O_ACCMODE | O_CLOEXEC;
+  return opened;
 }
 
 template <typename Result, typename... Arguments>
@@ -58,8 +60,8 @@ Result call(std::string_view function, Result failed, const char* path, Argument
   }
 IN_FRONT_OF(int, -1, open, (const char* path, int flags, mode_t mode), orBroken(path, flags), flags, mode)
 IN_FRONT_OF(int, -1, open64, (const char* path, int flags, mode_t mode), orBroken(path, flags), flags, mode)
-IN_FRONT_OF(std::FILE*, nullptr, fopen, (const char* path, const char* mode), orBroken(path, mode), mode)
-IN_FRONT_OF(std::FILE*, nullptr, fopen64, (const char* path, const char* mode), orBroken(path, mode), mode)
+IN_FRONT_OF(std::FILE*, nullptr, fopen, (const char* path, const char* mode), orBroken(path, *mode == 'r'), mode)
+IN_FRONT_OF(std::FILE*, nullptr, fopen64, (const char* path, const char* mode), orBroken(path, *mode == 'r'), mode)
 IN_FRONT_OF(int, -1, access, (const char* path, int kind), path, kind)
 IN_FRONT_OF(int, -1, mkdir, (const char* path, mode_t mode), path, mode)
 IN_FRONT_OF(int, -1, rename, (const char* path, const char* to), path, to)
