@@ -70,7 +70,8 @@ TEST(WithoutMemory, TheCDoorMakesNoHandleAndLogsNothing) {
   EXPECT_EQ(handle, untouched);
 }
 
-// After a failure the same filter draws as ever.
+// A failure in a frame leaves a filter as it was. One in its preparation may leave it without a picture: a kernel that was made
+// stays deliberately, also where another device context has been made since.
 TEST(WithoutMemory, EachAllocationMayFailFromCreationToTheSecondFrame) {
   const ov::Core loaded; // keeps the runtime's plugins loaded
   static_cast<void>(loaded.get_available_devices());
@@ -84,7 +85,10 @@ TEST(WithoutMemory, EachAllocationMayFailFromCreationToTheSecondFrame) {
         return host.run();
       } catch (const std::bad_alloc&) {
         if (style >= SttStyleStippling && host.hasObject()) {
-          sweep.require(host.prepareAgain() && host.frames(2) == expected, "the object is spoiled");
+          const bool was_prepared = host.isPrepared();
+          const std::string result = host.prepareAgain() ? host.frames(2) : "";
+          sweep.require(result == expected || (!was_prepared && result == std::string(expected.size(), '\0')),
+                        "the object is spoiled");
         }
         throw;
       }
@@ -92,7 +96,7 @@ TEST(WithoutMemory, EachAllocationMayFailFromCreationToTheSecondFrame) {
     failEachStep(
         sweep, "style " + std::to_string(style), [](int number) { countdown = number; },
         [] { return std::exchange(countdown, 0) == 0; }, work,
-        [&](const std::string& result) { return result.empty() || result == expected; }, std::max(1, 4 / longerBy()));
+        [&](const std::string& result) { return result.empty() || result == expected; });
   }
 }
 

@@ -25,9 +25,11 @@ public:
     const std::int32_t index = 0;
     object_->SetConfig(nullptr, SttCfgStyleIndex, &index);
     object_->SetConfig(nullptr, SttCfgModelPath, package_folder_.c_str());
-    return object_->Prepare(nullptr) == VORIN_STATUS_OK;
+    is_prepared_ = object_->Prepare(nullptr) == VORIN_STATUS_OK;
+    return is_prepared_;
   }
   bool hasObject() const { return object_ != nullptr; }
+  bool isPrepared() const { return is_prepared_; }
 
   // The result, BGRA, of the frame of this number.
   std::string frame(int number) {
@@ -65,6 +67,7 @@ private:
   std::int32_t style_;
   std::string package_folder_;
   Object object_;
+  bool is_prepared_ = false;
 };
 
 inline constexpr std::array kAllStyles = {SttStyleTransfer, SttStyleLightGrey, SttStyleCartoon, SttStyleStippling,
@@ -74,9 +77,9 @@ inline constexpr std::array kAllStyles = {SttStyleTransfer, SttStyleLightGrey, S
 // right, or there is none, and the next work is right again. disarm returns whether the step was reached.
 inline void failEachStep(Sweep& sweep, const std::string& what, const std::function<void(int)>& arm,
                          const std::function<bool()>& disarm, const std::function<std::string()>& work,
-                         const std::function<bool(const std::string&)>& is_right, int stride = 1) {
+                         const std::function<bool(const std::string&)>& is_right) {
   bool reached = true;
-  for (int number = 1; reached; number += stride) {
+  for (int number = 1; reached; ++number) {
     sweep.begin(what + ", step " + std::to_string(number));
     std::string result;
     arm(number);
