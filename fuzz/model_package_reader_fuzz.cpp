@@ -4,45 +4,23 @@
 // The first byte of the input chooses the entry's name, the rest is the package. The one case in which the reader does not end,
 // an entry that runs past the end of the file, is recognised by the plain reader and skipped.
 #include "modelpack/model_package_reader.h"
+#include "support/package_bytes.h"
+#include "support/test_environment.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
-#include <random>
 #include <string>
-#include <system_error>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
+using namespace vorin;
 namespace fs = std::filesystem;
-using vorin::modelpack::ModelPackageReader;
-using vorin::modelpack::PackageStatus;
-
-// Two files that only this process uses.
-class WorkFolder {
-public:
-  WorkFolder() : path_(fs::temp_directory_path() / ("vorin-fuzz-" + std::to_string(std::random_device()()))) {
-    fs::create_directory(path_);
-  }
-  ~WorkFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-
-  fs::path package() const { return path_ / "package"; }
-  fs::path target() const { return path_ / "target"; }
-
-private:
-  fs::path path_;
-};
+using modelpack::ModelPackageReader;
+using modelpack::PackageStatus;
 
 struct Reading {
   PackageStatus status;
@@ -104,21 +82,22 @@ std::string wantedName(std::uint8_t choice, const std::string& package) {
   std::abort();
 }
 
-void check(const WorkFolder& folder, const std::string& package, const std::string& wanted) {
+void check(const fs::path& folder, const std::string& package, const std::string& wanted) {
   const std::optional<Reading> expected = plainReading(package, wanted);
   if (!expected) {
     return;
   }
-  fs::remove(folder.target());
-  std::ofstream(folder.package(), std::ios::binary) << package;
-  if (ModelPackageReader(folder.package().wstring(), wanted, folder.target().string()) != expected->status) {
+  const fs::path target = folder / "target";
+  fs::remove(target);
+  fs::remove(folder / "package"); // faster than emptying it
+  tests::writeFile(folder / "package", package);
+  if (ModelPackageReader((folder / "package").wstring(), wanted, target.string()) != expected->status) {
     fail("another status", wanted);
   }
-  if (fs::exists(folder.target()) != (expected->status == PackageStatus::kWritten)) {
+  if (fs::exists(target) != (expected->status == PackageStatus::kWritten)) {
     fail("a target file too many or too few", wanted);
   }
-  std::ifstream target(folder.target(), std::ios::binary);
-  if (std::string(std::istreambuf_iterator<char>(target), {}) != expected->content) {
+  if (tests::readFile(target) != expected->content) {
     fail("other bytes", wanted);
   }
 }
@@ -126,10 +105,10 @@ void check(const WorkFolder& folder, const std::string& package, const std::stri
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const WorkFolder folder;
+  static const tests::TemporaryFolder folder;
   if (size > 0) {
     const std::string package(reinterpret_cast<const char*>(data) + 1, size - 1);
-    check(folder, package, wantedName(data[0], package));
+    check(folder.path(), package, wantedName(data[0], package));
   }
   return 0;
 }

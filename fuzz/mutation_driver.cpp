@@ -1,104 +1,112 @@
-// Runs a fuzzer's entry point over mutated packages, the same ones for the same seed: mutation_driver [RUNS [SEED]]. For the
-// tests, and for compilers without libFuzzer.
+// Runs a fuzzer's entry point over the files of a corpus and over mutations of them, in the same order for the same seed, where
+// there is no libFuzzer: mutation_driver CORPUS_FOLDER [SECONDS [SEED]]. An input that ends the process is left in the file
+// fuzz-fault.
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
+std::string input;
+
+extern "C" void keepInputAndEnd(int number) {
+  std::ofstream("fuzz-fault", std::ios::binary) << input;
+  static_cast<void>(std::signal(number, SIG_DFL));
+  static_cast<void>(std::raise(number));
+}
+
+std::vector<std::string> readCorpus(const char* folder) {
+  std::vector<std::string> corpus;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    corpus.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+  std::sort(corpus.begin(), corpus.end());
+  return corpus;
+}
+
 class Mutator {
 public:
-  explicit Mutator(std::uint32_t seed) : random_(seed) {}
+  Mutator(std::vector<std::string> corpus, std::uint32_t seed) : corpus_(std::move(corpus)), random_(seed) {}
 
   std::string nextInput() {
-    std::string package = soundPackage();
-    for (std::uint32_t count = below(6); count > 0; --count) {
-      mutate(package);
+    std::string bytes = corpus_[below(corpus_.size())];
+    for (std::uint32_t count = 1 + below(6); count > 0; --count) {
+      mutate(bytes);
     }
-    return static_cast<char>(below(256)) + package;
+    return bytes;
   }
 
 private:
-  std::uint32_t below(std::size_t limit) { return static_cast<std::uint32_t>(random_() % limit); }
+  std::uint32_t below(std::size_t limit) { return static_cast<std::uint32_t>(random_() % std::max<std::size_t>(limit, 1)); }
 
-  static void appendNumber(std::string& bytes, std::uint32_t value) {
-    for (unsigned shift = 0; shift < 32; shift += 8) {
-      bytes += static_cast<char>(value >> shift & 0xFFU);
-    }
+  // Numbers at the limits of readers, as four bytes or as digits.
+  std::string number() {
+    constexpr std::uint32_t kNumbers[] = {0,          1,          0x4000,     0x4001,     0x3FFFFFFF,
+                                          0x40000000, 0x40000001, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    const std::uint32_t value = kNumbers[below(std::size(kNumbers))];
+    return below(2) == 0 ? std::to_string(value) : std::string(reinterpret_cast<const char*>(&value), sizeof value);
   }
 
-  std::string name() {
-    constexpr const char* kNames[] = {"net.xml", "net.bin", "net", "Net.xml", "net.xml2"};
-    return below(8) == 0 ? std::string(1015 + below(16), 'n') : kNames[below(std::size(kNames))];
-  }
-
-  // One to four entries that overlap at random, over some data; some sizes reach a little too far, into the excluded case.
-  std::string soundPackage() {
-    std::string package;
-    const std::uint32_t data_bytes = below(10000);
-    for (std::uint32_t count = 1 + below(4); count > 0; --count) {
-      package += name() + '\0';
-      appendNumber(package, below(data_bytes + 1));
-      appendNumber(package, below(200));
-    }
-    package += '\0';
-    appendNumber(package, below(3));
-    appendNumber(package, 0);
-    for (std::uint32_t index = 0; index < data_bytes; ++index) {
-      package += static_cast<char>(below(256));
-    }
-    return package;
-  }
-
-  void mutate(std::string& package) {
-    if (package.empty()) {
-      return;
-    }
-    // Mostly near the beginning, where the directory is.
-    const std::size_t position = below(below(4) == 0 ? package.size() : std::min<std::size_t>(package.size(), 64));
-    constexpr std::uint32_t kNumbers[] = {0, 1, 0x3FFFFFFF, 0x40000000, 0x40000001, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
-    std::string number;
-    switch (below(6)) {
+  void mutate(std::string& bytes) {
+    // Mostly near the beginning, where directories and headers are.
+    const std::size_t place = below(below(4) == 0 ? bytes.size() : std::min<std::size_t>(bytes.size(), 64));
+    const std::string& other = corpus_[below(corpus_.size())];
+    const std::size_t count = 1 + below(9);
+    switch (below(7)) {
     case 0:
-      package[position] = static_cast<char>(below(256));
+      bytes.replace(place, 1, 1, static_cast<char>(below(256)));
       break;
     case 1:
-      package.resize(position);
+      bytes.resize(place);
       break;
     case 2:
-      package.erase(position, 1 + below(9));
+      bytes.erase(place, count);
       break;
     case 3:
-      package.insert(position, 1 + below(9), below(2) == 0 ? '\0' : 'n');
+      bytes.insert(place, below(8) == 0 ? 1015 + below(16) : count, below(2) == 0 ? '\0' : 'n');
       break;
     case 4:
-      package[position] = '\0';
+      bytes.replace(place, 4, number());
+      break;
+    case 5:
+      bytes.insert(place, bytes.substr(below(bytes.size()), 4 * count));
       break;
     default:
-      appendNumber(number, kNumbers[below(std::size(kNumbers))]);
-      package.replace(position, std::min(number.size(), package.size() - position), number);
+      bytes.replace(place, count, other.substr(below(other.size()), 4 * count));
       break;
     }
   }
 
+  std::vector<std::string> corpus_;
   std::mt19937 random_;
 };
 
 } // namespace
 
 int main(int count, char** arguments) {
-  const unsigned long runs = count > 1 ? std::strtoul(arguments[1], nullptr, 10) : 2000;
-  const unsigned long seed = count > 2 ? std::strtoul(arguments[2], nullptr, 10) : 20;
-  Mutator mutator(static_cast<std::uint32_t>(seed));
-  for (unsigned long run = 0; run < runs; ++run) {
-    const std::string input = mutator.nextInput();
+  const std::vector<std::string> corpus = readCorpus(count > 1 ? arguments[1] : ".");
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(count > 2 ? std::atoi(arguments[2]) : 3);
+  Mutator mutator(corpus, count > 3 ? static_cast<std::uint32_t>(std::atoi(arguments[3])) : 20);
+  for (const int number : {SIGSEGV, SIGABRT, SIGFPE}) {
+    static_cast<void>(std::signal(number, keepInputAndEnd));
+  }
+  std::size_t runs = 0;
+  for (; runs < corpus.size() || std::chrono::steady_clock::now() < end; ++runs) {
+    input = runs < corpus.size() ? corpus[runs] : mutator.nextInput();
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
   }
-  return std::printf("%lu packages\n", runs) < 0 ? 1 : 0;
+  return std::printf("robustness: %s: %zu cases, 0 faults\n", std::filesystem::path(arguments[0]).filename().string().c_str(),
+                     runs) < 0;
 }

@@ -173,18 +173,6 @@ TEST_F(GpuFilterSetUp, GoesOnWhereACreationFailsThatIsNotExamined) {
   }
 }
 
-TEST_F(GpuFilterSetUp, SurvivesFramesWithoutOne) {
-  GpuFilterEngine engine;
-  for (const Filter& filter : {kPencilSketch, kStippling}) {
-    LogLines lines;
-    EXPECT_EQ((engine.*filter.prepare)(8, 8), VORIN_STATUS_FAILED);
-    EXPECT_EQ((engine.*filter.run)(picture_.bytes.data(), output_.bytes.data()), VORIN_STATUS_FAILED);
-    EXPECT_THAT(lines.take(),
-                ElementsAre("[I] Opencl failed[enqueueWriteBuffer]!", "[I] Opencl failed! -36")); // CL_INVALID_COMMAND_QUEUE
-    EXPECT_EQ(output_.bytes, plainPicture(8, 8, 7).bytes);
-  }
-}
-
 // Each creation has its release, also of an attempt that failed and of sizes that were left.
 TEST_F(GpuFilterSetUp, LeaksNoHandle) {
   layer_.fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1, 1);

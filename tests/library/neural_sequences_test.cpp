@@ -13,7 +13,6 @@
 
 #include <array>
 #include <filesystem>
-#include <thread>
 
 namespace vorin {
 namespace {
@@ -148,35 +147,6 @@ TEST_F(NeuralSequencesTest, EachFrameInheritsWhatItShould) {
   }
 }
 
-// Prepared one after the other, then each on a thread of its own.
-TEST_F(NeuralSequencesTest, TwoObjectsOnTwoThreadsKnowNothingOfEachOther) {
-  constexpr std::uint32_t kFrames = 40;
-  const Step steps[] = {{0, 0, 1}, {0, 1, 2}};
-  std::array<FramePipeline, 2> pipelines;
-  std::array<std::vector<Picture>, 2> given;
-  std::vector<Picture> frames = {randomPicture(kWidth, kHeight, 3)};
-  while (frames.size() < kFrames) {
-    frames.push_back(movedPicture(frames.back(), static_cast<std::uint32_t>(frames.size())));
-  }
-  for (const std::size_t side : {0U, 1U}) {
-    ASSERT_EQ(pipelines[side].initPlugins(settingsOf(steps[side], package_.folder())), VORIN_STATUS_OK);
-  }
-  const auto work = [&](std::size_t side) {
-    for (const Picture& frame : frames) {
-      given[side].push_back(run(pipelines[side], steps[side], frame));
-    }
-  };
-  std::thread other(work, 1);
-  work(0);
-  other.join();
-  for (std::size_t side = 0; side < 2; ++side) {
-    Expectation expectation;
-    for (std::size_t number = 0; number < kFrames; ++number) {
-      EXPECT_EQ(given[side][number], expect(expectation, steps[side], frames[number])) << side << ", frame " << number;
-    }
-  }
-}
-
 // A whole object, as the public interface hands it out.
 class NeuralObjectTest : public testing::Test {
 protected:
@@ -212,48 +182,6 @@ TEST_F(NeuralObjectTest, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
   const std::vector<std::string> last(lines_.end() - 3, lines_.end());
   EXPECT_THAT(last, ElementsAre("[E] create model file error.", "[I] Init model failed", "[E] init error"));
 }
-
-// A long video in every style. The networks are small, so that a leak of one small allocation a frame stands out.
-class SteadyMemoryTest : public testing::TestWithParam<std::int32_t> {};
-
-TEST_P(SteadyMemoryTest, AThousandFramesLeaveTheProcessAsTheFirstFiftyDid) {
-#if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "AddressSanitizer holds on to freed memory";
-#endif
-  constexpr int kVideoWidth = 64;
-  constexpr int kVideoHeight = 48;
-  constexpr std::size_t kFrameBytes = std::size_t{4} * kVideoWidth * kVideoHeight;
-  constexpr std::size_t kGrowthBytes = 2U << 20U;
-  const TransferNetwork transfer{.width = kVideoWidth, .height = kVideoHeight};
-  const TestPackage package(
-      {twinFiles(kTransfer512, transfer), twinFiles(kLightGrey, FixedNetwork{}), networkFiles(kCartoon, FixedNetwork{})});
-  const StyleSettings settings = {.style_type = GetParam(),
-                                  .style_index = 0,
-                                  .width = kVideoWidth + 2,
-                                  .height = kVideoHeight - 2,
-                                  .model_folder = package.folder()};
-  FramePipeline pipeline;
-  ASSERT_EQ(pipeline.initPlugins(settings), VORIN_STATUS_OK);
-  Picture picture(kFrameBytes, 1);
-  Picture result(2 * kFrameBytes);
-  std::size_t resident_bytes = 0;
-  for (int number = 0; number < 1000; ++number) {
-    picture[static_cast<std::size_t>(number)] = static_cast<std::uint8_t>(number);
-    const SttFrame input = frameOf(picture, {kVideoWidth, kVideoHeight}, VORIN_FMT_BGRA);
-    SttFrame output = frameOf(result, {}, VORIN_FMT_NV12);
-    output.pitch = kVideoWidth + 16;
-    ASSERT_EQ(pipeline.processFrame(settings, input, number % 3 == 0 ? &input : nullptr, output), VORIN_STATUS_OK);
-    if (number == 50) {
-      resident_bytes = residentBytes();
-    }
-  }
-  ASSERT_GT(resident_bytes, 0U);
-  EXPECT_LT(residentBytes(), resident_bytes + kGrowthBytes);
-}
-
-INSTANTIATE_TEST_SUITE_P(Styles, SteadyMemoryTest,
-                         testing::Values(SttStyleTransfer, SttStyleLightGrey, SttStyleCartoon, SttStyleStippling,
-                                         SttStylePencilSketch));
 
 } // namespace
 } // namespace vorin

@@ -203,27 +203,6 @@ TEST_F(Restylers, ASecondThreadGetsTheErrorAndTheFirstItsResult) {
   EXPECT_GT(busy, 0);
 }
 
-TEST_F(Restylers, PrepareOneAtATimeInTheUsersFolder) {
-  constexpr int kThreads = 4;
-  constexpr int kRounds = 5;
-  const Picture input = pairsOfNoise(kSize, 7);
-  std::atomic<int> done = 0;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&, style = thread % 2 == 0 ? Style::kCartoon : Style::kLightGrey] {
-      for (int round = 0; round < kRounds; ++round) {
-        Restyler restyler(options(style));
-        restyler.restyle(input);
-        ++done;
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(done, kThreads * kRounds);
-}
-
 // The lock under which networks are unpacked.
 TEST(FileLock, IsHeldByOneAtATime) {
   const TemporaryFolder folder;

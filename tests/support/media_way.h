@@ -3,6 +3,7 @@
 
 #include "vorin_media.hpp"
 
+#include <algorithm>
 #include <functional>
 
 namespace vorin::media {
@@ -27,6 +28,20 @@ inline RunResult restyle(const std::filesystem::path& clip, const std::filesyste
   const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, options);
   const std::vector<Effect*> effects(effect == nullptr ? 0 : 1, effect);
   return run(*source, *sink, effects);
+}
+
+inline RestylerOptions softwareOptions(Style style, const std::filesystem::path& models) {
+  return {.style = style, .network = {}, .models = models, .size = {}, .device = Device::kSoftware};
+}
+
+// An image of no pattern.
+inline void writeChanging(const std::filesystem::path& file, Size size) {
+  Picture picture(PixelLayout::kBgra, size);
+  std::generate_n(picture.pixels(), picture.byteCount(),
+                  [value = 0]() mutable { return static_cast<std::uint8_t>(value += 77); });
+  const std::unique_ptr<Sink> sink = openSink(file, {}, size);
+  sink->write(Frame{std::move(picture)});
+  sink->finish();
 }
 
 inline Error errorOf(const std::function<void()>& call) {

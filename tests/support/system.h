@@ -47,9 +47,6 @@ Restoration setAppDataFolder(const std::filesystem::path& folder);
 // The file of this program.
 std::filesystem::path programFile();
 
-// The memory that this process has in use.
-std::size_t residentBytes();
-
 // Whether this user may write to the folder.
 bool mayWriteTo(const std::filesystem::path& folder);
 

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <unistd.h>
 
 namespace vorin::tests {
@@ -40,13 +39,6 @@ Restoration setAppDataFolder(const std::filesystem::path& folder) {
 
 std::filesystem::path programFile() {
   return std::filesystem::read_symlink("/proc/self/exe");
-}
-
-std::size_t residentBytes() {
-  std::size_t total_pages = 0;
-  std::size_t resident_pages = 0;
-  std::ifstream("/proc/self/statm") >> total_pages >> resident_pages;
-  return resident_pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
 bool mayWriteTo(const std::filesystem::path& folder) {

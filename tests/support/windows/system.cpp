@@ -4,11 +4,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <vector>
-// The second needs the first.
-// clang-format off
 #include <windows.h>
-#include <psapi.h>
-// clang-format on
 
 namespace vorin::tests {
 namespace {
@@ -115,12 +111,6 @@ std::filesystem::path programFile() {
   std::wstring path(MAX_PATH, L'\0');
   path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
   return path;
-}
-
-std::size_t residentBytes() {
-  PROCESS_MEMORY_COUNTERS counters{};
-  GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-  return counters.WorkingSetSize;
 }
 
 bool mayWriteTo(const std::filesystem::path& folder) {
