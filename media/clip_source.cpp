@@ -42,6 +42,7 @@ private:
   AVRational timeBaseOf(int stream_index) const { return streams_->context->streams[stream_index]->time_base; }
   std::int64_t durationOf(const AVFrame& frame) const { return frame.pkt_duration > 0 ? frame.pkt_duration : usual_duration_; }
   bool isPastEnd(const AVPacket& packet);
+  bool isTaken(AVPacket& packet) const;
   std::optional<Frame> receiveFrame();
   Frame frameFromLibav();
   std::int64_t frameTime() const;
@@ -132,8 +133,7 @@ std::optional<Item> ClipSource::next() {
     } else if (packet_->stream_index == streams_->video_index) {
       decodePacket();
     } else if (packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
-               isCopied(*streams_, packet_->stream_index) &&
-               streams_->span.takes(*packet_, timeBaseOf(packet_->stream_index), isPaced(packet_->stream_index))) {
+               isCopied(*streams_, packet_->stream_index) && isTaken(*packet_)) {
       shiftToOrigin(*packet_);
       return Packet{std::make_shared<PacketData>(PacketData{std::exchange(packet_, newPacket())})};
     }
@@ -265,6 +265,15 @@ std::int64_t ClipSource::frameTime() const {
     return is_first ? av_rescale_q(zero_, AV_TIME_BASE_Q, streams_->video().time_base) : last_time_ + usual_duration_;
   }
   return is_first ? frame_->best_effort_timestamp : std::max(frame_->best_effort_timestamp, last_time_ + 1);
+}
+
+// A cover has no time. It is taken with any part of the clip.
+bool ClipSource::isTaken(AVPacket& packet) const {
+  const AVRational time_base = timeBaseOf(packet.stream_index);
+  if (streams_->span.begin && (streams_->context->streams[packet.stream_index]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
+    packet.pts = packet.dts = av_rescale_q(*streams_->span.begin, AV_TIME_BASE_Q, time_base);
+  }
+  return streams_->span.takes(packet, time_base, isPaced(packet.stream_index));
 }
 
 void ClipSource::shiftToOrigin(AVPacket& packet) const {
