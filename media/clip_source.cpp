@@ -42,6 +42,7 @@ private:
   AVRational timeBaseOf(int stream_index) const { return streams_->context->streams[stream_index]->time_base; }
   std::int64_t durationOf(const AVFrame& frame) const { return frame.pkt_duration > 0 ? frame.pkt_duration : usual_duration_; }
   bool isPastEnd(const AVPacket& packet);
+  bool isTaken(AVPacket& packet) const;
   std::optional<Frame> receiveFrame();
   Frame frameFromLibav();
   std::int64_t frameTime() const;
@@ -58,7 +59,8 @@ private:
   PictureFromFrame to_picture_;
   FrameHandle frame_ = newFrame();
   PacketHandle packet_ = newPacket();
-  std::int64_t origin_ = 0; // in AV_TIME_BASE: the time that counts as 0
+  std::int64_t zero_ = 0;   // in AV_TIME_BASE: the time that counts as 0
+  std::int64_t origin_ = 0; // the same in what is delivered
   std::int64_t usual_duration_ = 1;
   std::int64_t last_time_ = AV_NOPTS_VALUE;
   std::int64_t last_end_ = 0;  // of what has been read, in AV_TIME_BASE
@@ -87,26 +89,29 @@ ClipSource::ClipSource(OpenClip clip, const SourceOptions& options)
   if ((context.iformat->flags & AVFMT_TS_DISCONT) != 0 && context.start_time != AV_NOPTS_VALUE) {
     origin_ = context.start_time;
   }
+  zero_ = origin_;
   cutTo(options, *streams_, info_);
   origin_ = streams_->span.begin.value_or(origin_);
 }
 
-// Whether nothing that is taken follows. Streams are not stored in strict order.
+// Whether nothing that is taken follows. Streams are not stored in strict order, and packets of pictures not in that of their
+// frames, so a frame tells when those end.
 bool ClipSource::isPastEnd(const AVPacket& packet) {
   constexpr std::int64_t kFarthest = 10 * std::int64_t{AV_TIME_BASE};
   const std::int64_t stored = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
-  if (!streams_->span.end || stored == AV_NOPTS_VALUE || !isPaced(packet.stream_index)) {
+  const AVRational time_base = timeBaseOf(packet.stream_index);
+  if (!isPaced(packet.stream_index) || !streams_->span.endsBefore(stored, time_base)) {
     return false;
   }
-  const std::int64_t time = av_rescale_q(stored, timeBaseOf(packet.stream_index), AV_TIME_BASE_Q);
-  if (time >= *streams_->span.end) {
+  if (packet.stream_index != streams_->video_index) {
     streams_past_end_.insert(packet.stream_index);
   }
   int paced = 0;
   for (int index = 0; index < static_cast<int>(streams_->context->nb_streams); ++index) {
     paced += isPaced(index) ? 1 : 0;
   }
-  return static_cast<int>(streams_past_end_.size()) == paced || time >= *streams_->span.end + kFarthest;
+  return static_cast<int>(streams_past_end_.size()) == paced ||
+         av_rescale_q(stored, time_base, AV_TIME_BASE_Q) >= *streams_->span.end + kFarthest;
 }
 
 std::optional<Item> ClipSource::next() {
@@ -128,8 +133,7 @@ std::optional<Item> ClipSource::next() {
     } else if (packet_->stream_index == streams_->video_index) {
       decodePacket();
     } else if (packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
-               isCopied(*streams_, packet_->stream_index) &&
-               streams_->span.takes(*packet_, timeBaseOf(packet_->stream_index), isPaced(packet_->stream_index))) {
+               isCopied(*streams_, packet_->stream_index) && isTaken(*packet_)) {
       shiftToOrigin(*packet_);
       return Packet{std::make_shared<PacketData>(PacketData{std::exchange(packet_, newPacket())})};
     }
@@ -177,7 +181,7 @@ void ClipSource::continueTimes(AVPacket& packet) {
     if ((starts_again || leaps) && clock.part == part_) {
       ++part_;
       shift_ = paced_end_ - inFileTimes(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts);
-      const double at_s = static_cast<double>(paced_end_ - origin_) / AV_TIME_BASE;
+      const double at_s = static_cast<double>(paced_end_ - zero_) / AV_TIME_BASE;
       warnings_.push_back(info_.name + " has time stamps that start again or leap: at " + secondsText(at_s) +
                           " it goes on without a gap");
     }
@@ -218,11 +222,15 @@ void ClipSource::decodePacket() {
 std::optional<Frame> ClipSource::receiveFrame() {
   while (true) {
     const int status = avcodec_receive_frame(codec_.get(), frame_.get());
-    const std::int64_t time = frame_->best_effort_timestamp;
-    if (status >= 0 && streams_->span.shows(time, durationOf(*frame_), usual_duration_, streams_->video().time_base)) {
-      return frameFromLibav();
-    }
     if (status >= 0) {
+      last_time_ = frameTime();
+      const AVRational time_base = streams_->video().time_base;
+      if (streams_->span.shows(last_time_, durationOf(*frame_), usual_duration_, time_base)) {
+        return frameFromLibav();
+      }
+      if (streams_->span.endsBefore(last_time_, time_base)) {
+        streams_past_end_.insert(streams_->video_index);
+      }
       av_frame_unref(frame_.get());
       continue;
     }
@@ -234,29 +242,38 @@ std::optional<Frame> ClipSource::receiveFrame() {
 }
 
 Frame ClipSource::frameFromLibav() {
+  const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, AV_TIME_BASE_Q, streams_->video().time_base); };
   Frame frame;
-  frame.time = frameTime();
+  frame.time = last_time_ - inItsTimes(origin_);
   frame.duration = durationOf(*frame_);
+  if (streams_->span.begin) {
+    frame.time = std::max<std::int64_t>(frame.time, 0);
+  }
   if (streams_->span.end) {
-    const std::int64_t left =
-        av_rescale_q(*streams_->span.end - origin_, AV_TIME_BASE_Q, streams_->video().time_base) - frame.time;
-    frame.duration = std::max<std::int64_t>(1, std::min(frame.duration, left));
+    frame.duration = std::min(frame.duration, std::max<std::int64_t>(1, inItsTimes(*streams_->span.end - origin_) - frame.time));
   }
   frame.picture = to_picture_.convert(*frame_);
-  last_time_ = frame.time;
   ++frames_;
   av_frame_unref(frame_.get());
   return frame;
 }
 
-// Makes times increase, as encoders need; in broken clips they do not.
+// As the file counts. Makes times increase, as encoders need; in broken clips they do not.
 std::int64_t ClipSource::frameTime() const {
   const bool is_first = last_time_ == AV_NOPTS_VALUE;
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) {
-    return is_first ? 0 : last_time_ + usual_duration_;
+    return is_first ? av_rescale_q(zero_, AV_TIME_BASE_Q, streams_->video().time_base) : last_time_ + usual_duration_;
   }
-  const std::int64_t time = frame_->best_effort_timestamp - av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->video().time_base);
-  return !is_first ? std::max(time, last_time_ + 1) : streams_->span.begin ? std::max<std::int64_t>(time, 0) : time;
+  return is_first ? frame_->best_effort_timestamp : std::max(frame_->best_effort_timestamp, last_time_ + 1);
+}
+
+// A cover has no time. It is taken with any part of the clip.
+bool ClipSource::isTaken(AVPacket& packet) const {
+  const AVRational time_base = timeBaseOf(packet.stream_index);
+  if (streams_->span.begin && (streams_->context->streams[packet.stream_index]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
+    packet.pts = packet.dts = av_rescale_q(*streams_->span.begin, AV_TIME_BASE_Q, time_base);
+  }
+  return streams_->span.takes(packet, time_base, isPaced(packet.stream_index));
 }
 
 void ClipSource::shiftToOrigin(AVPacket& packet) const {

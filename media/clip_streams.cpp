@@ -149,10 +149,13 @@ OpenClip openClip(const fs::path& clip) {
   return {std::move(streams), std::move(decoder), std::move(info)};
 }
 
+bool ClipSpan::endsBefore(std::int64_t time, AVRational time_base) const {
+  return end && time != AV_NOPTS_VALUE && time >= av_rescale_q(*end, AV_TIME_BASE_Q, time_base);
+}
+
 bool ClipSpan::shows(std::int64_t time, std::int64_t duration, std::int64_t usual_duration, AVRational time_base) const {
-  const auto inItsTimes = [&](std::int64_t at) { return av_rescale_q(at, AV_TIME_BASE_Q, time_base); };
-  return time == AV_NOPTS_VALUE ||
-         ((!begin || time + duration > inItsTimes(*begin) + usual_duration / 2) && (!end || time < inItsTimes(*end)));
+  const bool is_late = !begin || time + duration > av_rescale_q(*begin, AV_TIME_BASE_Q, time_base) + usual_duration / 2;
+  return is_late && !endsBefore(time, time_base);
 }
 
 bool ClipSpan::takes(AVPacket& packet, AVRational time_base, bool is_paced) const {
@@ -176,6 +179,7 @@ void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& inf
   const bool may_jump = (context.iformat->flags & AVFMT_TS_DISCONT) != 0; // broadcasts begin at any time
   const std::int64_t stored_zero = context.start_time != AV_NOPTS_VALUE ? context.start_time : 0;
   const std::int64_t zero = may_jump ? stored_zero : std::max<std::int64_t>(0, stored_zero);
+  const std::string_view kind = context.iformat->name;
   ClipSpan& span = streams.span;
   if (options.end_s) {
     span.end = zero + std::llround(*options.end_s * AV_TIME_BASE);
@@ -183,7 +187,6 @@ void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& inf
   if (options.start_s > 0) {
     constexpr std::int64_t kLead = AV_TIME_BASE; // some indexes count when a frame is decoded, not when it is shown
     span.begin = zero + std::llround(options.start_s * AV_TIME_BASE);
-    const std::string_view kind = context.iformat->name;
     if (kind.starts_with("mov") || kind.starts_with("matroska")) { // others are read from their begin
       static_cast<void>(av_seek_frame(&context, streams.video_index,
                                       av_rescale_q(*span.begin - kLead, AV_TIME_BASE_Q, streams.video().time_base),
@@ -195,7 +198,7 @@ void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& inf
   }
   const std::int64_t begin = span.begin.value_or(zero);
   const std::int64_t last = std::min(span.end.value_or(zero + context.duration), zero + context.duration);
-  if (begin >= last) {
+  if (begin >= last && kind.starts_with("mov")) { // of joined files of other kinds, the duration is that of a part
     throw nothingIn(info);
   }
   if (info.frames_expected) {

@@ -21,6 +21,9 @@ struct ClipSpan {
 
   bool isCut() const { return begin || end; }
 
+  // Whether this is the span's end, or later.
+  bool endsBefore(std::int64_t time, AVRational time_base) const;
+
   // Whether a frame is taken. One that is seen for less than half the usual duration after the begin is not.
   bool shows(std::int64_t time, std::int64_t duration, std::int64_t usual_duration, AVRational time_base) const;
 
@@ -56,7 +59,7 @@ std::int64_t latenessIn(const AVOutputFormat& format, const AVCodecParameters& s
 bool isCopied(const SourceStreams& source, int index);
 
 // Sets the span of the options, and where the file can be searched, goes to a frame in front of it that needs no other.
-// Throws nothingIn if the clip ends before it.
+// Throws nothingIn where the file says that it ends before.
 void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& info);
 
 // The error for a span without a frame.

@@ -128,7 +128,6 @@ TEST_F(StylizeInfo, CountsTheCompiledNetworksThatAreKept) {
               0);
     const json cache = json::parse(StylizeRun::run({"info", "--json"}, setting).standard_output)["cache"];
     EXPECT_EQ(cache["networks"], networks) << option;
-    EXPECT_EQ(cache["size_bytes"] > 0, networks > 0);
   }
 }
 

@@ -11,11 +11,9 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <array>
 #include <cstdio> // jpeglib.h needs it
 #include <jpeglib.h>
 #include <map>
-#include <webp/demux.h>
 
 namespace vorin::tests {
 namespace {
@@ -144,16 +142,11 @@ TEST(ImageFileKinds, ProfileExifAndDensityAreKept) {
     const std::string twice = convert("once" + kind, "twice" + kind + ".jpg", {20, 31});
     EXPECT_NE(twice.find(icc), std::string::npos);
     EXPECT_NE(twice.find(std::string("Exif\0\0", 6) + exif(1, 20, 31, "")), std::string::npos);
-    EXPECT_EQ(twice.find("preview"), std::string::npos);
     if (kind != ".webp") { // which holds none
       EXPECT_EQ(twice.substr(13, 5), std::string("\1") + bigEndian(300, 2) + bigEndian(240, 2));
     }
   }
-  const std::string webp = readFile(folder.path() / "once.webp");
-  WebPDemuxer* const demuxer =
-      WebPDemux(std::array{WebPData{reinterpret_cast<const std::uint8_t*>(webp.data()), webp.size()}}.data());
-  EXPECT_EQ(WebPDemuxGetI(demuxer, WEBP_FF_FORMAT_FLAGS), std::uint32_t{ICCP_FLAG | EXIF_FLAG});
-  WebPDemuxDelete(demuxer);
+  EXPECT_EQ(readFile(folder.path() / "once.webp").substr(12, 9), std::string("VP8X\x0A\0\0\0\x28", 9)); // has both
 }
 
 TEST(ImageFileKinds, OfAnAnimationTheFirstPictureIsRead) {

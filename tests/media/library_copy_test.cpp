@@ -181,7 +181,7 @@ TEST(NetworkCache, LosesTheNetworksUsedLongestAgo) {
     const std::string touch = "touch -d '" + std::to_string(age_hours) + " hours ago' " + (cache / name).string();
     ASSERT_EQ(std::system(touch.c_str()), 0); // both times, unlike the C++ library
   }
-  EXPECT_EQ(readFile(cache / "read.blob").size(), 1000U);
+  ASSERT_EQ(std::system(("touch -a " + (cache / "read.blob").string()).c_str()), 0); // as reading does
   boundNetworkCache(2999);
   EXPECT_THAT(namesIn(cache), testing::ElementsAre("new.blob", "old.txt", "read.blob"));
   EXPECT_GE(fs::last_write_time(cache / "read.blob"), now);

@@ -1,4 +1,4 @@
-// The sound of clips: copied, encoded as AAC, left out; damaged packets.
+// The sound of clips: copied, encoded as AAC, left out, cut with the pictures; damaged packets.
 #include "libav_support.h"
 #include "support/media_files.h"
 #include "support/media_way.h"
@@ -7,8 +7,10 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <set>
+#include <tuple>
 
 namespace vorin::media {
 namespace {
@@ -117,6 +119,44 @@ TEST(ClipSound, ADamagedPacketIsLeftOutAndReported) {
     EXPECT_THAT(sink->damage(), testing::ElementsAre(HasSubstr("lacks 1 damaged")));
     EXPECT_GT(packets, 80);
     EXPECT_NEAR(tests::duration(folder.path() / "out.mp4"), 2, 0.1);
+  }
+}
+
+// The frames, and about the sound, of the span, whether the file is searched or read from its begin, and tells when frames are
+// shown or not; keyframes are a second apart. In MKV the pictures begin 23 ms after the sound. In MP4 the first frame of the span
+// begins 5 ms before it, and is cut.
+TEST(ClipSound, OnlyTheSpanThatIsAskedForIsTaken) {
+  using namespace tests;
+  const TemporaryFolder folder;
+  std::ofstream(folder.path() / "words.srt") << "1\n00:00:00,500 --> 00:00:03,500\nA line.\n";
+  const std::string sources = "-f lavfi -i testsrc2=s=160x120:r=25:d=4 -f lavfi -i sine=d=4 ";
+  const std::string h264 = " -c:v libx264 -crf 10 -g 25 -bf 2 -c:a aac ";
+  for (const auto& [name, encoding, begin] : {std::tuple(std::string("in.mp4"), " -c:s mov_text" + h264, 0.0),
+                                              {"in.mkv", " -c:s srt" + h264, 0.018},
+                                              {"in.mpg", " -map 0 -map 1 -c:v mpeg2video -q:v 2 -g 25 -bf 2 -c:a mp2 ", 0.006}}) {
+    SCOPED_TRACE(name);
+    const fs::path clip = folder.path() / name;
+    const fs::path output = folder.path() / ("out_" + name + ".mkv");
+    ffmpeg(sources + "-i " + (folder.path() / "words.srt").string() + encoding + clip.string());
+    const std::unique_ptr<Source> source = openSource(clip, {.start_s = 1.605, .end_s = 2.785});
+    EXPECT_NEAR(static_cast<double>(source->info().frames_expected.value_or(0)), 30, 2);
+    const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, {.crf = 10});
+    EXPECT_THAT(run(*source, *sink, {}).damage, testing::IsEmpty());
+    const std::string numbered = "setpts=N/25/TB -an -sn -c:v ffv1 ";
+    ffmpeg("-i " + clip.string() + " -vf select=between(n\\,40\\,69)," + numbered + (folder.path() / "expected.mkv").string());
+    ffmpeg("-i " + output.string() + " -vf " + numbered + (folder.path() / "read.mkv").string());
+    EXPECT_GE(peakSignalToNoise_db(folder.path() / "read.mkv", folder.path() / "expected.mkv"), 36);
+    const std::vector<double> times = frameTimes(output);
+    ASSERT_EQ(times.size(), 30U);
+    EXPECT_NEAR(times.front(), begin, 0.001);
+    EXPECT_NEAR(times.back(), 29 * 0.04 + (begin > 0 ? begin : -0.005), 0.001);
+    EXPECT_NEAR(duration(output), 1.18, 0.03); // one packet of sound
+    EXPECT_NEAR(soundDelay(output), 0, 0.024);
+    EXPECT_GT(packetHashes(output, 'a'), "");
+    if (name != "in.mpg") {
+      ffmpeg("-i " + output.string() + " -c:s srt " + (folder.path() / "read.srt").string());
+      EXPECT_THAT(readFile(folder.path() / "read.srt"), HasSubstr("00:00:00,000 --> 00:00:01,180"));
+    }
   }
 }
 
