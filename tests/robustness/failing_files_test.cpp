@@ -23,17 +23,21 @@ bool isDue(std::string_view path) {
   return countdown > 0 && (has("/vorin-test-") || has("vorin989") || has("cartoon") || has("/cache/")) && --countdown == 0;
 }
 
-// A file that takes no byte (ENOSPC) but has its name, or one that cannot be read (EIO).
-const char* orBroken(const char* path, int& flags) {
+// A file that opens and cannot be read (EIO), or one that takes no byte (ENOSPC) but has its name.
+const char* orBroken(const char* path, bool is_read) {
   if (fault != kOpensBroken || !isDue(path)) {
     return path;
   }
-  const bool is_read = (flags & O_ACCMODE) == O_RDONLY;
-  flags &= O_ACCMODE | O_CLOEXEC;
   if (!is_read) {
     close(creat(path, 0600));
   }
   return is_read ? "/proc/self/mem" : "/dev/full";
+}
+
+const char* orBroken(const char* path, int& flags) {
+  const char* const opened = orBroken(path, (flags & O_ACCMODE) == O_RDONLY);
+  flags &= opened == path ? ~0 : O_ACCMODE | O_CLOEXEC;
+  return opened;
 }
 
 template <typename Result, typename... Arguments>
@@ -46,53 +50,24 @@ Result call(std::string_view function, Result failed, const char* path, Argument
   return reinterpret_cast<Result (*)(const char*, Arguments...)>(dlsym(RTLD_NEXT, function.data()))(path, arguments...);
 }
 
-int descriptor(void* cookie) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie));
-}
-
-// A file whose first bytes, those of a package's directory, can be read, and no others (EIO).
-std::FILE* openHalfReadable(const char* path) {
-  cookie_io_functions_t functions = {};
-  functions.read = [](void* cookie, char* bytes, std::size_t size) {
-    const off_t left = 512 - lseek(descriptor(cookie), 0, SEEK_CUR);
-    errno = EIO;
-    return left <= 0 ? -1 : read(descriptor(cookie), bytes, std::min(size, static_cast<std::size_t>(left)));
-  };
-  functions.seek = [](void* cookie, off64_t* place, int whence) {
-    *place = lseek(descriptor(cookie), *place, whence);
-    return *place < 0 ? -1 : 0;
-  };
-  functions.close = [](void* cookie) { return close(descriptor(cookie)); };
-  const std::intptr_t opened = openat(AT_FDCWD, path, O_RDONLY | O_CLOEXEC);
-  return opened < 0 ? nullptr : fopencookie(reinterpret_cast<void*>(opened), "r", functions);
-}
-
-std::FILE* openStream(const char* function, const char* path, const char* mode) {
-  if (fault == kOpensBroken && *mode == 'r') {
-    return isDue(path) ? openHalfReadable(path) : call<std::FILE*>(function, nullptr, path, mode);
-  }
-  int flags = O_WRONLY;
-  return call<std::FILE*>(function, nullptr, orBroken(path, flags), mode);
-}
-
 } // namespace
 
 // Functions in front of the C library's, for shared libraries too.
-#define IN_FRONT_OF(result, name, parameters, ...)                                                                               \
+#define IN_FRONT_OF(result, failed, name, parameters, ...)                                                                       \
   extern "C" [[gnu::visibility("default")]] result front_##name parameters __asm__(#name);                                       \
   result front_##name parameters {                                                                                               \
-    return __VA_ARGS__;                                                                                                          \
+    return call<result>(#name, failed, __VA_ARGS__);                                                                             \
   }
-IN_FRONT_OF(int, open, (const char* path, int flags, mode_t mode), call("open", -1, orBroken(path, flags), flags, mode))
-IN_FRONT_OF(int, open64, (const char* path, int flags, mode_t mode), call("open64", -1, orBroken(path, flags), flags, mode))
-IN_FRONT_OF(std::FILE*, fopen, (const char* path, const char* mode), openStream("fopen", path, mode))
-IN_FRONT_OF(std::FILE*, fopen64, (const char* path, const char* mode), openStream("fopen64", path, mode))
-IN_FRONT_OF(int, access, (const char* path, int kind), call("access", -1, path, kind))
-IN_FRONT_OF(int, mkdir, (const char* path, mode_t mode), call("mkdir", -1, path, mode))
-IN_FRONT_OF(int, rename, (const char* path, const char* to), call("rename", -1, path, to))
-IN_FRONT_OF(int, link, (const char* path, const char* to), call("link", -1, path, to))
-IN_FRONT_OF(int, unlink, (const char* path), call("unlink", -1, path))
-IN_FRONT_OF(int, remove, (const char* path), call("remove", -1, path))
+IN_FRONT_OF(int, -1, open, (const char* path, int flags, mode_t mode), orBroken(path, flags), flags, mode)
+IN_FRONT_OF(int, -1, open64, (const char* path, int flags, mode_t mode), orBroken(path, flags), flags, mode)
+IN_FRONT_OF(std::FILE*, nullptr, fopen, (const char* path, const char* mode), orBroken(path, *mode == 'r'), mode)
+IN_FRONT_OF(std::FILE*, nullptr, fopen64, (const char* path, const char* mode), orBroken(path, *mode == 'r'), mode)
+IN_FRONT_OF(int, -1, access, (const char* path, int kind), path, kind)
+IN_FRONT_OF(int, -1, mkdir, (const char* path, mode_t mode), path, mode)
+IN_FRONT_OF(int, -1, rename, (const char* path, const char* to), path, to)
+IN_FRONT_OF(int, -1, link, (const char* path, const char* to), path, to)
+IN_FRONT_OF(int, -1, unlink, (const char* path), path)
+IN_FRONT_OF(int, -1, remove, (const char* path), path)
 
 namespace vorin {
 namespace {
