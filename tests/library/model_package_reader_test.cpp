@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <fstream>
+#include <future>
+
 namespace vorin::modelpack {
 namespace {
 
@@ -72,6 +76,19 @@ TEST_F(ModelPackageReaderTest, SeeksBySignedOffsetsAndBeyondTheEndOfTheFile) {
     expectReading(recordBytes("net", 0, offset) + recordBytes("", 0, 0), "net", kError, kNoSeek);
     expectReading(recordBytes("net", 4, offset) + recordBytes("", 0, 0) + "data", "net", kError, kNoSeek);
   }
+}
+
+TEST_F(ModelPackageReaderTest, WaitsForBytesThatAreNotThereYet) {
+  const std::string package = packageBytes({{"net.xml", "all of it"}});
+  const std::size_t there = package.size() - 3;
+  writeFile(path("package"), package.substr(0, there));
+  std::future<PackageStatus> status = std::async(std::launch::async, [&] {
+    return ModelPackageReader(std::filesystem::path(path("package")).wstring(), "net.xml", target());
+  });
+  EXPECT_EQ(status.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  std::ofstream(path("package"), std::ios::binary | std::ios::app) << package.substr(there);
+  EXPECT_EQ(status.get(), kWritten);
+  EXPECT_EQ(readFile(target()), "all of it");
 }
 
 TEST_F(ModelPackageReaderTest, FailsWithoutALineForPackagesAndTargetsThatCannotBeOpened) {

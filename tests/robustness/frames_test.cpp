@@ -1,14 +1,15 @@
 // Frames of random sizes, formats and pitches through all styles, by the style library's interface and by the Restyler's. Each
 // buffer has the size that the interface asks for and not a byte more, between pages that nobody may touch; inputs may not be
 // written to.
+#include "host.h"
 #include "library_copy.h"
 #include "support/media_way.h"
-#include "sweep.h"
 
 #include <functional>
 #include <map>
 #include <optional>
 #include <random>
+#include <utility>
 
 namespace vorin::media {
 namespace {
@@ -70,7 +71,7 @@ public:
     bool sound = buffer_->restIsUntouched();
     for (std::size_t row = 0; row < rows_; ++row) {
       const std::uint8_t* begin = buffer_->data() + row * pitch_bytes_;
-      for (std::size_t byte = 3; isWithAlpha() && byte < row_bytes_; byte += 4) {
+      for (std::size_t byte = 3; row_bytes_ == 4U * size_.width && byte < row_bytes_; byte += 4) {
         sound = sound && begin[byte] == 255;
       }
       sound = sound && std::all_of(begin + row_bytes_, begin + pitch_bytes_, FencedBuffer::isUntouched);
@@ -80,7 +81,6 @@ public:
 
 private:
   bool isNv12() const { return layout_ == PixelLayout::kNv12; }
-  bool isWithAlpha() const { return layout_ == PixelLayout::kBgra || layout_ == PixelLayout::kRgba; }
 
   PixelLayout layout_;
   Size size_;
@@ -93,9 +93,7 @@ private:
 
 struct Case {
   Style style;
-  FencedFrame& input;
-  const FencedFrame& output;
-  const FencedFrame& look; // a style image
+  FencedFrame &input, &output, &look; // the last is a style image
 };
 
 class FencedFrames : public testing::Test {
@@ -108,7 +106,7 @@ protected:
       const auto style = static_cast<Style>(random_() % 5);
       const Pitch pitch = isFilter(style) ? filter_pitch : neural_pitch;
       FencedFrame input(random_, pitch);
-      const FencedFrame output(random_, pitch);
+      FencedFrame output(random_, pitch);
       FencedFrame look(random_, filter_pitch);
       sweep.begin("style " + std::to_string(static_cast<int>(style)) + ", " + input.text() + " to " + output.text() + ", look " +
                   look.text());
@@ -130,28 +128,16 @@ protected:
 
 TEST_F(FencedFrames, OfTheLibrary) {
   std::map<Style, LibraryCopy::Object> objects;
-  const auto set = [](SttInterface& object, SttConfigKey key, int value) { object.SetConfig(nullptr, key, &value); };
-  const auto prepare = [&](SttInterface& object, Style style) {
-    SttDeviceRequest request{};
-    request.kind = SttDeviceAnyGpu;
-    SttDeviceRecord* device = nullptr;
-    object.CreateDevice(&request, &device);
-    set(object, SttCfgStyleType, static_cast<int>(style));
-    set(object, SttCfgStyleIndex, 0);
-    object.SetConfig(nullptr, SttCfgModelPath, package_.folder().c_str());
-    if (object.Prepare(nullptr) != VORIN_STATUS_OK) {
-      throw std::runtime_error("the style is not prepared");
-    }
-  };
   sweep("frames, library", 9000, Pitch::kReadInNv12, Pitch::kIgnored, [&](const Case& each) {
     LibraryCopy::Object& object = objects[each.style];
     const bool is_new = object == nullptr || random_() % 40 == 0; // so that networks of all sizes are loaded
     object = is_new ? LibraryCopy::get(true).create() : std::move(object);
-    set(*object, SttCfgWidth, each.output.size().width);
-    set(*object, SttCfgHeight, each.output.size().height);
-    if (is_new) {
-      prepare(*object, each.style);
+    const auto [width, height] = each.output.size();
+    const auto style = static_cast<std::int32_t>(each.style);
+    if (is_new && !prepareStyle(*object, style, width, height, package_.folder())) {
+      throw std::runtime_error("the style is not prepared");
     }
+    configure(*object, style, width, height);
     if (isFilter(each.style) || each.input.layout() != PixelLayout::kBgr24) { // which a neural style may work on in place
       each.input.forbidWriting();
     }
@@ -161,7 +147,7 @@ TEST_F(FencedFrames, OfTheLibrary) {
     out.width = out.height = 0;
     const bool has_look = each.style == Style::kTransfer && (is_new || random_() % 8 == 0);
     const _VorinStatus status = object->ProcessFrame(nullptr, &in, has_look ? &look : nullptr, &out);
-    if (status != VORIN_STATUS_OK || each.output.size() != Size{static_cast<int>(out.width), static_cast<int>(out.height)}) {
+    if (status != VORIN_STATUS_OK || std::cmp_not_equal(out.width, width) || std::cmp_not_equal(out.height, height)) {
       throw std::runtime_error("status " + std::to_string(status) + ", or another size");
     }
   });

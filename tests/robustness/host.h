@@ -8,6 +8,20 @@
 
 namespace vorin::tests {
 
+// Chooses any GPU and prepares the style for results of that size.
+inline bool prepareStyle(SttInterface& object, std::int32_t style, std::int32_t width, std::int32_t height,
+                         const std::string& package_folder) {
+  SttDeviceRequest any_gpu{};
+  any_gpu.kind = SttDeviceAnyGpu;
+  SttDeviceRecord* device = nullptr;
+  object.CreateDevice(&any_gpu, &device);
+  configure(object, style, width, height);
+  const std::int32_t index = 0;
+  object.SetConfig(nullptr, SttCfgStyleIndex, &index);
+  object.SetConfig(nullptr, SttCfgModelPath, package_folder.c_str());
+  return object.Prepare(nullptr) == VORIN_STATUS_OK;
+}
+
 class Host {
 public:
   explicit Host(std::int32_t style, std::string package_folder) : style_(style), package_folder_(std::move(package_folder)) {}
@@ -17,15 +31,7 @@ public:
     return prepareAgain();
   }
   bool prepareAgain() {
-    SttDeviceRequest any_gpu{};
-    any_gpu.kind = SttDeviceAnyGpu;
-    SttDeviceRecord* device = nullptr;
-    object_->CreateDevice(&any_gpu, &device);
-    configure(*object_, style_, kWidth, kHeight);
-    const std::int32_t index = 0;
-    object_->SetConfig(nullptr, SttCfgStyleIndex, &index);
-    object_->SetConfig(nullptr, SttCfgModelPath, package_folder_.c_str());
-    is_prepared_ = object_->Prepare(nullptr) == VORIN_STATUS_OK;
+    is_prepared_ = prepareStyle(*object_, style_, kWidth, kHeight, package_folder_);
     return is_prepared_;
   }
   bool hasObject() const { return object_ != nullptr; }

@@ -36,9 +36,9 @@ bool isRight(const Picture& result, Style style) {
 
 int prepareAndRestyle(const std::string& folder, int threads, int rounds) {
   std::atomic<int> failures = 0;
-  std::vector<std::thread> workers;
+  std::vector<std::thread> workers(static_cast<std::size_t>(threads));
   for (int thread = 0; thread < threads; ++thread) {
-    workers.emplace_back([&, style = thread % 2 == 0 ? Style::kCartoon : Style::kLightGrey] {
+    workers[static_cast<std::size_t>(thread)] = std::thread([&, style = thread % 2 == 0 ? Style::kCartoon : Style::kLightGrey] {
       for (int round = 0; round < rounds; ++round) {
         try {
           Restyler restyler(softwareOptions(style, folder));
@@ -81,12 +81,11 @@ protected:
 
 TEST_F(Preparing, InFourProcessesOfFourThreads) {
   const int rounds = 5 * longerBy();
-  Sweep sweep("preparations in 4 processes of 4 threads");
+  Sweep sweep("4 processes of 4 threads that prepare");
+  sweep.note(std::to_string(16 * rounds) + " preparations");
   std::array<ChildProcess, 4> processes = {start(4, rounds), start(4, rounds), start(4, rounds), start(4, rounds)};
   for (ChildProcess& process : processes) {
-    for (int preparation = 0; preparation < 4 * rounds; ++preparation) {
-      sweep.begin("one of a process's");
-    }
+    sweep.begin("a process");
     requireSuccess(sweep, std::move(process));
   }
   EXPECT_TRUE(isTidy());
@@ -159,7 +158,7 @@ TEST_F(Preparing, FromPackagesThatSomebodyChanged) {
 
 int main(int count, char** arguments) {
   if (count == 5 && std::string(arguments[1]) == "prepare") {
-    return vorin::media::prepareAndRestyle(arguments[2], std::atoi(arguments[3]), std::atoi(arguments[4]));
+    return vorin::media::prepareAndRestyle(arguments[2], std::stoi(arguments[3]), std::stoi(arguments[4]));
   }
   testing::InitGoogleTest(&count, arguments);
   const vorin::tests::TemporaryFolder cache;

@@ -23,7 +23,7 @@ namespace vorin::tests {
 // By how much scripts/robustness --long multiplies the number of cases.
 inline int longerBy() {
   const char* factor = std::getenv("VORIN_ROBUSTNESS_FACTOR"); // NOLINT(concurrency-mt-unsafe)
-  return factor == nullptr ? 1 : std::max(1, std::atoi(factor));
+  return factor == nullptr ? 1 : std::max(1, std::stoi(factor));
 }
 
 // Networks of the styles 0, 1 and 2, which take frames of any size.
@@ -54,7 +54,8 @@ public:
 
   void begin(const std::string& what) {
     ++cases_;
-    std::snprintf(current_case.data(), current_case.size(), "%s, case %d: %s\n", name_.c_str(), cases_, what.c_str());
+    static_cast<void>(
+        std::snprintf(current_case.data(), current_case.size(), "%s, case %d: %s\n", name_.c_str(), cases_, what.c_str()));
   }
   void require(bool holds, const std::string& fault) {
     faults_ += holds ? 0 : 1;
