@@ -97,8 +97,8 @@ private:
 
 int main(int count, char** arguments) {
   const std::vector<std::string> corpus = readCorpus(count > 1 ? arguments[1] : ".");
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(count > 2 ? std::atoi(arguments[2]) : 3);
-  Mutator mutator(corpus, count > 3 ? static_cast<std::uint32_t>(std::atoi(arguments[3])) : 20);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(count > 2 ? std::stoi(arguments[2]) : 3);
+  Mutator mutator(corpus, count > 3 ? static_cast<std::uint32_t>(std::stoi(arguments[3])) : 20);
   for (const int number : {SIGSEGV, SIGABRT, SIGFPE}) {
     static_cast<void>(std::signal(number, keepInputAndEnd));
   }
