@@ -122,7 +122,8 @@ TEST_F(StylizeInfo, CountsTheCompiledNetworksThatAreKept) {
   pack({});
   const StylizeRun folder;
   ChildSetting setting = StylizeRun::withGpu();
-  StylizeRun::setCacheFolder(setting, folder.folder() / "cache");
+  const TemporaryFolder cache_folder;
+  StylizeRun::setCacheFolder(setting, cache_folder.path());
   for (const auto& [option, networks] : {std::pair("--no-cache", 0), {"--quiet", 1}, {"--no-cache", 1}, {"--quiet", 1}}) {
     EXPECT_EQ(folder.restyle({"--style", "cartoon", "--models", package_.folder(), "--overwrite", option}, setting).exit_status,
               0);
