@@ -88,6 +88,8 @@ ExitStatus runProgram(int count, char** arguments) {
     return static_cast<ExitStatus>(media::runAsSoftwareDevice(options.restyler.precision, need.reason()));
   } catch (const Error& error) {
     return fail(options.json, error);
+  } catch (const std::bad_alloc&) {
+    return fail(options.json, Error(ErrorKind::kInputOutput, "not enough memory: use a smaller image"));
   }
 }
 

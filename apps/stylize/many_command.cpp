@@ -50,8 +50,10 @@ std::vector<InputResult> plan(const Options& options) {
     printLine("left out, as no images or clips by their names: " + base::joined(kinds));
   }
   std::map<fs::path, int> wanted;
+  std::set<fs::path> read; // without links
   for (const Input& input : listed) {
     ++wanted[outputFor(input, options)];
+    read.insert(fs::weakly_canonical(input.file, error));
   }
   std::map<fs::path, fs::path> inputs;
   for (const Input& input : listed) {
@@ -64,7 +66,7 @@ std::vector<InputResult> plan(const Options& options) {
       throw usage(base::quotedPath(other->second) + " and " + base::quotedPath(input.file) + " would both be written to " +
                   base::quotedPath(output) + ": leave --to out, or restyle one of them alone");
     }
-    if (fs::equivalent(input.file, output, error)) {
+    if (read.contains(fs::weakly_canonical(output, error)) || fs::equivalent(input.file, output, error)) {
       throw amongTheInputs(input.file);
     }
     requireNotRead(output, {options.style_image});
@@ -119,7 +121,7 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
     }
     is_damaged = is_damaged || !result.damage.empty();
   }
-  if (exist_already > 0) {
+  if (exist_already > 0 && !options.sink.overwrite) {
     printLine(std::to_string(exist_already) + " of the results are there already: add --resume to skip them");
   }
   return failed > 0 || is_damaged ? ExitStatus::kSomeInputsFailed : ExitStatus::kDone;

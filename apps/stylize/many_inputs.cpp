@@ -41,8 +41,13 @@ private:
       ++next_;
     }
     if (next_ < results_.size()) {
-      // What is read of a result is settled before the first is restyled.
-      opening_ = std::async(std::launch::async, [this, &result = results_[next_++]] { return openInput(options_, result); });
+      // What is read of a result is settled before the first is restyled. Where no thread is to be had, take() opens the input.
+      const auto open = [this, &result = results_[next_++]] { return openInput(options_, result); };
+      try {
+        opening_ = std::async(std::launch::async, open);
+      } catch (const std::system_error&) {
+        opening_ = std::async(std::launch::deferred, open);
+      }
     }
   }
 
@@ -135,12 +140,12 @@ private:
   }
 
   void writeBehind(InputResult& result, std::unique_ptr<media::Sink> sink, media::Frame&& frame) {
-    being_written_ = &result;
     written_ = std::async(std::launch::async, [sink = std::move(sink), frame = std::move(frame)]() mutable {
       sink->write(std::move(frame));
       sink->finish();
       sink.reset();
     });
+    being_written_ = &result; // only now: no thread may have been to be had
   }
 
   // Waits until the image before is written, and reports it.

@@ -179,6 +179,11 @@ ExitStatus restyle(const Options& options) {
           "--style-image is a folder, which makes a sheet of one image in the look of each picture in it: name one image, or "
           "an image file in that folder");
     }
+    if (options.size || options.resume || !options.to.empty() || options.sink.keep_alpha || !options.clip_options.empty()) {
+      throw usage(
+          "--style-image is a folder, which makes a sheet: leave out --size, --resume, --to, --keep-alpha and the options "
+          "of clips");
+    }
     return makeSheet(options);
   }
   if (several && is_file_name && !base::isFolder(output)) {

@@ -32,7 +32,7 @@ media::Size resultSize(const Options& options, const media::SourceInfo& source) 
   }
   const auto [width, height, percent] = *options.size;
   const media::Size shown = media::shownSize(source);
-  const bool is_image = source.frames_expected == 1;
+  const bool is_image = source.frames_expected == 1 && media::detailsOf(source).streams == nullptr;
   const auto rounded = [&](double side) { // most encoders want even sides
     return is_image ? std::llround(side) : 2 * std::llround(side / 2);
   };

@@ -236,6 +236,7 @@ void giveKernelsAFolder() {
   fs::create_directory(kernels, ignored);
   fs::permissions(kernels, fs::perms::owner_all, ignored); // programs lie there
   if (kernels_state >= 0 && flock(kernels_state, LOCK_SH) == 0 && fs::is_directory(kernels, ignored)) {
+    static_cast<void>(setKernelsState('1'));      // again: another process may have noted its good end meanwhile
     setenv("POCL_CACHE_DIR", kernels.c_str(), 1); // NOLINT(concurrency-mt-unsafe): there are no other threads
   }
 }

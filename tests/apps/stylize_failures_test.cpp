@@ -44,6 +44,7 @@ std::vector<FailureCase> failureCases() {
       {"WordAfterVersion", {"--version", "one"}, 2, "--version stands alone"},
       {"TwoInputs", with({"%photo.jpg"}), 2, "names a file: name a folder with -o"},
       {"InputIsFolder", pencil("%folder.png", "%out.png"), 2, "names a file: name a folder with -o"},
+      {"OutputIsAnotherInput", pencil("%photo.png", "%sub", {"%sub/photo.png", "--overwrite"}), 2, "among the inputs"},
       {"FolderIntoItself", pencil("%folder.png", "%folder.png"), 2, "among the inputs"},
       {"TwoInputsForOneResult", pencil("%photo.png", "%out", {"%photo.jpg", "%photo.jpg.png", "--to", "png"}), 2,
        "would both be written to"},
@@ -52,6 +53,10 @@ std::vector<FailureCase> failureCases() {
        {"%photo.png", "%photo.jpg", "-o", "%out", "--style", "transfer", "--style-image", "%folder.png"},
        2,
        "--style-image is a folder"},
+      {"SizeForLooks",
+       {"%photo.png", "-o", "%out.png", "--style", "transfer", "--style-image", "%folder.png", "--size", "64x64"},
+       2,
+       "which makes a sheet"},
       {"UnknownExtension", pencil("%photo.png", "%out.tiff"), 2, "use one of .png, .jpg"},
       {"NoExtension", pencil("%photo.png", "%out"), 2, "use one of .png, .jpg"},
       {"SheetIsNoImage", {"sheet", "%photo.png", "-o", "%out.mp4"}, 2, "use one of .png, .jpg"},
@@ -93,6 +98,8 @@ TEST(StylizeFailures, SayOneLineAndLeaveNothing) {
   tiny.row(0).setTo(cv::Scalar::all(255));
   savePicture(run.file("tiny.png"), tiny);
   fs::create_directory(run.file("folder.png"));
+  fs::create_directory(run.file("sub"));
+  fs::copy_file(run.file("photo.png"), run.file("sub/photo.png"));
   const auto names_before = run.names();
   for (const FailureCase& failure : failureCases()) {
     SCOPED_TRACE(failure.name);
