@@ -99,7 +99,7 @@ private:
   void open();
   bool writeEncoded(); // writes the encoder's next packet; false: none is ready
   void writeEncoded(SoundEncoder& sound);
-  void hand(AVPacket& packet);
+  bool hand(AVPacket* packet); // null: all that wait. Returns whether none was left out
   void close();
   void check(int status) const;
 
@@ -205,7 +205,7 @@ bool ClipSink::writeEncoded() {
   }
   packet_->stream_index = 0;
   av_packet_rescale_ts(packet_.get(), time_base_, context_->streams[0]->time_base);
-  hand(*packet_);
+  hand(packet_.get());
   ++encoded_;
   return true;
 }
@@ -221,16 +221,16 @@ void ClipSink::write(Packet&& packet) {
     writeEncoded(found->second);
   } else if (const auto text = copied_->subtitleEncoders().find(data.stream_index); text != copied_->subtitleEncoders().end()) {
     if (text->second.convert(data, *context_)) {
-      hand(data);
+      hand(&data);
     }
   } else if (copied_->place(data, *context_)) {
-    hand(data);
+    hand(&data);
   }
 }
 
 void ClipSink::writeEncoded(SoundEncoder& sound) {
   while (sound.receive(*packet_, *context_)) {
-    hand(*packet_);
+    hand(packet_.get());
   }
 }
 
@@ -242,8 +242,8 @@ std::vector<std::string> ClipSink::damage() const {
           " damaged packets of the clip's sound or subtitles, which were left out"};
 }
 
-void ClipSink::hand(AVPacket& packet) {
-  const int status = av_interleaved_write_frame(context_.get(), &packet);
+bool ClipSink::hand(AVPacket* packet) {
+  const int status = av_interleaved_write_frame(context_.get(), packet);
   // The muxer looks into copied packets, also into one that has waited for this one. Those of the encoders are sound.
   const bool is_damaged = status < 0 && status != AVERROR(ENOMEM) && context_->pb->error >= 0;
   if (is_damaged && copied_) {
@@ -251,6 +251,7 @@ void ClipSink::hand(AVPacket& packet) {
   } else {
     check(status);
   }
+  return status >= 0;
 }
 
 void ClipSink::finish() {
@@ -282,6 +283,10 @@ void ClipSink::close() {
       sound.sendEnd();
       writeEncoded(sound);
     }
+  }
+  constexpr int kMostPackets = 10000;
+  for (int i = 0; i < kMostPackets && !hand(nullptr);
+       ++i) { // else the trailer ends at the first packet that waits and is damaged
   }
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));

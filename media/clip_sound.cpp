@@ -2,6 +2,7 @@
 #include "clip_streams.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 
 namespace vorin::media {
@@ -85,6 +86,9 @@ SoundEncoder::SoundEncoder(const AVStream& source, AVFormatContext& output)
 }
 
 bool SoundEncoder::send(const AVPacket& packet) {
+  if (isEmpty(packet)) {
+    return true;
+  }
   const bool is_decoded = avcodec_send_packet(decoder_.get(), &packet) >= 0;
   receiveSamples();
   return is_decoded;
@@ -107,9 +111,17 @@ void SoundEncoder::receiveSamples() {
 }
 
 void SoundEncoder::prepareResampler(const AVFrame& frame) {
-  if (resampler_) {
+  const std::array<std::uint64_t, 4> form = {static_cast<std::uint64_t>(frame.format),
+                                             static_cast<std::uint64_t>(frame.sample_rate),
+                                             static_cast<std::uint64_t>(frame.ch_layout.nb_channels),
+                                             frame.ch_layout.order == AV_CHANNEL_ORDER_NATIVE ? frame.ch_layout.u.mask : 0};
+  if (resampler_ && form == resampled_form_) {
     return;
   }
+  if (resampler_) { // broadcasts change theirs between programmes
+    resample(nullptr);
+  }
+  resampled_form_ = form;
   AVChannelLayout layout = frame.ch_layout;
   if (layout.order == AV_CHANNEL_ORDER_UNSPEC) {
     av_channel_layout_default(&layout, frame.ch_layout.nb_channels);
@@ -122,6 +134,9 @@ void SoundEncoder::prepareResampler(const AVFrame& frame) {
   if (status < 0 || av_opt_set_double(resampler, "min_comp", 0.1, 0) < 0 ||
       av_opt_set_double(resampler, "min_hard_comp", 0.1, 0) < 0 || swr_init(resampler) < 0) {
     throw std::bad_alloc();
+  }
+  if (next_time_) {
+    return;
   }
   const std::int64_t begin = frame.best_effort_timestamp != AV_NOPTS_VALUE ? frame.best_effort_timestamp : 0;
   next_time_ = av_rescale_q(begin, source_time_base_, encoder_->time_base);

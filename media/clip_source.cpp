@@ -214,7 +214,7 @@ void ClipSource::noteEnd(const AVPacket& packet) {
 }
 
 void ClipSource::decodePacket() {
-  if (avcodec_send_packet(codec_.get(), packet_.get()) < 0) {
+  if (!isEmpty(*packet_) && avcodec_send_packet(codec_.get(), packet_.get()) < 0) {
     ++damaged_packets_;
   }
 }

@@ -4,6 +4,7 @@
 
 #include "picture_conversion.h"
 
+#include <array>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -98,7 +99,8 @@ private:
   int index_ = 0;             // of the output's stream
   std::int64_t lateness_ = 0; // of the output's times, in the encoder's time base
   ResamplerHandle resampler_;
-  SamplesHandle samples_; // resampled, not encoded yet
+  std::array<std::uint64_t, 4> resampled_form_{}; // of the samples that it takes: format, rate, channels, their places
+  SamplesHandle samples_;                         // resampled, not encoded yet
   FrameHandle decoded_ = newFrame();
   std::optional<std::int64_t> next_time_; // of samples_, in samples
   bool has_ended_ = false;

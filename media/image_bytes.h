@@ -53,12 +53,13 @@ inline TiffNumber findTag(Bytes tiff, std::size_t directory, std::uint32_t tag) 
   constexpr std::uint32_t kLongType = 4;
   const bool big_endian = !tiff.empty() && tiff[0] == 'M';
   const std::size_t end = directory == 0 ? 0 : std::min(endOfEntries(tiff, directory), tiff.size());
+  TiffNumber found;
   for (std::size_t at = directory + 2; at + 12 <= end; at += 12) {
-    if (readNumber(tiff, at, 2, big_endian) == tag) {
-      return {at + 8, readNumber(tiff, at + 2, 2, big_endian) == kLongType ? std::size_t{4} : std::size_t{2}};
+    if (readNumber(tiff, at, 2, big_endian) == tag) { // the last one counts, as for the decoder
+      found = {at + 8, readNumber(tiff, at + 2, 2, big_endian) == kLongType ? std::size_t{4} : std::size_t{2}};
     }
   }
-  return {};
+  return found;
 }
 
 // 0 without such a tag.

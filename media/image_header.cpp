@@ -7,12 +7,12 @@ namespace vorin::media {
 namespace {
 
 // The offset of the next marker of a JPEG file at or after an offset: 0xFF before a byte that is neither stuffing (0), nor fill
-// (0xFF), nor a restart within a scan. The file's size when there is none.
+// (0xFF), nor one of those without data: a restart within a scan, or 1. The file's size when there is none.
 std::size_t nextMarker(Bytes file, std::size_t at) {
   for (; at + 1 < file.size(); ++at) {
     const std::uint8_t code = file[at + 1];
     const bool is_restart = code >= 0xD0 && code <= 0xD7;
-    if (file[at] == 0xFF && code != 0 && code != 0xFF && !is_restart) {
+    if (file[at] == 0xFF && code > 1 && code != 0xFF && !is_restart) {
       return at;
     }
   }

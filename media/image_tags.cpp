@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <map>
+#include <tuple>
 
 namespace vorin::media {
 namespace {
@@ -175,8 +176,10 @@ ImageTags imageTags(Bytes file) {
 
 void setExifSize(std::vector<std::uint8_t>& exif, int width, int height) {
   constexpr std::uint32_t kMoreTags = 0x8769;
-  const std::size_t directory = tagIn(exif, firstDirectory(exif), kMoreTags);
-  for (const auto& [tag, side] : {std::pair(0xA002U, width), {0xA003U, height}}) {
+  const std::size_t first = firstDirectory(exif);
+  const std::size_t more = tagIn(exif, first, kMoreTags);
+  for (const auto& [directory, tag, side] :
+       {std::tuple(first, 0x0100U, width), {first, 0x0101U, height}, {more, 0xA002U, width}, {more, 0xA003U, height}}) {
     setNumber(exif, findTag(exif, directory, tag), static_cast<std::uint32_t>(side));
   }
 }

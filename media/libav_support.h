@@ -46,6 +46,11 @@ struct PacketFreer {
 struct ScalerFreer {
   void operator()(SwsContext* context) const { sws_freeContext(context); }
 };
+// AVI and MOV hold packets without data, which a decoder would take for the end of its stream.
+inline bool isEmpty(const AVPacket& packet) {
+  return packet.size == 0 && packet.side_data_elems == 0;
+}
+
 struct ResamplerFreer {
   void operator()(SwrContext* context) const { swr_free(&context); }
 };

@@ -12,6 +12,7 @@
 #include <exception>
 #include <future>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -110,7 +111,16 @@ public:
   Threads(Source& source, Sink& sink, const std::atomic<bool>& cancelled)
       : source_(source), sink_(sink), read_(capacityFor(source.info().layout, source.info().size), cancelled),
         restyled_(capacityFor(layoutFor(source.info().layout, sink.size()), sink.size()), cancelled), cancelled_(cancelled),
-        reader_([this] { readAhead(); }), writer_(std::async(std::launch::async, [this] { writeBehind(); })) {}
+        reader_([this] { readAhead(); }) {
+    try {
+      writer_ = std::async(std::launch::async, [this] { writeBehind(); });
+    } catch (const std::system_error&) { // no thread is to be had
+      read_.abort();
+      source_.interrupt();
+      reader_.join();
+      throw;
+    }
+  }
 
   ~Threads() {
     read_.abort();

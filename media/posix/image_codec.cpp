@@ -183,7 +183,11 @@ bool makePicture(cv::Mat& picture, std::uint64_t width, std::uint64_t height, in
   if (!isUsableSize(width, height)) {
     return false;
   }
-  picture.create(static_cast<int>(height), static_cast<int>(width), CV_8UC(channels));
+  try {
+    picture.create(static_cast<int>(height), static_cast<int>(width), CV_8UC(channels));
+  } catch (const cv::Exception&) { // OpenCV's word for too little memory
+    throw std::bad_alloc();
+  }
   return true;
 }
 

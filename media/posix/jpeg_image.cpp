@@ -111,6 +111,7 @@ void writeJpegTags(jpeg_compress_struct& state, const ImageTags& tags) {
 bool encode(JpegWriter& writer, const cv::Mat& picture, int quality, const ImageTags& tags) {
   jpeg_compress_struct& state = writer.state;
   if (setjmp(writer.errors.jump) != 0) { // NOLINT(cert-err52-cpp): libjpeg's way
+    writer.file = nullptr;               // may be freed already: libjpeg notes a larger buffer at the end only
     return false;
   }
   jpeg_create_compress(&state);

@@ -83,6 +83,21 @@ TEST(ClipSound, AsAacItIsHeardWhenItWas) {
   }
 }
 
+// A broadcast changes from stereo to mono between two programmes.
+TEST(ClipSound, IsEncodedWhenItsChannelsChange) {
+  const tests::TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.ts";
+  std::string bytes;
+  for (const std::string channels : {"2", "1"}) {
+    ffmpeg("-y " + kPictures + "-i sine=d=2 -c:a ac3 -ac " + channels + ' ' + clip.string());
+    bytes += tests::readFile(clip);
+  }
+  std::ofstream(clip, std::ios::binary) << bytes;
+  const fs::path output = folder.path() / "out.mp4";
+  restyle(clip, output, {.sound = Sound::kAac});
+  EXPECT_NEAR(static_cast<double>(samplesOf(output).size()) / 44100, 4, 0.2);
+}
+
 TEST(ClipSound, IsLeftOutOrCopiedWhenThatIsAskedFor) {
   const tests::TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.wmv";
