@@ -41,7 +41,7 @@ private:
     std::int16_t v = 0;
   };
 
-  // luma_terms: one for each luma sample of a row.
+  // luma_terms holds one value for each luma sample of a row.
   void changePairs(std::uint8_t* pairs, int count, std::int16_t* luma_terms) const;
   void changeLuma(std::uint8_t* row, int width, const std::int16_t* luma_terms) const;
 
