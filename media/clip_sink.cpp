@@ -128,8 +128,8 @@ ClipSink::ClipSink(std::unique_ptr<base::TemporaryOutput> file, const fs::path& 
     throw std::bad_alloc();
   }
   context_.reset(context);
-  if (isMatroska(
-          *context_->oformat)) { // it can hold the times below 0 at which much sound begins; libav would move all of the clip
+  // Matroska can hold the times below 0 at which much sound begins; libav would move all of the clip.
+  if (isMatroska(*context_->oformat)) {
     context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
   }
   requireSoundFits(options, *context_->oformat);
@@ -284,9 +284,9 @@ void ClipSink::close() {
       writeEncoded(sound);
     }
   }
+  // Packets that wait are written first, since the trailer ends at the first one that is damaged.
   constexpr int kMostPackets = 10000;
-  for (int i = 0; i < kMostPackets && !hand(nullptr);
-       ++i) { // else the trailer ends at the first packet that waits and is damaged
+  for (int i = 0; i < kMostPackets && !hand(nullptr); ++i) {
   }
   check(av_write_trailer(context_.get()));
   check(avio_closep(&context_->pb));

@@ -114,7 +114,7 @@ public:
         reader_([this] { readAhead(); }) {
     try {
       writer_ = std::async(std::launch::async, [this] { writeBehind(); });
-    } catch (const std::system_error&) { // no thread is to be had
+    } catch (const std::system_error&) { // the system starts no thread
       read_.abort();
       source_.interrupt();
       reader_.join();

@@ -41,7 +41,7 @@ private:
       ++next_;
     }
     if (next_ < results_.size()) {
-      // What is read of a result is settled before the first is restyled. Where no thread is to be had, take() opens the input.
+      // What is read of a result is settled before the first is restyled. If the system starts no thread, take() opens the input.
       const auto open = [this, &result = results_[next_++]] { return openInput(options_, result); };
       try {
         opening_ = std::async(std::launch::async, open);
@@ -145,7 +145,7 @@ private:
       sink->finish();
       sink.reset();
     });
-    being_written_ = &result; // only now: no thread may have been to be had
+    being_written_ = &result; // after std::async, which throws if the system starts no thread
   }
 
   // Waits until the image before is written, and reports it.
