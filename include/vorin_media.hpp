@@ -254,7 +254,9 @@ private:
  * first frame and the one after a cut stay unchanged. Comes after a Restyler. Pictures: kNv12 or kBgra. */
 class VORIN_MEDIA_API Steady final : public Effect {
 public:
-  explicit Steady(Style style); /**< the style of the Restyler before it */
+  /** style: of the Restyler before it. first_frame: the number of the first frame in its clip; dots are renewed in the same order
+   * wherever one begins. */
+  explicit Steady(Style style, std::int64_t first_frame = 0);
   ~Steady() override;
   void see(const Picture& source, Size size) override;
   void apply(const Picture& source, Picture& picture) override;

@@ -26,7 +26,7 @@ std::unique_ptr<Sink> openClipSink(std::unique_ptr<base::TemporaryOutput> output
 // begin: what was read from the pipe before.
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options, std::vector<std::uint8_t>&& begin);
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
-std::unique_ptr<Effect> makeSteady(Style style);
+std::unique_ptr<Effect> makeSteady(Style style, std::int64_t first_frame);
 
 // Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file.
 cv::Mat decodeImage(std::span<const std::uint8_t> file, ImageKind kind);

@@ -128,8 +128,8 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
 }
 
 media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
-  static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
-  restyling.emplace(options);
+  static std::optional<media::Restyling> restyling; // not destroyed: main ends the process without that
+  restyling.emplace(options, prepareQuietly);
   const media::RestylerReport report = restyling->report();
   if (!options.quiet) {
     printLine(headline(report));

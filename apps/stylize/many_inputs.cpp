@@ -95,7 +95,7 @@ private:
 // that takes about as long as a frame.
 class ManyInputs {
 public:
-  ManyInputs(const Options& options, Restyling& restyling, std::vector<InputResult>& results)
+  ManyInputs(const Options& options, media::Restyling& restyling, std::vector<InputResult>& results)
       : options_(options), restyling_(restyling), results_(results), inputs_(options, results),
         progress_(progressKind(options.progress == ProgressWish::kJson, options.quiet), unitOf(results),
                   static_cast<std::int64_t>(results.size() - count(results, Outcome::kSkipped))) {}
@@ -125,14 +125,15 @@ private:
     media::requireImageFits(result.output, resultSize(options_, source->info()));
     makeFolder(result.output.parent_path());
     if (result.is_clip) {
-      restyling_.run(*source, result, {&base::cancellationIsDue(), {}});
+      stylize::restyle(restyling_, *source, *restyling_.openSink(source->info(), result.output), result,
+                       {&base::cancellationIsDue(), {}});
       settle();
       report(result);
       return;
     }
-    std::unique_ptr<media::Sink> sink = restyling_.openSink(*source, result);
+    std::unique_ptr<media::Sink> sink = restyling_.openSink(source->info(), result.output);
     KeptPicture picture(sink->size());
-    restyling_.run(*source, picture, result, {&base::cancellationIsDue(), {}});
+    stylize::restyle(restyling_, *source, picture, result, {&base::cancellationIsDue(), {}});
     settle();
     if (!base::cancellationIsDue()) {
       writeBehind(result, std::move(sink), picture.take());
@@ -182,7 +183,7 @@ private:
   }
 
   const Options& options_;
-  Restyling& restyling_;
+  media::Restyling& restyling_;
   std::vector<InputResult>& results_;
   InputsAhead inputs_;
   Progress progress_;
@@ -204,7 +205,7 @@ void makeFolder(const fs::path& folder) {
   }
 }
 
-void restyleEach(const Options& options, Restyling& restyling, std::vector<InputResult>& results) {
+void restyleEach(const Options& options, media::Restyling& restyling, std::vector<InputResult>& results) {
   ManyInputs(options, restyling, results).restyle();
 }
 

@@ -1,6 +1,8 @@
 // many_inputs.h: restyles a list of inputs, one after the other: the next is opened, and the image before encoded, meanwhile.
 #pragma once
 
+#include "recipe.h"
+
 #include <filesystem>
 #include <vector>
 
@@ -8,12 +10,11 @@ namespace vorin::stylize {
 
 struct InputResult;
 struct Options;
-class Restyling;
 
 // Makes the folder and those above it. Throws kInputOutput.
 void makeFolder(const std::filesystem::path& folder);
 
 // Restyles the inputs that are not skipped, with progress, and stores the outcome in their results. Throws if cancelled.
-void restyleEach(const Options& options, Restyling& restyling, std::vector<InputResult>& results);
+void restyleEach(const Options& options, media::Restyling& restyling, std::vector<InputResult>& results);
 
 } // namespace vorin::stylize

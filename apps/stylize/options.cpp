@@ -153,7 +153,7 @@ Command commandOf(const CommandLine& typed) {
 
 } // namespace
 
-std::optional<SizeRule> parseSize(const std::string& text) {
+std::optional<media::SizeRule> parseSize(const std::string& text) {
   const auto number = [](std::string_view digits) {
     std::uint64_t value = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
@@ -163,7 +163,8 @@ std::optional<SizeRule> parseSize(const std::string& text) {
   if (view.ends_with('%')) {
     constexpr std::uint64_t kMostPercent = 10000;
     const std::uint64_t percent = number(view.substr(0, view.size() - 1));
-    return percent >= 1 && percent <= kMostPercent ? std::optional(SizeRule{0, 0, static_cast<double>(percent)}) : std::nullopt;
+    return percent >= 1 && percent <= kMostPercent ? std::optional(media::SizeRule{0, 0, static_cast<double>(percent)})
+                                                   : std::nullopt;
   }
   const std::size_t cross = view.find('x');
   if (cross == std::string_view::npos || view.size() == 1) {
@@ -174,7 +175,7 @@ std::optional<SizeRule> parseSize(const std::string& text) {
   if (!media::isUsableSize(width.empty() ? 1 : number(width), height.empty() ? 1 : number(height))) {
     return std::nullopt;
   }
-  return SizeRule{static_cast<int>(number(width)), static_cast<int>(number(height)), 0};
+  return media::SizeRule{static_cast<int>(number(width)), static_cast<int>(number(height)), 0};
 }
 
 std::optional<std::uint32_t> parseColour(const std::string& text) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "exit_status.h"
-#include "vorin_media.hpp"
+#include "vorin_jobs.hpp"
 
 #include <vector>
 
@@ -11,27 +11,12 @@ namespace vorin::stylize {
 enum class Command { kRestyle, kSheet, kDevices, kInfo, kSelftest, kText };
 enum class ProgressWish { kAuto, kJson };
 
-// What --size asks for: "640x480", one side ("640x", "x480") that the other follows in the picture's shape, or "50%".
-struct SizeRule {
-  int width = 0;  // 0: follows from the height, or from the percentage
-  int height = 0; // 0: follows likewise
-  double percent = 0;
-  bool operator==(const SizeRule&) const = default;
-};
-
-struct Options {
+// What the user asked for: how to restyle, and all else.
+struct Options : media::Recipe { // a sheet has all styles; the style image may be a folder of them
   Command command = Command::kRestyle;
   std::string text;                          // the text to print, for kText
   std::vector<std::filesystem::path> inputs; // images, clips, folders, or "-"
   std::filesystem::path output;              // a folder for many inputs
-  media::RestylerOptions restyler;           // a sheet has all styles
-  std::optional<SizeRule> size;
-  std::filesystem::path style_image; // or a folder of them; may be empty
-  double strength = 1;
-  bool keep_colours = false;
-  bool steady = false;
-  media::SourceOptions source; // but exact_colours, which depends on the input
-  media::SinkOptions sink;
   std::string to; // the file extension of many images or of one in a pipe, with its dot; empty: each input's own
   ProgressWish progress = ProgressWish::kAuto;
   bool resume = false;
@@ -41,7 +26,7 @@ struct Options {
 };
 
 // Parses plain decimal digits; nothing for any other text and for a size that no picture may have.
-std::optional<SizeRule> parseSize(const std::string& text);
+std::optional<media::SizeRule> parseSize(const std::string& text);
 
 // Parses a colour, "white", "black" or six hexadecimal digits, to 0xRRGGBB; nothing for any other text.
 std::optional<std::uint32_t> parseColour(const std::string& text);

@@ -132,9 +132,9 @@ ExitStatus restyleOne(const Options& options) {
   // The input is decoded while the device is loaded. Its faults are reported first.
   auto opening = std::async(std::launch::async, [&] { return openInput(options, result); });
   std::exception_ptr device_failure;
-  static std::optional<Restyling> restyling; // not destroyed: main ends the process without that
+  static std::optional<media::Restyling> restyling; // not destroyed: main ends the process without that
   try {
-    restyling.emplace(options);
+    restyling.emplace(options, prepareQuietly);
   } catch (...) {
     device_failure = std::current_exception();
   }
@@ -154,8 +154,9 @@ ExitStatus restyleOne(const Options& options) {
   const ProgressKind kind = progressKind(options.progress == ProgressWish::kJson, options.quiet);
   Progress progress(result.is_clip || kind == ProgressKind::kJson ? kind : ProgressKind::kNone,
                     result.is_clip ? "frames" : "images", source->info().frames_expected);
-  restyling->run(*source, result,
-                 {&base::cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
+  const std::unique_ptr<media::Sink> sink = restyling->openSink(source->info(), result.output);
+  restyle(*restyling, *source, *sink, result,
+          {&base::cancellationIsDue(), [&](const media::Progress& now) { progress.update(now.frames_done); }});
   if (base::cancellationIsDue()) {
     progress.finish();
   } else {

@@ -2,7 +2,7 @@
 // the results; and restyles them: connects source, effects and sink.
 #pragma once
 
-#include "vorin_media.hpp"
+#include "recipe.h"
 
 #include <filesystem>
 #include <map>
@@ -48,41 +48,12 @@ void requireNotRead(const std::filesystem::path& output, const std::vector<std::
 
 struct InputResult;
 
-// The size of the result's pictures as they are stored: --size means them as they are shown. Throws kUsage if no picture may have
-// that size.
-media::Size resultSize(const Options& options, const media::SourceInfo& source);
-
-// A run makes one object for all its inputs.
-class Restyling {
-public:
-  // Throws for a device, a package or a style image that cannot be used. options must outlive the object.
-  explicit Restyling(const Options& options);
-
-  media::RestylerReport report() const { return restyler_.report(); }
-
-  // Does what can fail before the next input's first frame: checks that the device runs the style, and loads its network. run()
-  // does it if it was not called.
-  void prepare(const media::SourceInfo& input);
-
-  std::unique_ptr<media::Sink> openSink(const media::Source& source, const InputResult& result) const;
-
-  // Restyles the source into the result's output or into another sink, and stores the outcome in the result.
-  void run(media::Source& source, InputResult& result, const media::RunOptions& run_options);
-  void run(media::Source& source, media::Sink& sink, InputResult& result, const media::RunOptions& run_options);
-
-private:
-  const Options& options_;
-  media::Restyler restyler_;
-  std::unique_ptr<media::Look> look_;
-  bool is_prepared_ = false; // for the next input
-  double load_ms_ = 0;       // of its network
-};
+// Restyles the source into the sink and stores the outcome in the result.
+void restyle(media::Restyling& restyling, media::Source& source, media::Sink& sink, InputResult& result,
+             const media::RunOptions& run_options);
 
 // Opens the result's input.
 std::unique_ptr<media::Source> openInput(const Options& options, const InputResult& result);
-
-// Reads the picture of an image file.
-media::Picture readImage(const std::filesystem::path& file, const media::SourceOptions& options);
 
 // Prepares while standard output and standard error are shut: the library prints each failed attempt to standard output, where
 // only data may go, and its runtime prints warnings about other programs' files. If the library's log is on, nothing is shut.

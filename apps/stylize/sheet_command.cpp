@@ -39,7 +39,7 @@ public:
     if (looks_.empty()) {
       const fs::path style_image = defaultStyleImage();
       requireNotRead(options.output, {style_image});
-      restyler_.setStyleImage(readImage(style_image, options.source));
+      restyler_.setStyleImage(media::readImage(style_image, options.source));
     }
     if (!options.quiet) {
       printLine(std::string("styles ") + (looks_.empty() ? "pencil, stipple, lightgrey, cartoon, transfer" : "transfer") + ", " +
@@ -84,7 +84,7 @@ private:
     }
     for (const Input& image : listInputs({options.style_image}, {}, false)) {
       requireNotRead(options.output, {image.file});
-      looks.push_back({base::utf8Text(image.file.stem()), readImage(image.file, options.source)});
+      looks.push_back({base::utf8Text(image.file.stem()), media::readImage(image.file, options.source)});
     }
     if (looks.empty()) {
       throw Error(ErrorKind::kInputOutput, "there is no image in the --style-image folder " +
@@ -163,7 +163,7 @@ ExitStatus makeSheet(const Options& options) {
   for (const Input& input : inputs) {
     media::Picture image;
     try {
-      image = readImage(input.file, options.source);
+      image = media::readImage(input.file, options.source);
     } catch (const Error& error) {
       if (inputs.size() == 1) {
         throw;

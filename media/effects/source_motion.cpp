@@ -16,6 +16,7 @@ constexpr int kSmallSide = 240;       // the longer side of a small picture, rou
 constexpr int kLeastSmallSide = 16;   // the search moves patches of 8 pixels
 constexpr double kCutTrust = 0.5;     // a lower mean trust is a cut
 constexpr double kLeastNoise = 0.25;  // grey levels
+constexpr double kFirstNoise = 1;     // grey levels
 constexpr double kNoiseGrowth = 1.25; // limit from frame to frame: a cut would look like noise
 constexpr double kUnseenLag = 0.15;   // small pixels: too short to see, and fine texture never matches better
 constexpr float kFlatTexture = 4.0F;  // squared grey levels from pixel to pixel: less is noise
@@ -86,7 +87,8 @@ bool SourceMotion::follow(const cv::Mat& frame, cv::Size picture_size) {
   if (followed) {
     remember();
   } else {
-    present_.convertTo(memory_, CV_32F);
+    present_.convertTo(memory_, CV_32F); // nothing else of the time before lives on
+    noise_ = kFirstNoise;
   }
   std::swap(previous_, blurred_);
   return followed;

@@ -9,15 +9,15 @@
 
 namespace vorin::media {
 
-SteadyBlend steadyBlendFor(Style style) {
+SteadyBlend steadyBlendFor(Style style, std::int64_t first_frame) {
   constexpr double kLongMemory = 0.97;
   switch (style) {
   case Style::kStippling: // blended dots become grey
-    return SteadyBlend(Texture::kDots);
+    return SteadyBlend(Texture::kDots, kUsualMemory, first_frame);
   case Style::kTransfer: // the library blends without following motion: the smear of a pan flickers unless blended longer
-    return SteadyBlend(Texture::kStrokes, kLongMemory);
+    return SteadyBlend(Texture::kStrokes, kLongMemory, first_frame);
   default:
-    return SteadyBlend(Texture::kStrokes);
+    return SteadyBlend(Texture::kStrokes, kUsualMemory, first_frame);
   }
 }
 
@@ -25,7 +25,7 @@ namespace {
 
 class MotionSteady final : public Effect {
 public:
-  explicit MotionSteady(Style style) : blend_(steadyBlendFor(style)) {}
+  MotionSteady(Style style, std::int64_t first_frame) : blend_(steadyBlendFor(style, first_frame)) {}
   ~MotionSteady() override {
     if (motion_.valid()) { // another effect threw before apply
       motion_.wait();
@@ -68,8 +68,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Effect> clips::makeSteady(Style style) {
-  return std::make_unique<MotionSteady>(style);
+std::unique_ptr<Effect> clips::makeSteady(Style style, std::int64_t first_frame) {
+  return std::make_unique<MotionSteady>(style, first_frame);
 }
 
 } // namespace vorin::media

@@ -124,8 +124,10 @@ constexpr double kUsualMemory = 0.9;
 class SteadyBlend {
 public:
   // memory: the part of the steadied picture in the next one, where that is trusted entirely. A greater part is steadier, and
-  // softer where a picture moves by fractions of a pixel.
-  explicit SteadyBlend(Texture texture, double memory = kUsualMemory) : texture_(texture), kept_(memory), motion_(memory) {}
+  // softer where a picture moves by fractions of a pixel. first_frame: the number of the first frame in its clip, by which tiles
+  // of dots are renewed in turn.
+  explicit SteadyBlend(Texture texture, double memory = kUsualMemory, std::int64_t first_frame = 0)
+      : texture_(texture), kept_(memory), frame_(static_cast<unsigned>(first_frame)), motion_(memory) {}
 
   // Call see, then apply, for each of the clip's frames in order. Both throw std::invalid_argument for other kinds of pictures.
   //
@@ -166,7 +168,7 @@ private:
 
   Texture texture_;
   double kept_;
-  unsigned frame_ = 0;
+  unsigned frame_;
   SourceMotion motion_;
   cv::Size seen_size_; // empty: no call of see since the last apply
   bool is_followed_ = false;
@@ -180,6 +182,6 @@ private:
 };
 
 // The blend that suits a style's results.
-SteadyBlend steadyBlendFor(Style style);
+SteadyBlend steadyBlendFor(Style style, std::int64_t first_frame = 0);
 
 } // namespace vorin::media

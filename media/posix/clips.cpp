@@ -99,12 +99,12 @@ std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Siz
 
 class Steady::Work {
 public:
-  explicit Work(Style style) : effect(clipModule().make_steady(style)) {}
+  Work(Style style, std::int64_t first_frame) : effect(clipModule().make_steady(style, first_frame)) {}
 
   std::unique_ptr<Effect> effect;
 };
 
-Steady::Steady(Style style) : work_(std::make_unique<Work>(style)) {}
+Steady::Steady(Style style, std::int64_t first_frame) : work_(std::make_unique<Work>(style, first_frame)) {}
 Steady::~Steady() = default;
 
 void Steady::see(const Picture& source, Size size) {

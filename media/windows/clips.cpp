@@ -61,7 +61,7 @@ std::unique_ptr<Sink> openPipeSink(int /*descriptor*/, const SourceInfo& /*sourc
 
 class Steady::Work {};
 
-Steady::Steady(Style /*style*/) {
+Steady::Steady(Style /*style*/, std::int64_t /*first_frame*/) {
   throw noClips();
 }
 
