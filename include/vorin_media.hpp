@@ -139,6 +139,7 @@ struct SinkOptions {
   Sound sound = Sound::kCopyOrAac; /**< of a clip */
   std::optional<int> quality = {}; /**< of a JPEG or WebP image, 1 to 100; none: 95, and WebP without loss */
   bool keep_alpha = false;         /**< of an image: give a PNG or WebP file the source's transparency */
+  int encoder_threads = 0;         /**< of a clip: on which some encoders' bytes depend; 0: as many as there are processors */
   std::string image = {};          /**< of standard output: an image's file extension, as ".png"; empty: frames */
 };
 

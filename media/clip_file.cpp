@@ -85,7 +85,7 @@ const AVOutputFormat& formatFor(const fs::path& output, const SinkOptions& optio
 }
 
 ClipFile::ClipFile(std::unique_ptr<base::TemporaryOutput> file, const fs::path& output, const SourceInfo& source,
-                   const AVCodecContext& video, const SinkOptions& options)
+                   const AVCodecContext& video, const SinkOptions& options, std::optional<std::span<const std::uint8_t>> header)
     : output_(output), file_(std::move(file)), time_base_(toLibav(source.time_base)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
@@ -99,6 +99,9 @@ ClipFile::ClipFile(std::unique_ptr<base::TemporaryOutput> file, const fs::path& 
     context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
   }
   addVideo(source, video);
+  if (header) {
+    replaceHeader(*header);
+  }
   if (detailsOf(source).streams != nullptr) {
     copied_.emplace(*detailsOf(source).streams, *context_, options.sound);
     copyMetadata(*detailsOf(source).streams, *context_);
@@ -134,6 +137,20 @@ void ClipFile::addVideo(const SourceInfo& source, const AVCodecContext& video) {
     throw std::bad_alloc();
   }
   std::memcpy(matrix, detailsOf(source).rotation->data(), sizeof(*detailsOf(source).rotation));
+}
+
+void ClipFile::replaceHeader(std::span<const std::uint8_t> header) {
+  AVCodecParameters& video = *context_->streams[0]->codecpar;
+  av_freep(&video.extradata);
+  video.extradata_size = 0;
+  if (!header.empty()) {
+    video.extradata = static_cast<std::uint8_t*>(av_mallocz(header.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (video.extradata == nullptr) {
+      throw std::bad_alloc();
+    }
+    std::copy(header.begin(), header.end(), video.extradata);
+    video.extradata_size = static_cast<int>(header.size());
+  }
 }
 
 void ClipFile::open() {

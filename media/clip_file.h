@@ -12,9 +12,9 @@ namespace vorin::media {
 
 class ClipFile {
 public:
-  // video: of the pictures' packets, in the source's time base.
+  // video: the encoder of the pictures. header: what a decoder needs before the first packet, if not that encoder's own.
   ClipFile(std::unique_ptr<base::TemporaryOutput> file, const std::filesystem::path& output, const SourceInfo& source,
-           const AVCodecContext& video, const SinkOptions& options);
+           const AVCodecContext& video, const SinkOptions& options, std::optional<std::span<const std::uint8_t>> header = {});
 
   void writeVideo(AVPacket& packet); // with times in the source's time base
   void write(Packet&& packet);       // of the source's other streams
@@ -25,6 +25,7 @@ public:
 
 private:
   void addVideo(const SourceInfo& source, const AVCodecContext& video);
+  void replaceHeader(std::span<const std::uint8_t> header);
   void open();
   void writeEncoded(SoundEncoder& sound);
   bool hand(AVPacket* packet); // null: all that wait. Returns whether none was left out

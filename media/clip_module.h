@@ -6,6 +6,7 @@
 // by its virtual functions.
 #pragma once
 
+#include "clip_units.h"
 #include "image_codec.h"
 #include "output_file.h"
 #include "sources_and_sinks.h"
@@ -26,6 +27,15 @@ std::unique_ptr<Sink> openClipSink(std::unique_ptr<base::TemporaryOutput> output
 // begin: what was read from the pipe before.
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options, std::vector<std::uint8_t>&& begin);
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
+std::optional<ClipSurvey> surveyClip(Source& clip, const SurveyRules& rules, const OnFrame& on_frame);
+std::unique_ptr<Source> openClipPart(const std::filesystem::path& clip, const SourceOptions& options, const ClipPart& part,
+                                     bool without_seeking);
+std::unique_ptr<UnitSink> openUnitSink(const std::filesystem::path& file, const std::filesystem::path& output,
+                                       const SourceInfo& source, Size size, const SinkOptions& options, std::int64_t warm_up);
+std::unique_ptr<Source> openClipPackets(const std::filesystem::path& clip, const SourceOptions& options);
+std::optional<ClipSurvey> joinClip(std::unique_ptr<base::TemporaryOutput> file, const std::filesystem::path& output,
+                                   Source& clip_packets, const SourceInfo& info, Size size, const SinkOptions& options,
+                                   std::span<const UnitFile> units, const OnFrame& on_frame);
 std::unique_ptr<Effect> makeSteady(Style style, std::int64_t first_frame);
 
 // Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file.
@@ -42,6 +52,11 @@ struct ClipModule {
   decltype(&clips::openClipSink) open_clip_sink;
   decltype(&clips::openPipeSource) open_pipe_source;
   decltype(&clips::openPipeSink) open_pipe_sink;
+  decltype(&clips::surveyClip) survey_clip;
+  decltype(&clips::openClipPart) open_clip_part;
+  decltype(&clips::openUnitSink) open_unit_sink;
+  decltype(&clips::openClipPackets) open_clip_packets;
+  decltype(&clips::joinClip) join_clip;
   decltype(&clips::makeSteady) make_steady;
   decltype(&clips::decodeImage) decode_image;
   decltype(&clips::encodeBmp) encode_bmp;

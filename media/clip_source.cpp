@@ -4,12 +4,14 @@
 // or addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
 #include "clip_module.h"
 #include "clip_streams.h"
+#include "clip_units.h"
 #include "picture_conversion.h"
 #include "sources_and_sinks.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iomanip>
+#include <limits>
 #include <set>
 #include <sstream>
 #include <utility>
@@ -23,9 +25,15 @@ std::string secondsText(double seconds) {
   return text.str();
 }
 
+// What of a clip is delivered.
+enum class Delivery { kAll, kPart, kAllButFrames };
+
 class ClipSource final : public Source {
 public:
-  ClipSource(OpenClip clip, const SourceOptions& options);
+  ClipSource(OpenClip clip, const SourceOptions& options, Delivery delivery = Delivery::kAll);
+
+  // Limits the frames to those of a part. To be called before the first one is read.
+  void limitTo(const ClipPart& part, bool without_seeking);
 
   const SourceInfo& info() const override { return info_; }
   std::optional<Item> next() override;
@@ -46,6 +54,7 @@ private:
   std::optional<Frame> receiveFrame();
   Frame frameFromLibav();
   std::int64_t frameTime() const;
+  std::int64_t deliveredTime() const;
   bool readPacket();
   void decodePacket();
   bool isPaced(int stream_index) const;
@@ -70,16 +79,20 @@ private:
   std::int64_t shift_ = 0; // of the newest part
   int part_ = 0;
   std::vector<std::string> warnings_;
+  Delivery delivery_;
+  std::int64_t first_wanted_ = std::numeric_limits<std::int64_t>::min(); // time of a frame, as delivered
+  std::int64_t frames_wanted_ = std::numeric_limits<std::int64_t>::max();
   std::int64_t frames_ = 0;
   std::int64_t damaged_packets_ = 0;
   bool is_cut_short_ = false;
   bool all_read_ = false;
 };
 
-ClipSource::ClipSource(OpenClip clip, const SourceOptions& options)
+ClipSource::ClipSource(OpenClip clip, const SourceOptions& options, Delivery delivery)
     : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)),
       info_(withColours(std::move(clip.info), options.exact_colours)),
-      to_picture_(info_.layout, info_.size, yuvColours(detailsOf(info_).colours, info_.size), pictureColours(info_)) {
+      to_picture_(info_.layout, info_.size, yuvColours(detailsOf(info_).colours, info_.size), pictureColours(info_)),
+      delivery_(delivery) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =
         std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(toLibav(info_.frame_rate)), streams_->video().time_base));
@@ -92,6 +105,17 @@ ClipSource::ClipSource(OpenClip clip, const SourceOptions& options)
   zero_ = origin_;
   cutTo(options, *streams_, info_);
   origin_ = streams_->span.begin.value_or(origin_);
+  if (delivery_ == Delivery::kAllButFrames) {
+    streams_past_end_.insert(streams_->video_index);
+  }
+}
+
+void ClipSource::limitTo(const ClipPart& part, bool without_seeking) {
+  first_wanted_ = part.begin_time;
+  frames_wanted_ = part.warm_up + part.frames;
+  if (part.first > part.warm_up && !without_seeking) {
+    seekBefore(origin_ + av_rescale_q(part.begin_time, streams_->video().time_base, AV_TIME_BASE_Q), *streams_);
+  }
 }
 
 // Whether nothing that is taken follows. Streams are not stored in strict order, and packets of pictures not in that of their
@@ -116,11 +140,14 @@ bool ClipSource::isPastEnd(const AVPacket& packet) {
 
 std::optional<Item> ClipSource::next() {
   while (true) {
+    if (frames_ == frames_wanted_) {
+      return std::nullopt;
+    }
     if (std::optional<Frame> frame = receiveFrame()) {
       return frame;
     }
     if (all_read_) {
-      if (frames_ == 0) {
+      if (frames_ == 0 && delivery_ != Delivery::kAllButFrames) {
         throw streams_->span.isCut()
             ? nothingIn(info_)
             : Error(ErrorKind::kInputOutput, info_.name + " holds no picture that can be decoded: use another copy of it");
@@ -132,7 +159,7 @@ std::optional<Item> ClipSource::next() {
       static_cast<void>(avcodec_send_packet(codec_.get(), nullptr)); // makes the decoder deliver the frames that it still holds
     } else if (packet_->stream_index == streams_->video_index) {
       decodePacket();
-    } else if (packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
+    } else if (delivery_ != Delivery::kPart && packet_->stream_index < static_cast<int>(streams_->context->nb_streams) &&
                isCopied(*streams_, packet_->stream_index) && isTaken(*packet_)) {
       shiftToOrigin(*packet_);
       return Packet{std::make_shared<PacketData>(PacketData{std::exchange(packet_, newPacket())})};
@@ -214,7 +241,7 @@ void ClipSource::noteEnd(const AVPacket& packet) {
 }
 
 void ClipSource::decodePacket() {
-  if (!isEmpty(*packet_) && avcodec_send_packet(codec_.get(), packet_.get()) < 0) {
+  if (delivery_ != Delivery::kAllButFrames && !isEmpty(*packet_) && avcodec_send_packet(codec_.get(), packet_.get()) < 0) {
     ++damaged_packets_;
   }
 }
@@ -225,7 +252,7 @@ std::optional<Frame> ClipSource::receiveFrame() {
     if (status >= 0) {
       last_time_ = frameTime();
       const AVRational time_base = streams_->video().time_base;
-      if (streams_->span.shows(last_time_, durationOf(*frame_), usual_duration_, time_base)) {
+      if (streams_->span.shows(last_time_, durationOf(*frame_), usual_duration_, time_base) && deliveredTime() >= first_wanted_) {
         return frameFromLibav();
       }
       if (streams_->span.endsBefore(last_time_, time_base)) {
@@ -244,11 +271,8 @@ std::optional<Frame> ClipSource::receiveFrame() {
 Frame ClipSource::frameFromLibav() {
   const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, AV_TIME_BASE_Q, streams_->video().time_base); };
   Frame frame;
-  frame.time = last_time_ - inItsTimes(origin_);
+  frame.time = deliveredTime();
   frame.duration = durationOf(*frame_);
-  if (streams_->span.begin) {
-    frame.time = std::max<std::int64_t>(frame.time, 0);
-  }
   if (streams_->span.end) {
     frame.duration = std::min(frame.duration, std::max<std::int64_t>(1, inItsTimes(*streams_->span.end - origin_) - frame.time));
   }
@@ -256,6 +280,12 @@ Frame ClipSource::frameFromLibav() {
   ++frames_;
   av_frame_unref(frame_.get());
   return frame;
+}
+
+// Of the present frame. One that a span cuts begins with the span.
+std::int64_t ClipSource::deliveredTime() const {
+  const std::int64_t time = last_time_ - av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->video().time_base);
+  return streams_->span.begin ? std::max<std::int64_t>(time, 0) : time;
 }
 
 // As the file counts. Makes times increase, as encoders need; in broken clips they do not.
@@ -315,6 +345,17 @@ std::vector<std::string> ClipSource::damage() const {
 
 std::unique_ptr<Source> clips::openClipSource(const std::filesystem::path& clip, const SourceOptions& options) {
   return std::make_unique<ClipSource>(openClip(clip), options);
+}
+
+std::unique_ptr<Source> clips::openClipPart(const std::filesystem::path& clip, const SourceOptions& options, const ClipPart& part,
+                                            bool without_seeking) {
+  auto source = std::make_unique<ClipSource>(openClip(clip), options, Delivery::kPart);
+  source->limitTo(part, without_seeking);
+  return source;
+}
+
+std::unique_ptr<Source> clips::openClipPackets(const std::filesystem::path& clip, const SourceOptions& options) {
+  return std::make_unique<ClipSource>(openClip(clip), options, Delivery::kAllButFrames);
 }
 
 } // namespace vorin::media

@@ -185,13 +185,8 @@ void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& inf
     span.end = zero + std::llround(*options.end_s * AV_TIME_BASE);
   }
   if (options.start_s > 0) {
-    constexpr std::int64_t kLead = AV_TIME_BASE; // some indexes count when a frame is decoded, not when it is shown
     span.begin = zero + std::llround(options.start_s * AV_TIME_BASE);
-    if (kind.starts_with("mov") || kind.starts_with("matroska")) { // others are read from their begin
-      static_cast<void>(av_seek_frame(&context, streams.video_index,
-                                      av_rescale_q(*span.begin - kLead, AV_TIME_BASE_Q, streams.video().time_base),
-                                      AVSEEK_FLAG_BACKWARD));
-    }
+    seekBefore(*span.begin, streams);
   }
   if (context.duration <= 0) {
     return;
@@ -204,6 +199,15 @@ void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& inf
   if (info.frames_expected) {
     const double share = static_cast<double>(last - begin) / static_cast<double>(context.duration);
     info.frames_expected = std::max(1LL, std::llround(static_cast<double>(*info.frames_expected) * share));
+  }
+}
+
+void seekBefore(std::int64_t time, const SourceStreams& streams) {
+  constexpr std::int64_t kLead = AV_TIME_BASE; // some indexes count when a frame is decoded, not when it is shown
+  const std::string_view kind = streams.context->iformat->name;
+  if (kind.starts_with("mov") || kind.starts_with("matroska")) { // others are read from their begin
+    static_cast<void>(av_seek_frame(streams.context.get(), streams.video_index,
+                                    av_rescale_q(time - kLead, AV_TIME_BASE_Q, streams.video().time_base), AVSEEK_FLAG_BACKWARD));
   }
 }
 

@@ -63,6 +63,10 @@ bool isCopied(const SourceStreams& source, int index);
 // Throws nothingIn where the file says that it ends before.
 void cutTo(const SourceOptions& options, SourceStreams& streams, SourceInfo& info);
 
+// Where the file can be searched, goes to a frame in front of that time (in AV_TIME_BASE, as the file counts) that needs no
+// other.
+void seekBefore(std::int64_t time, const SourceStreams& streams);
+
 // The error for a span without a frame.
 Error nothingIn(const SourceInfo& info);
 
@@ -189,7 +193,7 @@ private:
     std::int64_t time;
   };
 
-  void setPictures(const SourceInfo& source, Size size, AVPixelFormat format);
+  void setPictures(const SourceInfo& source, Size size, const SinkOptions& options, AVPixelFormat format);
   std::int64_t timeOf(std::int64_t frame_number) const;
   void giveTimes(AVPacket& packet);
 

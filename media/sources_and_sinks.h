@@ -99,6 +99,7 @@ Size rawSize(const std::string& raw);
 std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const SourceOptions& options);
 std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,
                                    const SinkOptions& options);
+
 // Returns once standard input has bytes or has ended, or the flag is set: opening a pipe waits for its header.
 void waitForStandardInput(const std::atomic<bool>& cancelled);
 

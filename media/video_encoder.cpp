@@ -108,7 +108,7 @@ CodecHandle configuredEncoder(const SinkOptions& options, const AVOutputFormat& 
 VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOptions& options, const AVOutputFormat& container)
     : codec_(configuredEncoder(options, container)) {
   const AVCodec& encoder = *codec_->codec;
-  setPictures(source, size, chooseFormat(encoder, size));
+  setPictures(source, size, options, chooseFormat(encoder, size));
   if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
     codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
@@ -123,7 +123,7 @@ VideoEncoder::VideoEncoder(const SourceInfo& source, Size size, const SinkOption
   }
 }
 
-void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelFormat format) {
+void VideoEncoder::setPictures(const SourceInfo& source, Size size, const SinkOptions& options, AVPixelFormat format) {
   const YuvColours colours = yuvColours(detailsOf(source).colours, size);
   AVCodecContext& context = *codec_;
   context.width = size.width;
@@ -133,7 +133,7 @@ void VideoEncoder::setPictures(const SourceInfo& source, Size size, AVPixelForma
   context.framerate = source.frame_rate.num > 0 ? toLibav(source.frame_rate) : kUsualRate;
   context.time_base = av_inv_q(context.framerate);
   context.sample_aspect_ratio = toLibav(detailsOf(source).pixel_aspect);
-  context.thread_count = 0;
+  context.thread_count = options.encoder_threads;
   context.colorspace = static_cast<AVColorSpace>(detailsOf(source).colours.matrix);
   context.color_primaries = static_cast<AVColorPrimaries>(detailsOf(source).colours.primaries);
   context.color_trc = static_cast<AVColorTransferCharacteristic>(detailsOf(source).colours.transfer);

@@ -97,6 +97,30 @@ std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Siz
   return clipModule().open_pipe_sink(descriptor, source, size, raw);
 }
 
+std::optional<ClipSurvey> surveyClip(Source& clip, const SurveyRules& rules, const OnFrame& on_frame) {
+  return clipModule().survey_clip(clip, rules, on_frame);
+}
+
+std::unique_ptr<Source> openClipPart(const std::filesystem::path& clip, const SourceOptions& options, const ClipPart& part,
+                                     bool without_seeking) {
+  return clipModule().open_clip_part(clip, options, part, without_seeking);
+}
+
+std::unique_ptr<UnitSink> openUnitSink(const std::filesystem::path& file, const std::filesystem::path& output,
+                                       const SourceInfo& source, Size size, const SinkOptions& options, std::int64_t warm_up) {
+  return clipModule().open_unit_sink(file, output, source, size, options, warm_up);
+}
+
+std::unique_ptr<Source> openClipPackets(const std::filesystem::path& clip, const SourceOptions& options) {
+  return clipModule().open_clip_packets(clip, options);
+}
+
+std::optional<ClipSurvey> joinClip(const std::filesystem::path& output, Source& clip_packets, const SourceInfo& info, Size size,
+                                   const SinkOptions& options, std::span<const UnitFile> units, const OnFrame& on_frame) {
+  return clipModule().join_clip(std::make_unique<base::TemporaryOutput>(output, options.overwrite), output, clip_packets, info,
+                                size, options, units, on_frame);
+}
+
 class Steady::Work {
 public:
   Work(Style style, std::int64_t first_frame) : effect(clipModule().make_steady(style, first_frame)) {}

@@ -1,5 +1,6 @@
 // Stands in for clips and pipes, which the library for Windows lacks: there is no libav for MinGW, and its OpenCV has no optical
 // flow.
+#include "../clip_units.h"
 #include "../sources_and_sinks.h"
 
 namespace vorin::media {
@@ -56,6 +57,31 @@ void writeStandardOutput(std::span<const std::uint8_t> /*bytes*/) {
 }
 
 std::unique_ptr<Sink> openPipeSink(int /*descriptor*/, const SourceInfo& /*source*/, Size /*size*/, const std::string& /*raw*/) {
+  throw noClips();
+}
+
+std::optional<ClipSurvey> surveyClip(Source& /*clip*/, const SurveyRules& /*rules*/, const OnFrame& /*on_frame*/) {
+  throw noClips();
+}
+
+std::unique_ptr<Source> openClipPart(const std::filesystem::path& /*clip*/, const SourceOptions& /*options*/,
+                                     const ClipPart& /*part*/, bool /*without_seeking*/) {
+  throw noClips();
+}
+
+std::unique_ptr<UnitSink> openUnitSink(const std::filesystem::path& /*file*/, const std::filesystem::path& /*output*/,
+                                       const SourceInfo& /*source*/, Size /*size*/, const SinkOptions& /*options*/,
+                                       std::int64_t /*warm_up*/) {
+  throw noClips();
+}
+
+std::unique_ptr<Source> openClipPackets(const std::filesystem::path& /*clip*/, const SourceOptions& /*options*/) {
+  throw noClips();
+}
+
+std::optional<ClipSurvey> joinClip(const std::filesystem::path& /*output*/, Source& /*clip_packets*/, const SourceInfo& /*info*/,
+                                   Size /*size*/, const SinkOptions& /*options*/, std::span<const UnitFile> /*units*/,
+                                   const OnFrame& /*on_frame*/) {
   throw noClips();
 }
 
