@@ -18,6 +18,9 @@ namespace vorin::base {
 // file exists or cannot be made.
 std::FILE* makeNewFile(const std::filesystem::path& file);
 
+// Waits until what was written to the file has reached the disk. Returns false and sets errno if it cannot.
+bool makeDurable(std::FILE* file);
+
 // Deletes the file with calls that are safe in a signal handler. On Windows a file that makeNewFile opened is deleted once it is
 // closed.
 void removeFile(const std::filesystem::path::value_type* file);

@@ -201,6 +201,13 @@ void OutputFile::commit() {
   temporary_.commit();
 }
 
+void OutputFile::commitDurably() {
+  if (std::fflush(file_.get()) != 0 || !makeDurable(file_.get())) {
+    throw unwritable(output_, "make room or choose another folder");
+  }
+  commit();
+}
+
 void requireWritable(const fs::path& output, bool overwrite) {
   static_cast<void>(checkedOutput(output, overwrite));
 }

@@ -50,6 +50,7 @@ public:
 
   // Nothing may be written after commit.
   void commit();
+  void commitDurably(); // after the bytes have reached the disk, so that a power failure leaves the whole file or none
 
 private:
   struct FileCloser {

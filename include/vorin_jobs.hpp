@@ -9,7 +9,8 @@
  *
  * The folder may lie on a file system that several machines share. Paths in job.json are relative to it where they can be.
  *
- * Every function throws vorin::Error or std::bad_alloc. Thread-safety: different processes and threads may work on one job. */
+ * Every function throws vorin::Error or std::bad_alloc. Thread-safety: different processes may work on one job; within a process,
+ * one call at a time for a job. */
 #ifndef VORIN_JOBS_HPP
 #define VORIN_JOBS_HPP
 
@@ -77,7 +78,8 @@ struct JobState {
 
 /** Writes a new job: looks through all inputs, which for clips takes the time of decoding them. If the folder holds a job
  * already, checks that it is the same one. kUsage, with the name of what changed, if it is another. hooks.on_frame: frames looked
- * through. Throws base Cancelled's kind only through the hook's owner: a cancelled call returns false and writes nothing. */
+ * through. Returns false if it was cancelled:
+ * nothing is written then. */
 VORIN_MEDIA_API bool planJob(const std::filesystem::path& job, std::span<const JobInput> inputs, const Recipe& recipe,
                              const UnitRules& rules = {}, const JobHooks& hooks = {});
 
@@ -102,6 +104,7 @@ struct JobJoin {
   std::vector<std::string> damaged_units;     /**< whose files were not what they should be: they are open again */
   std::vector<std::string> failures;          /**< of inputs without a result, one line each */
   std::vector<std::string> warnings;          /**< one line each */
+  bool is_damaged = false;                    /**< a clip was damaged: its warnings tell */
   bool cancelled = false;
 };
 

@@ -45,6 +45,9 @@ public:
   // Has the next frame of the style transfer smoothed against none. object: of this copy.
   void forgetFrames(SttInterface& object) const { functions_.forget_frames(&object); }
 
+  // The side of the work-groups of the object's filter, in pixels; 0 before one is prepared.
+  std::int32_t workGroupEdge(const SttInterface& object) const { return functions_.work_group_edge(&object); }
+
   LibraryCopy(const LibraryCopy&) = delete;
   LibraryCopy& operator=(const LibraryCopy&) = delete;
 
@@ -54,6 +57,7 @@ private:
     _VorinStatus (*create)(SttInterface**);
     _VorinStatus (*destroy)(SttInterface*);
     void (*forget_frames)(SttInterface*);
+    std::int32_t (*work_group_edge)(const SttInterface*);
   };
   explicit LibraryCopy(const Functions& functions) : functions_(functions) {}
   ~LibraryCopy() = default;

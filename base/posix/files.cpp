@@ -41,6 +41,10 @@ std::FILE* makeNewFile(const fs::path& file) {
   return stream;
 }
 
+bool makeDurable(std::FILE* file) {
+  return fsync(fileno(file)) == 0;
+}
+
 void removeFile(const char* file) {
   unlink(file);
 }

@@ -75,6 +75,10 @@ std::FILE* makeNewFile(const fs::path& file) {
   return stream;
 }
 
+bool makeDurable(std::FILE* file) {
+  return _commit(_fileno(file)) == 0;
+}
+
 void removeFile(const wchar_t* file) {
   DeleteFileW(file);
 }

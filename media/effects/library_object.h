@@ -37,6 +37,8 @@ public:
   // Has the next frame of the style transfer smoothed against none.
   void forgetFrames() { copy_.forgetFrames(*object_); }
 
+  std::int32_t workGroupEdge() const { return copy_.workGroupEdge(*object_); } // of the filter prepared last
+
   // Restyles one frame with the filter or network prepared last. style_image: null to keep the image passed last. Returns the
   // milliseconds that the library took. Throws kDevice.
   double process(const Picture& input, const Picture* style_image, Picture& output);

@@ -121,6 +121,8 @@ public:
   RestylerReport report() const {
     RestylerReport report = report_;
     report.style = options_.style;
+    report.work_group_edge = network_ == nullptr ? report.work_group_edge : 0;
+    report.is_software = device_.isSoftware();
     report.device = device_.name();
     report.device_reason = device_.reason();
     report.precision = !device_.isSoftware() ? "" : options_.precision == Precision::kF32 ? "f32" : "bf16";
@@ -156,6 +158,7 @@ private:
         filters_ = device_.makeObject();
       }
       if (filters_->prepareFilter(options_.style)) {
+        report_.work_group_edge = filters_->workGroupEdge();
         prepared_filter_ = options_.style;
         return;
       }

@@ -184,7 +184,8 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   const Functions functions = {functionOf<void(const char*)>(library, "vorin_embedded_set_folder"),
                                functionOf<_VorinStatus(SttInterface**)>(library, "vorin_embedded_create"),
                                functionOf<_VorinStatus(SttInterface*)>(library, "vorin_embedded_destroy"),
-                               functionOf<void(SttInterface*)>(library, "vorin_embedded_forget_frames")};
+                               functionOf<void(SttInterface*)>(library, "vorin_embedded_forget_frames"),
+                               functionOf<std::int32_t(const SttInterface*)>(library, "vorin_embedded_work_group_edge")};
   functions.set_folder(folder.c_str());
   software_precision = software ? precision : software_precision;
   copy = new LibraryCopy(functions);

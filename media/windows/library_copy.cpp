@@ -15,6 +15,7 @@ void vorin_embedded_set_folder(const char* folder);
 _VorinStatus vorin_embedded_create(SttInterface** object);
 _VorinStatus vorin_embedded_destroy(SttInterface* object);
 void vorin_embedded_forget_frames(SttInterface* object);
+std::int32_t vorin_embedded_work_group_edge(const SttInterface* object);
 }
 
 namespace vorin::media {
@@ -140,7 +141,7 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
   }
   static LibraryCopy& copy = []() -> LibraryCopy& {
     const Functions functions = {vorin_embedded_set_folder, vorin_embedded_create, vorin_embedded_destroy,
-                                 vorin_embedded_forget_frames};
+                                 vorin_embedded_forget_frames, vorin_embedded_work_group_edge};
     functions.set_folder(narrowFolder().c_str());
     return *new LibraryCopy(functions); // never deleted: objects may outlive every scope
   }();

@@ -24,4 +24,9 @@ VORIN_STT_API void vorin_embedded_forget_frames(SttInterface* object) {
   static_cast<vorin::StyleTransfer*>(object)->forgetFrames();
 }
 
+// The side of the filter's work-groups on its device, on which the dots of stippling depend; 0 before a filter is prepared.
+VORIN_STT_API std::int32_t vorin_embedded_work_group_edge(const SttInterface* object) {
+  return static_cast<const vorin::StyleTransfer*>(object)->workGroupEdge();
+}
+
 } // extern "C"

@@ -41,6 +41,9 @@ public:
   // Has the style transfer's next frame smoothed against none.
   void forgetFrames() noexcept { pipeline_.forgetFrames(); }
 
+  // The side of the work-groups of the filter prepared last, in pixels; 0 if none was.
+  std::int32_t workGroupEdge() const noexcept { return pipeline_.workGroupEdge(); }
+
 private:
   StyleSettings settings() const;
 

@@ -45,6 +45,9 @@ public:
   // Has the style transfer's next frame smoothed against none.
   void forgetFrames() noexcept;
 
+  // Of the filter prepared last; 0 if none was.
+  std::int32_t workGroupEdge() const noexcept { return current_filter_ != nullptr ? current_filter_->workGroupEdge() : 0; }
+
 private:
   _VorinStatus initNeural(const StyleSettings& settings, std::size_t catalogue_row);
   void initFilter(const StyleSettings& settings, gpufilters::GpuFilterEngine& engine);

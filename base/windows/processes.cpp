@@ -1,0 +1,135 @@
+#include "../processes.h"
+
+#include "../terminal.h"
+#include "../text.h"
+#include "vorin_error.hpp"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cctype>
+#include <filesystem>
+#include <string>
+#include <windows.h>
+
+namespace vorin::base {
+namespace {
+
+DWORD_PTR processorMask() {
+  DWORD_PTR own = 0;
+  DWORD_PTR all = 0;
+  return GetProcessAffinityMask(GetCurrentProcess(), &own, &all) != 0 && own != 0 ? own : 1;
+}
+
+DWORD_PTR maskOfShare(int share, int shares) {
+  const DWORD_PTR all = processorMask();
+  const int count = std::popcount(all);
+  const int first = share * count / shares;
+  const int last = std::max(first + 1, (share + 1) * count / shares);
+  DWORD_PTR mask = 0;
+  int place = 0;
+  for (DWORD_PTR bit = 1; bit != 0; bit <<= 1) {
+    if ((all & bit) != 0) {
+      mask |= place >= first % count && place < first % count + last - first ? bit : 0;
+      ++place;
+    }
+  }
+  return mask;
+}
+
+// The argument as the program's start code splits a command line.
+std::wstring quotedArgument(const std::string& argument) {
+  std::wstring quoted = L"\"";
+  std::size_t backslashes = 0;
+  for (const wchar_t c : pathFromUtf8(argument).native()) {
+    if (c == L'"') {
+      quoted.append(backslashes + 1, L'\\');
+    }
+    backslashes = c == L'\\' ? backslashes + 1 : 0;
+    quoted.push_back(c);
+  }
+  return quoted.append(backslashes, L'\\') + L"\"";
+}
+
+} // namespace
+
+std::string hostName() {
+  std::array<char, MAX_COMPUTERNAME_LENGTH + 1> name{};
+  DWORD length = name.size();
+  std::string host = GetComputerNameA(name.data(), &length) != 0 && length > 0 ? std::string(name.data(), length) : "localhost";
+  std::replace_if(
+      host.begin(), host.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '.' && c != '-'; },
+      '-');
+  return host;
+}
+
+int processId() {
+  return static_cast<int>(GetCurrentProcessId());
+}
+
+bool isRunning(int process_id) {
+  const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(process_id));
+  if (process == nullptr) {
+    return GetLastError() == ERROR_ACCESS_DENIED;
+  }
+  const bool is_running = WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+  CloseHandle(process);
+  return is_running;
+}
+
+int processorCount() {
+  return std::popcount(processorMask());
+}
+
+struct ChildProgram::State {
+  HANDLE process = nullptr;
+};
+
+ChildProgram::ChildProgram(const std::vector<std::string>& arguments, int share, int shares) : state_(std::make_unique<State>()) {
+  std::array<wchar_t, 32768> program{};
+  GetModuleFileNameW(nullptr, program.data(), program.size());
+  std::wstring line = L"\"" + std::wstring(program.data()) + L"\"";
+  for (const std::string& argument : arguments) {
+    line += L" " + quotedArgument(argument);
+  }
+  STARTUPINFOW start = {};
+  start.cb = sizeof(start);
+  PROCESS_INFORMATION made = {};
+  if (CreateProcessW(program.data(), line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr, nullptr, &start, &made) ==
+      0) {
+    throw Error(ErrorKind::kInputOutput,
+                "another process cannot be started (error " + std::to_string(GetLastError()) + "): use fewer --workers");
+  }
+  state_->process = made.hProcess;
+  if (shares > 1) {
+    SetProcessAffinityMask(made.hProcess, maskOfShare(share, shares));
+  }
+  ResumeThread(made.hThread);
+  CloseHandle(made.hThread);
+}
+
+ChildProgram::~ChildProgram() {
+  if (!hasEnded()) {
+    cancel();
+    static_cast<void>(exitStatus());
+  }
+  CloseHandle(state_->process);
+}
+
+bool ChildProgram::hasEnded() {
+  return WaitForSingleObject(state_->process, 0) == WAIT_OBJECT_0;
+}
+
+int ChildProgram::exitStatus() {
+  WaitForSingleObject(state_->process, INFINITE);
+  DWORD status = 0;
+  GetExitCodeProcess(state_->process, &status);
+  return static_cast<int>(status);
+}
+
+// A console sends Ctrl-C to all its programs by itself; without one, units are safe against an end at any moment.
+void ChildProgram::cancel() {
+  TerminateProcess(state_->process, 130);
+}
+
+} // namespace vorin::base

@@ -1,0 +1,313 @@
+#include "jobs/job_file.h"
+
+#include "files.h"
+#include "model_package.h"
+#include "output_file.h"
+#include "text.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+
+namespace vorin::media::jobs {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kFormat = 1;
+constexpr std::array kStyles = {Style::kTransfer, Style::kLightGrey, Style::kCartoon, Style::kStippling, Style::kPencilSketch};
+constexpr std::array kSounds = {Sound::kCopyOrAac, Sound::kCopy, Sound::kAac, Sound::kNone};
+constexpr std::array kSoundNames = {"copy or aac", "copy", "aac", "none"};
+
+template <typename Value> Json optional(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
+}
+
+template <typename Value> std::optional<Value> optionalIn(const Json& json, const char* key) {
+  const Json& value = json.at(key);
+  return value.is_null() ? std::nullopt : std::optional(value.get<Value>());
+}
+
+// ---- Paths: relative to the job's folder, so that the folder can move together with the files ----
+
+std::string pathText(const fs::path& path, const fs::path& folder) {
+  std::error_code error;
+  const fs::path relative =
+      fs::absolute(path, error).lexically_normal().lexically_proximate(fs::absolute(folder, error).lexically_normal());
+  const auto utf8 = relative.generic_u8string();
+  return {utf8.begin(), utf8.end()};
+}
+
+fs::path pathIn(const Json& json, const fs::path& folder) {
+  const fs::path path = base::pathFromUtf8(json.get<std::string>());
+  return path.empty() ? path : (folder / path).lexically_normal();
+}
+
+// ---- The options ----
+
+Json optionsJson(const Recipe& recipe) {
+  const SizeRule size = recipe.size.value_or(SizeRule());
+  return {{"style", nameOf(recipe.restyler.style)},
+          {"network", recipe.restyler.network},
+          {"size", {size.width, size.height, size.percent}},
+          {"strength", recipe.strength},
+          {"keep-colors", recipe.keep_colours},
+          {"steady", recipe.steady},
+          {"background", recipe.source.background},
+          {"max-pixels", optional(recipe.source.max_pixels)},
+          {"start", recipe.source.start_s},
+          {"end", optional(recipe.source.end_s)},
+          {"codec", recipe.sink.codec},
+          {"crf", optional(recipe.sink.crf)},
+          {"sound", kSoundNames.at(static_cast<std::size_t>(std::find(kSounds.begin(), kSounds.end(), recipe.sink.sound) -
+                                                            kSounds.begin()))},
+          {"quality", optional(recipe.sink.quality)},
+          {"keep-alpha", recipe.sink.keep_alpha},
+          {"encoder-threads", recipe.sink.encoder_threads}};
+}
+
+template <typename Name> std::size_t placeOf(const Name& is_it, std::size_t count, const fs::path& job, const char* what) {
+  for (std::size_t place = 0; place < count; ++place) {
+    if (is_it(place)) {
+      return place;
+    }
+  }
+  throw damagedJob(job, std::string("it has an unknown ") + what);
+}
+
+Recipe recipeIn(const Json& options, const fs::path& job) {
+  Recipe recipe;
+  const auto style = options.at("style").get<std::string>();
+  recipe.restyler.style =
+      kStyles.at(placeOf([&](std::size_t i) { return nameOf(kStyles.at(i)) == style; }, kStyles.size(), job, "style"));
+  recipe.restyler.network = options.at("network");
+  const auto size = options.at("size").get<std::array<double, 3>>();
+  const SizeRule rule = {static_cast<int>(size[0]), static_cast<int>(size[1]), size[2]};
+  recipe.size = rule == SizeRule() ? std::nullopt : std::optional(rule);
+  recipe.strength = options.at("strength");
+  recipe.keep_colours = options.at("keep-colors");
+  recipe.steady = options.at("steady");
+  recipe.source.background = options.at("background");
+  recipe.source.max_pixels = optionalIn<std::uint64_t>(options, "max-pixels");
+  recipe.source.start_s = options.at("start");
+  recipe.source.end_s = optionalIn<double>(options, "end");
+  recipe.sink.codec = options.at("codec");
+  recipe.sink.crf = optionalIn<int>(options, "crf");
+  const auto sound = options.at("sound").get<std::string>();
+  recipe.sink.sound =
+      kSounds.at(placeOf([&](std::size_t i) { return sound == kSoundNames.at(i); }, kSounds.size(), job, "sound"));
+  recipe.sink.quality = optionalIn<int>(options, "quality");
+  recipe.sink.keep_alpha = options.at("keep-alpha");
+  recipe.sink.encoder_threads = options.at("encoder-threads");
+  return recipe;
+}
+
+// ---- Inputs and units ----
+
+Json jsonOf(const PlannedInput& planned, const fs::path& folder) {
+  Json json = {{"file", pathText(planned.input.file, folder)},
+               {"output", pathText(planned.input.output, folder)},
+               {"clip", planned.input.is_clip},
+               {"bytes", planned.file.bytes},
+               {"modified_ns", planned.file.modified_ns},
+               {"sha256", planned.file.sha256}};
+  if (!planned.failure.empty()) {
+    json["failure"] = planned.failure;
+  }
+  if (planned.is_damaged) {
+    json["damaged"] = true;
+  }
+  if (!planned.told.empty()) {
+    json["told"] = planned.told;
+  }
+  return json;
+}
+
+PlannedInput inputIn(const Json& json, const fs::path& folder) {
+  PlannedInput planned;
+  planned.input = {pathIn(json.at("file"), folder), pathIn(json.at("output"), folder), json.at("clip")};
+  planned.file = {json.at("bytes"), json.at("modified_ns"), json.at("sha256")};
+  planned.failure = json.value("failure", "");
+  planned.is_damaged = json.value("damaged", false);
+  planned.told = json.value("told", std::vector<std::string>());
+  return planned;
+}
+
+Json jsonOf(const ClipPart& part) {
+  return {{"first", part.first},     {"frames", part.frames},         {"first_time", part.first_time},
+          {"warm_up", part.warm_up}, {"begin_time", part.begin_time}, {"begin_sha256", part.begin_sha256}};
+}
+
+PlannedUnit unitIn(const Json& json, const Plan& plan) {
+  PlannedUnit unit;
+  unit.id = json.at("id");
+  unit.inputs = json.at("inputs").get<std::vector<std::size_t>>();
+  const bool is_usable = !unit.inputs.empty() && std::all_of(unit.inputs.begin(), unit.inputs.end(), [&](std::size_t input) {
+    return input < plan.inputs.size() && plan.inputs[input].input.is_clip == json.contains("part");
+  });
+  if (!is_usable) {
+    throw damagedJob(plan.folder, "a unit has unknown inputs");
+  }
+  if (json.contains("part")) {
+    const Json& part = json.at("part");
+    unit.part = {part.at("first"),   part.at("frames"),     part.at("first_time"),
+                 part.at("warm_up"), part.at("begin_time"), part.at("begin_sha256")};
+  }
+  if (unit.id != idOf(plan, unit)) {
+    throw damagedJob(plan.folder, "a unit is not what its id says");
+  }
+  return unit;
+}
+
+std::string sumOf(const std::string& text) {
+  base::Sha256 sum;
+  sum.add({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  return sum.hexadecimal();
+}
+
+std::string valueText(const Json& value) {
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+} // namespace
+
+Error damagedJob(const fs::path& job, const std::string& why) {
+  return {ErrorKind::kInputOutput,
+          base::quotedPath(fileOf(job)) + " is damaged (" + base::oneLine(why) + "): plan the job anew in another folder"};
+}
+
+Json decisionsOf(const Recipe& recipe, const UnitRules& rules, const RestylerReport& report) {
+  Json decisions = {{"version", VORIN_VERSION}, {"options", optionsJson(recipe)}};
+  decisions["options"]["unit-length"] = rules.clip_s;
+  decisions["options"]["unit-images"] = rules.images;
+  decisions["device"] = {{"name", report.is_software ? "software" : report.device},
+                         {"precision", report.precision},
+                         {"work-group edge", report.work_group_edge}};
+  decisions["package"] = report.package.empty() ? "" : stateOf(report.package).sha256;
+  decisions["style image"] = recipe.style_image.empty() ? "" : stateOf(recipe.style_image).sha256;
+  return decisions;
+}
+
+std::string differenceOf(const Json& planned, const Json& present) {
+  for (const auto& [key, value] : present.items()) {
+    if (planned.contains(key) && planned.at(key) == value) {
+      continue;
+    }
+    if (!planned.contains(key)) {
+      return "it does not say the " + key;
+    }
+    if (value.is_object() && planned.at(key).is_object()) {
+      const std::string difference = differenceOf(planned.at(key), value);
+      return key == "options" ? "--" + difference : difference;
+    }
+    const std::string name = key == "name" ? "device" : key;
+    const bool is_sum = key == "package" || key == "style image" || key == "size";
+    return is_sum ? name + " is another" : name + " was " + valueText(planned.at(key)) + " and is " + valueText(value);
+  }
+  return "";
+}
+
+std::string idOf(const Plan& plan, const PlannedUnit& unit) {
+  constexpr std::size_t kDigits = 20;
+  Json all = {{"decisions", plan.decisions}, {"inputs", Json::array()}};
+  for (const std::size_t input : unit.inputs) {
+    const PlannedInput& planned = plan.inputs[input];
+    all["inputs"].push_back(
+        {planned.file.sha256, base::lowerCaseExtension(planned.input.output), planned.input.is_clip, planned.is_damaged});
+  }
+  if (plan.inputs[unit.inputs.front()].input.is_clip) {
+    all["part"] = jsonOf(unit.part);
+  }
+  return sumOf(all.dump()).substr(0, kDigits);
+}
+
+fs::path fileOf(const fs::path& job) {
+  return job / "job.json";
+}
+
+void writePlan(const Plan& plan) {
+  Json json = {{"vorin job", kFormat}, {"decisions", plan.decisions}};
+  json["style image"] = plan.recipe.style_image.empty() ? "" : pathText(plan.recipe.style_image, plan.folder);
+  json["models"] = plan.recipe.restyler.models.empty() ? "" : pathText(plan.recipe.restyler.models, plan.folder);
+  json["overwrite"] = plan.recipe.sink.overwrite;
+  json["inputs"] = Json::array();
+  for (const PlannedInput& input : plan.inputs) {
+    json["inputs"].push_back(jsonOf(input, plan.folder));
+  }
+  json["units"] = Json::array();
+  for (const PlannedUnit& unit : plan.units) {
+    Json entry = {{"id", unit.id}, {"inputs", unit.inputs}};
+    if (plan.inputs[unit.inputs.front()].input.is_clip) {
+      entry["part"] = jsonOf(unit.part);
+    }
+    json["units"].push_back(std::move(entry));
+  }
+  const std::string text = json.dump(1) + "\n";
+  base::OutputFile file(fileOf(plan.folder), false);
+  file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  file.commitDurably();
+}
+
+Plan readPlan(const fs::path& job) {
+  std::ifstream stream(fileOf(job), std::ios::binary);
+  if (!stream) {
+    throw Error(ErrorKind::kInputOutput, base::quotedPath(job) +
+                                             " holds no job that can be read (there is no job.json): plan one "
+                                             "with vorin-stylize job plan, or check the name");
+  }
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  try {
+    const Json json = Json::parse(text);
+    if (json.at("vorin job") != kFormat) {
+      throw damagedJob(job, "another version of the program wrote it");
+    }
+    Plan plan;
+    plan.folder = job;
+    plan.decisions = json.at("decisions");
+    plan.recipe = recipeIn(plan.decisions.at("options"), job);
+    plan.recipe.style_image = pathIn(json.at("style image"), job);
+    plan.recipe.restyler.models = pathIn(json.at("models"), job);
+    plan.recipe.sink.overwrite = json.at("overwrite");
+    const Json& device = plan.decisions.at("device");
+    plan.recipe.restyler.device = device.at("name") == "software" ? Device::kSoftware : Device::kAuto;
+    plan.recipe.restyler.precision = device.at("precision") == "bf16" ? Precision::kBf16 : Precision::kF32;
+    for (const Json& input : json.at("inputs")) {
+      plan.inputs.push_back(inputIn(input, job));
+    }
+    for (const Json& unit : json.at("units")) {
+      plan.units.push_back(unitIn(unit, plan));
+    }
+    return plan;
+  } catch (const nlohmann::json::exception& error) {
+    throw damagedJob(job, error.what());
+  }
+}
+
+FileState stateOf(const fs::path& file, const FileState* known) {
+  std::error_code error;
+  FileState state;
+  state.bytes = fs::file_size(file, error);
+  if (error) {
+    throw Error(ErrorKind::kInputOutput,
+                base::quotedPath(file) + " cannot be read (" + error.message() + "): check its name and permissions");
+  }
+  const auto modified = std::chrono::file_clock::to_sys(fs::last_write_time(file, error));
+  state.modified_ns = std::chrono::duration_cast<std::chrono::nanoseconds>(modified.time_since_epoch()).count();
+  const bool seems_same = known != nullptr && known->bytes == state.bytes && known->modified_ns == state.modified_ns;
+  state.sha256 = seems_same ? known->sha256 : base::sha256OfFile(file, 0, state.bytes);
+  return state;
+}
+
+void requireUnchanged(const PlannedInput& input, bool thoroughly) {
+  if (stateOf(input.input.file, thoroughly ? nullptr : &input.file).sha256 != input.file.sha256) {
+    throw Error(ErrorKind::kInputOutput,
+                base::quotedPath(input.input.file) +
+                    " has changed since the job was planned: bring the former file back, or plan a new job");
+  }
+}
+
+} // namespace vorin::media::jobs

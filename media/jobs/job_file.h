@@ -1,0 +1,72 @@
+// job_file.h: a job's plan, as job.json holds it. All that decides the results is in one JSON object, "decisions", so that two
+// plans can be compared and the difference named. Private to this folder.
+#pragma once
+
+#include "clip_units.h"
+#include "recipe.h"
+
+#include <nlohmann/json.hpp>
+
+namespace vorin::media::jobs {
+
+using Json = nlohmann::ordered_json;
+
+// A file as it was when the job was planned.
+struct FileState {
+  std::uint64_t bytes = 0;
+  std::int64_t modified_ns = 0; // tells without reading the file that it is probably the same
+  std::string sha256;
+};
+
+struct PlannedInput {
+  JobInput input;
+  FileState file;
+  std::string failure;           // not empty: why it has no units
+  bool is_damaged = false;       // a clip that a decoder repairs: each unit decodes it from its begin
+  std::vector<std::string> told; // of a clip: damage and warnings, for the user
+};
+
+struct PlannedUnit {
+  std::string id;                  // a hash of all that decides its bytes
+  std::vector<std::size_t> inputs; // one clip, or images
+  ClipPart part;                   // of the clip
+
+  std::int64_t frames(const std::vector<PlannedInput>& all) const {
+    return all[inputs.front()].input.is_clip ? part.frames : static_cast<std::int64_t>(inputs.size());
+  }
+};
+
+struct Plan {
+  std::filesystem::path folder;
+  Json decisions;
+  Recipe recipe;
+  std::vector<PlannedInput> inputs;
+  std::vector<PlannedUnit> units;
+};
+
+// What decides the results of a recipe here: the options, the version, the package, the device. Throws as they do who read files.
+// Without restyler, what the device decides is left out.
+Json decisionsOf(const Recipe& recipe, const UnitRules& rules, const RestylerReport& report);
+
+// The first difference, for the user: "--style was pencil and is cartoon"; empty if there is none.
+std::string differenceOf(const Json& planned, const Json& present);
+
+std::string idOf(const Plan& plan, const PlannedUnit& unit);
+
+std::filesystem::path fileOf(const std::filesystem::path& job); // job.json
+
+// Writes the plan, complete or not at all. The folder exists.
+void writePlan(const Plan& plan);
+
+// Throws kInputOutput for a folder without a job and for a damaged one.
+Plan readPlan(const std::filesystem::path& job);
+
+// The file's state now. known: with its sum, if the file seems unchanged since.
+FileState stateOf(const std::filesystem::path& file, const FileState* known = nullptr);
+
+// Throws kInputOutput if the file is no longer what was planned. thoroughly: even if its size and time are the same.
+void requireUnchanged(const PlannedInput& input, bool thoroughly);
+
+Error damagedJob(const std::filesystem::path& job, const std::string& why);
+
+} // namespace vorin::media::jobs

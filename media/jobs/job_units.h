@@ -1,0 +1,90 @@
+// job_units.h: the folder units of a job: which units are done, who works on which, and how one is finished. Private to this
+// folder.
+//
+// ID.nut             a clip's unit, ID/ one of images: complete
+// ID.ok              says that the unit is done, with the sums of its files; made after them, by a link, so that of two processes
+// that
+//                    finish one unit exactly one succeeds
+// ID.HOST.PID.part/  the work of a process, which also tells others to leave the unit to it
+// ID.failed          why the last try failed
+#pragma once
+
+#include "jobs/job_file.h"
+
+#include <chrono>
+
+namespace vorin::media::jobs {
+
+struct UnitResult {
+  struct File {
+    std::string name; // in the folder units
+    std::uint64_t bytes = 0;
+    std::string sha256;
+  };
+  struct Failure {
+    std::size_t input = 0;
+    std::string error;
+  };
+  std::int64_t frames = 0;
+  int delay = 0; // of a clip's packets
+  std::vector<File> files;
+  std::vector<Failure> failures; // images without a result
+  double seconds = 0;
+  std::string host;
+};
+
+// The work of this process on a unit, in a folder of its own that the destructor removes.
+class UnitClaim {
+public:
+  UnitClaim(const std::filesystem::path& units, const std::string& id);
+  ~UnitClaim();
+  UnitClaim(const UnitClaim&) = delete;
+  UnitClaim& operator=(const UnitClaim&) = delete;
+
+  const std::filesystem::path& folder() const { return folder_; }
+  void showLife(); // to be called often; does something now and then
+
+private:
+  std::filesystem::path folder_;
+  std::chrono::steady_clock::time_point shown_ = std::chrono::steady_clock::now();
+};
+
+class UnitStore {
+public:
+  explicit UnitStore(const Plan& plan) : plan_(plan), folder_(plan.folder / "units") {}
+
+  const std::filesystem::path& folder() const { return folder_; }
+
+  // The file of a unit's result: of a clip's unit, or of the image at a place in its list.
+  std::string nameOf(const PlannedUnit& unit, std::size_t place = 0) const;
+
+  // Nothing if the unit is not done, or if its files do not have their sizes. thoroughly: nor if they do not have their sums.
+  std::optional<UnitResult> result(const PlannedUnit& unit, bool thoroughly = false) const;
+
+  // The other process that works on the unit, for the user: "host, process 123".
+  std::optional<std::string> worker(const PlannedUnit& unit) const;
+
+  // Takes the unit for this process; null if another one has it.
+  std::unique_ptr<UnitClaim> claim(const PlannedUnit& unit) const;
+
+  // Completes the unit with the files in the claim's folder, whose names end as nameOf says. Does nothing if another process was
+  // faster.
+  void finish(const PlannedUnit& unit, const UnitClaim& claim, UnitResult result) const;
+
+  void discard(const PlannedUnit& unit) const; // has it done again
+
+  std::string failure(const PlannedUnit& unit) const; // of the last try; empty: none
+  void noteFailure(const PlannedUnit& unit, const std::string& error) const;
+  void forgetFailure(const PlannedUnit& unit) const;
+
+  // Removes what processes left that are gone.
+  void sweep() const;
+
+private:
+  std::filesystem::path okFile(const PlannedUnit& unit) const { return folder_ / (unit.id + ".ok"); }
+
+  const Plan& plan_;
+  std::filesystem::path folder_;
+};
+
+} // namespace vorin::media::jobs

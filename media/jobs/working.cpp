@@ -1,0 +1,332 @@
+// Does the units of a job.
+#include "jobs/job_units.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <new>
+#include <set>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <variant>
+
+namespace vorin::media {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace jobs;
+using UnitState = JobState::UnitState;
+
+// The frames of a unit are not those that were planned, which can be the fault of searching the file.
+struct OtherFrames {};
+
+// Passes on what the source delivers, checks it, and notes whether the source failed.
+class CheckedSource final : public Source {
+public:
+  // part: null for an image.
+  CheckedSource(Source& source, const ClipPart* part) : source_(source), part_(part) {}
+
+  const SourceInfo& info() const override { return source_.info(); }
+  void interrupt() noexcept override { source_.interrupt(); }
+  bool hasFailed() const { return has_failed_; }
+
+  std::optional<Item> next() override {
+    has_failed_ = true;
+    std::optional<Item> item = source_.next();
+    check(item ? std::get_if<Frame>(&*item) : nullptr);
+    has_failed_ = false;
+    return item;
+  }
+
+private:
+  void check(const Frame* frame) {
+    if (part_ == nullptr) {
+      return;
+    }
+    const bool is_first = frame != nullptr && frames_ == 0;
+    const bool is_wrong = is_first && (frame->time != part_->begin_time || sha256Of(frame->picture) != part_->begin_sha256);
+    frames_ += frame != nullptr ? 1 : 0;
+    if (is_wrong || (frame == nullptr && frames_ != part_->warm_up + part_->frames)) {
+      throw OtherFrames();
+    }
+  }
+
+  Source& source_;
+  const ClipPart* part_;
+  std::int64_t frames_ = 0;
+  bool has_failed_ = false;
+};
+
+// A failure that another try may not repeat.
+struct UnitFailure {
+  std::string error;
+  bool may_pass;
+};
+
+class Worker {
+public:
+  Worker(Plan plan, const JobWork& work, const JobHooks& hooks)
+      : plan_(std::move(plan)), store_(plan_), work_(work), hooks_(hooks),
+        restyling_(plan_.recipe, [this](Restyler& restyler, Size size) { prepare(restyler, size); }) {}
+
+  void work() {
+    store_.sweep();
+    for (const PlannedUnit& unit : plan_.units) {
+      if (work_.unit.empty() || unit.id == work_.unit) {
+        wanted_.push_back(&unit);
+        store_.forgetFailure(unit);
+      }
+    }
+    while (!isCancelled() && workOnce()) {
+    }
+  }
+
+private:
+  bool isCancelled() const { return hooks_.cancelled != nullptr && *hooks_.cancelled; }
+
+  // Does one unit, or waits a moment for other processes. Returns false if nothing is left.
+  bool workOnce() {
+    constexpr std::chrono::milliseconds kMoment(200);
+    bool others_work = false;
+    for (const PlannedUnit* unit : wanted_) {
+      if (given_up_.contains(unit) || store_.result(*unit)) {
+        continue;
+      }
+      if (const std::unique_ptr<UnitClaim> claim = store_.claim(*unit)) {
+        doUnit(*unit, *claim);
+        return true;
+      }
+      others_work = true;
+    }
+    if (others_work) {
+      std::this_thread::sleep_for(kMoment);
+    }
+    return others_work;
+  }
+
+  void doUnit(const PlannedUnit& unit, UnitClaim& claim) {
+    frames_before_ = 0;
+    for (const PlannedUnit& each : plan_.units) {
+      frames_before_ += store_.result(each) ? each.frames(plan_.inputs) : 0;
+    }
+    for (int tries = 1;; ++tries) {
+      const std::optional<UnitFailure> failure = tryUnit(unit, claim);
+      if (!failure || isCancelled()) {
+        return;
+      }
+      if (!failure->may_pass || tries >= work_.tries) {
+        store_.noteFailure(unit, failure->error);
+        given_up_.insert(&unit);
+        if (hooks_.on_line) {
+          hooks_.on_line("unit " + unit.id + ": " + failure->error);
+        }
+        return;
+      }
+    }
+  }
+
+  std::optional<UnitFailure> tryUnit(const PlannedUnit& unit, UnitClaim& claim) {
+    const auto start = std::chrono::steady_clock::now();
+    try {
+      UnitResult result;
+      const bool is_clip = plan_.inputs[unit.inputs.front()].input.is_clip;
+      const bool is_whole = is_clip ? doPart(unit, claim, result) : doImages(unit, claim, result);
+      if (is_whole) {
+        result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        result.frames = unit.frames(plan_.inputs);
+        store_.finish(unit, claim, std::move(result));
+      }
+      return std::nullopt;
+    } catch (const UnitFailure& failure) {
+      return failure;
+    } catch (const Error& error) {
+      // Devices fail by chance. Nothing is gained by trying others on a full disk, or with a package that does not load.
+      if (error.kind() != ErrorKind::kDevice && error.kind() != ErrorKind::kBusy) {
+        throw;
+      }
+      return UnitFailure{error.what(), true};
+    } catch (const std::bad_alloc&) {
+      return UnitFailure{"there is not enough memory: use fewer --workers", true};
+    }
+  }
+
+  // Returns false if it was cancelled.
+  bool doPart(const PlannedUnit& unit, UnitClaim& claim, UnitResult& result) {
+    const PlannedInput& planned = plan_.inputs[unit.inputs.front()];
+    try {
+      return tryPart(unit, planned, claim, result, planned.is_damaged);
+    } catch (const OtherFrames&) {
+    }
+    try {
+      return tryPart(unit, planned, claim, result, true);
+    } catch (const OtherFrames&) {
+      throw UnitFailure{base::quotedPath(planned.input.file) +
+                            " gives other frames here than where the job was planned: use the same version of libavcodec",
+                        false};
+    }
+  }
+
+  bool tryPart(const PlannedUnit& unit, const PlannedInput& planned, UnitClaim& claim, UnitResult& result, bool without_seeking) {
+    const std::unique_ptr<Source> part = openSource(
+        planned, [&] { return openClipPart(planned.input.file, sourceOptions(plan_.recipe, true), unit.part, without_seeking); });
+    CheckedSource source(*part, &unit.part);
+    const std::string name = store_.nameOf(unit);
+    std::error_code ignored;
+    fs::remove(claim.folder() / name, ignored);
+    const Size size = resultSize(plan_.recipe, part->info());
+    const std::unique_ptr<UnitSink> sink =
+        openUnitSink(claim.folder() / name, planned.input.output, infoForSink(plan_.recipe, part->info()), size,
+                     plan_.recipe.sink, unit.part.warm_up);
+    const bool is_whole = run(source, *sink, true, unit.part.first - unit.part.warm_up, unit.part.warm_up, claim);
+    result.delay = sink->delay();
+    result.files = {{name, 0, {}}};
+    return is_whole;
+  }
+
+  bool doImages(const PlannedUnit& unit, UnitClaim& claim, UnitResult& result) {
+    result.files.clear();
+    std::error_code ignored;
+    fs::remove_all(claim.folder() / unit.id, ignored);
+    fs::create_directories(claim.folder() / unit.id, ignored);
+    for (std::size_t place = 0; place < unit.inputs.size(); ++place) {
+      const PlannedInput& planned = plan_.inputs[unit.inputs[place]];
+      try {
+        const std::unique_ptr<Source> image =
+            openSource(planned, [&] { return openImageSource(planned.input.file, sourceOptions(plan_.recipe, false)); });
+        const std::string name = store_.nameOf(unit, place);
+        requireImageFits(name, resultSize(plan_.recipe, image->info()));
+        CheckedSource source(*image, nullptr);
+        const std::unique_ptr<Sink> sink = restyling_.openSink(image->info(), claim.folder() / name);
+        if (!run(source, *sink, false, 0, -static_cast<std::int64_t>(place), claim)) {
+          return false;
+        }
+        result.files.push_back({name, 0, {}});
+      } catch (const UnitFailure& failure) { // a damaged image does not stop the others
+        result.failures.push_back({unit.inputs[place], failure.error});
+      }
+    }
+    return true;
+  }
+
+  template <typename Open> static std::unique_ptr<Source> openSource(const PlannedInput& planned, const Open& open) {
+    try {
+      requireUnchanged(planned, false);
+      return open();
+    } catch (const Error& error) {
+      throw UnitFailure{error.what(), false};
+    }
+  }
+
+  // left_out: frames that do not count. Returns false if it was cancelled.
+  bool run(CheckedSource& source, Sink& sink, bool is_clip, std::int64_t first_frame, std::int64_t left_out, UnitClaim& claim) {
+    const auto tell = [&](const Progress& now) {
+      claim.showLife();
+      if (hooks_.on_frame) {
+        hooks_.on_frame(frames_before_ + std::max<std::int64_t>(0, now.frames_done - left_out));
+      }
+    };
+    try {
+      return !restyling_.run(source, sink, is_clip, {hooks_.cancelled, tell}, first_frame).cancelled;
+    } catch (const Error& error) {
+      if (source.hasFailed()) {
+        throw UnitFailure{error.what(), false};
+      }
+      throw;
+    }
+  }
+
+  // Refuses a machine on which the results would be others.
+  void prepare(Restyler& restyler, Size size) {
+    if (hooks_.prepare) {
+      hooks_.prepare(restyler, size);
+    } else {
+      restyler.prepare(size);
+    }
+    if (std::exchange(is_checked_, true)) {
+      return;
+    }
+    const Json& options = plan_.decisions.at("options");
+    const UnitRules rules = {options.at("unit-length"), options.at("unit-images")};
+    const std::string difference = differenceOf(plan_.decisions, decisionsOf(plan_.recipe, rules, restyler.report()));
+    if (!difference.empty()) {
+      throw Error(ErrorKind::kModel, "the job in " + base::quotedPath(plan_.folder) + " was planned otherwise: " + difference +
+                                         "; use what it was planned with, or plan another job");
+    }
+  }
+
+  Plan plan_;
+  UnitStore store_;
+  const JobWork& work_;
+  const JobHooks& hooks_;
+  Restyling restyling_;
+  bool is_checked_ = false;
+  std::vector<const PlannedUnit*> wanted_;
+  std::set<const PlannedUnit*> given_up_;
+  std::int64_t frames_before_ = 0; // of the units that are done
+};
+
+JobState stateOfPlan(const Plan& plan) {
+  const UnitStore store(plan);
+  JobState state;
+  for (const PlannedUnit& planned : plan.units) {
+    JobState::Unit unit;
+    unit.id = planned.id;
+    unit.input = plan.inputs[planned.inputs.front()].input.file;
+    unit.frames = planned.frames(plan.inputs);
+    state.frames += unit.frames;
+    if (const std::optional<UnitResult> result = store.result(planned)) {
+      unit.state = UnitState::kDone;
+      state.frames_done += unit.frames;
+      for (const UnitResult::Failure& failure : result->failures) {
+        state.failures.push_back(failure.error);
+      }
+    } else if (const std::optional<std::string> worker = store.worker(planned)) {
+      unit.state = UnitState::kRunning;
+      unit.note = *worker;
+    } else if (std::string failure = store.failure(planned); !failure.empty()) {
+      unit.state = UnitState::kFailed;
+      unit.note = std::move(failure);
+    }
+    state.units.push_back(std::move(unit));
+  }
+  for (const PlannedInput& input : plan.inputs) {
+    if (!input.failure.empty()) {
+      state.failures.push_back(input.failure);
+    }
+  }
+  return state;
+}
+
+} // namespace
+
+std::size_t JobState::count(UnitState state) const {
+  return static_cast<std::size_t>(
+      std::count_if(units.begin(), units.end(), [&](const Unit& unit) { return unit.state == state; }));
+}
+
+JobState workOnJob(const fs::path& job, const JobWork& work, const JobHooks& hooks) {
+  Plan plan = readPlan(job);
+  plan.recipe.restyler.models = work.models.empty() ? plan.recipe.restyler.models : work.models;
+  const bool is_known = work.unit.empty() || std::any_of(plan.units.begin(), plan.units.end(),
+                                                         [&](const PlannedUnit& unit) { return unit.id == work.unit; });
+  if (!is_known) {
+    throw Error(ErrorKind::kUsage, "the job in " + base::quotedPath(job) + " has no unit " + base::quoted(work.unit) +
+                                       ": vorin-stylize job status lists them");
+  }
+  for (const PlannedInput& input : plan.inputs) {
+    if (input.failure.empty()) {
+      requireUnchanged(input, false);
+    }
+  }
+  Worker(plan, work, hooks).work();
+  return stateOfPlan(plan);
+}
+
+JobState jobState(const fs::path& job) {
+  return stateOfPlan(readPlan(job));
+}
+
+} // namespace vorin::media
