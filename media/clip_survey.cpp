@@ -97,14 +97,16 @@ private:
     const std::int64_t first = at_scene ? *nearest : wanted;
     part_.frames = first - part_.first;
     parts_.push_back(part_);
-    begin(first, at_scene ? 0 : std::min(warm_up_, first));
+    scene_ = at_scene ? first : scene_;
+    begin(first, std::min(warm_up_, first - scene_));
   }
 
   std::int64_t usual_;   // length of a unit, in frames
   std::int64_t warm_up_; // frames
   std::int64_t frame_ = 0;
   Picture before_;
-  ClipPart part_; // the one that the frames belong to
+  std::int64_t scene_ = 0; // the last one that a unit began with
+  ClipPart part_;          // the one that the frames belong to
   std::vector<ClipPart> parts_;
   std::vector<std::int64_t> scenes_;
   std::map<std::int64_t, Mark> marks_; // of frames that a unit may begin with, or warm up from

@@ -94,20 +94,7 @@ public:
                                       : "What to restyle: images, folders of them"))
         ->option_text("FILE");
     addResult(app);
-    addStyle(app);
-    addImages(app);
-    addLook(app);
-    addMany(app);
-    if (has_clips_) {
-      addClips(app);
-    }
-    addNeural(app);
-    addDevice(app);
-    text(app, "--progress", typed.progress, "KIND",
-         "auto (default: a bar on a terminal, else a line every 10 %) or json (a line at least once a second), on standard error",
-         kOtherSection)
-        ->check(oneOf({"auto", "json"}));
-    addOther(app, true);
+    addRestyling(app, true);
     flag(app, "--version", typed.version, "Print the versions of the program and its library", kOtherSection);
     addCommands();
     app.require_subcommand(0, 1);
@@ -121,6 +108,7 @@ public:
   CLI::App* devices = nullptr;
   CLI::App* info = nullptr;
   CLI::App* selftest = nullptr;
+  CLI::App* job = nullptr;
 
 private:
   static CLI::Option* text(CLI::App& app, const char* names, std::string& value, const char* placeholder, const std::string& help,
@@ -130,6 +118,28 @@ private:
 
   static CLI::Option* flag(CLI::App& app, const char* names, bool& value, const char* help, const char* section) {
     return app.add_flag(names, value, wrapped(help))->group(section);
+  }
+
+  // All that says how to restyle.
+  void addRestyling(CLI::App& to, bool at_once) {
+    addStyle(to);
+    addImages(to);
+    addLook(to);
+    addMany(to, at_once);
+    if (has_clips_) {
+      addClips(to, at_once);
+    }
+    addNeural(to);
+    addDevice(to);
+    addProgress(to);
+    addOther(to, true);
+  }
+
+  void addProgress(CLI::App& to) {
+    text(to, "--progress", typed.progress, "KIND",
+         "auto (default: a bar on a terminal, else a line every 10 %) or json (a line at least once a second), on standard error",
+         kOtherSection)
+        ->check(oneOf({"auto", "json"}));
   }
 
   void addResult(CLI::App& to) {
@@ -185,18 +195,23 @@ private:
          "Keep the input's colours and use the result's light (luma and chroma of BT.601)", kLookSection);
   }
 
-  void addMany(CLI::App& to) {
+  void addMany(CLI::App& to, bool at_once) {
     const std::vector<std::string> kinds = imageKinds();
     text(to, "--to", typed.to, "KIND",
          "Kind of the images (default: each input's own), or of the one that goes to the output -:\n" + base::joined(kinds),
          kManySection)
         ->check(oneOf(kinds));
-    flag(to, "--resume", typed.resume,
-         "Skip inputs that are done, after an interrupted run with the same options; one run at a time in a folder", kManySection)
-        ->excludes("--overwrite");
+    if (at_once) {
+      flag(to, "--resume", typed.resume,
+           "Survive every end: started again with the same options, skip the images that are done, and go on in clips, whose "
+           "work is "
+           "kept beside the output in NAME.job until it is done",
+           kManySection)
+          ->excludes("--overwrite");
+    }
   }
 
-  void addClips(CLI::App& to) {
+  void addClips(CLI::App& to, bool at_once) {
     text(to, "--codec", typed.codec, "NAME",
          "How to encode clips: h264 (default; vp9 for .webm), h265, vp9, av1, or the name of an encoder of libavcodec",
          kClipSection);
@@ -214,9 +229,12 @@ private:
     text(to, "--start", typed.start, "TIME", "Where in a clip to begin: seconds, or 1:30 (default: at its begin)", kClipSection)
         ->check(checkTime);
     text(to, "--end", typed.end, "TIME", "Where in a clip to end (default: at its end)", kClipSection)->check(checkTime);
-    text(to, "--raw", typed.raw, "KIND",
-         "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" + media::rawPixelNames(),
-         kClipSection);
+    if (at_once) {
+      text(to, "--raw", typed.raw, "KIND",
+           "Format of the frames in the pipe -, such as nv12:1280x720@30 (default: Y4M); the pixels are\n" +
+               media::rawPixelNames(),
+           kClipSection);
+    }
     flag(to, "--steady", typed.steady,
          "Reduce flicker: parts of the scene that do not change keep their look, and move with the scene", kClipSection);
   }
@@ -283,6 +301,51 @@ private:
     addModels(*selftest);
     addDevice(*selftest);
     addOther(*selftest, false);
+    addJob();
+  }
+
+  void addJob() {
+    job = app.add_subcommand(
+        "job",
+        wrapped("Long work in units, for several processes or machines, or to go on after an end: plan, work, status, join"));
+    job->set_help_flag("-h,--help", "Print this help");
+    job->require_subcommand(1);
+    job->footer(kJobFooter);
+    CLI::App* plan = job->add_subcommand("plan", wrapped("Look through the inputs, cut them into units, and write DIR/job.json"));
+    plan->add_option("input", typed.inputs, "Images, clips, folders of them")->option_text("FILE");
+    addResult(*plan);
+    text(*plan, "--job", typed.job, "DIR", "The folder of the job, made if needed", kManySection)->required();
+    plan->add_option("--unit-length", typed.unit_length_s, "Length of a unit of a clip in seconds (default: 20)")
+        ->type_name("S")
+        ->group(kManySection)
+        ->check(CLI::Range(0.05, 3600.0).description(""));
+    plan->add_option("--unit-images", typed.unit_images, "Images in a unit (default: 50)")
+        ->type_name("N")
+        ->group(kManySection)
+        ->check(CLI::Range(1, 9999).description(""));
+    addRestyling(*plan, false);
+    CLI::App* work = addJobCommand("work", "Do the units that are open");
+    CLI::Option* unit = text(*work, "--unit", typed.unit, "ID", "Do this unit only, for a scheduler of your own", kManySection);
+    work->add_option("--workers", typed.workers, wrapped("Processes, which share this machine's processors (default: 1)"))
+        ->type_name("N")
+        ->group(kManySection)
+        ->check(CLI::Range(1, 256).description(""))
+        ->excludes(unit);
+    addModels(*work);
+    addProgress(*work);
+    addOther(*work, true);
+    CLI::App* status = addJobCommand("status", "Print where the job stands");
+    flag(*status, "--open", typed.open_units, "Print only the ids of the units that are not done, one a line", kOtherSection);
+    addOther(*status, false);
+    CLI::App* join = addJobCommand("join", "Check all units and write the outputs");
+    addProgress(*join);
+    addOther(*join, true);
+  }
+
+  CLI::App* addJobCommand(const char* name, const char* description) {
+    CLI::App* command = job->add_subcommand(name, description);
+    command->add_option("job", typed.job, "The folder of the job")->option_text("DIR")->required();
+    return command;
   }
 
   const bool has_clips_ = !media::clipExtensions().empty();
@@ -313,6 +376,9 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
   if (const auto commands = parser.app.get_subcommands(); !commands.empty()) {
     parser.typed.command = commands.front()->get_name();
     requireNothingBefore(parser.app, parser.typed.command);
+    if (commands.front() == parser.job) {
+      parser.typed.command = parser.job->get_subcommands().front()->get_name();
+    }
   }
   if (parser.typed.version && count > 2) {
     throw usage("--version stands alone: leave the rest out");

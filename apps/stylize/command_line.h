@@ -39,7 +39,13 @@ struct CommandLine {
   bool quiet = false;
   bool json = false;
   bool version = false;
-  std::string command;             // "sheet", "devices", "info", "selftest", or empty
+  std::string job; // the folder
+  std::string unit;
+  int workers = 1;
+  double unit_length_s = 20;
+  int unit_images = 50;
+  bool open_units = false;
+  std::string command;             // "sheet", "devices", "info", "selftest", "plan", "work", "status", "join", or empty
   std::optional<std::string> help; // the text of --help, if it was requested
 };
 

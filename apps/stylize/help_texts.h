@@ -47,6 +47,17 @@ Examples:
   vorin-stylize info
   vorin-stylize selftest)";
 
+inline constexpr const char* kJobFooter = R"(
+Any number of processes may work on one job, also on other machines if they see
+its folder under whatever path. Each can end at any moment; the others, or the
+next one, go on. The outputs are the same whoever does what.
+
+Example:
+  vorin-stylize job plan clips -o restyled --style cartoon --job work
+  vorin-stylize job work work --workers 2
+  vorin-stylize job status work
+  vorin-stylize job join work)";
+
 inline constexpr const char* kSheetFooter = "\nExample:\n  vorin-stylize sheet harbour.jpg garden.png -o sheet.png";
 
 } // namespace vorin::stylize

@@ -36,6 +36,14 @@ ExitStatus run(const Options& options) {
     return stylize::printInfo(options);
   case stylize::Command::kSelftest:
     return stylize::testItself(options);
+  case stylize::Command::kPlan:
+    return stylize::planJob(options);
+  case stylize::Command::kWork:
+    return stylize::workOnJob(options);
+  case stylize::Command::kStatus:
+    return stylize::printJobState(options);
+  case stylize::Command::kJoin:
+    return stylize::joinJob(options);
   case stylize::Command::kText:
     break;
   }

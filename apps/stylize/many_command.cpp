@@ -31,8 +31,9 @@ Error amongTheInputs(const fs::path& name) {
   return usage("the results would lie among the inputs of " + base::quotedPath(name) + ": name another folder with -o");
 }
 
-// Lists the inputs and where their results go. No input has been opened yet.
-std::vector<InputResult> plan(const Options& options) {
+} // namespace
+
+std::vector<InputResult> planMany(const Options& options) {
   std::error_code error;
   for (const fs::path& name : options.inputs) {
     if (fs::is_directory(name, error) && fs::equivalent(name, options.output, error)) {
@@ -85,6 +86,8 @@ std::vector<InputResult> plan(const Options& options) {
   }
   return planned;
 }
+
+namespace {
 
 // An input that is its own result counts as not done.
 bool isDone(const InputResult& planned) {
@@ -141,7 +144,7 @@ media::RestylerReport restyleAll(const Options& options, std::vector<InputResult
 } // namespace
 
 ExitStatus restyleMany(const Options& options) {
-  std::vector<InputResult> results = plan(options);
+  std::vector<InputResult> results = planMany(options);
   const bool has_clips = unitOf(results) == "files";
   if (!has_clips && !options.clip_options.empty()) {
     throw usage(options.clip_options.front() + " applies to clips only, and none is named: leave it out");

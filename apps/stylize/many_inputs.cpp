@@ -37,7 +37,9 @@ public:
 
 private:
   void openNext() {
-    while (next_ < results_.size() && results_[next_].outcome == Outcome::kSkipped) {
+    // A clip that is resumed opens its own parts.
+    while (next_ < results_.size() &&
+           (results_[next_].outcome == Outcome::kSkipped || (options_.resume && results_[next_].is_clip))) {
       ++next_;
     }
     if (next_ < results_.size()) {
@@ -117,6 +119,13 @@ public:
 
 private:
   void restyleOne(InputResult& result) {
+    if (options_.resume && result.is_clip) {
+      settle();
+      makeFolder(result.output.parent_path());
+      resumeClip(options_, result, false);
+      report(result);
+      return;
+    }
     const std::unique_ptr<media::Source> source = inputs_.take();
     if (!result.is_clip && !media::isImageName(result.output)) { // an extension that is read, but not written on this system
       throw Error(ErrorKind::kInputOutput,

@@ -14,6 +14,14 @@ struct Options;
 // Makes the folder and those above it. Throws kInputOutput.
 void makeFolder(const std::filesystem::path& folder);
 
+// Lists the inputs of the options and where their results go in the folder. No input has been opened yet. Throws kUsage for
+// results that would lie among the inputs or have one name.
+std::vector<InputResult> planMany(const Options& options);
+
+// Restyles a clip as a job in a folder beside its output, where an earlier run may have begun, and stores the outcome in the
+// result. progress: of frames; null: none.
+void resumeClip(const Options& options, InputResult& result, bool with_progress);
+
 // Restyles the inputs that are not skipped, with progress, and stores the outcome in their results. Throws if cancelled.
 void restyleEach(const Options& options, media::Restyling& restyling, std::vector<InputResult>& results);
 

@@ -65,6 +65,9 @@ void checkPipeOptions(const CommandLine& typed) {
   if ((reads_pipe || writes_pipe) && typed.inputs.size() > 1) {
     throw usage("a pipe must be the only input: name no other beside '-'");
   }
+  if ((reads_pipe || writes_pipe) && !typed.job.empty()) {
+    throw usage("a job has no pipes: name files");
+  }
   if (!typed.raw.empty()) {
     static_cast<void>(media::rawSize(typed.raw));
   }
@@ -102,7 +105,14 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.restyler.precision = typed.precision == "bf16" ? media::Precision::kBf16 : media::Precision::kF32;
   options.restyler.cache_bytes = typed.no_cache ? 0 : options.restyler.cache_bytes;
   options.json = typed.json;
-  if (command != Command::kRestyle && command != Command::kSheet) {
+  options.job = base::pathFromUtf8(typed.job);
+  options.unit = typed.unit;
+  options.workers = typed.workers;
+  options.unit_rules = {typed.unit_length_s, typed.unit_images};
+  options.open_units = typed.open_units;
+  options.quiet = typed.quiet;
+  options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
+  if (command != Command::kRestyle && command != Command::kSheet && command != Command::kPlan) {
     return options;
   }
   if (typed.inputs.empty()) {
@@ -114,7 +124,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   if (std::isnan(typed.strength)) { // CLI11's check of the range accepts it
     throw usage("--strength is not a number: write it as 0.5");
   }
-  if (command == Command::kRestyle) {
+  if (command != Command::kSheet) {
     checkStyleOptions(typed);
     checkPipeOptions(typed);
     options.restyler.style = kStyles.at(typed.style);
@@ -135,19 +145,16 @@ Options checkedOptions(const CommandLine& typed, Command command) {
                   typed.quality, typed.keep_alpha, {}};
   options.to = typed.to.empty() ? "" : "." + typed.to;
   options.sink.image = isPipe(typed.output) ? options.to : "";
-  options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   options.resume = typed.resume;
-  options.quiet = typed.quiet;
   options.clip_options = clipOptionsIn(typed);
   return options;
 }
 
 Command commandOf(const CommandLine& typed) {
-  static const std::map<std::string, Command> commands = {{"", Command::kRestyle},
-                                                          {"sheet", Command::kSheet},
-                                                          {"devices", Command::kDevices},
-                                                          {"info", Command::kInfo},
-                                                          {"selftest", Command::kSelftest}};
+  static const std::map<std::string, Command> commands = {
+      {"", Command::kRestyle},  {"sheet", Command::kSheet},       {"devices", Command::kDevices},
+      {"info", Command::kInfo}, {"selftest", Command::kSelftest}, {"plan", Command::kPlan},
+      {"work", Command::kWork}, {"status", Command::kStatus},     {"join", Command::kJoin}};
   return commands.at(typed.command);
 }
 

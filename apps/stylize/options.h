@@ -8,7 +8,7 @@
 
 namespace vorin::stylize {
 
-enum class Command { kRestyle, kSheet, kDevices, kInfo, kSelftest, kText };
+enum class Command { kRestyle, kSheet, kDevices, kInfo, kSelftest, kPlan, kWork, kStatus, kJoin, kText };
 enum class ProgressWish { kAuto, kJson };
 
 // What the user asked for: how to restyle, and all else.
@@ -22,6 +22,11 @@ struct Options : media::Recipe { // a sheet has all styles; the style image may 
   bool resume = false;
   bool quiet = false;
   bool json = false;
+  std::filesystem::path job; // the folder of a job
+  std::string unit;          // the one to do
+  int workers = 1;           // processes
+  media::UnitRules unit_rules;
+  bool open_units = false;               // list them
   std::vector<std::string> clip_options; // the options on the command line that apply to clips only
 };
 
@@ -53,6 +58,12 @@ base::ExitStatus makeSheet(const Options& options);
 // Restyles a built-in picture in all five styles and compares the results with the expected ones. Without an expected
 // result, a result must have the picture's size and differ from it.
 base::ExitStatus testItself(const Options& options);
+
+// Plans a job, does its units, tells where it stands, and writes its outputs.
+base::ExitStatus planJob(const Options& options);
+base::ExitStatus workOnJob(const Options& options);
+base::ExitStatus printJobState(const Options& options);
+base::ExitStatus joinJob(const Options& options);
 
 // Lists the GPUs.
 base::ExitStatus listDevices(const Options& options);

@@ -63,12 +63,12 @@ ProgressKind progressKind(bool wants_json, bool quiet) {
 }
 
 double ProgressState::perSecond() const {
-  return elapsed_s > 0 ? static_cast<double>(done) / elapsed_s : 0;
+  return elapsed_s > 0 ? static_cast<double>(done - before) / elapsed_s : 0;
 }
 
 std::optional<double> ProgressState::secondsLeft() const {
-  return total && done > 0 ? std::optional(static_cast<double>(std::max<std::int64_t>(*total - done, 0)) / perSecond())
-                           : std::nullopt;
+  return total && done > before ? std::optional(static_cast<double>(std::max<std::int64_t>(*total - done, 0)) / perSecond())
+                                : std::nullopt;
 }
 
 std::string progressBar(const ProgressState& state, const std::string& unit, int columns) {
@@ -101,8 +101,8 @@ std::string progressJson(const ProgressState& state, const std::string& unit) {
   return json.dump();
 }
 
-Progress::Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total)
-    : kind_(kind), unit_(std::move(unit)), total_(total) {
+Progress::Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total, std::int64_t before)
+    : kind_(kind), unit_(std::move(unit)), done_(before), total_(total), before_(before) {
   if (kind_ == ProgressKind::kBar || kind_ == ProgressKind::kJson) {
     show();
     thread_ = std::thread([this] { keepShowing(); });
@@ -154,7 +154,7 @@ void Progress::finishAll(std::int64_t done) {
 }
 
 ProgressState Progress::state() const {
-  return {done_, total_, std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count()};
+  return {done_, total_, std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(), before_};
 }
 
 void Progress::show() {

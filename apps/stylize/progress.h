@@ -26,6 +26,7 @@ struct ProgressState {
   std::int64_t done = 0;
   std::optional<std::int64_t> total;
   double elapsed_s = 0;
+  std::int64_t before = 0; // done by an earlier run
 
   double perSecond() const;
   std::optional<double> secondsLeft() const; // none before the first is done, and none without a total
@@ -37,7 +38,7 @@ std::string progressJson(const ProgressState& state, const std::string& unit);
 // Thread-safety: update, say and finish, one thread at a time.
 class Progress {
 public:
-  Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total);
+  Progress(ProgressKind kind, std::string unit, std::optional<std::int64_t> total, std::int64_t before = 0);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -63,6 +64,7 @@ private:
   std::int64_t done_ = 0;
   std::optional<std::int64_t> total_;
   std::int64_t tenths_shown_ = 0;
+  std::int64_t before_ = 0;
   double shown_s_ = 0;
   std::size_t bar_columns_ = 0; // 0: no bar is shown
   bool ends_ = false;

@@ -1,5 +1,6 @@
 // Restyles one input, or hands many to restyleMany.
 #include "cancellation.h"
+#include "many_inputs.h"
 #include "options.h"
 #include "output_file.h"
 #include "progress.h"
@@ -128,6 +129,10 @@ ExitStatus restyleOne(const Options& options) {
     base::requireWritable(result.output, options.sink.overwrite);
     removeLeftovers(options, result.output.parent_path());
     requireNotRead(result.output, {result.input, options.style_image});
+  }
+  if (options.resume && result.is_clip && !isPipe(result.input) && !isPipe(result.output)) {
+    resumeClip(options, result, true);
+    return reportOne(options, result.restyler, result);
   }
   // The input is decoded while the device is loaded. Its faults are reported first.
   auto opening = std::async(std::launch::async, [&] { return openInput(options, result); });
