@@ -50,6 +50,7 @@ struct JobHooks {
   const std::atomic<bool>* cancelled = nullptr;                /**< polled between frames */
   std::function<void(std::int64_t frames_done)> on_frame = {}; /**< of the whole job, an image counting as one frame */
   std::function<void(const std::string&)> on_line = {};        /**< a line for the user */
+  std::function<void(const RestylerReport&)> on_device = {};   /**< once it is known what restyles */
   std::function<void(Restyler&, Size)> prepare = {};           /**< called in place of Restyler::prepare */
 };
 

@@ -33,8 +33,11 @@ ProgressKind kindFor(const Options& options) {
 
 // Hooks that show progress, and print lines above it.
 media::JobHooks hooksFor(Progress& progress) {
-  return {&base::cancellationIsDue(), [&](std::int64_t frames) { progress.update(frames); },
-          [&](const std::string& line) { progress.say(line); }, prepareQuietly};
+  return {&base::cancellationIsDue(),
+          [&](std::int64_t frames) { progress.update(frames); },
+          [&](const std::string& line) { progress.say(line); },
+          {},
+          prepareQuietly};
 }
 
 std::vector<media::JobInput> inputsOf(const std::vector<InputResult>& results) {
@@ -196,7 +199,11 @@ ExitStatus workOnJob(const Options& options) {
     Progress progress(kindFor(options), "frames", before.frames, before.frames_done);
     constexpr int kTries = 3;
     const media::JobWork work = {options.unit, options.restyler.models, options.unit.empty() ? kTries : 1};
-    state = media::workOnJob(options.job, work, hooksFor(progress));
+    media::JobHooks hooks = hooksFor(progress);
+    if (!options.quiet) {
+      hooks.on_device = [&](const media::RestylerReport& report) { progress.say(headline(report)); };
+    }
+    state = media::workOnJob(options.job, work, hooks);
     progress.finish();
   }
   return reportWork(options, *state);
@@ -267,6 +274,10 @@ ExitStatus joinJob(const Options& options) {
 
 namespace {
 
+fs::path jobOf(fs::path output) {
+  return output += ".job";
+}
+
 // Joins; does the damaged units again, once.
 media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool with_progress) {
   const auto kind = with_progress ? kindFor(options) : ProgressKind::kNone;
@@ -275,13 +286,17 @@ media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool wit
     Progress progress(kind, "frames", before.frames, before.frames_done);
     const media::JobState state = media::workOnJob(job, {}, hooksFor(progress));
     progress.finish();
+    if (base::cancellationIsDue() && !options.quiet) {
+      printLine(base::quotedPath(job) + " keeps " + std::to_string(state.frames_done) + " of " + std::to_string(state.frames) +
+                " frames: the same command goes on");
+    }
     base::throwIfCancelled();
     const auto failed =
         std::find_if(state.units.begin(), state.units.end(), [](const auto& unit) { return unit.state != UnitState::kDone; });
     if (failed != state.units.end()) {
       throw Error(ErrorKind::kInputOutput, failed->note.empty() ? "a unit is not done: start the program again" : failed->note);
     }
-    media::JobJoin joined = media::joinJob(job, {&base::cancellationIsDue(), {}, {}, {}});
+    media::JobJoin joined = media::joinJob(job, {&base::cancellationIsDue(), {}, {}, {}, {}});
     base::throwIfCancelled();
     if (joined.damaged_units.empty() || is_again) {
       return joined;
@@ -291,28 +306,40 @@ media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool wit
 
 } // namespace
 
+void removeJobOf(const fs::path& output) {
+  std::error_code ignored;
+  if (fs::exists(jobOf(output) / "job.json", ignored)) {
+    fs::remove_all(jobOf(output), ignored);
+  }
+}
+
 void resumeClip(const Options& options, InputResult& result, bool with_progress) {
-  fs::path job = result.output;
-  job += ".job";
+  const fs::path job = jobOf(result.output);
   const std::vector<media::JobInput> inputs = {{result.input, result.output, true}};
   const auto start = std::chrono::steady_clock::now();
   {
     Progress progress(with_progress ? kindFor(options) : ProgressKind::kNone, "frames", std::nullopt);
     media::JobHooks hooks = hooksFor(progress);
+    hooks.on_device = [&](const media::RestylerReport& report) {
+      result.restyler = report;
+      if (with_progress && !options.quiet) {
+        progress.say(headline(report));
+      }
+    };
     const bool is_planned = media::planJob(job, inputs, options, options.unit_rules, hooks);
     progress.finish();
     if (!is_planned) {
       throw base::Cancelled();
     }
   }
+  result.size = media::resultSize(options, media::openClipSource(result.input, options.source)->info());
   const media::JobState before = media::jobState(job);
   const media::JobJoin joined = workAndJoin(options, job, with_progress);
   const double elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   result.frames = before.frames;
   result.frames_per_second = elapsed_s > 0 ? static_cast<double>(before.frames - before.frames_done) / elapsed_s : 0;
   (joined.is_damaged ? result.damage : result.warnings) = joined.warnings;
-  std::error_code ignored;
-  fs::remove_all(job, ignored);
+  removeJobOf(result.output);
 }
 
 } // namespace vorin::stylize

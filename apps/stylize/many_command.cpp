@@ -154,6 +154,9 @@ ExitStatus restyleMany(const Options& options) {
   if (options.resume) {
     for (InputResult& result : results) {
       result.outcome = isDone(result) ? Outcome::kSkipped : Outcome::kDone;
+      if (result.outcome == Outcome::kSkipped) {
+        removeJobOf(result.output);
+      }
     }
   }
   std::optional<media::RestylerReport> report;

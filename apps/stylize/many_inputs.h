@@ -22,6 +22,9 @@ std::vector<InputResult> planMany(const Options& options);
 // result. progress: of frames; null: none.
 void resumeClip(const Options& options, InputResult& result, bool with_progress);
 
+// Removes what is left of that folder, once the output is there.
+void removeJobOf(const std::filesystem::path& output);
+
 // Restyles the inputs that are not skipped, with progress, and stores the outcome in their results. Throws if cancelled.
 void restyleEach(const Options& options, media::Restyling& restyling, std::vector<InputResult>& results);
 

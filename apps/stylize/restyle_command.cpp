@@ -120,6 +120,7 @@ ExitStatus restyleOne(const Options& options) {
   std::error_code error;
   if (options.resume && fs::is_regular_file(result.output, error)) {
     result.outcome = InputResult::Outcome::kSkipped;
+    removeJobOf(result.output);
     if (options.json) {
       printRun({}, {result}, ExitStatus::kDone);
     }

@@ -20,11 +20,11 @@ std::int64_t warmUpFrames(const Recipe& recipe) {
   const bool is_transfer = recipe.restyler.style == Style::kTransfer;
   if (recipe.steady) {
     constexpr std::int64_t kDots = 24;
-    constexpr std::int64_t kStrokes = 44;
-    constexpr std::int64_t kLong = 100;
+    constexpr std::int64_t kStrokes = 32;
+    constexpr std::int64_t kLong = 150;
     return recipe.restyler.style == Style::kStippling ? kDots : is_transfer ? kLong : kStrokes;
   }
-  constexpr std::int64_t kSmoothed = 8; // the library smooths the transfer's frames
+  constexpr std::int64_t kSmoothed = 12; // the library smooths the transfer's frames
   return is_transfer ? kSmoothed : 0;
 }
 
@@ -165,7 +165,11 @@ bool planJob(const fs::path& job, std::span<const JobInput> inputs, const Recipe
   if (!recipe.style_image.empty()) {
     static_cast<void>(readImage(recipe.style_image, recipe.source)); // its faults show before all is decoded
   }
-  plan.decisions = decisionsOf(plan.recipe, rules, reportFor(recipe, hooks));
+  const RestylerReport report = reportFor(recipe, hooks);
+  if (hooks.on_device) {
+    hooks.on_device(report);
+  }
+  plan.decisions = decisionsOf(plan.recipe, rules, report);
   std::error_code error;
   if (fs::exists(fileOf(job), error)) {
     requireSame(readPlan(job), inputs, plan.decisions);

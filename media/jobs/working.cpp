@@ -255,6 +255,9 @@ private:
       throw Error(ErrorKind::kModel, "the job in " + base::quotedPath(plan_.folder) + " was planned otherwise: " + difference +
                                          "; use what it was planned with, or plan another job");
     }
+    if (hooks_.on_device) {
+      hooks_.on_device(restyler.report());
+    }
   }
 
   Plan plan_;
