@@ -68,7 +68,8 @@ struct JobState {
     UnitState state = UnitState::kOpen;
     std::filesystem::path input; /**< the clip, or the first image */
     std::int64_t frames = 0;
-    std::string note; /**< kRunning: host and process; kFailed: why */
+    double seconds = 0; /**< kDone: that the work took */
+    std::string note;   /**< kRunning: host and process; kFailed: why */
   };
   std::vector<Unit> units;
   std::vector<std::string> failures; /**< of single inputs, one line each: they get no result */
@@ -84,17 +85,28 @@ struct JobState {
 VORIN_MEDIA_API bool planJob(const std::filesystem::path& job, std::span<const JobInput> inputs, const Recipe& recipe,
                              const UnitRules& rules = {}, const JobHooks& hooks = {});
 
-/** Options of workOnJob. */
-struct JobWork {
-  std::string unit = {};             /**< id of the one unit to do; empty: all that are open */
-  std::filesystem::path models = {}; /**< folder of the package; empty: the plan's */
-  int tries = 3;                     /**< of a unit that fails; damaged inputs are tried once */
-};
+/** Does units of a job, one call at a time; holds the device and the network between them. */
+class VORIN_MEDIA_API JobWorker {
+public:
+  /** models: the folder of the package; empty: the plan's. kInputOutput: there is no job, or an input changed since; kModel,
+   * kDevice: this machine cannot do the job as it was planned, with the name of what differs. The hooks are kept. */
+  explicit JobWorker(const std::filesystem::path& job, const std::filesystem::path& models = {}, JobHooks hooks = {});
+  ~JobWorker();
+  JobWorker(const JobWorker&) = delete;
+  JobWorker& operator=(const JobWorker&) = delete;
 
-/** Does units until none is open. Units that other processes do are left to them; where one of those ends without its unit, this
- * one takes it. A unit that fails does not stop the others. Returns the state at the end. kInputOutput: the disk is full, or an
- * input changed; kModel, kDevice: this machine cannot do the job as it was planned, with the name of what differs. */
-VORIN_MEDIA_API JobState workOnJob(const std::filesystem::path& job, const JobWork& work = {}, const JobHooks& hooks = {});
+  /** Does one unit, whatever became of it before, and returns how it stands. If another process does it, waits for that one, and
+   * takes its place if it ends. kUsage: there is no such unit; kInputOutput: the disk is full. */
+  JobState::Unit work(const std::string& unit);
+
+  /** Does units until none is open. Units that other processes do are left to them; where one of those ends without its unit,
+   * this one takes it. A unit that fails is tried so many times, one with damaged inputs once, and does not stop the others. */
+  JobState workOnAll(int tries = 3);
+
+private:
+  class Work;
+  std::unique_ptr<Work> work_;
+};
 
 /** Reads where the job stands. */
 VORIN_MEDIA_API JobState jobState(const std::filesystem::path& job);

@@ -325,7 +325,10 @@ private:
         ->check(CLI::Range(1, 9999).description(""));
     addRestyling(*plan, false);
     CLI::App* work = addJobCommand("work", "Do the units that are open");
-    CLI::Option* unit = text(*work, "--unit", typed.unit, "ID", "Do this unit only, for a scheduler of your own", kManySection);
+    CLI::Option* unit = text(*work, "--unit", typed.unit, "ID",
+                             "Do this unit only, for a scheduler of your own; -: the units whose ids come on standard input, one "
+                             "a line, each answered with a line of JSON",
+                             kManySection);
     work->add_option("--workers", typed.workers, wrapped("Processes, which share this machine's processors (default: 1)"))
         ->type_name("N")
         ->group(kManySection)

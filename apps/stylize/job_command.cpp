@@ -127,6 +127,23 @@ ExitStatus reportWork(const Options& options, const media::JobState& state) {
   return status;
 }
 
+// Does the units that another program names, one after the other, with the network kept loaded.
+ExitStatus workOnRequest(const Options& options) {
+  media::JobWorker worker(options.job, options.restyler.models, {&base::cancellationIsDue(), {}, {}, {}, prepareQuietly});
+  for (std::string id; std::getline(std::cin, id);) {
+    const media::JobState::Unit unit = worker.work(id);
+    base::throwIfCancelled();
+    nlohmann::ordered_json answer = {{"unit", unit.id}, {"state", stateText(unit.state)}, {"frames", unit.frames}};
+    if (unit.state == UnitState::kDone) {
+      answer["seconds"] = unit.seconds;
+    } else {
+      answer["error"] = unit.note;
+    }
+    std::cout << answer.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+  }
+  return ExitStatus::kDone;
+}
+
 // Starts copies of this program, and shows what they have done together. One that ends early is made up for by the others.
 media::JobState workInProcesses(const Options& options) {
   constexpr std::chrono::milliseconds kLook(500);
@@ -190,6 +207,9 @@ ExitStatus planJob(const Options& options) {
 }
 
 ExitStatus workOnJob(const Options& options) {
+  if (options.unit == "-") {
+    return workOnRequest(options);
+  }
   if (options.workers > 1) {
     return reportWork(options, workInProcesses(options));
   }
@@ -197,13 +217,17 @@ ExitStatus workOnJob(const Options& options) {
   std::optional<media::JobState> state;
   {
     Progress progress(kindFor(options), "frames", before.frames, before.frames_done);
-    constexpr int kTries = 3;
-    const media::JobWork work = {options.unit, options.restyler.models, options.unit.empty() ? kTries : 1};
     media::JobHooks hooks = hooksFor(progress);
     if (!options.quiet) {
       hooks.on_device = [&](const media::RestylerReport& report) { progress.say(headline(report)); };
     }
-    state = media::workOnJob(options.job, work, hooks);
+    media::JobWorker worker(options.job, options.restyler.models, hooks);
+    if (options.unit.empty()) {
+      state = worker.workOnAll();
+    } else {
+      worker.work(options.unit);
+      state = media::jobState(options.job);
+    }
     progress.finish();
   }
   return reportWork(options, *state);
@@ -284,7 +308,7 @@ media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool wit
   for (bool is_again = false;; is_again = true) {
     const media::JobState before = media::jobState(job);
     Progress progress(kind, "frames", before.frames, before.frames_done);
-    const media::JobState state = media::workOnJob(job, {}, hooksFor(progress));
+    const media::JobState state = media::JobWorker(job, options.restyler.models, hooksFor(progress)).workOnAll();
     progress.finish();
     if (base::cancellationIsDue() && !options.quiet) {
       printLine(base::quotedPath(job) + " keeps " + std::to_string(state.frames_done) + " of " + std::to_string(state.frames) +

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <map>
+#include <iterator>
 #include <new>
 #include <set>
 #include <system_error>
@@ -66,32 +66,102 @@ struct UnitFailure {
   bool may_pass;
 };
 
-class Worker {
-public:
-  Worker(Plan plan, const JobWork& work, const JobHooks& hooks)
-      : plan_(std::move(plan)), store_(plan_), work_(work), hooks_(hooks),
-        restyling_(plan_.recipe, [this](Restyler& restyler, Size size) { prepare(restyler, size); }) {}
+JobState::Unit stateOfUnit(const Plan& plan, const UnitStore& store, const PlannedUnit& planned) {
+  JobState::Unit unit;
+  unit.id = planned.id;
+  unit.input = plan.inputs[planned.inputs.front()].input.file;
+  unit.frames = planned.frames(plan.inputs);
+  if (const std::optional<UnitResult> result = store.result(planned)) {
+    unit.state = UnitState::kDone;
+    unit.seconds = result->seconds;
+  } else if (const std::optional<std::string> worker = store.worker(planned)) {
+    unit.state = UnitState::kRunning;
+    unit.note = *worker;
+  } else if (std::string failure = store.failure(planned); !failure.empty()) {
+    unit.state = UnitState::kFailed;
+    unit.note = std::move(failure);
+  }
+  return unit;
+}
 
-  void work() {
-    store_.sweep();
-    for (const PlannedUnit& unit : plan_.units) {
-      if (work_.unit.empty() || unit.id == work_.unit) {
-        wanted_.push_back(&unit);
-        store_.forgetFailure(unit);
+JobState stateOfPlan(const Plan& plan) {
+  const UnitStore store(plan);
+  JobState state;
+  for (const PlannedUnit& planned : plan.units) {
+    state.units.push_back(stateOfUnit(plan, store, planned));
+    const JobState::Unit& unit = state.units.back();
+    state.frames += unit.frames;
+    if (unit.state == UnitState::kDone) {
+      state.frames_done += unit.frames;
+      for (const UnitResult::Failure& failure : store.result(planned).value_or(UnitResult()).failures) {
+        state.failures.push_back(failure.error);
       }
     }
-    while (!isCancelled() && workOnce()) {
+  }
+  for (const PlannedInput& input : plan.inputs) {
+    if (!input.failure.empty()) {
+      state.failures.push_back(input.failure);
     }
+  }
+  return state;
+}
+
+Plan planFor(const fs::path& job, const fs::path& models) {
+  Plan plan = readPlan(job);
+  plan.recipe.restyler.models = models.empty() ? plan.recipe.restyler.models : models;
+  for (const PlannedInput& input : plan.inputs) {
+    if (input.failure.empty()) {
+      requireUnchanged(input, false);
+    }
+  }
+  return plan;
+}
+
+} // namespace
+
+class JobWorker::Work {
+public:
+  Work(const fs::path& job, const fs::path& models, JobHooks hooks)
+      : plan_(planFor(job, models)), store_(plan_), hooks_(std::move(hooks)),
+        restyling_(plan_.recipe, [this](Restyler& restyler, Size size) { prepare(restyler, size); }) {
+    store_.sweep();
+  }
+
+  JobState::Unit work(const std::string& id) {
+    const auto unit =
+        std::find_if(plan_.units.begin(), plan_.units.end(), [&](const PlannedUnit& each) { return each.id == id; });
+    if (unit == plan_.units.end()) {
+      throw Error(ErrorKind::kUsage, "the job in " + base::quotedPath(plan_.folder) + " has no unit " + base::quoted(id) +
+                                         ": vorin-stylize job status --open lists them");
+    }
+    workOn({&*unit}, 1);
+    return stateOfUnit(plan_, store_, *unit);
+  }
+
+  JobState workOnAll(int tries) {
+    std::vector<const PlannedUnit*> all;
+    std::transform(plan_.units.begin(), plan_.units.end(), std::back_inserter(all),
+                   [](const PlannedUnit& unit) { return &unit; });
+    workOn(all, tries);
+    return stateOfPlan(plan_);
   }
 
 private:
+  void workOn(const std::vector<const PlannedUnit*>& wanted, int tries) {
+    tries_ = tries;
+    given_up_.clear();
+    std::for_each(wanted.begin(), wanted.end(), [this](const PlannedUnit* unit) { store_.forgetFailure(*unit); });
+    while (!isCancelled() && workOnce(wanted)) {
+    }
+  }
+
   bool isCancelled() const { return hooks_.cancelled != nullptr && *hooks_.cancelled; }
 
   // Does one unit, or waits a moment for other processes. Returns false if nothing is left.
-  bool workOnce() {
+  bool workOnce(const std::vector<const PlannedUnit*>& wanted) {
     constexpr std::chrono::milliseconds kMoment(200);
     bool others_work = false;
-    for (const PlannedUnit* unit : wanted_) {
+    for (const PlannedUnit* unit : wanted) {
       if (given_up_.contains(unit) || store_.result(*unit)) {
         continue;
       }
@@ -117,7 +187,7 @@ private:
       if (!failure || isCancelled()) {
         return;
       }
-      if (!failure->may_pass || tries >= work_.tries) {
+      if (!failure->may_pass || tries >= tries_) {
         store_.noteFailure(unit, failure->error);
         given_up_.insert(&unit);
         if (hooks_.on_line) {
@@ -262,70 +332,29 @@ private:
 
   Plan plan_;
   UnitStore store_;
-  const JobWork& work_;
-  const JobHooks& hooks_;
+  JobHooks hooks_;
   Restyling restyling_;
   bool is_checked_ = false;
-  std::vector<const PlannedUnit*> wanted_;
+  int tries_ = 1;
   std::set<const PlannedUnit*> given_up_;
   std::int64_t frames_before_ = 0; // of the units that are done
 };
-
-JobState stateOfPlan(const Plan& plan) {
-  const UnitStore store(plan);
-  JobState state;
-  for (const PlannedUnit& planned : plan.units) {
-    JobState::Unit unit;
-    unit.id = planned.id;
-    unit.input = plan.inputs[planned.inputs.front()].input.file;
-    unit.frames = planned.frames(plan.inputs);
-    state.frames += unit.frames;
-    if (const std::optional<UnitResult> result = store.result(planned)) {
-      unit.state = UnitState::kDone;
-      state.frames_done += unit.frames;
-      for (const UnitResult::Failure& failure : result->failures) {
-        state.failures.push_back(failure.error);
-      }
-    } else if (const std::optional<std::string> worker = store.worker(planned)) {
-      unit.state = UnitState::kRunning;
-      unit.note = *worker;
-    } else if (std::string failure = store.failure(planned); !failure.empty()) {
-      unit.state = UnitState::kFailed;
-      unit.note = std::move(failure);
-    }
-    state.units.push_back(std::move(unit));
-  }
-  for (const PlannedInput& input : plan.inputs) {
-    if (!input.failure.empty()) {
-      state.failures.push_back(input.failure);
-    }
-  }
-  return state;
-}
-
-} // namespace
 
 std::size_t JobState::count(UnitState state) const {
   return static_cast<std::size_t>(
       std::count_if(units.begin(), units.end(), [&](const Unit& unit) { return unit.state == state; }));
 }
 
-JobState workOnJob(const fs::path& job, const JobWork& work, const JobHooks& hooks) {
-  Plan plan = readPlan(job);
-  plan.recipe.restyler.models = work.models.empty() ? plan.recipe.restyler.models : work.models;
-  const bool is_known = work.unit.empty() || std::any_of(plan.units.begin(), plan.units.end(),
-                                                         [&](const PlannedUnit& unit) { return unit.id == work.unit; });
-  if (!is_known) {
-    throw Error(ErrorKind::kUsage, "the job in " + base::quotedPath(job) + " has no unit " + base::quoted(work.unit) +
-                                       ": vorin-stylize job status lists them");
-  }
-  for (const PlannedInput& input : plan.inputs) {
-    if (input.failure.empty()) {
-      requireUnchanged(input, false);
-    }
-  }
-  Worker(plan, work, hooks).work();
-  return stateOfPlan(plan);
+JobWorker::JobWorker(const fs::path& job, const fs::path& models, JobHooks hooks)
+    : work_(std::make_unique<Work>(job, models, std::move(hooks))) {}
+JobWorker::~JobWorker() = default;
+
+JobState::Unit JobWorker::work(const std::string& unit) {
+  return work_->work(unit);
+}
+
+JobState JobWorker::workOnAll(int tries) {
+  return work_->workOnAll(tries);
 }
 
 JobState jobState(const fs::path& job) {
