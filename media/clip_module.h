@@ -28,8 +28,9 @@ std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& opti
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 std::unique_ptr<Effect> makeSteady(Style style);
 
-// Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file.
-cv::Mat decodeImage(std::span<const std::uint8_t> file, ImageKind kind);
+// Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file, and for a picture of
+// more pixels.
+cv::Mat decodeImage(std::span<const std::uint8_t> file, ImageKind kind, std::uint64_t most_pixels);
 
 // Empty if the encoder fails.
 std::vector<std::uint8_t> encodeBmp(const cv::Mat& bgr);

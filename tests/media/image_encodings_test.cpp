@@ -152,6 +152,23 @@ TEST(ImageFileKinds, ProfileExifAndDensityAreKept) {
   EXPECT_EQ(readFile(folder.path() / "once.webp").substr(12, 9), std::string("VP8X\x0A\0\0\0\x28", 9)); // has both
 }
 
+// The width is a fraction among the pixels, whose offset looks like a width of 1. The decoder takes the fraction.
+TEST(ImageFileKinds, APictureLargerThanItsHeaderSaysIsRefused) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "photo.tiff";
+  const auto entry = [](std::size_t tag, std::size_t type, std::size_t value) {
+    return bigEndian(tag, 2) + bigEndian(type, 2) + bigEndian(1, 4) + bigEndian(value, type == 3 ? 2 : 4) +
+           (type == 3 ? std::string(2, '\0') : "");
+  };
+  const std::string directory = bigEndian(8, 2) + entry(0x0100, 5, 65536) + entry(0x0101, 3, 1000) + entry(0x0102, 3, 8) +
+                                entry(0x0103, 3, 1) + entry(0x0106, 3, 1) + entry(0x0111, 4, 110) + entry(0x0116, 3, 1000) +
+                                entry(0x0117, 4, 2000000) + bigEndian(0, 4);
+  std::string bytes = std::string("MM\0\x2A\0\0\0\x08", 8) + directory + std::string(2000000, '\x55');
+  writeFile(file, bytes.replace(65536, 8, bigEndian(2000, 4) + bigEndian(1, 4)));
+  EXPECT_EQ(media::openImageSource(file)->info().size.width, 2000);
+  EXPECT_THROW(media::openImageSource(file, {.max_pixels = 200000}), Error);
+}
+
 TEST(ImageFileKinds, OfAnAnimationTheFirstPictureIsRead) {
   const TemporaryFolder folder;
   const std::string input = "-f lavfi -i testsrc2=size=52x36:rate=1 -frames:v ";
