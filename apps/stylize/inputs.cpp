@@ -1,3 +1,4 @@
+#include "files.h"
 #include "options.h"
 #include "output_file.h"
 #include "restyling.h"
@@ -163,8 +164,9 @@ void removeLeftovers(const Options& options, const fs::path& folder) {
 void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {
   for (const fs::path& file : files) {
     std::error_code ignored; // of a file that does not exist
-    if (fs::equivalent(file, output, ignored)) {
-      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " + base::quotedPath(file) +
+    if (fs::equivalent(file, output, ignored) || (isPipe(file) && base::isStandardInput(output))) {
+      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " +
+                                         (isPipe(file) ? "of standard input" : base::quotedPath(file)) +
                                          ", which is read: name another output");
     }
   }
