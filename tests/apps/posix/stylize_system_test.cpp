@@ -46,6 +46,14 @@ TEST(StylizeOnPosix, AutoGoesOnWhereTheGpuDoesNotDraw) {
               testing::ElementsAre(AllOf(HasSubstr("software device"), HasSubstr("does not run filters")), testing::_));
 }
 
+TEST(StylizeOnPosix, F32IsRefusedWhereTheActiveStandInsComputeInBf16) {
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["LD_LIBRARY_PATH"] = (StylizeRun::buildFolder() / "softgpu" / "runtime-bf16").string();
+  const StylizeRun run;
+  expectFailure(run.restyle({"--style", "pencil", "--precision", "f32"}, setting), 2, "stand-ins compute in bf16");
+  EXPECT_EQ(run.restyle({"--style", "pencil"}, setting).exit_status, 0);
+}
+
 TEST(StylizeOnPosix, StartsThroughALink) {
   const StylizeRun run;
   fs::create_symlink(StylizeRun::program(), run.folder() / "linked");
