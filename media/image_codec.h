@@ -25,6 +25,8 @@ struct ImageHeader {
   std::uint64_t height = 0;
   bool is_whole = true; // as far as it is checked
   bool is_animated = false;
+  std::uint64_t left = 0; // where the first picture of a GIF file lies, which may be smaller
+  std::uint64_t top = 0;
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 

@@ -118,6 +118,17 @@ cv::Mat decode(std::span<const std::uint8_t> file, std::uint64_t most_pixels) {
   return copyPixels(*factory.get(), *frame.get(), most_pixels);
 }
 
+// The system decodes the first picture of a GIF file without the transparent canvas around it.
+cv::Mat onCanvas(const cv::Mat& picture, const ImageHeader& header) {
+  cv::Mat canvas(static_cast<int>(header.height), static_cast<int>(header.width), CV_8UC4, cv::Scalar::all(0));
+  const cv::Rect place(static_cast<int>(header.left), static_cast<int>(header.top), picture.cols, picture.rows);
+  const cv::Rect shown = place & cv::Rect(0, 0, canvas.cols, canvas.rows);
+  if (!shown.empty()) {
+    picture(shown - place.tl()).copyTo(canvas(shown));
+  }
+  return canvas;
+}
+
 // ---- Encoding ----
 
 const GUID& containerOf(const ImageEncoding& encoding) {
@@ -200,7 +211,8 @@ std::span<const ImageEncoding> imageEncodings() {
 std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file, std::uint64_t most_pixels) {
   const ComApartment apartment;
   try {
-    return decode(file, most_pixels);
+    const cv::Mat picture = decode(file, most_pixels);
+    return imageKindOf(file) == ImageKind::kGif ? onCanvas(picture, readImageHeader(file)) : picture;
   } catch (const ComError& error) {
     return error.result() == WINCODEC_ERR_COMPONENTNOTFOUND ? std::nullopt : std::optional(cv::Mat());
   }
