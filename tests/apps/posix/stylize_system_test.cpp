@@ -174,6 +174,7 @@ ChildResult runAsSomebodyElse(std::vector<std::string> arguments, const StylizeR
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["POCL_CACHE_DIR"] = run.file("pocl");
   setting.variables["XDG_CACHE_HOME"] = run.file("cache");
+  setting.variables["GCOV_PREFIX"] = run.file("counts"); // in the build that counts lines, whose folder is not this user's
   return ChildProcess(arguments, setting).wait();
 }
 
