@@ -1,10 +1,7 @@
-// The configuration store and the default model folder.
+// The configuration store.
 #include "core/configuration.h"
-#include "platform/platform.h"
 
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 namespace vorin {
 namespace {
@@ -37,13 +34,6 @@ TEST(Configuration, RefusesUnknownKeysAndKeepsTheModelFolderToItself) {
     EXPECT_EQ(configuration.get(key, &value), VORIN_STATUS_INVALID_PARAM) << key;
   }
   EXPECT_EQ(value, 77);
-}
-
-TEST(Configuration, DefaultModelFolderIsTheProgramsOwn) {
-  const std::optional<std::string> folder = platform::executableFolder();
-  ASSERT_TRUE(folder);
-  EXPECT_TRUE(std::filesystem::equivalent(*folder, VORIN_BUILD_FOLDER)) << *folder;
-  EXPECT_FALSE(folder->ends_with(platform::kPathSeparator));
 }
 
 } // namespace
