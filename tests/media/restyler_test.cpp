@@ -69,9 +69,7 @@ Picture inLayout(const Picture& bgra, PixelLayout layout) {
 // A different gain for each network, so that results show which one ran.
 class Restylers : public testing::Test {
 protected:
-  RestylerOptions options(Style style) const {
-    return {.style = style, .network = {}, .models = package_.folder(), .size = {}, .device = Device::kSoftware};
-  }
+  RestylerOptions options(Style style) const { return softwareOptions(style, package_.folder()); }
 
   TemporaryFolder folder_;
   TestPackage package_{

@@ -34,14 +34,19 @@ inline RestylerOptions softwareOptions(Style style, const std::filesystem::path&
   return {.style = style, .network = {}, .models = models, .size = {}, .device = Device::kSoftware};
 }
 
+inline void writeImage(const std::filesystem::path& file, Picture picture, const SinkOptions& options = {},
+                       const SourceInfo& info = {}) {
+  const std::unique_ptr<Sink> sink = openSink(file, info, picture.size(), options);
+  sink->write(Frame{std::move(picture)});
+  sink->finish();
+}
+
 // An image of no pattern.
 inline void writeChanging(const std::filesystem::path& file, Size size) {
   Picture picture(PixelLayout::kBgra, size);
   std::generate_n(picture.pixels(), picture.byteCount(),
                   [value = 0]() mutable { return static_cast<std::uint8_t>(value += 77); });
-  const std::unique_ptr<Sink> sink = openSink(file, {}, size);
-  sink->write(Frame{std::move(picture)});
-  sink->finish();
+  writeImage(file, std::move(picture));
 }
 
 inline Error errorOf(const std::function<void()>& call) {
