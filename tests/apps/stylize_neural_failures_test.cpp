@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <fstream>
 
 namespace vorin::tests {
@@ -98,16 +97,10 @@ TEST_F(StylizeNeuralFailure, LoadingIsCancelledByTheSecondSignalAtOnce) {
     const fs::path unpacked = cache.path() / "vorin-stt" / kCartoonEntry;
     ChildSetting setting = StylizeRun::withGpu();
     StylizeRun::setCacheFolder(setting, cache.path());
-    setting.gets_signals = true;
-    ChildProcess child({StylizeRun::program(), run_.file("photo.png"), "-o", run_.file("out.png"), "--style", "cartoon",
-                        "--models", run_.file("models")},
-                       setting);
-    waitUntil([&] { return fs::exists(unpacked); });
-    child.signal(SIGINT);
-    if (twice) {
-      child.signal(SIGTERM);
-    }
-    const ChildResult result = child.wait();
+    const ChildResult result = runAndSignal(
+        {StylizeRun::program(), run_.file("photo.png"), "-o", run_.file("out.png"), "--style", "cartoon", "--models",
+         run_.file("models")},
+        setting, [&] { return fs::exists(unpacked); }, twice ? std::vector{SIGINT, SIGTERM} : std::vector{SIGINT});
     EXPECT_EQ(result.exit_status, 130);
     EXPECT_EQ(result.standard_error, "vorin-stylize: cancelled\n");
     EXPECT_EQ(result.standard_output, "");

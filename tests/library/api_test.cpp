@@ -68,15 +68,11 @@ TEST(Devices, AreRequestedByKindAndHandedOutAlsoOnFailure) {
     EXPECT_EQ(object->CreateContext(device, &context), VORIN_STATUS_OK);
     EXPECT_EQ(context, object.get());
   }
-}
-
-TEST(Devices, RequestsWithATextThatFillsItsFieldBecomeNameless) {
-  const Object object = makeObject();
-  SttDeviceRequest request = {8, 0, {}};
-  std::memset(request.name, 'n', sizeof request.name);
-  SttDeviceRecord* device = nullptr;
-  object->CreateDevice(&request, &device);
-  EXPECT_STREQ(device->fullName, "");
+  SttDeviceRequest full = {8, 0, {}}; // a text that fills its field becomes none
+  std::memset(full.name, 'n', sizeof full.name);
+  SttDeviceRecord* nameless = nullptr;
+  object->CreateDevice(&full, &nameless);
+  EXPECT_STREQ(nameless->fullName, "");
 }
 
 TEST(Object, LogsItsWay) {

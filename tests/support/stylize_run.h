@@ -49,9 +49,6 @@ public:
   static std::string program() { return VORIN_STYLIZE_PROGRAM; }
   static std::filesystem::path buildFolder() { return std::filesystem::path(program()).parent_path(); }
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting = withGpu());
-  // Also sends Ctrl-C, as soon as the condition holds.
-  static ChildResult runCancelled(std::vector<std::string> arguments, ChildSetting setting,
-                                  const std::function<bool()>& condition);
   // Restyles photo.png into out.png.
   ChildResult restyle(std::vector<std::string> more, const ChildSetting& setting = withGpu()) const;
 
