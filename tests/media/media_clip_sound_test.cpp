@@ -9,7 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
-#include <set>
 #include <tuple>
 
 namespace vorin::media {
