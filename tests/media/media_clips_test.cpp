@@ -110,12 +110,11 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
     for (const int frames : {0, 1, 60}) {
       std::atomic<bool> cancelled = frames == 0;
       const fs::path output = folder.path() / (codec + std::to_string(frames) + ".mp4");
-      const std::unique_ptr<Source> source = openSource(clip);
-      const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, {.codec = codec});
-      const RunResult result = run(*source, *sink, {}, {&cancelled, [&](const Progress& progress) {
-                                                          cancelled = progress.frames_done == frames;
-                                                          EXPECT_EQ(progress.frames_expected, 500);
-                                                        }});
+      const auto cancel = [&](const Progress& progress) {
+        cancelled = progress.frames_done == frames;
+        EXPECT_EQ(progress.frames_expected, 500);
+      };
+      const RunResult result = restyle(clip, output, {.codec = codec}, nullptr, {}, {&cancelled, cancel});
       EXPECT_TRUE(result.cancelled);
       EXPECT_EQ(fs::exists(output), frames > 0) << output;
       const auto written = frames > 0 ? static_cast<int>(frameTimes(output).size()) : 0;
@@ -213,9 +212,8 @@ TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
   const fs::path covered = folder.path() / "covered.mp4";
   ffmpeg("-i " + before.string() + " -i " + (folder.path() / "cover.png").string() + " -map 0:v -map 1 -c:v:0" + kFast.substr(5) +
          "-c:v:1 copy -disposition:v:1 attached_pic " + covered.string());
-  const std::unique_ptr<Source> source = openSource(covered, {.start_s = 1}); // a part keeps the cover
-  const std::unique_ptr<Sink> sink = openSink(folder.path() / "part.mp4", source->info(), source->info().size);
-  EXPECT_TRUE(run(*source, *sink, {}).warnings.empty());
+  EXPECT_TRUE(
+      restyle(covered, folder.path() / "part.mp4", {}, nullptr, {.start_s = 1}).warnings.empty()); // which keeps the cover
   EXPECT_TRUE(restyle(folder.path() / "part.mp4", folder.path() / "covered.mkv").warnings.empty());
   EXPECT_THAT(readFile(folder.path() / "covered.mkv"), HasSubstr("image/png")); // of the attached file
   ffmpeg("-i " + (folder.path() / "covered.mkv").string() + " -map 0:v:1 -c copy -f image2 " +

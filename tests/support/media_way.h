@@ -23,11 +23,11 @@ private:
 };
 
 inline RunResult restyle(const std::filesystem::path& clip, const std::filesystem::path& output, const SinkOptions& options = {},
-                         Effect* effect = nullptr) {
-  const std::unique_ptr<Source> source = openSource(clip);
+                         Effect* effect = nullptr, const SourceOptions& part = {}, const RunOptions& run_options = {}) {
+  const std::unique_ptr<Source> source = openSource(clip, part);
   const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, options);
   const std::vector<Effect*> effects(effect == nullptr ? 0 : 1, effect);
-  return run(*source, *sink, effects);
+  return run(*source, *sink, effects, run_options);
 }
 
 inline RestylerOptions softwareOptions(Style style, const std::filesystem::path& models) {

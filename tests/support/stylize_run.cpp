@@ -36,13 +36,17 @@ void expectFailure(const ChildResult& result, int exit_status, const std::string
   EXPECT_EQ(result.standard_output, "");
 }
 
-std::vector<std::string> StylizeRun::inFolder(std::vector<std::string> arguments) const {
+void StylizeRun::expectFailureOf(const FailureCase& failure, const ChildSetting& setting) const {
+  SCOPED_TRACE(failure.name);
+  const std::set<std::string> names_before = names();
+  std::vector<std::string> arguments = failure.arguments;
   for (std::string& argument : arguments) {
     if (argument.starts_with('%')) {
       argument = file(argument.substr(1));
     }
   }
-  return arguments;
+  expectFailure(run(arguments, setting), failure.exit_status, failure.said);
+  EXPECT_EQ(names(), names_before);
 }
 
 std::string StylizeRun::image(const std::string& name, cv::Size size) const {
