@@ -82,6 +82,8 @@ TEST_F(UnpackedFilesTest, FallsBackToANameThatBeginsWithTheLastResorts) {
   EXPECT_EQ(files_, UnpackedFiles{lastResortFile()});
   DeleteUnpackedFiles(files_);
   EXPECT_FALSE(fs::exists(lastResortFile()));
+  EXPECT_EQ(unpack(package({{"other.xml", "network"}}), kEntry), "");
+  EXPECT_EQ(files_, UnpackedFiles{}); // neither the deleted one nor the one that is not there
 }
 
 TEST_F(UnpackedFilesTest, ReportsALastResortThatCannotBeMade) {
