@@ -1,7 +1,7 @@
 """Does the units of a job on a Dask cluster: python -m vorin_stt.dask DIR (--scheduler ADDRESS | --local N).
 
-Each open unit is a task. Tasks may be done twice without harm, so Dask gives the units of a worker that died to others. See
-docs/scale.md.
+Each open unit is a task. A task may be done twice without harm, so Dask gives the units of a dead worker to others.
+docs/scale.md says more.
 """
 
 from __future__ import annotations
@@ -53,7 +53,7 @@ class Failure(Exception):
 
 @dataclass
 class Progress:
-    """Writes how far the job is to standard error: a line that stays in its place on a terminal, else one now and then."""
+    """Shows on standard error how far the job is: on a terminal in one line, elsewhere in a line every few seconds."""
 
     units: int
     frames: int
@@ -148,11 +148,12 @@ def do_units(client: distributed.Client, arguments: argparse.Namespace, state: d
     client.register_plugin(plugin)
     frames = {unit["id"]: unit["frames"] for unit in state["units"] if unit["state"] != "done"}
     progress = Progress(len(state["units"]), state["frames"], len(state["units"]) - len(frames), state["frames_done"])
-    # Units of the same bytes have the same id in every job, so the key names the job too. Long units begin first, lest one of
-    # them is left over for a single worker at the end.
+    task = unit_task(plugin.name)
+    # Units of the same bytes have the same id in every job, so the key names the job too. Long units begin first, lest one
+    # is left over for a single worker at the end.
     futures = {
         client.submit(
-            unit_task(plugin.name),
+            task,
             unit,
             key=("vorin_unit", arguments.job, unit),
             retries=arguments.retries,
@@ -221,20 +222,30 @@ def parsed(words: list[str] | None) -> argparse.Namespace:
         epilog=HELP,
         formatter_class=argparse.RawDescriptionHelpFormatter,
     )
-    parser.add_argument("job", metavar="DIR", type=os.path.abspath, help="folder of the job, from vorin-stylize job plan")
+    parser.add_argument(
+        "job", metavar="DIR", type=os.path.abspath, help="folder of the job, from vorin-stylize job plan"
+    )
     where = parser.add_mutually_exclusive_group(required=True)
     where.add_argument("--scheduler", metavar="ADDRESS", help="a scheduler that runs, such as tcp://HOST:8786")
     where.add_argument("--local", metavar="N", type=int, help="N worker processes here, which share the processors")
     parser.add_argument(
-        "--program", metavar="PATH", default="vorin-stylize", help="here and on the workers (default: vorin-stylize in the path)"
+        "--program",
+        metavar="PATH",
+        default="vorin-stylize",
+        help="here and on the workers (default: vorin-stylize in the path)",
     )
     parser.add_argument(
-        "--models", metavar="FOLDER", type=os.path.abspath, help="folder of the model package (default: as vorin-stylize finds it)"
+        "--models",
+        metavar="FOLDER",
+        type=os.path.abspath,
+        help="folder of the model package (default: as vorin-stylize finds it)",
     )
-    parser.add_argument("--retries", metavar="N", type=int, default=3, help="how often a failed unit is tried again (3)")
+    parser.add_argument(
+        "--retries", metavar="N", type=int, default=3, help="how often a failed unit is tried again (3)"
+    )
     parser.add_argument("--join", action="store_true", help="write the outputs when all units are done")
     arguments = parser.parse_args(words)
-    if arguments.local is not None and arguments.local < 1 or arguments.retries < 0:
+    if (arguments.local is not None and arguments.local < 1) or arguments.retries < 0:
         parser.error("--local must be at least 1, and --retries at least 0")
     if os.path.dirname(arguments.program):  # workers run in folders of their own
         arguments.program = os.path.abspath(arguments.program)

@@ -1,6 +1,6 @@
-"""What each worker process of a Dask cluster holds: one vorin-stylize that does unit after unit, with its network loaded.
+"""What a worker process of a Dask cluster holds: one vorin-stylize that does unit after unit with its network loaded.
 
-It is a plugin and not an actor, because Dask gives a plugin to every worker that joins later or takes the place of one that died.
+It is a plugin and not an actor, because Dask gives a plugin also to workers that join later or replace one that died.
 Dask sends this module to the workers by value: they need Dask and vorin-stylize, but not this package.
 """
 
@@ -21,9 +21,10 @@ class UnitPlugin(WorkerPlugin):
     """Does units of one job, one at a time."""
 
     def __init__(self, job: str, program: str, models: str | None, shares: int) -> None:
-        """shares: how many workers, named 0, 1, and so on, share this machine's processors equally; 0: the system shares them."""
+        """shares: the number of workers, named 0, 1, ..., that get equal shares of the processors; 0: no shares."""
         self.name = f"vorin-stt {job}"
-        self._command = [program, "job", "work", job, "--unit", "-", "--quiet", *(["--models", models] if models else [])]
+        self._command = [program, "job", "work", job, "--unit", "-", "--quiet"]
+        self._command += ["--models", models] if models else []
         self._shares = shares
 
     def setup(self, worker: Any) -> None:
