@@ -34,6 +34,9 @@ std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
 
+// Whether standard input is read from this file, as by "< file". Always false on Windows, where the programs do not read it.
+bool isStandardInput(const std::filesystem::path& file);
+
 // When the file was read or written last. On Windows, which seldom notes reading, and where the system notes none: written.
 std::filesystem::file_time_type lastUse(const std::filesystem::path& file);
 

@@ -1,7 +1,8 @@
-// Reads any text as a Y4M stream, as the format of a raw pipe, or as a command line, by its first letter: "y", "r" or "o". Each
-// ends with what it says, within its limits, or in an Error.
+// Reads any text as a Y4M stream, as the format of a raw pipe, as a command line, or as the plan of a job, by its first letter:
+// "y", "r", "o" or "j". Each ends with what it says, within its limits, or in an Error.
 #include "clip_formats.h"
 #include "command_line.h"
+#include "jobs/job_file.h"
 #include "options.h"
 
 #include <cstdint>
@@ -71,6 +72,13 @@ void readOptions(const std::string& text) {
   }
 }
 
+void readPlan(const std::string& text) {
+  const jobs::Plan plan = jobs::parsePlan(text, "job");
+  for (const jobs::PlannedUnit& unit : plan.units) {
+    require(unit.frames(plan.inputs) > 0);
+  }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -82,6 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       readRaw(text.substr(1));
     } else if (text.starts_with('o')) {
       readOptions(text.substr(1));
+    } else if (text.starts_with('j')) {
+      readPlan(text.substr(1));
     }
   } catch (const Error&) { // is one of the two ends
   }

@@ -196,12 +196,12 @@ enum class Precision {
 
 /** What a Restyler does and where. */
 struct RestylerOptions {
-  Style style = Style::kPencilSketch;    /**< of the first frames */
-  std::string network;                   /**< of kTransfer: "512" (also when empty), "256" or "540p" */
-  std::filesystem::path models;          /**< the folder of model_st.bin; empty: beside the program, and the usual places */
-  std::optional<Size> size;              /**< size of later results; none: each input's own */
-  Device device = Device::kAuto;         /**< for all frames */
-  Precision precision = Precision::kF32; /**< one in a process */
+  Style style = Style::kPencilSketch; /**< of the first frames */
+  std::string network;                /**< of kTransfer: "512" (also when empty), "256" or "540p" */
+  std::filesystem::path models;       /**< the folder of model_st.bin; empty: beside the program, and the usual places */
+  std::optional<Size> size;           /**< size of later results; none: each input's own */
+  Device device = Device::kAuto;      /**< for all frames */
+  std::optional<Precision> precision = std::nullopt;  /**< one in a process; none: that of active stand-ins, else kF32 */
   std::uint64_t cache_bytes = std::uint64_t{1} << 28; /**< most that compiled networks take on disk; 0: none are used or kept */
 };
 

@@ -38,8 +38,9 @@ std::optional<ClipSurvey> joinClip(std::unique_ptr<base::TemporaryOutput> file, 
                                    std::span<const UnitFile> units, const OnFrame& on_frame);
 std::unique_ptr<Effect> makeSteady(Style style, std::int64_t first_frame);
 
-// Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file.
-cv::Mat decodeImage(std::span<const std::uint8_t> file, ImageKind kind);
+// Blue, green and red of 8 bits, and alpha if the file may have transparent parts; empty for a damaged file, and for a picture of
+// more pixels.
+cv::Mat decodeImage(std::span<const std::uint8_t> file, ImageKind kind, std::uint64_t most_pixels);
 
 // Empty if the encoder fails.
 std::vector<std::uint8_t> encodeBmp(const cv::Mat& bgr);

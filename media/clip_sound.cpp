@@ -1,4 +1,5 @@
 // Encodes a clip's sound anew: libavcodec decodes it, libswresample converts the samples, libavcodec encodes them as AAC or Opus.
+// Samples are decoded, and silence is made, only when the encoder needs them, so that the silence of an hour takes no memory.
 #include "clip_streams.h"
 
 #include <algorithm>
@@ -89,25 +90,41 @@ bool SoundEncoder::send(const AVPacket& packet) {
   if (isEmpty(packet)) {
     return true;
   }
-  const bool is_decoded = avcodec_send_packet(decoder_.get(), &packet) >= 0;
-  receiveSamples();
-  return is_decoded;
+  return avcodec_send_packet(decoder_.get(), &packet) >= 0;
 }
 
 void SoundEncoder::sendEnd() {
   static_cast<void>(avcodec_send_packet(decoder_.get(), nullptr));
-  receiveSamples();
-  if (resampler_) {
-    resample(nullptr);
-  }
   has_ended_ = true;
 }
 
-void SoundEncoder::receiveSamples() {
-  while (avcodec_receive_frame(decoder_.get(), decoded_.get()) >= 0) {
-    prepareResampler(*decoded_);
-    resample(decoded_.get());
+bool SoundEncoder::receiveSamples() {
+  if (decoded_->nb_samples == 0) {
+    if (avcodec_receive_frame(decoder_.get(), decoded_.get()) >= 0) {
+      prepareResampler(*decoded_);
+    } else if (has_ended_ && resampler_) {
+      resample(nullptr, 0);
+      resampler_.reset();
+      return true;
+    } else {
+      return false;
+    }
   }
+  const bool has_time = decoded_->best_effort_timestamp != AV_NOPTS_VALUE;
+  if (has_time && resampler_has_time_ && silenceBefore(*decoded_) > 1) {
+    if (swr_inject_silence(resampler_.get(), decoded_->sample_rate) < 0) {
+      throw std::bad_alloc();
+    }
+    resample(decoded_->extended_data, 0);
+    return true;
+  }
+  if (has_time) {
+    swr_next_pts(resampler_.get(), resamplerTime(*decoded_));
+    resampler_has_time_ = true;
+  }
+  resample(decoded_->extended_data, decoded_->nb_samples);
+  av_frame_unref(decoded_.get());
+  return true;
 }
 
 void SoundEncoder::prepareResampler(const AVFrame& frame) {
@@ -119,9 +136,10 @@ void SoundEncoder::prepareResampler(const AVFrame& frame) {
     return;
   }
   if (resampler_) { // broadcasts change theirs between programmes
-    resample(nullptr);
+    resample(nullptr, 0);
   }
   resampled_form_ = form;
+  resampler_has_time_ = false;
   AVChannelLayout layout = frame.ch_layout;
   if (layout.order == AV_CHANNEL_ORDER_UNSPEC) {
     av_channel_layout_default(&layout, frame.ch_layout.nb_channels);
@@ -142,26 +160,38 @@ void SoundEncoder::prepareResampler(const AVFrame& frame) {
   next_time_ = av_rescale_q(begin, source_time_base_, encoder_->time_base);
 }
 
-void SoundEncoder::resample(const AVFrame* frame) {
-  if (frame != nullptr && frame->best_effort_timestamp != AV_NOPTS_VALUE) {
-    const std::int64_t steps = std::int64_t{frame->sample_rate} * encoder_->sample_rate; // the resampler's, in a second
-    swr_next_pts(resampler_.get(),
-                 av_rescale(frame->best_effort_timestamp, steps * source_time_base_.num, source_time_base_.den));
-  }
-  const int samples = frame != nullptr ? frame->nb_samples : 0;
+// The resampler counts this many steps a second.
+std::int64_t SoundEncoder::resamplerRate(const AVFrame& frame) const {
+  return std::int64_t{frame.sample_rate} * encoder_->sample_rate;
+}
+
+std::int64_t SoundEncoder::resamplerTime(const AVFrame& frame) const {
+  return av_rescale(frame.best_effort_timestamp, resamplerRate(frame) * source_time_base_.num, source_time_base_.den);
+}
+
+// In seconds.
+double SoundEncoder::silenceBefore(const AVFrame& frame) const {
+  const std::int64_t resampled = swr_next_pts(resampler_.get(), INT64_MIN); // only asks
+  const std::int64_t waiting = swr_get_delay(resampler_.get(), resamplerRate(frame));
+  return static_cast<double>(resamplerTime(frame) - waiting - resampled) / static_cast<double>(resamplerRate(frame));
+}
+
+void SoundEncoder::resample(std::uint8_t** planes, int samples) {
   const int most = swr_get_out_samples(resampler_.get(), samples);
   if (most <= 0) {
     return;
   }
   const FrameHandle resampled = newSamples(*encoder_, most);
-  auto** planes = frame != nullptr ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr;
-  const int count = swr_convert(resampler_.get(), resampled->extended_data, most, planes, samples);
+  const int count =
+      swr_convert(resampler_.get(), resampled->extended_data, most, const_cast<const std::uint8_t**>(planes), samples);
   if (count > 0 && av_audio_fifo_write(samples_.get(), planesOf(*resampled), count) < count) {
     throw std::bad_alloc();
   }
 }
 
 FrameHandle SoundEncoder::nextFrame() {
+  while (av_audio_fifo_size(samples_.get()) < encoder_->frame_size && receiveSamples()) {
+  }
   const int count = std::min(av_audio_fifo_size(samples_.get()), encoder_->frame_size);
   if (count == 0 || (count < encoder_->frame_size && !has_ended_)) {
     return nullptr;

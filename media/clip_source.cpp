@@ -186,7 +186,8 @@ bool ClipSource::isPaced(int stream_index) const {
 }
 
 // In joined files and on discs, times start again or leap to others: what follows is a new part, which begins where the last one
-// ended. The first stream to reach it decides by how much its times are shifted, so sound and pictures stay together.
+// ended. The first stream to reach it decides by how much its times are shifted, so sound and pictures stay together. A stream
+// may have its first packet in any part, as where a clip with sound is joined to one without.
 void ClipSource::continueTimes(AVPacket& packet) {
   // Within a part, decode times never run backwards; but where the file holds none, libav only guesses them.
   const bool may_jump = (streams_->context->iformat->flags & AVFMT_TS_DISCONT) != 0;
@@ -194,6 +195,7 @@ void ClipSource::continueTimes(AVPacket& packet) {
       may_jump ? AV_TIME_BASE / 10
                : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, streams_->video().time_base, AV_TIME_BASE_Q);
   const std::int64_t longest_gap = AV_TIME_BASE * std::int64_t{may_jump ? 10 : 3600};
+  const std::int64_t longest_delay = AV_TIME_BASE * std::int64_t{may_jump ? 3 : 3600}; // of sound behind pictures in the file
   const AVRational time_base = timeBaseOf(packet.stream_index);
   const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, AV_TIME_BASE_Q); };
   clocks_.resize(streams_->context->nb_streams); // streams may begin later
@@ -203,8 +205,13 @@ void ClipSource::continueTimes(AVPacket& packet) {
     clock.shift = shift_;
   } else if (stored != AV_NOPTS_VALUE) {
     const std::int64_t time = inFileTimes(stored);
-    const bool starts_again = clock.last_decode_time && time + disorder < *clock.last_decode_time;
-    const bool leaps = clock.last_decode_time && time + clock.shift > paced_end_ + longest_gap;
+    if (!clock.last_decode_time) {
+      clock.part = part_;
+      clock.shift = shift_;
+    }
+    const bool starts_again =
+        clock.last_decode_time ? time + disorder < *clock.last_decode_time : time + clock.shift + longest_delay < paced_end_;
+    const bool leaps = paced_end_ > 0 && time + clock.shift > paced_end_ + longest_gap;
     if ((starts_again || leaps) && clock.part == part_) {
       ++part_;
       shift_ = paced_end_ - inFileTimes(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts);

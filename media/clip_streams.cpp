@@ -35,6 +35,7 @@ InputHandle openInput(const fs::path& clip) {
   AVDictionary* options = nullptr;
   av_dict_set(&options, "format_whitelist", kClipFormats, 0);
   av_dict_set(&options, "protocol_whitelist", "file", 0);
+  av_dict_set(&options, "scan_all_pmts", "1", 0); // in joined broadcasts a stream may begin in any part
   AVFormatContext* context = nullptr;
   const int status = avformat_open_input(&context, fileUrl(clip.string()).c_str(), nullptr, &options);
   const DictionaryHandle unused_options(options);

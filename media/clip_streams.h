@@ -92,10 +92,15 @@ public:
   bool receive(AVPacket& packet, const AVFormatContext& output);
 
 private:
-  void receiveSamples();
+  // Adds the samples of a decoded frame, or a second of the silence before it, to those that wait for the encoder. Returns false
+  // if there are none.
+  bool receiveSamples();
   void prepareResampler(const AVFrame& frame);
-  void resample(const AVFrame* frame); // null: the end
-  FrameHandle nextFrame();             // null: too few samples are there
+  std::int64_t resamplerRate(const AVFrame& frame) const;
+  std::int64_t resamplerTime(const AVFrame& frame) const;
+  double silenceBefore(const AVFrame& frame) const;
+  void resample(std::uint8_t** planes, int samples); // null: the end
+  FrameHandle nextFrame();                           // null: too few samples are there
 
   AVRational source_time_base_;
   CodecHandle decoder_;
@@ -103,10 +108,11 @@ private:
   int index_ = 0;             // of the output's stream
   std::int64_t lateness_ = 0; // of the output's times, in the encoder's time base
   ResamplerHandle resampler_;
+  bool resampler_has_time_ = false;
   std::array<std::uint64_t, 4> resampled_form_{}; // of the samples that it takes: format, rate, channels, their places
   SamplesHandle samples_;                         // resampled, not encoded yet
-  FrameHandle decoded_ = newFrame();
-  std::optional<std::int64_t> next_time_; // of samples_, in samples
+  FrameHandle decoded_ = newFrame();              // without samples: none waits
+  std::optional<std::int64_t> next_time_;         // of samples_, in samples
   bool has_ended_ = false;
 };
 

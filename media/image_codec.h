@@ -25,6 +25,8 @@ struct ImageHeader {
   std::uint64_t height = 0;
   bool is_whole = true; // as far as it is checked
   bool is_animated = false;
+  std::uint64_t left = 0; // where the first picture of a GIF file lies, which may be smaller
+  std::uint64_t top = 0;
 };
 ImageHeader readImageHeader(std::span<const std::uint8_t> file);
 
@@ -58,7 +60,8 @@ std::span<const ImageEncoding> imageEncodings();
 
 // Decodes an image file to 8-bit blue, green, red, as the camera stored it, and alpha if the file may have transparent parts.
 // Returns an empty picture for a damaged file, and nothing where the system has no decoder for such files. Prints nothing.
-std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file);
+// most_pixels: of TIFF, BMP and GIF files, since their decoders may find a larger picture than the header that was checked.
+std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file, std::uint64_t most_pixels);
 
 // Encodes a picture to the bytes of an image file; none if the encoder fails. picture: blue, green, red, and alpha if the
 // encoding holds that; or grey if it holds that. quality: 1 to 100, of JPEG and WebP; none: WebP without loss. tags: as far as

@@ -70,13 +70,15 @@ std::vector<std::uint8_t> readBytes(const fs::path& file) {
   return bytes;
 }
 
-// Refuses a picture that would take far more memory and time than its file leads to expect, unless the user has set the limit.
-void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::size_t file_bytes,
-                         std::optional<std::uint64_t> max_pixels) {
-  constexpr std::uint64_t kUsualPixels = std::uint64_t{1} << 24; // of any file
-  constexpr std::uint64_t kPixelsForAByte = 4096;
+// The user's limit; without one, 2^24 pixels for any file, and 4096 for each of its bytes.
+std::uint64_t mostPixels(std::size_t file_bytes, std::optional<std::uint64_t> max_pixels) {
+  return max_pixels.value_or(std::max(std::uint64_t{1} << 24U, std::uint64_t{4096} * file_bytes));
+}
+
+// Refuses a picture that would take far more memory and time than its file leads to expect.
+void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::size_t file_bytes, std::uint64_t most_pixels) {
   const std::uint64_t pixels = header.width * header.height;
-  if (pixels > max_pixels.value_or(std::max(kUsualPixels, kPixelsForAByte * file_bytes))) {
+  if (pixels > most_pixels) {
     throw unreadable(file, "claims " + std::to_string(header.width) + "x" + std::to_string(header.height) + " pixels in " +
                                std::to_string(file_bytes) + " bytes: allow them with --max-pixels " + std::to_string(pixels));
   }
@@ -88,7 +90,7 @@ void requireExpectedSize(const fs::path& file, const ImageHeader& header, std::s
   }
 }
 
-ImageHeader requireDecodable(const fs::path& file, Bytes bytes, std::optional<std::uint64_t> max_pixels) {
+ImageHeader requireDecodable(const fs::path& file, Bytes bytes, std::uint64_t most_pixels) {
   if (imageKindOf(bytes) == ImageKind::kNone) {
     throw unreadable(file, "is not a PNG, JPEG, WebP, BMP, TIFF or GIF image: convert it to one of these");
   }
@@ -100,7 +102,7 @@ ImageHeader requireDecodable(const fs::path& file, Bytes bytes, std::optional<st
   if (!header.is_whole || header.width == 0 || header.height == 0) {
     throw unreadable(file, "is truncated or damaged: use another copy of the image");
   }
-  requireExpectedSize(file, header, bytes.size(), max_pixels);
+  requireExpectedSize(file, header, bytes.size(), most_pixels);
   return header;
 }
 
@@ -129,8 +131,9 @@ struct Upright {
 };
 
 Upright decodeUpright(const fs::path& file, Bytes bytes, std::optional<std::uint64_t> max_pixels) {
-  const ImageHeader header = requireDecodable(file, bytes, max_pixels);
-  const std::optional<cv::Mat> pixels = decodeImage(bytes);
+  const std::uint64_t most_pixels = mostPixels(bytes.size(), max_pixels);
+  const ImageHeader header = requireDecodable(file, bytes, most_pixels);
+  const std::optional<cv::Mat> pixels = decodeImage(bytes, most_pixels);
   if (!pixels) {
     throw unreadable(file, "is an image that this system has no decoder for: convert it to PNG or JPEG");
   }
@@ -185,10 +188,7 @@ public:
   std::vector<std::string> warnings() const override { return warnings_; }
 
   std::optional<Item> next() override {
-    if (picture_.isEmpty()) {
-      return std::nullopt;
-    }
-    return Frame{std::move(picture_), 0, 1};
+    return picture_.isEmpty() ? std::nullopt : std::optional<Item>(Frame{std::move(picture_), 0, 1});
   }
 
 private:

@@ -109,6 +109,10 @@ ImageHeader readGif(Bytes file) {
   for (std::size_t at = 13 + paletteBytes(byte(10)); byte(at) == kExtension || byte(at) == kPicture;) {
     const bool is_picture = byte(at) == kPicture;
     header.is_animated = header.is_animated || (is_picture && header.is_whole);
+    if (is_picture && !header.is_whole) {
+      header.left = readNumber(file, at + 1, 2, false);
+      header.top = readNumber(file, at + 3, 2, false);
+    }
     at += is_picture ? 11 + paletteBytes(byte(at + 9)) : 2;
     while (byte(at) != 0) {
       at += 1 + byte(at);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <map>
 #include <tuple>
+#include <utility>
 
 namespace vorin::media {
 namespace {
@@ -152,6 +153,21 @@ void removePreview(std::vector<std::uint8_t>& exif) {
   }
 }
 
+// Of a picture whose rows become columns. A TIFF entry is its tag, and 10 bytes, which change places whatever their type.
+void exchangeDensities(ImageTags& tags) {
+  constexpr std::uint32_t kPixelsAcross = 0x011A; // for a unit of length
+  constexpr std::uint32_t kPixelsDown = 0x011B;
+  std::swap(tags.pixels_per_metre_x, tags.pixels_per_metre_y);
+  const TiffNumber across = findTag(tags.exif, firstDirectory(tags.exif), kPixelsAcross);
+  const TiffNumber down = findTag(tags.exif, firstDirectory(tags.exif), kPixelsDown);
+  if (across.bytes > 0 && down.bytes > 0) {
+    const auto rest = [&](const TiffNumber& number) {
+      return tags.exif.begin() + static_cast<std::ptrdiff_t>(number.offset) - 6;
+    };
+    std::swap_ranges(rest(across), rest(across) + 10, rest(down));
+  }
+}
+
 } // namespace
 
 int imageOrientation(Bytes file) {
@@ -165,6 +181,9 @@ ImageTags imageTags(Bytes file) {
   tags.profile = profileIn(file);
   tags.exif = copyOf(exifIn(file));
   readDensity(file, tags);
+  if (imageOrientation(file) >= 5) {
+    exchangeDensities(tags);
+  }
   if (firstDirectory(tags.exif) == 0) {
     tags.exif.clear();
     return tags;

@@ -5,6 +5,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <cstring>
 
 namespace vorin::media {
@@ -35,10 +36,14 @@ PacketHandle packetOf(std::span<const std::uint8_t> file) {
 
 } // namespace
 
-cv::Mat clips::decodeImage(std::span<const std::uint8_t> file, ImageKind kind) {
+cv::Mat clips::decodeImage(std::span<const std::uint8_t> file, ImageKind kind, std::uint64_t most_pixels) {
   const AVCodecID id = kind == ImageKind::kTiff ? AV_CODEC_ID_TIFF : kind == ImageKind::kGif ? AV_CODEC_ID_GIF : AV_CODEC_ID_BMP;
   const CodecHandle decoder = openCodec(avcodec_find_decoder(id), {}, AV_PIX_FMT_NONE);
   const FrameHandle decoded = newFrame();
+  if (decoder) {
+    constexpr std::uint64_t kMostPadding = 63; // of a row, which libav counts too
+    decoder->max_pixels = static_cast<std::int64_t>(std::min(most_pixels, kMostPixels) + kMostPadding * kLargestSide);
+  }
   if (!decoder || avcodec_send_packet(decoder.get(), packetOf(file).get()) < 0 ||
       avcodec_receive_frame(decoder.get(), decoded.get()) < 0) {
     return {};

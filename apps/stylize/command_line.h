@@ -22,7 +22,7 @@ struct CommandLine {
   std::optional<int> quality;
   double strength = 1;
   std::string device = "auto";
-  std::string precision = "f32";
+  std::string precision;
   std::string codec;
   std::optional<int> crf;
   std::string raw;

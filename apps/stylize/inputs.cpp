@@ -1,3 +1,4 @@
+#include "files.h"
 #include "options.h"
 #include "output_file.h"
 #include "restyling.h"
@@ -97,6 +98,17 @@ fs::path commonFolder(const fs::path& a, const fs::path& b) {
   return common;
 }
 
+// Whether a clip of this name can hold what the options ask for. Their quality is checked with the result's own name.
+bool canHold(const fs::path& clip, media::SinkOptions options) {
+  options.crf.reset();
+  try {
+    media::checkClipOptions(clip, options);
+    return true;
+  } catch (const Error&) {
+    return false;
+  }
+}
+
 } // namespace
 
 bool nameSeveral(const std::vector<fs::path>& names) {
@@ -136,9 +148,7 @@ std::vector<Input> listInputs(const std::vector<fs::path>& names, const fs::path
 fs::path outputFor(const Input& input, const Options& options) {
   fs::path file = options.output / input.place;
   if (input.is_clip) {
-    const std::string& codec = options.sink.codec;
-    const bool fits_webm = (codec.empty() || codec == "vp9" || codec == "av1") && options.sink.sound != media::Sound::kAac;
-    const bool is_kept = media::isClipName(file) && (fits_webm || base::lowerCaseExtension(file) != ".webm");
+    const bool is_kept = media::isClipName(file) && (base::lowerCaseExtension(file) != ".webm" || canHold(file, options.sink));
     return is_kept ? file : file.replace_extension(".mkv");
   }
   if (options.to.empty()) {
@@ -154,8 +164,9 @@ void removeLeftovers(const Options& options, const fs::path& folder) {
 void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {
   for (const fs::path& file : files) {
     std::error_code ignored; // of a file that does not exist
-    if (fs::equivalent(file, output, ignored)) {
-      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " + base::quotedPath(file) +
+    if (fs::equivalent(file, output, ignored) || (isPipe(file) && base::isStandardInput(output))) {
+      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " +
+                                         (isPipe(file) ? "of standard input" : base::quotedPath(file)) +
                                          ", which is read: name another output");
     }
   }

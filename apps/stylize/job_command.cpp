@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -127,11 +128,28 @@ ExitStatus reportWork(const Options& options, const media::JobState& state) {
   return status;
 }
 
+// The next line of standard input, which is not read further. Can be cancelled while it waits.
+std::optional<std::string> nextLine() {
+  for (std::string line;;) {
+    media::waitForStandardInput(base::cancellationIsDue());
+    base::throwIfCancelled();
+    const int character = std::getchar();
+    if (character == EOF) {
+      return line.empty() ? std::nullopt : std::optional(line);
+    }
+    if (character == '\n') {
+      return line;
+    }
+    line.push_back(static_cast<char>(character));
+  }
+}
+
 // Does the units that another program names, one after the other, with the network kept loaded.
 ExitStatus workOnRequest(const Options& options) {
+  std::setvbuf(stdin, nullptr, _IONBF, 0); // what lies in a buffer cannot be waited for
   media::JobWorker worker(options.job, options.restyler.models, {&base::cancellationIsDue(), {}, {}, {}, prepareQuietly});
-  for (std::string id; std::getline(std::cin, id);) {
-    const media::JobState::Unit unit = worker.work(id);
+  while (const std::optional<std::string> id = nextLine()) {
+    const media::JobState::Unit unit = worker.work(*id);
     base::throwIfCancelled();
     nlohmann::ordered_json answer = {{"unit", unit.id}, {"state", stateText(unit.state)}, {"frames", unit.frames}};
     if (unit.state == UnitState::kDone) {

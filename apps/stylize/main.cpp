@@ -93,7 +93,8 @@ ExitStatus runProgram(int count, char** arguments) {
     if (base::cancellationIsDue()) {
       return cancelled(options.json, false);
     }
-    return static_cast<ExitStatus>(media::runAsSoftwareDevice(options.restyler.precision, need.reason()));
+    return static_cast<ExitStatus>(
+        media::runAsSoftwareDevice(options.restyler.precision.value_or(media::Precision::kF32), need.reason()));
   } catch (const Error& error) {
     return fail(options.json, error);
   } catch (const std::bad_alloc&) {

@@ -102,7 +102,9 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.command = command;
   options.restyler.models = base::pathFromUtf8(typed.models);
   options.restyler.device = kDevices.at(typed.device);
-  options.restyler.precision = typed.precision == "bf16" ? media::Precision::kBf16 : media::Precision::kF32;
+  if (!typed.precision.empty()) {
+    options.restyler.precision = typed.precision == "bf16" ? media::Precision::kBf16 : media::Precision::kF32;
+  }
   options.restyler.cache_bytes = typed.no_cache ? 0 : options.restyler.cache_bytes;
   options.json = typed.json;
   options.job = base::pathFromUtf8(typed.job);

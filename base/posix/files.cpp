@@ -62,6 +62,13 @@ bool isWritable(const fs::path& folder) {
   return access(folder.c_str(), W_OK) == 0;
 }
 
+bool isStandardInput(const fs::path& file) {
+  struct stat input = {};
+  struct stat named = {};
+  return fstat(STDIN_FILENO, &input) == 0 && stat(file.c_str(), &named) == 0 && input.st_dev == named.st_dev &&
+         input.st_ino == named.st_ino;
+}
+
 fs::file_time_type lastUse(const fs::path& file) {
   struct stat status = {};
   if (stat(file.c_str(), &status) != 0) {

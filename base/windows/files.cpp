@@ -107,6 +107,10 @@ bool isWritable(const fs::path& folder) {
   return _waccess(folder.c_str(), kWritability) == 0;
 }
 
+bool isStandardInput(const fs::path& /*file*/) {
+  return false;
+}
+
 fs::file_time_type lastUse(const fs::path& file) {
   std::error_code error;
   const fs::file_time_type time = fs::last_write_time(file, error);

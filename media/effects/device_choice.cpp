@@ -20,6 +20,10 @@ SttDeviceKind requestedKind(Device wish) {
   return SttDeviceAnyGpu;
 }
 
+std::string_view textOf(Precision precision) {
+  return precision == Precision::kF32 ? "f32" : "bf16";
+}
+
 std::string kindName(SttDeviceKind kind) {
   return kind == SttDeviceDiscreteGpu ? "discrete" : "integrated";
 }
@@ -63,7 +67,8 @@ std::string standInReason() {
 
 } // namespace
 
-DeviceChoice::DeviceChoice(Device wish, Precision precision) : wish_(wish), precision_(precision), kind_(requestedKind(wish)) {
+DeviceChoice::DeviceChoice(Device wish, std::optional<Precision> precision)
+    : wish_(wish), precision_(precision), kind_(requestedKind(wish)) {
   if (wish == Device::kSoftware) {
     takeSoftware("asked for by --device software");
   } else if ((wish == Device::kAuto && !mayHaveGpu()) || !takeGpu()) {
@@ -85,10 +90,13 @@ bool DeviceChoice::takeGpu() {
     throw noSuchGpu(kind_, gpus);
   }
   is_software_ = standInsAreActive();
-  if (is_software_ && precision_ == Precision::kBf16 && !standInsComputeIn("bf16")) {
-    throw Error(ErrorKind::kUsage,
-                "precision bf16 is not available (the active stand-ins compute in f32): leave --precision out, or start "
-                "without them");
+  if (is_software_) {
+    precision_name_ = standInsComputeIn("f32") ? "f32" : "bf16";
+    if (precision_ && !standInsComputeIn(textOf(*precision_))) {
+      throw Error(ErrorKind::kUsage, "precision " + std::string(textOf(*precision_)) +
+                                         " is not available (the active stand-ins compute in " + std::string(precision_name_) +
+                                         "): leave --precision out, or start without them");
+    }
   }
   name_ = is_software_ ? "software device (" + gpu->name + ")" : gpu->name;
   reason_ = is_software_ ? standInReason() : reasonFor(wish_, *gpu, gpus);
@@ -99,7 +107,8 @@ void DeviceChoice::takeSoftware(const std::string& reason) {
   if (softwareNeedsOwnProcess()) {
     throw NeedsOwnProcess(reason);
   }
-  copy_ = &LibraryCopy::get(true, precision_ == Precision::kF32 ? "f32" : "bf16");
+  precision_name_ = textOf(precision_.value_or(Precision::kF32));
+  copy_ = &LibraryCopy::get(true, precision_name_);
   kind_ = SttDeviceAnyGpu;
   is_software_ = true;
   spare_ = std::make_unique<LibraryObject>(*copy_);

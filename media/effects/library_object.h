@@ -76,12 +76,12 @@ private:
 // Chooses the device that runs the styles, starting from the one that the user asked for.
 class DeviceChoice {
 public:
-  // Throws kDevice if there is no such device.
-  DeviceChoice(Device wish, Precision precision);
+  // Throws kDevice if there is no such device, and kUsage if active stand-ins compute in another precision.
+  DeviceChoice(Device wish, std::optional<Precision> precision);
 
   const std::string& name() const { return name_; }     // for the user
   const std::string& reason() const { return reason_; } // why it is this device
-  bool isSoftware() const { return is_software_; }
+  std::string_view precision() const { return precision_name_; } // of the software device's networks; empty on a GPU
 
   // Makes an object of the library with the device selected.
   std::unique_ptr<LibraryObject> makeObject();
@@ -95,7 +95,8 @@ private:
   void takeSoftware(const std::string& reason);
 
   Device wish_;
-  Precision precision_;
+  std::optional<Precision> precision_;
+  std::string_view precision_name_;
   LibraryCopy* copy_ = nullptr;
   SttDeviceKind kind_ = SttDeviceAnyGpu;
   bool is_software_ = false;

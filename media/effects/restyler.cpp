@@ -125,7 +125,7 @@ public:
     report.is_software = device_.isSoftware();
     report.device = device_.name();
     report.device_reason = device_.reason();
-    report.precision = !device_.isSoftware() ? "" : options_.precision == Precision::kF32 ? "f32" : "bf16";
+    report.precision = device_.precision();
     if (network_ != nullptr) {
       report.network = network_->float_entry.substr(0, network_->float_entry.rfind('.'));
       report.package = package_->file();

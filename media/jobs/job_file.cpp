@@ -85,8 +85,8 @@ Recipe recipeIn(const Json& options, const fs::path& job) {
   recipe.restyler.style =
       kStyles.at(placeOf([&](std::size_t i) { return nameOf(kStyles.at(i)) == style; }, kStyles.size(), job, "style"));
   recipe.restyler.network = options.at("network");
-  const auto size = options.at("size").get<std::array<double, 3>>();
-  const SizeRule rule = {static_cast<int>(size[0]), static_cast<int>(size[1]), size[2]};
+  const Json& size = options.at("size");
+  const SizeRule rule = {size.at(0).get<int>(), size.at(1).get<int>(), size.at(2).get<double>()};
   recipe.size = rule == SizeRule() ? std::nullopt : std::optional(rule);
   recipe.strength = options.at("strength");
   recipe.keep_colours = options.at("keep-colors");
@@ -156,6 +156,11 @@ PlannedUnit unitIn(const Json& json, const Plan& plan) {
     const Json& part = json.at("part");
     unit.part = {part.at("first"),   part.at("frames"),     part.at("first_time"),
                  part.at("warm_up"), part.at("begin_time"), part.at("begin_sha256")};
+    constexpr std::int64_t kMostFrames = std::int64_t{1} << 40;
+    if (unit.part.frames < 1 || unit.part.frames > kMostFrames || unit.part.warm_up < 0 || unit.part.first < unit.part.warm_up ||
+        unit.part.first > kMostFrames) {
+      throw damagedJob(plan.folder, "a unit has no frames that a clip may have");
+    }
   }
   if (unit.id != idOf(plan, unit)) {
     throw damagedJob(plan.folder, "a unit is not what its id says");
@@ -252,14 +257,7 @@ void writePlan(const Plan& plan) {
   file.commitDurably();
 }
 
-Plan readPlan(const fs::path& job) {
-  std::ifstream stream(fileOf(job), std::ios::binary);
-  if (!stream) {
-    throw Error(ErrorKind::kInputOutput, base::quotedPath(job) +
-                                             " holds no job that can be read (there is no job.json): plan one "
-                                             "with vorin-stylize job plan, or check the name");
-  }
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+Plan parsePlan(const std::string& text, const fs::path& job) {
   try {
     const Json json = Json::parse(text);
     if (json.at("vorin job") != kFormat) {
@@ -285,6 +283,16 @@ Plan readPlan(const fs::path& job) {
   } catch (const nlohmann::json::exception& error) {
     throw damagedJob(job, error.what());
   }
+}
+
+Plan readPlan(const fs::path& job) {
+  std::ifstream stream(fileOf(job), std::ios::binary);
+  if (!stream) {
+    throw Error(ErrorKind::kInputOutput, base::quotedPath(job) +
+                                             " holds no job that can be read (there is no job.json): plan one "
+                                             "with vorin-stylize job plan, or check the name");
+  }
+  return parsePlan({std::istreambuf_iterator<char>(stream), {}}, job);
 }
 
 FileState stateOf(const fs::path& file, const FileState* known) {

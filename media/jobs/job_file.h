@@ -58,6 +58,9 @@ std::filesystem::path fileOf(const std::filesystem::path& job); // job.json
 // Writes the plan, complete or not at all. The folder exists.
 void writePlan(const Plan& plan);
 
+// Reads the text of a job.json. Throws kInputOutput if it is damaged.
+Plan parsePlan(const std::string& text, const std::filesystem::path& job);
+
 // Throws kInputOutput for a folder without a job and for a damaged one.
 Plan readPlan(const std::filesystem::path& job);
 

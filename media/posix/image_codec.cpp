@@ -202,7 +202,7 @@ std::vector<std::uint8_t> pngProfile(Bytes file) {
   return profile == nullptr ? std::vector<std::uint8_t>() : std::vector<std::uint8_t>(profile, profile + bytes);
 }
 
-std::optional<cv::Mat> decodeImage(Bytes file) {
+std::optional<cv::Mat> decodeImage(Bytes file, std::uint64_t most_pixels) {
   cv::Mat picture;
   switch (imageKindOf(file)) {
   case ImageKind::kPng: {
@@ -214,7 +214,7 @@ std::optional<cv::Mat> decodeImage(Bytes file) {
   case ImageKind::kWebp:
     return decodeWebp(file);
   default:
-    return clipModule().decode_image(file, imageKindOf(file));
+    return clipModule().decode_image(file, imageKindOf(file), most_pixels);
   }
 }
 

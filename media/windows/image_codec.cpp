@@ -87,7 +87,7 @@ void makeFactory(ComPointer<IWICImagingFactory>& factory) {
 }
 
 // Converts any kind of image to 8-bit blue, green, red and alpha.
-cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
+cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source, std::uint64_t most_pixels) {
   ComPointer<IWICFormatConverter> converter;
   requireSuccess(factory.CreateFormatConverter(converter.out()));
   requireSuccess(converter->Initialize(&source, GUID_WICPixelFormat32bppBGRA, WICBitmapDitherTypeNone, nullptr, 0,
@@ -95,7 +95,7 @@ cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
   UINT width = 0;
   UINT height = 0;
   requireSuccess(converter->GetSize(&width, &height));
-  if (!isUsableSize(width, height)) {
+  if (!isUsableSize(width, height) || std::uint64_t{width} * height > most_pixels) {
     throw ComError(WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
   }
   cv::Mat picture(static_cast<int>(height), static_cast<int>(width), CV_8UC4);
@@ -104,7 +104,7 @@ cv::Mat copyPixels(IWICImagingFactory& factory, IWICBitmapSource& source) {
   return picture;
 }
 
-cv::Mat decode(std::span<const std::uint8_t> file) {
+cv::Mat decode(std::span<const std::uint8_t> file, std::uint64_t most_pixels) {
   ComPointer<IWICImagingFactory> factory;
   makeFactory(factory);
   ComPointer<IWICStream> stream;
@@ -115,7 +115,18 @@ cv::Mat decode(std::span<const std::uint8_t> file) {
   requireSuccess(factory->CreateDecoderFromStream(stream.get(), nullptr, WICDecodeMetadataCacheOnDemand, decoder.out()));
   ComPointer<IWICBitmapFrameDecode> frame;
   requireSuccess(decoder->GetFrame(0, frame.out()));
-  return copyPixels(*factory.get(), *frame.get());
+  return copyPixels(*factory.get(), *frame.get(), most_pixels);
+}
+
+// The system decodes the first picture of a GIF file without the transparent canvas around it.
+cv::Mat onCanvas(const cv::Mat& picture, const ImageHeader& header) {
+  cv::Mat canvas(static_cast<int>(header.height), static_cast<int>(header.width), CV_8UC4, cv::Scalar::all(0));
+  const cv::Rect place(static_cast<int>(header.left), static_cast<int>(header.top), picture.cols, picture.rows);
+  const cv::Rect shown = place & cv::Rect(0, 0, canvas.cols, canvas.rows);
+  if (!shown.empty()) {
+    picture(shown - place.tl()).copyTo(canvas(shown));
+  }
+  return canvas;
 }
 
 // ---- Encoding ----
@@ -197,10 +208,11 @@ std::span<const ImageEncoding> imageEncodings() {
   return kEncodings;
 }
 
-std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file) {
+std::optional<cv::Mat> decodeImage(std::span<const std::uint8_t> file, std::uint64_t most_pixels) {
   const ComApartment apartment;
   try {
-    return decode(file);
+    const cv::Mat picture = decode(file, most_pixels);
+    return imageKindOf(file) == ImageKind::kGif ? onCanvas(picture, readImageHeader(file)) : picture;
   } catch (const ComError& error) {
     return error.result() == WINCODEC_ERR_COMPONENTNOTFOUND ? std::nullopt : std::optional(cv::Mat());
   }

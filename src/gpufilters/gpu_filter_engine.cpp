@@ -4,6 +4,7 @@
 #include "core/vendor.h"
 #include "gpufilters/program_text.h"
 
+#include <new>
 #include <vector>
 
 namespace vorin::gpufilters {
@@ -114,11 +115,17 @@ bool GpuFilterEngine::buildProgram() {
   return true;
 }
 
-// Only the last creation decides. A kernel that is in the table stays there, also when this is not the first attempt.
+// Only the last creation decides. A kernel that is in the table stays there, also when this is not the first attempt, unless
+// memory was short: the next attempt makes another context, in which the kernel would not run.
 bool GpuFilterEngine::createKernels() {
   cl_int result = CL_SUCCESS;
-  for (const char* name : kKernelNames) {
-    kernels_.emplace(name, cl::Kernel(program_, name, &result));
+  try {
+    for (const char* name : kKernelNames) {
+      kernels_.emplace(name, cl::Kernel(program_, name, &result));
+    }
+  } catch (const std::bad_alloc&) {
+    kernels_.clear();
+    throw;
   }
   if (result != CL_SUCCESS) {
     sttLogInfo("Opencl open kernel failed!");

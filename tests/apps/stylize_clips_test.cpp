@@ -81,19 +81,20 @@ TEST_F(StylizeClip, PipesTakeThePlaceOfFiles) {
   }
 }
 
-// A photo goes in and out as from and to a file. The last case pipes frames where an image is wanted, the one before the reverse.
+// A photo goes in and out as from and to a file.
 TEST_F(StylizeClip, APipeMayCarryAPhoto) {
   const std::string in = run_.image("photo.png");
   EXPECT_EQ(StylizeRun::run({in, "-o", run_.file("file.bmp"), "--style", "pencil"}).exit_status, 0);
   const std::string expected = readFile(run_.file("file.bmp"));
   EXPECT_TRUE(shell("cat " + in + " | $0 - -o - --to bmp --style pencil --quiet") == expected);
   EXPECT_TRUE(shell("$0 " + in + " -o - --to bmp --style pencil --quiet | cat") == expected);
-  for (const auto& [command, said] :
-       {std::pair("cat " + in + " | $0 - --style pencil -o " + run_.file("out.mp4"), "standard input is an image"),
-        {"printf 'YUV4MPEG2 W2 H2\\nFRAME\\n123456' | $0 - --style pencil -o " + run_.file("out.png"),
+  for (const auto& [command, status, said] :
+       {std::tuple("cat " + in + " | $0 - --style pencil -o " + run_.file("out.mp4"), 5, "standard input is an image"),
+        {"printf 'YUV4MPEG2 W2 H2\\nFRAME\\n123456' | $0 - --style pencil -o " + run_.file("out.png"), 5,
          "standard input holds frames"},
-        {"head -c 500 " + in + " | $0 - --style pencil -o " + run_.file("out.png"), "standard input is truncated"}}) {
-    expectFailure(ChildProcess({"/bin/sh", "-c", command, StylizeRun::program()}, StylizeRun::withGpu()).wait(), 5, said);
+        {"$0 - --style pencil -o " + in + " --overwrite <" + in, 2, "is the file of standard input, which is read"},
+        {"head -c 500 " + in + " | $0 - --style pencil -o " + run_.file("out.png"), 5, "standard input is truncated"}}) {
+    expectFailure(ChildProcess({"/bin/sh", "-c", command, StylizeRun::program()}, StylizeRun::withGpu()).wait(), status, said);
   }
 }
 

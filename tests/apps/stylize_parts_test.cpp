@@ -102,7 +102,9 @@ TEST(StylizeParts, InputsMirrorTheTreeBelowTheCommonFolder) {
   const bool has_clips = !media::clipExtensions().empty();
   both.resize(has_clips ? 6 : 4);
   EXPECT_EQ(results({"in/sub", "other", "other/e.bmp"}), both);
-  EXPECT_EQ(results({"other"}, "", "h264").back(), has_clips ? "g.mkv" : "e.bmp"); // WebM holds no H.264
+  for (const auto& [codec, expected] : {std::pair("h264", "g.mkv"), {"av1", "g.webm"}, {"libvpx-vp9", "g.webm"}}) {
+    EXPECT_EQ(results({"other"}, "", codec).back(), has_clips ? expected : "e.bmp") << codec;
+  }
 }
 
 TEST(StylizeParts, ProgressShowsRateAndTimeLeft) {

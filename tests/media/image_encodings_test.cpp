@@ -103,17 +103,20 @@ std::string profile() {
   return bytes.replace(68, 12, std::string("\0\0\xF6\xD6\0\1\0\0\0\0\xD3\x2D", 12));
 }
 
-// A TIFF of a camera's name, an orientation, the sizes of the picture, and a preview.
-std::string exif(std::size_t orientation, std::size_t width, std::size_t height, const std::string& preview) {
+// A TIFF of a camera's name, an orientation, the picture's densities (300 and 240) and sizes, and a preview.
+// across: the offset of the density of rows.
+std::string exif(std::size_t orientation, std::size_t across, std::size_t width, std::size_t height, const std::string& preview) {
   const auto entry = [](std::size_t tag, std::size_t type, const std::string& value) {
     return bigEndian(tag, 2) + bigEndian(type, 2) + bigEndian(type == 2 ? 4 : 1, 4) + value;
   };
   const auto number = [](std::size_t value) { return bigEndian(value, 4); };
   const std::string more = bigEndian(2, 2) + entry(0xA002, 4, number(width)) + entry(0xA003, 4, number(height)) + number(0);
-  const std::string small = bigEndian(2, 2) + entry(0x0201, 4, number(110)) + entry(0x0202, 4, number(7)) + number(0);
-  return std::string("MM\0\x2A\0\0\0\x08", 8) + bigEndian(3, 2) + entry(0x010F, 2, "cam1") +
-         entry(0x0112, 3, bigEndian(orientation, 2) + std::string(2, '\0')) + entry(0x8769, 4, number(50)) +
-         number(preview.empty() ? 0 : 80) + more + small + preview;
+  const std::string small = bigEndian(2, 2) + entry(0x0201, 4, number(150)) + entry(0x0202, 4, number(7)) + number(0);
+  const std::string densities = number(300) + number(1) + number(240) + number(1);
+  return std::string("MM\0\x2A\0\0\0\x08", 8) + bigEndian(5, 2) + entry(0x010F, 2, "cam1") +
+         entry(0x0112, 3, bigEndian(orientation, 2) + std::string(2, '\0')) + entry(0x011A, 5, number(across)) +
+         entry(0x011B, 5, number(156 - across)) + entry(0x8769, 4, number(90)) + number(preview.empty() ? 0 : 120) + densities +
+         more + small + preview;
 }
 
 // From a JPEG file to each kind, and from that to a JPEG file, whose segments show what was kept.
@@ -123,7 +126,7 @@ TEST(ImageFileKinds, ProfileExifAndDensityAreKept) {
   cv::imencode(".jpg", smoothNoise(), encoded);
   std::string bytes(encoded.begin(), encoded.end());
   bytes.replace(bytes.find("JFIF") + 7, 5, std::string("\1") + bigEndian(300, 2) + bigEndian(240, 2));
-  const std::string tiff = exif(6, 53, 37, "preview");
+  const std::string tiff = exif(6, 74, 53, 37, "preview");
   const std::string icc = std::string("ICC_PROFILE\0\1\1", 14) + profile();
   bytes.insert(20, "\xFF\xE1" + bigEndian(tiff.size() + 8, 2) + std::string("Exif\0\0", 6) + tiff + "\xFF\xE2" +
                        bigEndian(icc.size() + 2, 2) + icc);
@@ -141,12 +144,29 @@ TEST(ImageFileKinds, ProfileExifAndDensityAreKept) {
     convert("in.jpg", "once" + kind, {37, 53});
     const std::string twice = convert("once" + kind, "twice" + kind + ".jpg", {20, 31});
     EXPECT_NE(twice.find(icc), std::string::npos);
-    EXPECT_NE(twice.find(std::string("Exif\0\0", 6) + exif(1, 20, 31, "")), std::string::npos);
+    EXPECT_NE(twice.find(std::string("Exif\0\0", 6) + exif(1, 82, 20, 31, "")), std::string::npos);
     if (kind != ".webp") { // which holds none
-      EXPECT_EQ(twice.substr(13, 5), std::string("\1") + bigEndian(300, 2) + bigEndian(240, 2));
+      EXPECT_EQ(twice.substr(13, 5), std::string("\1") + bigEndian(240, 2) + bigEndian(300, 2));
     }
   }
   EXPECT_EQ(readFile(folder.path() / "once.webp").substr(12, 9), std::string("VP8X\x0A\0\0\0\x28", 9)); // has both
+}
+
+// The width is a fraction among the pixels, whose offset looks like a width of 1. The decoder takes the fraction.
+TEST(ImageFileKinds, APictureLargerThanItsHeaderSaysIsRefused) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "photo.tiff";
+  const auto entry = [](std::size_t tag, std::size_t type, std::size_t value) {
+    return bigEndian(tag, 2) + bigEndian(type, 2) + bigEndian(1, 4) + bigEndian(value, type == 3 ? 2 : 4) +
+           (type == 3 ? std::string(2, '\0') : "");
+  };
+  const std::string directory = bigEndian(8, 2) + entry(0x0100, 5, 65536) + entry(0x0101, 3, 1000) + entry(0x0102, 3, 8) +
+                                entry(0x0103, 3, 1) + entry(0x0106, 3, 1) + entry(0x0111, 4, 110) + entry(0x0116, 3, 1000) +
+                                entry(0x0117, 4, 2000000) + bigEndian(0, 4);
+  std::string bytes = std::string("MM\0\x2A\0\0\0\x08", 8) + directory + std::string(2000000, '\x55');
+  writeFile(file, bytes.replace(65536, 8, bigEndian(2000, 4) + bigEndian(1, 4)));
+  EXPECT_EQ(media::openImageSource(file)->info().size.width, 2000);
+  EXPECT_THROW(media::openImageSource(file, {.max_pixels = 200000}), Error);
 }
 
 TEST(ImageFileKinds, OfAnAnimationTheFirstPictureIsRead) {

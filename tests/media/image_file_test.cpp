@@ -85,6 +85,20 @@ TEST(ImageFiles, AlphaIsKeptWhereItIsWantedAndTheOutputHoldsIt) {
   }
 }
 
+// Two pixels, red 200, green 100, blue 10, in the second row of a transparent canvas.
+TEST(ImageFiles, AGifPictureSmallerThanItsCanvasLiesWhereItSays) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "photo.gif";
+  writeFile(file, std::string("GIF89a\4\0\3\0\x81\0\0\0\0\0\xC8\x64\x0A\0\0\0\0\0\0\x21\xF9\4\1\0\0\3\0"
+                              "\x2C\1\0\1\0\2\0\1\0\0\2\2\x4C\x0A\0\x3B",
+                              49));
+  cv::Mat expected(3, 4, CV_8UC3, cv::Scalar::all(255));
+  expected(cv::Rect(1, 1, 2, 1)).setTo(cv::Scalar(10, 100, 200));
+  const cv::Mat bgr = readBgr(file);
+  ASSERT_EQ(bgr.size(), expected.size());
+  EXPECT_EQ(cv::norm(bgr, expected, cv::NORM_INF), 0);
+}
+
 // An APP1 segment with one EXIF entry: orientation (0x0112), a short.
 std::string exifSegment(char orientation) {
   const std::string before("\xFF\xE1\0\x22"

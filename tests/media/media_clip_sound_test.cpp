@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <numeric>
 #include <set>
 #include <tuple>
 
@@ -96,6 +97,38 @@ TEST(ClipSound, IsEncodedWhenItsChannelsChange) {
   const fs::path output = folder.path() / "out.mp4";
   restyle(clip, output, {.sound = Sound::kAac});
   EXPECT_NEAR(static_cast<double>(samplesOf(output).size()) / 44100, 4, 0.2);
+}
+
+std::size_t memory_kib(const std::string& kind) {
+  std::ifstream status("/proc/self/status");
+  std::string word;
+  std::size_t kib = 0;
+  while (status >> word && word != kind) {
+  }
+  status >> kib;
+  return kib;
+}
+
+// The silence has 73 MiB of samples.
+TEST(ClipSound, LongSilenceIsEncodedInParts) {
+  const tests::TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.mkv";
+  const fs::path output = folder.path() / "out.mp4";
+  ffmpeg(kPictures + "-i sine=d=1203:r=16000 -af aselect=not(between(t\\,1\\,1202)) -c:a pcm_s16le " + clip.string());
+  std::ofstream("/proc/self/clear_refs") << 5; // the peak begins anew
+  const std::size_t before_kib = memory_kib("VmRSS:");
+  restyle(clip, output, {.sound = Sound::kAac});
+  EXPECT_LT(memory_kib("VmHWM:"), before_kib + 60 * 1024);
+  const std::vector<float> samples = samplesOf(output);
+  ASSERT_NEAR(static_cast<double>(samples.size()) / 44100, 1203, 0.1);
+  const auto energyIn = [&](std::size_t from_s) {
+    const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(from_s * 44100 + 4410);
+    return std::inner_product(begin, begin + 35280, begin, 0.0F);
+  };
+  EXPECT_GT(energyIn(0), 50);
+  EXPECT_LT(energyIn(1), 0.1);
+  EXPECT_LT(energyIn(1201), 0.1);
+  EXPECT_GT(energyIn(1202), 50);
 }
 
 TEST(ClipSound, IsLeftOutOrCopiedWhenThatIsAskedFor) {

@@ -197,6 +197,22 @@ TEST(MediaClips, WhereTimeStampsStartAgainTheClipGoesOn) {
   }
 }
 
+// The first file has no sound. Of the second, pictures come first, or sound where they begin half a second later.
+TEST(MediaClips, SoundThatBeginsInAJoinedFileIsHeardThere) {
+  const TemporaryFolder folder;
+  const fs::path clip = folder.path() / "in.ts";
+  for (const auto& [seconds, offset] : {std::pair(2, "0"), {5, "0.5"}}) {
+    const std::string pictures = " -f lavfi -i testsrc2=s=64x48:r=25:d=" + std::to_string(seconds);
+    ffmpeg("-y" + pictures + ' ' + clip.string());
+    const std::string silent = readFile(clip);
+    ffmpeg("-y -f lavfi -i sine=d=2 -itsoffset " + std::string(offset) + pictures + ' ' + clip.string());
+    const std::string joined = silent + readFile(clip);
+    std::ofstream(clip, std::ios::binary) << joined;
+    restyle(clip, folder.path() / "out.mp4", {.overwrite = true});
+    EXPECT_NEAR(soundDelay(folder.path() / "out.mp4"), seconds, 0.1);
+  }
+}
+
 TEST(MediaClips, SubtitlesCoverAndChaptersStay) {
   const TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.mkv";

@@ -70,8 +70,7 @@ TEST(WithoutMemory, TheCDoorMakesNoHandleAndLogsNothing) {
   EXPECT_EQ(handle, untouched);
 }
 
-// A failure in a frame leaves a filter as it was. One in its preparation may leave it without a picture: a kernel that was made
-// stays deliberately, also where another device context has been made since.
+// A filter is as it was after a failure in a frame, and after one in its preparation it can be prepared again.
 TEST(WithoutMemory, EachAllocationMayFailFromCreationToTheSecondFrame) {
   const ov::Core loaded; // keeps the runtime's plugins loaded
   static_cast<void>(loaded.get_available_devices());
@@ -85,10 +84,7 @@ TEST(WithoutMemory, EachAllocationMayFailFromCreationToTheSecondFrame) {
         return host.run();
       } catch (const std::bad_alloc&) {
         if (style >= SttStyleStippling && host.hasObject()) {
-          const bool was_prepared = host.isPrepared();
-          const std::string result = host.prepareAgain() ? host.frames(2) : "";
-          sweep.require(result == expected || (!was_prepared && result == std::string(expected.size(), '\0')),
-                        "the object is spoiled");
+          sweep.require(host.prepareAgain() && host.frames(2) == expected, "the object is spoiled");
         }
         throw;
       }

@@ -31,11 +31,9 @@ public:
     return prepareAgain();
   }
   bool prepareAgain() {
-    is_prepared_ = prepareStyle(*object_, style_, kWidth, kHeight, package_folder_);
-    return is_prepared_;
+    return prepareStyle(*object_, style_, kWidth, kHeight, package_folder_);
   }
   bool hasObject() const { return object_ != nullptr; }
-  bool isPrepared() const { return is_prepared_; }
 
   // The result, BGRA, of the frame of this number.
   std::string frame(int number) {
@@ -73,7 +71,6 @@ private:
   std::int32_t style_;
   std::string package_folder_;
   Object object_;
-  bool is_prepared_ = false;
 };
 
 inline constexpr std::array kAllStyles = {SttStyleTransfer, SttStyleLightGrey, SttStyleCartoon, SttStyleStippling,

@@ -74,6 +74,16 @@ std::string packetHashes(const std::filesystem::path& clip, char kind) {
   return hashes;
 }
 
+std::string frameHashes(const std::filesystem::path& clip) {
+  const ChildResult result = runTool("ffmpeg -v fatal -nostdin -i " + clip.string() + " -map 0:v:0 -f framemd5 -");
+  EXPECT_EQ(result.exit_status, 0) << clip;
+  std::string hashes;
+  for (const std::string& line : linesOf(result.standard_output)) {
+    hashes += line.starts_with('#') ? "" : line + '\n';
+  }
+  return hashes;
+}
+
 std::string videoEntries(const std::filesystem::path& clip, const std::string& names) {
   std::string text = probe(clip, "-select_streams v:0 -show_entries stream=" + names);
   text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());

@@ -20,6 +20,9 @@ double soundDelay(const std::filesystem::path& clip);
 // The hash of the packets of each audio (a) or subtitle (s) track, a line each.
 std::string packetHashes(const std::filesystem::path& clip, char kind);
 
+// The hash of each decoded frame of the video with its time, a line each.
+std::string frameHashes(const std::filesystem::path& clip);
+
 // Entries of the main video: "width,height" gives 320,240.
 std::string videoEntries(const std::filesystem::path& clip, const std::string& names);
 

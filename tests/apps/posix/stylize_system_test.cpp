@@ -46,6 +46,14 @@ TEST(StylizeOnPosix, AutoGoesOnWhereTheGpuDoesNotDraw) {
               testing::ElementsAre(AllOf(HasSubstr("software device"), HasSubstr("does not run filters")), testing::_));
 }
 
+TEST(StylizeOnPosix, F32IsRefusedWhereTheActiveStandInsComputeInBf16) {
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.variables["LD_LIBRARY_PATH"] = (StylizeRun::buildFolder() / "softgpu" / "runtime-bf16").string();
+  const StylizeRun run;
+  expectFailure(run.restyle({"--style", "pencil", "--precision", "f32"}, setting), 2, "stand-ins compute in bf16");
+  EXPECT_EQ(run.restyle({"--style", "pencil"}, setting).exit_status, 0);
+}
+
 TEST(StylizeOnPosix, StartsThroughALink) {
   const StylizeRun run;
   fs::create_symlink(StylizeRun::program(), run.folder() / "linked");
@@ -166,6 +174,7 @@ ChildResult runAsSomebodyElse(std::vector<std::string> arguments, const StylizeR
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["POCL_CACHE_DIR"] = run.file("pocl");
   setting.variables["XDG_CACHE_HOME"] = run.file("cache");
+  setting.variables["GCOV_PREFIX"] = run.file("counts"); // in the build that counts lines, whose folder is not this user's
   return ChildProcess(arguments, setting).wait();
 }
 
