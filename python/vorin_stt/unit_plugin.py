@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import json
 import os
+import signal
 import socket
 import subprocess
 import tempfile
@@ -34,6 +35,7 @@ class UnitPlugin(WorkerPlugin):
         self._is_over = False
         self._processors: list[int] = []
         if self._shares > 0:
+            signal.signal(signal.SIGINT, signal.SIG_IGN)  # Ctrl-C on the terminal is for the command, which ends its workers
             usable = sorted(os.sched_getaffinity(0))
             place = int(worker.name)
             first = place * len(usable) // self._shares
@@ -75,7 +77,7 @@ class UnitPlugin(WorkerPlugin):
             environment["POCL_MAX_PTHREAD_COUNT"] = str(len(self._processors))
         self._errors = tempfile.TemporaryFile(mode="w+", encoding="utf-8", errors="replace")  # noqa: SIM115
         try:
-            # In a session of its own, since Ctrl-C on a terminal is for the command that waits for the workers.
+            # In a session of its own, out of reach of the terminal's Ctrl-C.
             self._child = subprocess.Popen(
                 self._command,
                 stdin=subprocess.PIPE,
