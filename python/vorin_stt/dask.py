@@ -172,10 +172,15 @@ def do_units(client: distributed.Client, arguments: argparse.Namespace, state: d
                 time.sleep(LOOK_S)
                 continue
             future = completed.next()
+            if future.status not in ("finished", "error", "cancelled"):  # its worker died just now: it is done again
+                completed.add(future)
+                continue
+            # Dask does a unit again when the worker that holds its result dies, unless nobody holds the future.
+            unit = futures.pop(future)
             if future.status == "finished":
-                progress.add(frames[futures[future]])
+                progress.add(frames[unit])
             else:
-                failures[futures[future]] = str(future.exception()) if future.status == "error" else future.status
+                failures[unit] = str(future.exception()) if future.status == "error" else "it was cancelled"
     finally:
         with contextlib.suppress(Exception):  # the scheduler or a worker may go at this moment
             client.cancel(list(futures), force=True)

@@ -122,7 +122,7 @@ def killed_local_dask(parent):
     kill(program)
     assert job.done() < UNITS
     said = run.communicate(timeout=PATIENCE_S)[0]
-    assert run.returncode == 0 and f"{UNITS} of {UNITS} units, 300 of 300 frames" in said, said
+    assert run.returncode == 0 and f"{UNITS} of {UNITS} units, 300 of 300 frames" in said, f"status {run.returncode}: {said}"
     return job.joined()
 
 
