@@ -27,14 +27,6 @@ struct Reading {
   std::string content = {};
 };
 
-std::uint32_t numberAt(const std::string& bytes, std::size_t position) {
-  std::uint32_t value = 0;
-  for (std::size_t index = 4; index-- > 0;) {
-    value = value * 256 + static_cast<unsigned char>(bytes[position + index]);
-  }
-  return value;
-}
-
 // The expected result; nothing for the endless case.
 std::optional<Reading> plainReading(const std::string& package, const std::string& wanted) {
   for (std::size_t position = 0;;) {
@@ -43,8 +35,8 @@ std::optional<Reading> plainReading(const std::string& package, const std::strin
       return Reading{PackageStatus::kError};
     }
     const std::string name = package.substr(position, zero - position);
-    const std::uint32_t size = numberAt(package, zero + 1);
-    const std::uint32_t offset = numberAt(package, zero + 5);
+    const std::uint32_t size = tests::numberAt(package, zero + 1);
+    const std::uint32_t offset = tests::numberAt(package, zero + 5);
     if (size > 0x40000000) {
       return Reading{PackageStatus::kError};
     }
@@ -55,11 +47,7 @@ std::optional<Reading> plainReading(const std::string& package, const std::strin
       if (size > 0 && std::uint64_t{offset} + size > package.size()) {
         return std::nullopt;
       }
-      std::string content = size == 0 ? std::string() : package.substr(offset, size);
-      for (char& character : content) {
-        character = static_cast<char>(character ^ 0x3C);
-      }
-      return Reading{PackageStatus::kWritten, content};
+      return Reading{PackageStatus::kWritten, tests::scrambled(size == 0 ? std::string() : package.substr(offset, size))};
     }
     if (name.empty()) {
       return Reading{PackageStatus::kNoSuchEntry};

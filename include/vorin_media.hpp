@@ -213,7 +213,6 @@ struct RestylerReport {
   std::string device;                 /**< its name */
   std::string precision;              /**< of the software device's networks: "f32" or "bf16"; empty on a GPU */
   std::string device_reason;          /**< why it is this device */
-  bool is_software = false;           /**< whether it is the software device */
   int work_group_edge = 0;            /**< of a filter: the side of its work-groups, in pixels, on which dots depend */
   Size network_size;                  /**< at which a network of any size works */
   double load_ms = 0;                 /**< spent on loading a network for the last frame; 0: it was loaded already */

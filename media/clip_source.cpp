@@ -2,6 +2,7 @@
 //
 // Only kinds of files that hold moving pictures are opened, and only the file itself is read: a playlist that names other files
 // or addresses is not a clip. A clip that is cut short or damaged delivers what can be read, and says so by damage().
+#include "clip_clocks.h"
 #include "clip_module.h"
 #include "clip_streams.h"
 #include "clip_units.h"
@@ -41,12 +42,6 @@ public:
   std::vector<std::string> warnings() const override { return warnings_; }
 
 private:
-  struct Clock {                                  // of a stream, in AV_TIME_BASE
-    std::optional<std::int64_t> last_decode_time; // as the file says
-    std::int64_t shift = 0;                       // what is added to the file's times
-    int part = 0;                                 // the number of the part that the stream has reached
-  };
-
   AVRational timeBaseOf(int stream_index) const { return streams_->context->streams[stream_index]->time_base; }
   std::int64_t durationOf(const AVFrame& frame) const { return frame.pkt_duration > 0 ? frame.pkt_duration : usual_duration_; }
   bool isPastEnd(const AVPacket& packet);
@@ -57,10 +52,7 @@ private:
   std::int64_t deliveredTime() const;
   bool readPacket();
   void decodePacket();
-  bool isPaced(int stream_index) const;
-  void continueTimes(AVPacket& packet);
   void shiftToOrigin(AVPacket& packet) const;
-  void noteEnd(const AVPacket& packet);
 
   std::shared_ptr<SourceStreams> streams_;
   CodecHandle codec_;
@@ -72,12 +64,8 @@ private:
   std::int64_t origin_ = 0; // the same in what is delivered
   std::int64_t usual_duration_ = 1;
   std::int64_t last_time_ = AV_NOPTS_VALUE;
-  std::int64_t last_end_ = 0;  // of what has been read, in AV_TIME_BASE
-  std::int64_t paced_end_ = 0; // the same of video and sound only
-  std::vector<Clock> clocks_;
+  ClipClocks clocks_;
   std::set<int> streams_past_end_;
-  std::int64_t shift_ = 0; // of the newest part
-  int part_ = 0;
   std::vector<std::string> warnings_;
   Delivery delivery_;
   std::int64_t first_wanted_ = std::numeric_limits<std::int64_t>::min(); // time of a frame, as delivered
@@ -92,11 +80,12 @@ ClipSource::ClipSource(OpenClip clip, const SourceOptions& options, Delivery del
     : streams_(std::move(clip.streams)), codec_(std::move(clip.decoder)),
       info_(withColours(std::move(clip.info), options.exact_colours)),
       to_picture_(info_.layout, info_.size, yuvColours(detailsOf(info_).colours, info_.size), pictureColours(info_)),
-      delivery_(delivery) {
+      clocks_(*streams_->context, streams_->video_index), delivery_(delivery) {
   if (info_.frame_rate.num > 0 && info_.frame_rate.den > 0) {
     usual_duration_ =
         std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(toLibav(info_.frame_rate)), streams_->video().time_base));
   }
+  clocks_.setUsualDuration(usual_duration_);
   // Time stamps of broadcasts and discs begin anywhere.
   const AVFormatContext& context = *streams_->context;
   if ((context.iformat->flags & AVFMT_TS_DISCONT) != 0 && context.start_time != AV_NOPTS_VALUE) {
@@ -124,7 +113,7 @@ bool ClipSource::isPastEnd(const AVPacket& packet) {
   constexpr std::int64_t kFarthest = 10 * std::int64_t{AV_TIME_BASE};
   const std::int64_t stored = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
   const AVRational time_base = timeBaseOf(packet.stream_index);
-  if (!isPaced(packet.stream_index) || !streams_->span.endsBefore(stored, time_base)) {
+  if (!clocks_.isPaced(packet.stream_index) || !streams_->span.endsBefore(stored, time_base)) {
     return false;
   }
   if (packet.stream_index != streams_->video_index) {
@@ -132,7 +121,7 @@ bool ClipSource::isPastEnd(const AVPacket& packet) {
   }
   int paced = 0;
   for (int index = 0; index < static_cast<int>(streams_->context->nb_streams); ++index) {
-    paced += isPaced(index) ? 1 : 0;
+    paced += clocks_.isPaced(index) ? 1 : 0;
   }
   return static_cast<int>(streams_past_end_.size()) == paced ||
          av_rescale_q(stored, time_base, AV_TIME_BASE_Q) >= *streams_->span.end + kFarthest;
@@ -171,80 +160,15 @@ bool ClipSource::readPacket() {
   av_packet_unref(packet_.get());
   const int status = av_read_frame(streams_->context.get(), packet_.get());
   if (status >= 0) {
-    continueTimes(*packet_);
-    noteEnd(*packet_);
+    if (const std::optional<std::int64_t> begin = clocks_.take(*packet_)) {
+      warnings_.push_back(info_.name + " has time stamps that start again or leap: at " +
+                          secondsText(static_cast<double>(*begin - zero_) / AV_TIME_BASE) + " it goes on without a gap");
+    }
+    is_cut_short_ = is_cut_short_ || (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0;
     return !isPastEnd(*packet_);
   }
   is_cut_short_ = status != AVERROR_EOF;
   return false;
-}
-
-// Whether packets of the stream follow each other without gaps.
-bool ClipSource::isPaced(int stream_index) const {
-  return stream_index == streams_->video_index ||
-         streams_->context->streams[stream_index]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-}
-
-// In joined files and on discs, times start again or leap to others: what follows is a new part, which begins where the last one
-// ended. The first stream to reach it decides by how much its times are shifted, so sound and pictures stay together. A stream
-// may have its first packet in any part, as where a clip with sound is joined to one without.
-void ClipSource::continueTimes(AVPacket& packet) {
-  // Within a part, decode times never run backwards; but where the file holds none, libav only guesses them.
-  const bool may_jump = (streams_->context->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  const std::int64_t disorder =
-      may_jump ? AV_TIME_BASE / 10
-               : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, streams_->video().time_base, AV_TIME_BASE_Q);
-  const std::int64_t longest_gap = AV_TIME_BASE * std::int64_t{may_jump ? 10 : 3600};
-  const std::int64_t longest_delay = AV_TIME_BASE * std::int64_t{may_jump ? 3 : 3600}; // of sound behind pictures in the file
-  const AVRational time_base = timeBaseOf(packet.stream_index);
-  const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, AV_TIME_BASE_Q); };
-  clocks_.resize(streams_->context->nb_streams); // streams may begin later
-  Clock& clock = clocks_[static_cast<std::size_t>(packet.stream_index)];
-  const std::int64_t stored = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
-  if (!isPaced(packet.stream_index)) {
-    clock.shift = shift_;
-  } else if (stored != AV_NOPTS_VALUE) {
-    const std::int64_t time = inFileTimes(stored);
-    if (!clock.last_decode_time) {
-      clock.part = part_;
-      clock.shift = shift_;
-    }
-    const bool starts_again =
-        clock.last_decode_time ? time + disorder < *clock.last_decode_time : time + clock.shift + longest_delay < paced_end_;
-    const bool leaps = paced_end_ > 0 && time + clock.shift > paced_end_ + longest_gap;
-    if ((starts_again || leaps) && clock.part == part_) {
-      ++part_;
-      shift_ = paced_end_ - inFileTimes(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts);
-      const double at_s = static_cast<double>(paced_end_ - zero_) / AV_TIME_BASE;
-      warnings_.push_back(info_.name + " has time stamps that start again or leap: at " + secondsText(at_s) +
-                          " it goes on without a gap");
-    }
-    if (starts_again || leaps) {
-      clock.part = part_;
-      clock.shift = shift_;
-    }
-    clock.last_decode_time = time;
-  }
-  const std::int64_t shift = av_rescale_q(clock.shift, AV_TIME_BASE_Q, time_base);
-  for (std::int64_t* time : {&packet.pts, &packet.dts}) {
-    *time += *time != AV_NOPTS_VALUE ? shift : 0;
-  }
-}
-
-void ClipSource::noteEnd(const AVPacket& packet) {
-  const std::int64_t begin = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-  if (begin != AV_NOPTS_VALUE) {
-    const AVRational time_base = timeBaseOf(packet.stream_index);
-    const bool lasts_usual = packet.duration <= 0 && packet.stream_index == streams_->video_index;
-    const std::int64_t end = av_rescale_q(begin + (lasts_usual ? usual_duration_ : packet.duration), time_base, AV_TIME_BASE_Q);
-    last_end_ = std::max(last_end_, end);
-    if (isPaced(packet.stream_index)) {
-      paced_end_ = std::max(paced_end_, end);
-    }
-  }
-  if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
-    is_cut_short_ = true;
-  }
 }
 
 void ClipSource::decodePacket() {
@@ -310,7 +234,7 @@ bool ClipSource::isTaken(AVPacket& packet) const {
   if (streams_->span.begin && (streams_->context->streams[packet.stream_index]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
     packet.pts = packet.dts = av_rescale_q(*streams_->span.begin, AV_TIME_BASE_Q, time_base);
   }
-  return streams_->span.takes(packet, time_base, isPaced(packet.stream_index));
+  return streams_->span.takes(packet, time_base, clocks_.isPaced(packet.stream_index));
 }
 
 void ClipSource::shiftToOrigin(AVPacket& packet) const {
@@ -329,7 +253,7 @@ std::vector<std::string> ClipSource::damage() const {
   if (std::strncmp(context.iformat->name, "matroska", 8) == 0) {
     start = std::min<std::int64_t>(start, 0); // some programs write where a clip ends, not how long it is
   }
-  const std::int64_t read = last_end_ - start;
+  const std::int64_t read = clocks_.end() - start;
   const std::int64_t wanted = streams_->span.end ? std::min(context.duration, *streams_->span.end - start) : context.duration;
   const bool misses_much = context.duration > 0 && read + kUnnoticed < wanted;
   std::vector<std::string> lines;

@@ -79,8 +79,8 @@ public:
   // Throws kDevice if there is no such device, and kUsage if active stand-ins compute in another precision.
   DeviceChoice(Device wish, std::optional<Precision> precision);
 
-  const std::string& name() const { return name_; }     // for the user
-  const std::string& reason() const { return reason_; } // why it is this device
+  const std::string& name() const { return name_; }              // for the user
+  const std::string& reason() const { return reason_; }          // why it is this device
   std::string_view precision() const { return precision_name_; } // of the software device's networks; empty on a GPU
 
   // Makes an object of the library with the device selected.

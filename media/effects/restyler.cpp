@@ -122,7 +122,6 @@ public:
     RestylerReport report = report_;
     report.style = options_.style;
     report.work_group_edge = network_ == nullptr ? report.work_group_edge : 0;
-    report.is_software = device_.isSoftware();
     report.device = device_.name();
     report.device_reason = device_.reason();
     report.precision = device_.precision();

@@ -189,7 +189,7 @@ Json decisionsOf(const Recipe& recipe, const UnitRules& rules, const RestylerRep
   Json decisions = {{"version", VORIN_VERSION}, {"options", optionsJson(recipe)}};
   decisions["options"]["unit-length"] = rules.clip_s;
   decisions["options"]["unit-images"] = rules.images;
-  decisions["device"] = {{"name", report.is_software ? "software" : report.device},
+  decisions["device"] = {{"name", report.precision.empty() ? report.device : "software"},
                          {"precision", report.precision},
                          {"work-group edge", report.work_group_edge}};
   decisions["package"] = report.package.empty() ? "" : stateOf(report.package).sha256;
@@ -272,7 +272,9 @@ Plan parsePlan(const std::string& text, const fs::path& job) {
     plan.recipe.sink.overwrite = json.at("overwrite");
     const Json& device = plan.decisions.at("device");
     plan.recipe.restyler.device = device.at("name") == "software" ? Device::kSoftware : Device::kAuto;
-    plan.recipe.restyler.precision = device.at("precision") == "bf16" ? Precision::kBf16 : Precision::kF32;
+    if (device.at("precision") != "") {
+      plan.recipe.restyler.precision = device.at("precision") == "bf16" ? Precision::kBf16 : Precision::kF32;
+    }
     for (const Json& input : json.at("inputs")) {
       plan.inputs.push_back(inputIn(input, job));
     }

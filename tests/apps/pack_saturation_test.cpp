@@ -1,6 +1,5 @@
 // vorin-pack verify on 8-bit networks: weights with which processors without VNNI would compute wrongly. Not in a build on the
 // runtime's C interface, which does not show a network's operations.
-#include "support/ir_network.h"
 #include "support/pack_run.h"
 
 #include <cstdlib>
@@ -132,8 +131,7 @@ TEST(PackSaturation, IsFoundFromWeightsOf65OnInQuantisedLayers) {
     const Value weights = weightsOf(network, test.weights, test.last);
     const std::string name = addLayer(network, test.layer, activationOf(network, test.activation, frame), weights);
     const PackRun pack;
-    writeFile(pack.file("net.xml"), network.description());
-    writeFile(pack.file("net.bin"), network.weights());
+    pack.save("net", network);
     ASSERT_EQ(pack.run({"build", "p.bin", "--as", "cartoon", "net.xml"}).exit_status, 0);
     const ChildResult result = pack.run({"verify", "p.bin", "cartoon"});
     EXPECT_EQ(result.exit_status, test.saturates ? 1 : 0);

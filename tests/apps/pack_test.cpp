@@ -1,7 +1,6 @@
 // vorin-pack build, run as a user does: the entries and bytes that it writes, and its refusals, with one line and nothing
 // half-written. Packages are read by the tests' own reader, and by the library's.
 #include "modelpack/model_package_reader.h"
-#include "support/pack_networks.h"
 #include "support/pack_run.h"
 
 #include <gmock/gmock.h>
@@ -17,15 +16,14 @@ using testing::IsEmpty;
 class PackBuild : public PackTest {};
 
 TEST_F(PackBuild, PacksNetworksUnderTheirOwnAndOtherNames) {
-  saveNetwork(fixedStyleRecipe(0.5F), pack_.file("one.xml"));
-  saveNetwork(transferRecipe(0.25F), pack_.file("two.xml"));
+  pack_.save("two", makeNetwork(TransferNetwork{}));
   writeFile(pack_.file("notes.txt"), randomBytes(100000, 5));
   writeFile(pack_.file("empty"), "");
   const std::string longest(1023, 'n');
-  build({"one.xml", "--name", "renamed.v2.xml=two.xml", "--name", "notes=notes.txt", "--name", "empty=empty", "--name",
+  build({"net.xml", "--name", "renamed.v2.xml=two.xml", "--name", "notes=notes.txt", "--name", "empty=empty", "--name",
          longest + "=notes.txt"},
         "vorin-pack: wrote 'model_st.bin' with 7 entries\n");
-  EXPECT_THAT(entries(), ElementsAre(entry("one.xml", "one.xml"), entry("one.bin", "one.bin"), entry("renamed.v2.xml", "two.xml"),
+  EXPECT_THAT(entries(), ElementsAre(entry("net.xml", "net.xml"), entry("net.bin", "net.bin"), entry("renamed.v2.xml", "two.xml"),
                                      entry("renamed.v2.bin", "two.bin"), entry("notes", "notes.txt"), entry("empty", "empty"),
                                      entry(longest, "notes.txt")));
   for (const NamedContent& packed : entries()) {
@@ -36,7 +34,6 @@ TEST_F(PackBuild, PacksNetworksUnderTheirOwnAndOtherNames) {
 }
 
 TEST_F(PackBuild, GivesTheFloatNetworkToAllDevicesWithoutATwinAndSaysSo) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   build({"--as", "lightgrey", "net.xml"},
         "vorin-pack: lightgrey: no --int8 given, so devices that work with 8-bit integers get 'net.xml' too\n"
         "vorin-pack: wrote 'model_st.bin' with 4 entries\n");
@@ -47,7 +44,7 @@ TEST_F(PackBuild, GivesTheFloatNetworkToAllDevicesWithoutATwinAndSaysSo) {
   EXPECT_LT(readFile(pack_.file("model_st.bin")).size(),
             readFile(pack_.file("net.xml")).size() + readFile(pack_.file("net.bin")).size() + 256);
 
-  saveNetwork(fixedStyleRecipe(0.25F), pack_.file("twin.xml"));
+  pack_.save("twin", makeNetwork(FixedNetwork{.gain = 0.25F}));
   build({"--overwrite", "--as", "lightgrey", "net.xml", "--int8=twin.xml"}, "vorin-pack: wrote 'model_st.bin' with 4 entries\n");
   EXPECT_THAT(entries(),
               ElementsAre(entry("model_lightgrey_v19.xml", "net.xml"), entry("model_lightgrey_v19.bin", "net.bin"),
@@ -55,7 +52,6 @@ TEST_F(PackBuild, GivesTheFloatNetworkToAllDevicesWithoutATwinAndSaysSo) {
 }
 
 TEST_F(PackBuild, RefusesWhatIsNoNetwork) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   fs::create_directory(pack_.file("folder.xml"));
   writeFile(pack_.file("alone.xml"), readFile(pack_.file("net.xml")));
   writeFile(pack_.file("text.xml"), "hello");
@@ -77,9 +73,8 @@ TEST_F(PackBuild, RefusesWhatIsNoNetwork) {
 }
 
 TEST_F(PackBuild, RefusesEntryNamesThatThePackageCannotHold) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   fs::create_directory(pack_.file("other"));
-  saveNetwork(fixedStyleRecipe(), pack_.file("other/net.xml"));
+  pack_.save("other/net", makeNetwork(FixedNetwork{}));
   writeFile(pack_.file("data"), "data");
   expectRefusal({"build", "model_st.bin", "--name", "../out=data"}, 1, "'../out' holds a path separator");
   expectRefusal({"build", "model_st.bin", "--name", std::string(1020, 'n') + ".xml=net.xml"}, 1, "has 1024 bytes");
@@ -114,7 +109,6 @@ TEST_F(PackBuild, RefusesMoreBytesThanTheFormatHolds) {
 }
 
 TEST_F(PackBuild, RefusesTargetsThatItCannotOrMustNotWriteAndReplacesThemOnRequest) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   writeFile(pack_.file("there.bin"), "a package that someone needs");
   fs::create_directory(pack_.file("folder"));
   expectRefusal({"build", "there.bin", "net.xml"}, 1, "'there.bin' exists: choose another name, or replace it with --overwrite");
@@ -129,7 +123,6 @@ TEST_F(PackBuild, RefusesTargetsThatItCannotOrMustNotWriteAndReplacesThemOnReque
 }
 
 TEST_F(PackBuild, RefusesLinesItDoesNotUnderstand) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   using Words = std::vector<std::string>;
   for (const auto& [arguments, line] : std::vector<std::pair<Words, const char*>>{
            {{}, "no command given"},
@@ -147,7 +140,6 @@ TEST_F(PackBuild, RefusesLinesItDoesNotUnderstand) {
 }
 
 TEST_F(PackBuild, TakesNamesOfAnyLetters) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   fs::rename(pack_.file("net.xml"), pack_.folder() / u8"Möwe 雪.xml");
   fs::rename(pack_.file("net.bin"), pack_.folder() / u8"Möwe 雪.bin");
   build({"Möwe 雪.xml"}, "vorin-pack: wrote 'model_st.bin' with 2 entries\n");

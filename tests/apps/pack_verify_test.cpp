@@ -1,5 +1,4 @@
 // vorin-pack verify prints a line for each fault that the library would fail on. Each network here has one fault.
-#include "support/pack_networks.h"
 #include "support/pack_run.h"
 
 #include <gmock/gmock.h>
@@ -8,6 +7,50 @@ namespace vorin::tests {
 namespace {
 
 using namespace testing;
+
+using Value = IrNetwork::Value;
+using Integers = std::vector<std::int64_t>;
+
+struct NetworkInput {
+  std::vector<std::string> names;
+  std::string shape; // "1,3,?,?", or "..." for any
+  std::string type = "f32";
+  std::string layout = {}; // as the network declares it, such as "[N,H,W,C]"
+};
+
+struct NetworkRecipe {
+  std::vector<NetworkInput> inputs;
+  Integers output_shape = {}; // as the network's own Reshape wants it; empty: the first input's
+  std::size_t outputs = 1;
+};
+
+Value meanOf(IrNetwork& network, Value value) {
+  const Value flat = network.operation("Reshape", {value, network.constant("1", Integers{-1})}, "special_zero=\"false\"");
+  return network.operation("ReduceMean", {flat, network.constant("1", Integers{0})}, "keep_dims=\"false\"");
+}
+
+// Half of the first input, plus the mean of each further one.
+IrNetwork networkOf(const NetworkRecipe& recipe) {
+  IrNetwork network;
+  std::vector<Value> inputs;
+  for (const NetworkInput& input : recipe.inputs) {
+    inputs.push_back(network.input(input.names, input.shape, input.type, input.layout));
+  }
+  const auto asFloat = [&](Value input) { return network.operation("Convert", {input}, "destination_type=\"f32\""); };
+  const Value weight = network.constant("1", std::vector<float>{0.5F});
+  Value value = network.operation("Multiply", {asFloat(inputs.front()), weight});
+  for (std::size_t further = 1; further < inputs.size(); ++further) {
+    value = network.operation("Add", {value, meanOf(network, asFloat(inputs[further]))});
+  }
+  if (!recipe.output_shape.empty()) {
+    const Value shape = network.constant(std::to_string(recipe.output_shape.size()), recipe.output_shape);
+    value = network.operation("Reshape", {value, shape}, "special_zero=\"false\"");
+  }
+  for (std::size_t output = 0; output < recipe.outputs; ++output) {
+    network.output(network.operation("ReLU", {value}));
+  }
+  return network;
+}
 
 class PackVerify : public testing::Test {
 protected:
@@ -30,7 +73,7 @@ protected:
 
   // A package with the network as the named one of the catalogue, the float and the 8-bit one alike.
   void pack(const NetworkRecipe& recipe, const std::string& network) const {
-    saveNetwork(recipe, pack_.file("net.xml"));
+    pack_.save("net", networkOf(recipe));
     ASSERT_EQ(pack_.run({"build", "p.bin", "--overwrite", "--as", network, "net.xml"}).exit_status, 0);
   }
 
@@ -38,8 +81,8 @@ protected:
 };
 
 TEST_F(PackVerify, FindsNothingInACompletePackage) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("fixed.xml"));
-  saveNetwork(transferRecipe(), pack_.file("transfer.xml"));
+  pack_.save("fixed", makeNetwork(FixedNetwork{}));
+  pack_.save("transfer", makeNetwork(TransferNetwork{}));
   std::vector<std::string> arguments = {"build", "p.bin"};
   for (const std::string network : {"transfer-512", "transfer-256", "transfer-540p", "lightgrey", "cartoon"}) {
     arguments.insert(arguments.end(), {"--as", network, network.starts_with("transfer") ? "transfer.xml" : "fixed.xml"});
@@ -73,7 +116,7 @@ TEST_F(PackVerify, NamesEveryMissingEntry) {
 }
 
 TEST_F(PackVerify, ReportsEntriesThatAreNoNetworks) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
+  pack_.save("net", makeNetwork(FixedNetwork{}));
   const std::string network = readFile(pack_.file("net.xml"));
   const std::string weights = readFile(pack_.file("net.bin"));
   const std::string subject = "cartoon: the network 'cartoon_model_slim5.xml' ";
@@ -107,13 +150,15 @@ NetworkRecipe with(const std::vector<NetworkInput>& inputs) {
   return {.inputs = inputs};
 }
 
+const NetworkInput kFrame = {{"frame"}, "1,3,?,?"};
 const NetworkInput kContent = {{"input_content"}, "1,3,24,40"};
 const NetworkInput kStyle = {{"input_style"}, "1,3,16,16"};
 
 // Networks of a fixed style and of style transfer.
 std::vector<WrongNetwork> wrongFixedStyles() {
   return {
-      {"two inputs", transferRecipe(), "takes 2 inputs (input_content, input_style) where one is needed, the frame: make "},
+      {"two inputs", with({kContent, kStyle}),
+       "takes 2 inputs (input_content, input_style) where one is needed, the frame: make "},
       {"three dimensions", with({{{"x"}, "3,?,?"}}),
        "takes an input that has the shape [3,?,?] where [1,3,height,width] is needed: export it with these four"},
       {"any rank", with({{{"x"}, "..."}}), "takes an input that has the shape [...] where "},
@@ -126,13 +171,11 @@ std::vector<WrongNetwork> wrongFixedStyles() {
       {"bytes", with({{{"x"}, "1,3,?,?", "u8"}}), "takes an input of the type u8, and the library"},
       {"declared layout", with({{{"x"}, "1,3,?,?", "f32", "[N,H,W,C]"}}),
        "takes an input that declares the layout [N,H,W,C], and the library takes it as NCHW"},
-      {"two outputs",
-       {.inputs = fixedStyleRecipe().inputs, .outputs = 2},
-       "gives 2 outputs where one is needed: keep the picture only"},
-      {"output of one plane", withOutput(fixedStyleRecipe(), {1, 1, 1, -1}),
+      {"two outputs", {.inputs = {kFrame}, .outputs = 2}, "gives 2 outputs where one is needed: keep the picture only"},
+      {"output of one plane", withOutput(with({kFrame}), {1, 1, 1, -1}),
        "gives an output for frames of 1920x1080 that has the shape [1,1,1,6220800] where [1,3,height,width] is needed"},
-      {"one size only", withOutput(fixedStyleRecipe(), {1, 3, 1080, 1920}), "cannot be given the size 960x540 ("},
-      {"even sizes only", withOutput(fixedStyleRecipe(), {1, 3, 2, -1}), "cannot be given the size 641x481 ("},
+      {"one size only", withOutput(with({kFrame}), {1, 3, 1080, 1920}), "cannot be given the size 960x540 ("},
+      {"even sizes only", withOutput(with({kFrame}), {1, 3, 2, -1}), "cannot be given the size 641x481 ("},
   };
 }
 
@@ -152,7 +195,7 @@ std::vector<WrongNetwork> wrongTransfers() {
        "takes an input 'input_content' that has elements of the type u8, and the library passes floating-point values"},
       {"style with planes last", with({kContent, {{"input_style"}, "1,16,16,3"}}),
        "takes an input 'input_style' that has the shape [1,16,16,3] where [1,3,height,width] is needed: put a transpose"},
-      {"output of other planes", withOutput(transferRecipe(), {1, 1, 72, 40}),
+      {"output of other planes", withOutput(with({kContent, kStyle}), {1, 1, 72, 40}),
        "gives an output that has the shape [1,1,72,40] where [1,3,height,width] is needed"},
   };
 }

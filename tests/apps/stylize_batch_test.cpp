@@ -123,9 +123,9 @@ TEST_F(StylizeBatch, CancelledRunKeepsWhatIsDone) {
   run_.image("large.bmp", {4000, 3000});
   const fs::path out = run_.file("out");
   const auto hasBegun = [&] { return fs::exists(out) && std::distance(fs::directory_iterator(out), {}) == 2; };
-  const ChildResult result = StylizeRun::runCancelled(
-      {run_.file("in/a.png"), run_.file("large.bmp"), "-o", out.string(), "--style", "stipple", "--json"}, StylizeRun::withGpu(),
-      hasBegun);
+  const ChildResult result = runAndSignal(
+      {StylizeRun::program(), run_.file("in/a.png"), run_.file("large.bmp"), "-o", out.string(), "--style", "stipple", "--json"},
+      StylizeRun::withGpu(), hasBegun);
   EXPECT_EQ(result.exit_status, 130);
   EXPECT_THAT(
       result.standard_error,

@@ -152,7 +152,7 @@ TEST_F(StylizeClip, CancelledItClosesAFileThatPlays) {
                        [](const auto& entry) { return entry.path().extension() == ".part" && entry.file_size() >= 200000; });
   };
   const ChildResult result =
-      StylizeRun::runCancelled({in, "-o", out, "--style", "pencil", "--crf", "1"}, StylizeRun::withGpu(), hasBegun);
+      runAndSignal({StylizeRun::program(), in, "-o", out, "--style", "pencil", "--crf", "1"}, StylizeRun::withGpu(), hasBegun);
   EXPECT_EQ(result.exit_status, 130);
   EXPECT_EQ(linesOf(result.standard_error).back(), "vorin-stylize: cancelled");
   EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "out.mp4"}));

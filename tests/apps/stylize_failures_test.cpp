@@ -10,13 +10,6 @@
 namespace vorin::tests {
 namespace {
 
-struct FailureCase {
-  std::string name;
-  std::vector<std::string> arguments; // a "%" in front stands for the folder
-  int exit_status;
-  std::string said; // part of the one line
-};
-
 std::vector<FailureCase> failureCases() {
   const auto pencil = [](const std::string& input, const std::string& output, const std::vector<std::string>& more = {}) {
     std::vector<std::string> arguments = {input, "-o", output, "--style", "pencil"};
@@ -100,12 +93,8 @@ TEST(StylizeFailures, SayOneLineAndLeaveNothing) {
   fs::create_directory(run.file("folder.png"));
   fs::create_directory(run.file("sub"));
   fs::copy_file(run.file("photo.png"), run.file("sub/photo.png"));
-  const auto names_before = run.names();
   for (const FailureCase& failure : failureCases()) {
-    SCOPED_TRACE(failure.name);
-    const ChildResult result = StylizeRun::run(run.inFolder(failure.arguments), StylizeRun::withoutGpu());
-    expectFailure(result, failure.exit_status, failure.said);
-    EXPECT_EQ(run.names(), names_before);
+    run.expectFailureOf(failure, StylizeRun::withoutGpu());
     EXPECT_EQ(readFile(run.file("photo.png")), before);
   }
 }

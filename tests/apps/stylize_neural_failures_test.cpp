@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <fstream>
 
 namespace vorin::tests {
@@ -22,15 +21,8 @@ IrNetwork networkThatDoesNotRun() {
   return network;
 }
 
-struct FailureCase {
-  std::string name;
-  std::string package;                // the bytes of model_st.bin
-  std::vector<std::string> arguments; // after the input and the output; a "%" in front stands for the folder
-  int exit_status;
-  std::string said; // part of the one line
-};
-
-std::vector<FailureCase> failureCases() {
+// Packages, by their bytes, and what they end in; the arguments are those after the input and the output.
+std::vector<std::pair<std::string, FailureCase>> failureCases() {
   const std::vector<std::string> cartoon = {"--style", "cartoon", "--models", "%models"};
   const std::vector<std::string> grey = {"--style", "lightgrey", "--models", "%models"};
   const auto transfer = [](const std::string& image) {
@@ -40,20 +32,21 @@ std::vector<FailureCase> failureCases() {
   const std::string complete_540p = packageBytes(networkFiles(kTransfer540, TransferNetwork{}));
   constexpr const char* kIncomplete = "is not a complete model package";
   return {
-      {"Text", "this is a text and no package\n", cartoon, 3, kIncomplete},
-      {"DataCut", complete.substr(0, complete.size() - 1), cartoon, 3, kIncomplete},
-      {"NoEntries", recordBytes("", 0, 0), cartoon, 3, "lacks 'cartoon_model_slim5.xml', 'cartoon_model_slim5.bin'"},
-      {"OtherStyleOnly", complete, grey, 3, "lacks 'model_lightgrey_v19.xml'"},
-      {"OtherNetworkOnly", packageBytes(networkFiles(kTransfer512, TransferNetwork{})), transfer("%photo.png"), 3,
-       "lacks 'ensemble_out_r31_c540p_s512"},
-      {"NoTwin", packageBytes(networkFiles(kLightGrey, FixedNetwork{})), grey, 3,
-       "lacks 'model_lightgrey_v19_int8.xml', 'model_lightgrey_v19_int8.bin'"},
-      {"IsText", packageBytes({{kCartoonEntry, "no network"}, {"cartoon_model_slim5.bin", ""}}), cartoon, 3, "vorin-pack verify"},
-      {"DoesNotRun", packageBytes(networkFiles(kCartoon, networkThatDoesNotRun())), cartoon, 3, "does not work"},
-      {"FolderWithoutPackage", complete, {"--style", "cartoon", "--models", "%"}, 3, "does not exist"},
-      {"PackageIsFolder", complete, {"--style", "cartoon", "--models", "%wrong"}, 3, "is not a file"},
-      {"StyleImageMissing", complete_540p, transfer("%none.png"), 5, "none.png' does not exist"},
-      {"StyleImageIsText", complete_540p, transfer("%text.png"), 5, "text.png' is not a PNG"},
+      {"this is a text and no package\n", {"Text", cartoon, 3, kIncomplete}},
+      {complete.substr(0, complete.size() - 1), {"DataCut", cartoon, 3, kIncomplete}},
+      {recordBytes("", 0, 0), {"NoEntries", cartoon, 3, "lacks 'cartoon_model_slim5.xml', 'cartoon_model_slim5.bin'"}},
+      {complete, {"OtherStyleOnly", grey, 3, "lacks 'model_lightgrey_v19.xml'"}},
+      {packageBytes(networkFiles(kTransfer512, TransferNetwork{})),
+       {"OtherNetworkOnly", transfer("%photo.png"), 3, "lacks 'ensemble_out_r31_c540p_s512"}},
+      {packageBytes(networkFiles(kLightGrey, FixedNetwork{})),
+       {"NoTwin", grey, 3, "lacks 'model_lightgrey_v19_int8.xml', 'model_lightgrey_v19_int8.bin'"}},
+      {packageBytes({{kCartoonEntry, "no network"}, {"cartoon_model_slim5.bin", ""}}),
+       {"IsText", cartoon, 3, "vorin-pack verify"}},
+      {packageBytes(networkFiles(kCartoon, networkThatDoesNotRun())), {"DoesNotRun", cartoon, 3, "does not work"}},
+      {complete, {"FolderWithoutPackage", {"--style", "cartoon", "--models", "%"}, 3, "does not exist"}},
+      {complete, {"PackageIsFolder", {"--style", "cartoon", "--models", "%wrong"}, 3, "is not a file"}},
+      {complete_540p, {"StyleImageMissing", transfer("%none.png"), 5, "none.png' does not exist"}},
+      {complete_540p, {"StyleImageIsText", transfer("%text.png"), 5, "text.png' is not a PNG"}},
   };
 }
 
@@ -74,13 +67,11 @@ protected:
 TEST_F(StylizeNeuralFailure, SaysOneLineAndLeavesNothing) {
   ChildSetting setting = StylizeRun::withGpu();
   setting.variables["ASAN_OPTIONS"] = "detect_leaks=0"; // the runtime's readers of other kinds of networks leak
-  for (const FailureCase& failure : failureCases()) {
-    SCOPED_TRACE(failure.name);
-    pack(failure.package);
-    const auto names_before = run_.names();
-    expectFailure(run_.restyle(run_.inFolder(failure.arguments), setting), failure.exit_status, failure.said);
-    EXPECT_EQ(run_.names(), names_before);
-    EXPECT_EQ(readFile(run_.file("models") + "/model_st.bin"), failure.package);
+  for (auto [package, failure] : failureCases()) {
+    failure.arguments.insert(failure.arguments.begin(), {"%photo.png", "-o", "%out.png"});
+    pack(package);
+    run_.expectFailureOf(failure, setting);
+    EXPECT_EQ(readFile(run_.file("models") + "/model_st.bin"), package);
   }
 }
 
@@ -98,16 +89,10 @@ TEST_F(StylizeNeuralFailure, LoadingIsCancelledByTheSecondSignalAtOnce) {
     const fs::path unpacked = cache.path() / "vorin-stt" / kCartoonEntry;
     ChildSetting setting = StylizeRun::withGpu();
     StylizeRun::setCacheFolder(setting, cache.path());
-    setting.gets_signals = true;
-    ChildProcess child({StylizeRun::program(), run_.file("photo.png"), "-o", run_.file("out.png"), "--style", "cartoon",
-                        "--models", run_.file("models")},
-                       setting);
-    waitUntil([&] { return fs::exists(unpacked); });
-    child.signal(SIGINT);
-    if (twice) {
-      child.signal(SIGTERM);
-    }
-    const ChildResult result = child.wait();
+    const ChildResult result = runAndSignal(
+        {StylizeRun::program(), run_.file("photo.png"), "-o", run_.file("out.png"), "--style", "cartoon", "--models",
+         run_.file("models")},
+        setting, [&] { return fs::exists(unpacked); }, twice ? std::vector{SIGINT, SIGTERM} : std::vector{SIGINT});
     EXPECT_EQ(result.exit_status, 130);
     EXPECT_EQ(result.standard_error, "vorin-stylize: cancelled\n");
     EXPECT_EQ(result.standard_output, "");

@@ -25,29 +25,13 @@ bool softGpu() {
   return std::getenv("VORIN_SOFTGPU") != nullptr; // NOLINT(concurrency-mt-unsafe): the tests run on one thread
 }
 
-TEST(Devices, AreTheRuntimesGpus) {
+TEST(Devices, AreRequestedByKindAndHandedOutAlsoOnFailure) {
   const LogSetting setting(1);
   DebuggerOutput output;
   const Object object = makeObject();
-  const std::string log = output.take();
-  EXPECT_THAT(log, HasSubstr("====== sdk: [I] Create StyleTransfer object\n====== sdk: [I] Device CPU: "));
-  std::int32_t count = -1;
-  EXPECT_EQ(object->EnumDevice(nullptr, &count), VORIN_STATUS_OK);
-  if (softGpu()) {
-    ASSERT_EQ(count, 1);
-    SttDeviceInfo info = {};
-    EXPECT_EQ(object->EnumDevice(&info, &count), VORIN_STATUS_OK);
-    EXPECT_EQ(info.kind, SttDeviceIntegratedGpu);
-    EXPECT_STRNE(info.name, "");
-    EXPECT_THAT(log, HasSubstr(std::string("Device GPU: ") + info.name + "\n"));
-  }
-  EXPECT_EQ(count > 0, log.find("Device GPU") != std::string::npos);
-}
-
-TEST(Devices, AreRequestedByKindAndHandedOutAlsoOnFailure) {
-  const Object object = makeObject();
-  std::int32_t gpus = 0;
+  std::int32_t gpus = -1;
   object->EnumDevice(nullptr, &gpus);
+  EXPECT_EQ(gpus > 0, output.take().find("Device GPU: ") != std::string::npos);
   for (const std::int32_t kind : {0, 1, 8, 3, -5}) {
     SttDeviceRequest request = {kind, 42, "my request"};
     SttDeviceRecord* device = nullptr;
@@ -68,15 +52,11 @@ TEST(Devices, AreRequestedByKindAndHandedOutAlsoOnFailure) {
     EXPECT_EQ(object->CreateContext(device, &context), VORIN_STATUS_OK);
     EXPECT_EQ(context, object.get());
   }
-}
-
-TEST(Devices, RequestsWithATextThatFillsItsFieldBecomeNameless) {
-  const Object object = makeObject();
-  SttDeviceRequest request = {8, 0, {}};
-  std::memset(request.name, 'n', sizeof request.name);
-  SttDeviceRecord* device = nullptr;
-  object->CreateDevice(&request, &device);
-  EXPECT_STREQ(device->fullName, "");
+  SttDeviceRequest full = {8, 0, {}}; // a text that fills its field becomes none
+  std::memset(full.name, 'n', sizeof full.name);
+  SttDeviceRecord* nameless = nullptr;
+  object->CreateDevice(&full, &nameless);
+  EXPECT_STREQ(nameless->fullName, "");
 }
 
 TEST(Object, LogsItsWay) {

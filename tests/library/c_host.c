@@ -37,19 +37,27 @@ static void selectDevice(VorinSttHandle handle, SttDeviceRecord** device) {
   memcpy(&request, &list[0], sizeof request);
   EXPECT(vorin_SttCreateDevice(handle, &request, device) == VORIN_STATUS_OK);
   EXPECT(strncmp((*device)->deviceName, "GPU", 3) == 0);
-  EXPECT(strcmp((*device)->fullName, list[0].name) == 0);
+  EXPECT(list[0].name[0] != '\0' && strcmp((*device)->fullName, list[0].name) == 0);
 }
 
 static void configure(VorinSttHandle handle, VorinSttContext context) {
+  const int32_t defaults[] = {-1, -1, 0, 0, 0};
   const int32_t values[] = {SttStylePencilSketch, 0, kWidth, kHeight, 5};
+  int32_t value = -77;
   for (uint32_t key = 0; key < 5; ++key) {
-    int32_t value = -77;
+    EXPECT(vorin_SttGetConfig(handle, context, key, &value) == VORIN_STATUS_OK);
+    EXPECT(value == defaults[key]);
     EXPECT(vorin_SttSetConfig(handle, context, key, &values[key]) == VORIN_STATUS_OK);
     EXPECT(vorin_SttGetConfig(handle, context, key, &value) == VORIN_STATUS_OK);
     EXPECT(value == values[key]);
   }
   EXPECT(vorin_SttSetConfig(handle, context, SttCfgModelPath, "models") == VORIN_STATUS_OK);
-  EXPECT(vorin_SttSetConfig(handle, context, 6, &values[0]) == VORIN_STATUS_INVALID_PARAM);
+  EXPECT(vorin_SttGetConfig(handle, context, SttCfgModelPath, &value) == VORIN_STATUS_INVALID_PARAM);
+  for (uint32_t key = 6; key != 0; key *= 2) {
+    EXPECT(vorin_SttSetConfig(handle, context, key, &values[0]) == VORIN_STATUS_INVALID_PARAM);
+    EXPECT(vorin_SttGetConfig(handle, context, key, &value) == VORIN_STATUS_INVALID_PARAM);
+  }
+  EXPECT(value == 5);
 }
 
 static void restyle(VorinSttHandle handle, VorinSttContext context) {

@@ -1,6 +1,5 @@
 // The device table over made-up device lists, and the choice among made-up display adapters.
 #include "core/devices.h"
-#include "core/vendor.h"
 #include "support/log_lines.h"
 
 #include <gmock/gmock.h>

@@ -76,8 +76,8 @@ TEST_P(FilterDrawing, IsThePlainComputationsAtEveryWorkGroupEdgeAndSize) {
 TEST_P(FilterDrawing, KnowsNothingOfLargerFrames) {
   const int edge = engine_->workGroupEdge();
   for (int repeat = 0; repeat < 3; ++repeat) {
-    draw(plainPicture(2 * edge, 2 * edge, 255));
-    expectPlainDrawing(plainPicture(edge + 1, edge + 1, 200));
+    draw(Picture(2 * edge, 2 * edge, 255));
+    expectPlainDrawing(Picture(edge + 1, edge + 1, 200));
   }
 }
 

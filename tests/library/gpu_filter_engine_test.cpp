@@ -38,8 +38,8 @@ protected:
   }
 
   OpenClTestLayer layer_;
-  const Picture picture_ = plainPicture(8, 8, 100);
-  Picture output_ = plainPicture(8, 8, 7);
+  const Picture picture_{8, 8, 100};
+  Picture output_{8, 8, 7};
 };
 
 constexpr int kNone = -1;

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
-#include <memory>
 #include <thread>
 
 namespace vorin {

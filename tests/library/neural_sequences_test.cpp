@@ -96,23 +96,6 @@ private:
   cv::Size last_size_;
 };
 
-class NeuralSequencesTest : public testing::Test {
-protected:
-  Picture run(FramePipeline& pipeline, const Step& step, const Picture& frame) {
-    Picture look = randomPicture(6, 5, 100 + step.look);
-    const SttFrame look_frame = frameOf(look, {6, 5});
-    return restyled(pipeline, settingsOf(step, package_.folder()), frame, step.look == 0 ? nullptr : &look_frame);
-  }
-
-  Picture expect(Expectation& expectation, const Step& step, const Picture& frame) {
-    Picture look = randomPicture(6, 5, 100 + step.look);
-    const SttFrame look_frame = frameOf(look, {6, 5});
-    return expectation.frame(step, settingsOf(step, package_.folder()), frame, step.look == 0 ? nullptr : &look_frame);
-  }
-
-  TestPackage package_{allNetworks()};
-};
-
 const Step kJourney[] = {
     {0, 0, 1}, // the first frame
     {0, 0},    // smoothed, with the style image before
@@ -135,51 +118,51 @@ const Step kJourney[] = {
     {0, 0},
 };
 
-TEST_F(NeuralSequencesTest, EachFrameInheritsWhatItShould) {
+TEST(NeuralSequences, EachFrameInheritsWhatItShould) {
+  const TestPackage package(allNetworks());
   FramePipeline pipeline;
   Expectation expectation;
   Picture frame = randomPicture(kWidth, kHeight, 1);
   std::uint32_t number = 0;
   for (const Step& step : kJourney) {
     SCOPED_TRACE(testing::Message() << "frame " << number << ", style " << step.style_type << ", index " << step.style_index);
-    EXPECT_EQ(run(pipeline, step, frame), expect(expectation, step, frame));
+    const StyleSettings settings = settingsOf(step, package.folder());
+    Picture look = randomPicture(6, 5, 100 + step.look);
+    const SttFrame look_frame = frameOf(look, {6, 5});
+    const SttFrame* const look_or_none = step.look == 0 ? nullptr : &look_frame;
+    EXPECT_EQ(restyled(pipeline, settings, frame, look_or_none), expectation.frame(step, settings, frame, look_or_none));
     frame = movedPicture(frame, ++number);
   }
 }
 
 // A whole object, as the public interface hands it out.
-class NeuralObjectTest : public testing::Test {
-protected:
-  _VorinStatus prepare(std::int32_t type, std::int32_t index) {
-    configure(*object_, type, kWidth, kHeight);
-    object_->SetConfig(nullptr, SttCfgStyleIndex, &index);
-    object_->SetConfig(nullptr, SttCfgModelPath, package_.folder().c_str());
+TEST(NeuralSequences, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
+  const TestPackage package(allNetworks());
+  Object object = makeObject();
+  std::vector<std::string> lines;
+  const auto prepare = [&](std::int32_t type, std::int32_t index) {
+    configure(*object, type, kWidth, kHeight);
+    object->SetConfig(nullptr, SttCfgStyleIndex, &index);
+    object->SetConfig(nullptr, SttCfgModelPath, package.folder().c_str());
     LogLines log;
-    const _VorinStatus status = object_->Prepare(nullptr);
-    lines_ = log.take();
+    const _VorinStatus status = object->Prepare(nullptr);
+    lines = log.take();
     return status;
-  }
-
-  TestPackage package_{allNetworks()};
-  Object object_ = makeObject();
-  std::vector<std::string> lines_;
-};
-
-TEST_F(NeuralObjectTest, PreparesEachStyleOnceAndReportsFailuresAsOneStatus) {
+  };
   const std::string leave = "[V] exit StyleTransfer::Prepare";
   for (const auto& [type, index] : {std::pair(0, 0), std::pair(0, 1), std::pair(0, 2), std::pair(1, 0), std::pair(2, 0)}) {
     EXPECT_EQ(prepare(type, index), VORIN_STATUS_OK);
-    EXPECT_GT(lines_.size(), 8U);
-    EXPECT_EQ(lines_.back(), leave);
+    EXPECT_GT(lines.size(), 8U);
+    EXPECT_EQ(lines.back(), leave);
   }
-  std::filesystem::remove(package_.folder() + "/model_st.bin");
+  std::filesystem::remove(package.folder() + "/model_st.bin");
   for (const auto& [type, index] : {std::pair(0, 0), std::pair(0, -1), std::pair(0, 7), std::pair(1, 9), std::pair(2, 3)}) {
     EXPECT_EQ(prepare(type, index), VORIN_STATUS_OK);
-    EXPECT_THAT(lines_, ElementsAre("[V] enter StyleTransfer::Prepare", "[I] Init plugins", "[I] Init plugins, done", leave));
+    EXPECT_THAT(lines, ElementsAre("[V] enter StyleTransfer::Prepare", "[I] Init plugins", "[I] Init plugins, done", leave));
   }
-  object_ = makeObject();
+  object = makeObject();
   EXPECT_EQ(prepare(1, 0), VORIN_STATUS_FAILED);
-  const std::vector<std::string> last(lines_.end() - 3, lines_.end());
+  const std::vector<std::string> last(lines.end() - 3, lines.end());
   EXPECT_THAT(last, ElementsAre("[E] create model file error.", "[I] Init model failed", "[E] init error"));
 }
 

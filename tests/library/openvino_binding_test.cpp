@@ -120,7 +120,6 @@ TEST(OpenVinoBinding, ThrowsWhatTheRuntimeThrows) {
     std::string what;
     std::function<void()> action;
     std::string message;
-    bool is_the_runtimes = true;
   };
   ov::Core core;
   const std::shared_ptr<ov::Model> two = read(twoInputs());
@@ -136,7 +135,6 @@ TEST(OpenVinoBinding, ThrowsWhatTheRuntimeThrows) {
       {"setting it", [&] { core.set_property("CPU", ov::AnyMap(unknown)); }, "Unsupported property NONE"},
       {"no number", [&] { core.get_property("CPU", "FULL_DEVICE_NAME").as<int>(); }, "Could not convert"},
       {"no such input", [&] { two->input("x"); }, "Input for tensor name 'x' is not found"},
-      {"index of an input", [&] { two->input(5); }, "", false},
       {"one input of two", [&] { two->input(); }, "input() must be called on a Model with exactly one parameter"},
       {"a size not known", [&] { static_cast<void>(any_size->input().get_shape()); }, "to_shape was called on a dynamic shape"},
       {"dimension not there", [&] { any_size->input().get_partial_shape()[7].is_static(); }, "out-of-range"},
@@ -149,17 +147,9 @@ TEST(OpenVinoBinding, ThrowsWhatTheRuntimeThrows) {
       {"wrong type", [&] { request.set_input_tensor(bytes); }, "Failed to set tensor for input with precision: u8"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    try {
-      c.action();
-      ADD_FAILURE() << "does not throw";
-    } catch (const ov::Exception& error) {
-      EXPECT_TRUE(c.is_the_runtimes);
-      EXPECT_THAT(error.what(), HasSubstr(c.message));
-    } catch (const std::exception&) {
-      EXPECT_FALSE(c.is_the_runtimes);
-    }
+    EXPECT_THAT(c.action, ThrowsMessage<ov::Exception>(HasSubstr(c.message))) << c.what;
   }
+  EXPECT_THAT([&] { two->input(5); }, AllOf(Throws<std::exception>(), Not(Throws<ov::Exception>())));
 }
 
 } // namespace

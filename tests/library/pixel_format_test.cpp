@@ -25,6 +25,11 @@ void expectNear(std::uint8_t actual, std::uint8_t expected, int tolerance, const
       << what << " at " << x << ", " << y << ": " << int{actual} << " instead of " << int{expected};
 }
 
+// source: which channel becomes the first, the second and the third.
+void moveChannels(const cv::Mat& from, cv::Mat& to, const std::array<int, 3>& source, bool alpha_too) {
+  cv::mixChannels({from}, {to}, {source[0], 0, source[1], 1, source[2], 2, alpha_too ? 3 : source[0], alpha_too ? 3 : 0});
+}
+
 enum class Way { kNeural, kFilter };
 
 void deliver(Way way, SttFrame& output, const cv::Mat& result) {
@@ -63,16 +68,7 @@ TEST(HostInput, PackedFormatsAreReorderedAndLargerFramesOfFourBytesComeAtTheNetw
     const bool is_filter = each.way == Way::kFilter;
     const cv::Mat image = is_filter ? hostToFilterInput(frame, storage) : hostToNeuralInput(frame, buffers, each.network);
     cv::Mat expected(each.frame, is_filter ? CV_8UC4 : CV_8UC3, cv::Scalar::all(255));
-    for (int index = 0; index < each.frame.area(); ++index) {
-      const std::uint8_t* source = host.data + index * host.channels();
-      std::uint8_t* pixel = expected.data + index * expected.channels();
-      for (std::size_t c = 0; c < 3; ++c) {
-        pixel[c] = source[each.source[c]];
-      }
-      if (is_filter && host.channels() == 4) {
-        pixel[3] = source[3];
-      }
-    }
+    moveChannels(host, expected, each.source, is_filter && host.channels() == 4);
     if (each.is_resized) {
       cv::resize(expected.clone(), expected, each.network, 0.0, 0.0, cv::INTER_LINEAR);
     }
@@ -128,13 +124,10 @@ TEST(HostInput, VideoFormatsAreConvertedAndOnlyNv12OfANeuralStyleHonoursThePitch
   }
 }
 
-TEST(HostInput, UnknownFormatsGiveAnEmptyFilterImageAndYuy2OfOddWidthThrows) {
+TEST(HostInput, Yuy2OfOddWidthThrows) {
   std::vector<std::uint8_t> host(64);
   cv::Mat storage;
   PixelFormatBuffers buffers;
-  for (const std::uint32_t format : {0U, 4U, 7U, 0xFFFFFFFFU}) {
-    EXPECT_TRUE(hostToFilterInput(frameOver(host.data(), static_cast<SttPixelFormat>(format), 2, 2), storage).empty());
-  }
   for (const int width : {1, 3, 5}) {
     const SttFrame frame = frameOver(host.data(), VORIN_FMT_YUY2, width, 4);
     EXPECT_THROW(hostToFilterInput(frame, storage), cv::Exception) << width;
@@ -168,16 +161,9 @@ TEST_P(HostOutput, PackedFormatsMoveBytes) {
     EXPECT_TRUE(host.guardIntact());
     EXPECT_EQ(output.width, static_cast<std::uint32_t>(kWidth));
     EXPECT_EQ(output.height, static_cast<std::uint32_t>(kHeight));
-    for (int index = 0; index < kWidth * kHeight; ++index) {
-      const std::uint8_t* pixel = result.data + index * channels();
-      const std::uint8_t* delivered = host.data() + index * test.channels;
-      for (std::size_t c = 0; c < 3; ++c) {
-        ASSERT_EQ(delivered[c], pixel[test.source[c]]) << "format " << test.format << ", pixel " << index;
-      }
-      if (test.channels == 4) {
-        ASSERT_EQ(delivered[3], isNeural() ? 255 : pixel[3]);
-      }
-    }
+    cv::Mat expected(kHeight, kWidth, CV_8UC(test.channels), cv::Scalar::all(255));
+    moveChannels(result, expected, test.source, test.channels == 4 && !isNeural());
+    EXPECT_EQ(cv::norm(cv::Mat(expected.size(), expected.type(), host.data()), expected, cv::NORM_INF), 0) << test.format;
   }
 }
 
@@ -192,21 +178,6 @@ TEST_P(HostOutput, UnknownFormatsLeaveThePixelsAndTellTheSize) {
     EXPECT_EQ(output.width, 6U);
     EXPECT_EQ(output.height, 4U);
   }
-}
-
-TEST_P(HostOutput, OfNothingCopiesNothingInTheEnginesOwnFormatAndThrowsInTheOthers) {
-  GuardedBuffer host(64);
-  for (const SttPixelFormat format : {VORIN_FMT_BGR24, VORIN_FMT_BGRA, VORIN_FMT_RGBA, VORIN_FMT_YUY2, VORIN_FMT_NV12}) {
-    SttFrame output = frameOver(host.data(), format, 3, 3, 8);
-    if (format == (isNeural() ? VORIN_FMT_BGR24 : VORIN_FMT_BGRA)) {
-      deliver(GetParam(), output, cv::Mat());
-      EXPECT_EQ(output.width, 0U);
-    } else {
-      EXPECT_THROW(deliver(GetParam(), output, cv::Mat()), cv::Exception) << format;
-      EXPECT_EQ(output.width, 3U);
-    }
-  }
-  EXPECT_TRUE(host.untouched());
 }
 
 TEST_P(HostOutput, Yuy2TakesTheChromaOfEvenPixels) {

@@ -1,4 +1,4 @@
-// Which file of a package serves a style, on which device, and which file holds its weights.
+// Which file of a package serves a style, and on which device.
 #include "neural/style_catalogue.h"
 
 #include <gtest/gtest.h>
@@ -48,15 +48,6 @@ TEST(StyleCatalogue, TakesOneQuantisedMarkOutForDevicesThatDoNotReportInt8) {
   for (const auto& [name, capabilities, adapted] : cases) {
     EXPECT_EQ(adaptNameToDevice(name, capabilities), adapted) << name << " for" << capabilities;
   }
-}
-
-TEST(StyleCatalogue, NamesTheWeightsAfterTheLastDot) {
-  EXPECT_EQ(modelpack::weightsEntry("cartoon_model_slim5.xml"), "cartoon_model_slim5.bin");
-  EXPECT_EQ(modelpack::weightsEntry("a.b.xml"), "a.b.bin");
-  EXPECT_EQ(modelpack::weightsEntry("a."), "a.bin");
-  EXPECT_EQ(modelpack::weightsEntry(".xml"), ".bin");
-  EXPECT_EQ(modelpack::weightsEntry("without"), "without.bin");
-  EXPECT_EQ(modelpack::weightsEntry(""), ".bin");
 }
 
 } // namespace

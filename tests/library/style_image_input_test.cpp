@@ -26,14 +26,13 @@ constexpr double kExact = 1e-6;
 
 class StyleImageInputTest : public testing::Test {
 protected:
-  void SetUp() override { load(engine_, false); }
-
-  static void load(NeuralEngine& engine, bool style_first) {
+  // The style is the first input here and the second in other tests: it is found by its name.
+  void SetUp() override {
     TransferNetwork style{.width = kWidth, .height = kHeight, .style_width = kWidth, .style_height = kHeight};
     style.content_gain = 0;
-    style.style_first = style_first;
+    style.style_first = true;
     const TestPackage package({networkFiles(kTransfer540, style)});
-    ASSERT_EQ(engine.load("GPU", SttStyleTransfer, 2, 0, 0, package.folder()), VORIN_STATUS_OK);
+    ASSERT_EQ(engine_.load("GPU", SttStyleTransfer, 2, 0, 0, package.folder()), VORIN_STATUS_OK);
   }
 
   _VorinStatus bind(Picture bytes, std::uint32_t format, cv::Size size = {kWidth, kHeight}) {
@@ -47,10 +46,8 @@ protected:
   }
 
   // How far the network's style is from the picture's.
-  double distanceTo(const Picture& picture) { return distance(engine_, picture); }
-
-  static double distance(NeuralEngine& engine, const Picture& picture) {
-    const ov::Tensor output = engine.infer(cv::Mat(kHeight, kWidth, CV_8UC3, cv::Scalar::all(50)));
+  double distanceTo(const Picture& picture) {
+    const ov::Tensor output = engine_.infer(cv::Mat(kHeight, kWidth, CV_8UC3, cv::Scalar::all(50)));
     const Planes seen(output.data<float>(), output.data<float>() + output.get_size());
     return greatestDifference(seen, planesOf(picture, styleValue));
   }
@@ -130,29 +127,6 @@ TEST_F(StyleImageInputTest, AnImageStaysInForceUntilTheNext) {
   EXPECT_THROW(bind(first, VORIN_FMT_BGR24, {0, 0}), cv::Exception);
   EXPECT_THROW(bind(Picture(500), VORIN_FMT_NV12, {7, 6}), cv::Exception); // no half pixels in 4:2:0
   EXPECT_LT(distanceTo(second), kExact);
-}
-
-TEST_F(StyleImageInputTest, TheStyleInputIsFoundByItsName) {
-  NeuralEngine other;
-  load(other, true);
-  Picture picture = randomPicture(kWidth, kHeight, 7);
-  ASSERT_EQ(other.bindStyleImage(frameOf(picture, {kWidth, kHeight})), VORIN_STATUS_OK);
-  bind(Picture(picture.size()), VORIN_FMT_BGR24); // of another engine
-  EXPECT_LT(distance(other, picture), kExact);
-}
-
-TEST(StyleImageInput, OtherStylesTakeNone) {
-  const TestPackage package({networkFiles(kCartoon, FixedNetwork{})});
-  Picture pixel(3);
-  NeuralEngine fresh;
-  NeuralEngine cartoon;
-  ASSERT_EQ(cartoon.load("GPU", SttStyleCartoon, 0, 0, 0, package.folder()), VORIN_STATUS_OK);
-  for (NeuralEngine* engine : {&fresh, &cartoon}) {
-    LogLines log;
-    EXPECT_EQ(engine->bindStyleImage(frameOf(pixel, {1, 1})), VORIN_STATUS_INVALID_PARAM);
-    EXPECT_TRUE(log.take().empty());
-  }
-  EXPECT_NO_THROW(cartoon.infer(cv::Mat(7, 13, CV_8UC3, cv::Scalar::all(1))));
 }
 
 // A network without a style input fails to load, but the engine knows its style and its inputs by then.

@@ -23,20 +23,9 @@ using testing::HasSubstr;
 
 constexpr Size kSize = {38, 34}; // no side below the 32 at which networks work
 
-// Pixels in pairs of one colour, so that layouts in which neighbours share colour lose nothing.
-Picture pairsOfNoise(Size size, std::uint64_t seed) {
-  Picture picture(PixelLayout::kBgra, size);
-  cv::Mat pixels = matOver(picture);
-  cv::RNG random(seed);
-  for (int row = 0; row < size.height; ++row) {
-    for (int column = 0; column < size.width; ++column) {
-      auto& pixel = pixels.at<cv::Vec4b>(row, column);
-      const bool is_repeated = column % 2 == 1 || row % 2 == 1;
-      const auto level = [&] { return static_cast<std::uint8_t>(random.uniform(40, 216)); };
-      pixel = is_repeated ? pixels.at<cv::Vec4b>(row - row % 2, column - column % 2) : cv::Vec4b(level(), level(), level(), 255);
-    }
-  }
-  return picture;
+// Of colours that every layout can hold.
+Picture pairsOfNoise(Size size, std::uint32_t seed) {
+  return pictureFromBgr(blockPicture(size.width, size.height, 3, seed) * 0.68 + cv::Scalar::all(40));
 }
 
 // The same picture in another layout, YUV by its definition.
@@ -69,9 +58,7 @@ Picture inLayout(const Picture& bgra, PixelLayout layout) {
 // A different gain for each network, so that results show which one ran.
 class Restylers : public testing::Test {
 protected:
-  RestylerOptions options(Style style) const {
-    return {.style = style, .network = {}, .models = package_.folder(), .size = {}, .device = Device::kSoftware};
-  }
+  RestylerOptions options(Style style) const { return softwareOptions(style, package_.folder()); }
 
   TemporaryFolder folder_;
   TestPackage package_{

@@ -30,9 +30,7 @@ public:
     object_ = makeObject();
     return prepareAgain();
   }
-  bool prepareAgain() {
-    return prepareStyle(*object_, style_, kWidth, kHeight, package_folder_);
-  }
+  bool prepareAgain() { return prepareStyle(*object_, style_, kWidth, kHeight, package_folder_); }
   bool hasObject() const { return object_ != nullptr; }
 
   // The result, BGRA, of the frame of this number.

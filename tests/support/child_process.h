@@ -1,7 +1,11 @@
 // Runs a program as a user's shell would, and returns its exit status and output.
 #pragma once
 
+#include "support/test_environment.h"
+
+#include <csignal>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -38,5 +42,17 @@ private:
   struct Running;
   std::unique_ptr<Running> running_;
 };
+
+// Runs a program, and sends it the signals, one after the other, as soon as the condition holds.
+inline ChildResult runAndSignal(const std::vector<std::string>& arguments, ChildSetting setting,
+                                const std::function<bool()>& condition, const std::vector<int>& signals = {SIGINT}) {
+  setting.gets_signals = true;
+  ChildProcess child(arguments, setting);
+  waitUntil(condition);
+  for (const int number : signals) {
+    child.signal(number);
+  }
+  return child.wait();
+}
 
 } // namespace vorin::tests

@@ -128,12 +128,6 @@ Picture testPicture(int width, int height, std::uint32_t seed) {
   return picture;
 }
 
-Picture plainPicture(int width, int height, std::uint8_t value) {
-  Picture picture(width, height);
-  std::fill(picture.bytes.begin(), picture.bytes.end(), value);
-  return picture;
-}
-
 Picture padded(const Picture& picture, int edge) {
   Picture result((picture.width + edge - 1) / edge * edge, (picture.height + edge - 1) / edge * edge);
   for (int y = 0; y < picture.height; ++y) {

@@ -19,17 +19,14 @@ struct Picture {
   int height = 0;
   std::vector<std::uint8_t> bytes;
 
-  Picture(int width_, int height_)
-      : width(width_), height(height_), bytes(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4) {}
+  Picture(int width_, int height_, std::uint8_t value = 0)
+      : width(width_), height(height_), bytes(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4, value) {}
   std::size_t offset(int x, int y) const { return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + x) * 4; }
 };
 
 // A picture that reaches all branches of the filters: slow gradients, noise of several strengths, hard edges, areas of full black
 // and full white, and alpha values of every size.
 Picture testPicture(int width, int height, std::uint32_t seed);
-
-// Every byte the same.
-Picture plainPicture(int width, int height, std::uint8_t value);
 
 // The picture in the top left corner of a larger one that is 0 elsewhere, each size raised to a multiple of `edge`.
 Picture padded(const Picture& picture, int edge);

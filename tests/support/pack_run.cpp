@@ -58,12 +58,8 @@ void PackTest::expectRefusal(const std::vector<std::string>& arguments, int stat
 void PackTest::expectCancelledBy(int signal) const {
   writeFile(pack_.file("large"), "");
   fs::resize_file(pack_.file("large"), 0x40000000); // large enough for the signal to arrive during the work
-  ChildSetting setting = pack_.setting();
-  setting.gets_signals = true;
-  ChildProcess process({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, setting);
-  waitUntil([&] { return !pack_.leftovers().empty(); });
-  process.signal(signal);
-  const ChildResult result = process.wait();
+  const ChildResult result = runAndSignal({VORIN_PACK_PROGRAM, "build", "model_st.bin", "--name", "large=large"}, pack_.setting(),
+                                          [&] { return !pack_.leftovers().empty(); }, {signal});
   EXPECT_EQ(result.exit_status, 130) << signal;
   EXPECT_EQ(result.standard_error, "vorin-pack: cancelled\n");
   EXPECT_FALSE(fs::exists(pack_.file("model_st.bin")));

@@ -2,8 +2,7 @@
 #pragma once
 
 #include "support/child_process.h"
-#include "support/package_bytes.h"
-#include "support/test_environment.h"
+#include "support/test_networks.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +20,13 @@ public:
 
   std::map<std::string, std::string> content() const { return contentOf(folder()); }
 
+  // Writes NAME.xml and NAME.bin.
+  void save(const std::string& name, const IrNetwork& network) const {
+    for (const NamedContent& half : networkFiles(name, network)) {
+      writeFile(file(half.name), half.content);
+    }
+  }
+
   // Runs the program in the folder, so that relative names are names of files there.
   ChildResult run(const std::vector<std::string>& arguments) const;
   ChildSetting setting() const;
@@ -33,8 +39,11 @@ private:
   TemporaryFolder temporary_;
 };
 
+// The folder holds the network net.xml.
 class PackTest : public testing::Test {
 protected:
+  PackTest() { pack_.save("net", makeNetwork(FixedNetwork{})); }
+
   // The entries of model_st.bin with their contents.
   std::vector<NamedContent> entries() const { return entriesOf(readFile(pack_.file("model_st.bin"))); }
 

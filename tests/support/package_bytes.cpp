@@ -14,6 +14,8 @@ std::string numberBytes(std::uint32_t value) {
           static_cast<char>(value >> 24U)};
 }
 
+} // namespace
+
 std::uint32_t numberAt(const std::string& bytes, std::size_t position) {
   std::uint32_t value = 0;
   for (std::size_t index = 4; index-- > 0;) {
@@ -21,8 +23,6 @@ std::uint32_t numberAt(const std::string& bytes, std::size_t position) {
   }
   return value;
 }
-
-} // namespace
 
 void PrintTo(const NamedContent& entry, std::ostream* stream) {
   *stream << entry.name << " (" << entry.content.size() << " bytes)";

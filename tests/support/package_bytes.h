@@ -20,6 +20,7 @@ struct NamedContent {
 void PrintTo(const NamedContent& entry, std::ostream* stream);
 
 std::string recordBytes(const std::string& name, std::uint32_t size_bytes, std::uint32_t offset_bytes);
+std::uint32_t numberAt(const std::string& bytes, std::size_t position);
 std::string scrambled(std::string plain);
 
 // A sound package with the entries in this order.

@@ -3,7 +3,6 @@
 
 #include "support/guarded_buffer.h"
 
-#include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
 #include <algorithm>

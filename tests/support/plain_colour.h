@@ -40,9 +40,9 @@ inline Yuv fullYuv(const Bgr& c) {
 }
 
 // A picture of blocks of 2 x 2 equal pixels, so that 4:2:0 and 4:2:2 chroma are the same wherever a converter samples it.
-inline cv::Mat blockPicture(int width, int height, int channels) {
+inline cv::Mat blockPicture(int width, int height, int channels, std::uint32_t seed = 4711) {
   cv::Mat picture(height, width, CV_8UC(channels));
-  std::mt19937 random(4711);
+  std::mt19937 random(seed);
   for (int y = 0; y < height; ++y) {
     for (int byte = 0; byte < width * channels; ++byte) {
       const bool is_odd_column = byte / channels % 2 == 1;

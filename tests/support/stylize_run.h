@@ -29,13 +29,20 @@ testing::AssertionResult areEqual(const cv::Mat& a, const cv::Mat& b, double tol
 // Expects a run that ended with the status and printed only one line on standard error, which holds the text.
 void expectFailure(const ChildResult& result, int exit_status, const std::string& said);
 
+struct FailureCase {
+  std::string name;
+  std::vector<std::string> arguments; // a "%" in front stands for the folder
+  int exit_status;
+  std::string said; // part of the one line
+};
+
 class StylizeRun {
 public:
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::string file(const std::string& name) const { return (folder() / name).string(); }
   std::set<std::string> names() const { return namesIn(folder()); }
-  // The arguments, where a "%" in front stands for the folder.
-  std::vector<std::string> inFolder(std::vector<std::string> arguments) const;
+  // Expects the failure, and the folder to hold what it held.
+  void expectFailureOf(const FailureCase& failure, const ChildSetting& setting) const;
 
   // Writes the picture of makePicture into the folder and returns its path.
   std::string image(const std::string& name, cv::Size size = {61, 47}) const;
@@ -49,9 +56,6 @@ public:
   static std::string program() { return VORIN_STYLIZE_PROGRAM; }
   static std::filesystem::path buildFolder() { return std::filesystem::path(program()).parent_path(); }
   static ChildResult run(std::vector<std::string> arguments, const ChildSetting& setting = withGpu());
-  // Also sends Ctrl-C, as soon as the condition holds.
-  static ChildResult runCancelled(std::vector<std::string> arguments, ChildSetting setting,
-                                  const std::function<bool()>& condition);
   // Restyles photo.png into out.png.
   ChildResult restyle(std::vector<std::string> more, const ChildSetting& setting = withGpu()) const;
 

@@ -1,7 +1,6 @@
 // The system's functions that the tests use: implemented once in posix/ and once in windows/.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>

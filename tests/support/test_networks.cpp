@@ -1,7 +1,7 @@
 #include "support/test_networks.h"
 
-#include <algorithm>
 #include <filesystem>
+#include <regex>
 
 namespace vorin::tests {
 namespace {
@@ -80,16 +80,10 @@ void TestPackage::write(const std::vector<std::vector<NamedContent>>& networks) 
 }
 
 std::vector<std::string> unpackedNetworkFiles() {
-  std::vector<std::string> found;
-  for (const char* name : {kTransfer512, kTransfer540, kTransfer256, kLightGrey, kCartoon}) {
-    for (const char* ending : {".xml", ".bin", "_int8.xml", "_int8.bin"}) {
-      if (std::filesystem::exists(inProgramFolder(std::string(name) + ending))) {
-        found.push_back(std::string(name) + ending);
-      }
-    }
-  }
-  std::sort(found.begin(), found.end());
-  return found;
+  std::set<std::string> names = namesIn(programFolder());
+  const std::regex unpacked("(ensemble_out|model_lightgrey|cartoon_model).*\\.(xml|bin)");
+  std::erase_if(names, [&](const std::string& name) { return !std::regex_match(name, unpacked); });
+  return {names.begin(), names.end()};
 }
 
 void removeUnpackedNetworkFiles() {

@@ -1,5 +1,5 @@
-// The log's dealings with Windows: the switch in the registry as other programs write it, the place and the form of the file, the
-// test of its folder, and what the C runtime makes of a text that does not fit.
+// The log's dealings with Windows: the switch in the registry as other programs write it, the place and the form of the file, and
+// what the C runtime makes of a text that does not fit.
 #include "core/log.h"
 #include "platform/platform.h"
 #include "support/test_environment.h"
@@ -52,19 +52,6 @@ TEST_F(LogOnWindows, FileIsBelowTheApplicationDataAndHasLinesOfText) {
     closeLog();
     EXPECT_EQ(tests::readFile(setting_.logFile()), std::string("====== sdk: [I] ") + run + "\r\n");
   }
-}
-
-TEST_F(LogOnWindows, FolderTestAndFileTakeTheSeparatorsThatTheLogGives) {
-  const std::string folder = setting_.appDataFolder().string() + "\\temp\\";
-  EXPECT_FALSE(platform::isFolder(folder));
-  EXPECT_TRUE(platform::makeFolder(folder));
-  EXPECT_TRUE(platform::isFolder(folder));
-  EXPECT_FALSE(platform::makeFolder(folder)); // exists: had the test failed, the log would be off
-  std::FILE* const file = platform::openTextForWriting(folder + "\\logstt.txt");
-  ASSERT_NE(file, nullptr);
-  EXPECT_TRUE(std::filesystem::exists(setting_.logFile()));
-  EXPECT_EQ(std::fclose(file), 0);
-  EXPECT_FALSE(platform::isFolder(setting_.logFile().string() + "\\"));
 }
 
 bool format(std::string& buffer, const char* text, ...) {

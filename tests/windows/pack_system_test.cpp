@@ -1,5 +1,4 @@
 // vorin-pack on Windows: its limits there, and reserved names.
-#include "support/pack_networks.h"
 #include "support/pack_run.h"
 
 namespace vorin::tests {
@@ -8,7 +7,7 @@ namespace {
 class PackOnWindows : public PackTest {};
 
 TEST_F(PackOnWindows, SaysThatItDoesNotConvertOnnx) {
-  writeFile(pack_.file("net.onnx"), onnxBytes());
+  fs::copy_file(VORIN_TEST_ONNX, pack_.file("net.onnx"));
   expectRefusal({"build", "model_st.bin", "net.onnx"}, 1,
                 "'net.onnx' is ONNX, which this build of vorin-pack cannot turn into OpenVINO IR: convert it with ovc");
 }
@@ -27,7 +26,6 @@ TEST_F(PackOnWindows, ExtractsNoNamesThatAreNoFiles) {
 }
 
 TEST_F(PackOnWindows, RefusesDevicesAsTargets) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   expectRefusal({"build", "NUL", "net.xml", "--overwrite"}, 1, "'NUL' ");
 }
 

@@ -1,5 +1,4 @@
 // vorin-pack with features that only these systems have: links, devices, limits of the shell, signals that ask a program to end.
-#include "support/pack_networks.h"
 #include "support/pack_run.h"
 
 #include <gmock/gmock.h>
@@ -14,13 +13,11 @@ using namespace testing;
 class PackOnPosix : public PackTest {};
 
 TEST_F(PackOnPosix, RefusesTargetsThatAreNoFiles) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   expectRefusal({"build", "/dev/null", "net.xml", "--overwrite"}, 1, "'/dev/null' is not a file that can be replaced");
   expectRefusal({"build", "/proc/model_st.bin", "net.xml"}, 1, "'/proc/model_st.bin' cannot be written (");
 }
 
 TEST_F(PackOnPosix, KeepsALinkAndReplacesItsFile) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   writeFile(pack_.file("real.bin"), "old");
   fs::create_symlink("real.bin", pack_.file("model_st.bin"));
   build({"--overwrite", "net.xml"}, "vorin-pack: wrote 'model_st.bin' with 2 entries\n");
@@ -29,7 +26,6 @@ TEST_F(PackOnPosix, KeepsALinkAndReplacesItsFile) {
 }
 
 TEST_F(PackOnPosix, LeavesNothingWhereThereIsNoRoom) {
-  saveNetwork(fixedStyleRecipe(), pack_.file("net.xml"));
   writeFile(pack_.file("large"), randomBytes(200000, 4));
   const std::string line = "ulimit -f 64; exec '" VORIN_PACK_PROGRAM "' build model_st.bin net.xml --name large=large";
   const ChildResult result = ChildProcess({"/bin/sh", "-c", line}, pack_.setting()).wait();

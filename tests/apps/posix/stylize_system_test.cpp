@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <csignal>
 #include <fstream>
 #include <thread>
 #include <unistd.h>
@@ -138,13 +137,10 @@ TEST(StylizeOnPosix, TooLittleMemoryOrDiskIsSaidBeforehand) {
 // nohup ignores SIGHUP like this, and a shell SIGINT for background jobs.
 TEST(StylizeOnPosix, IgnoredSignalsStayIgnored) {
   const StylizeRun run;
-  ChildProcess child({"sh", "-c", "trap '' INT HUP; exec \"$@\"", "sh", StylizeRun::program(),
-                      run.image("photo.bmp", {4000, 3000}), "-o", run.file("out.bmp"), "--style", "stipple", "--quiet"},
-                     StylizeRun::withGpu());
-  waitUntil([&] { return run.names().size() == 2; });
-  child.signal(SIGINT);
-  child.signal(SIGHUP);
-  const ChildResult result = child.wait();
+  const ChildResult result =
+      runAndSignal({"sh", "-c", "trap '' INT HUP; exec \"$@\"", "sh", StylizeRun::program(), run.image("photo.bmp", {4000, 3000}),
+                    "-o", run.file("out.bmp"), "--style", "stipple", "--quiet"},
+                   StylizeRun::withGpu(), [&] { return run.names().size() == 2; }, {SIGINT, SIGHUP});
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_EQ(result.standard_error, "");
 }
@@ -154,12 +150,13 @@ TEST(StylizeOnPosix, WaitingForAPipeIsCancelledAtOnce) {
   const StylizeRun run;
   ChildSetting setting = StylizeRun::withoutGpu();
   setting.working_folder = run.folder();
-  ChildProcess child({"sh", "-c", "mkfifo pipe && exec 3<>pipe && exec \"$@\" <pipe", "sh", StylizeRun::program(), "-", "-o",
-                      "out.mkv", "--style", "pencil"},
-                     setting);
-  std::this_thread::sleep_for(std::chrono::seconds(1)); // nothing shows that it waits
-  child.signal(SIGINT);
-  const ChildResult result = child.wait();
+  const auto wait = [] { // nothing shows that it waits
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    return true;
+  };
+  const ChildResult result = runAndSignal({"sh", "-c", "mkfifo pipe && exec 3<>pipe && exec \"$@\" <pipe", "sh",
+                                           StylizeRun::program(), "-", "-o", "out.mkv", "--style", "pencil"},
+                                          setting, wait);
   EXPECT_EQ(result.exit_status, 130);
   EXPECT_EQ(result.standard_error, "vorin-stylize: cancelled\n");
 }

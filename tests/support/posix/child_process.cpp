@@ -1,27 +1,15 @@
 #include "support/child_process.h"
 
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace vorin::tests {
 namespace {
-
-std::string contentOf(int descriptor) {
-  std::string content;
-  std::array<char, 4096> part{};
-  lseek(descriptor, 0, SEEK_SET);
-  for (ssize_t bytes = 0; (bytes = read(descriptor, part.data(), part.size())) > 0;) {
-    content.append(part.data(), static_cast<std::size_t>(bytes));
-  }
-  return content;
-}
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& arguments, const ChildSetting& setting) {
   // What a signal does must not depend on how the tests were started.
@@ -46,36 +34,30 @@ std::string contentOf(int descriptor) {
 
 } // namespace
 
-// The files have no name; the child writes them and the test reads them afterwards.
 struct ChildProcess::Running {
-  Running(int output_file, int error_file) : output(output_file), error(error_file) {}
   ~Running() {
     if (id > 0) {
       kill(id, SIGKILL);
       waitpid(id, nullptr, 0);
     }
-    close(output);
-    close(error);
   }
-  Running(const Running&) = delete;
-  Running& operator=(const Running&) = delete;
 
+  TemporaryFolder folder; // of the files that the child writes and the test reads afterwards
+  fs::path output = folder.path() / "output";
+  fs::path error = folder.path() / "error";
   pid_t id = 0; // 0 before the start and after the end
-  int output;
-  int error;
 };
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
-    : running_(std::make_unique<Running>(setting.standard_output ? open(setting.standard_output->c_str(), O_WRONLY | O_CLOEXEC)
-                                                                 : memfd_create("output", MFD_CLOEXEC),
-                                         memfd_create("error", MFD_CLOEXEC))) {
+    : running_(std::make_unique<Running>()) {
   running_->id = fork();
-  if (running_->id < 0 || running_->output < 0 || running_->error < 0) {
+  if (running_->id < 0) {
     throw std::runtime_error("cannot start a child process");
   }
   if (running_->id == 0) {
-    dup2(running_->output, STDOUT_FILENO);
-    dup2(running_->error, STDERR_FILENO);
+    constexpr int kNewFile = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+    dup2(open(setting.standard_output.value_or(running_->output).c_str(), kNewFile, 0600), STDOUT_FILENO);
+    dup2(open(running_->error.c_str(), kNewFile, 0600), STDERR_FILENO);
     becomeProgram(arguments, setting);
   }
 }
@@ -90,7 +72,7 @@ ChildResult ChildProcess::wait() {
   int status = 0;
   waitpid(running_->id, &status, 0);
   running_->id = 0;
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(running_->output), contentOf(running_->error)};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(running_->output), readFile(running_->error)};
 }
 
 } // namespace vorin::tests

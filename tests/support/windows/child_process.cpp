@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cwctype>
+#include <list>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -43,35 +43,6 @@ std::wstring commandLine(const std::vector<std::string>& arguments) {
     line += (line.empty() ? L"" : L" ") + quoted(wide(argument));
   }
   return line;
-}
-
-std::wstring upper(std::wstring name) {
-  std::transform(name.begin(), name.end(), name.begin(),
-                 [](wchar_t letter) { return static_cast<wchar_t>(std::towupper(letter)); });
-  return name;
-}
-
-std::wstring environmentWith(const std::map<std::string, std::optional<std::string>>& changes) {
-  std::map<std::wstring, std::wstring> variables; // by their names in capitals, which is the order that a program gets them in
-  const std::unique_ptr<wchar_t, decltype(&FreeEnvironmentStringsW)> block(GetEnvironmentStringsW(), FreeEnvironmentStringsW);
-  for (const wchar_t* variable = block.get(); *variable != L'\0'; variable += std::wcslen(variable) + 1) {
-    const std::wstring text = variable;
-    if (!text.starts_with(L'=')) { // the current folders of the drives have no name
-      variables[upper(text.substr(0, text.find(L'=')))] = text;
-    }
-  }
-  for (const auto& [name, value] : changes) {
-    if (value) {
-      variables[upper(wide(name))] = wide(name) + L"=" + wide(*value);
-    } else {
-      variables.erase(upper(wide(name)));
-    }
-  }
-  std::wstring changed;
-  for (const auto& [name, text] : variables) {
-    changed += text + L'\0';
-  }
-  return changed + L'\0';
 }
 
 Handle openFile(const fs::path& path, DWORD access, DWORD disposition) {
@@ -120,8 +91,7 @@ private:
   void* console_ = nullptr;
 };
 
-Handle startProgram(std::wstring line, std::wstring environment, const ChildSetting& setting, const Console* console,
-                    HANDLE output, HANDLE error) {
+Handle startProgram(std::wstring line, const ChildSetting& setting, const Console* console, HANDLE output, HANDLE error) {
   const Handle input = openFile("NUL", GENERIC_READ, OPEN_EXISTING);
   STARTUPINFOEXW startup{};
   startup.StartupInfo.cb = sizeof startup;
@@ -139,10 +109,14 @@ Handle startProgram(std::wstring line, std::wstring environment, const ChildSett
     InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size_bytes);
     UpdateProcThreadAttribute(startup.lpAttributeList, 0, kConsole, console->get(), sizeof(void*), nullptr, nullptr);
   }
+  std::list<ScopedVariable> variables; // the child inherits them
+  for (const auto& [name, value] : setting.variables) {
+    variables.emplace_back(name, value);
+  }
   PROCESS_INFORMATION process{};
-  const BOOL is_started = CreateProcessW(
-      nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT, environment.data(),
-      setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(), &startup.StartupInfo, &process);
+  const BOOL is_started =
+      CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT, nullptr,
+                     setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(), &startup.StartupInfo, &process);
   if (console != nullptr) {
     DeleteProcThreadAttributeList(startup.lpAttributeList);
   }
@@ -182,8 +156,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
   if (setting.gets_signals) {
     running_->console.emplace();
   }
-  running_->process = startProgram(commandLine(arguments), environmentWith(setting.variables), setting,
-                                   running_->console ? &*running_->console : nullptr, output.get(), error.get());
+  running_->process =
+      startProgram(commandLine(arguments), setting, running_->console ? &*running_->console : nullptr, output.get(), error.get());
 }
 
 ChildProcess::~ChildProcess() = default;
