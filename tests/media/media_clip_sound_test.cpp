@@ -9,8 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
-#include <numeric>
-#include <set>
 #include <tuple>
 
 namespace vorin::media {

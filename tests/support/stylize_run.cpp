@@ -39,14 +39,17 @@ void expectFailure(const ChildResult& result, int exit_status, const std::string
 void StylizeRun::expectFailureOf(const FailureCase& failure, const ChildSetting& setting) const {
   SCOPED_TRACE(failure.name);
   const std::set<std::string> names_before = names();
-  std::vector<std::string> arguments = failure.arguments;
+  expectFailure(run(inFolder(failure.arguments), setting), failure.exit_status, failure.said);
+  EXPECT_EQ(names(), names_before);
+}
+
+std::vector<std::string> StylizeRun::inFolder(std::vector<std::string> arguments) const {
   for (std::string& argument : arguments) {
     if (argument.starts_with('%')) {
       argument = file(argument.substr(1));
     }
   }
-  expectFailure(run(arguments, setting), failure.exit_status, failure.said);
-  EXPECT_EQ(names(), names_before);
+  return arguments;
 }
 
 std::string StylizeRun::image(const std::string& name, cv::Size size) const {

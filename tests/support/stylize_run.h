@@ -41,6 +41,8 @@ public:
   const std::filesystem::path& folder() const { return folder_.path(); }
   std::string file(const std::string& name) const { return (folder() / name).string(); }
   std::set<std::string> names() const { return namesIn(folder()); }
+  std::vector<std::string> inFolder(std::vector<std::string> arguments) const; // a "%" in front stands for the folder
+
   // Expects the failure, and the folder to hold what it held.
   void expectFailureOf(const FailureCase& failure, const ChildSetting& setting) const;
 
