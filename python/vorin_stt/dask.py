@@ -146,6 +146,8 @@ def do_units(client: distributed.Client, arguments: argparse.Namespace, state: d
     cloudpickle.register_pickle_by_value(unit_plugin)
     plugin = unit_plugin.UnitPlugin(arguments.job, arguments.program, arguments.models, arguments.local or 0)
     client.register_plugin(plugin)
+    if not client.scheduler_info()["workers"]:
+        tell("no worker has joined yet: waiting; start some with dask worker ADDRESS --nthreads 1")
     frames = {unit["id"]: unit["frames"] for unit in state["units"] if unit["state"] != "done"}
     progress = Progress(len(state["units"]), state["frames"], len(state["units"]) - len(frames), state["frames_done"])
     task = unit_task(plugin.name)
