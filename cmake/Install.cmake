@@ -45,7 +45,7 @@ if(TARGET vorin_media)
     EXPORT vorin_sttTargets
     LIBRARY COMPONENT media NAMELINK_COMPONENT development)
   install(
-    FILES ${PROJECT_SOURCE_DIR}/include/vorin_media.hpp ${PROJECT_SOURCE_DIR}/include/vorin_picture.hpp
+    FILES ${PROJECT_SOURCE_DIR}/include/vorin_media.hpp ${PROJECT_SOURCE_DIR}/include/vorin_jobs.hpp ${PROJECT_SOURCE_DIR}/include/vorin_picture.hpp
           ${PROJECT_SOURCE_DIR}/include/vorin_error.hpp
     TYPE INCLUDE
     COMPONENT development)

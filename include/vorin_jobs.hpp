@@ -75,7 +75,7 @@ struct JobState {
   std::vector<std::string> failures; /**< of single inputs, one line each: they get no result */
   std::int64_t frames = 0;           /**< of all units */
   std::int64_t frames_done = 0;      /**< of the units that are done */
-  std::size_t count(UnitState state) const;
+  VORIN_MEDIA_API std::size_t count(UnitState state) const;
 };
 
 /** Writes a new job: looks through all inputs, which for clips takes the time of decoding them. If the folder holds a job

@@ -41,7 +41,8 @@ DWORD_PTR maskOfShare(int share, int shares) {
 std::wstring quotedArgument(const std::string& argument) {
   std::wstring quoted = L"\"";
   std::size_t backslashes = 0;
-  for (const wchar_t c : pathFromUtf8(argument).native()) {
+  const std::filesystem::path wide = pathFromUtf8(argument);
+  for (const wchar_t c : wide.native()) {
     if (c == L'"') {
       quoted.append(backslashes + 1, L'\\');
     }

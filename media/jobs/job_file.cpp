@@ -1,6 +1,7 @@
 #include "jobs/job_file.h"
 
 #include "files.h"
+#include "library_copy.h"
 #include "model_package.h"
 #include "output_file.h"
 #include "text.h"
@@ -271,7 +272,8 @@ Plan parsePlan(const std::string& text, const fs::path& job) {
     plan.recipe.restyler.models = pathIn(json.at("models"), job);
     plan.recipe.sink.overwrite = json.at("overwrite");
     const Json& device = plan.decisions.at("device");
-    plan.recipe.restyler.device = device.at("name") == "software" ? Device::kSoftware : Device::kAuto;
+    // Stand-ins that are active already are found as a GPU is.
+    plan.recipe.restyler.device = device.at("name") == "software" && !standInsAreActive() ? Device::kSoftware : Device::kAuto;
     if (device.at("precision") != "") {
       plan.recipe.restyler.precision = device.at("precision") == "bf16" ? Precision::kBf16 : Precision::kF32;
     }

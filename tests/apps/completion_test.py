@@ -18,6 +18,10 @@ def help_of(program, *command):
     return subprocess.run([os.path.join(BUILD, program), *command, "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
+def commands_in(text):
+    return re.findall(r"^  ([a-z]+) ", text.partition("\nSubcommands:\n")[2].partition("\n\n")[0], re.MULTILINE)
+
+
 def expect_equal(what, found, wanted):
     if found != wanted:
         faults.append(f"{what}: {found}, expected {wanted}")
@@ -27,10 +31,12 @@ def check_options(program):
     """The words behind "-" are, for each command, the options of its --help."""
     with open(completion(program), encoding="utf-8") as file:
         script = file.read()
-    offered = {command: set(words.split()) for command, words in re.findall(r'^ +(\S+)\) how=\(-W "(-[^"]*)"\)', script, re.MULTILINE)}
+    offered = {command: set(words.split()) for command, words in re.findall(r'^ +"?([^")\n]+?)"?\) how=\(-W "(-[^"]*)"\)', script, re.MULTILINE)}
     own_help = help_of(program)
-    commands = re.findall(r"^  ([a-z]+) ", own_help.partition("\nSubcommands:\n")[2].partition("\n\n")[0], re.MULTILINE)
+    commands = commands_in(own_help)
     helps = {command: help_of(program, command) for command in commands} | {"*": own_help}
+    for command in commands:
+        helps |= {f"{command} {inner}": help_of(program, command, inner) for inner in commands_in(helps[command])}
     expect_equal(f"{program}: commands with options", sorted(offered), sorted(helps))
     for command in offered.keys() & helps.keys():
         names = ",".join(re.findall(r"^  (-[\w,-]+)", helps[command], re.MULTILINE)).split(",")

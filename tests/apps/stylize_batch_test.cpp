@@ -152,5 +152,27 @@ TEST_F(StylizeBatch, ProgressAsJson) {
   }
 }
 
+// In units of two images; one is damaged, one gets no result in the first unit that fails.
+TEST_F(StylizeBatch, AJobHasTheResultsOfAnOrdinaryRun) {
+  std::ofstream(in_ / "sub/damaged.png", std::ios::binary) << "\x89PNG\r\n\x1A\n";
+  EXPECT_EQ(pencilInto("plain", {"-q"}).exit_status, 1);
+  const std::string job = run_.file("job");
+  const ChildResult planned = StylizeRun::run(
+      {"job", "plan", in_.string(), "-o", run_.file("joined"), "--style", "pencil", "--job", job, "--unit-images", "2"});
+  EXPECT_EQ(planned.exit_status, 0) << planned.standard_error;
+  EXPECT_THAT(planned.standard_error, HasSubstr("0 of 3 units done; 0 of 5 frames"));
+  const ChildResult worked = StylizeRun::run({"job", "work", job});
+  EXPECT_EQ(worked.exit_status, 1) << worked.standard_error;
+  EXPECT_THAT(worked.standard_error, HasSubstr("3 of 3 units done"));
+  EXPECT_THAT(StylizeRun::run({"job", "status", job}).standard_output, HasSubstr("no result: '"));
+  const ChildResult joined = StylizeRun::run({"job", "join", job, "--json"});
+  EXPECT_EQ(joined.exit_status, 1) << joined.standard_error;
+  EXPECT_EQ(nlohmann::json::parse(joined.standard_output)["outputs"].size(), 4U);
+  for (const char* name : {"a.png", "b.png", "sub/c.jpg", "sub/d.png"}) {
+    EXPECT_EQ(readFile(run_.folder() / "joined" / name), readFile(run_.folder() / "plain" / name)) << name;
+  }
+  EXPECT_EQ(StylizeRun::run({"job", "join", job, "-q"}).exit_status, 1); // again: nothing is lost
+}
+
 } // namespace
 } // namespace vorin::tests

@@ -1,0 +1,157 @@
+// Does the units of a job: in this process, in copies of this program, or as another program asks.
+#include "cancellation.h"
+#include "jobs.h"
+#include "options.h"
+#include "processes.h"
+#include "report.h"
+#include "restyling.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <thread>
+
+namespace vorin::stylize {
+namespace {
+
+using base::ExitStatus;
+using UnitState = media::JobState::UnitState;
+
+ExitStatus statusOf(const media::JobState& state, const std::string& only_unit) {
+  if (base::cancellationIsDue()) {
+    return ExitStatus::kCancelled;
+  }
+  const bool all_done = std::all_of(state.units.begin(), state.units.end(), [&](const auto& unit) {
+    return unit.state == UnitState::kDone || (!only_unit.empty() && unit.id != only_unit);
+  });
+  return all_done && state.failures.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
+}
+
+ExitStatus reportWork(const Options& options, const media::JobState& state) {
+  const ExitStatus status = statusOf(state, options.unit);
+  if (!options.quiet) {
+    printLine(base::utf8Text(options.job) + ": " + summary(state));
+  }
+  for (const media::JobState::Unit& unit : state.units) {
+    if (unit.state == UnitState::kFailed) {
+      printLine("failed: unit " + unit.id + " of " + base::quotedPath(unit.input) + ": " + unit.note);
+    }
+  }
+  if (!options.quiet && status == ExitStatus::kDone && options.unit.empty()) {
+    printLine("vorin-stylize job join " + base::utf8Text(options.job) + " writes the outputs");
+  }
+  if (options.json) {
+    nlohmann::ordered_json json = jsonOf(state);
+    json["cancelled"] = status == ExitStatus::kCancelled;
+    json["exit_status"] = static_cast<int>(status);
+    printJson(json);
+  }
+  return status;
+}
+
+// The next line of standard input, which is not read further. Can be cancelled while it waits.
+std::optional<std::string> nextLine() {
+  for (std::string line;;) {
+    media::waitForStandardInput(base::cancellationIsDue());
+    base::throwIfCancelled();
+    const int character = std::getchar();
+    if (character == EOF) {
+      return line.empty() ? std::nullopt : std::optional(line);
+    }
+    if (character == '\n') {
+      return line;
+    }
+    line.push_back(static_cast<char>(character));
+  }
+}
+
+// Does the units that another program names, one after the other, with the network kept loaded.
+ExitStatus workOnRequest(const Options& options) {
+  std::setvbuf(stdin, nullptr, _IONBF, 0); // what lies in a buffer cannot be waited for
+  media::JobWorker worker(options.job, options.restyler.models, {&base::cancellationIsDue(), {}, {}, {}, prepareQuietly});
+  while (const std::optional<std::string> id = nextLine()) {
+    const media::JobState::Unit unit = worker.work(*id);
+    base::throwIfCancelled();
+    nlohmann::ordered_json answer = {{"unit", unit.id}, {"state", stateText(unit.state)}, {"frames", unit.frames}};
+    if (unit.state == UnitState::kDone) {
+      answer["seconds"] = unit.seconds;
+    } else {
+      answer["error"] = unit.note;
+    }
+    std::cout << answer.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+  }
+  return ExitStatus::kDone;
+}
+
+// Starts copies of this program, and shows what they have done together. One that ends early is made up for by the others.
+media::JobState workInProcesses(const Options& options) {
+  constexpr std::chrono::milliseconds kLook(500);
+  std::vector<std::string> arguments = {"job", "work", base::utf8Text(options.job), "--quiet"};
+  if (!options.restyler.models.empty()) {
+    arguments.insert(arguments.end(), {"--models", base::utf8Text(options.restyler.models)});
+  }
+  const media::JobState before = media::jobState(options.job);
+  std::vector<std::unique_ptr<base::ChildProgram>> children;
+  for (int share = 0; share < options.workers; ++share) {
+    children.push_back(std::make_unique<base::ChildProgram>(arguments, share, options.workers));
+  }
+  Progress progress(kindFor(options), "frames", before.frames, before.frames_done);
+  const auto allHaveEnded = [&] {
+    return std::all_of(children.begin(), children.end(), [](const auto& child) { return child->hasEnded(); });
+  };
+  while (!allHaveEnded()) {
+    if (base::cancellationIsDue()) {
+      std::for_each(children.begin(), children.end(), [](const auto& child) { child->cancel(); });
+    }
+    std::this_thread::sleep_for(kLook);
+    progress.update(media::jobState(options.job).frames_done);
+  }
+  progress.finish();
+  for (const auto& child : children) {
+    const int status = child->exitStatus();
+    const bool has_told =
+        status <= static_cast<int>(ExitStatus::kSomeInputsFailed) || status == static_cast<int>(ExitStatus::kCancelled);
+    if (!has_told) {
+      throw Error(ErrorKind::kInputOutput,
+                  "a worker ended with status " + std::to_string(status) + ": see its message above, and go on");
+    }
+  }
+  return media::jobState(options.job);
+}
+
+} // namespace
+
+ExitStatus workOnJob(const Options& options) {
+  if (options.unit == "-") {
+    return workOnRequest(options);
+  }
+  if (options.workers > 1) {
+    return reportWork(options, workInProcesses(options));
+  }
+  const media::JobState before = media::jobState(options.job);
+  std::optional<media::JobState> state;
+  {
+    Progress progress(kindFor(options), "frames", before.frames, before.frames_done);
+    media::JobHooks hooks = hooksFor(progress);
+    if (!options.quiet) {
+      hooks.on_device = [&](const media::RestylerReport& report) { progress.say(headline(report)); };
+    }
+    media::JobWorker worker(options.job, options.restyler.models, hooks);
+    if (options.unit.empty()) {
+      state = worker.workOnAll();
+    } else {
+      worker.work(options.unit);
+      state = media::jobState(options.job);
+    }
+    progress.finish();
+  }
+  return reportWork(options, *state);
+}
+
+} // namespace vorin::stylize

@@ -1,0 +1,89 @@
+// Restyles one clip as a job, which survives every end: a folder beside the output keeps what is done.
+#include "cancellation.h"
+#include "jobs.h"
+#include "many_inputs.h"
+#include "options.h"
+#include "report.h"
+#include "restyling.h"
+#include "sources_and_sinks.h"
+#include "text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <system_error>
+
+namespace vorin::stylize {
+namespace {
+
+namespace fs = std::filesystem;
+using UnitState = media::JobState::UnitState;
+
+fs::path jobOf(fs::path output) {
+  return output += ".job";
+}
+
+// Joins; does the damaged units again, once.
+media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool with_progress) {
+  const auto kind = with_progress ? kindFor(options) : ProgressKind::kNone;
+  for (bool is_again = false;; is_again = true) {
+    const media::JobState before = media::jobState(job);
+    Progress progress(kind, "frames", before.frames, before.frames_done);
+    const media::JobState state = media::JobWorker(job, options.restyler.models, hooksFor(progress)).workOnAll();
+    progress.finish();
+    if (base::cancellationIsDue() && !options.quiet) {
+      printLine(base::quotedPath(job) + " keeps " + std::to_string(state.frames_done) + " of " + std::to_string(state.frames) +
+                " frames: the same command goes on");
+    }
+    base::throwIfCancelled();
+    const auto failed =
+        std::find_if(state.units.begin(), state.units.end(), [](const auto& unit) { return unit.state != UnitState::kDone; });
+    if (failed != state.units.end()) {
+      throw Error(ErrorKind::kInputOutput, failed->note.empty() ? "a unit is not done: start the program again" : failed->note);
+    }
+    media::JobJoin joined = media::joinJob(job, {&base::cancellationIsDue(), {}, {}, {}, {}});
+    base::throwIfCancelled();
+    if (joined.damaged_units.empty() || is_again) {
+      return joined;
+    }
+  }
+}
+
+} // namespace
+
+void removeJobOf(const fs::path& output) {
+  std::error_code ignored;
+  if (fs::exists(jobOf(output) / "job.json", ignored)) {
+    fs::remove_all(jobOf(output), ignored);
+  }
+}
+
+void resumeClip(const Options& options, InputResult& result, bool with_progress) {
+  const fs::path job = jobOf(result.output);
+  const std::vector<media::JobInput> inputs = {{result.input, result.output, true}};
+  const auto start = std::chrono::steady_clock::now();
+  {
+    Progress progress(with_progress ? kindFor(options) : ProgressKind::kNone, "frames", std::nullopt);
+    media::JobHooks hooks = hooksFor(progress);
+    hooks.on_device = [&](const media::RestylerReport& report) {
+      result.restyler = report;
+      if (with_progress && !options.quiet) {
+        progress.say(headline(report));
+      }
+    };
+    const bool is_planned = media::planJob(job, inputs, options, options.unit_rules, hooks);
+    progress.finish();
+    if (!is_planned) {
+      throw base::Cancelled();
+    }
+  }
+  result.size = media::resultSize(options, media::openClipSource(result.input, options.source)->info());
+  const media::JobState before = media::jobState(job);
+  const media::JobJoin joined = workAndJoin(options, job, with_progress);
+  const double elapsed_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  result.frames = before.frames;
+  result.frames_per_second = elapsed_s > 0 ? static_cast<double>(before.frames - before.frames_done) / elapsed_s : 0;
+  (joined.is_damaged ? result.damage : result.warnings) = joined.warnings;
+  removeJobOf(result.output);
+}
+
+} // namespace vorin::stylize
