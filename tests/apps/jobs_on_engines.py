@@ -185,7 +185,9 @@ class Slurm:
         host = socket.gethostname().split(".")[0]
         (folder / "munge.key").write_bytes(os.urandom(1024))
         (folder / "munge.key").chmod(0o400)
-        settings = {"ClusterName": "test", "SlurmctldHost": f"{host}(127.0.0.1)", "SlurmctldPort": 16817, "SlurmdPort": 16818,
+        with socket.create_server(("127.0.0.1", 0)) as first, socket.create_server(("127.0.0.1", 0)) as second:
+            ports = [each.getsockname()[1] for each in (first, second)]  # that are free
+        settings = {"ClusterName": "test", "SlurmctldHost": f"{host}(127.0.0.1)", "SlurmctldPort": ports[0], "SlurmdPort": ports[1],
                     "SlurmUser": "root", "AuthType": "auth/munge", "AuthInfo": f"socket={folder}/munge.socket",
                     "CredType": "cred/munge", "StateSaveLocation": folder, "SlurmdSpoolDir": folder,
                     "SlurmctldPidFile": folder / "slurmctld.pid", "SlurmdPidFile": folder / "slurmd.pid",
