@@ -35,7 +35,9 @@ class UnitPlugin(WorkerPlugin):
         self._is_over = False
         self._processors: list[int] = []
         if self._shares > 0:
-            signal.signal(signal.SIGINT, signal.SIG_IGN)  # Ctrl-C on the terminal is for the command, which ends its workers
+            signal.signal(
+                signal.SIGINT, signal.SIG_IGN
+            )  # Ctrl-C on the terminal is for the command, which ends its workers
             usable = sorted(os.sched_getaffinity(0))
             place = int(worker.name)
             first = place * len(usable) // self._shares
