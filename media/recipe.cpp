@@ -13,18 +13,18 @@ Size resultSize(const Recipe& recipe, const SourceInfo& source) {
   if (!recipe.size) {
     return source.size;
   }
-  const auto [width, height, percent] = *recipe.size;
+  const SizeRule rule = *recipe.size;
   const Size shown = shownSize(source);
   const bool is_image = source.frames_expected == 1 && detailsOf(source).streams == nullptr;
   const auto rounded = [&](double side) { // most encoders want even sides
     return is_image ? std::llround(side) : 2 * std::llround(side / 2);
   };
   const auto sideFor = [&](int own, int own_shown, int other, int other_shown) {
-    const double scale = percent > 0 ? percent / 100 : static_cast<double>(other) / other_shown;
+    const double scale = rule.percent > 0 ? rule.percent / 100 : static_cast<double>(other) / other_shown;
     return own > 0 ? own : std::max(is_image ? 1LL : 2LL, rounded(own_shown * scale));
   };
-  const auto wide = static_cast<std::uint64_t>(sideFor(width, shown.width, height, shown.height));
-  const auto high = static_cast<std::uint64_t>(sideFor(height, shown.height, width, shown.width));
+  const auto wide = static_cast<std::uint64_t>(sideFor(rule.width, shown.width, rule.height, shown.height));
+  const auto high = static_cast<std::uint64_t>(sideFor(rule.height, shown.height, rule.width, shown.width));
   if (!isUsableSize(wide, high)) {
     throw Error(ErrorKind::kUsage, "--size would make a result of " + std::to_string(wide) + "x" + std::to_string(high) +
                                        " pixels: choose one with " + sizeLimits());

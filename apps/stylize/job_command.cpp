@@ -17,7 +17,6 @@
 namespace vorin::stylize {
 namespace {
 
-namespace fs = std::filesystem;
 using base::ExitStatus;
 using UnitState = media::JobState::UnitState;
 

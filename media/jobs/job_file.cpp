@@ -274,7 +274,7 @@ Plan parsePlan(const std::string& text, const fs::path& job) {
     const Json& device = plan.decisions.at("device");
     // Stand-ins that are active already are found as a GPU is.
     plan.recipe.restyler.device = device.at("name") == "software" && !standInsAreActive() ? Device::kSoftware : Device::kAuto;
-    if (device.at("precision") != "") {
+    if (!device.at("precision").get<std::string>().empty()) {
       plan.recipe.restyler.precision = device.at("precision") == "bf16" ? Precision::kBf16 : Precision::kF32;
     }
     for (const Json& input : json.at("inputs")) {

@@ -36,7 +36,7 @@ struct PlannedUnit {
   }
 };
 
-struct Plan {
+struct Plan { // NOLINT(bugprone-exception-escape): moving JSON does not throw
   std::filesystem::path folder;
   Json decisions;
   Recipe recipe;
