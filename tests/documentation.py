@@ -2,7 +2,8 @@
 """Runs or compiles every code block of README.md and docs/*.md: documentation.py SOURCE_FOLDER BUILD_FOLDER PHOTO
 
 - sh blocks run line by line in a folder with a photo, a painting, a clip and a folder of photos, the built programs first in the path.
-  What sets up, builds or tests the project is not started again: such a script has to be there and to know its --help.
+  What sets up, builds or tests the project is not started again: such a script has to be there and to know its --help. What needs a
+  cluster, the test jobs_on_slurm runs.
 - c and cpp blocks are compiled against the public header, in a function that has a frame's memory and an object at hand.
 - cmake blocks make a project, which is configured with an installed copy.
 - bat and text blocks, and those without a language, cannot be run here.
@@ -17,7 +18,7 @@ import tempfile
 
 source, build, photo = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 OWN_WORK = re.compile(r"^(scripts/(setup|test|demo|lint|package|package-windows|robustness|coverage)|models/build|bench/\S+|fuzz/\S+)\b")
-MACHINES_WORK = re.compile(r"^(apt|apt-get|sudo|cmake|ctest|git|cd|build/models-venv/bin/python|x86_64-w64-mingw32-\S+)\b")
+MACHINES_WORK = re.compile(r"^(apt|apt-get|sudo|cmake|ctest|git|cd|sbatch|build/models-venv/bin/python|x86_64-w64-mingw32-\S+)\b")
 COMPILERS = {"c": ["gcc", "-std=c11"], "cpp": ["g++", "-std=c++20"]}
 WRAPPER = """#include <stdio.h>
 #include "vorin_stt.h"
@@ -61,7 +62,7 @@ def commands(text):
 
 
 def try_shell(text, place, sandbox):
-    environment = dict(os.environ, PATH=f"{build}:{os.environ['PATH']}")
+    environment = dict(os.environ, PATH=f"{build}:{source}/build/venv/bin:{os.environ['PATH']}", PYTHONPATH=f"{source}/python")
     for command in commands(text):
         own = OWN_WORK.match(command)
         if own:

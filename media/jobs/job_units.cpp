@@ -203,6 +203,7 @@ std::unique_ptr<UnitClaim> UnitStore::claim(const PlannedUnit& unit) const {
   if (worker(unit)) { // both came at the same moment, and both leave it: one will be first the next time
     return nullptr;
   }
+  sweepClaims(unit.id);
   return claim;
 }
 
@@ -266,14 +267,19 @@ void UnitStore::forgetFailure(const PlannedUnit& unit) const {
   fs::remove(folder_ / (unit.id + ".failed"), ignored);
 }
 
-void UnitStore::sweep() const {
+void UnitStore::sweepClaims(const std::string& id) const {
   std::error_code ignored;
   for (const fs::path& entry : entriesOf(folder_)) {
     const std::optional<Claim> claim = claimOf(entry);
-    if (claim && (isOwn(*claim) || !isAlive(*claim, entry))) {
+    const bool is_meant = claim && (id.empty() || claim->id == id);
+    if (is_meant && ((id.empty() && isOwn(*claim)) || !isAlive(*claim, entry))) {
       fs::remove_all(entry, ignored);
     }
   }
+}
+
+void UnitStore::sweep() const {
+  sweepClaims({});
   base::removeTemporariesIn(folder_, std::chrono::hours(24));
 }
 

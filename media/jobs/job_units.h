@@ -81,6 +81,9 @@ public:
   void sweep() const;
 
 private:
+  // Removes the claims on a unit whose processes are gone; for no unit, those on all, and this process's own, which an earlier
+  // process of its number left.
+  void sweepClaims(const std::string& id) const;
   std::filesystem::path okFile(const PlannedUnit& unit) const { return folder_ / (unit.id + ".ok"); }
 
   const Plan& plan_;

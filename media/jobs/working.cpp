@@ -141,7 +141,8 @@ private:
   void doUnit(const PlannedUnit& unit, UnitClaim& claim) {
     frames_before_ = 0;
     for (const PlannedUnit& each : plan_.units) {
-      frames_before_ += store_.result(each) ? each.frames(plan_.inputs) : 0;
+      const bool counts = hooks_.on_frame && store_.result(each); // which reads a file
+      frames_before_ += counts ? each.frames(plan_.inputs) : 0;
     }
     for (int tries = 1;; ++tries) {
       const std::optional<UnitFailure> failure = tryUnit(unit, claim);
