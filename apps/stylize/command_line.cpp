@@ -82,7 +82,7 @@ std::string wrapped(const std::string& text) {
   return result;
 }
 
-Parser::Parser() : has_clips_(!media::clipExtensions().empty()) {
+Parser::Parser(CommandLine& values) : typed(values), has_clips_(!media::clipExtensions().empty()) {
   app.allow_windows_style_options(false); // "/name" is a file on every system
   app.get_formatter()->column_width(kNamesColumns);
   app.add_option("input", typed.inputs,
@@ -303,26 +303,27 @@ void requireNothingBefore(const CLI::App& app, const std::string& command) {
 } // namespace
 
 CommandLine parseCommandLine(int count, const char* const* arguments) {
-  Parser parser;
+  CommandLine typed;
+  Parser parser(typed);
   try {
     parser.app.parse(count, arguments);
   } catch (const CLI::CallForHelp&) {
-    parser.typed.help = parser.app.help();
-    return parser.typed;
+    typed.help = parser.app.help();
+    return typed;
   } catch (const CLI::ParseError& error) {
     throw usage(base::oneLine(error.what()) + ": see vorin-stylize --help");
   }
   if (const auto commands = parser.app.get_subcommands(); !commands.empty()) {
-    parser.typed.command = commands.front()->get_name();
-    requireNothingBefore(parser.app, parser.typed.command);
+    typed.command = commands.front()->get_name();
+    requireNothingBefore(parser.app, typed.command);
     if (commands.front() == parser.job) {
-      parser.typed.command = parser.job->get_subcommands().front()->get_name();
+      typed.command = parser.job->get_subcommands().front()->get_name();
     }
   }
-  if (parser.typed.version && count > 2) {
+  if (typed.version && count > 2) {
     throw usage("--version stands alone: leave the rest out");
   }
-  return parser.typed;
+  return typed;
 }
 
 std::vector<std::string> styleNames() {

@@ -3,6 +3,7 @@
 #include "jobs.h"
 #include "many_inputs.h"
 #include "options.h"
+#include "progress.h"
 #include "report.h"
 #include "restyling.h"
 #include "sources_and_sinks.h"

@@ -1,4 +1,5 @@
 // The options of the commands for jobs.
+#include "command_line.h"
 #include "help_texts.h"
 #include "parser.h"
 

@@ -3,6 +3,7 @@
 #include "jobs.h"
 #include "options.h"
 #include "processes.h"
+#include "progress.h"
 #include "report.h"
 #include "restyling.h"
 #include "sources_and_sinks.h"

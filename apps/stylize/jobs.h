@@ -1,13 +1,14 @@
 // jobs.h: what the commands for jobs share: progress, and where a job stands as text and JSON.
 #pragma once
 
-#include "progress.h"
 #include "vorin_jobs.hpp"
 
 #include <nlohmann/json_fwd.hpp>
 
 namespace vorin::stylize {
 
+class Progress;
+enum class ProgressKind;
 struct Options;
 
 ProgressKind kindFor(const Options& options);

@@ -2,11 +2,13 @@
 // job_command_line.cpp.
 #pragma once
 
-#include "command_line.h"
-
 #include <CLI/CLI.hpp>
 
+#include <string>
+
 namespace vorin::stylize {
+
+struct CommandLine;
 
 constexpr const char* kManySection = "Many inputs";
 constexpr const char* kOtherSection = "Other options";
@@ -16,9 +18,9 @@ std::string wrapped(const std::string& text);
 
 class Parser {
 public:
-  Parser();
+  explicit Parser(CommandLine& values); // which it fills
 
-  CommandLine typed;
+  CommandLine& typed;
   CLI::App app{"Restyles images and clips: pencil, dots, and the looks of neural networks.", "vorin-stylize"};
   CLI::App* sheet = nullptr;
   CLI::App* devices = nullptr;
