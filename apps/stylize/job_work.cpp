@@ -73,7 +73,7 @@ std::optional<std::string> nextLine() {
 
 // Does the units that another program names, one after the other, with the network kept loaded.
 ExitStatus workOnRequest(const Options& options) {
-  std::setvbuf(stdin, nullptr, _IONBF, 0); // what lies in a buffer cannot be waited for
+  static_cast<void>(std::setvbuf(stdin, nullptr, _IONBF, 0)); // what lies in a buffer cannot be waited for
   media::JobWorker worker(options.job, options.restyler.models, {&base::cancellationIsDue(), {}, {}, {}, prepareQuietly});
   while (const std::optional<std::string> id = nextLine()) {
     const media::JobState::Unit unit = worker.work(*id);

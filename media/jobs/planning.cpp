@@ -192,7 +192,14 @@ bool planJob(const fs::path& job, std::span<const JobInput> inputs, const Recipe
     throw Error(ErrorKind::kInputOutput,
                 "the folder " + base::quotedPath(job) + " cannot be made (" + error.message() + "): choose another one");
   }
-  writePlan(plan);
+  try {
+    writePlan(plan);
+  } catch (const Error&) { // another process may have planned the same meanwhile
+    if (!fs::exists(fileOf(job), error)) {
+      throw;
+    }
+    requireSame(readPlan(job), inputs, plan.decisions);
+  }
   return true;
 }
 
