@@ -95,7 +95,7 @@ public:
   JobWorker(const JobWorker&) = delete;
   JobWorker& operator=(const JobWorker&) = delete;
 
-  /** Does one unit, whatever became of it before, and returns how it stands. If another process does it, waits for that one, and
+  /** Does one unit if it is not done, and returns how it stands. If another process does it, waits for that one, and
    * takes its place if it ends. kUsage: there is no such unit; kInputOutput: the disk is full. */
   JobState::Unit work(const std::string& unit);
 

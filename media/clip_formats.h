@@ -37,7 +37,8 @@ struct EncoderRow {
 
 inline constexpr std::array kEncoders = {
     EncoderRow{"h264", "h264", "libx264", 22, 51, true, "preset=superfast"},
-    EncoderRow{"h265", "hevc", "libx265", 24, 51, false, "preset=veryfast,x265-params=log-level=none:rc-lookahead=5:bframes=2"},
+    EncoderRow{"h265", "hevc", "libx265", 24, 51, false,
+               "preset=veryfast,x265-params=log-level=none:info=0:rc-lookahead=5:bframes=2"},
     EncoderRow{"vp9", "vp9", "libvpx-vp9", 31, 63, true, "deadline=realtime,cpu-used=6,row-mt=1,lag-in-frames=0"},
     EncoderRow{"av1", "av1", "libaom-av1", 35, 63, true, "usage=realtime,cpu-used=8,row-mt=1"},
 };

@@ -10,6 +10,7 @@
 #include "sources_and_sinks.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <iomanip>
 #include <limits>
@@ -40,6 +41,7 @@ public:
   std::optional<Item> next() override;
   std::vector<std::string> damage() const override;
   std::vector<std::string> warnings() const override { return warnings_; }
+  void interrupt() noexcept override { is_interrupted_ = true; }
 
 private:
   AVRational timeBaseOf(int stream_index) const { return streams_->context->streams[stream_index]->time_base; }
@@ -68,6 +70,7 @@ private:
   std::set<int> streams_past_end_;
   std::vector<std::string> warnings_;
   Delivery delivery_;
+  std::atomic<bool> is_interrupted_ = false;
   std::int64_t first_wanted_ = std::numeric_limits<std::int64_t>::min(); // time of a frame, as delivered
   std::int64_t frames_wanted_ = std::numeric_limits<std::int64_t>::max();
   std::int64_t frames_ = 0;
@@ -129,7 +132,7 @@ bool ClipSource::isPastEnd(const AVPacket& packet) {
 
 std::optional<Item> ClipSource::next() {
   while (true) {
-    if (frames_ == frames_wanted_) {
+    if (frames_ == frames_wanted_ || is_interrupted_) {
       return std::nullopt;
     }
     if (std::optional<Frame> frame = receiveFrame()) {
@@ -181,6 +184,7 @@ std::optional<Frame> ClipSource::receiveFrame() {
   while (true) {
     const int status = avcodec_receive_frame(codec_.get(), frame_.get());
     if (status >= 0) {
+      damaged_packets_ += frame_->decode_error_flags != 0 ? 1 : 0; // the decoder has made up what is missing
       last_time_ = frameTime();
       const AVRational time_base = streams_->video().time_base;
       if (streams_->span.shows(last_time_, durationOf(*frame_), usual_duration_, time_base) && deliveredTime() >= first_wanted_) {
@@ -275,18 +279,18 @@ std::vector<std::string> ClipSource::damage() const {
 } // namespace
 
 std::unique_ptr<Source> clips::openClipSource(const std::filesystem::path& clip, const SourceOptions& options) {
-  return std::make_unique<ClipSource>(openClip(clip), options);
+  return std::make_unique<ClipSource>(openClip(clip, options.decoder_threads), options);
 }
 
 std::unique_ptr<Source> clips::openClipPart(const std::filesystem::path& clip, const SourceOptions& options, const ClipPart& part,
                                             bool without_seeking) {
-  auto source = std::make_unique<ClipSource>(openClip(clip), options, Delivery::kPart);
+  auto source = std::make_unique<ClipSource>(openClip(clip, options.decoder_threads), options, Delivery::kPart);
   source->limitTo(part, without_seeking);
   return source;
 }
 
 std::unique_ptr<Source> clips::openClipPackets(const std::filesystem::path& clip, const SourceOptions& options) {
-  return std::make_unique<ClipSource>(openClip(clip), options, Delivery::kAllButFrames);
+  return std::make_unique<ClipSource>(openClip(clip, options.decoder_threads), options, Delivery::kAllButFrames);
 }
 
 } // namespace vorin::media

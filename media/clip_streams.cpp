@@ -52,7 +52,7 @@ InputHandle openInput(const fs::path& clip) {
   return input;
 }
 
-CodecHandle openDecoder(const fs::path& clip, const AVStream& stream) {
+CodecHandle openDecoder(const fs::path& clip, const AVStream& stream, int threads) {
   const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
   const std::string name = avcodec_get_name(stream.codecpar->codec_id);
   if (codec == nullptr) {
@@ -63,7 +63,7 @@ CodecHandle openDecoder(const fs::path& clip, const AVStream& stream) {
     throw std::bad_alloc();
   }
   decoder->pkt_timebase = stream.time_base;
-  decoder->thread_count = 0; // as many as there are processors
+  decoder->thread_count = threads;
   if (avcodec_open2(decoder.get(), codec, nullptr) < 0) {
     throw fault(clip, "holds video of the kind " + name + " that cannot be decoded: convert it to H.264 first");
   }
@@ -137,14 +137,14 @@ SourceInfo infoOf(const fs::path& clip, const SourceStreams& streams) {
 
 } // namespace
 
-OpenClip openClip(const fs::path& clip) {
+OpenClip openClip(const fs::path& clip, int decoder_threads) {
   auto streams = std::make_shared<SourceStreams>();
   streams->context = openInput(clip);
   streams->video_index = av_find_best_stream(streams->context.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (streams->video_index < 0 || (streams->video().disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
     throw fault(clip, "holds no video: name a clip with pictures");
   }
-  CodecHandle decoder = openDecoder(clip, streams->video());
+  CodecHandle decoder = openDecoder(clip, streams->video(), decoder_threads);
   SourceInfo info = infoOf(clip, *streams);
   detailsOf(info).streams = streams;
   return {std::move(streams), std::move(decoder), std::move(info)};

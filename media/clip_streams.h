@@ -50,7 +50,7 @@ struct OpenClip {
 };
 
 // Throws kInputOutput for a file that is not a clip or cannot be decoded.
-OpenClip openClip(const std::filesystem::path& clip);
+OpenClip openClip(const std::filesystem::path& clip, int decoder_threads);
 
 // Matroska counts Opus from behind the samples that players drop, and libav's reader takes that off; its writer does not add it.
 // Returns what is to be added, in a time base.

@@ -51,7 +51,7 @@ public:
 
   void take(Frame&& frame) {
     const std::int64_t length = frame_ - part_.first; // of the unit, without this frame
-    const bool may_begin_unit = frame_ == 0 || length == usual_;
+    const bool may_begin_unit = frame_ == 0 || length >= usual_;
     const bool may_begin_scene = frame_ > 0 && 4 * length >= 3 * usual_ && beginsScene(before_, frame.picture);
     if (may_begin_unit || may_begin_scene || warm_up_ > 0) {
       marks_[frame_] = {frame.time, sha256Of(frame.picture)};

@@ -9,8 +9,7 @@
 #include "clip_module.h"
 
 #include <algorithm>
-#include <functional>
-#include <queue>
+#include <iterator>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -37,7 +36,9 @@ public:
     if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder_.context()) < 0) {
       throw std::bad_alloc();
     }
-    stream->codecpar->codec_tag = 0;
+    if (av_codec_get_tag(context->oformat->codec_tag, stream->codecpar->codec_id) != 0) { // else NUT takes the encoder's
+      stream->codecpar->codec_tag = 0;
+    }
     stream->time_base = time_base_;
     check(avio_open(&context->pb, context->url, AVIO_FLAG_WRITE));
     check(avformat_write_header(context, nullptr));
@@ -45,6 +46,7 @@ public:
 
   Size size() const override { return size_; }
   int delay() const override { return delay_; }
+  std::int64_t lastDuration() const override { return last_duration_; }
   void write(Packet&& /*packet*/) override {}
 
   void write(Frame&& frame) override {
@@ -56,6 +58,7 @@ public:
       first_time_ = frame.time;
     }
     frame.time -= first_time_;
+    last_duration_ = frame.duration;
     times_.push_back(frame.time);
     encoder_.send(std::move(frame));
     writeEncoded();
@@ -98,6 +101,7 @@ private:
   PacketHandle packet_ = newPacket();
   std::int64_t first_time_ = 0;
   std::vector<std::int64_t> times_; // of the frames, from the first
+  std::int64_t last_duration_ = 0;
   std::ptrdiff_t packets_ = 0;
   int delay_ = 0;
 };
@@ -109,51 +113,50 @@ Error unusable(const fs::path& unit, const std::string& why) {
 // The packets of all units in order, with times of the whole clip.
 class UnitPackets {
 public:
-  UnitPackets(std::span<const UnitFile> units, AVRational time_base, std::int64_t usual_duration)
-      : units_(units), time_base_(time_base), usual_duration_(usual_duration) {
+  UnitPackets(std::span<const UnitFile> units, AVRational time_base) : units_(units), time_base_(time_base) {
     for (const UnitFile& unit : units) {
-      delay_ = std::max(delay_, unit.delay);
+      delay_ = std::max(delay_, static_cast<std::ptrdiff_t>(unit.delay));
     }
+    open();
   }
 
   // What a decoder needs before the first packet.
-  std::span<const std::uint8_t> header() {
-    open();
-    return header_;
-  }
+  std::span<const std::uint8_t> header() const { return header_; }
 
   bool next(AVPacket& packet) {
-    for (; unit_ < units_.size(); ++unit_, input_.reset()) {
-      open();
+    while (unit_ < units_.size()) {
       av_packet_unref(&packet);
       if (av_read_frame(input_.get(), &packet) >= 0) {
         giveTimes(packet);
-        ++frames_;
         return true;
       }
-      if (frames_ != units_[unit_].frames) {
-        throw unusable(units_[unit_].file, "it has " + std::to_string(frames_) + " frames");
+      before_.insert(before_.end(), times_.begin(), times_.end());
+      before_.erase(before_.begin(), before_.end() - std::min(delay_, std::ssize(before_)));
+      if (++unit_ < units_.size()) {
+        open();
       }
-      frames_ = 0;
     }
     return false;
   }
 
 private:
+  // Opens the unit and reads when its frames are shown.
   void open() {
-    if (input_ != nullptr) {
-      return;
-    }
     const fs::path& file = units_[unit_].file;
-    AVFormatContext* context = nullptr;
-    if (avformat_open_input(&context, fileUrl(file.string()).c_str(), av_find_input_format("nut"), nullptr) < 0) {
-      throw unusable(file, "it cannot be read");
+    times_.clear();
+    const InputHandle first = inputOf(file);
+    const PacketHandle packet = newPacket();
+    while (av_read_frame(first.get(), packet.get()) >= 0) {
+      times_.push_back(timeOf(*packet, *first));
+      av_packet_unref(packet.get());
     }
-    input_.reset(context);
-    if (context->nb_streams != 1) {
-      throw unusable(file, "it has not one stream");
+    if (std::ssize(times_) != units_[unit_].frames) {
+      throw unusable(file, "it has " + std::to_string(times_.size()) + " frames");
     }
-    const AVCodecParameters& video = *context->streams[0]->codecpar;
+    std::sort(times_.begin(), times_.end());
+    packets_ = 0;
+    input_ = inputOf(file);
+    const AVCodecParameters& video = *input_->streams[0]->codecpar;
     const std::vector<std::uint8_t> header(video.extradata, video.extradata + video.extradata_size);
     if (unit_ > 0 && header != header_) { // players read it once
       throw unusable(file, "another version of the encoder made it");
@@ -161,33 +164,65 @@ private:
     header_ = header;
   }
 
+  static InputHandle inputOf(const fs::path& file) {
+    AVFormatContext* context = nullptr;
+    if (avformat_open_input(&context, fileUrl(file.string()).c_str(), av_find_input_format("nut"), nullptr) < 0) {
+      throw unusable(file, "it cannot be read");
+    }
+    InputHandle input(context);
+    if (context->nb_streams != 1) {
+      throw unusable(file, "it has not one stream");
+    }
+    return input;
+  }
+
+  std::int64_t timeOf(const AVPacket& packet, const AVFormatContext& input) const {
+    return av_rescale_q(packet.pts, input.streams[0]->time_base, time_base_) + units_[unit_].first_time;
+  }
+
+  std::int64_t endOf(std::ptrdiff_t number) const {
+    if (number + 1 < std::ssize(times_)) {
+      return times_[static_cast<std::size_t>(number + 1)];
+    }
+    return unit_ + 1 < units_.size() ? units_[unit_ + 1].first_time : times_.back() + units_[unit_].last_duration;
+  }
+
+  // The first packets of a clip get the times of its first frames, shifted to end where the clip begins. Those of a clip that
+  // begins with a unit shorter than the delay get times close together.
+  std::int64_t decodeTime() {
+    const std::ptrdiff_t number = packets_ - delay_; // of the frame that is shown then, in the unit
+    if (number >= 0) {
+      return times_[static_cast<std::size_t>(number)];
+    }
+    if (number + std::ssize(before_) >= 0) {
+      return before_[static_cast<std::size_t>(number + std::ssize(before_))];
+    }
+    const std::ptrdiff_t early = -number - std::ssize(before_); // packets before the first one with the time of a frame
+    if (unit_ == 0) {
+      first_time_ = times_[0];
+    }
+    if (unit_ == 0 && delay_ < std::ssize(times_)) {
+      return times_[static_cast<std::size_t>(packets_)] - times_[static_cast<std::size_t>(delay_)] + first_time_;
+    }
+    return first_time_ - early;
+  }
+
   void giveTimes(AVPacket& packet) {
-    av_packet_rescale_ts(&packet, input_->streams[0]->time_base, time_base_);
-    packet.pts += units_[unit_].first_time;
-    waiting_.push(packet.pts);
-    if (packets_ == 0) {
-      first_time_ = packet.pts;
-    }
-    if (packets_ < delay_) {
-      packet.dts = first_time_ + (packets_ - delay_) * usual_duration_;
-    } else {
-      packet.dts = waiting_.top();
-      waiting_.pop();
-    }
-    packet.duration = usual_duration_;
+    packet.pts = timeOf(packet, *input_);
+    packet.dts = decodeTime();
+    packet.duration = endOf(std::lower_bound(times_.begin(), times_.end(), packet.pts) - times_.begin()) - packet.pts;
     ++packets_;
   }
 
   std::span<const UnitFile> units_;
   AVRational time_base_;
-  std::int64_t usual_duration_;
-  int delay_ = 0;
+  std::ptrdiff_t delay_ = 0;
   std::size_t unit_ = 0;
   InputHandle input_;
   std::vector<std::uint8_t> header_;
-  std::priority_queue<std::int64_t, std::vector<std::int64_t>, std::greater<>> waiting_; // times that no packet is decoded at yet
-  std::int64_t packets_ = 0;
-  std::int64_t frames_ = 0; // of the present unit
+  std::vector<std::int64_t> times_;  // of the unit's frames, as they are shown
+  std::vector<std::int64_t> before_; // of the last frames of the unit before
+  std::ptrdiff_t packets_ = 0;       // of the unit
   std::int64_t first_time_ = 0;
 };
 
@@ -210,9 +245,8 @@ std::optional<ClipSurvey> clips::joinClip(std::unique_ptr<base::TemporaryOutput>
                                           std::span<const UnitFile> units, const OnFrame& on_frame) {
   silenceLibav();
   const AVRational time_base = toLibav(info.time_base);
-  const AVRational rate = toLibav(info.frame_rate);
   const VideoEncoder encoder(info, size, options, formatFor(output, options)); // for its parameters
-  UnitPackets packets(units, time_base, rate.num > 0 ? std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(rate), time_base)) : 1);
+  UnitPackets packets(units, time_base);
   ClipFile file(std::move(temporary), output, info, encoder.context(), options, packets.header());
   const PacketHandle packet = newPacket();
   bool has_frame = packets.next(*packet);

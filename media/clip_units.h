@@ -62,7 +62,8 @@ inline std::string sha256Of(const Picture& picture) {
 // Encodes a unit's frames as the output's would be.
 class UnitSink : public Sink {
 public:
-  virtual int delay() const = 0; // after finish(): by how many frames packets come later than they are shown
+  virtual int delay() const = 0;                 // after finish(): by how many frames packets come later than they are shown
+  virtual std::int64_t lastDuration() const = 0; // after finish(): of the last frame
 };
 
 // output: the file of the whole clip, whose name decides the codec. warm_up: the number of first frames that are not written.
@@ -74,6 +75,7 @@ struct UnitFile {
   std::filesystem::path file;
   std::int64_t first_time = 0; // of its first frame, in the time base of the clip
   std::int64_t frames = 0;
+  std::int64_t last_duration = 0; // of its last frame
   int delay = 0;
 };
 

@@ -190,7 +190,7 @@ void Parser::addMany(CLI::App& to, bool at_once) {
   if (at_once) {
     flag(to, "--resume", typed.resume,
          "Survive every end: started again with the same options, skip the images that are done, and go on in clips, whose "
-         "work is kept beside the output in NAME.job until it is done",
+         "work is kept beside the output in NAME.job until it is done; one run at a time in a folder",
          kManySection)
         ->excludes("--overwrite");
   }

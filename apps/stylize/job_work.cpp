@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
+#include <utility>
 
 namespace vorin::stylize {
 namespace {
@@ -31,7 +32,7 @@ ExitStatus statusOf(const media::JobState& state, const std::string& only_unit) 
   const bool all_done = std::all_of(state.units.begin(), state.units.end(), [&](const auto& unit) {
     return unit.state == UnitState::kDone || (!only_unit.empty() && unit.id != only_unit);
   });
-  return all_done && state.failures.empty() ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
+  return all_done && (state.failures.empty() || !only_unit.empty()) ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
 }
 
 ExitStatus reportWork(const Options& options, const media::JobState& state) {
@@ -65,10 +66,12 @@ std::optional<std::string> nextLine() {
     if (character == EOF) {
       return line.empty() ? std::nullopt : std::optional(line);
     }
-    if (character == '\n') {
+    if (character == '\n' && !line.empty()) {
       return line;
     }
-    line.push_back(static_cast<char>(character));
+    if (character != '\n' && character != '\r') {
+      line.push_back(static_cast<char>(character));
+    }
   }
 }
 
@@ -106,8 +109,8 @@ media::JobState workInProcesses(const Options& options) {
   const auto allHaveEnded = [&] {
     return std::all_of(children.begin(), children.end(), [](const auto& child) { return child->hasEnded(); });
   };
-  while (!allHaveEnded()) {
-    if (base::cancellationIsDue()) {
+  for (bool is_cancelled = false; !allHaveEnded();) {
+    if (base::cancellationIsDue() && !std::exchange(is_cancelled, true)) { // a second signal would end them at once
       std::for_each(children.begin(), children.end(), [](const auto& child) { child->cancel(); });
     }
     std::this_thread::sleep_for(kLook);
@@ -118,7 +121,7 @@ media::JobState workInProcesses(const Options& options) {
     const int status = child->exitStatus();
     const bool has_told =
         status <= static_cast<int>(ExitStatus::kSomeInputsFailed) || status == static_cast<int>(ExitStatus::kCancelled);
-    if (!has_told) {
+    if (!has_told && media::jobState(options.job).count(UnitState::kOpen) > 0) {
       throw Error(ErrorKind::kInputOutput,
                   "a worker ended with status " + std::to_string(status) + ": see its message above, and go on");
     }

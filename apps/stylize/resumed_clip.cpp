@@ -39,7 +39,8 @@ media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool wit
     const auto failed =
         std::find_if(state.units.begin(), state.units.end(), [](const auto& unit) { return unit.state != UnitState::kDone; });
     if (failed != state.units.end()) {
-      throw Error(ErrorKind::kInputOutput, failed->note.empty() ? "a unit is not done: start the program again" : failed->note);
+      throw Error(ErrorKind::kInputOutput,
+                  failed->state == UnitState::kFailed ? failed->note : "a unit is not done: start the program again");
     }
     media::JobJoin joined = media::joinJob(job, {&base::cancellationIsDue(), {}, {}, {}, {}});
     base::throwIfCancelled();
@@ -54,6 +55,7 @@ media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool wit
 void removeJobOf(const fs::path& output) {
   std::error_code ignored;
   if (fs::exists(jobOf(output) / "job.json", ignored)) {
+    fs::remove_all(jobOf(output) / "units", ignored); // job.json goes last: what a killed run leaves is then known for what it is
     fs::remove_all(jobOf(output), ignored);
   }
 }

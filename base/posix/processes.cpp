@@ -119,7 +119,12 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments, int share,
     environment.push_back(threads.data());
   }
   environment.push_back(nullptr);
-  const int error = posix_spawn(&state_->id, "/proc/self/exe", nullptr, nullptr, pointers.data(), environment.data());
+  // A group of its own: Ctrl-C at a terminal goes to this process alone, which passes it on.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  const int error = posix_spawn(&state_->id, "/proc/self/exe", nullptr, &attributes, pointers.data(), environment.data());
+  posix_spawnattr_destroy(&attributes);
   if (error != 0) {
     throw Error(ErrorKind::kInputOutput,
                 "another process cannot be started (" + std::generic_category().message(error) + "): use fewer --workers");

@@ -3,6 +3,7 @@
 
 #include "clip_units.h"
 
+#include <atomic>
 #include <optional>
 #include <variant>
 
@@ -18,7 +19,10 @@ public:
   CheckedSource(Source& source, const ClipPart* part) : source_(source), part_(part) {}
 
   const SourceInfo& info() const override { return source_.info(); }
-  void interrupt() noexcept override { source_.interrupt(); }
+  void interrupt() noexcept override {
+    is_interrupted_ = true;
+    source_.interrupt();
+  }
   bool hasFailed() const { return has_failed_; }
 
   std::optional<Item> next() override {
@@ -31,7 +35,7 @@ public:
 
 private:
   void check(const Frame* frame) {
-    if (part_ == nullptr) {
+    if (part_ == nullptr || is_interrupted_) {
       return;
     }
     const bool is_first = frame != nullptr && frames_ == 0;
@@ -45,6 +49,7 @@ private:
   Source& source_;
   const ClipPart* part_;
   std::int64_t frames_ = 0;
+  std::atomic<bool> is_interrupted_ = false;
   bool has_failed_ = false;
 };
 

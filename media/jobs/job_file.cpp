@@ -37,10 +37,8 @@ template <typename Value> std::optional<Value> optionalIn(const Json& json, cons
 
 std::string pathText(const fs::path& path, const fs::path& folder) {
   std::error_code error;
-  const fs::path relative =
-      fs::absolute(path, error).lexically_normal().lexically_proximate(fs::absolute(folder, error).lexically_normal());
-  const auto utf8 = relative.generic_u8string();
-  return {utf8.begin(), utf8.end()};
+  const fs::path relative = fs::weakly_canonical(path, error).lexically_proximate(fs::weakly_canonical(folder, error));
+  return base::utf8Text(relative.generic_string());
 }
 
 fs::path pathIn(const Json& json, const fs::path& folder) {
@@ -119,6 +117,9 @@ Json jsonOf(const PlannedInput& planned, const fs::path& folder) {
   if (!planned.failure.empty()) {
     json["failure"] = planned.failure;
   }
+  if (planned.input.is_clip) {
+    json["frames"] = planned.frames;
+  }
   if (planned.is_damaged) {
     json["damaged"] = true;
   }
@@ -133,6 +134,7 @@ PlannedInput inputIn(const Json& json, const fs::path& folder) {
   planned.input = {pathIn(json.at("file"), folder), pathIn(json.at("output"), folder), json.at("clip")};
   planned.file = {json.at("bytes"), json.at("modified_ns"), json.at("sha256")};
   planned.failure = json.value("failure", "");
+  planned.frames = json.value("frames", std::int64_t{0});
   planned.is_damaged = json.value("damaged", false);
   planned.told = json.value("told", std::vector<std::string>());
   return planned;
@@ -167,6 +169,29 @@ PlannedUnit unitIn(const Json& json, const Plan& plan) {
     throw damagedJob(plan.folder, "a unit is not what its id says");
   }
   return unit;
+}
+
+// Each frame of a clip, and each image, is in one unit.
+void requireAllUnits(const Plan& plan) {
+  std::vector<std::int64_t> frames(plan.inputs.size());
+  std::vector<int> images(plan.inputs.size());
+  for (const PlannedUnit& unit : plan.units) {
+    for (const std::size_t input : unit.inputs) {
+      ++images[input];
+    }
+    const std::size_t clip = unit.inputs.front();
+    if (plan.inputs[clip].input.is_clip && (unit.inputs.size() != 1 || unit.part.first != frames[clip])) {
+      throw damagedJob(plan.folder, "its units do not follow each other");
+    }
+    frames[clip] += unit.part.frames;
+  }
+  for (std::size_t input = 0; input < plan.inputs.size(); ++input) {
+    const PlannedInput& planned = plan.inputs[input];
+    const bool is_whole = planned.input.is_clip ? frames[input] == planned.frames : images[input] == 1;
+    if (planned.failure.empty() && (!is_whole || images[input] == 0)) {
+      throw damagedJob(plan.folder, "a unit is missing, or there twice");
+    }
+  }
 }
 
 std::string sumOf(const std::string& text) {
@@ -235,6 +260,14 @@ fs::path fileOf(const fs::path& job) {
   return job / "job.json";
 }
 
+void requireWritableName(const fs::path& file, const fs::path& job) {
+  try {
+    static_cast<void>(Json(pathText(file, job)).dump());
+  } catch (const nlohmann::json::exception&) {
+    throw Error(ErrorKind::kUsage, base::quotedPath(file) + " has a name that is not UTF-8, which a job cannot hold: rename it");
+  }
+}
+
 void writePlan(const Plan& plan) {
   Json json = {{"vorin job", kFormat}, {"decisions", plan.decisions}};
   json["style image"] = plan.recipe.style_image.empty() ? "" : pathText(plan.recipe.style_image, plan.folder);
@@ -283,6 +316,7 @@ Plan parsePlan(const std::string& text, const fs::path& job) {
     for (const Json& unit : json.at("units")) {
       plan.units.push_back(unitIn(unit, plan));
     }
+    requireAllUnits(plan);
     return plan;
   } catch (const nlohmann::json::exception& error) {
     throw damagedJob(job, error.what());
@@ -314,8 +348,11 @@ FileState stateOf(const fs::path& file, const FileState* known) {
   return state;
 }
 
-void requireUnchanged(const PlannedInput& input, bool thoroughly) {
-  if (stateOf(input.input.file, thoroughly ? nullptr : &input.file).sha256 != input.file.sha256) {
+void requireUnchanged(PlannedInput& input, bool thoroughly) {
+  const FileState now = stateOf(input.input.file, thoroughly ? nullptr : &input.file);
+  if (now.sha256 == input.file.sha256) {
+    input.file = now;
+  } else {
     throw Error(ErrorKind::kInputOutput,
                 base::quotedPath(input.input.file) +
                     " has changed since the job was planned: bring the former file back, or plan a new job");

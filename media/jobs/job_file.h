@@ -22,6 +22,7 @@ struct PlannedInput {
   JobInput input;
   FileState file;
   std::string failure;           // not empty: why it has no units
+  std::int64_t frames = 0;       // of a clip
   bool is_damaged = false;       // a clip that a decoder repairs: each unit decodes it from its begin
   std::vector<std::string> told; // of a clip: damage and warnings, for the user
 };
@@ -44,8 +45,8 @@ struct Plan { // NOLINT(bugprone-exception-escape): moving JSON does not throw
   std::vector<PlannedUnit> units;
 };
 
-// What decides the results of a recipe here: the options, the version, the package, the device. Throws as they do who read files.
-// Without restyler, what the device decides is left out.
+// What decides the results of a recipe here: the options, the version, the package, the device. Reads the package and the style
+// image for their sums, and throws kInputOutput if it cannot.
 Json decisionsOf(const Recipe& recipe, const UnitRules& rules, const RestylerReport& report);
 
 // The first difference, for the user: "--style was pencil and is cartoon"; empty if there is none.
@@ -54,6 +55,9 @@ std::string differenceOf(const Json& planned, const Json& present);
 std::string idOf(const Plan& plan, const PlannedUnit& unit);
 
 std::filesystem::path fileOf(const std::filesystem::path& job); // job.json
+
+// Throws kUsage for a name that JSON cannot hold.
+void requireWritableName(const std::filesystem::path& file, const std::filesystem::path& job);
 
 // Writes the plan, complete or not at all. The folder exists.
 void writePlan(const Plan& plan);
@@ -67,8 +71,9 @@ Plan readPlan(const std::filesystem::path& job);
 // The file's state now. known: with its sum, if the file seems unchanged since.
 FileState stateOf(const std::filesystem::path& file, const FileState* known = nullptr);
 
-// Throws kInputOutput if the file is no longer what was planned. thoroughly: even if its size and time are the same.
-void requireUnchanged(const PlannedInput& input, bool thoroughly);
+// Throws kInputOutput if the file is no longer what was planned; notes its time, so that it is not read again. thoroughly: reads
+// it even if its size and time are the same.
+void requireUnchanged(PlannedInput& input, bool thoroughly);
 
 Error damagedJob(const std::filesystem::path& job, const std::string& why);
 

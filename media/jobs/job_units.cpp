@@ -48,10 +48,12 @@ bool isOwn(const Claim& claim) {
 
 // A process of another host is known by the time of its folder alone.
 bool isAlive(const Claim& claim, const fs::path& folder) {
+  if (claim.host == base::hostName()) {
+    return base::isRunning(claim.process);
+  }
   std::error_code error;
   const fs::file_time_type shown = fs::last_write_time(folder, error);
-  const bool is_recent = !error && fs::file_time_type::clock::now() - shown < kLongestSilence;
-  return is_recent && (claim.host != base::hostName() || base::isRunning(claim.process));
+  return !error && fs::file_time_type::clock::now() - shown < kLongestSilence;
 }
 
 std::vector<fs::path> entriesOf(const fs::path& folder) {
@@ -81,9 +83,14 @@ bool giveName(const fs::path& from, const fs::path& to) {
     if (error == std::errc::file_exists) {
       return false;
     }
-    if (error && !fs::exists(to)) { // a file system without links
+    std::error_code ignored;
+    if (error && !fs::exists(to, ignored)) { // a file system without links
       fs::rename(from, to, error);
     }
+  }
+  std::error_code ignored;
+  if (error && fs::exists(to, ignored)) {
+    return false;
   }
   if (error) {
     throw unwritable(to, error);
@@ -92,7 +99,11 @@ bool giveName(const fs::path& from, const fs::path& to) {
 }
 
 Json jsonOf(const UnitResult& result) {
-  Json json = {{"frames", result.frames}, {"seconds", result.seconds}, {"host", result.host}, {"delay", result.delay}};
+  Json json = {{"frames", result.frames},
+               {"seconds", result.seconds},
+               {"host", result.host},
+               {"delay", result.delay},
+               {"last_duration", result.last_duration}};
   json["files"] = Json::array();
   for (const UnitResult::File& file : result.files) {
     json["files"].push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
@@ -110,6 +121,7 @@ UnitResult resultIn(const Json& json) {
   result.seconds = json.at("seconds");
   result.host = json.at("host");
   result.delay = json.at("delay");
+  result.last_duration = json.at("last_duration");
   for (const Json& file : json.at("files")) {
     result.files.push_back({file.at("name"), file.at("bytes"), file.at("sha256")});
   }
@@ -211,7 +223,11 @@ void UnitStore::finish(const PlannedUnit& unit, const UnitClaim& claim, UnitResu
   result.host = base::hostName();
   for (UnitResult::File& file : result.files) {
     const fs::path made = claim.folder() / file.name;
-    file.bytes = fs::file_size(made);
+    std::error_code error;
+    file.bytes = fs::file_size(made, error);
+    if (error) {
+      throw unwritable(made, error);
+    }
     file.sha256 = base::sha256OfFile(made, 0, file.bytes);
   }
   const std::string text = jsonOf(result).dump(1) + "\n";

@@ -26,7 +26,8 @@ struct UnitResult {
     std::string error;
   };
   std::int64_t frames = 0;
-  int delay = 0; // of a clip's packets
+  int delay = 0;                  // of a clip's packets
+  std::int64_t last_duration = 0; // of a clip's last frame
   std::vector<File> files;
   std::vector<Failure> failures; // images without a result
   double seconds = 0;

@@ -7,6 +7,7 @@
 #include <array>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace vorin::media {
 namespace {
@@ -27,7 +28,7 @@ void copyFile(const fs::path& from, const fs::path& to, bool overwrite) {
 
 class Joiner {
 public:
-  Joiner(const Plan& plan, const JobHooks& hooks) : plan_(plan), store_(plan), hooks_(hooks) {}
+  Joiner(Plan plan, const JobHooks& hooks) : plan_(std::move(plan)), store_(plan_), hooks_(hooks) {}
 
   JobJoin join() {
     if (!allUnitsAreWhole()) {
@@ -101,13 +102,14 @@ private:
   }
 
   bool joinParts(std::size_t input) {
-    const PlannedInput& planned = plan_.inputs[input];
+    PlannedInput& planned = plan_.inputs[input];
     requireUnchanged(planned, true);
     std::vector<UnitFile> files;
     for (std::size_t unit = 0; unit < plan_.units.size(); ++unit) {
       if (plan_.units[unit].inputs.front() == input) {
         const ClipPart& part = plan_.units[unit].part;
-        files.push_back({store_.folder() / store_.nameOf(plan_.units[unit]), part.first_time, part.frames, results_[unit].delay});
+        files.push_back({store_.folder() / store_.nameOf(plan_.units[unit]), part.first_time, part.frames,
+                         results_[unit].last_duration, results_[unit].delay});
       }
     }
     const std::unique_ptr<Source> packets = openClipPackets(planned.input.file, sourceOptions(plan_.recipe, true));
@@ -121,7 +123,7 @@ private:
     if (!told) {
       return false;
     }
-    for (const auto* lines : {&planned.told, &told->damage, &told->warnings}) {
+    for (const auto* lines : {&std::as_const(planned.told), &std::as_const(told->damage), &std::as_const(told->warnings)}) {
       joined_.warnings.insert(joined_.warnings.end(), lines->begin(), lines->end());
     }
     joined_.is_damaged = joined_.is_damaged || planned.is_damaged || !told->damage.empty();
@@ -151,7 +153,7 @@ private:
     }
   }
 
-  const Plan& plan_;
+  Plan plan_;
   UnitStore store_;
   const JobHooks& hooks_;
   std::vector<UnitResult> results_; // of the plan's units, in their order
@@ -162,8 +164,7 @@ private:
 } // namespace
 
 JobJoin joinJob(const fs::path& job, const JobHooks& hooks) {
-  const Plan plan = readPlan(job);
-  return Joiner(plan, hooks).join();
+  return Joiner(readPlan(job), hooks).join();
 }
 
 } // namespace vorin::media

@@ -47,7 +47,7 @@ Error another(const fs::path& job, const std::string& difference) {
                                  "; use the same inputs, options and device, or remove that folder to begin anew"};
 }
 
-void requireSame(const Plan& plan, std::span<const JobInput> inputs, const Json& decisions) {
+void requireSame(Plan plan, std::span<const JobInput> inputs, const Json& decisions) {
   if (const std::string difference = differenceOf(plan.decisions, decisions); !difference.empty()) {
     throw another(plan.folder, difference);
   }
@@ -76,7 +76,7 @@ public:
   // Returns false if it was cancelled.
   bool look(std::span<const JobInput> inputs) {
     for (const JobInput& input : inputs) {
-      plan_.inputs.push_back({input, {}, {}, false, {}});
+      plan_.inputs.push_back({input, {}, {}, 0, false, {}});
       if (!tryToLook(plan_.inputs.size() - 1)) {
         return false;
       }
@@ -112,25 +112,35 @@ private:
     return true;
   }
 
-  bool lookThrough(std::size_t index) {
-    PlannedInput& planned = plan_.inputs[index];
-    const std::unique_ptr<Source> clip = openClipSource(planned.input.file, sourceOptions(plan_.recipe, true));
+  // Returns nothing if it was cancelled.
+  std::optional<ClipSurvey> surveyOf(const JobInput& input, int decoder_threads) {
+    SourceOptions options = sourceOptions(plan_.recipe, true);
+    options.decoder_threads = decoder_threads;
+    const std::unique_ptr<Source> clip = openClipSource(input.file, options);
     static_cast<void>(resultSize(plan_.recipe, clip->info()));
-    const SurveyRules rules = {rules_.clip_s, warmUpFrames(plan_.recipe)};
-    const std::optional<ClipSurvey> survey = surveyClip(*clip, rules, [this] {
+    return surveyClip(*clip, {rules_.clip_s, warmUpFrames(plan_.recipe)}, [this] {
       if (hooks_.on_frame) {
         hooks_.on_frame(++frames_);
       }
       return hooks_.cancelled == nullptr || !*hooks_.cancelled;
     });
+  }
+
+  bool lookThrough(std::size_t index) {
+    PlannedInput& planned = plan_.inputs[index];
+    std::optional<ClipSurvey> survey = surveyOf(planned.input, 0);
+    if (survey && !survey->damage.empty()) { // which decoders repair alike only on one thread
+      survey = surveyOf(planned.input, 1);
+      planned.is_damaged = true;
+    }
     if (!survey) {
       return false;
     }
-    planned.is_damaged = !survey->damage.empty();
     planned.told = survey->damage;
     planned.told.insert(planned.told.end(), survey->warnings.begin(), survey->warnings.end());
     for (const ClipPart& part : survey->parts) {
       plan_.units.push_back({{}, {index}, part});
+      planned.frames += part.frames;
     }
     return true;
   }
@@ -176,6 +186,8 @@ bool planJob(const fs::path& job, std::span<const JobInput> inputs, const Recipe
     return true;
   }
   for (const JobInput& input : inputs) {
+    requireWritableName(input.file, job);
+    requireWritableName(input.output, job);
     if (input.is_clip) {
       checkClipOptions(input.output, recipe.sink);
     }

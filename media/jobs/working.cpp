@@ -21,10 +21,9 @@ namespace fs = std::filesystem;
 using namespace jobs;
 using UnitState = JobState::UnitState;
 
-// A failure that another try may not repeat.
 struct UnitFailure {
   std::string error;
-  bool may_pass;
+  bool may_pass; // another try may succeed
 };
 
 JobState::Unit stateOfUnit(const Plan& plan, const UnitStore& store, const PlannedUnit& planned) {
@@ -70,7 +69,7 @@ JobState stateOfPlan(const Plan& plan) {
 Plan planFor(const fs::path& job, const fs::path& models) {
   Plan plan = readPlan(job);
   plan.recipe.restyler.models = models.empty() ? plan.recipe.restyler.models : models;
-  for (const PlannedInput& input : plan.inputs) {
+  for (PlannedInput& input : plan.inputs) {
     if (input.failure.empty()) {
       requireUnchanged(input, false);
     }
@@ -111,6 +110,7 @@ private:
   void workOn(const std::vector<const PlannedUnit*>& wanted, int tries) {
     tries_ = tries;
     given_up_.clear();
+    done_.clear();
     std::for_each(wanted.begin(), wanted.end(), [this](const PlannedUnit* unit) { store_.forgetFailure(*unit); });
     while (!isCancelled() && workOnce(wanted)) {
     }
@@ -123,7 +123,7 @@ private:
     constexpr std::chrono::milliseconds kMoment(200);
     bool others_work = false;
     for (const PlannedUnit* unit : wanted) {
-      if (given_up_.contains(unit) || store_.result(*unit)) {
+      if (given_up_.contains(unit) || isDone(*unit)) {
         continue;
       }
       if (const std::unique_ptr<UnitClaim> claim = store_.claim(*unit)) {
@@ -138,10 +138,18 @@ private:
     return others_work;
   }
 
+  // Remembers units that are done: asking reads a file.
+  bool isDone(const PlannedUnit& unit) {
+    if (!done_.contains(&unit) && store_.result(unit)) {
+      done_.insert(&unit);
+    }
+    return done_.contains(&unit);
+  }
+
   void doUnit(const PlannedUnit& unit, UnitClaim& claim) {
     frames_before_ = 0;
     for (const PlannedUnit& each : plan_.units) {
-      const bool counts = hooks_.on_frame && store_.result(each); // which reads a file
+      const bool counts = hooks_.on_frame && isDone(each);
       frames_before_ += counts ? each.frames(plan_.inputs) : 0;
     }
     for (int tries = 1;; ++tries) {
@@ -175,11 +183,12 @@ private:
     } catch (const UnitFailure& failure) {
       return failure;
     } catch (const Error& error) {
-      // Devices fail by chance. Nothing is gained by trying others on a full disk, or with a package that does not load.
-      if (error.kind() != ErrorKind::kDevice && error.kind() != ErrorKind::kBusy) {
+      // Nothing is gained by other units on a full disk, on a machine that is not the planned one, or with a package that does
+      // not load. Devices fail by chance.
+      if (error.kind() == ErrorKind::kInputOutput || error.kind() == ErrorKind::kModel || !is_checked_) {
         throw;
       }
-      return UnitFailure{error.what(), true};
+      return UnitFailure{error.what(), error.kind() != ErrorKind::kUsage};
     } catch (const std::bad_alloc&) {
       return UnitFailure{"there is not enough memory: use fewer --workers", true};
     }
@@ -187,7 +196,7 @@ private:
 
   // Returns false if it was cancelled.
   bool doPart(const PlannedUnit& unit, UnitClaim& claim, UnitResult& result) {
-    const PlannedInput& planned = plan_.inputs[unit.inputs.front()];
+    PlannedInput& planned = plan_.inputs[unit.inputs.front()];
     try {
       return tryPart(unit, planned, claim, result, planned.is_damaged);
     } catch (const OtherFrames&) {
@@ -201,9 +210,11 @@ private:
     }
   }
 
-  bool tryPart(const PlannedUnit& unit, const PlannedInput& planned, UnitClaim& claim, UnitResult& result, bool without_seeking) {
-    const std::unique_ptr<Source> part = openSource(
-        planned, [&] { return openClipPart(planned.input.file, sourceOptions(plan_.recipe, true), unit.part, without_seeking); });
+  bool tryPart(const PlannedUnit& unit, PlannedInput& planned, UnitClaim& claim, UnitResult& result, bool without_seeking) {
+    SourceOptions options = sourceOptions(plan_.recipe, true);
+    options.decoder_threads = planned.is_damaged ? 1 : 0;
+    const std::unique_ptr<Source> part =
+        openSource(planned, [&] { return openClipPart(planned.input.file, options, unit.part, without_seeking); });
     CheckedSource source(*part, &unit.part);
     const std::string name = store_.nameOf(unit);
     std::error_code ignored;
@@ -214,6 +225,7 @@ private:
                      plan_.recipe.sink, unit.part.warm_up);
     const bool is_whole = run(source, *sink, true, unit.part.first - unit.part.warm_up, unit.part.warm_up, claim);
     result.delay = sink->delay();
+    result.last_duration = sink->lastDuration();
     result.files = {{name, 0, {}}};
     return is_whole;
   }
@@ -224,7 +236,7 @@ private:
     fs::remove_all(claim.folder() / unit.id, ignored);
     fs::create_directories(claim.folder() / unit.id, ignored);
     for (std::size_t place = 0; place < unit.inputs.size(); ++place) {
-      const PlannedInput& planned = plan_.inputs[unit.inputs[place]];
+      PlannedInput& planned = plan_.inputs[unit.inputs[place]];
       try {
         const std::unique_ptr<Source> image =
             openSource(planned, [&] { return openImageSource(planned.input.file, sourceOptions(plan_.recipe, false)); });
@@ -238,12 +250,17 @@ private:
         result.files.push_back({name, 0, {}});
       } catch (const UnitFailure& failure) { // a damaged image does not stop the others
         result.failures.push_back({unit.inputs[place], failure.error});
+      } catch (const Error& error) { // nor does one that the kind of file cannot hold
+        if (error.kind() != ErrorKind::kUsage) {
+          throw;
+        }
+        result.failures.push_back({unit.inputs[place], error.what()});
       }
     }
     return true;
   }
 
-  template <typename Open> static std::unique_ptr<Source> openSource(const PlannedInput& planned, const Open& open) {
+  template <typename Open> static std::unique_ptr<Source> openSource(PlannedInput& planned, const Open& open) {
     try {
       requireUnchanged(planned, false);
       return open();
@@ -299,6 +316,7 @@ private:
   bool is_checked_ = false;
   int tries_ = 1;
   std::set<const PlannedUnit*> given_up_;
+  std::set<const PlannedUnit*> done_;
   std::int64_t frames_before_ = 0; // of the units that are done
 };
 
