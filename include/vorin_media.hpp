@@ -114,9 +114,9 @@ struct SourceOptions {
   bool exact_colours = false;          /**< NV12 in the clip's own colours, for work that changes none; styles expect BT.601 */
   std::uint32_t background = 0xFFFFFF; /**< behind an image's transparent parts: 0xRRGGBB */
   std::optional<std::uint64_t> max_pixels = {}; /**< of an image; none: 16,777,216, or 4096 for each byte of its file */
-  int decoder_threads = 0; /**< of a clip; 0: as many as there are processors. A damaged one decodes alike only on one */
-  double start_s = 0;                           /**< of a clip's file: leave out what is shown before */
-  std::optional<double> end_s = {};             /**< of a clip's file: leave out what begins then or later */
+  int decoder_threads = 0;          /**< of a clip; 0: as many as there are processors. A damaged one decodes alike only on one */
+  double start_s = 0;               /**< of a clip's file: leave out what is shown before */
+  std::optional<double> end_s = {}; /**< of a clip's file: leave out what begins then or later */
 };
 
 /** Opens an image file (PNG, JPEG, WebP, BMP, TIFF; a source of one frame, upright, opaque), a clip, or, as "-",

@@ -37,13 +37,15 @@ template <typename Value> std::optional<Value> optionalIn(const Json& json, cons
 
 std::string pathText(const fs::path& path, const fs::path& folder) {
   std::error_code error;
-  const fs::path relative = fs::weakly_canonical(path, error).lexically_proximate(fs::weakly_canonical(folder, error));
+  const fs::path relative = fs::weakly_canonical(fs::absolute(path, error), error)
+                                .lexically_proximate(fs::weakly_canonical(fs::absolute(folder, error), error));
   return base::utf8Text(relative.generic_string());
 }
 
 fs::path pathIn(const Json& json, const fs::path& folder) {
+  std::error_code error;
   const fs::path path = base::pathFromUtf8(json.get<std::string>());
-  return path.empty() ? path : (folder / path).lexically_normal();
+  return path.empty() ? path : (fs::weakly_canonical(fs::absolute(folder, error), error) / path).lexically_normal();
 }
 
 // ---- The options ----

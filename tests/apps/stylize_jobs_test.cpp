@@ -319,8 +319,14 @@ TEST_F(StylizeJob, TakesOddInputs) {
     EXPECT_THAT(job({"join", std::string("%") + folder}, 1).standard_error, HasSubstr("damaged"));
   }
   expectSameClip("a.mp4", "b.mp4");
-  job({"plan", "%whole.mp4", "-o", "%c.mp4", "--job", "%c", "--style", "pencil", "--unit-length", "0.05", "-q"});
+  ChildSetting there = StylizeRun::withGpu();
+  there.working_folder = run_.folder();
+  job({"plan", "whole.mp4", "-o", "c.mp4", "--job", "c", "--style", "pencil", "--unit-length", "0.05", "-q"}, 0, there);
   EXPECT_EQ(openUnits("c").size(), 35U); // the last has two
+  fs::create_directory_symlink(run_.folder() / "c", run_.folder() / "a" / "linked");
+  job({"work", "%a/linked", "-q"});
+  job({"join", "%a/linked", "-q"});
+  EXPECT_EQ(frameTimes(run_.file("c.mp4")).size(), 36U);
   EXPECT_THAT(
       job({"plan", "%whole.mp4", "-o", "%whole.mp4", "--job", "%d", "--style", "pencil", "--overwrite"}, 2).standard_error,
       HasSubstr("which is read"));
