@@ -20,10 +20,10 @@ namespace vorin::media {
 
 /** The size of a result: "640x480", one side that the other follows in the picture's shape, or a percentage of both. */
 struct SizeRule {
-  int width = 0;      /**< 0: follows from the height, or from the percentage */
-  int height = 0;     /**< 0: follows likewise */
-  double percent = 0; /**< 0: the sides count */
-  bool operator==(const SizeRule&) const = default;
+  int width = 0;                                    /**< 0: follows from the height, or from the percentage */
+  int height = 0;                                   /**< 0: follows likewise */
+  double percent = 0;                               /**< 0: the sides count */
+  bool operator==(const SizeRule&) const = default; /**< by value */
 };
 
 /** All that decides a result besides its input. */
@@ -35,12 +35,12 @@ struct Recipe {
   bool keep_colours = false;         /**< as in Look */
   bool steady = false;               /**< of clips: whether Steady follows the Restyler */
   SourceOptions source;              /**< but exact_colours, which depends on the input */
-  SinkOptions sink;
+  SinkOptions sink;                  /**< of each output */
 };
 
 /** An input of a job. */
 struct JobInput {
-  std::filesystem::path file;
+  std::filesystem::path file;   /**< that is read */
   std::filesystem::path output; /**< of its result */
   bool is_clip = false;         /**< else an image */
 };
@@ -62,26 +62,28 @@ struct UnitRules {
 
 /** Where a job stands. */
 struct JobState {
+  /** Of a unit. kRunning: a process is at work on it; kFailed: the last try failed. */
   enum class UnitState { kOpen, kRunning, kDone, kFailed };
+  /** A unit and how it stands. */
   struct Unit {
-    std::string id;
-    UnitState state = UnitState::kOpen;
-    std::filesystem::path input; /**< the clip, or the first image */
-    std::int64_t frames = 0;
-    double seconds = 0; /**< kDone: that the work took */
-    std::string note;   /**< kRunning: host and process; kFailed: why */
+    std::string id;                     /**< a hash of all that decides its bytes */
+    UnitState state = UnitState::kOpen; /**< now */
+    std::filesystem::path input;        /**< the clip, or the first image */
+    std::int64_t frames = 0;            /**< an image counts as one */
+    double seconds = 0;                 /**< kDone: that the work took */
+    std::string note;                   /**< kRunning: host and process; kFailed: why */
   };
-  std::vector<Unit> units;
-  std::vector<std::string> failures; /**< of single inputs, one line each: they get no result */
-  std::int64_t frames = 0;           /**< of all units */
-  std::int64_t frames_done = 0;      /**< of the units that are done */
-  VORIN_MEDIA_API std::size_t count(UnitState state) const;
+  std::vector<Unit> units;                                  /**< in the order of the plan */
+  std::vector<std::string> failures;                        /**< of single inputs, one line each: they get no result */
+  std::int64_t frames = 0;                                  /**< of all units */
+  std::int64_t frames_done = 0;                             /**< of the units that are done */
+  VORIN_MEDIA_API std::size_t count(UnitState state) const; /**< of units in that state */
 };
 
 /** Writes a new job: looks through all inputs, which for clips takes the time of decoding them. If the folder holds a job
  * already, checks that it is the same one. kUsage, with the name of what changed, if it is another. hooks.on_frame: frames looked
- * through. Returns false if it was cancelled:
- * nothing is written then. */
+ * through. Returns false if it was cancelled: nothing is
+ * written then. */
 VORIN_MEDIA_API bool planJob(const std::filesystem::path& job, std::span<const JobInput> inputs, const Recipe& recipe,
                              const UnitRules& rules = {}, const JobHooks& hooks = {});
 
@@ -118,7 +120,7 @@ struct JobJoin {
   std::vector<std::string> failures;          /**< of inputs without a result, one line each */
   std::vector<std::string> warnings;          /**< one line each */
   bool is_damaged = false;                    /**< a clip was damaged: its warnings tell */
-  bool cancelled = false;
+  bool cancelled = false;                     /**< some outputs may be missing */
 };
 
 /** Checks all units and writes the outputs: clips by copying packets, with sound and all else from their source. Writes nothing
