@@ -3,6 +3,7 @@ process makes of it.
 
 usage: jobs_on_engines.py BUILD_FOLDER dask|parallel|slurm, with the Python that has Dask; ends with 77 (skipped) where the engine is missing
 """
+import contextlib
 import json
 import os
 import pathlib
@@ -198,7 +199,7 @@ class Slurm:
             f"NodeName={host} NodeAddr=127.0.0.1 CPUs={os.cpu_count()} State=UNKNOWN\n"
             "PartitionName=all Nodes=ALL Default=YES MaxTime=INFINITE State=UP\n"), encoding="utf-8")
 
-    def __enter__(self):
+    def start(self):
         environment["SLURM_CONF"] = str(self.folder / "slurm.conf")
         files = [f"--{name}-file={self.folder}/munge.{name}" for name in ("key", "log", "seed", "pid")]
         output_of(["munged", "--force", f"--socket={self.folder}/munge.socket", *files], self.folder)
@@ -206,7 +207,7 @@ class Slurm:
         output_of(["slurmd"], self.folder)
         wait_for("an idle node", lambda: "idle" in output_of(["sinfo", "--noheader", "--format=%T"], self.folder))
 
-    def __exit__(self, *_):
+    def end(self):
         for name in ("slurmd.pid", "slurmctld.pid", "munge.pid"):
             file = self.folder / name
             if file.exists():
@@ -218,7 +219,16 @@ def on_slurm(parent):
     """A task's program is killed, so the array fails; the same lines again do the rest."""
     folder = parent / "cluster"
     folder.mkdir()
-    with Slurm(folder):
+    cluster = Slurm(folder)
+    try:
+        cluster.start()
+    except (AssertionError, subprocess.TimeoutExpired, OSError) as error:
+        with contextlib.suppress(AssertionError, OSError):
+            cluster.end()
+        logs = [file.read_text(errors="replace")[-2000:] for file in sorted(folder.glob("*.log"))]
+        print("skipped: the daemons of Slurm do not start on this machine:", error, *logs, sep="\n")
+        sys.exit(77)
+    try:
         job = Job(parent, "slurm")
         lines = "set -e\n" + "\n".join(documented("Slurm"))
         run = start(lines, job.folder)
@@ -228,6 +238,8 @@ def on_slurm(parent):
         assert run.returncode != 0, said
         output_of(["bash", "-c", lines], job.folder)
         return job.joined()
+    finally:
+        cluster.end()
 
 
 SCENARIOS = {"dask": [killed_local_dask, killed_scheduler, failing_units], "parallel": [on_parallel], "slurm": [on_slurm]}
