@@ -4,7 +4,6 @@
 #include "sources_and_sinks.h"
 #include "text.h"
 
-#include <array>
 #include <fstream>
 #include <system_error>
 #include <utility>
@@ -16,12 +15,12 @@ namespace fs = std::filesystem;
 using namespace jobs;
 
 void copyFile(const fs::path& from, const fs::path& to, bool overwrite) {
-  constexpr std::size_t kPortion_bytes = std::size_t{1} << 20;
-  std::ifstream stream(from, std::ios::binary);
-  base::OutputFile output(to, overwrite);
-  std::vector<char> portion(kPortion_bytes);
-  while (stream.read(portion.data(), static_cast<std::streamsize>(portion.size())) || stream.gcount() > 0) {
-    output.write({reinterpret_cast<const std::uint8_t*>(portion.data()), static_cast<std::size_t>(stream.gcount())});
+  base::TemporaryOutput output(to, overwrite);
+  std::error_code error;
+  fs::copy_file(from, output.path(), error);
+  if (error) {
+    throw Error(ErrorKind::kInputOutput,
+                base::quotedPath(to) + " cannot be written (" + error.message() + "): make room or choose another folder");
   }
   output.commit();
 }
