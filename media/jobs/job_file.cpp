@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <string_view>
@@ -202,10 +201,6 @@ std::string sumOf(const std::string& text) {
   return sum.hexadecimal();
 }
 
-std::string valueText(const Json& value) {
-  return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
 } // namespace
 
 Error damagedJob(const fs::path& job, const std::string& why) {
@@ -223,25 +218,6 @@ Json decisionsOf(const Recipe& recipe, const UnitRules& rules, const RestylerRep
   decisions["package"] = report.package.empty() ? "" : stateOf(report.package).sha256;
   decisions["style image"] = recipe.style_image.empty() ? "" : stateOf(recipe.style_image).sha256;
   return decisions;
-}
-
-std::string differenceOf(const Json& planned, const Json& present) {
-  for (const auto& [key, value] : present.items()) {
-    if (planned.contains(key) && planned.at(key) == value) {
-      continue;
-    }
-    if (!planned.contains(key)) {
-      return "it does not say the " + key;
-    }
-    if (value.is_object() && planned.at(key).is_object()) {
-      const std::string difference = differenceOf(planned.at(key), value);
-      return key == "options" ? "--" + difference : difference;
-    }
-    const std::string name = key == "name" ? "device" : key;
-    const bool is_sum = key == "package" || key == "style image" || key == "size";
-    return is_sum ? name + " is another" : name + " was " + valueText(planned.at(key)) + " and is " + valueText(value);
-  }
-  return "";
 }
 
 std::string idOf(const Plan& plan, const PlannedUnit& unit) {
@@ -333,32 +309,6 @@ Plan readPlan(const fs::path& job) {
                                              "with vorin-stylize job plan, or check the name");
   }
   return parsePlan({std::istreambuf_iterator<char>(stream), {}}, job);
-}
-
-FileState stateOf(const fs::path& file, const FileState* known) {
-  std::error_code error;
-  FileState state;
-  state.bytes = fs::file_size(file, error);
-  if (error) {
-    throw Error(ErrorKind::kInputOutput,
-                base::quotedPath(file) + " cannot be read (" + error.message() + "): check its name and permissions");
-  }
-  const auto modified = std::chrono::file_clock::to_sys(fs::last_write_time(file, error));
-  state.modified_ns = std::chrono::duration_cast<std::chrono::nanoseconds>(modified.time_since_epoch()).count();
-  const bool seems_same = known != nullptr && known->bytes == state.bytes && known->modified_ns == state.modified_ns;
-  state.sha256 = seems_same ? known->sha256 : base::sha256OfFile(file, 0, state.bytes);
-  return state;
-}
-
-void requireUnchanged(PlannedInput& input, bool thoroughly) {
-  const FileState now = stateOf(input.input.file, thoroughly ? nullptr : &input.file);
-  if (now.sha256 == input.file.sha256) {
-    input.file = now;
-  } else {
-    throw Error(ErrorKind::kInputOutput,
-                base::quotedPath(input.input.file) +
-                    " has changed since the job was planned: bring the former file back, or plan a new job");
-  }
 }
 
 } // namespace vorin::media::jobs

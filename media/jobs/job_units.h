@@ -91,4 +91,7 @@ private:
   std::filesystem::path folder_;
 };
 
+JobState::Unit stateOfUnit(const Plan& plan, const UnitStore& store, const PlannedUnit& planned);
+JobState stateOfPlan(const Plan& plan);
+
 } // namespace vorin::media::jobs

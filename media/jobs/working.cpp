@@ -12,7 +12,6 @@
 #include <system_error>
 #include <thread>
 #include <utility>
-#include <variant>
 
 namespace vorin::media {
 namespace {
@@ -25,46 +24,6 @@ struct UnitFailure {
   std::string error;
   bool may_pass; // another try may succeed
 };
-
-JobState::Unit stateOfUnit(const Plan& plan, const UnitStore& store, const PlannedUnit& planned) {
-  JobState::Unit unit;
-  unit.id = planned.id;
-  unit.input = plan.inputs[planned.inputs.front()].input.file;
-  unit.frames = planned.frames(plan.inputs);
-  if (const std::optional<UnitResult> result = store.result(planned)) {
-    unit.state = UnitState::kDone;
-    unit.seconds = result->seconds;
-  } else if (const std::optional<std::string> worker = store.worker(planned)) {
-    unit.state = UnitState::kRunning;
-    unit.note = *worker;
-  } else if (std::string failure = store.failure(planned); !failure.empty()) {
-    unit.state = UnitState::kFailed;
-    unit.note = std::move(failure);
-  }
-  return unit;
-}
-
-JobState stateOfPlan(const Plan& plan) {
-  const UnitStore store(plan);
-  JobState state;
-  for (const PlannedUnit& planned : plan.units) {
-    state.units.push_back(stateOfUnit(plan, store, planned));
-    const JobState::Unit& unit = state.units.back();
-    state.frames += unit.frames;
-    if (unit.state == UnitState::kDone) {
-      state.frames_done += unit.frames;
-      for (const UnitResult::Failure& failure : store.result(planned).value_or(UnitResult()).failures) {
-        state.failures.push_back(failure.error);
-      }
-    }
-  }
-  for (const PlannedInput& input : plan.inputs) {
-    if (!input.failure.empty()) {
-      state.failures.push_back(input.failure);
-    }
-  }
-  return state;
-}
 
 Plan planFor(const fs::path& job, const fs::path& models) {
   Plan plan = readPlan(job);
@@ -320,11 +279,6 @@ private:
   std::int64_t frames_before_ = 0; // of the units that are done
 };
 
-std::size_t JobState::count(UnitState state) const {
-  return static_cast<std::size_t>(
-      std::count_if(units.begin(), units.end(), [&](const Unit& unit) { return unit.state == state; }));
-}
-
 JobWorker::JobWorker(const fs::path& job, const fs::path& models, JobHooks hooks)
     : work_(std::make_unique<Work>(job, models, std::move(hooks))) {}
 JobWorker::~JobWorker() = default;
@@ -335,10 +289,6 @@ JobState::Unit JobWorker::work(const std::string& unit) {
 
 JobState JobWorker::workOnAll(int tries) {
   return work_->workOnAll(tries);
-}
-
-JobState jobState(const fs::path& job) {
-  return stateOfPlan(readPlan(job));
 }
 
 } // namespace vorin::media

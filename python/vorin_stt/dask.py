@@ -105,7 +105,7 @@ def connected(arguments: argparse.Namespace) -> Iterator[distributed.Client]:
     """A client of the cluster that the arguments name."""
     import distributed
 
-    logging.getLogger("distributed").setLevel(logging.CRITICAL)  # what matters is told in words here
+    logging.getLogger("distributed").setLevel(logging.CRITICAL)  # this command reports what the user needs
     with contextlib.ExitStack() as cleanup:
         address = arguments.scheduler
         if arguments.local:

@@ -74,7 +74,7 @@ class UnitPlugin(WorkerPlugin):
     def _start(self) -> None:
         environment = dict(os.environ)
         if self._processors:
-            # This thread's processors become the child's. PoCL counts those of the machine, unless it is told.
+            # The child gets this thread's processors. PoCL counts all of the machine's unless this variable is set.
             os.sched_setaffinity(0, self._processors)
             environment["POCL_MAX_PTHREAD_COUNT"] = str(len(self._processors))
         self._errors = tempfile.TemporaryFile(mode="w+", encoding="utf-8", errors="replace")  # noqa: SIM115
