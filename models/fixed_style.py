@@ -11,7 +11,7 @@ import openvino as ov
 import openvino.opset13 as ops
 from style_network import Expansion, fold_input, reorder_output, repaint
 from subpixel import expanded
-from trained_weights import fixed_style_layers
+from trained_weights import Convolution, fixed_style_layers
 
 # The size of the network before a reshape.
 DEFAULT_HEIGHT = 540
@@ -92,21 +92,27 @@ def _cut(planes: ov.Node, image: ov.Node) -> ov.Node:
 
 def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expand: Expansion = expanded) -> ov.Node:
     """The mixture of fixed styles after the matrix, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
+    layers, scales, shifts = folded_layers()
+
+    def normalisation(name: str) -> tuple[ov.Node, ov.Node]:
+        scale, shift = (ops.constant(mixed(table[name], mix)) for table in (scales, shifts))
+        return scale, shift
+
+    return repaint(padded, layers, normalisation, matrix, expand)
+
+
+def folded_layers() -> tuple[dict[str, Convolution], dict[str, np.ndarray], dict[str, np.ndarray]]:
+    """The layers of the 26 styles, and the tables of scales and shifts, for planes blue, green, red; images from -1 to 1."""
     layers, scales, shifts = fixed_style_layers()
     half = np.full(3, 0.5)
     layers["contract.0"] = fold_input(layers["contract.0"], half, half, REVERSED)
     layers["expand.2"] = reorder_output(layers["expand.2"], REVERSED)
     scales["expand.2"] = scales["expand.2"][:, REVERSED]
     shifts["expand.2"] = shifts["expand.2"][:, REVERSED]
-
-    def normalisation(name: str) -> tuple[ov.Node, ov.Node]:
-        scale, shift = (ops.constant(_mixed(table[name], mix)) for table in (scales, shifts))
-        return scale, shift
-
-    return repaint(padded, layers, normalisation, matrix, expand)
+    return layers, scales, shifts
 
 
-def _mixed(table: np.ndarray, mix: dict[int, float]) -> np.ndarray:
+def mixed(table: np.ndarray, mix: dict[int, float]) -> np.ndarray:
     """One layer's values in the mixture, [1, channels, 1, 1].
 
     Multiplied and added one by one: a matrix product rounds differently from processor to processor.
