@@ -96,7 +96,7 @@ ExitStatus workOnRequest(const Options& options) {
 // Starts copies of this program, and shows what they have done together. One that ends early is made up for by the others.
 media::JobState workInProcesses(const Options& options) {
   constexpr std::chrono::milliseconds kLook(500);
-  std::vector<std::string> arguments = {"job", "work", base::utf8Text(options.job), "--quiet"};
+  std::vector<std::string> arguments = {"job", "work", base::utf8Text(options.job), "--quiet", "--skip-failed"};
   if (!options.restyler.models.empty()) {
     arguments.insert(arguments.end(), {"--models", base::utf8Text(options.restyler.models)});
   }
@@ -134,6 +134,9 @@ media::JobState workInProcesses(const Options& options) {
 ExitStatus workOnJob(const Options& options) {
   if (options.unit == "-") {
     return workOnRequest(options);
+  }
+  if (options.unit.empty() && !options.skip_failed) {
+    media::forgetFailures(options.job);
   }
   if (options.workers > 1) {
     return reportWork(options, workInProcesses(options));
