@@ -16,14 +16,14 @@ using testing::HasSubstr;
 // Runs the work, and counts how often somebody listed the folder meanwhile.
 template <typename Work> int listingsOf(const fs::path& folder, const Work& work) {
   const int watch = inotify_init1(IN_NONBLOCK);
-  inotify_add_watch(watch, folder.c_str(), IN_OPEN);
+  inotify_add_watch(watch, folder.c_str(), IN_OPEN | IN_CLOSE); // two equal events in a row would be one
   work();
   alignas(inotify_event) std::array<char, 1 << 16> events{};
   int listings = 0;
   for (ssize_t bytes = 0; (bytes = read(watch, events.data(), events.size())) > 0;) {
     for (const char* at = events.data(); at < events.data() + bytes;) {
       const auto* event = reinterpret_cast<const inotify_event*>(at);
-      listings += event->len == 0 && (event->mask & IN_ISDIR) != 0 ? 1 : 0;
+      listings += event->len == 0 && (event->mask & IN_OPEN) != 0 ? 1 : 0;
       at += sizeof(inotify_event) + event->len;
     }
   }
@@ -261,7 +261,7 @@ TEST_F(StylizeJob, ASecondRunOfTheSameClipSaysWhoIsAtWork) {
   first.signal(SIGSTOP);
   const auto before = contentOf(run_.folder());
   expectFailure(StylizeRun::run(resume), 5, "out.mp4' is at work already (");
-  EXPECT_EQ(contentOf(run_.folder()), before);
+  EXPECT_TRUE(contentOf(run_.folder()) == before);
   first.signal(SIGCONT);
   EXPECT_EQ(first.wait().exit_status, 0);
   EXPECT_EQ(frameTimes(run_.file("out.mp4")).size(), 16 * 36U);
