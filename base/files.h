@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -53,16 +54,20 @@ std::optional<std::filesystem::path> folderOfLinkTo(const std::filesystem::path&
 std::optional<std::string> narrowText(const std::filesystem::path& path);
 
 // Holds an exclusive lock on the file, which is made if it is missing and is never removed. The constructor waits until no other
-// FileLock, of any process, holds the lock. If the file cannot be opened, nothing is locked and the program continues.
+// FileLock, of any process, holds the lock; or it does not wait. If the file cannot be opened, nothing is locked and the program
+// continues. The system ends the lock of a process that ends.
 class FileLock {
 public:
-  explicit FileLock(const std::filesystem::path& file);
+  explicit FileLock(const std::filesystem::path& file, bool waits = true);
   ~FileLock();
   FileLock(const FileLock&) = delete;
   FileLock& operator=(const FileLock&) = delete;
 
+  bool isTaken() const { return is_taken_; } // another FileLock holds the lock, and this one did not wait
+
 private:
   int descriptor_; // -1: nothing is locked
+  bool is_taken_ = false;
 };
 
 // The memory that the process can still get, in bytes; nothing if the system does not say.
@@ -86,15 +91,15 @@ private:
 };
 
 // The sum of a part of a file, each byte of which is XORed with the mask first. Throws Error(kInputOutput) if the part cannot be
-// read.
+// read. goes_on is called with the number of bytes that are read; the sum is empty once it returns false.
 inline std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t offset_bytes, std::uint64_t size_bytes,
-                                std::uint8_t mask = 0) {
+                                std::uint8_t mask = 0, const std::function<bool(std::uint64_t bytes)>& goes_on = {}) {
   constexpr std::uint64_t kPartBytes = std::uint64_t{1} << 20;
   std::ifstream stream(file, std::ios::binary);
   stream.seekg(static_cast<std::streamoff>(offset_bytes));
   std::vector<std::uint8_t> part(static_cast<std::size_t>(std::min(kPartBytes, size_bytes)));
   Sha256 sum;
-  while (size_bytes > 0) {
+  for (std::uint64_t done_bytes = 0; size_bytes > 0;) {
     part.resize(static_cast<std::size_t>(std::min<std::uint64_t>(part.size(), size_bytes)));
     if (!stream.read(reinterpret_cast<char*>(part.data()), static_cast<std::streamsize>(part.size()))) {
       throw Error(ErrorKind::kInputOutput, quotedPath(file) + " cannot be read: check its permissions");
@@ -102,6 +107,10 @@ inline std::string sha256OfFile(const std::filesystem::path& file, std::uint64_t
     std::for_each(part.begin(), part.end(), [&](std::uint8_t& byte) { byte = static_cast<std::uint8_t>(byte ^ mask); });
     sum.add(part);
     size_bytes -= part.size();
+    done_bytes += part.size();
+    if (goes_on && !goes_on(done_bytes)) {
+      return "";
+    }
   }
   return sum.hexadecimal();
 }

@@ -47,11 +47,13 @@ struct JobInput {
 
 /** What the functions tell while they work. */
 struct JobHooks {
-  const std::atomic<bool>* cancelled = nullptr;                /**< polled between frames */
+  const std::atomic<bool>* cancelled = nullptr;                /**< polled between frames, and while files are read */
   std::function<void(std::int64_t frames_done)> on_frame = {}; /**< of the whole job, an image counting as one frame */
   std::function<void(const std::string&)> on_line = {};        /**< a line for the user */
   std::function<void(const RestylerReport&)> on_device = {};   /**< once it is known what restyles */
   std::function<void(Restyler&, Size)> prepare = {};           /**< called in place of Restyler::prepare */
+  /** While a file is read for its sum, which takes long for a large one. */
+  std::function<void(std::uint64_t bytes_done, std::uint64_t bytes)> on_read = {};
 };
 
 /** How to cut the inputs into units. */
@@ -62,7 +64,7 @@ struct UnitRules {
 
 /** Where a job stands. */
 struct JobState {
-  /** Of a unit. kRunning: a process is at work on it; kFailed: the last try failed. */
+  /** Of a unit. kRunning: a process is at work on it; kFailed: the last try failed, and none is at work. */
   enum class UnitState { kOpen, kRunning, kDone, kFailed };
   /** A unit and how it stands. */
   struct Unit {
@@ -71,6 +73,7 @@ struct JobState {
     std::filesystem::path input;        /**< the clip, or the first image */
     std::int64_t frames = 0;            /**< an image counts as one */
     double seconds = 0;                 /**< kDone: that the work took */
+    int failed_tries = 0;               /**< kFailed: of all processes together */
     std::string note;                   /**< kRunning: host and process; kFailed: why */
   };
   std::vector<Unit> units;                                  /**< in the order of the plan */
@@ -97,12 +100,14 @@ public:
   JobWorker(const JobWorker&) = delete;
   JobWorker& operator=(const JobWorker&) = delete;
 
-  /** Does one unit if it is not done, and returns how it stands. If another process does it, waits for that one, and
-   * takes its place if it ends. kUsage: there is no such unit; kInputOutput: the disk is full. */
-  JobState::Unit work(const std::string& unit);
+  /** Tries one unit once if it is not done, and returns how it stands. If another process does it, waits for that one, and
+   * takes its place if it ends. Leaves a unit alone that has failed so many times. kUsage: there is no such unit; kInputOutput:
+   * the disk is full. */
+  JobState::Unit work(const std::string& unit, int tries = 3);
 
   /** Does units until none is open. Units that other processes do are left to them; where one of those ends without its unit,
-   * this one takes it. A unit that fails is tried so many times, one with damaged inputs once, and does not stop the others. */
+   * this one takes it. A unit that fails is tried so many times by all processes together, one with damaged inputs once, and
+   * does not stop the others. */
   JobState workOnAll(int tries = 3);
 
 private:
@@ -110,21 +115,27 @@ private:
   std::unique_ptr<Work> work_;
 };
 
+/** Forgets the tries that failed: the units that failed are tried again. */
+VORIN_MEDIA_API void forgetFailures(const std::filesystem::path& job);
+
 /** Reads where the job stands. */
 VORIN_MEDIA_API JobState jobState(const std::filesystem::path& job);
 
 /** The outcome of joinJob. */
 struct JobJoin {
-  std::vector<std::filesystem::path> outputs; /**< that were written */
+  std::vector<std::filesystem::path> outputs; /**< that are complete now */
   std::vector<std::string> damaged_units;     /**< whose files were not what they should be: they are open again */
-  std::vector<std::string> failures;          /**< of inputs without a result, one line each */
-  std::vector<std::string> warnings;          /**< one line each */
-  bool is_damaged = false;                    /**< a clip was damaged: its warnings tell */
-  bool cancelled = false;                     /**< some outputs may be missing */
+  std::vector<std::string> missing;  /**< inputs whose units are not all done, a line a clip or a unit of images, and why */
+  std::vector<std::string> failures; /**< of inputs without a result for another reason, one line each */
+  std::vector<std::string> warnings; /**< one line each */
+  bool is_damaged = false;           /**< a clip was damaged: its warnings tell */
+  bool cancelled = false;            /**< some outputs may be missing */
 };
 
-/** Checks all units and writes the outputs: clips by copying packets, with sound and all else from their source. Writes nothing
- * if a unit is missing (kInputOutput) or damaged. hooks.on_frame: frames joined. */
+/** Writes the output of each input whose units are all done, once their files have been checked: clips by copying packets, with
+ * sound and all else from their source. A later call writes the others. An output that an earlier call wrote stays as it is; a
+ * file that is there and is not the job's own is replaced only if the plan says so. kInputOutput: an output cannot be written.
+ * hooks.on_frame: frames joined. */
 VORIN_MEDIA_API JobJoin joinJob(const std::filesystem::path& job, const JobHooks& hooks = {});
 
 } // namespace vorin::media

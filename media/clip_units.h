@@ -6,6 +6,7 @@
 #pragma once
 
 #include "files.h"
+#include "output_file.h"
 #include "sources_and_sinks.h"
 
 #include <memory>
@@ -82,9 +83,10 @@ struct UnitFile {
 // Delivers what a clip holds besides its frames.
 std::unique_ptr<Source> openClipPackets(const std::filesystem::path& clip, const SourceOptions& options);
 
-// Writes a clip's output from its units by copying packets, with the sound and all else from the clip. info: of the clip, for the
-// sink. size: of the results.
-std::optional<ClipSurvey> joinClip(const std::filesystem::path& output, Source& clip_packets, const SourceInfo& info, Size size,
-                                   const SinkOptions& options, std::span<const UnitFile> units, const OnFrame& on_frame);
+// Writes a clip's output from its units by copying packets, with the sound and all else from the clip. file: the output, whose
+// name decides its kind. info: of the clip, for the sink. size: of the results.
+std::optional<ClipSurvey> joinClip(std::unique_ptr<base::TemporaryOutput> file, const std::filesystem::path& output,
+                                   Source& clip_packets, const SourceInfo& info, Size size, const SinkOptions& options,
+                                   std::span<const UnitFile> units, const OnFrame& on_frame);
 
 } // namespace vorin::media

@@ -45,6 +45,7 @@ struct CommandLine {
   double unit_length_s = 20;
   int unit_images = 50;
   bool open_units = false;
+  bool skip_failed = false;
   std::string command;             // "sheet", "devices", "info", "selftest", "plan", "work", "status", "join", or empty
   std::optional<std::string> help; // the text of --help, if it was requested
 };

@@ -50,7 +50,10 @@ Examples:
 inline constexpr const char* kJobFooter = R"(
 Any number of processes may work on one job, also on other machines if they see
 its folder under whatever path. Each can end at any moment; the others, or the
-next one, go on. The outputs are the same whoever does what.
+next one, go on. The outputs are the same whoever does what. A unit that fails
+is tried three times by all of them together; work, started again, tries it
+again, unless with --unit or --skip-failed. join writes what is complete; later
+it writes the rest.
 
 Example:
   vorin-stylize job plan clips -o restyled --style cartoon --job work

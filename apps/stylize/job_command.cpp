@@ -55,7 +55,8 @@ media::JobHooks hooksFor(Progress& progress) {
           [&](std::int64_t frames) { progress.update(frames); },
           [&](const std::string& line) { progress.say(line); },
           {},
-          prepareQuietly};
+          prepareQuietly,
+          [&](std::uint64_t done, std::uint64_t bytes) { progress.updateReading(done, bytes); }};
 }
 
 std::string stateText(UnitState state) {
@@ -87,6 +88,9 @@ nlohmann::ordered_json jsonOf(const media::JobState& state) {
         {{"id", unit.id}, {"state", stateText(unit.state)}, {"input", base::utf8Text(unit.input)}, {"frames", unit.frames}});
     if (!unit.note.empty()) {
       units.back()[unit.state == UnitState::kFailed ? "error" : "worker"] = unit.note;
+    }
+    if (unit.state == UnitState::kFailed) {
+      units.back()["tries"] = unit.failed_tries;
     }
   }
   return {{"units", units}, {"frames", state.frames}, {"frames_done", state.frames_done}, {"failures", state.failures}};
@@ -148,14 +152,16 @@ ExitStatus joinJob(const Options& options) {
     joined = media::joinJob(options.job, hooksFor(progress));
     progress.finish();
   }
-  for (const auto* lines : {&joined->warnings, &joined->failures}) {
+  for (const auto* lines : {&joined->warnings, &joined->failures, &joined->missing}) {
     std::for_each(lines->begin(), lines->end(), printLine);
   }
-  ExitStatus status = joined->failures.empty() && !joined->is_damaged ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
+  const bool is_whole = joined->failures.empty() && joined->missing.empty() && joined->damaged_units.empty();
+  ExitStatus status = is_whole && !joined->is_damaged ? ExitStatus::kDone : ExitStatus::kSomeInputsFailed;
   if (!joined->damaged_units.empty()) {
     printLine(std::to_string(joined->damaged_units.size()) +
               " units are damaged and open again: do them with vorin-stylize job work " + base::utf8Text(options.job));
-    status = ExitStatus::kSomeInputsFailed;
+  } else if (!joined->missing.empty()) {
+    printLine("the units that are left: do them with vorin-stylize job work " + base::utf8Text(options.job) + ", and join again");
   }
   if (joined->cancelled) {
     status = ExitStatus::kCancelled;
@@ -169,6 +175,7 @@ ExitStatus joinJob(const Options& options) {
     std::transform(joined->outputs.begin(), joined->outputs.end(), std::back_inserter(outputs), base::utf8Text);
     printJson({{"outputs", outputs},
                {"damaged_units", joined->damaged_units},
+               {"missing", joined->missing},
                {"failures", joined->failures},
                {"warnings", joined->warnings},
                {"cancelled", joined->cancelled},

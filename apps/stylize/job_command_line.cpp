@@ -35,6 +35,8 @@ void Parser::addJob() {
       ->group(kManySection)
       ->check(CLI::Range(1, 256).description(""))
       ->excludes(unit);
+  flag(*work, "--skip-failed", typed.skip_failed,
+       "Leave units alone that have failed three times, as --unit does, rather than try them again", kManySection);
   addModels(*work);
   addProgress(*work);
   addOther(*work, true);

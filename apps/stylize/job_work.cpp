@@ -96,7 +96,7 @@ ExitStatus workOnRequest(const Options& options) {
 // Starts copies of this program, and shows what they have done together. One that ends early is made up for by the others.
 media::JobState workInProcesses(const Options& options) {
   constexpr std::chrono::milliseconds kLook(500);
-  std::vector<std::string> arguments = {"job", "work", base::utf8Text(options.job), "--quiet"};
+  std::vector<std::string> arguments = {"job", "work", base::utf8Text(options.job), "--quiet", "--skip-failed"};
   if (!options.restyler.models.empty()) {
     arguments.insert(arguments.end(), {"--models", base::utf8Text(options.restyler.models)});
   }
@@ -109,12 +109,18 @@ media::JobState workInProcesses(const Options& options) {
   const auto allHaveEnded = [&] {
     return std::all_of(children.begin(), children.end(), [](const auto& child) { return child->hasEnded(); });
   };
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point next_look = Clock::now() + kLook;
   for (bool is_cancelled = false; !allHaveEnded();) {
     if (base::cancellationIsDue() && !std::exchange(is_cancelled, true)) { // a second signal would end them at once
       std::for_each(children.begin(), children.end(), [](const auto& child) { child->cancel(); });
     }
     std::this_thread::sleep_for(kLook);
-    progress.update(media::jobState(options.job).frames_done);
+    if (const Clock::time_point begin = Clock::now(); begin >= next_look) {
+      constexpr int kMostShare = 20; // a job of many units takes long to look at, which is the workers' time
+      progress.update(media::jobState(options.job).frames_done);
+      next_look = Clock::now() + kMostShare * (Clock::now() - begin);
+    }
   }
   progress.finish();
   for (const auto& child : children) {
@@ -134,6 +140,9 @@ media::JobState workInProcesses(const Options& options) {
 ExitStatus workOnJob(const Options& options) {
   if (options.unit == "-") {
     return workOnRequest(options);
+  }
+  if (options.unit.empty() && !options.skip_failed) {
+    media::forgetFailures(options.job);
   }
   if (options.workers > 1) {
     return reportWork(options, workInProcesses(options));

@@ -112,6 +112,7 @@ Options checkedOptions(const CommandLine& typed, Command command) {
   options.workers = typed.workers;
   options.unit_rules = {typed.unit_length_s, typed.unit_images};
   options.open_units = typed.open_units;
+  options.skip_failed = typed.skip_failed;
   options.quiet = typed.quiet;
   options.progress = typed.progress == "json" ? ProgressWish::kJson : ProgressWish::kAuto;
   if (command != Command::kRestyle && command != Command::kSheet && command != Command::kPlan) {

@@ -26,6 +26,7 @@ struct Options : media::Recipe { // a sheet has all styles; the style image may 
   std::string unit;          // the one to do
   int workers = 1;           // processes
   media::UnitRules unit_rules;
+  bool skip_failed = false;              // units that failed before
   bool open_units = false;               // list them
   std::vector<std::string> clip_options; // the options on the command line that apply to clips only
 };

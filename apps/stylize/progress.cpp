@@ -8,6 +8,7 @@
 #include <iomanip>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <utility>
 
 namespace vorin::stylize {
 namespace {
@@ -129,6 +130,28 @@ void Progress::update(std::int64_t done) {
   }
 }
 
+// The bar comes back to what it counted once the file is read.
+void Progress::updateReading(std::uint64_t done_bytes, std::uint64_t bytes) {
+  constexpr std::uint64_t kMegabyte = 1'000'000;
+  constexpr std::uint64_t kLarge = 256 * kMegabyte; // less is read in a moment
+  if (bytes < kLarge) {
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  if (!reading_) {
+    reading_start_ = std::chrono::steady_clock::now();
+    std::swap(tenths_shown_, other_tenths_shown_);
+  }
+  reading_ = {static_cast<std::int64_t>(done_bytes / kMegabyte), static_cast<std::int64_t>(bytes / kMegabyte), 0, 0};
+  if (kind_ == ProgressKind::kLines) {
+    showLine();
+  }
+  if (done_bytes >= bytes) {
+    reading_.reset();
+    tenths_shown_ = std::exchange(other_tenths_shown_, 0);
+  }
+}
+
 void Progress::say(const std::string& line) {
   const std::lock_guard lock(mutex_);
   clearBar();
@@ -154,15 +177,23 @@ void Progress::finishAll(std::int64_t done) {
 }
 
 ProgressState Progress::state() const {
-  return {done_, total_, std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(), before_};
+  ProgressState state = reading_.value_or(ProgressState{done_, total_, 0, before_});
+  const auto elapsed = std::chrono::steady_clock::now() - (reading_ ? reading_start_ : start_);
+  state.elapsed_s = std::chrono::duration<double>(elapsed).count();
+  return state;
+}
+
+const std::string& Progress::unit() const {
+  static const std::string reading = "MB";
+  return reading_ ? reading : unit_;
 }
 
 void Progress::show() {
   if (kind_ == ProgressKind::kJson) {
-    error_.write(progressJson(state(), unit_) + "\n");
+    error_.write(progressJson(state(), unit()) + "\n");
     return;
   }
-  std::string bar = progressBar(state(), unit_, base::terminalColumns());
+  std::string bar = progressBar(state(), unit(), base::terminalColumns());
   const std::size_t columns = bar.size();
   bar.resize(std::max(columns, bar_columns_), ' '); // covers the rest of a longer bar
   base::cancellationEndsALine(true);
@@ -172,12 +203,12 @@ void Progress::show() {
 
 void Progress::showLine() {
   const ProgressState now = state();
-  const bool shows_tenths = total_ && (unit_ == "frames" || *total_ >= kInputsWithTenths);
+  const bool shows_tenths = now.total && (unit() == "frames" || *now.total >= kInputsWithTenths);
   const bool is_due = shows_tenths ? partOf(now, 10) > tenths_shown_ : now.elapsed_s >= shown_s_ + kSecondsWithoutTotal;
   if (is_due) {
-    tenths_shown_ = total_ ? partOf(now, 10) : 0;
+    tenths_shown_ = now.total ? partOf(now, 10) : 0;
     shown_s_ = now.elapsed_s;
-    printLine(progressLine(now, unit_));
+    printLine(progressLine(now, unit()));
   }
 }
 

@@ -44,12 +44,14 @@ public:
   Progress& operator=(const Progress&) = delete;
 
   void update(std::int64_t done);
-  void say(const std::string& line); // prints a line above the bar
-  void finish();                     // reports what is done so far
-  void finishAll(std::int64_t done); // reports `done` as the total, whatever was expected
+  void updateReading(std::uint64_t done_bytes, std::uint64_t bytes); // shows that of a large file, until it is read
+  void say(const std::string& line);                                 // prints a line above the bar
+  void finish();                                                     // reports what is done so far
+  void finishAll(std::int64_t done);                                 // reports `done` as the total, whatever was expected
 
 private:
   ProgressState state() const;
+  const std::string& unit() const;
   void show(); // call with mutex_ locked
   void showLine();
   void clearBar();
@@ -63,7 +65,10 @@ private:
   std::condition_variable ended_;
   std::int64_t done_ = 0;
   std::optional<std::int64_t> total_;
+  std::optional<ProgressState> reading_; // of a file, in megabytes
+  std::chrono::steady_clock::time_point reading_start_;
   std::int64_t tenths_shown_ = 0;
+  std::int64_t other_tenths_shown_ = 0; // of what is counted besides the file
   std::int64_t before_ = 0;
   double shown_s_ = 0;
   std::size_t bar_columns_ = 0; // 0: no bar is shown

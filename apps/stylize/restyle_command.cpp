@@ -126,12 +126,15 @@ ExitStatus restyleOne(const Options& options) {
     }
     return ExitStatus::kDone;
   }
+  const bool is_resumed = options.resume && result.is_clip && !isPipe(result.input) && !isPipe(result.output);
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
-    removeLeftovers(options, result.output.parent_path());
+    if (!is_resumed) { // the leftovers may be those of another run of the same clip
+      removeLeftovers(options, result.output.parent_path());
+    }
     requireNotRead(result.output, {result.input, options.style_image});
   }
-  if (options.resume && result.is_clip && !isPipe(result.input) && !isPipe(result.output)) {
+  if (is_resumed) {
     resumeClip(options, result, true);
     return reportOne(options, result.restyler, result);
   }

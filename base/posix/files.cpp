@@ -112,9 +112,13 @@ std::optional<std::string> narrowText(const fs::path& path) {
   return path.string();
 }
 
-FileLock::FileLock(const fs::path& file) : descriptor_(open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, kReadableAndWritable)) {
-  while (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0 && errno == EINTR) {
-  }
+FileLock::FileLock(const fs::path& file, bool waits)
+    : descriptor_(open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, kReadableAndWritable)) {
+  int result = 0;
+  do {
+    result = descriptor_ < 0 ? 0 : flock(descriptor_, LOCK_EX | (waits ? 0 : LOCK_NB));
+  } while (result != 0 && errno == EINTR);
+  is_taken_ = result != 0 && errno == EWOULDBLOCK;
 }
 
 FileLock::~FileLock() {

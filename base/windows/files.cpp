@@ -140,11 +140,13 @@ std::optional<std::string> narrowText(const fs::path& path) {
   return lacks_some != FALSE || (bytes == 0 && length != 0) ? std::nullopt : std::optional(text);
 }
 
-FileLock::FileLock(const fs::path& file) : descriptor_(-1) {
+FileLock::FileLock(const fs::path& file, bool waits) : descriptor_(-1) {
   constexpr int kFlags = _O_RDONLY | _O_CREAT | _O_BINARY | _O_NOINHERIT;
   if (_wsopen_s(&descriptor_, file.c_str(), kFlags, _SH_DENYNO, _S_IREAD | _S_IWRITE) == 0) {
     OVERLAPPED place = lockPlace();
-    LockFileEx(handleOf(descriptor_), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place);
+    const DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | (waits ? 0 : LOCKFILE_FAIL_IMMEDIATELY);
+    const bool is_locked = LockFileEx(handleOf(descriptor_), flags, 0, 1, 0, &place) != FALSE;
+    is_taken_ = !is_locked && (GetLastError() == ERROR_LOCK_VIOLATION || GetLastError() == ERROR_IO_PENDING);
   }
 }
 

@@ -36,7 +36,16 @@ std::string differenceOf(const Json& planned, const Json& present) {
   return "";
 }
 
-FileState stateOf(const fs::path& file, const FileState* known) {
+std::string sumOfFile(const fs::path& file, std::uint64_t bytes, const JobHooks& hooks) {
+  return base::sha256OfFile(file, 0, bytes, 0, [&](std::uint64_t done_bytes) {
+    if (hooks.on_read) {
+      hooks.on_read(done_bytes, bytes);
+    }
+    return hooks.cancelled == nullptr || !*hooks.cancelled;
+  });
+}
+
+FileState sizeAndTimeOf(const fs::path& file) {
   std::error_code error;
   FileState state;
   state.bytes = fs::file_size(file, error);
@@ -46,20 +55,28 @@ FileState stateOf(const fs::path& file, const FileState* known) {
   }
   const auto modified = std::chrono::file_clock::to_sys(fs::last_write_time(file, error));
   state.modified_ns = std::chrono::duration_cast<std::chrono::nanoseconds>(modified.time_since_epoch()).count();
-  const bool seems_same = known != nullptr && known->bytes == state.bytes && known->modified_ns == state.modified_ns;
-  state.sha256 = seems_same ? known->sha256 : base::sha256OfFile(file, 0, state.bytes);
   return state;
 }
 
-void requireUnchanged(PlannedInput& input, bool thoroughly) {
-  const FileState now = stateOf(input.input.file, thoroughly ? nullptr : &input.file);
-  if (now.sha256 == input.file.sha256) {
-    input.file = now;
-  } else {
+FileState stateOf(const fs::path& file, const JobHooks& hooks, const FileState* known) {
+  FileState state = sizeAndTimeOf(file);
+  const bool seems_same = known != nullptr && known->hasSizeAndTimeOf(state);
+  state.sha256 = seems_same ? known->sha256 : sumOfFile(file, state.bytes, hooks);
+  return state;
+}
+
+bool requireUnchanged(PlannedInput& input, bool thoroughly, const JobHooks& hooks) {
+  const FileState now = stateOf(input.input.file, hooks, thoroughly ? nullptr : &input.file);
+  if (now.sha256.empty()) {
+    return false;
+  }
+  if (now.sha256 != input.file.sha256) {
     throw Error(ErrorKind::kInputOutput,
                 base::quotedPath(input.input.file) +
                     " has changed since the job was planned: bring the former file back, or plan a new job");
   }
+  input.file = now;
+  return true;
 }
 
 } // namespace vorin::media::jobs

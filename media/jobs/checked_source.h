@@ -1,10 +1,12 @@
-// checked_source.h: the source of a unit, with a check that it delivers what was planned. Private to this folder.
+// checked_source.h: the source of a unit, with a check that it delivers what was planned, and its sink; both note whether they
+// failed, which tells whose fault a failure is. Private to this folder.
 #pragma once
 
 #include "clip_units.h"
 
 #include <atomic>
 #include <optional>
+#include <utility>
 #include <variant>
 
 namespace vorin::media::jobs {
@@ -50,6 +52,36 @@ private:
   const ClipPart* part_;
   std::int64_t frames_ = 0;
   std::atomic<bool> is_interrupted_ = false;
+  bool has_failed_ = false;
+};
+
+// Passes on what the sink gets.
+class CheckedSink final : public Sink {
+public:
+  explicit CheckedSink(Sink& sink) : sink_(sink) {}
+
+  Size size() const override { return sink_.size(); }
+  void write(Frame&& frame) override {
+    noting([&] { sink_.write(std::move(frame)); });
+  }
+  void write(Packet&& packet) override {
+    noting([&] { sink_.write(std::move(packet)); });
+  }
+  void finish() override {
+    noting([&] { sink_.finish(); });
+  }
+  std::int64_t finishEarly() override { return sink_.finishEarly(); }
+  void interrupt() noexcept override { sink_.interrupt(); }
+  bool hasFailed() const { return has_failed_; }
+
+private:
+  template <typename Work> void noting(const Work& work) {
+    has_failed_ = true;
+    work();
+    has_failed_ = false;
+  }
+
+  Sink& sink_;
   bool has_failed_ = false;
 };
 

@@ -16,6 +16,8 @@ struct FileState {
   std::uint64_t bytes = 0;
   std::int64_t modified_ns = 0; // tells without reading the file that it is probably the same
   std::string sha256;
+
+  bool hasSizeAndTimeOf(const FileState& other) const { return bytes == other.bytes && modified_ns == other.modified_ns; }
 };
 
 struct PlannedInput {
@@ -68,12 +70,17 @@ Plan parsePlan(const std::string& text, const std::filesystem::path& job);
 // Throws kInputOutput for a folder without a job and for a damaged one.
 Plan readPlan(const std::filesystem::path& job);
 
-// The file's state now. known: with its sum, if the file seems unchanged since.
-FileState stateOf(const std::filesystem::path& file, const FileState* known = nullptr);
+// The file's sum; empty if the hooks cancelled the reading.
+std::string sumOfFile(const std::filesystem::path& file, std::uint64_t bytes, const JobHooks& hooks);
+
+FileState sizeAndTimeOf(const std::filesystem::path& file); // without its sum
+
+// The file's state now. known: with its sum, if the file seems unchanged since. The sum is empty if the hooks cancelled.
+FileState stateOf(const std::filesystem::path& file, const JobHooks& hooks = {}, const FileState* known = nullptr);
 
 // Throws kInputOutput if the file is no longer what was planned; notes its time, so that it is not read again. thoroughly: reads
-// it even if its size and time are the same.
-void requireUnchanged(PlannedInput& input, bool thoroughly);
+// it even if its size and time are the same. Returns false if the hooks cancelled.
+bool requireUnchanged(PlannedInput& input, bool thoroughly, const JobHooks& hooks);
 
 Error damagedJob(const std::filesystem::path& job, const std::string& why);
 

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <fstream>
 #include <iterator>
+#include <string_view>
 #include <system_error>
 #include <thread>
 
@@ -17,53 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kPart = ".part";
-constexpr std::chrono::minutes kLongestSilence(10); // of a process that is at work
-
-struct Claim {
-  std::string id;
-  std::string host;
-  int process = 0;
-};
-
-// The parts of "ID.HOST.PID.part"; the host may hold dots. Nothing for another name.
-std::optional<Claim> claimOf(const fs::path& folder) {
-  const std::string name = base::utf8Text(folder.filename());
-  if (!name.ends_with(kPart)) {
-    return std::nullopt;
-  }
-  const std::string_view rest(name.data(), name.size() - kPart.size());
-  const std::size_t first = rest.find('.');
-  const std::size_t last = rest.rfind('.');
-  if (first == std::string_view::npos || first == last) {
-    return std::nullopt;
-  }
-  Claim claim = {std::string(rest.substr(0, first)), std::string(rest.substr(first + 1, last - first - 1)), 0};
-  std::from_chars(rest.data() + last + 1, rest.data() + rest.size(), claim.process);
-  return claim;
-}
-
-bool isOwn(const Claim& claim) {
-  return claim.host == base::hostName() && claim.process == base::processId();
-}
-
-// A process of another host is known by the time of its folder alone.
-bool isAlive(const Claim& claim, const fs::path& folder) {
-  if (claim.host == base::hostName()) {
-    return base::isRunning(claim.process);
-  }
-  std::error_code error;
-  const fs::file_time_type shown = fs::last_write_time(folder, error);
-  return !error && fs::file_time_type::clock::now() - shown < kLongestSilence;
-}
-
-std::vector<fs::path> entriesOf(const fs::path& folder) {
-  std::vector<fs::path> entries;
-  std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    entries.push_back(entry->path());
-  }
-  return entries;
-}
 
 Error unwritable(const fs::path& file, const std::error_code& error) {
   return {ErrorKind::kInputOutput, base::quotedPath(file) + " cannot be written (" + error.message() +
@@ -133,6 +87,63 @@ UnitResult resultIn(const Json& json) {
 
 } // namespace
 
+UnitNames::UnitNames(const fs::path& units) : folder_(units) {
+  std::error_code error;
+  for (fs::directory_iterator entry(units, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = base::utf8Text(entry->path().filename());
+    names_.insert(name);
+    // The parts of "ID.HOST.PID.part"; the host may hold dots.
+    const std::string_view rest = std::string_view(name).substr(0, name.size() - std::min(name.size(), kPart.size()));
+    const std::size_t first = rest.find('.');
+    const std::size_t last = rest.rfind('.');
+    if (name.ends_with(kPart) && first != last) {
+      Claim claim = {entry->path(), std::string(rest.substr(first + 1, last - first - 1)), 0};
+      std::from_chars(rest.data() + last + 1, rest.data() + rest.size(), claim.process);
+      claims_.emplace(rest.substr(0, first), std::move(claim));
+    }
+  }
+}
+
+bool UnitNames::Claim::isOwn() const {
+  return host == base::hostName() && process == base::processId();
+}
+
+// A process of another host is known by the time of its folder alone.
+bool UnitNames::Claim::isAlive() const {
+  constexpr std::chrono::minutes kLongestSilence(10); // of a process that is at work
+  if (host == base::hostName()) {
+    return base::isRunning(process);
+  }
+  std::error_code error;
+  const fs::file_time_type shown = fs::last_write_time(folder, error);
+  return !error && fs::file_time_type::clock::now() - shown < kLongestSilence;
+}
+
+std::optional<std::string> UnitNames::worker(const PlannedUnit& unit) const {
+  const auto [begin, end] = claims_.equal_range(unit.id);
+  const auto other = std::find_if(begin, end, [](const auto& claim) { return !claim.second.isOwn() && claim.second.isAlive(); });
+  return other == end ? std::nullopt : std::optional(other->second.host + ", process " + std::to_string(other->second.process));
+}
+
+void UnitNames::sweepClaims(const std::string& id) const {
+  std::error_code ignored;
+  for (const auto& [unit, claim] : claims_) {
+    const bool is_left_over = id.empty() ? claim.isOwn() || !claim.isAlive() : unit == id && !claim.isAlive();
+    if (is_left_over) {
+      fs::remove_all(claim.folder, ignored);
+    }
+  }
+}
+
+void UnitNames::forgetFailures() const {
+  std::error_code ignored;
+  for (const std::string& name : names_) {
+    if (name.ends_with(kFailedEnd)) {
+      fs::remove(folder_ / base::pathFromUtf8(name), ignored);
+    }
+  }
+}
+
 UnitClaim::UnitClaim(const fs::path& units, const std::string& id)
     : folder_(units / (id + "." + base::hostName() + "." + std::to_string(base::processId()) + std::string(kPart))) {
   std::error_code error;
@@ -168,7 +179,7 @@ std::string UnitStore::nameOf(const PlannedUnit& unit, std::size_t place) const 
          base::lowerCaseExtension(plan_.inputs[unit.inputs[place]].input.output);
 }
 
-std::optional<UnitResult> UnitStore::result(const PlannedUnit& unit, bool thoroughly) const {
+std::optional<UnitResult> UnitStore::result(const PlannedUnit& unit, const JobHooks* reading) const {
   std::ifstream stream(okFile(unit), std::ios::binary);
   if (!stream) {
     return std::nullopt;
@@ -187,7 +198,7 @@ std::optional<UnitResult> UnitStore::result(const PlannedUnit& unit, bool thorou
       }
       std::error_code error;
       if (place == unit.inputs.size() || fs::file_size(folder_ / file.name, error) != file.bytes || error ||
-          (thoroughly && base::sha256OfFile(folder_ / file.name, 0, file.bytes) != file.sha256)) {
+          (reading != nullptr && sumOfFile(folder_ / file.name, file.bytes, *reading) != file.sha256)) {
         return std::nullopt;
       }
     }
@@ -197,25 +208,13 @@ std::optional<UnitResult> UnitStore::result(const PlannedUnit& unit, bool thorou
   }
 }
 
-std::optional<std::string> UnitStore::worker(const PlannedUnit& unit) const {
-  for (const fs::path& entry : entriesOf(folder_)) {
-    const std::optional<Claim> claim = claimOf(entry);
-    if (claim && claim->id == unit.id && !isOwn(*claim) && isAlive(*claim, entry)) {
-      return claim->host + ", process " + std::to_string(claim->process);
-    }
-  }
-  return std::nullopt;
-}
-
 std::unique_ptr<UnitClaim> UnitStore::claim(const PlannedUnit& unit) const {
-  if (worker(unit)) {
-    return nullptr;
-  }
   auto claim = std::make_unique<UnitClaim>(folder_, unit.id);
-  if (worker(unit)) { // both came at the same moment, and both leave it: one will be first the next time
+  const UnitNames now(folder_);
+  if (now.worker(unit)) { // both came at the same moment, and both leave it: one will be first the next time
     return nullptr;
   }
-  sweepClaims(unit.id);
+  now.sweepClaims(unit.id);
   return claim;
 }
 
@@ -228,7 +227,7 @@ void UnitStore::finish(const PlannedUnit& unit, const UnitClaim& claim, UnitResu
     if (error) {
       throw unwritable(made, error);
     }
-    file.sha256 = base::sha256OfFile(made, 0, file.bytes);
+    file.sha256 = sumOfFile(made, file.bytes, {});
   }
   const std::string text = jsonOf(result).dump(1) + "\n";
   const fs::path ok = claim.folder() / "ok";
@@ -267,35 +266,33 @@ void UnitStore::discard(const PlannedUnit& unit) const {
   fs::remove_all(folder_ / (plan_.inputs[unit.inputs.front()].input.is_clip ? nameOf(unit) : unit.id), ignored);
 }
 
-std::string UnitStore::failure(const PlannedUnit& unit) const {
-  std::ifstream stream(folder_ / (unit.id + ".failed"), std::ios::binary);
-  return stream ? base::oneLine({std::istreambuf_iterator<char>(stream), {}}) : "";
+UnitFailure UnitStore::failure(const PlannedUnit& unit) const {
+  std::ifstream stream(failureFile(unit), std::ios::binary);
+  const Json json = stream ? Json::parse(stream, nullptr, false) : Json();
+  try {
+    return stream ? UnitFailure{json.at("tries"), json.at("may_pass"), json.at("error")} : UnitFailure();
+  } catch (const nlohmann::json::exception&) { // of a disk that was full
+    return {1, true, "the reason was not written"};
+  }
 }
 
-void UnitStore::noteFailure(const PlannedUnit& unit, const std::string& error) const {
-  base::OutputFile file(folder_ / (unit.id + ".failed"), true);
-  file.write({reinterpret_cast<const std::uint8_t*>(error.data()), error.size()});
+UnitFailure UnitStore::noteFailure(const PlannedUnit& unit, const std::string& error, bool may_pass) const {
+  const UnitFailure failed = {failure(unit).tries + 1, may_pass, base::oneLine(error)};
+  const Json json = {{"tries", failed.tries}, {"may_pass", failed.may_pass}, {"error", failed.error}};
+  const std::string text = json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+  base::OutputFile file(failureFile(unit), true);
+  file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   file.commit();
+  return failed;
 }
 
 void UnitStore::forgetFailure(const PlannedUnit& unit) const {
   std::error_code ignored;
-  fs::remove(folder_ / (unit.id + ".failed"), ignored);
-}
-
-void UnitStore::sweepClaims(const std::string& id) const {
-  std::error_code ignored;
-  for (const fs::path& entry : entriesOf(folder_)) {
-    const std::optional<Claim> claim = claimOf(entry);
-    const bool is_meant = claim && (id.empty() || claim->id == id);
-    if (is_meant && ((id.empty() && isOwn(*claim)) || !isAlive(*claim, entry))) {
-      fs::remove_all(entry, ignored);
-    }
-  }
+  fs::remove(failureFile(unit), ignored);
 }
 
 void UnitStore::sweep() const {
-  sweepClaims({});
+  UnitNames(folder_).sweepClaims({});
   base::removeTemporariesIn(folder_, std::chrono::hours(24));
 }
 

@@ -47,7 +47,8 @@ Error another(const fs::path& job, const std::string& difference) {
                                  "; use the same inputs, options and device, or remove that folder to begin anew"};
 }
 
-void requireSame(Plan plan, std::span<const JobInput> inputs, const Json& decisions) {
+// Returns false if it was cancelled.
+bool requireSame(Plan plan, std::span<const JobInput> inputs, const Json& decisions, const JobHooks& hooks) {
   if (const std::string difference = differenceOf(plan.decisions, decisions); !difference.empty()) {
     throw another(plan.folder, difference);
   }
@@ -63,10 +64,11 @@ void requireSame(Plan plan, std::span<const JobInput> inputs, const Json& decisi
         !same(plan.inputs[i].input.output, inputs[i].output)) {
       throw another(plan.folder, base::quotedPath(inputs[i].file) + " was not among the inputs, or had another output");
     }
-    if (plan.inputs[i].failure.empty()) {
-      requireUnchanged(plan.inputs[i], true);
+    if (plan.inputs[i].failure.empty() && !requireUnchanged(plan.inputs[i], true, hooks)) {
+      return false;
     }
   }
+  return true;
 }
 
 class Planner {
@@ -95,7 +97,10 @@ private:
   bool tryToLook(std::size_t index) {
     PlannedInput& planned = plan_.inputs[index];
     try {
-      planned.file = stateOf(planned.input.file);
+      planned.file = stateOf(planned.input.file, hooks_);
+      if (planned.file.sha256.empty()) {
+        return false;
+      }
       if (planned.input.is_clip) {
         return lookThrough(index);
       }
@@ -182,8 +187,7 @@ bool planJob(const fs::path& job, std::span<const JobInput> inputs, const Recipe
   plan.decisions = decisionsOf(plan.recipe, rules, report);
   std::error_code error;
   if (fs::exists(fileOf(job), error)) {
-    requireSame(readPlan(job), inputs, plan.decisions);
-    return true;
+    return requireSame(readPlan(job), inputs, plan.decisions, hooks);
   }
   for (const JobInput& input : inputs) {
     requireWritableName(input.file, job);
@@ -210,7 +214,7 @@ bool planJob(const fs::path& job, std::span<const JobInput> inputs, const Recipe
     if (!fs::exists(fileOf(job), error)) {
       throw;
     }
-    requireSame(readPlan(job), inputs, plan.decisions);
+    return requireSame(readPlan(job), inputs, plan.decisions, hooks);
   }
   return true;
 }

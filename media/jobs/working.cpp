@@ -20,17 +20,17 @@ namespace fs = std::filesystem;
 using namespace jobs;
 using UnitState = JobState::UnitState;
 
-struct UnitFailure {
+struct FailedTry {
   std::string error;
   bool may_pass; // another try may succeed
 };
 
-Plan planFor(const fs::path& job, const fs::path& models) {
+Plan planFor(const fs::path& job, const fs::path& models, const JobHooks& hooks) {
   Plan plan = readPlan(job);
   plan.recipe.restyler.models = models.empty() ? plan.recipe.restyler.models : models;
   for (PlannedInput& input : plan.inputs) {
-    if (input.failure.empty()) {
-      requireUnchanged(input, false);
+    if (input.failure.empty() && !requireUnchanged(input, false, hooks)) {
+      break; // no unit is done either
     }
   }
   return plan;
@@ -41,36 +41,36 @@ Plan planFor(const fs::path& job, const fs::path& models) {
 class JobWorker::Work {
 public:
   Work(const fs::path& job, const fs::path& models, JobHooks hooks)
-      : plan_(planFor(job, models)), store_(plan_), hooks_(std::move(hooks)),
+      : plan_(planFor(job, models, hooks)), store_(plan_), hooks_(std::move(hooks)),
         restyling_(plan_.recipe, [this](Restyler& restyler, Size size) { prepare(restyler, size); }) {
     store_.sweep();
   }
 
-  JobState::Unit work(const std::string& id) {
+  JobState::Unit work(const std::string& id, int tries) {
     const auto unit =
         std::find_if(plan_.units.begin(), plan_.units.end(), [&](const PlannedUnit& each) { return each.id == id; });
     if (unit == plan_.units.end()) {
       throw Error(ErrorKind::kUsage, "the job in " + base::quotedPath(plan_.folder) + " has no unit " + base::quoted(id) +
                                          ": vorin-stylize job status --open lists them");
     }
-    workOn({&*unit}, 1);
-    return stateOfUnit(plan_, store_, *unit);
+    workOn({&*unit}, tries, true);
+    return stateOfUnit(plan_, store_, UnitNames(store_.folder()), *unit);
   }
 
   JobState workOnAll(int tries) {
     std::vector<const PlannedUnit*> all;
     std::transform(plan_.units.begin(), plan_.units.end(), std::back_inserter(all),
                    [](const PlannedUnit& unit) { return &unit; });
-    workOn(all, tries);
+    workOn(all, tries, false);
     return stateOfPlan(plan_);
   }
 
 private:
-  void workOn(const std::vector<const PlannedUnit*>& wanted, int tries) {
+  void workOn(const std::vector<const PlannedUnit*>& wanted, int tries, bool once) {
     tries_ = tries;
+    tries_once_ = once;
     given_up_.clear();
     done_.clear();
-    std::for_each(wanted.begin(), wanted.end(), [this](const PlannedUnit* unit) { store_.forgetFailure(*unit); });
     while (!isCancelled() && workOnce(wanted)) {
     }
   }
@@ -80,13 +80,19 @@ private:
   // Does one unit, or waits a moment for other processes. Returns false if nothing is left.
   bool workOnce(const std::vector<const PlannedUnit*>& wanted) {
     constexpr std::chrono::milliseconds kMoment(200);
+    const UnitNames names(store_.folder());
     bool others_work = false;
     for (const PlannedUnit* unit : wanted) {
-      if (given_up_.contains(unit) || isDone(*unit)) {
+      if (given_up_.contains(unit) || isDone(*unit, names)) {
         continue;
       }
-      if (const std::unique_ptr<UnitClaim> claim = store_.claim(*unit)) {
-        doUnit(*unit, *claim);
+      const bool is_others = names.worker(*unit).has_value();
+      if (!is_others && isGivenUp(*unit, names)) {
+        continue;
+      }
+      const std::unique_ptr<UnitClaim> claim = is_others ? nullptr : store_.claim(*unit);
+      if (claim != nullptr) {
+        doUnit(*unit, *claim, names);
         return true;
       }
       others_work = true;
@@ -97,37 +103,46 @@ private:
     return others_work;
   }
 
-  // Remembers units that are done: asking reads a file.
-  bool isDone(const PlannedUnit& unit) {
-    if (!done_.contains(&unit) && store_.result(unit)) {
+  // These two remember their units: asking reads a file.
+  bool isDone(const PlannedUnit& unit, const UnitNames& names) {
+    if (!done_.contains(&unit) && names.haveResult(unit) && store_.result(unit)) {
       done_.insert(&unit);
     }
     return done_.contains(&unit);
   }
 
-  void doUnit(const PlannedUnit& unit, UnitClaim& claim) {
+  bool isGivenUp(const PlannedUnit& unit, const UnitNames& names) {
+    if (names.haveFailure(unit) && store_.failure(unit).isFinal(tries_)) {
+      given_up_.insert(&unit);
+    }
+    return given_up_.contains(&unit);
+  }
+
+  void doUnit(const PlannedUnit& unit, UnitClaim& claim, const UnitNames& names) {
+    if (store_.result(unit) || store_.failure(unit).isFinal(tries_)) { // another process ended its work on it just now
+      return;
+    }
     frames_before_ = 0;
     for (const PlannedUnit& each : plan_.units) {
-      const bool counts = hooks_.on_frame && isDone(each);
+      const bool counts = hooks_.on_frame && isDone(each, names);
       frames_before_ += counts ? each.frames(plan_.inputs) : 0;
     }
-    for (int tries = 1;; ++tries) {
-      const std::optional<UnitFailure> failure = tryUnit(unit, claim);
-      if (!failure || isCancelled()) {
+    while (!given_up_.contains(&unit)) {
+      const std::optional<FailedTry> failed = tryUnit(unit, claim);
+      if (!failed || isCancelled()) {
         return;
       }
-      if (!failure->may_pass || tries >= tries_) {
-        store_.noteFailure(unit, failure->error);
+      const bool is_final = store_.noteFailure(unit, failed->error, failed->may_pass).isFinal(tries_);
+      if (is_final && hooks_.on_line) {
+        hooks_.on_line("unit " + unit.id + ": " + failed->error);
+      }
+      if (is_final || tries_once_) {
         given_up_.insert(&unit);
-        if (hooks_.on_line) {
-          hooks_.on_line("unit " + unit.id + ": " + failure->error);
-        }
-        return;
       }
     }
   }
 
-  std::optional<UnitFailure> tryUnit(const PlannedUnit& unit, UnitClaim& claim) {
+  std::optional<FailedTry> tryUnit(const PlannedUnit& unit, UnitClaim& claim) {
     const auto start = std::chrono::steady_clock::now();
     try {
       UnitResult result;
@@ -139,17 +154,17 @@ private:
         store_.finish(unit, claim, std::move(result));
       }
       return std::nullopt;
-    } catch (const UnitFailure& failure) {
-      return failure;
+    } catch (const FailedTry& failed) {
+      return failed;
     } catch (const Error& error) {
       // Nothing is gained by other units on a full disk, on a machine that is not the planned one, or with a package that does
       // not load. Devices fail by chance.
       if (error.kind() == ErrorKind::kInputOutput || error.kind() == ErrorKind::kModel || !is_checked_) {
         throw;
       }
-      return UnitFailure{error.what(), error.kind() != ErrorKind::kUsage};
+      return FailedTry{error.what(), error.kind() != ErrorKind::kUsage};
     } catch (const std::bad_alloc&) {
-      return UnitFailure{"there is not enough memory: use fewer --workers", true};
+      return FailedTry{"there is not enough memory: use fewer --workers", true};
     }
   }
 
@@ -163,9 +178,9 @@ private:
     try {
       return tryPart(unit, planned, claim, result, true);
     } catch (const OtherFrames&) {
-      throw UnitFailure{base::quotedPath(planned.input.file) +
-                            " gives other frames here than where the job was planned: use the same version of libavcodec",
-                        false};
+      throw FailedTry{base::quotedPath(planned.input.file) +
+                          " gives other frames here than where the job was planned: use the same version of libavcodec",
+                      false};
     }
   }
 
@@ -190,7 +205,7 @@ private:
   }
 
   bool doImages(const PlannedUnit& unit, UnitClaim& claim, UnitResult& result) {
-    result.files.clear();
+    std::optional<FailedTry> by_chance;
     std::error_code ignored;
     fs::remove_all(claim.folder() / unit.id, ignored);
     fs::create_directories(claim.folder() / unit.id, ignored);
@@ -207,8 +222,11 @@ private:
           return false;
         }
         result.files.push_back({name, 0, {}});
-      } catch (const UnitFailure& failure) { // a damaged image does not stop the others
-        result.failures.push_back({unit.inputs[place], failure.error});
+      } catch (const FailedTry& failed) { // an image that fails does not stop the others
+        const std::string name = base::quotedPath(planned.input.file);
+        const bool is_named = failed.error.find(name) != std::string::npos;
+        result.failures.push_back({unit.inputs[place], is_named ? failed.error : name + ": " + failed.error});
+        by_chance = failed.may_pass && !by_chance ? failed : by_chance;
       } catch (const Error& error) { // nor does one that the kind of file cannot hold
         if (error.kind() != ErrorKind::kUsage) {
           throw;
@@ -216,15 +234,20 @@ private:
         result.failures.push_back({unit.inputs[place], error.what()});
       }
     }
+    // The device works if it restyled another image: then the last try leaves the image out.
+    const bool is_last = store_.failure(unit).tries + 1 >= tries_;
+    if (by_chance && (result.files.empty() || !is_last)) {
+      throw FailedTry(*by_chance);
+    }
     return true;
   }
 
-  template <typename Open> static std::unique_ptr<Source> openSource(PlannedInput& planned, const Open& open) {
+  template <typename Open> std::unique_ptr<Source> openSource(PlannedInput& planned, const Open& open) const {
     try {
-      requireUnchanged(planned, false);
+      static_cast<void>(requireUnchanged(planned, false, hooks_)); // if it was cancelled, the run below ends at once
       return open();
     } catch (const Error& error) {
-      throw UnitFailure{error.what(), false};
+      throw FailedTry{error.what(), false};
     }
   }
 
@@ -236,13 +259,16 @@ private:
         hooks_.on_frame(frames_before_ + std::max<std::int64_t>(0, now.frames_done - left_out));
       }
     };
+    restyling_.prepare(source.info());
+    CheckedSink checked(sink);
     try {
-      return !restyling_.run(source, sink, is_clip, {hooks_.cancelled, tell}, first_frame).cancelled;
+      return !restyling_.run(source, checked, is_clip, {hooks_.cancelled, tell}, first_frame).cancelled;
     } catch (const Error& error) {
-      if (source.hasFailed()) {
-        throw UnitFailure{error.what(), false};
+      if (checked.hasFailed()) {
+        throw;
       }
-      throw;
+      const bool is_picture = source.hasFailed() || error.kind() == ErrorKind::kInputOutput; // damaged, or too small
+      throw FailedTry{error.what(), !is_picture};
     }
   }
 
@@ -273,7 +299,8 @@ private:
   JobHooks hooks_;
   Restyling restyling_;
   bool is_checked_ = false;
-  int tries_ = 1;
+  int tries_ = 1; // of a unit, by all processes
+  bool tries_once_ = false;
   std::set<const PlannedUnit*> given_up_;
   std::set<const PlannedUnit*> done_;
   std::int64_t frames_before_ = 0; // of the units that are done
@@ -283,8 +310,8 @@ JobWorker::JobWorker(const fs::path& job, const fs::path& models, JobHooks hooks
     : work_(std::make_unique<Work>(job, models, std::move(hooks))) {}
 JobWorker::~JobWorker() = default;
 
-JobState::Unit JobWorker::work(const std::string& unit) {
-  return work_->work(unit);
+JobState::Unit JobWorker::work(const std::string& unit, int tries) {
+  return work_->work(unit, tries);
 }
 
 JobState JobWorker::workOnAll(int tries) {

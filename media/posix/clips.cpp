@@ -115,10 +115,10 @@ std::unique_ptr<Source> openClipPackets(const std::filesystem::path& clip, const
   return clipModule().open_clip_packets(clip, options);
 }
 
-std::optional<ClipSurvey> joinClip(const std::filesystem::path& output, Source& clip_packets, const SourceInfo& info, Size size,
-                                   const SinkOptions& options, std::span<const UnitFile> units, const OnFrame& on_frame) {
-  return clipModule().join_clip(std::make_unique<base::TemporaryOutput>(output, options.overwrite), output, clip_packets, info,
-                                size, options, units, on_frame);
+std::optional<ClipSurvey> joinClip(std::unique_ptr<base::TemporaryOutput> file, const std::filesystem::path& output,
+                                   Source& clip_packets, const SourceInfo& info, Size size, const SinkOptions& options,
+                                   std::span<const UnitFile> units, const OnFrame& on_frame) {
+  return clipModule().join_clip(std::move(file), output, clip_packets, info, size, options, units, on_frame);
 }
 
 class Steady::Work {

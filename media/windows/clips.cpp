@@ -79,8 +79,9 @@ std::unique_ptr<Source> openClipPackets(const std::filesystem::path& /*clip*/, c
   throw noClips();
 }
 
-std::optional<ClipSurvey> joinClip(const std::filesystem::path& /*output*/, Source& /*clip_packets*/, const SourceInfo& /*info*/,
-                                   Size /*size*/, const SinkOptions& /*options*/, std::span<const UnitFile> /*units*/,
+std::optional<ClipSurvey> joinClip(std::unique_ptr<base::TemporaryOutput> /*file*/, const std::filesystem::path& /*output*/,
+                                   Source& /*clip_packets*/, const SourceInfo& /*info*/, Size /*size*/,
+                                   const SinkOptions& /*options*/, std::span<const UnitFile> /*units*/,
                                    const OnFrame& /*on_frame*/) {
   throw noClips();
 }

@@ -18,6 +18,7 @@ import sys
 import time
 from collections.abc import Callable, Iterator
 from dataclasses import dataclass
+from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
 if TYPE_CHECKING:
@@ -32,8 +33,9 @@ BETWEEN_LINES_S = 5
 
 HELP = """\
 Each worker process does one unit after the other in one vorin-stylize. A worker
-that dies loses its unit to another one; a unit that fails is tried again. The
-command can be ended and started again at any time: it does what is still open.
+that dies loses its unit to another one; a unit that fails is tried three times
+in all. The command can be ended and started again at any time: it does what is
+still open.
 
 The workers, like this command, see the job's folder under the same path:
   dask scheduler
@@ -213,11 +215,14 @@ def work(arguments: argparse.Namespace) -> int:
         raise Failure(f"Dask is missing ({failure}): pip install dask distributed") from failure
     failures = {}
     if any(unit["state"] != "done" for unit in state["units"]):
+        for failure in Path(arguments.job, "units").glob("*.failed"):  # of an earlier command: now they are tried again
+            failure.unlink(missing_ok=True)
         with connected(arguments) as client:
             failures = do_units(client, arguments, state)
     status = report(job_state(program, arguments.job), failures)
-    if status == DONE and arguments.join:
-        return subprocess.run([program, "job", "join", arguments.job], check=False).returncode
+    if arguments.join:
+        joined = subprocess.run([program, "job", "join", arguments.job], check=False).returncode
+        return joined if joined != DONE else status
     return status
 
 
@@ -248,9 +253,9 @@ def parsed(words: list[str] | None) -> argparse.Namespace:
         help="folder of the model package (default: as vorin-stylize finds it)",
     )
     parser.add_argument(
-        "--retries", metavar="N", type=int, default=3, help="how often a failed unit is tried again (3)"
+        "--retries", metavar="N", type=int, default=3, help="how often a unit is given to a program again (3)"
     )
-    parser.add_argument("--join", action="store_true", help="write the outputs when all units are done")
+    parser.add_argument("--join", action="store_true", help="write the outputs whose units are done at the end")
     arguments = parser.parse_args(words)
     if (arguments.local is not None and arguments.local < 1) or arguments.retries < 0:
         parser.error("--local must be at least 1, and --retries at least 0")

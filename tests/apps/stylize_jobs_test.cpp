@@ -3,10 +3,33 @@
 #include "support/stylize_job.h"
 #include "support/test_networks.h"
 
+#include <array>
+#include <nlohmann/json.hpp>
+#include <sys/inotify.h>
+#include <unistd.h>
+
 namespace vorin::tests {
 namespace {
 
 using testing::HasSubstr;
+
+// Runs the work, and counts how often somebody listed the folder meanwhile.
+template <typename Work> int listingsOf(const fs::path& folder, const Work& work) {
+  const int watch = inotify_init1(IN_NONBLOCK);
+  inotify_add_watch(watch, folder.c_str(), IN_OPEN | IN_CLOSE); // two equal events in a row would be one
+  work();
+  alignas(inotify_event) std::array<char, 1 << 16> events{};
+  int listings = 0;
+  for (ssize_t bytes = 0; (bytes = read(watch, events.data(), events.size())) > 0;) {
+    for (const char* at = events.data(); at < events.data() + bytes;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(at);
+      listings += event->len == 0 && (event->mask & IN_OPEN) != 0 ? 1 : 0;
+      at += sizeof(inotify_event) + event->len;
+    }
+  }
+  close(watch);
+  return listings;
+}
 
 // Twenty ends at random moments: of a worker, and of the everyday form, which plans, works and joins. The result is that of a run
 // that nobody ended.
@@ -116,6 +139,133 @@ TEST_F(StylizeJob, RefusesWhatChangedAndLosesNothing) {
   job({"join", "%job", "-q"});
   EXPECT_THAT(job({"work", "%nothing"}, 5).standard_error, HasSubstr("nothing' holds no job"));
   EXPECT_THAT(job({"work", "%job", "--unit", "0123"}, 2).standard_error, HasSubstr("no unit '0123'"));
+}
+
+// Each input gets its output as soon as its units are done, and keeps it; a file that takes the output's place is not the job's
+// own.
+TEST_F(StylizeJob, JoinsWhatIsCompleteAndLaterTheRest) {
+  usualClip();
+  clip("other.mp4", "-vf hue=h=90 -c:v libx264 -pix_fmt yuv420p -an");
+  job({"plan", "%in.mp4", "%other.mp4", "-o", "%out/", "--job", "%job", "--style", "pencil", "-q"});
+  const Words units = openUnits("job");
+  ASSERT_EQ(units.size(), 2U);
+  job({"work", "%job", "--unit", units[1], "-q"});
+  EXPECT_THAT(job({"join", "%job"}, 1).standard_error,
+              AllOf(HasSubstr("in.mp4': no output yet, unit " + units[0] + " is open"), HasSubstr("1 output written")));
+  const fs::path first = run_.file("out/other.mp4");
+  const std::string frames = frameHashes(first);
+  const fs::file_time_type written = fs::last_write_time(first);
+  EXPECT_EQ(namesIn(run_.file("out")), (std::set<std::string>{"other.mp4"}));
+  job({"work", "%job", "-q"});
+  EXPECT_THAT(job({"join", "%job"}).standard_error, HasSubstr("2 outputs written"));
+  EXPECT_EQ(fs::last_write_time(first), written);
+  EXPECT_EQ(frameTimes(run_.file("out/in.mp4")), frameTimes(first));
+
+  fs::copy_file(run_.file("in.mp4"), first, fs::copy_options::overwrite_existing);
+  EXPECT_THAT(job({"join", "%job"}, 1).standard_error, HasSubstr("other.mp4' is there and is not this job's own"));
+  EXPECT_EQ(readFile(first), readFile(run_.file("in.mp4")));
+  fs::remove(first);
+  job({"join", "%job", "-q"});
+  EXPECT_EQ(frameHashes(first), frames);
+}
+
+// The network leaves only what is brighter than the middle, so dark inputs become black, which is an error.
+TEST_F(StylizeJob, UnitsThatFailAreTriedThreeTimesInAllAndStopNoOther) {
+  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.bias = -1})});
+  usualClip();
+  clip("dark.mp4", "-vf lutyuv=y=val/4+12:u=128:v=128 -c:v libx264 -an");
+  run_.image("bright.png");
+  savePicture(run_.file("dark.png"), makePicture({61, 47}) * 0.4);
+  cv::Mat tiny(2, 2, CV_8UC3, cv::Scalar::all(0));
+  tiny.row(0).setTo(cv::Scalar::all(255));
+  savePicture(run_.file("tiny.png"), tiny);
+  job({"plan", "%dark.mp4", "%in.mp4", "%bright.png", "%dark.png", "-o", "%out/", "--job", "%job", "--style", "cartoon",
+       "--models", package.folder(), "-q"});
+  const auto failed = [&] {
+    const nlohmann::json state = nlohmann::json::parse(job({"status", "%job", "--json"}).standard_output);
+    const auto unit =
+        std::find_if(state["units"].begin(), state["units"].end(), [](const auto& each) { return each["state"] == "failed"; });
+    return unit != state["units"].end() ? *unit : nlohmann::json();
+  };
+  job({"work", "%job", "--workers", "2", "-q"}, 1);
+  EXPECT_EQ(failed()["tries"], 3);
+  EXPECT_THAT(job({"join", "%job"}, 1).standard_error,
+              AllOf(HasSubstr("dark.mp4': no output yet, unit "), HasSubstr("failed: "), HasSubstr("2 outputs written")));
+  EXPECT_EQ(namesIn(run_.file("out")), (std::set<std::string>{"bright.png", "in.mp4"}));
+
+  const std::string unit = failed()["id"];
+  const std::string mark = R"({"tries": 3, "may_pass": true, "error": "an earlier reason"})";
+  const auto errorAfter = [&](const Words& work) {
+    writeFile(run_.folder() / "job" / "units" / (unit + ".failed"), mark);
+    job(work, 1);
+    return failed()["error"].get<std::string>();
+  };
+  EXPECT_EQ(errorAfter({"work", "%job", "--unit", unit, "-q"}), "an earlier reason");
+  EXPECT_EQ(errorAfter({"work", "%job", "--skip-failed", "-q"}), "an earlier reason");
+  EXPECT_NE(errorAfter({"work", "%job", "-q"}), "an earlier reason");
+  EXPECT_EQ(failed()["tries"], 3);
+
+  job({"plan", "%tiny.png", "%bright.png", "-o", "%dots/", "--job", "%tiny", "--style", "stipple", "--unit-images", "1", "-q"});
+  job({"work", "%tiny", "-q"}, 1);
+  EXPECT_THAT(job({"status", "%tiny"}).standard_output,
+              AllOf(HasSubstr("2 of 2 units done"), HasSubstr("tiny.png': a picture of 2x2 pixels is too small")));
+}
+
+// Reading the input for its sum would take an hour.
+TEST_F(StylizeJob, ReadingAHugeInputIsShownAndCancelled) {
+  const std::string in = usualClip();
+  const auto bytes = fs::file_size(in);
+  plan("in.mp4", "out.mp4", "job", {"--style", "pencil"});
+  job({"work", "%job", "-q"});
+  std::error_code error;
+  fs::resize_file(in, std::uintmax_t{1} << 40U, error);
+  if (error) {
+    GTEST_SKIP() << "the file system has no files of that size: " << error.message();
+  }
+  const std::string log = run_.file("log");
+  for (const Words& command :
+       {Words{"work", "%job"}, Words{"join", "%job"},
+        Words{"plan", "%in.mp4", "-o", "%out.mp4", "--job", "%new", "--style", "pencil"},
+        Words{"plan", "%in.mp4", "-o", "%out.mp4", "--job", "%job", "--style", "pencil", "--unit-length", "0.25"}}) {
+    Words line = {"sh", "-c", "exec \"$0\" job \"$@\" --progress json 2>" + log, StylizeRun::program()};
+    const Words words = run_.inFolder(command);
+    line.insert(line.end(), words.begin(), words.end());
+    const auto reads = [&] { return readText(log).find(R"("unit":"MB")") != std::string::npos; };
+    EXPECT_EQ(runAndSignal(line, StylizeRun::withGpu(), reads).exit_status, 130) << testing::PrintToString(command);
+    fs::remove(log);
+  }
+  fs::resize_file(in, bytes);
+  EXPECT_TRUE(openUnits("job").empty());
+  EXPECT_FALSE(fs::exists(run_.file("new")));
+}
+
+// Of thousands of units, one look at their folder tells who works on which.
+TEST_F(StylizeJob, LooksAtTheFolderOfUnitsOnceForAllUnits) {
+  usualClip();
+  plan("in.mp4", "out.mp4", "job", {"--style", "pencil"});
+  const fs::path units = run_.folder() / "job" / "units";
+  EXPECT_EQ(listingsOf(units, [&] { job({"status", "%job"}); }), 1);
+  EXPECT_LE(listingsOf(units, [&] { job({"work", "%job", "-q"}); }), 2 * 12 + 6);
+}
+
+TEST_F(StylizeJob, ASecondRunOfTheSameClipSaysWhoIsAtWork) {
+  usualClip();
+  ffmpeg("-stream_loop 15 -i " + run_.file("in.mp4") + " -c copy " + run_.file("long.mp4"));
+  const Words resume = run_.inFolder({"%long.mp4", "-o", "%out.mp4", "--resume", "-q", "--style", "pencil"});
+  Words line = resume;
+  line.insert(line.begin(), StylizeRun::program());
+  ChildSetting setting = StylizeRun::withGpu();
+  setting.gets_signals = true;
+  ChildProcess first(line, setting);
+  waitUntil([&] { return fs::exists(run_.file("out.mp4.job/job.json")); });
+  first.signal(SIGSTOP);
+  const auto before = contentOf(run_.folder());
+  expectFailure(StylizeRun::run(resume), 5, "out.mp4' is at work already (");
+  EXPECT_TRUE(contentOf(run_.folder()) == before);
+  first.signal(SIGCONT);
+  EXPECT_EQ(first.wait().exit_status, 0);
+  EXPECT_EQ(frameTimes(run_.file("out.mp4")).size(), 16 * 36U);
+  EXPECT_EQ(run_.names(), (std::set<std::string>{"in.mp4", "long.mp4", "out.mp4"}));
 }
 
 // A clip whose pictures the decoder repairs, units of one frame, and an output that is the input.

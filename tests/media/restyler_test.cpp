@@ -202,8 +202,10 @@ TEST(FileLock, IsHeldByOneAtATime) {
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   EXPECT_FALSE(has_second);
+  EXPECT_TRUE(base::FileLock(file, false).isTaken());
   first.reset();
   other.join();
+  EXPECT_FALSE(base::FileLock(file, false).isTaken());
 }
 
 } // namespace
