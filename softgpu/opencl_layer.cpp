@@ -1,9 +1,10 @@
-// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, or the
-// platform that VORIN_SOFTGPU_PLATFORM names, which runs OpenCL on the processor. A library that is linked with this file before
-// the loader gets the same answers, alone in its process and without the variable.
+// A stand-in for the supported vendor's GPU in OpenCL: a layer of the OpenCL loader (OPENCL_LAYERS=<this file>) over PoCL, which
+// runs OpenCL on the processor, or over the platform that VORIN_SOFTGPU_PLATFORM names, which may be that of another vendor's
+// GPUs. A library that is linked with this file before the loader gets the same answers, alone in its process and without
+// OPENCL_LAYERS.
 //
 // Two answers differ from the platform's own: its vendor text carries the vendor word, and a query that asks for GPUs finds the
-// processor devices. All else, and every other platform, passes through untouched. The layer interface is that of Khronos'
+// processor devices too. All else, and every other platform, passes through untouched. The layer interface is that of Khronos'
 // <CL/cl_layer.h>.
 #define CL_TARGET_OPENCL_VERSION 120
 
@@ -78,9 +79,8 @@ cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info nam
 
 cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl_uint entries, cl_device_id* devices,
                                 cl_uint* count) {
-  const bool asks_all = type == CL_DEVICE_TYPE_ALL; // every bit set: the processor is among them already
-  if (!asks_all && (type & CL_DEVICE_TYPE_GPU) != 0 && isStandIn(platform)) {
-    type = (type & ~static_cast<cl_device_type>(CL_DEVICE_TYPE_GPU)) | CL_DEVICE_TYPE_CPU;
+  if ((type & CL_DEVICE_TYPE_GPU) != 0 && isStandIn(platform)) {
+    type |= CL_DEVICE_TYPE_CPU;
   }
   return below.clGetDeviceIDs(platform, type, entries, devices, count);
 }
