@@ -36,42 +36,47 @@ REVERSED = [2, 1, 0]
 
 def light_grey_network(expand: Expansion = expanded) -> ov.Model:
     """Style type 1: three equal planes; the library stretches whatever range they have."""
-    image = _image_input()
-    grey = _cut(_repainted(_padded(image), LIGHT_GREY_MIX, LIGHTNESS[None], expand), image)
-    # The runtime has vectors for a logarithm and an exponential function, but none for a power.
-    exponents = ops.multiply(ops.log(ops.clamp(grey, SMALLEST_GREY, 1.0)), np.float32(LIGHT_GREY_EXPONENT))
-    light = ops.exp(exponents, name="light")
-    return _model(image, ops.concat([light] * 3, 1, name="picture"), "light_grey")
+    image = image_input()
+    grey = cut(_repainted(padded(image), LIGHT_GREY_MIX, LIGHTNESS[None], expand), image)
+    light = brightened(grey)
+    return named(image, ops.concat([light] * 3, 1, name="picture"), "light_grey")
 
 
 def cartoon_network() -> ov.Model:
     """Style type 2: the style's flat shades and outlines with the photo's colours, -1 to 1."""
-    image = _image_input()
+    image = image_input()
     only_lightness = np.tile(LIGHTNESS, (3, 1))
     identity = np.eye(3)
     # From 0..1 to -1..1 is a factor of 2 and an offset of -1; the photo's colours already have that scale, and no offset.
     shades = only_lightness * (1.0 - CARTOON_STYLE_COLOUR) + identity * CARTOON_STYLE_COLOUR
-    painted = _cut(_repainted(_padded(image), CARTOON_MIX, 2.0 * shades), image)
+    painted = cut(_repainted(padded(image), CARTOON_MIX, 2.0 * shades), image)
     matrix = (CARTOON_PHOTO_COLOUR * (identity - only_lightness)).astype(np.float32)
     colours = ops.matmul(matrix[None], ops.reshape(image, np.array([0, 0, -1]), True), False, False, name="photo_colours/mix")
     colours = ops.reshape(colours, ops.shape_of(image, "i64"), False, name="photo_colours")
-    return _model(image, ops.add(ops.add(painted, colours), np.float32(-1.0), name="picture"), "cartoon")
+    return named(image, ops.add(ops.add(painted, colours), np.float32(-1.0), name="picture"), "cartoon")
 
 
 def painting_network(style: int) -> ov.Model:
     """One of the 26 styles as it was trained, with the values of style type 2: -1 to 1."""
-    image = _image_input()
-    painted = _cut(_repainted(_padded(image), {style: 1.0}, 2.0 * np.eye(3)), image)
-    return _model(image, ops.add(painted, np.float32(-1.0), name="picture"), f"style_{style}")
+    image = image_input()
+    painted = cut(_repainted(padded(image), {style: 1.0}, 2.0 * np.eye(3)), image)
+    return named(image, ops.add(painted, np.float32(-1.0), name="picture"), f"style_{style}")
 
 
-def _image_input() -> ov.Node:
+def brightened(grey: ov.Node) -> ov.Node:
+    """Grey from 0 to 1 with its middle tones lifted."""
+    # The runtime has vectors for a logarithm and an exponential function, but none for a power.
+    exponents = ops.multiply(ops.log(ops.clamp(grey, SMALLEST_GREY, 1.0)), np.float32(LIGHT_GREY_EXPONENT))
+    return ops.exp(exponents, name="brightened")
+
+
+def image_input() -> ov.Node:
     image = ops.parameter([1, 3, -1, -1], np.float32, name="input")
     image.output(0).set_names({"input"})
     return image
 
 
-def _padded(image: ov.Node) -> ov.Node:
+def padded(image: ov.Node) -> ov.Node:
     """The image with its sides made multiples of 4."""
     four = np.array([4, 4], dtype=np.int64)
     missing = ops.mod(ops.subtract(four, ops.mod(_size_of(image), four)), four)
@@ -84,13 +89,13 @@ def _size_of(image: ov.Node) -> ov.Node:
     return ops.gather(ops.shape_of(image, "i64"), np.array([2, 3]), np.array(0))
 
 
-def _cut(planes: ov.Node, image: ov.Node) -> ov.Node:
+def cut(planes: ov.Node, image: ov.Node) -> ov.Node:
     """The planes at the image's own size."""
     start, step, axes = np.array([0, 0]), np.array([1, 1]), np.array([2, 3])
     return ops.slice(planes, start, _size_of(image), step, axes, name="cut")
 
 
-def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expand: Expansion = expanded) -> ov.Node:
+def _repainted(image: ov.Node, mix: dict[int, float], matrix: np.ndarray, expand: Expansion = expanded) -> ov.Node:
     """The mixture of fixed styles after the matrix, planes blue, green, red, 0 to 1, for such an image, -1 to 1."""
     layers, scales, shifts = folded_layers()
 
@@ -98,7 +103,7 @@ def _repainted(padded: ov.Node, mix: dict[int, float], matrix: np.ndarray, expan
         scale, shift = (ops.constant(mixed(table[name], mix)) for table in (scales, shifts))
         return scale, shift
 
-    return repaint(padded, layers, normalisation, matrix, expand)
+    return repaint(image, layers, normalisation, matrix, expand)
 
 
 def folded_layers() -> tuple[dict[str, Convolution], dict[str, np.ndarray], dict[str, np.ndarray]]:
@@ -123,7 +128,7 @@ def mixed(table: np.ndarray, mix: dict[int, float]) -> np.ndarray:
     return values.astype(np.float32).reshape(1, -1, 1, 1)
 
 
-def _model(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:
+def named(image: ov.Node, picture: ov.Node, name: str) -> ov.Model:
     """The network at the default size."""
     picture.output(0).set_names({"output"})
     model = ov.Model([picture], [image], name)

@@ -10,10 +10,10 @@ from pathlib import Path
 import numpy as np
 import openvino as ov
 from calibration import calibration_pairs, calibration_photos, held_out_pairs, held_out_photos
-from fixed_style import cartoon_network, light_grey_network
 from fuse_transfer import transfer_network
 from library_way import content_planes, stretched_picture, style_planes, symmetric_picture, symmetric_planes, transfer_picture
 from quantise import Ranges
+from small_network import small_cartoon_network, small_light_grey_network
 
 # The results of `calibrate.py`: the ranges of the activations, the selftest's pictures, and a style image.
 DATA = Path(__file__).parent / "data"
@@ -83,6 +83,6 @@ NETWORKS = (
     _transfer("ensemble_out_r31_512_retrained_autoencoder", 512),
     _transfer("ensemble_out_r31_256_retrained_autoencoder", 256),
     Network("ensemble_out_r31_c540p_s512_retrained_autoencoder", lambda: transfer_network(540, 960, style_size=512)),
-    _fixed("model_lightgrey_v19", light_grey_network, "light_grey", picture=stretched_picture),
-    _fixed("cartoon_model_slim5", cartoon_network, "cartoon", picture=symmetric_picture, twin_suffix=""),
+    _fixed("model_lightgrey_v19", small_light_grey_network, "light_grey", picture=stretched_picture),
+    _fixed("cartoon_model_slim5", small_cartoon_network, "cartoon", picture=symmetric_picture, twin_suffix=""),
 )

@@ -27,10 +27,6 @@ LARGEST_WEIGHT = 63
 # `style_network.py`, without "/convolution".
 Ranges = Mapping[str, tuple[float, float]]
 
-# The first layer of a fixed style computes on the bytes of the image, without loss.
-IMAGE_LAYER = "contract.0"
-
-
 def quantised(model: ov.Model, ranges: Ranges, whole_number_weights: bool = True) -> ov.Model:
     """Returns the 8-bit twin of a float network, whose constants stay as stored.
 
@@ -39,29 +35,12 @@ def quantised(model: ov.Model, ranges: Ranges, whole_number_weights: bool = True
     """
     twin = model.clone()
     nodes = {node.get_friendly_name(): node for node in twin.get_ops()}
-    takes_image = len(twin.inputs) == 1
     for layer, (low, high) in ranges.items():
         convolution = nodes[f"{layer}/convolution"]
-        if takes_image and layer == IMAGE_LAYER:
-            _take_bytes(nodes["padded"].input(0))
-        else:
-            _round_activation(nodes.get(f"{layer}/border", convolution).input(0), low, high, layer)
+        _round_activation(nodes.get(f"{layer}/border", convolution).input(0), low, high, layer)
         weights = _constant(convolution.input_value(1).get_node())
         convolution.input(1).replace_source_output(_rounded_weights(weights, layer, whole_number_weights))
     return twin
-
-
-def _take_bytes(image: ov.Input) -> None:
-    """Lets the first layer compute with the image's own bytes.
-
-    An image from -1 to 1 becomes 0 to 2, since a zero point makes convolutions slower. The layer does not see the offset: its
-    border is mirrored and its result is normalised.
-    """
-    low, high, offset = np.float32(-1.0), np.float32(1.0), np.float32(1.0)
-    rounded = ops.fake_quantize(
-        image.get_source_output(), low, high, low + offset, high + offset, ACTIVATION_LEVELS, name="bytes"
-    )
-    image.replace_source_output(rounded.output(0))
 
 
 def _round_activation(activation: ov.Input, low: float, high: float, layer: str) -> None:

@@ -8,9 +8,9 @@ from __future__ import annotations
 
 import numpy as np
 import openvino as ov
-from fixed_style import cartoon_network, light_grey_network
 from fuse_transfer import transfer_network
 from library_way import content_planes, stretched_picture, style_planes, symmetric_picture, symmetric_planes, transfer_picture
+from small_network import small_cartoon_network, small_light_grey_network
 
 WIDTH, HEIGHT = 384, 288
 STYLE_SIZE = 256
@@ -64,8 +64,8 @@ def selftest_expectations() -> dict[str, object]:
     cartoon_planes[..., -1] = -1.0  # the library makes the last column black
     inputs = {"input_content": content_planes(_resized(image, 512, 512)), "input_style": style_planes(_resized(style, 512, 512))}
     pictures = {
-        "lightgrey": stretched_picture(_answer(light_grey_network(), {"input": planes})),
-        "cartoon": symmetric_picture(_answer(cartoon_network(), {"input": cartoon_planes})),
+        "lightgrey": stretched_picture(_answer(small_light_grey_network(), {"input": planes})),
+        "cartoon": symmetric_picture(_answer(small_cartoon_network(), {"input": cartoon_planes})),
         "transfer": _resized(transfer_picture(_answer(transfer_network(512, 512, 512), inputs)), WIDTH, HEIGHT),
     }
     return {
