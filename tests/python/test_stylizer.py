@@ -44,6 +44,8 @@ def yuyv_of(bgra):
 @pytest.mark.parametrize("style", STYLES)
 def test_bytes_are_those_of_the_c_functions(style, format, pictures, c_door):
     expected = c_door[f"{style} {format}"]
+    if format == "bgr24" and style in ("pencil", "stipple"):  # whose C functions take and write it red first
+        expected = c_door[f"{style} bgra"][..., :3]
     frame = pictures[format].copy()
     with make(style, pictures) as stylizer:
         result = stylizer(frame, format=format)
@@ -63,11 +65,12 @@ def test_rows_may_have_space_between_them(style, format, pictures):
         expected = stylizer(plain, format=format)
         if format == "rgb24":
             assert np.array_equal(expected[..., ::-1], stylizer(pictures["bgr24"], format="bgr24"))
-        frame, _ = padded(plain)
+        frame, frame_memory = padded(plain)
+        before = frame_memory.copy()
         frame.flags.writeable = False
         out, memory = padded(np.zeros_like(plain))
         assert stylizer(frame, format=format, out=out) is out
-    assert np.array_equal(out, expected)
+    assert np.array_equal(out, expected) and np.array_equal(frame_memory, before)
     out[:] = 0xA5
     assert (memory == 0xA5).all()
 
