@@ -143,7 +143,10 @@ def test_clips_are_those_of_the_program(style, folder, tmp_path):
     assert told == [(done, FRAMES) for done in range(1, FRAMES + 1)]
     assert (result.frames, result.damage, result.warnings) == (FRAMES, [], [])
     for stream in ("v", "a"):
-        sums = [run("ffmpeg", "-v", "error", "-i", tmp_path / name, "-map", f"0:{stream}", "-f", "framemd5", "-") for name in ("result.mp4", "expected.mp4")]
+        sums = [
+            run("ffmpeg", "-v", "error", "-i", tmp_path / name, "-map", f"0:{stream}", "-f", "framemd5", "-")
+            for name in ("result.mp4", "expected.mp4")
+        ]
         assert sums[0] == sums[1]
 
 
@@ -217,7 +220,9 @@ def test_the_command_line(folder, tmp_path):
     options = ["--style", "cartoon", "--strength", "0.5"]
     run(PROGRAM, folder / "photo.jpg", "-o", tmp_path / "expected.png", *options, "--models", MODELS)
     said = command("stylize", folder / "photo.jpg", "-o", tmp_path / "out.png", *options)
-    assert said.endswith("out.png: 121x90, cartoon, " + vs.devices()[0].name + ": no GPU found; this machine's processor is used, which is slower\n")
+    assert said.endswith(
+        "out.png: 121x90, cartoon, " + vs.devices()[0].name + ": no GPU found; this machine's processor is used, which is slower\n"
+    )
     assert (tmp_path / "out.png").read_bytes() == (tmp_path / "expected.png").read_bytes()
     assert command("devices") == f"software\t{vs.devices()[0].name}\tno GPU found\n"
     lines = command("selftest").splitlines()

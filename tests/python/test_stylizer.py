@@ -128,7 +128,11 @@ REFUSED = {
     "None": (None, {}, "a NoneType"),
     "text": ("photo.png", {}, "a str"),
     "bytes": (GOOD.tobytes(), {}, "bgra has"),
-    "out of another size": (GOOD, {"out": np.zeros((50, 64, 4), np.uint8)}, r"out has the shape \(50, 64, 4\): the result has \(50, 66, 4\)"),
+    "out of another size": (
+        GOOD,
+        {"out": np.zeros((50, 64, 4), np.uint8)},
+        r"out has the shape \(50, 64, 4\): the result has \(50, 66, 4\)",
+    ),
     "out of another type": (GOOD, {"out": np.zeros((50, 66, 4), np.uint16)}, "out has the type uint16"),
     "read-only out": (GOOD, {"out": READ_ONLY}, "out cannot be written to"),
     "bytes as out": (GOOD, {"out": memoryview(GOOD.tobytes()).cast("B", GOOD.shape)}, "out cannot be written to"),
@@ -153,7 +157,12 @@ def test_frames_that_are_refused(case, pencil):
 def test_a_picture_of_pillow_keeps_its_meaning(pencil):
     from PIL import Image
 
-    for mode, options, wanted in (("L", {}, "RGB"), ("P", {}, "RGB"), ("RGB", {"format": "bgra"}, "RGB"), ("RGB", {"format": "rgba"}, "RGBA")):
+    for mode, options, wanted in (
+        ("L", {}, "RGB"),
+        ("P", {}, "RGB"),
+        ("RGB", {"format": "bgra"}, "RGB"),
+        ("RGB", {"format": "rgba"}, "RGBA"),
+    ):
         with pytest.raises(vs.FrameError, match=f"mode '{mode}'.*convert\\('{wanted}'\\)"):
             pencil(Image.new(mode, (32, 32)), **options)
 
@@ -243,7 +252,9 @@ def test_style_images_and_sequences(pictures, tmp_path):
 
 
 def test_info_and_devices(pencil):
-    assert pencil.info == vs.Info("pencil", None, pencil.info.device, "f32", "no GPU found; this machine's processor is used, which is slower")
+    assert pencil.info == vs.Info(
+        "pencil", None, pencil.info.device, "f32", "no GPU found; this machine's processor is used, which is slower"
+    )
     assert vs.devices() == [vs.Device("software", pencil.info.device, "no GPU found")]
 
 
@@ -337,7 +348,9 @@ def heap_bytes():
     """What malloc has given out."""
 
     class Information(ctypes.Structure):
-        _fields_ = [(name, ctypes.c_size_t) for name in "arena ordblks smblks hblks hblkhd usmblks fsmblks uordblks fordblks keepcost".split()]
+        _fields_ = [
+            (name, ctypes.c_size_t) for name in "arena ordblks smblks hblks hblkhd usmblks fsmblks uordblks fordblks keepcost".split()
+        ]
 
     mallinfo2 = ctypes.CDLL(None).mallinfo2
     mallinfo2.restype = Information
