@@ -118,12 +118,15 @@ OPTIONS = {
 }
 
 
-@pytest.mark.parametrize("options", OPTIONS)
-@pytest.mark.parametrize("style", STYLES)
+IMAGES = [pytest.param(style.values[0], "plain", marks=style.marks) for style in STYLES]
+IMAGES += [
+    pytest.param(style, look, marks=marks) for style, marks in (("pencil", ()), ("cartoon", needs_models)) for look in ("look", "size")
+]
+
+
+@pytest.mark.parametrize(("style", "options"), IMAGES)
 def test_images_are_those_of_the_program(style, options, folder, tmp_path):
     given, words = OPTIONS[options]
-    if options != "plain" and style in ("stipple", "lightgrey", "transfer"):
-        pytest.skip("the options do not depend on the style")
     if style == "transfer":
         given = {**given, "style_image": folder / "style.png"}
         words = [*words, "--style-image", folder / "style.png"]
