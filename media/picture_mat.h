@@ -25,11 +25,14 @@ inline cv::Mat chromaOver(const Picture& nv12) {
 // Blue, green, red of a picture in any layout; a copy unless the layout is kBgr24.
 cv::Mat bgrOf(const Picture& picture);
 
+// Makes a picture of that shape, unless `kept` is one, so that its memory serves the next frame too.
+inline void giveShape(Picture& kept, PixelLayout layout, Size size) {
+  if (kept.isEmpty() || kept.layout() != layout || kept.size() != size) {
+    kept = Picture(layout, size);
+  }
+}
+
 // A kBgra picture, opaque, of an 8-bit image of blue, green, red.
 Picture pictureFromBgr(const cv::Mat& bgr);
-
-// OpenCV 4.6 has no conversion to YUY2, and the library writes it in full range, in neural styles with red and blue exchanged.
-// This is video-range BT.601, colour averaged over the two pixels of a pair.
-void convertToYuy2(const Picture& bgra, Picture& yuy2);
 
 } // namespace vorin::media

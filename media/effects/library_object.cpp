@@ -62,6 +62,7 @@ SttPixelFormat formatOf(PixelLayout layout) {
   case PixelLayout::kNv12:
     return VORIN_FMT_NV12;
   case PixelLayout::kYuy2:
+  case PixelLayout::kRgb24: // never given to the library
     break;
   }
   return VORIN_FMT_YUY2;
@@ -158,6 +159,10 @@ double LibraryObject::process(const Picture& input, const Picture* style_image, 
       guarded(kNoFrame, [&] { return object_->ProcessFrame(context_, &in, style_image == nullptr ? nullptr : &style, &out); });
   require(status, kNoFrame);
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+PixelLayout deliveredLayout(PixelLayout wanted) {
+  return wanted == PixelLayout::kYuy2 ? PixelLayout::kBgra : wanted == PixelLayout::kRgb24 ? PixelLayout::kBgr24 : wanted;
 }
 
 bool isOneColour(const cv::Mat& pixels) {

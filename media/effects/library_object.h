@@ -2,7 +2,7 @@
 // the library becomes an Error.
 //
 // Frames are passed to the library without padding between rows, which every style accepts, and never as kBgr24, since a neural
-// style may write to an input of that layout.
+// style may write to an input of that layout, or kRgb24, which the library does not have.
 #pragma once
 
 #include "library_copy.h"
@@ -52,6 +52,10 @@ private:
   VorinSttContext context_ = nullptr;
 };
 
+// The layout to ask the library for where a result is wanted in this one: it writes YUY2 in full range, in neural styles with red
+// and blue exchanged, and no RGB of 3 bytes.
+PixelLayout deliveredLayout(PixelLayout wanted);
+
 // Whether all pixels are equal. Returns at the first difference, so it is fast for real results.
 bool isOneColour(const cv::Mat& pixels);
 
@@ -92,6 +96,7 @@ public:
 
 private:
   bool takeGpu();
+  bool takeGpuIfInstalled();
   void takeSoftware(const std::string& reason);
 
   Device wish_;
