@@ -12,6 +12,7 @@ import json
 import math
 import time
 from collections.abc import Callable, Mapping
+from dataclasses import dataclass
 from pathlib import Path
 
 import numpy as np
@@ -26,7 +27,6 @@ SEED = 18
 NETWORKS = "light_grey.16-32x3w,cartoon.16-32x3w"
 LEARNING_RATE = 2e-3
 WARM_UP_SHARE = 0.03
-AVERAGED_STEPS = 1000
 # One step in so many sees whole frames instead of parts.
 FRAME_EVERY = 4
 # The largest noise, in levels, and the share of samples that have any.
@@ -34,13 +34,22 @@ LARGEST_NOISE = 5.0
 NOISY_SHARE = 0.6
 
 
-def loss_of(picture: Tensor, target: Tensor, weights: Tensor) -> Tensor:
+@dataclass(frozen=True)
+class Course:
+    """How a training goes: the largest learning rate, what squared differences weigh, and how many steps are averaged."""
+
+    rate: float
+    squared: float
+    averaged_steps: int
+
+
+def loss_of(picture: Tensor, target: Tensor, weights: Tensor, squared: float) -> Tensor:
     """Absolute differences for clean areas, squared ones for few large errors, and those of neighbours for edges."""
     difference = (picture - target) * weights
     across = difference[..., 1:] - difference[..., :-1]
     down = difference[..., 1:, :] - difference[..., :-1, :]
     edges = across.abs().mean() + down.abs().mean()
-    return difference.abs().mean() + 6.0 * difference.square().mean() + 0.4 * edges
+    return difference.abs().mean() + squared * difference.square().mean() + 0.4 * edges
 
 
 class Batch:
@@ -70,8 +79,8 @@ class Batch:
 class Trainee:
     """One small network with its optimiser and the running average of its numbers, which is what counts in the end."""
 
-    def __init__(self, style: str, shape: Shape, device: torch.device) -> None:
-        self.style = style
+    def __init__(self, style: str, shape: Shape, course: Course, device: torch.device) -> None:
+        self.style, self.course = style, course
         self.network = Student(shape, PLANES[style]).to(device)
         self.average = Student(shape, PLANES[style]).to(device)
         self.average.load_state_dict(self.network.state_dict())
@@ -97,13 +106,13 @@ class Trainee:
     def step(self, batch: Batch) -> None:
         self.optimiser.zero_grad(set_to_none=True)
         picture = self.network.picture(self.style, batch.images)
-        loss = loss_of(picture, batch.targets[self.style], batch.weights)
+        loss = loss_of(picture, batch.targets[self.style], batch.weights, self.course.squared)
         loss.backward()
         self.optimiser.step()
         with torch.no_grad():
             self.loss.copy_(loss.detach())
             for average, value in zip(self.average.parameters(), self.network.parameters()):
-                average.lerp_(value, 1.0 / AVERAGED_STEPS)
+                average.lerp_(value, 1.0 / self.course.averaged_steps)
 
     def captured(self, batch: Batch) -> Callable[[], None]:
         """The step on one batch as a CUDA graph, which starts its hundreds of small kernels at once."""
@@ -126,7 +135,7 @@ def rate_at(share: float, rate: float) -> float:
     return rate * 0.5 * (1.0 + math.cos(math.pi * (share - WARM_UP_SHARE) / (1.0 - WARM_UP_SHARE)))
 
 
-def train(trainees: dict[str, Trainee], parts: Batch, frames: Batch, end_s: float, rate: float) -> int:
+def train(trainees: dict[str, Trainee], parts: Batch, frames: Batch, end_s: float, course: Course) -> int:
     """Steps by turns until the time is over; returns how many."""
     steps = {}
     for name, trainee in trainees.items():
@@ -141,7 +150,7 @@ def train(trainees: dict[str, Trainee], parts: Batch, frames: Batch, end_s: floa
         which = int(count % FRAME_EVERY == FRAME_EVERY - 1)
         (parts, frames)[which].fill()
         for name, trainee in trainees.items():
-            trainee.set_rate(rate_at(share, rate))
+            trainee.set_rate(rate_at(share, course.rate))
             steps[name][which]()
         count += 1
         if count % 100 == 0 or not parts.images.is_cuda:
@@ -217,8 +226,10 @@ def main() -> None:
     parser.add_argument("--parts", type=int, default=2400, help="parts of pictures to train on (2400)")
     parser.add_argument("--frames", type=int, default=120, help="whole frames to train on (120)")
     parser.add_argument("--at-once", type=int, default=8, help="parts in a step; a frame counts as eight (8)")
-    parser.add_argument("--start", type=Path, metavar="FILE", help="goes on from these numbers, such a students.npz")
+    parser.add_argument("--start", type=Path, metavar="FILE", help="goes on from these numbers, such as a students.npz")
     parser.add_argument("--rate", type=float, default=LEARNING_RATE, help=f"the largest learning rate ({LEARNING_RATE})")
+    parser.add_argument("--squared", type=float, default=6.0, help="what squared differences weigh in the loss (6)")
+    parser.add_argument("--averaged", type=int, default=1000, help="steps in the running average of the numbers (1000)")
     parser.add_argument("--specks", type=int, default=30, help="made-up pictures of specks in the dark (30)")
     parser.add_argument("--sheets", action="store_true", help="writes a picture of the judges for each network")
     options = parser.parse_args()
@@ -240,13 +251,14 @@ def main() -> None:
     frames = Pool(pictures, teachers, options.frames, (FRAME_HEIGHT, FRAME_WIDTH), rng, max(1, options.at_once // 8))
     print(f"the teachers drew {options.parts} parts and {options.frames} frames; {end_s - time.monotonic():.0f} s left", flush=True)
 
-    trainees = {f"{style}.{shape}": Trainee(style, Shape.parse(shape), device) for style, shape in networks}
+    course = Course(options.rate, options.squared, options.averaged)
+    trainees = {f"{style}.{shape}": Trainee(style, Shape.parse(shape), course, device) for style, shape in networks}
     if options.start:
         with np.load(options.start) as numbers:
             for name, trainee in trainees.items():
                 trainee.start(numbers, name)
     judges = read_judges(options.folder / "judges", device)
-    count = train(trainees, Batch(parts, options.at_once), Batch(frames, max(1, options.at_once // 8)), end_s, options.rate)
+    count = train(trainees, Batch(parts, options.at_once), Batch(frames, max(1, options.at_once // 8)), end_s, course)
 
     options.output.mkdir(parents=True, exist_ok=True)
     results, numbers = {}, {}
