@@ -38,6 +38,19 @@ struct Recipe {
   SinkOptions sink;                  /**< of each output */
 };
 
+/** The outcome of restyleFile(). */
+struct FileResult {
+  RunResult run;           /**< frames, damage and warnings */
+  Size size;               /**< of the result, as it is stored */
+  RestylerReport restyler; /**< what restyled, and what the last frame cost */
+};
+
+/** Restyles one file, an image or a clip as the output's file extension says, as recipe says. kUsage: the output has no known
+ * extension, or is a file that is read; otherwise as openSource(), Restyler and openSink() throw. The output is whole or is not
+ * there, but for a cancelled clip, which ends early. */
+VORIN_MEDIA_API FileResult restyleFile(const std::filesystem::path& input, const std::filesystem::path& output,
+                                       const Recipe& recipe, const RunOptions& options = {});
+
 /** An input of a job. */
 struct JobInput {
   std::filesystem::path file;   /**< that is read */

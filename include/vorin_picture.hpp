@@ -34,7 +34,8 @@ enum class PixelLayout {
   kRgba,  /**< 4 bytes a pixel: red, green, blue, alpha */
   kBgr24, /**< 3 bytes a pixel: blue, green, red */
   kNv12,  /**< height rows of luma, then height / 2 rows of width / 2 pairs U, V, all of one pitch; even sizes only */
-  kYuy2   /**< 2 bytes a pixel: Y0, U, Y1, V for each pair of pixels; even widths only */
+  kYuy2,  /**< 2 bytes a pixel: Y0, U, Y1, V for each pair of pixels; even widths only */
+  kRgb24  /**< 3 bytes a pixel: red, green, blue */
 };
 
 /** Pixels in memory: its own, or the caller's, which must outlive the picture. Moves, and is copied by copy() only. */
@@ -77,6 +78,10 @@ private:
   std::uint8_t* wrapped_ = nullptr;
   std::vector<std::uint8_t> owned_;
 };
+
+/** Writes the pixels of from to to, in the layout of to. Both have one size. Alpha becomes 255 unless both layouts have it.
+ * kUsage: the sizes differ. */
+VORIN_MEDIA_API void convert(const Picture& from, Picture& to);
 
 } // namespace vorin::media
 

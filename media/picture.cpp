@@ -17,6 +17,7 @@ std::size_t bytesPerPixel(PixelLayout layout) { // of the first plane
   case PixelLayout::kRgba:
     return 4;
   case PixelLayout::kBgr24:
+  case PixelLayout::kRgb24:
     return 3;
   case PixelLayout::kYuy2:
     return 2;
@@ -35,6 +36,51 @@ void requireFits(PixelLayout layout, Size size) {
   const bool is_odd_width = size.width % 2 != 0 && (layout == PixelLayout::kNv12 || layout == PixelLayout::kYuy2);
   if (is_odd_width || (size.height % 2 != 0 && layout == PixelLayout::kNv12)) {
     throw Error(ErrorKind::kUsage, "a picture of " + text + " pixels does not fit its layout, which takes even sides: use BGRA");
+  }
+}
+
+// OpenCV 4.6 has no conversion to YUY2, and the style library writes it in full range, in neural styles with red and blue
+// exchanged. This is video-range BT.601, colour averaged over the two pixels of a pair.
+void convertToYuy2(const cv::Mat& bgr, Picture& yuy2) {
+  const cv::Matx34f to_yuv(0.098F, 0.504F, 0.257F, 16.0F,    //
+                           0.439F, -0.291F, -0.148F, 128.0F, //
+                           -0.071F, -0.368F, 0.439F, 128.0F);
+  cv::Mat yuv;
+  cv::transform(bgr, yuv, to_yuv);
+  cv::Mat pairs = matOver(yuy2);
+  for (int row = 0; row < yuv.rows; ++row) {
+    std::uint8_t* out = pairs.ptr(row);
+    for (int column = 0; column < yuv.cols; column += 2) {
+      const auto& left = yuv.at<cv::Vec3b>(row, column);
+      const auto& right = yuv.at<cv::Vec3b>(row, column + 1);
+      *out++ = left[0];
+      *out++ = static_cast<std::uint8_t>((left[1] + right[1] + 1) / 2);
+      *out++ = right[0];
+      *out++ = static_cast<std::uint8_t>((left[2] + right[2] + 1) / 2);
+    }
+  }
+}
+
+// Video-range BT.601, as OpenCV makes it in three planes.
+void convertToNv12(const cv::Mat& bgr, Picture& nv12) {
+  cv::Mat planes;
+  cv::cvtColor(bgr, planes, cv::COLOR_BGR2YUV_I420);
+  planes.rowRange(0, bgr.rows).copyTo(matOver(nv12));
+  const std::uint8_t* u = planes.ptr(bgr.rows);
+  const std::uint8_t* v = u + static_cast<std::ptrdiff_t>(bgr.total() / 4);
+  cv::Mat chroma = chromaOver(nv12);
+  for (int row = 0; row < chroma.rows; ++row) {
+    std::uint8_t* out = chroma.ptr(row);
+    for (int column = 0; column < chroma.cols; ++column) {
+      *out++ = *u++;
+      *out++ = *v++;
+    }
+  }
+}
+
+void copyRows(const Picture& from, Picture& to) {
+  for (std::size_t row = 0; row < from.rowCount(); ++row) {
+    std::copy_n(from.pixels() + row * from.pitchBytes(), from.rowBytes(), to.pixels() + row * to.pitchBytes());
   }
 }
 
@@ -69,10 +115,7 @@ Picture Picture::copy() const {
     return {};
   }
   Picture copied(layout_, size_);
-  const std::size_t row_bytes = rowBytes();
-  for (std::size_t row = 0; row < rowCount(); ++row) {
-    std::copy_n(pixels() + row * pitch_bytes_, row_bytes, copied.pixels() + row * row_bytes);
-  }
+  copyRows(*this, copied);
   return copied;
 }
 
@@ -108,6 +151,9 @@ cv::Mat bgrOf(const Picture& picture) {
   switch (picture.layout()) {
   case PixelLayout::kBgr24:
     break;
+  case PixelLayout::kRgb24:
+    cv::cvtColor(matOver(picture), bgr, cv::COLOR_RGB2BGR);
+    break;
   case PixelLayout::kBgra:
     cv::cvtColor(matOver(picture), bgr, cv::COLOR_BGRA2BGR);
     break;
@@ -131,23 +177,28 @@ Picture pictureFromBgr(const cv::Mat& bgr) {
   return picture;
 }
 
-void convertToYuy2(const Picture& bgra, Picture& yuy2) {
-  const cv::Matx34f to_yuv(0.098F, 0.504F, 0.257F, 16.0F,    //
-                           0.439F, -0.291F, -0.148F, 128.0F, //
-                           -0.071F, -0.368F, 0.439F, 128.0F);
-  cv::Mat yuv;
-  cv::transform(bgrOf(bgra), yuv, to_yuv);
-  cv::Mat pairs = matOver(yuy2);
-  for (int row = 0; row < yuv.rows; ++row) {
-    std::uint8_t* out = pairs.ptr(row);
-    for (int column = 0; column < yuv.cols; column += 2) {
-      const auto& left = yuv.at<cv::Vec3b>(row, column);
-      const auto& right = yuv.at<cv::Vec3b>(row, column + 1);
-      *out++ = left[0];
-      *out++ = static_cast<std::uint8_t>((left[1] + right[1] + 1) / 2);
-      *out++ = right[0];
-      *out++ = static_cast<std::uint8_t>((left[2] + right[2] + 1) / 2);
-    }
+void convert(const Picture& from, Picture& to) {
+  if (from.size() != to.size()) {
+    throw Error(ErrorKind::kUsage, "a picture of " + sizeText(from.size()) + " pixels is not converted to one of " +
+                                       sizeText(to.size()) + ": give both one size");
+  }
+  cv::Mat result = matOver(to);
+  const bool swaps = (from.layout() == PixelLayout::kBgra && to.layout() == PixelLayout::kRgba) ||
+                     (from.layout() == PixelLayout::kRgba && to.layout() == PixelLayout::kBgra);
+  if (from.layout() == to.layout()) {
+    copyRows(from, to);
+  } else if (swaps) {
+    cv::cvtColor(matOver(from), result, cv::COLOR_BGRA2RGBA);
+  } else if (to.layout() == PixelLayout::kNv12) {
+    convertToNv12(bgrOf(from), to);
+  } else if (to.layout() == PixelLayout::kYuy2) {
+    convertToYuy2(bgrOf(from), to);
+  } else if (to.layout() == PixelLayout::kBgr24) {
+    bgrOf(from).copyTo(result);
+  } else {
+    const bool has_alpha = to.layout() != PixelLayout::kRgb24;
+    const bool is_bgra = to.layout() == PixelLayout::kBgra;
+    cv::cvtColor(bgrOf(from), result, is_bgra ? cv::COLOR_BGR2BGRA : has_alpha ? cv::COLOR_BGR2RGBA : cv::COLOR_BGR2RGB);
   }
 }
 

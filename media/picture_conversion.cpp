@@ -22,6 +22,8 @@ AVPixelFormat formatOf(PixelLayout layout) {
     return AV_PIX_FMT_RGBA;
   case PixelLayout::kBgr24:
     return AV_PIX_FMT_BGR24;
+  case PixelLayout::kRgb24:
+    return AV_PIX_FMT_RGB24;
   case PixelLayout::kYuy2:
     return AV_PIX_FMT_YUYV422;
   case PixelLayout::kNv12:

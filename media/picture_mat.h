@@ -28,8 +28,4 @@ cv::Mat bgrOf(const Picture& picture);
 // A kBgra picture, opaque, of an 8-bit image of blue, green, red.
 Picture pictureFromBgr(const cv::Mat& bgr);
 
-// OpenCV 4.6 has no conversion to YUY2, and the library writes it in full range, in neural styles with red and blue exchanged.
-// This is video-range BT.601, colour averaged over the two pixels of a pair.
-void convertToYuy2(const Picture& bgra, Picture& yuy2);
-
 } // namespace vorin::media

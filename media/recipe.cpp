@@ -1,13 +1,19 @@
 #include "recipe.h"
 
+#include "files.h"
+#include "output_file.h"
 #include "sources_and_sinks.h"
+#include "text.h"
 
 #include <algorithm>
 #include <cmath>
+#include <system_error>
 #include <utility>
 #include <variant>
 
 namespace vorin::media {
+
+namespace fs = std::filesystem;
 
 Size resultSize(const Recipe& recipe, const SourceInfo& source) {
   if (!recipe.size) {
@@ -95,6 +101,41 @@ RunResult Restyling::run(Source& source, Sink& sink, bool is_clip, const RunOpti
     effects.push_back(look_.get());
   }
   return media::run(source, sink, effects, options);
+}
+
+void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {
+  for (const fs::path& file : files) {
+    std::error_code ignored; // of a file that does not exist
+    if (fs::equivalent(file, output, ignored) || (file == kPipeName && base::isStandardInput(output))) {
+      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " +
+                                         (file == kPipeName ? "of standard input" : base::quotedPath(file)) +
+                                         ", which is read: name another output");
+    }
+  }
+}
+
+FileResult restyleFile(const fs::path& input, const fs::path& output, const Recipe& recipe, const RunOptions& options) {
+  const bool is_clip = isClipName(output);
+  if (!is_clip && !isImageName(output)) {
+    throw unknownExtension(output);
+  }
+  if (is_clip) {
+    checkClipOptions(output, recipe.sink);
+  } else if (isClipName(input)) {
+    throw Error(ErrorKind::kInputOutput, base::quotedPath(input) + " is a clip: name the output like a clip, as out.mp4");
+  } else if (recipe.steady) {
+    throw Error(ErrorKind::kUsage, "--steady applies to clips only: leave it out, or name a clip as the output");
+  }
+  base::requireWritable(output, recipe.sink.overwrite);
+  requireNotRead(output, {input, recipe.style_image});
+  const std::unique_ptr<Source> source =
+      is_clip ? openClipSource(input, sourceOptions(recipe, true)) : openImageSource(input, recipe.source);
+  requireImageFits(output, resultSize(recipe, source->info()));
+  Restyling restyling(recipe);
+  restyling.prepare(source->info());
+  const std::unique_ptr<Sink> sink = restyling.openSink(source->info(), output);
+  const RunResult run = restyling.run(*source, *sink, is_clip, options);
+  return {run, sink->size(), restyling.report()};
 }
 
 } // namespace vorin::media

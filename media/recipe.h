@@ -1,4 +1,4 @@
-// recipe.h: restyles sources as a recipe says: makes the effects and the sinks, and runs them.
+// recipe.h: restyles sources and files as a recipe says: makes the effects and the sinks, and runs them.
 #pragma once
 
 #include "vorin_jobs.hpp"
@@ -43,6 +43,9 @@ private:
   bool is_prepared_ = false; // for the next input
   double load_ms_ = 0;       // of its network
 };
+
+// Throws kUsage if the output is one of the files that are read, also through links, so that overwriting does not destroy it.
+void requireNotRead(const std::filesystem::path& output, const std::vector<std::filesystem::path>& files);
 
 // The source's description for a sink of the recipe's results.
 SourceInfo infoForSink(const Recipe& recipe, const SourceInfo& source);

@@ -262,9 +262,13 @@ std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceIn
   if (isClipName(file)) {
     return openClipSink(file, source, size, options);
   }
+  throw unknownExtension(file);
+}
+
+Error unknownExtension(const std::filesystem::path& output) {
   const std::string clips = base::joined(clipExtensions());
-  throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(file) + " has no known file extension: use one of " +
-                                     base::joined(imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips));
+  return {ErrorKind::kUsage, "the output " + base::quotedPath(output) + " has no known file extension: use one of " +
+                                 base::joined(imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips)};
 }
 
 Size resultSize(const SourceInfo& source, std::span<Effect* const> effects) {

@@ -66,6 +66,9 @@ std::string sizeText(Size size); // "640x480"
 bool isImageName(const std::filesystem::path& file);
 std::vector<std::string> imageExtensions();
 
+// The error for an output that is neither an image nor a clip by its name.
+Error unknownExtension(const std::filesystem::path& output);
+
 // Whether the file begins like an image; false if it cannot be read, and for GIF, which is a clip where there are clips.
 bool isImageFile(const std::filesystem::path& file);
 

@@ -4,6 +4,7 @@
 - sh blocks run line by line in a folder with a photo, a painting, a clip and a folder of photos, the built programs first in the path.
   What sets up, builds or tests the project is not started again: such a script has to be there and to know its --help. What needs a
   cluster, the test jobs_on_slurm runs.
+- python blocks run in the same folder, those of a page in one interpreter, where the package is built.
 - c and cpp blocks are compiled against the public header, in a function that has a frame's memory and an object at hand.
 - cmake blocks make a project, which is configured with an installed copy.
 - bat and text blocks, and those without a language, cannot be run here.
@@ -62,7 +63,8 @@ def commands(text):
 
 
 def try_shell(text, place, sandbox):
-    environment = dict(os.environ, PATH=f"{build}:{source}/build/venv/bin:{os.environ['PATH']}", PYTHONPATH=f"{source}/python")
+    environment = dict(os.environ, PATH=f"{build}:{source}/build/venv/bin:{os.environ['PATH']}", PYTHONPATH=f"{build}/python:{source}/python",
+                       VORIN_STT_MODELS=str(source / "build/models"))
     for command in commands(text):
         own = OWN_WORK.match(command)
         if own:
@@ -75,6 +77,14 @@ def try_shell(text, place, sandbox):
             result = run(["bash", "-o", "pipefail", "-c", command], sandbox, env=environment)
         if result.returncode != 0:
             failures.append(f"{place}: status {result.returncode} of: {command}\n{result.stdout}")
+
+
+def try_python(program, places, sandbox):
+    """Runs the blocks of a page as one program."""
+    environment = dict(os.environ, PYTHONPATH=f"{build}/python", VORIN_STT_MODELS=str(source / "build/models"))
+    result = run([f"{source}/build/venv/bin/python", "-c", program], sandbox, env=environment)
+    if result.returncode != 0:
+        failures.append(f"{', '.join(places)}: status {result.returncode}\n{result.stdout}")
 
 
 def try_compiler(language, text, place, sandbox):
@@ -120,6 +130,7 @@ def main():
         for page in [source / "README.md", *sorted((source / "docs").glob("*.md"))]:
             sandbox = pathlib.Path(folder) / page.stem
             furnish(sandbox)
+            program, places = [], []
             for language, text, place in blocks(page):
                 if language in ("sh", "bash"):
                     try_shell(text, place, sandbox)
@@ -127,8 +138,13 @@ def main():
                     try_compiler(language, text, place, sandbox)
                 elif language == "cmake":
                     try_cmake(text, place, sandbox)
+                elif language == "python":
+                    program.append(text)
+                    places.append(place)
                 elif language not in ("", "bat", "text", "console", "json"):
                     failures.append(f"{place}: nobody knows how to try a block of '{language}'")
+            if program:
+                try_python("\n".join(program), places, sandbox)
     print("\n\n".join(failures))
     return 1 if failures else 0
 

@@ -1,4 +1,3 @@
-#include "files.h"
 #include "options.h"
 #include "output_file.h"
 #include "restyling.h"
@@ -159,17 +158,6 @@ fs::path outputFor(const Input& input, const Options& options) {
 
 void removeLeftovers(const Options& options, const fs::path& folder) {
   base::removeTemporariesIn(folder, std::chrono::hours(options.resume ? 0 : 24));
-}
-
-void requireNotRead(const fs::path& output, const std::vector<fs::path>& files) {
-  for (const fs::path& file : files) {
-    std::error_code ignored; // of a file that does not exist
-    if (fs::equivalent(file, output, ignored) || (isPipe(file) && base::isStandardInput(output))) {
-      throw Error(ErrorKind::kUsage, "the output " + base::quotedPath(output) + " is the file " +
-                                         (isPipe(file) ? "of standard input" : base::quotedPath(file)) +
-                                         ", which is read: name another output");
-    }
-  }
 }
 
 } // namespace vorin::stylize

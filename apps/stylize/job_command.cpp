@@ -39,7 +39,7 @@ std::vector<InputResult> listed(const Options& options) {
   result.input = options.inputs.front();
   result.output = options.output;
   result.is_clip = isClipOutput(options.output);
-  requireNotRead(result.output, {result.input, options.style_image});
+  media::requireNotRead(result.output, {result.input, options.style_image});
   return {result};
 }
 

@@ -70,7 +70,7 @@ std::vector<InputResult> planMany(const Options& options) {
     if (read.contains(fs::weakly_canonical(output, error)) || fs::equivalent(input.file, output, error)) {
       throw amongTheInputs(input.file);
     }
-    requireNotRead(output, {options.style_image});
+    media::requireNotRead(output, {options.style_image});
     InputResult result;
     result.input = input.file;
     result.output = output;

@@ -78,9 +78,7 @@ bool writesImage(const Options& options) {
 void checkOne(const Options& options, const fs::path& input, const fs::path& output, bool is_clip) {
   if (!is_clip && !writesImage(options)) {
     media::requireExists(input); // the user may have meant a folder, whose results go into a folder
-    const std::string clips = base::joined(media::clipExtensions());
-    throw usage("the output " + base::quotedPath(output) + " has no known file extension: use one of " +
-                base::joined(media::imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips));
+    throw media::unknownExtension(output);
   }
   if (!options.to.empty() && !isPipe(output)) {
     throw usage("--to applies to many inputs only: leave it out and set the extension of -o");
@@ -129,7 +127,7 @@ ExitStatus restyleOne(const Options& options) {
   if (!isPipe(result.output)) {
     base::requireWritable(result.output, options.sink.overwrite);
     removeLeftovers(options, result.output.parent_path());
-    requireNotRead(result.output, {result.input, options.style_image});
+    media::requireNotRead(result.output, {result.input, options.style_image});
   }
   if (options.resume && result.is_clip && !isPipe(result.input) && !isPipe(result.output)) {
     resumeClip(options, result, true);

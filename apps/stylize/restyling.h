@@ -41,9 +41,6 @@ std::filesystem::path outputFor(const Input& input, const Options& options);
 // Deletes the temporary files of killed runs from the folder; where no run is resumed, only those that nobody wrote to for a day.
 void removeLeftovers(const Options& options, const std::filesystem::path& folder);
 
-// Throws kUsage if the output is one of the files that are read, also through links, so that --overwrite does not destroy it.
-void requireNotRead(const std::filesystem::path& output, const std::vector<std::filesystem::path>& files);
-
 // ---- Their way ----
 
 struct InputResult;

@@ -38,7 +38,7 @@ public:
     }
     if (looks_.empty()) {
       const fs::path style_image = defaultStyleImage();
-      requireNotRead(options.output, {style_image});
+      media::requireNotRead(options.output, {style_image});
       restyler_.setStyleImage(media::readImage(style_image, options.source));
     }
     if (!options.quiet) {
@@ -83,7 +83,7 @@ private:
       return looks;
     }
     for (const Input& image : listInputs({options.style_image}, {}, false)) {
-      requireNotRead(options.output, {image.file});
+      media::requireNotRead(options.output, {image.file});
       looks.push_back({base::utf8Text(image.file.stem()), media::readImage(image.file, options.source)});
     }
     if (looks.empty()) {
@@ -154,7 +154,7 @@ ExitStatus makeSheet(const Options& options) {
   base::requireWritable(options.output, options.sink.overwrite);
   const std::vector<Input> inputs = listInputs(options.inputs, {}, false);
   for (const Input& input : inputs) {
-    requireNotRead(options.output, {input.file});
+    media::requireNotRead(options.output, {input.file});
   }
   std::vector<std::vector<SheetPicture>> groups;
   std::vector<InputResult> results;

@@ -71,7 +71,9 @@ DeviceChoice::DeviceChoice(Device wish, std::optional<Precision> precision)
     : wish_(wish), precision_(precision), kind_(requestedKind(wish)) {
   if (wish == Device::kSoftware) {
     takeSoftware("asked for by --device software");
-  } else if ((wish == Device::kAuto && !mayHaveGpu()) || !takeGpu()) {
+  } else if (wish != Device::kAuto) {
+    static_cast<void>(takeGpu());
+  } else if (!mayHaveGpu() || !takeGpuIfInstalled()) {
     takeSoftware("no GPU found; this machine's processor is used, which is slower");
   }
 }
@@ -101,6 +103,19 @@ bool DeviceChoice::takeGpu() {
   name_ = is_software_ ? "software device (" + gpu->name + ")" : gpu->name;
   reason_ = is_software_ ? standInReason() : reasonFor(wish_, *gpu, gpus);
   return true;
+}
+
+// An installation for the software device only has no inference runtime for GPUs.
+bool DeviceChoice::takeGpuIfInstalled() {
+  try {
+    copy_ = &LibraryCopy::get(false);
+  } catch (const Error& error) {
+    if (error.kind() != ErrorKind::kDevice || !softwareDeviceIsInstalled(textOf(precision_.value_or(Precision::kF32)))) {
+      throw;
+    }
+    return false;
+  }
+  return takeGpu();
 }
 
 void DeviceChoice::takeSoftware(const std::string& reason) {

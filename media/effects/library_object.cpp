@@ -62,6 +62,7 @@ SttPixelFormat formatOf(PixelLayout layout) {
   case PixelLayout::kNv12:
     return VORIN_FMT_NV12;
   case PixelLayout::kYuy2:
+  case PixelLayout::kRgb24: // never given to the library
     break;
   }
   return VORIN_FMT_YUY2;

@@ -2,7 +2,7 @@
 // the library becomes an Error.
 //
 // Frames are passed to the library without padding between rows, which every style accepts, and never as kBgr24, since a neural
-// style may write to an input of that layout.
+// style may write to an input of that layout, or kRgb24, which the library does not have.
 #pragma once
 
 #include "library_copy.h"
@@ -92,6 +92,7 @@ public:
 
 private:
   bool takeGpu();
+  bool takeGpuIfInstalled();
   void takeSoftware(const std::string& reason);
 
   Device wish_;

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <new>
 #include <optional>
 
@@ -106,15 +105,14 @@ public:
     requireUsable(input, "a picture");
     requireUsable(output, "a result");
     prepare(output.size());
-    const Picture converted = input.layout() == PixelLayout::kBgr24 ? pictureFromBgr(matOver(input)) : Picture();
-    const Picture tight = converted.isEmpty() && !isTight(input) ? input.copy() : Picture();
-    const Picture& given = !converted.isEmpty() ? converted : !tight.isEmpty() ? tight : input;
-    if (output.layout() == PixelLayout::kYuy2 || !isTight(output)) {
-      Picture result(output.layout() == PixelLayout::kYuy2 ? PixelLayout::kBgra : output.layout(), output.size());
-      process(given, result);
-      deliver(result, output);
-    } else {
+    const Picture& given = asLibraryTakes(input);
+    const PixelLayout layout = deliveredLayout(output.layout());
+    if (layout == output.layout() && isTight(output)) {
       process(given, output);
+    } else {
+      giveShape(result_, layout, output.size());
+      process(given, result_);
+      convert(result_, output);
     }
   }
 
@@ -239,14 +237,26 @@ private:
                                         " pixels: use a smaller one or another --device");
   }
 
-  static void deliver(const Picture& result, Picture& output) {
-    if (output.layout() == PixelLayout::kYuy2) {
-      convertToYuy2(result, output);
-      return;
+  // Has the pixels of `kept` reused for the next frame of that shape.
+  static void giveShape(Picture& kept, PixelLayout layout, Size size) {
+    if (kept.isEmpty() || kept.layout() != layout || kept.size() != size) {
+      kept = Picture(layout, size);
     }
-    for (std::size_t row = 0; row < result.rowCount(); ++row) {
-      std::memcpy(output.pixels() + row * output.pitchBytes(), result.pixels() + row * result.pitchBytes(), result.rowBytes());
+  }
+
+  const Picture& asLibraryTakes(const Picture& input) {
+    const bool has_3_bytes = input.layout() == PixelLayout::kBgr24 || input.layout() == PixelLayout::kRgb24;
+    if (!has_3_bytes && isTight(input)) {
+      return input;
     }
+    giveShape(given_, has_3_bytes ? PixelLayout::kBgra : input.layout(), input.size());
+    convert(input, given_);
+    return given_;
+  }
+
+  // The library writes YUY2 in full range, in neural styles with red and blue exchanged, and no RGB of 3 bytes.
+  static PixelLayout deliveredLayout(PixelLayout layout) {
+    return layout == PixelLayout::kYuy2 ? PixelLayout::kBgra : layout == PixelLayout::kRgb24 ? PixelLayout::kBgr24 : layout;
   }
 
   std::optional<ModelPackage> package_;
@@ -259,6 +269,8 @@ private:
   Size loaded_size_;
   std::optional<Picture> style_image_; // kBgr24
   bool is_style_image_new_ = false;    // the library has not seen it; it keeps the one seen last
+  Picture given_;                      // of the last frame that the library does not take as it came, and of the
+  Picture result_;                     // last result that is not delivered as the library writes it
   RestylerReport report_;
 };
 

@@ -210,7 +210,7 @@ def work(arguments: argparse.Namespace) -> int:
     try:
         import distributed  # noqa: F401
     except ImportError as failure:
-        raise Failure(f"Dask is missing ({failure}): pip install dask distributed") from failure
+        raise Failure(f"Dask is missing ({failure}): pip install 'vorin-stt[dask]'") from failure
     failures = {}
     if any(unit["state"] != "done" for unit in state["units"]):
         with connected(arguments) as client:

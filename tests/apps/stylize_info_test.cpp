@@ -43,7 +43,7 @@ std::string plainBlockSums(const cv::Mat& bgr) {
 json noExpectations() {
   return {{"version", 1},
           {"inputs",
-           {{"photo", plainBlockSums(stylize::selftestPhoto())}, {"style_image", plainBlockSums(stylize::selftestStyleImage())}}},
+           {{"photo", plainBlockSums(media::selftestPhoto())}, {"style_image", plainBlockSums(media::selftestStyleImage())}}},
           {"styles", json::object()}};
 }
 
@@ -74,7 +74,7 @@ TEST(Expectations, FaultsAreNamed) {
            {with("/styles/cartoon/tolerance", -1), kDamaged},
            {with("/styles/cartoon/tolerance", "16"), kDamaged},
        }) {
-    const stylize::Expectations expectations = stylize::parseExpectations(text);
+    const media::Expectations expectations = media::parseExpectations(text);
     EXPECT_EQ(expectations.problem, problem) << text.substr(0, 400);
     EXPECT_EQ(expectations.results.size(), problem.empty() ? 1U : 0U) << text.substr(0, 400);
   }
@@ -138,7 +138,7 @@ TEST_F(StylizeInfo, WithoutAPackageItIsAnErrorWhereOneWasNamed) {
 }
 
 TEST_F(StylizeInfo, SelftestComparesWithWhatThePackageSays) {
-  cv::Mat inverted = cv::Scalar::all(255) - stylize::selftestPhoto(); // the result of the cartoon's network
+  cv::Mat inverted = cv::Scalar::all(255) - media::selftestPhoto(); // the result of the cartoon's network
   inverted.col(inverted.cols - 1) = cv::Scalar::all(255);             // the library makes the last column black
   json expected = noExpectations();
   expected["styles"]["cartoon"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 1}}; // roundings

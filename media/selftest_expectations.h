@@ -29,7 +29,7 @@
 #include <optional>
 #include <string>
 
-namespace vorin::stylize {
+namespace vorin::media {
 
 cv::Mat selftestPhoto();
 cv::Mat selftestStyleImage();
@@ -57,9 +57,9 @@ Expectations expectationsOfFilters();
 
 // Reads the entry of the package. Without one there are neither results nor a problem. Throws an Error if the package cannot be
 // read.
-Expectations expectationsOfNetworks(const media::ModelPackage& package);
+Expectations expectationsOfNetworks(const ModelPackage& package);
 
 // Parses the entry's text.
 Expectations parseExpectations(const std::string& text);
 
-} // namespace vorin::stylize
+} // namespace vorin::media

@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-namespace vorin::stylize {
+namespace vorin::media {
 namespace {
 
 // ---- Pictures ----
@@ -170,7 +170,7 @@ Expectations parseExpectations(const std::string& text) {
   }
 }
 
-Expectations expectationsOfNetworks(const media::ModelPackage& package) {
+Expectations expectationsOfNetworks(const ModelPackage& package) {
   const modelpack::PackageEntry* entry = package.directory().find(kEntryName);
   if (entry == nullptr) {
     return {};
@@ -184,4 +184,4 @@ Expectations expectationsOfNetworks(const media::ModelPackage& package) {
   return parseExpectations(text);
 }
 
-} // namespace vorin::stylize
+} // namespace vorin::media
