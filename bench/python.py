@@ -118,7 +118,9 @@ def measure(turns: int) -> int:
 
 def loading_s() -> float:
     """The time of an interpreter that loads all of the package."""
-    return statistics.median(seconds(lambda: subprocess.run([PYTHON, "-c", "import vorin_stt; vorin_stt.Stylizer"], check=True)) for _ in range(5))
+    return statistics.median(
+        seconds(lambda: subprocess.run([PYTHON, "-c", "import vorin_stt; vorin_stt.Stylizer"], check=True)) for _ in range(5)
+    )
 
 
 def main() -> int:

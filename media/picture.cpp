@@ -152,6 +152,7 @@ cv::Mat bgrOf(const Picture& picture) {
   case PixelLayout::kBgr24:
     break;
   case PixelLayout::kRgb24:
+    bgr = cv::Mat(); // else the conversion would take place in the picture itself
     cv::cvtColor(matOver(picture), bgr, cv::COLOR_RGB2BGR);
     break;
   case PixelLayout::kBgra:

@@ -60,7 +60,7 @@ Restyling::Restyling(const Recipe& recipe, Prepare prepare)
   if (!recipe.style_image.empty()) {
     restyler_.setStyleImage(readImage(recipe.style_image, recipe.source));
   }
-  if (recipe.strength < 1 || recipe.keep_colours) {
+  if (recipe.strength != 1 || recipe.keep_colours) {
     look_ = std::make_unique<Look>(recipe.strength, recipe.keep_colours);
   }
 }

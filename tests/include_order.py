@@ -15,6 +15,7 @@ ROOMS = {
     "src/core": SHARED_BY_SRC + ["src/pipeline"],
     "base": ["include/vorin_error.hpp"],
     "media": ["include", "base", "src/modelpack"],
+    "python": ["include"],
     "apps/stylize": ["include", "base", "media"],
     "apps/pack": ["include", "base", "src/modelpack"],
 }

@@ -1,6 +1,6 @@
 // The module vorin_stt._native: the media library as the Python part of the package needs it. That part checks what users pass,
 // so there are no defaults and few checks here.
-#include "files.h"
+#include "media_files.h"
 #include "native_call.h"
 #include "stylizer.h"
 

@@ -90,7 +90,9 @@ def selftest(arguments: argparse.Namespace) -> int:
 
 def add_common(parser: argparse.ArgumentParser) -> None:
     """The options on where and with which networks."""
-    parser.add_argument("--models", metavar="FOLDER", help="of model_st.bin (default: $VORIN_STT_MODELS, or vorin-stt-models)")
+    parser.add_argument(
+        "--models", metavar="FOLDER", help="of model_st.bin (default: $VORIN_STT_MODELS, or vorin-stt-models)"
+    )
     parser.add_argument(
         "--device", choices=("auto", "integrated", "discrete", "software"), default="auto", help="(default: auto)"
     )
@@ -137,13 +139,14 @@ def main(words: list[str] | None = None) -> int:
     """Returns the exit status."""
     arguments = parsed(words)
     try:
-        return arguments.work(arguments)
+        status: int = arguments.work(arguments)
     except vs.VorinError as error:
         tell(str(error))
-        return status_of(error)
+        status = status_of(error)
     except KeyboardInterrupt:
         tell("cancelled")
-        return CANCELLED
+        status = CANCELLED
+    return status
 
 
 if __name__ == "__main__":

@@ -33,7 +33,13 @@ class Layout(Enum):
 
 class Options:
     def __init__(
-        self, style: Style, network: str, models: str, size: tuple[int, int] | None, device: Device, precision: Precision
+        self,
+        style: Style,
+        network: str,
+        models: str,
+        size: tuple[int, int] | None,
+        device: Device,
+        precision: Precision,
     ) -> None: ...
 
 class Stylizer:

@@ -13,7 +13,9 @@ from vorin_stt.stylizer import Stylizer
 class Device:
     """Something that runs styles."""
 
-    kind: str  #: "integrated" or "discrete", a GPU, or "software", this machine's processor; Stylizer takes it as device
+    kind: (
+        str  #: "integrated" or "discrete", a GPU, or "software", this machine's processor; Stylizer takes it as device
+    )
     name: str  #: as its driver reports it
     reason: str  #: when device="auto" takes it
 

@@ -29,15 +29,24 @@ _KINDS = {kind.__name__: kind for kind in (VorinError, DeviceError, ModelError, 
 
 # What the texts of the media library, which speak to users of the program vorin-stylize, are in Python.
 _WORDS = (
-    (r"no model package found.*", "no model package found: pip install vorin-stt-models, or name the folder of model_st.bin by models"),
-    (r"a library does not load: libopenvino\.so.*", 'there is no inference runtime for GPUs: pip install "vorin-stt[gpu]", or leave device out'),
+    (
+        r"no model package found.*",
+        "no model package found: pip install vorin-stt-models, or name the folder of model_st.bin by models",
+    ),
+    (
+        r"a library does not load: libopenvino\.so.*",
+        'there is no inference runtime for GPUs: pip install "vorin-stt[gpu]", or leave device out',
+    ),
     (r"add --style-image with an image file", "give style_image an image"),
     (r"--keep-colors\b", "keep_colors"),
     (r"--([a-z]+)-([a-z]+)", r"\1_\2"),
     (r"--([a-z]+) (software|integrated|discrete)", r'\1="\2"'),
     (r"--([a-z]+)", r"\1"),
     (r"'vorin-stylize devices'|vorin-stylize devices", "python -m vorin_stt devices"),
-    (r"PoCL \(pocl-opencl-icd\) is installed", 'PoCL is installed (pip install "vorin-stt[filters]", or the Debian package pocl-opencl-icd)'),
+    (
+        r"PoCL \(pocl-opencl-icd\) is installed",
+        'PoCL is installed (pip install "vorin-stt[filters]", or the Debian package pocl-opencl-icd)',
+    ),
 )
 
 

@@ -95,7 +95,9 @@ def as_array(frame: object, format: str | None, what: str) -> tuple[NDArray[np.u
         try:
             frame = memoryview(frame)  # type: ignore[arg-type]
         except TypeError:
-            raise FrameError(f"{what} is a {type(frame).__name__}: use a numpy array, or what numpy.asarray makes one of") from None
+            raise FrameError(
+                f"{what} is a {type(frame).__name__}: use a numpy array, or what numpy.asarray makes one of"
+            ) from None
     return np.asarray(frame), format_named("bgra" if format is None else format)
 
 
@@ -111,7 +113,9 @@ def size_of_frame(array: NDArray[np.uint8], format: Format, what: str) -> tuple[
     if not (1 <= width <= _LARGEST_SIDE and 1 <= height <= _LARGEST_SIDE):
         raise FrameError(f"{what} is {width} pixels wide and {height} high: use sides of 1 to {_LARGEST_SIDE}")
     if (format.even_sides and width % 2 != 0) or (format.even_sides == "both" and height % 2 != 0):
-        raise FrameError(f"{what} is {width} pixels wide and {height} high: {format.name} takes even sides only, so use bgra")
+        raise FrameError(
+            f"{what} is {width} pixels wide and {height} high: {format.name} takes even sides only, so use bgra"
+        )
     # The stride of a dimension of one element may be anything.
     step = max(pixel_bytes, 1)
     is_packed = (width == 1 or strides[1] == step) and (pixel_bytes == 0 or strides[2] == 1)

@@ -38,7 +38,11 @@ class Info:
     def of(report: Mapping[str, Any]) -> Info:
         """From a report of the native module."""
         return Info(
-            report["style"].name, report["network"] or None, report["device"], report["precision"] or None, report["reason"]
+            report["style"].name,
+            report["network"] or None,
+            report["device"],
+            report["precision"] or None,
+            report["reason"],
         )
 
 
@@ -197,8 +201,11 @@ class Stylizer:
         """Sets the style image: an image file, a Pillow picture, or an array in that format (None: ``bgra``). Raises as a call does."""
         if isinstance(image, (str, os.PathLike)):
             reader = _native.FrameReader(path_text(image, "style_image"), _native.Layout.bgra)
-            array, kind = reader.next()[0], format_named("bgra")
+            frame = reader.next()
             reader.close()
+            if frame is None:
+                raise VorinError(f"{image!s} has no picture: name another image file")
+            array, kind = frame[0], format_named("bgra")
         else:
             array, kind = as_array(image, format, "the style image")
             size_of_frame(array, kind, "the style image")

@@ -16,7 +16,9 @@ frame = np.random.default_rng(1).integers(0, 256, (270, 480, 4), np.uint8)
 
 
 def test_an_import_loads_little():
-    said = run_python("import sys, vorin_stt, vorin_stt.errors; print([name for name in ('numpy', 'vorin_stt._native', 'nanobind_backend') if name in sys.modules])")
+    said = run_python(
+        "import sys, vorin_stt, vorin_stt.errors; print([name for name in ('numpy', 'vorin_stt._native', 'nanobind_backend') if name in sys.modules])"
+    )
     assert said == "[]\n"
 
 
@@ -34,7 +36,9 @@ def test_what_is_not_there_fails_at_use(tmp_path):
     assert "_native" in run_python(program, env=environment)
 
 
-FORKED = USE + """
+FORKED = (
+    USE
+    + """
 stylizer = vs.Stylizer("pencil")
 stylizer(frame)
 pid = os.fork()
@@ -50,6 +54,7 @@ status = os.waitpid(pid, 0)[1]
 stylizer(frame)
 print("parent", os.waitstatus_to_exitcode(status))
 """
+)
 
 
 @pytest.mark.parametrize("end", ["os._exit(0)", "sys.exit(0)", "stylizer.close(); sys.exit(0)", "del stylizer; sys.exit(0)"])
@@ -60,7 +65,9 @@ def test_a_forked_process_gets_errors(end):
 
 def test_processes_that_begin_before_use_or_anew(tmp_path):
     """By fork before the first use, and by spawn after it."""
-    (tmp_path / "work.py").write_text(USE + """
+    (tmp_path / "work.py").write_text(
+        USE
+        + """
 import multiprocessing
 
 def work(seed):
@@ -74,7 +81,8 @@ if __name__ == "__main__":
     with multiprocessing.get_context("spawn").Pool(2) as pool:
         spawned = pool.map(work, range(4))
     print(forked == here == spawned)
-""")
+"""
+    )
     run = subprocess.run([sys.executable, tmp_path / "work.py"], capture_output=True, text=True, timeout=120)
     assert (run.returncode, run.stdout, run.stderr) == (0, "True\n", "")
 
@@ -111,7 +119,10 @@ def work():
 @pytest.mark.parametrize("wait_s", [0.0, 0.5, 0.9])
 def test_the_interpreter_ends_in_the_middle_of_work(where, wait_s, tmp_path):
     """With threads of Python at work that nobody waits for, and an object that stays open."""
-    program = USE + ENDS[where] + f"""
+    program = (
+        USE
+        + ENDS[where]
+        + f"""
 kept = vs.Stylizer("stipple")
 for _ in range(2):
     threading.Thread(target=work, daemon=True).start()
@@ -119,6 +130,7 @@ kept(frame)
 threading.Event().wait({wait_s})
 print("end")
 """
+    )
     run = subprocess.run([sys.executable, "-c", program, tmp_path], capture_output=True, text=True, timeout=60)
     assert (run.returncode, run.stdout) == (0, "end\n"), run.stderr
     assert "terminate" not in run.stderr and "Fatal" not in run.stderr, run.stderr
@@ -129,14 +141,20 @@ print("end")
 def test_processes_that_prepare_together(tmp_path):
     """4 processes make objects in one folder of unpacked networks; $VORIN_TEST_OBJECTS asks for more than 3 each."""
     objects = int(os.environ.get("VORIN_TEST_OBJECTS", "3"))
-    program = USE + f"""
+    program = (
+        USE
+        + f"""
 for index in range({objects}):
     with vs.Stylizer(("cartoon", "lightgrey")[index % 2], size=(96 + 2 * (index % 5), 64)) as stylizer:
         stylizer(frame)
 print("done")
 """
+    )
     environment = {**os.environ, "XDG_CACHE_HOME": str(tmp_path)}
-    processes = [subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, env=environment) for _ in range(4)]
+    processes = [
+        subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, env=environment)
+        for _ in range(4)
+    ]
     assert [process.communicate(timeout=300 + 10 * objects)[0] for process in processes] == ["done\n"] * 4
 
 
@@ -163,7 +181,10 @@ def test_beside_the_users_openvino(order, tmp_path):
     pytest.importorskip("openvino")
     run_python(MODEL, tmp_path / "model.xml")
     begin = USE + OURS + USERS
-    alone = [run_python(begin + f"import hashlib; print(hashlib.sha256({what}).hexdigest())", tmp_path / "model.xml") for what in ("ours()", "users()()")]
+    alone = [
+        run_python(begin + f"import hashlib; print(hashlib.sha256({what}).hexdigest())", tmp_path / "model.xml")
+        for what in ("ours()", "users()()")
+    ]
     program = {
         "ours first": "first = ours(); run = users(); between = run(); second = ours(); again = run()",
         "the user's first": "run = users(); between = run(); first = ours(); again = run(); second = ours()",

@@ -1,4 +1,4 @@
-#include "files.h"
+#include "media_files.h"
 
 #include "native_call.h"
 

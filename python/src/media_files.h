@@ -1,4 +1,4 @@
-// files.h: image files and clips for Python: frame by frame, and from file to file.
+// media_files.h: image files and clips for Python: frame by frame, and from file to file.
 #pragma once
 
 #include "pixels.h"
