@@ -96,7 +96,7 @@ CLIPS = {
     "av1.mkv": "-c:v libaom-av1 -cpu-used 8 -c:a flac",
     "prores.mov": "-c:v prores_ks -c:a pcm_s16le",
 }
-STYLES = {"cartoon": [], "pencil": [], "transfer": ["--style-image", MODELS / "painting.png"]}
+STYLES = {"cartoon": [], "pencil": [], "lightgrey": ["--precision", "bf16"], "transfer": ["--style-image", MODELS / "painting.png"]}
 CASES = [("photo.jpg", style, "png") for style in STYLES]
 CASES += [("photo.webp", "pencil", "webp"), ("photo.tiff", "pencil", "jpg"), ("photo.jpg", "pencil", "bmp")]
 CASES += [("h264.mp4", "cartoon", "mp4"), ("mpeg4.avi", "pencil", "webm"), ("vp9.webm", "pencil", "mkv")]
