@@ -1,6 +1,7 @@
 #include "output_file.h"
 
 #include "files.h"
+#include "processes.h"
 #include "text.h"
 #include "vorin_error.hpp"
 
@@ -125,13 +126,18 @@ void standStillOnceRemovalHasBegun() {
   }
 }
 
+std::atomic<int> writing_process = 0; // a process that is forked from it knows the same names
+
 extern "C" void removeUnfinishedFilesAtExit() {
-  removeUnfinishedFiles();
+  if (processId() == writing_process) {
+    removeUnfinishedFiles();
+  }
 }
 
 Unfinished* take(const fs::path& file) {
   static const int registered = std::atexit(removeUnfinishedFilesAtExit);
   static_cast<void>(registered);
+  writing_process = processId();
   const auto free =
       std::find_if(all_unfinished.begin(), all_unfinished.end(), [](Unfinished& each) { return !each.is_taken.exchange(true); });
   if (free == all_unfinished.end()) {

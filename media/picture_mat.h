@@ -25,6 +25,13 @@ inline cv::Mat chromaOver(const Picture& nv12) {
 // Blue, green, red of a picture in any layout; a copy unless the layout is kBgr24.
 cv::Mat bgrOf(const Picture& picture);
 
+// Makes a picture of that shape, unless `kept` is one, so that its memory serves the next frame too.
+inline void giveShape(Picture& kept, PixelLayout layout, Size size) {
+  if (kept.isEmpty() || kept.layout() != layout || kept.size() != size) {
+    kept = Picture(layout, size);
+  }
+}
+
 // A kBgra picture, opaque, of an 8-bit image of blue, green, red.
 Picture pictureFromBgr(const cv::Mat& bgr);
 

@@ -161,6 +161,10 @@ double LibraryObject::process(const Picture& input, const Picture* style_image, 
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
+PixelLayout deliveredLayout(PixelLayout wanted) {
+  return wanted == PixelLayout::kYuy2 ? PixelLayout::kBgra : wanted == PixelLayout::kRgb24 ? PixelLayout::kBgr24 : wanted;
+}
+
 bool isOneColour(const cv::Mat& pixels) {
   const std::size_t pixel_bytes = pixels.elemSize();
   const std::size_t row_bytes = pixel_bytes * static_cast<std::size_t>(pixels.cols);

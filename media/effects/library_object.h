@@ -52,6 +52,10 @@ private:
   VorinSttContext context_ = nullptr;
 };
 
+// The layout to ask the library for where a result is wanted in this one: it writes YUY2 in full range, in neural styles with red
+// and blue exchanged, and no RGB of 3 bytes.
+PixelLayout deliveredLayout(PixelLayout wanted);
+
 // Whether all pixels are equal. Returns at the first difference, so it is fast for real results.
 bool isOneColour(const cv::Mat& pixels);
 

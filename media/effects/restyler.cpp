@@ -237,13 +237,6 @@ private:
                                         " pixels: use a smaller one or another --device");
   }
 
-  // Has the pixels of `kept` reused for the next frame of that shape.
-  static void giveShape(Picture& kept, PixelLayout layout, Size size) {
-    if (kept.isEmpty() || kept.layout() != layout || kept.size() != size) {
-      kept = Picture(layout, size);
-    }
-  }
-
   const Picture& asLibraryTakes(const Picture& input) {
     const bool has_3_bytes = input.layout() == PixelLayout::kBgr24 || input.layout() == PixelLayout::kRgb24;
     if (!has_3_bytes && isTight(input)) {
@@ -252,11 +245,6 @@ private:
     giveShape(given_, has_3_bytes ? PixelLayout::kBgra : input.layout(), input.size());
     convert(input, given_);
     return given_;
-  }
-
-  // The library writes YUY2 in full range, in neural styles with red and blue exchanged, and no RGB of 3 bytes.
-  static PixelLayout deliveredLayout(PixelLayout layout) {
-    return layout == PixelLayout::kYuy2 ? PixelLayout::kBgra : layout == PixelLayout::kRgb24 ? PixelLayout::kBgr24 : layout;
   }
 
   std::optional<ModelPackage> package_;

@@ -22,8 +22,8 @@ import importlib
 from typing import TYPE_CHECKING, Any
 
 if TYPE_CHECKING:
-    from vorin_stt.devices import Device as Device
-    from vorin_stt.devices import devices as devices
+    from vorin_stt.device_list import Device as Device
+    from vorin_stt.device_list import devices as devices
     from vorin_stt.errors import Cancelled as Cancelled
     from vorin_stt.errors import DeviceError as DeviceError
     from vorin_stt.errors import FrameError as FrameError
@@ -40,7 +40,7 @@ if TYPE_CHECKING:
 _HOMES = {
     "Cancelled": "errors",
     "Clip": "files",
-    "Device": "devices",
+    "Device": "device_list",
     "DeviceError": "errors",
     "Frame": "files",
     "FrameError": "errors",
@@ -49,7 +49,7 @@ _HOMES = {
     "Result": "files",
     "Stylizer": "stylizer",
     "VorinError": "errors",
-    "devices": "devices",
+    "devices": "device_list",
     "open": "files",
     "stylize": "files",
 }
@@ -61,10 +61,8 @@ def __getattr__(name: str) -> Any:
     home = _HOMES.get(name)
     if home is None:
         raise AttributeError(f"module 'vorin_stt' has no attribute {name!r}")
-    module = importlib.import_module(f"vorin_stt.{home}")
-    # All names of the module at once: importing it has set an attribute of its own name, which may be one of them.
-    globals().update({each: getattr(module, each) for each, of in _HOMES.items() if of == home})
-    return globals()[name]
+    thing = globals()[name] = getattr(importlib.import_module(f"vorin_stt.{home}"), name)
+    return thing
 
 
 def __dir__() -> list[str]:

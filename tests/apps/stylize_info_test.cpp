@@ -139,7 +139,7 @@ TEST_F(StylizeInfo, WithoutAPackageItIsAnErrorWhereOneWasNamed) {
 
 TEST_F(StylizeInfo, SelftestComparesWithWhatThePackageSays) {
   cv::Mat inverted = cv::Scalar::all(255) - media::selftestPhoto(); // the result of the cartoon's network
-  inverted.col(inverted.cols - 1) = cv::Scalar::all(255);             // the library makes the last column black
+  inverted.col(inverted.cols - 1) = cv::Scalar::all(255);           // the library makes the last column black
   json expected = noExpectations();
   expected["styles"]["cartoon"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 1}}; // roundings
   expected["styles"]["lightgrey"] = {{"block_sums", plainBlockSums(inverted)}, {"tolerance", 16}};

@@ -7,6 +7,7 @@ import sys
 
 import numpy as np
 import pytest
+import vorin_stt as vs
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("VORIN_BUILD_DIR", SOURCE / "build/release")).resolve()
@@ -17,6 +18,7 @@ NEURAL = ("transfer", "lightgrey", "cartoon")
 needs_models = pytest.mark.skipif(not (MODELS / "model_st.bin").exists(), reason="there is no package of networks")
 STYLES = [pytest.param(style, marks=needs_models if style in NEURAL else ()) for style in ("pencil", "stipple", *NEURAL)]
 WIDTH, HEIGHT = 66, 50
+FORMATS = ("bgra", "rgba", "bgr24", "nv12", "yuyv422")  # that the C functions have
 
 
 def run(*command, status=0, **settings):
@@ -50,6 +52,12 @@ def padded(array, row_bytes_more=13):
     memory[:, :row_bytes] = array.reshape(array.shape[0], -1)
     view = np.lib.stride_tricks.as_strided(memory, array.shape, (memory.strides[0], *array.strides[1:]))
     return view, memory
+
+
+@pytest.fixture(scope="module")
+def pencil():
+    with vs.Stylizer("pencil") as stylizer:
+        yield stylizer
 
 
 @pytest.fixture(scope="session")

@@ -207,3 +207,26 @@ image = ops.parameter([1, 3, 64, 96], np.float32)
 layer = ops.relu(ops.convolution(image, ops.constant(weights), [1, 1], [1, 1], [1, 1], [1, 1]))
 openvino.save_model(openvino.Model([layer], [image]), sys.argv[1])
 """
+
+
+def test_a_forked_process_leaves_the_files_of_its_parent(tmp_path):
+    """It ends while a thread of the parent writes one."""
+    program = (
+        USE
+        + """
+from PIL import Image
+Image.fromarray(frame[..., :3]).save("photo.png")
+forked = threading.Event()
+thread = threading.Thread(target=vs.stylize, args=("photo.png", "out.png", "pencil"), kwargs={"on_progress": lambda *_: forked.wait()})
+while not thread.is_alive() or not any(name.startswith(".") for name in os.listdir()):
+    thread.ident or thread.start()
+pid = os.fork()
+if pid == 0:
+    sys.exit(0)
+os.waitpid(pid, 0)
+forked.set()
+thread.join()
+print(sorted(os.listdir()))
+"""
+    )
+    assert run_python(program, cwd=tmp_path) == "['out.png', 'photo.png']\n"
