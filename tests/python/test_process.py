@@ -41,8 +41,6 @@ FORKED = (
     + """
 stylizer = vs.Stylizer("pencil")
 stylizer(frame)
-import warnings
-warnings.simplefilter("ignore", DeprecationWarning)  # Python 3.12 and later advise against forks beside threads
 pid = os.fork()
 if pid == 0:
     for use in (lambda: stylizer(frame), lambda: vs.Stylizer("pencil"), vs.devices):
