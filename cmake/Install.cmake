@@ -23,7 +23,8 @@ else()
   # room for the installed one, and an empty element is the current folder, from which a library would then be loaded.
   file(CREATE_LINK ${vorin_runtime_source} ${PROJECT_BINARY_DIR}/vorin-stt SYMBOLIC)
   set_target_properties(vorin_stt PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/vorin-stt")
-  set_target_properties(vorin_stt_embedded PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN;$ORIGIN/vorin-stt") # installed; built
+  set_target_properties( # installed; built
+    vorin_stt_embedded PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN;$ORIGIN/vorin-stt${vorin_runtime_of_python}")
   set_target_properties(vorin_softgpu_openvino PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
   set(vorin_program_rpath "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${vorin_runtime_dir}") # as installed
   list(APPEND vorin_program_rpath "$ORIGIN" "$ORIGIN/vorin-stt") # as built

@@ -25,14 +25,11 @@ constexpr std::string_view kPoclName = "Portable Computing Language";
 constexpr std::string_view kVendorPrefix = "Merix stand-in: ";
 
 // The loader, or the layer under this one. If this file is linked rather than loaded as a layer, nothing calls clInitLayer, and
-// these are the loader's functions.
+// these are the functions of the loader that is linked behind this file, whatever its name in a package.
 cl_icd_dispatch below = [] {
   cl_icd_dispatch loader = {};
-  void* const library = dlopen("libOpenCL.so.1", RTLD_NOW | RTLD_LOCAL);
-  if (library != nullptr) {
-    loader.clGetPlatformInfo = reinterpret_cast<cl_api_clGetPlatformInfo>(dlsym(library, "clGetPlatformInfo"));
-    loader.clGetDeviceIDs = reinterpret_cast<cl_api_clGetDeviceIDs>(dlsym(library, "clGetDeviceIDs"));
-  }
+  loader.clGetPlatformInfo = reinterpret_cast<cl_api_clGetPlatformInfo>(dlsym(RTLD_NEXT, "clGetPlatformInfo"));
+  loader.clGetDeviceIDs = reinterpret_cast<cl_api_clGetDeviceIDs>(dlsym(RTLD_NEXT, "clGetDeviceIDs"));
   return loader;
 }();
 cl_icd_dispatch layer; // the functions for callers: `below`, except for the two of this file

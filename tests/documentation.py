@@ -18,8 +18,8 @@ import sys
 import tempfile
 
 source, build, photo = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
-OWN_WORK = re.compile(r"^(scripts/(setup|test|demo|lint|package|package-windows|robustness|coverage)|models/build|bench/\S+|fuzz/\S+)\b")
-MACHINES_WORK = re.compile(r"^(apt|apt-get|sudo|cmake|ctest|git|cd|sbatch|build/models-venv/bin/python|x86_64-w64-mingw32-\S+)\b")
+OWN_WORK = re.compile(r"^(scripts/(setup|test|demo|lint|package(?:-windows|-python)?|robustness|coverage)|models/build|bench/\S+|fuzz/\S+)\b")
+MACHINES_WORK = re.compile(r"^(apt|apt-get|sudo|cmake|ctest|git|cd|pip|sbatch|build/models-venv/bin/python|x86_64-w64-mingw32-\S+)\b")
 COMPILERS = {"c": ["gcc", "-std=c11"], "cpp": ["g++", "-std=c++20"]}
 WRAPPER = """#include <stdio.h>
 #include "vorin_stt.h"

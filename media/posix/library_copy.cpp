@@ -97,14 +97,17 @@ fs::path loadPrivateRuntime(std::string_view precision) {
                 "the software device is not installed: put the folder 'embedded' of the build beside the program, or use a GPU");
   }
   const fs::path runtime = precision == "bf16" ? folder / "bf16" : folder;
-  for (const std::string start :
-       {"libvorin_openvino.", "libopenvino_intel_cpu_", "libopenvino_ir_", "libvorin_softgpu_openvino."}) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(runtime)) {
+  const auto load_from = [](const fs::path& from, std::string_view start) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(from)) {
       if (entry.path().filename().string().starts_with(start)) {
         load(entry.path());
       }
     }
-  }
+  };
+  load_from(runtime, "libvorin_openvino.");
+  load_from(folder, "libopenvino_intel_cpu_");
+  load_from(runtime, "libopenvino_ir_");
+  load_from(folder, "libvorin_softgpu_openvino.");
   return runtime / kCopyFile;
 }
 

@@ -33,6 +33,10 @@ _WORDS = (
         r"no model package found.*",
         "no model package found: pip install vorin-stt-models, or name the folder of model_st.bin by models",
     ),
+    (
+        r"a library does not load: libopenvino\.so.*",
+        'there is no inference runtime for GPUs: pip install "vorin-stt[gpu]", or leave device out',
+    ),
     (r"add --style-image with an image file", "give style_image an image"),
     (r"--keep-colors\b", "keep_colors"),
     (r"--([a-z]+)-([a-z]+)", r"\1_\2"),

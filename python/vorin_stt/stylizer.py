@@ -12,6 +12,7 @@ import numpy as np
 
 from vorin_stt import _native
 from vorin_stt.errors import FrameError, VorinError
+from vorin_stt.opencl import use_packaged_opencl
 from vorin_stt.pixels import as_array, choice, format_named, size_of, size_of_frame
 
 if TYPE_CHECKING:
@@ -19,6 +20,8 @@ if TYPE_CHECKING:
     from types import TracebackType
 
     from numpy.typing import NDArray
+
+use_packaged_opencl()
 
 
 @dataclass(frozen=True)

@@ -13,6 +13,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("VORIN_BUILD_DIR", SOURCE / "build/release")).resolve()
 MODELS = SOURCE / "build/models"
 os.environ["VORIN_STT_MODELS"] = str(MODELS)
+os.environ["PYTHONWARNINGS"] = "ignore:This process:DeprecationWarning"  # of forks beside threads, from Python 3.12 on
 
 NEURAL = ("transfer", "lightgrey", "cartoon")
 needs_models = pytest.mark.skipif(not (MODELS / "model_st.bin").exists(), reason="there is no package of networks")
