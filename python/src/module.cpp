@@ -181,6 +181,7 @@ NB_MODULE(_native, module) {
       .def(nb::init<const std::string&, media::PixelLayout>(), "file"_a, "layout"_a)
       .def("info", [](FrameReader& self) { return dictOf(self.info()); })
       .def("next", &FrameReader::next)
+      .def_prop_ro("damage", [](const FrameReader& self) { return self.damage(); })
       .def_prop_ro("closed", &FrameReader::isClosed)
       .def("close", &FrameReader::close);
   module.def("stylize", &stylize, "input"_a, "output"_a, "options"_a, "size"_a.none(), "style_image"_a, "strength"_a,

@@ -54,6 +54,11 @@ class Clip:
         return Frame(*frame)
 
     @property
+    def damage(self) -> list[str]:
+        """The damaged parts of the file, a line each, once its last frame was read; their frames are left out or repaired."""
+        return self._native.damage
+
+    @property
     def closed(self) -> bool:
         """Whether the decoder is freed; there are no more frames then."""
         return self._native.closed

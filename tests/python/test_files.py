@@ -54,6 +54,16 @@ def test_frames_of_a_clip(folder):
     assert np.array_equal(np.concatenate([frame.array.ravel() for frame in frames]), decoded(folder / "clip.mp4", "nv12"))
 
 
+def test_a_clip_that_is_cut_short(folder, tmp_path):
+    run("ffmpeg", "-v", "error", "-stream_loop", "3", "-i", folder / "clip.mp4", "-c", "copy", tmp_path / "whole.mkv")
+    whole = (tmp_path / "whole.mkv").read_bytes()
+    (tmp_path / "cut.mkv").write_bytes(whole[: len(whole) // 2])
+    for name, is_whole in (("whole.mkv", True), ("cut.mkv", False)):
+        clip = vs.open(tmp_path / name)
+        assert (len(list(clip)) == 4 * FRAMES) == is_whole
+        assert [f"{name}' is cut short" in line for line in clip.damage] == ([] if is_whole else [True])
+
+
 def test_frames_in_other_formats(folder):
     """From NV12 by plain BT.601, each pair of chroma for its four pixels; luma below black is black."""
     nv12 = next(vs.open(folder / "clip.mp4", format="nv12")).array.astype(float)
