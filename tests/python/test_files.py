@@ -199,6 +199,7 @@ def test_ctrl_c_ends_the_work(folder, tmp_path):
 
 FAULTS = {
     "input that there is not": (["absent.jpg", "out.png"], {}, "does not exist"),
+    "input named like options": (["it's --size-of 5.jpg", "out.png"], {}, "it's --size-of 5.jpg' does not exist"),
     "output that exists": (["photo.jpg", "style.png"], {}, "overwrite"),
     "output that is read": (["photo.jpg", "photo.jpg"], {"overwrite": True}, "which is read"),
     "output without a kind": (["photo.jpg", "out.txt"], {}, "no known file extension"),
@@ -222,7 +223,7 @@ def test_files_and_options_that_are_refused(case, folder, monkeypatch):
     before = {file.name: file.read_bytes() for file in folder.iterdir()}
     with pytest.raises(vs.VorinError, match=words) as raised:
         vs.stylize(*paths, **options)
-    assert "--" not in str(raised.value)
+    assert "--" not in str(raised.value).replace(str(paths[0]), "")
     assert {file.name: file.read_bytes() for file in folder.iterdir()} == before
 
 
