@@ -58,12 +58,20 @@ def models_folder(models: object) -> str:
 
 
 def path_text(path: object, what: str) -> str:
-    """The path as text."""
+    """The path as text that the native module takes."""
     try:
-        text = os.fspath(path)  # type: ignore[call-overload]
+        text = os.fsdecode(path)  # type: ignore[arg-type]
     except TypeError:
         raise VorinError(f"{what} {path!r} is not a path: use a text or a pathlib.Path") from None
-    return os.fsdecode(text)
+    if "\0" in text:
+        raise VorinError(f"{what} {text!r} holds a NUL, which no name of a file can: leave it out")
+    if text == "-":
+        raise VorinError(f"{what} is '-', standard input or output: name a file, or use the program vorin-stylize for pipes")
+    try:
+        text.encode()
+    except UnicodeEncodeError:
+        raise VorinError(f"{what} {text!r} is not UTF-8: rename the file") from None
+    return text
 
 
 def native_options(
