@@ -19,14 +19,16 @@ using python::Stylizer;
 
 namespace {
 
+// A class of vorin_stt.errors, or what error_of there takes for one.
 const char* nameOf(ErrorKind kind) {
   switch (kind) {
   case ErrorKind::kModel:
     return "ModelError";
   case ErrorKind::kDevice:
     return "DeviceError";
-  case ErrorKind::kUsage:
   case ErrorKind::kInputOutput:
+    return "file";
+  case ErrorKind::kUsage:
   case ErrorKind::kBusy:
     break;
   }

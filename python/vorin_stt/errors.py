@@ -8,6 +8,8 @@ import re
 class VorinError(Exception):
     """Any error of this package: an option that makes no sense, a file that cannot be read, an object in use or closed."""
 
+    _is_of_file = False  # whether the file or the system is at fault, not the call: the command line ends with another status
+
 
 class DeviceError(VorinError):
     """The device, its driver, or the memory that the work needs."""
@@ -56,10 +58,12 @@ _OPTIONS = (
 
 
 def error_of(kind: str, text: str) -> VorinError:
-    """Returns the error for a failure of the native module."""
+    """Returns the error for a failure of the native module. kind: the name of a class, or "file"."""
     for pattern, word in _SENTENCES:
         text = re.sub(pattern, word, text)
     parts = _QUOTED.split(text)  # those of odd indices are quoted
     for pattern, word in _OPTIONS:
         parts[::2] = [re.sub(pattern, word, part) for part in parts[::2]]
-    return _KINDS[kind]("".join(parts))
+    error = _KINDS.get(kind, VorinError)("".join(parts))
+    error._is_of_file = kind == "file"
+    return error

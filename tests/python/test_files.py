@@ -253,6 +253,10 @@ def test_exit_statuses_of_the_command_line(folder, tmp_path):
     photo, out = folder / "photo.jpg", tmp_path / "out.png"
     assert "invalid choice" in command("stylize", photo, "-o", out, "--style", "sepia", status=2)
     assert "write it as 640x480" in command("stylize", photo, "-o", out, "--style", "pencil", "--size", "5", status=2)
+    for words in (["--steady"], ["--strength", "2"], ["--size", "0x5"], ["--style-image", folder / "style.png"]):
+        line = [photo, "-o", out, "--style", "pencil", *words]
+        run(PROGRAM, *line, status=2)
+        command("stylize", *line, status=2)
     assert "does not exist" in command("stylize", folder / "absent.jpg", "-o", out, "--style", "pencil", status=5)
     assert "no discrete GPU" in command("stylize", photo, "-o", out, "--style", "pencil", "--device", "discrete", status=4)
     environment = {**os.environ, "VORIN_STT_MODELS": str(tmp_path)}
