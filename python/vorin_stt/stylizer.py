@@ -21,8 +21,6 @@ if TYPE_CHECKING:
 
     from numpy.typing import NDArray
 
-use_packaged_opencl()
-
 
 @dataclass(frozen=True)
 class Info:
@@ -77,9 +75,10 @@ def path_text(path: object, what: str) -> str:
 def native_options(
     style: object, network: object, models: object, size: tuple[int, int] | None, device: object, precision: object
 ) -> _native.Options:
-    """The options of a restyler, checked."""
+    """The options of a restyler, checked. Also has OpenCL found, which the restyler needs."""
     if network is not None and not isinstance(network, str):
         raise VorinError(f"network {network!r} is not a name: use '512', '256' or '540p', with the style transfer only")
+    use_packaged_opencl()
     return _native.Options(
         choice(_native.Style, style, "style"),
         network or "",
