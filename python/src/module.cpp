@@ -59,7 +59,7 @@ void translate(const std::exception_ptr& thrown, void* /*payload*/) {
 
 media::RestylerOptions restylerOptions(media::Style style, const std::string& network, const std::string& models,
                                        std::optional<std::pair<int, int>> size, media::Device device,
-                                       media::Precision precision) {
+                                       std::optional<media::Precision> precision) {
   media::RestylerOptions options;
   options.style = style;
   options.network = network;
@@ -168,7 +168,7 @@ NB_MODULE(_native, module) {
       .value("yuyv422", media::PixelLayout::kYuy2);
 
   nb::class_<media::RestylerOptions>(module, "Options")
-      .def(nb::new_(&restylerOptions), "style"_a, "network"_a, "models"_a, "size"_a.none(), "device"_a, "precision"_a);
+      .def(nb::new_(&restylerOptions), "style"_a, "network"_a, "models"_a, "size"_a.none(), "device"_a, "precision"_a.none());
   nb::class_<Stylizer>(module, "Stylizer")
       .def(nb::init<const media::RestylerOptions&>(), "options"_a)
       .def("set_style_image", &Stylizer::setStyleImage, "image"_a.noconvert(), "layout"_a)

@@ -39,7 +39,7 @@ class Options:
         models: str,
         size: tuple[int, int] | None,
         device: Device,
-        precision: Precision,
+        precision: Precision | None,
     ) -> None: ...
 
 class Stylizer:

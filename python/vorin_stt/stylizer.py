@@ -78,6 +78,9 @@ def native_options(
     """The options of a restyler, checked. Also has OpenCL found, which the restyler needs."""
     if network is not None and not isinstance(network, str):
         raise VorinError(f"network {network!r} is not a name: use '512', '256' or '540p', with the style transfer only")
+    wanted = choice(_native.Precision, precision, "precision")
+    if style in ("pencil", "stipple") and wanted == _native.Precision.f32:
+        wanted = None  # no network: the precision that the process has will do
     use_packaged_opencl()
     return _native.Options(
         choice(_native.Style, style, "style"),
@@ -85,7 +88,7 @@ def native_options(
         models_folder(models),
         size,
         choice(_native.Device, device, "device"),
-        choice(_native.Precision, precision, "precision"),
+        wanted,
     )
 
 
