@@ -210,6 +210,8 @@ def test_files_of_the_wheel(tmp_path):
     files = {pathlib.Path(name).name for name in libraries}
     outside = [name for name in needed - sonames - files if not systems.match(name)]
     assert all(name.startswith("libopenvino.so.") for name in outside)  # of the package openvino, for GPUs
+    common = {name.split("/")[-1] for name in names if "/licenses/common/" in name}
+    assert common == {"GPL-2", "GPL-3", "LGPL-2.1"}
     licenses = {name.split("/")[2] for name in names if "/licenses/" in name}
     grafted = {re.sub(r"-[0-9a-f]{8}\.so.*", "", pathlib.Path(name).name) for name in libraries if name.startswith("vorin_stt.libs/")}
     assert {"libx264", "libcrypto", "libOpenCL"} <= grafted
