@@ -136,6 +136,8 @@ def stylize(
         raise VorinError(f"style_image applies to the style transfer only: leave it out of {style!r}")
     if style == "transfer" and style_image is None:
         raise VorinError("the style transfer takes its look from an image: give style_image an image file")
+    if on_progress is not None and not callable(on_progress):
+        raise VorinError(f"on_progress {on_progress!r} cannot be called: use a function of two numbers")
     report = _native.stylize(
         path_text(input, "the input"),
         path_text(output, "the output"),

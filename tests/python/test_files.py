@@ -213,6 +213,7 @@ FAULTS = {
     "strength": (["photo.jpg", "out.png"], {"strength": 2}, "strength of 2"),
     "size": (["photo.jpg", "out.png"], {"size": "64x48"}, "two whole numbers"),
     "path": ([5, "out.png"], {}, "the input 5 is not a path"),
+    "on_progress": (["photo.jpg", "out.png"], {"on_progress": 5}, "on_progress 5 cannot be called"),
     "NUL": (["photo.jpg\0", "out.png"], {}, "the input 'photo.jpg.*' holds a NUL"),
     "standard output": (["photo.jpg", "-"], {}, "the output is '-', standard input or output: name a file"),
     "name that is not UTF-8": ([b"photo\xff.jpg", "out.png"], {}, "the input 'photo.*' is not UTF-8"),
