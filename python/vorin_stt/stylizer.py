@@ -209,6 +209,8 @@ class Stylizer:
 
     def set_style_image(self, image: object, *, format: str | None = None) -> None:
         """Sets the style image: an image file, a Pillow picture, or an array in that format (None: ``bgra``). Raises as a call does."""
+        if self._style != "transfer":
+            raise VorinError(f"style_image applies to the style transfer only: {self._style!r} takes none")
         if isinstance(image, (str, os.PathLike)):
             reader = _native.FrameReader(path_text(image, "style_image"), _native.Layout.bgra)
             frame = reader.next()

@@ -176,6 +176,11 @@ def test_options_that_are_refused(case):
     assert "--" not in str(raised.value)
 
 
+def test_a_style_image_for_a_style_that_takes_none(pencil):
+    with pytest.raises(vs.VorinError, match="transfer only: 'pencil' takes none"):
+        pencil.style_image = GOOD
+
+
 def test_without_a_package_of_networks(tmp_path, monkeypatch):
     monkeypatch.delenv("VORIN_STT_MODELS")
     with pytest.raises(vs.ModelError, match="pip install vorin-stt-models"):
