@@ -202,7 +202,7 @@ struct RestylerOptions {
   std::filesystem::path models;       /**< the folder of model_st.bin; empty: beside the program, and the usual places */
   std::optional<Size> size;           /**< size of later results; none: each input's own */
   Device device = Device::kAuto;      /**< for all frames */
-  std::optional<Precision> precision = std::nullopt;  /**< one in a process; none: that of active stand-ins, else kF32 */
+  std::optional<Precision> precision = std::nullopt;  /**< one in a process; none: that which it has, else kF32 */
   std::uint64_t cache_bytes = std::uint64_t{1} << 28; /**< most that compiled networks take on disk; 0: none are used or kept */
 };
 

@@ -15,6 +15,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace vorin::media {
@@ -28,12 +30,15 @@ public:
   using Object = std::unique_ptr<SttInterface, Deleter>;
 
   // Returns the process's copy of a kind. The first call loads it, which takes a moment; it stays loaded until the process ends.
-  // `precision`: what the software copy's networks compute in, "f32" or "bf16"; the ordinary copy leaves it to the device. A
-  // process has one software copy, so one precision.
+  // `wanted`: the precision that the software copy's networks compute in, "f32" or "bf16"; the ordinary copy leaves it to the
+  // device. A process has one software copy, so one precision: nullopt takes that of the copy that there is, else "f32".
   // Throws Error: kDevice if the copy is not installed or does not load, or, on Windows, if `software` is set in a process that
   // is not a software device; kUsage for an unknown precision, or one other than before; kInputOutput as writableFolder does.
   // Thread-safety: any thread.
-  static LibraryCopy& get(bool software, std::string_view precision = "f32");
+  static LibraryCopy& get(bool software, std::optional<std::string_view> wanted = std::nullopt);
+
+  // What the software copy's networks compute in; for the ordinary copy it means nothing.
+  std::string_view precision() const { return precision_; }
 
   // Says whether networks that are loaded from now on are kept, compiled, and those kept are used. To be called under the lock of
   // the writable folder, in front of each loading.
@@ -59,10 +64,11 @@ private:
     void (*forget_frames)(SttInterface*);
     std::int32_t (*work_group_edge)(const SttInterface*);
   };
-  explicit LibraryCopy(const Functions& functions) : functions_(functions) {}
+  LibraryCopy(const Functions& functions, std::string_view precision) : functions_(functions), precision_(precision) {}
   ~LibraryCopy() = default;
 
   Functions functions_;
+  std::string precision_;
 };
 
 // The folder in which the copies unpack networks and keep compiled ones: vorin-stt in $XDG_CACHE_HOME, else in $HOME/.cache

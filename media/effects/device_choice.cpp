@@ -122,8 +122,8 @@ void DeviceChoice::takeSoftware(const std::string& reason) {
   if (softwareNeedsOwnProcess()) {
     throw NeedsOwnProcess(reason);
   }
-  precision_name_ = textOf(precision_.value_or(Precision::kF32));
-  copy_ = &LibraryCopy::get(true, precision_name_);
+  copy_ = &LibraryCopy::get(true, precision_ ? std::optional(textOf(*precision_)) : std::nullopt);
+  precision_name_ = precision_ ? textOf(*precision_) : copy_->precision();
   kind_ = SttDeviceAnyGpu;
   is_software_ = true;
   spare_ = std::make_unique<LibraryObject>(*copy_);

@@ -164,20 +164,20 @@ void* loadLibrary(std::string_view name) {
   return load(ownLibrary(name), RTLD_LAZY);
 }
 
-LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
+LibraryCopy& LibraryCopy::get(bool software, std::optional<std::string_view> wanted) {
   static std::mutex mutex;
   static std::array<LibraryCopy*, 2> copies; // ordinary, software; never deleted, since objects may outlive every scope
-  static std::string software_precision;
   const std::scoped_lock lock(mutex);
+  LibraryCopy*& copy = copies[software ? 1 : 0];
+  const std::string_view precision = wanted.value_or(copy != nullptr ? copy->precision() : std::string_view("f32"));
   if (software && precision != "f32" && precision != "bf16") {
     throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
   }
-  LibraryCopy*& copy = copies[software ? 1 : 0];
   if (copy != nullptr) {
-    if (software && precision != software_precision) {
+    if (software && precision != copy->precision()) {
       throw Error(ErrorKind::kUsage, "precision " + std::string(precision) +
-                                         " is not available: this process computes networks in " + software_precision +
-                                         "; use another process");
+                                         " is not available: this process computes networks in " +
+                                         std::string(copy->precision()) + "; use another process");
     }
     return *copy;
   }
@@ -190,8 +190,7 @@ LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
                                functionOf<void(SttInterface*)>(library, "vorin_embedded_forget_frames"),
                                functionOf<std::int32_t(const SttInterface*)>(library, "vorin_embedded_work_group_edge")};
   functions.set_folder(folder.c_str());
-  software_precision = software ? precision : software_precision;
-  copy = new LibraryCopy(functions);
+  copy = new LibraryCopy(functions, precision);
   return *copy;
 }
 

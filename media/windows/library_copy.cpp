@@ -132,18 +132,19 @@ std::filesystem::path writableFolder() {
   return wide;
 }
 
-LibraryCopy& LibraryCopy::get(bool software, std::string_view precision) {
+LibraryCopy& LibraryCopy::get(bool software, std::optional<std::string_view> wanted) {
+  const std::string_view precision = wanted.value_or("f32");
   if (software && precision != "f32" && precision != "bf16") {
     throw Error(ErrorKind::kUsage, "unknown precision '" + std::string(precision) + "': f32 or bf16");
   }
   if (software && softwareNeedsOwnProcess()) {
     throw Error(ErrorKind::kDevice, "this process is not a software device: start it by vorin-stylize, or use a GPU");
   }
-  static LibraryCopy& copy = []() -> LibraryCopy& {
+  static LibraryCopy& copy = [&]() -> LibraryCopy& {
     const Functions functions = {vorin_embedded_set_folder, vorin_embedded_create, vorin_embedded_destroy,
                                  vorin_embedded_forget_frames, vorin_embedded_work_group_edge};
     functions.set_folder(narrowFolder().c_str());
-    return *new LibraryCopy(functions); // never deleted: objects may outlive every scope
+    return *new LibraryCopy(functions, precision); // never deleted: objects may outlive every scope
   }();
   return copy;
 }

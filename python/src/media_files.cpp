@@ -73,6 +73,7 @@ nb::object FrameReader::next() {
     frame = readFrame();
   }
   if (!frame) {
+    damage_ = source_->damage();
     closeUnlocked(source_);
     return nb::none();
   }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vorin::python {
 
@@ -20,6 +21,7 @@ public:
 
   media::SourceInfo info();
   nanobind::object next(); // (array, time, duration), the latter two in seconds; None at the end, which closes the reader
+  const std::vector<std::string>& damage() const { return damage_; } // of the file, once its end is reached
   bool isClosed() const { return source_ == nullptr; }
   void close();
 
@@ -28,6 +30,7 @@ private:
 
   std::unique_ptr<media::Source> source_;
   media::PixelLayout layout_;
+  std::vector<std::string> damage_;
   bool is_taken_ = false;
 };
 

@@ -19,14 +19,16 @@ using python::Stylizer;
 
 namespace {
 
+// A class of vorin_stt.errors, or what error_of there takes for one.
 const char* nameOf(ErrorKind kind) {
   switch (kind) {
   case ErrorKind::kModel:
     return "ModelError";
   case ErrorKind::kDevice:
     return "DeviceError";
-  case ErrorKind::kUsage:
   case ErrorKind::kInputOutput:
+    return "file";
+  case ErrorKind::kUsage:
   case ErrorKind::kBusy:
     break;
   }
@@ -57,7 +59,7 @@ void translate(const std::exception_ptr& thrown, void* /*payload*/) {
 
 media::RestylerOptions restylerOptions(media::Style style, const std::string& network, const std::string& models,
                                        std::optional<std::pair<int, int>> size, media::Device device,
-                                       media::Precision precision) {
+                                       std::optional<media::Precision> precision) {
   media::RestylerOptions options;
   options.style = style;
   options.network = network;
@@ -166,7 +168,7 @@ NB_MODULE(_native, module) {
       .value("yuyv422", media::PixelLayout::kYuy2);
 
   nb::class_<media::RestylerOptions>(module, "Options")
-      .def(nb::new_(&restylerOptions), "style"_a, "network"_a, "models"_a, "size"_a.none(), "device"_a, "precision"_a);
+      .def(nb::new_(&restylerOptions), "style"_a, "network"_a, "models"_a, "size"_a.none(), "device"_a, "precision"_a.none());
   nb::class_<Stylizer>(module, "Stylizer")
       .def(nb::init<const media::RestylerOptions&>(), "options"_a)
       .def("set_style_image", &Stylizer::setStyleImage, "image"_a.noconvert(), "layout"_a)
@@ -181,6 +183,7 @@ NB_MODULE(_native, module) {
       .def(nb::init<const std::string&, media::PixelLayout>(), "file"_a, "layout"_a)
       .def("info", [](FrameReader& self) { return dictOf(self.info()); })
       .def("next", &FrameReader::next)
+      .def_prop_ro("damage", [](const FrameReader& self) { return self.damage(); })
       .def_prop_ro("closed", &FrameReader::isClosed)
       .def("close", &FrameReader::close);
   module.def("stylize", &stylize, "input"_a, "output"_a, "options"_a, "size"_a.none(), "style_image"_a, "strength"_a,

@@ -132,7 +132,8 @@ def parsed(words: list[str] | None) -> argparse.Namespace:
 def status_of(error: vs.VorinError) -> int:
     """The exit status for an error."""
     statuses = ((vs.ModelError, MODEL), (vs.DeviceError, DEVICE), (vs.FrameError, USAGE), (vs.Cancelled, CANCELLED))
-    return next((status for kind, status in statuses if isinstance(error, kind)), FILE)
+    other = FILE if error._is_of_file else USAGE
+    return next((status for kind, status in statuses if isinstance(error, kind)), other)
 
 
 def main(words: list[str] | None = None) -> int:

@@ -6,6 +6,7 @@ from dataclasses import dataclass
 
 from vorin_stt import _native
 from vorin_stt.errors import DeviceError
+from vorin_stt.opencl import use_packaged_opencl
 from vorin_stt.stylizer import Stylizer
 
 
@@ -25,6 +26,7 @@ def devices() -> list[Device]:
 
     Raises DeviceError if there is no device at all.
     """
+    use_packaged_opencl()
     try:
         gpus = [Device(kind, name, "a GPU") for kind, name in _native.gpus()]
     except DeviceError:  # the inference runtime for GPUs is not installed

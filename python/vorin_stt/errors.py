@@ -8,6 +8,8 @@ import re
 class VorinError(Exception):
     """Any error of this package: an option that makes no sense, a file that cannot be read, an object in use or closed."""
 
+    _is_of_file = False  # whether the file or the system is at fault, not the call: the command line ends with another status
+
 
 class DeviceError(VorinError):
     """The device, its driver, or the memory that the work needs."""
@@ -27,8 +29,8 @@ class Cancelled(VorinError):
 
 _KINDS = {kind.__name__: kind for kind in (VorinError, DeviceError, ModelError, FrameError, Cancelled)}
 
-# What the texts of the media library, which speak to users of the program vorin-stylize, are in Python.
-_WORDS = (
+# What the texts of the media library, which speak to users of the program vorin-stylize, are in Python: whole sentences first.
+_SENTENCES = (
     (
         r"no model package found.*",
         "no model package found: pip install vorin-stt-models, or name the folder of model_st.bin by models",
@@ -37,11 +39,6 @@ _WORDS = (
         r"a library does not load: libopenvino\.so.*",
         'there is no inference runtime for GPUs: pip install "vorin-stt[gpu]", or leave device out',
     ),
-    (r"add --style-image with an image file", "give style_image an image"),
-    (r"--keep-colors\b", "keep_colors"),
-    (r"--([a-z]+)-([a-z]+)", r"\1_\2"),
-    (r"--([a-z]+) (software|integrated|discrete)", r'\1="\2"'),
-    (r"--([a-z]+)", r"\1"),
     (r"'vorin-stylize devices'|vorin-stylize devices", "python -m vorin_stt devices"),
     (
         r"PoCL \(pocl-opencl-icd\) is installed",
@@ -49,9 +46,24 @@ _WORDS = (
     ),
 )
 
+# Then the options, but within quotes: there they are parts of the user's own names.
+_QUOTED = re.compile(r"((?<!\w)'.*?'(?!\w))", re.DOTALL)
+_OPTIONS = (
+    (r"add --style-image with an image file", "give style_image an image"),
+    (r"--keep-colors\b", "keep_colors"),
+    (r"--([a-z]+)-([a-z]+)", r"\1_\2"),
+    (r"--([a-z]+) (software|integrated|discrete)", r'\1="\2"'),
+    (r"--([a-z]+)", r"\1"),
+)
+
 
 def error_of(kind: str, text: str) -> VorinError:
-    """Returns the error for a failure of the native module."""
-    for pattern, word in _WORDS:
+    """Returns the error for a failure of the native module. kind: the name of a class, or "file"."""
+    for pattern, word in _SENTENCES:
         text = re.sub(pattern, word, text)
-    return _KINDS[kind](text)
+    parts = _QUOTED.split(text)  # those of odd indices are quoted
+    for pattern, word in _OPTIONS:
+        parts[::2] = [re.sub(pattern, word, part) for part in parts[::2]]
+    error = _KINDS.get(kind, VorinError)("".join(parts))
+    error._is_of_file = kind == "file"
+    return error

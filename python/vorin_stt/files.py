@@ -54,6 +54,11 @@ class Clip:
         return Frame(*frame)
 
     @property
+    def damage(self) -> list[str]:
+        """The damaged parts of the file, a line each, once its last frame was read; their frames are left out or repaired."""
+        return self._native.damage
+
+    @property
     def closed(self) -> bool:
         """Whether the decoder is freed; there are no more frames then."""
         return self._native.closed
@@ -131,6 +136,8 @@ def stylize(
         raise VorinError(f"style_image applies to the style transfer only: leave it out of {style!r}")
     if style == "transfer" and style_image is None:
         raise VorinError("the style transfer takes its look from an image: give style_image an image file")
+    if on_progress is not None and not callable(on_progress):
+        raise VorinError(f"on_progress {on_progress!r} cannot be called: use a function of two numbers")
     report = _native.stylize(
         path_text(input, "the input"),
         path_text(output, "the output"),

@@ -2,17 +2,31 @@
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import importlib.util
 import os
 import shutil
 import tempfile
+import threading
 from pathlib import Path
 
 SYSTEMS = Path("/etc/OpenCL/vendors")
+_lock = threading.Lock()
+_is_done = False
 
 
 def use_packaged_opencl() -> None:
+    """To be called before each use of OpenCL; the first call finds one. Without it, the use itself says what to install."""
+    global _is_done
+    with _lock:
+        if not _is_done:
+            with contextlib.suppress(OSError):  # of the temporary folder, or a loader that does not load
+                _find_packaged_opencl()
+            _is_done = True
+
+
+def _find_packaged_opencl() -> None:
     """Has the package's own loader of OpenCL find PoCL in the package pocl-binary-distribution, if the system has no PoCL.
 
     The loader looks for implementations once, at its first call, which is made here: the variable that names the place is gone
@@ -28,7 +42,8 @@ def use_packaged_opencl() -> None:
         return
     with tempfile.TemporaryDirectory() as folder:
         for system in systems:
-            shutil.copy(system, folder)
+            with contextlib.suppress(OSError):  # unreadable, so that the loader would leave it out too
+                shutil.copy(system, folder)
         Path(folder, "pocl.icd").write_text(f"{found[0]}\n")
         os.environ["OCL_ICD_VENDORS"] = folder
         try:

@@ -88,8 +88,9 @@ def as_array(frame: object, format: str | None, what: str) -> tuple[NDArray[np.u
     if pillow is not None and isinstance(frame, pillow.Image):
         own = _PILLOW_FORMATS.get(frame.mode)
         if own is None or format not in (None, own):
-            wanted = "RGBA" if format == "rgba" else "RGB"
-            raise FrameError(f"{what} is a Pillow picture of the mode {frame.mode!r}: use its convert({wanted!r})")
+            mode = next((mode for mode, its_format in _PILLOW_FORMATS.items() if its_format == format), None)
+            hint = "leave format out" if own and mode is None else f"use its convert({mode or 'RGB'!r})"
+            raise FrameError(f"{what} is a Pillow picture of the mode {frame.mode!r}: {hint}")
         return np.asarray(frame), FORMATS[own]
     if not hasattr(frame, "__array_interface__"):
         try:

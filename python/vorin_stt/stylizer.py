@@ -21,8 +21,6 @@ if TYPE_CHECKING:
 
     from numpy.typing import NDArray
 
-use_packaged_opencl()
-
 
 @dataclass(frozen=True)
 class Info:
@@ -58,27 +56,39 @@ def models_folder(models: object) -> str:
 
 
 def path_text(path: object, what: str) -> str:
-    """The path as text."""
+    """The path as text that the native module takes."""
     try:
-        text = os.fspath(path)  # type: ignore[call-overload]
+        text = os.fsdecode(path)  # type: ignore[arg-type]
     except TypeError:
         raise VorinError(f"{what} {path!r} is not a path: use a text or a pathlib.Path") from None
-    return os.fsdecode(text)
+    if "\0" in text:
+        raise VorinError(f"{what} {text!r} holds a NUL, which no name of a file can: leave it out")
+    if text == "-":
+        raise VorinError(f"{what} is '-', standard input or output: name a file, or use the program vorin-stylize for pipes")
+    try:
+        text.encode()
+    except UnicodeEncodeError:
+        raise VorinError(f"{what} {text!r} is not UTF-8: rename the file") from None
+    return text
 
 
 def native_options(
     style: object, network: object, models: object, size: tuple[int, int] | None, device: object, precision: object
 ) -> _native.Options:
-    """The options of a restyler, checked."""
+    """The options of a restyler, checked. Also has OpenCL found, which the restyler needs."""
     if network is not None and not isinstance(network, str):
         raise VorinError(f"network {network!r} is not a name: use '512', '256' or '540p', with the style transfer only")
+    wanted = choice(_native.Precision, precision, "precision")
+    if style in ("pencil", "stipple") and wanted == _native.Precision.f32:
+        wanted = None  # no network: the precision that the process has will do
+    use_packaged_opencl()
     return _native.Options(
         choice(_native.Style, style, "style"),
         network or "",
         models_folder(models),
         size,
         choice(_native.Device, device, "device"),
-        choice(_native.Precision, precision, "precision"),
+        wanted,
     )
 
 
@@ -199,6 +209,8 @@ class Stylizer:
 
     def set_style_image(self, image: object, *, format: str | None = None) -> None:
         """Sets the style image: an image file, a Pillow picture, or an array in that format (None: ``bgra``). Raises as a call does."""
+        if self._style != "transfer":
+            raise VorinError(f"style_image applies to the style transfer only: {self._style!r} takes none")
         if isinstance(image, (str, os.PathLike)):
             reader = _native.FrameReader(path_text(image, "style_image"), _native.Layout.bgra)
             frame = reader.next()

@@ -22,6 +22,23 @@ def test_an_import_loads_little():
     assert said == "[]\n"
 
 
+@needs_models
+def test_what_needs_no_network_takes_the_precision_of_the_process():
+    program = (
+        USE
+        + """
+bf16 = vs.Stylizer("cartoon", device="software", precision="bf16")
+with vs.Stylizer("stipple", device="software") as stylizer:
+    print(stylizer.info.precision, len(vs.devices()))
+try:
+    vs.Stylizer("lightgrey", device="software")
+except vs.VorinError as error:
+    print("computes networks in bf16" in str(error))
+"""
+    )
+    assert run_python(program) == "bf16 1\nTrue\n"
+
+
 def test_what_is_not_there_fails_at_use(tmp_path):
     """The package without its native module, as Dask's command needs it."""
     import vorin_stt

@@ -142,13 +142,14 @@ def test_frames_that_are_refused(case, pencil):
 def test_a_picture_of_pillow_keeps_its_meaning(pencil):
     from PIL import Image
 
-    for mode, options, wanted in (
-        ("L", {}, "RGB"),
-        ("P", {}, "RGB"),
-        ("RGB", {"format": "bgra"}, "RGB"),
-        ("RGB", {"format": "rgba"}, "RGBA"),
+    for mode, options, hint in (
+        ("L", {}, r"convert\('RGB'\)"),
+        ("P", {}, r"convert\('RGB'\)"),
+        ("RGB", {"format": "bgra"}, "leave format out"),
+        ("RGB", {"format": "rgba"}, r"convert\('RGBA'\)"),
+        ("RGBA", {"format": "rgb24"}, r"convert\('RGB'\)"),
     ):
-        with pytest.raises(vs.FrameError, match=f"mode '{mode}'.*convert\\('{wanted}'\\)"):
+        with pytest.raises(vs.FrameError, match=f"mode '{mode}'.*{hint}"):
             pencil(Image.new(mode, (32, 32)), **options)
 
 
@@ -173,6 +174,11 @@ def test_options_that_are_refused(case):
     with pytest.raises(kind, match=words) as raised:
         vs.Stylizer(**options)
     assert "--" not in str(raised.value)
+
+
+def test_a_style_image_for_a_style_that_takes_none(pencil):
+    with pytest.raises(vs.VorinError, match="transfer only: 'pencil' takes none"):
+        pencil.style_image = GOOD
 
 
 def test_without_a_package_of_networks(tmp_path, monkeypatch):

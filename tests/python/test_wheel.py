@@ -169,8 +169,8 @@ def test_beside_packages_of_the_same_libraries(place, inputs):
 
 
 def test_an_opencl_from_a_package(inputs, tmp_path):
-    """Where the system has none, and with the bytes of Debian's."""
-    hide = "mount -t tmpfs none /etc/OpenCL && exec \"$@\""
+    """Where the system has none but a broken entry, at the first use, and with the bytes of Debian's."""
+    hide = 'mount -t tmpfs none /etc/OpenCL && mkdir /etc/OpenCL/vendors && ln -s none /etc/OpenCL/vendors/broken.icd && exec "$@"'
     if subprocess.run(["unshare", "-m", "sh", "-c", hide, "-", "true"], stderr=subprocess.DEVNULL).returncode != 0:
         pytest.skip("the system's OpenCL cannot be hidden by this user")
     place = Place("/usr/bin/python3", tmp_path)
@@ -180,6 +180,8 @@ def test_an_opencl_from_a_package(inputs, tmp_path):
     said = place.run(*words, "pencil", "-o", tmp_path / "none.png", status=4, prefix=hidden)
     assert 'pip install "vorin-stt[filters]"' in said
     place.install("vorin-stt[filters]")
+    look = "import vorin_stt; vorin_stt.Stylizer; print('libpocl' in open('/proc/self/maps').read())"
+    assert place.run("-c", look, prefix=hidden) == "False\n"
     for style in ("pencil", "stipple"):
         place.run(*words, style, "-o", tmp_path / "package.png", prefix=hidden)
         place.run(*words, style, "-o", tmp_path / "system.png")
@@ -208,6 +210,8 @@ def test_files_of_the_wheel(tmp_path):
     files = {pathlib.Path(name).name for name in libraries}
     outside = [name for name in needed - sonames - files if not systems.match(name)]
     assert all(name.startswith("libopenvino.so.") for name in outside)  # of the package openvino, for GPUs
+    common = {name.split("/")[-1] for name in names if "/licenses/common/" in name}
+    assert common == {"GPL-2", "GPL-3", "LGPL-2.1"}
     licenses = {name.split("/")[2] for name in names if "/licenses/" in name}
     grafted = {re.sub(r"-[0-9a-f]{8}\.so.*", "", pathlib.Path(name).name) for name in libraries if name.startswith("vorin_stt.libs/")}
     assert {"libx264", "libcrypto", "libOpenCL"} <= grafted
