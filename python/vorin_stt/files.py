@@ -8,13 +8,13 @@ from fractions import Fraction
 from typing import TYPE_CHECKING
 
 from vorin_stt import _native
+from vorin_stt.closing import Closing
 from vorin_stt.errors import VorinError
 from vorin_stt.pixels import format_named, size_of
 from vorin_stt.stylizer import Info, native_options, path_text
 
 if TYPE_CHECKING:
     from collections.abc import Callable, Iterator
-    from types import TracebackType
 
     import numpy as np
     from numpy.typing import NDArray
@@ -29,7 +29,7 @@ class Frame:
     duration: float  #: in seconds; 0 if the clip does not say
 
 
-class Clip:
+class Clip(Closing):
     """The frames of a clip, or the one of an image file, in their order. Iterating over it reads it once, from begin to end.
 
     Closing it, or reading its last frame, frees the decoder.
@@ -57,23 +57,6 @@ class Clip:
     def damage(self) -> list[str]:
         """The damaged parts of the file, a line each, once its last frame was read; their frames are left out or repaired."""
         return self._native.damage
-
-    @property
-    def closed(self) -> bool:
-        """Whether the decoder is freed; there are no more frames then."""
-        return self._native.closed
-
-    def close(self) -> None:
-        """Frees the decoder. May be called again."""
-        self._native.close()
-
-    def __enter__(self) -> Clip:
-        return self
-
-    def __exit__(
-        self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
-    ) -> None:
-        self.close()
 
     def __repr__(self) -> str:
         return f"<vorin_stt.Clip {self.path!r}, {self.size[0]}x{self.size[1]}{', closed' if self.closed else ''}>"

@@ -81,7 +81,7 @@ def format_named(name: object) -> Format:
 
 
 def as_array(frame: object, format: str | None, what: str) -> tuple[NDArray[np.uint8], Format]:
-    """The frame as an array, and its format: the one named, that of a Pillow picture, or bgra."""
+    """The frame as an array, and its format. Without `format` it is that of a Pillow picture; an array is bgra."""
     if isinstance(frame, np.ndarray):
         return frame, format_named("bgra" if format is None else format)
     pillow = sys.modules.get("PIL.Image")

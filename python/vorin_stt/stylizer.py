@@ -11,13 +11,13 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 from vorin_stt import _native
+from vorin_stt.closing import Closing
 from vorin_stt.errors import FrameError, VorinError
 from vorin_stt.opencl import use_packaged_opencl
 from vorin_stt.pixels import as_array, choice, format_named, size_of, size_of_frame
 
 if TYPE_CHECKING:
     from collections.abc import Mapping
-    from types import TracebackType
 
     from numpy.typing import NDArray
 
@@ -45,7 +45,7 @@ class Info:
 
 
 def models_folder(models: object) -> str:
-    """The folder of the package of networks: the one named, that of $VORIN_STT_MODELS, or that of the installed vorin-stt-models."""
+    """The folder of the package of networks. Without `models` it is $VORIN_STT_MODELS, else the folder of vorin-stt-models."""
     named = os.environ.get("VORIN_STT_MODELS") if models is None else models
     if named:
         return path_text(named, "models")
@@ -92,7 +92,7 @@ def native_options(
     )
 
 
-class Stylizer:
+class Stylizer(Closing):
     """Restyles frames, one after the other, on one device.
 
     style: ``pencil``, ``stipple``, ``lightgrey``, ``cartoon`` or ``transfer``; the last one takes its look from ``style_image``.
@@ -232,23 +232,6 @@ class Stylizer:
     def info(self) -> Info:
         """What restyles, and where."""
         return Info.of(self._native.report())
-
-    @property
-    def closed(self) -> bool:
-        """Whether the object is closed."""
-        return self._native.closed
-
-    def close(self) -> None:
-        """Frees the device. May be called again; any other call is an error from now on."""
-        self._native.close()
-
-    def __enter__(self) -> Stylizer:
-        return self
-
-    def __exit__(
-        self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
-    ) -> None:
-        self.close()
 
     def __repr__(self) -> str:
         return f"<vorin_stt.Stylizer {self._style!r}{', closed' if self.closed else ''}>"
