@@ -27,7 +27,7 @@ TAP_DISTANCE = 2
 def small_light_grey_network() -> ov.Model:
     """Style type 1: three equal planes; the library stretches whatever range they have."""
     image = image_input()
-    pixels, last = _repainted(image, "light_grey")
+    _, last = _repainted(image, "light_grey")
     grey = ops.depth_to_space(last, "depth_first", 2, name="repainted/interleaved")
     light = brightened(cut(grey, image))
     return named(image, ops.concat([light] * 3, 1, name="picture"), "light_grey")
