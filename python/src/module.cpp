@@ -46,6 +46,7 @@ void raise(const char* name, const char* text) {
 }
 
 void translate(const std::exception_ptr& thrown, void* /*payload*/) {
+  const python::AtWork at_work; // raise() runs Python's code
   try {
     std::rethrow_exception(thrown);
   } catch (const python::FrameFault& fault) {

@@ -25,7 +25,15 @@ const char* textOf(CallFault fault) {
 
 CallError::CallError(CallFault fault) : std::runtime_error(textOf(fault)), fault_(fault) {}
 
-NativeCall::Counted::Counted() {
+AtWork::AtWork() {
+  ++calls_at_work;
+}
+
+AtWork::~AtWork() {
+  --calls_at_work;
+}
+
+NativeCall::Permission::Permission() {
   if (isForked()) {
     throw CallError(CallFault::kForked);
   }
@@ -33,11 +41,6 @@ NativeCall::Counted::Counted() {
     throw CallError(CallFault::kEnding);
   }
   user = getpid();
-  ++calls_at_work;
-}
-
-NativeCall::Counted::~Counted() {
-  --calls_at_work;
 }
 
 NativeCall::NativeCall() = default;

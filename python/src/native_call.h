@@ -24,6 +24,17 @@ private:
   CallFault fault_;
 };
 
+// While it lives, the interpreter's end waits. To be made and destroyed with Python's lock held. Python may give the lock to
+// another thread whenever its code runs, and once the interpreter ends it does not give it back but ends the thread on the spot,
+// which native functions further up its stack do not survive: this keeps the end away while such code runs below them.
+class AtWork {
+public:
+  AtWork();
+  ~AtWork();
+  AtWork(const AtWork&) = delete;
+  AtWork& operator=(const AtWork&) = delete;
+};
+
 // While it lives, the thread does not hold Python's lock. To be made with the lock held.
 class NativeCall {
 public:
@@ -32,16 +43,13 @@ public:
   NativeCall& operator=(const NativeCall&) = delete;
 
 private:
-  // Counts the calls at work; its end comes after that of `unlocked_`, so with the lock held again.
-  class Counted {
-  public:
-    Counted();
-    ~Counted();
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
+  // Refuses; `at_work_` then ends after `unlocked_`, so with the lock held again.
+  struct Permission {
+    Permission();
   };
 
-  Counted counted_;
+  Permission permission_;
+  AtWork at_work_;
   nanobind::gil_scoped_release unlocked_;
 };
 

@@ -122,6 +122,24 @@ def work():
     while True:
         stylizer(frame)
 """,
+    "in an error": """
+import time
+from vorin_stt import errors
+made = errors.error_of
+def slowly(*what):  # Python's lock changes hands below native code, which the end of the thread would not survive
+    time.sleep(0.05)
+    return made(*what)
+errors.error_of = slowly
+class End:
+    def __del__(self, sleep=time.sleep):
+        for _ in range(20):
+            sleep(0.01)
+end = End()
+def work():
+    stylizer = vs.Stylizer("pencil")
+    while True:
+        stylizer(frame)
+""",
     "in a file": """
 def work():
     from PIL import Image
@@ -148,7 +166,8 @@ threading.Event().wait({wait_s})
 print("end")
 """
     )
-    run = subprocess.run([sys.executable, "-c", program, tmp_path], capture_output=True, text=True, timeout=60)
+    command = [sys.executable, "-X", "faulthandler", "-c", program, tmp_path]
+    run = subprocess.run(command, capture_output=True, text=True, timeout=60)
     assert (run.returncode, run.stdout) == (0, "end\n"), run.stderr
     assert "terminate" not in run.stderr and "Fatal" not in run.stderr, run.stderr
     assert all(name in ("photo.png", "out.png") for name in os.listdir(tmp_path))
