@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -74,8 +75,11 @@ cl_int CL_API_CALL getPlatformInfo(cl_platform_id platform, cl_platform_info nam
   return CL_SUCCESS;
 }
 
+// One call at a time: while one thread's first query sets the devices up, PoCL 3.1 gives them half made to another's.
 cl_int CL_API_CALL getDeviceIds(cl_platform_id platform, cl_device_type type, cl_uint entries, cl_device_id* devices,
                                 cl_uint* count) {
+  static std::recursive_mutex one_call; // PoCL may ask itself through the loader
+  const std::lock_guard<std::recursive_mutex> lock(one_call);
   if ((type & CL_DEVICE_TYPE_GPU) != 0 && isStandIn(platform)) {
     type |= CL_DEVICE_TYPE_CPU;
   }
