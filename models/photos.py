@@ -41,6 +41,7 @@ JUDGES = {
     "page": (*SKIMAGE, "page.png"),
     "grass": (*SKIMAGE, "grass.png"),
     "coins": (*SKIMAGE, "coins.png"),
+    "brick": (*SKIMAGE, "brick.png"),
 }
 
 
