@@ -16,7 +16,6 @@ else()
               -Wshadow
               -Wconversion
               $<$<COMPILE_LANGUAGE:CXX>:-fsized-deallocation> # Clang 14 has it off
-              $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-c99-extensions> # libav's macros are compound literals
               -ffp-contract=off # the pixel passes promise the bytes of separate multiplications and additions
               -Wno-sign-conversion # OpenCV counts in int, the standard library in size_t: a cast at each meeting hides more than it shows
               -Werror)

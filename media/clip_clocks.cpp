@@ -23,11 +23,11 @@ std::optional<std::int64_t> ClipClocks::continueTimes(AVPacket& packet) {
   const bool may_jump = (context_.iformat->flags & AVFMT_TS_DISCONT) != 0;
   const std::int64_t disorder =
       may_jump ? AV_TIME_BASE / 10
-               : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, context_.streams[video_index_]->time_base, AV_TIME_BASE_Q);
+               : AV_TIME_BASE + 16 * av_rescale_q(usual_duration_, context_.streams[video_index_]->time_base, kMicroseconds);
   const std::int64_t longest_gap = AV_TIME_BASE * std::int64_t{may_jump ? 10 : 3600};
   const std::int64_t longest_delay = AV_TIME_BASE * std::int64_t{may_jump ? 3 : 3600}; // of sound behind pictures in the file
   const AVRational time_base = context_.streams[packet.stream_index]->time_base;
-  const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, AV_TIME_BASE_Q); };
+  const auto inFileTimes = [&](std::int64_t time) { return av_rescale_q(time, time_base, kMicroseconds); };
   clocks_.resize(context_.nb_streams); // streams may begin later
   Clock& clock = clocks_[static_cast<std::size_t>(packet.stream_index)];
   const std::int64_t stored = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
@@ -53,7 +53,7 @@ std::optional<std::int64_t> ClipClocks::continueTimes(AVPacket& packet) {
     }
     clock.last_decode_time = time;
   }
-  const std::int64_t shift = av_rescale_q(clock.shift, AV_TIME_BASE_Q, time_base);
+  const std::int64_t shift = av_rescale_q(clock.shift, kMicroseconds, time_base);
   for (std::int64_t* time : {&packet.pts, &packet.dts}) {
     *time += *time != AV_NOPTS_VALUE ? shift : 0;
   }
@@ -65,7 +65,7 @@ void ClipClocks::noteEnd(const AVPacket& packet) {
   if (begin != AV_NOPTS_VALUE) {
     const AVRational time_base = context_.streams[packet.stream_index]->time_base;
     const bool lasts_usual = packet.duration <= 0 && packet.stream_index == video_index_;
-    const std::int64_t end = av_rescale_q(begin + (lasts_usual ? usual_duration_ : packet.duration), time_base, AV_TIME_BASE_Q);
+    const std::int64_t end = av_rescale_q(begin + (lasts_usual ? usual_duration_ : packet.duration), time_base, kMicroseconds);
     last_end_ = std::max(last_end_, end);
     if (isPaced(packet.stream_index)) {
       paced_end_ = std::max(paced_end_, end);

@@ -156,7 +156,7 @@ CodecHandle openSubtitleEncoder(const AVStream& stream, const AVCodecContext& de
     std::memcpy(encoder->subtitle_header, decoder.subtitle_header, bytes);
     encoder->subtitle_header_size = decoder.subtitle_header_size;
   }
-  encoder->time_base = AV_TIME_BASE_Q;
+  encoder->time_base = kMicroseconds;
   return avcodec_open2(encoder.get(), codec, nullptr) >= 0 ? std::move(encoder) : throw unusableSubtitles(stream);
 }
 
@@ -183,8 +183,8 @@ bool SubtitleEncoder::convert(AVPacket& packet, const AVFormatContext& output) {
   if (avcodec_decode_subtitle2(decoder_.get(), &subtitle, &is_decoded, &packet) < 0 || is_decoded == 0) {
     return false;
   }
-  const std::int64_t begin = av_rescale_q(packet.pts, decoder_->pkt_timebase, AV_TIME_BASE_Q) +
-                             av_rescale_q(subtitle.start_display_time, kMilliseconds, AV_TIME_BASE_Q);
+  const std::int64_t begin = av_rescale_q(packet.pts, decoder_->pkt_timebase, kMicroseconds) +
+                             av_rescale_q(subtitle.start_display_time, kMilliseconds, kMicroseconds);
   const std::int64_t length_ms = std::int64_t{subtitle.end_display_time} - subtitle.start_display_time;
   subtitle.pts = begin;
   subtitle.start_display_time = 0;
@@ -199,7 +199,7 @@ bool SubtitleEncoder::convert(AVPacket& packet, const AVFormatContext& output) {
   }
   av_shrink_packet(text.get(), bytes);
   text->stream_index = index_;
-  text->pts = text->dts = av_rescale_q(begin, AV_TIME_BASE_Q, output.streams[index_]->time_base);
+  text->pts = text->dts = av_rescale_q(begin, kMicroseconds, output.streams[index_]->time_base);
   text->duration = av_rescale_q(length_ms, kMilliseconds, output.streams[index_]->time_base);
   text->flags |= AV_PKT_FLAG_KEY;
   av_packet_unref(&packet);

@@ -45,7 +45,7 @@ void copyMetadata(const SourceStreams& streams, AVFormatContext& output) {
   }
   for (unsigned i = 0; i < source.nb_chapters; ++i) {
     const AVChapter& from = *source.chapters[i];
-    const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, AV_TIME_BASE_Q, from.time_base); };
+    const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, kMicroseconds, from.time_base); };
     const std::int64_t begin = inItsTimes(streams.span.begin.value_or(0));
     const std::int64_t first = streams.span.begin ? std::max(from.start, begin) : from.start;
     const std::int64_t last = streams.span.end ? std::min(from.end, inItsTimes(*streams.span.end)) : from.end;

@@ -106,7 +106,7 @@ void ClipSource::limitTo(const ClipPart& part, bool without_seeking) {
   first_wanted_ = part.begin_time;
   frames_wanted_ = part.warm_up + part.frames;
   if (part.first > part.warm_up && !without_seeking) {
-    seekBefore(origin_ + av_rescale_q(part.begin_time, streams_->video().time_base, AV_TIME_BASE_Q), *streams_);
+    seekBefore(origin_ + av_rescale_q(part.begin_time, streams_->video().time_base, kMicroseconds), *streams_);
   }
 }
 
@@ -127,7 +127,7 @@ bool ClipSource::isPastEnd(const AVPacket& packet) {
     paced += clocks_.isPaced(index) ? 1 : 0;
   }
   return static_cast<int>(streams_past_end_.size()) == paced ||
-         av_rescale_q(stored, time_base, AV_TIME_BASE_Q) >= *streams_->span.end + kFarthest;
+         av_rescale_q(stored, time_base, kMicroseconds) >= *streams_->span.end + kFarthest;
 }
 
 std::optional<Item> ClipSource::next() {
@@ -204,7 +204,7 @@ std::optional<Frame> ClipSource::receiveFrame() {
 }
 
 Frame ClipSource::frameFromLibav() {
-  const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, AV_TIME_BASE_Q, streams_->video().time_base); };
+  const auto inItsTimes = [&](std::int64_t time) { return av_rescale_q(time, kMicroseconds, streams_->video().time_base); };
   Frame frame;
   frame.time = deliveredTime();
   frame.duration = durationOf(*frame_);
@@ -219,7 +219,7 @@ Frame ClipSource::frameFromLibav() {
 
 // Of the present frame. One that a span cuts begins with the span.
 std::int64_t ClipSource::deliveredTime() const {
-  const std::int64_t time = last_time_ - av_rescale_q(origin_, AV_TIME_BASE_Q, streams_->video().time_base);
+  const std::int64_t time = last_time_ - av_rescale_q(origin_, kMicroseconds, streams_->video().time_base);
   return streams_->span.begin ? std::max<std::int64_t>(time, 0) : time;
 }
 
@@ -227,7 +227,7 @@ std::int64_t ClipSource::deliveredTime() const {
 std::int64_t ClipSource::frameTime() const {
   const bool is_first = last_time_ == AV_NOPTS_VALUE;
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) {
-    return is_first ? av_rescale_q(zero_, AV_TIME_BASE_Q, streams_->video().time_base) : last_time_ + usual_duration_;
+    return is_first ? av_rescale_q(zero_, kMicroseconds, streams_->video().time_base) : last_time_ + usual_duration_;
   }
   return is_first ? frame_->best_effort_timestamp : std::max(frame_->best_effort_timestamp, last_time_ + 1);
 }
@@ -236,13 +236,13 @@ std::int64_t ClipSource::frameTime() const {
 bool ClipSource::isTaken(AVPacket& packet) const {
   const AVRational time_base = timeBaseOf(packet.stream_index);
   if (streams_->span.begin && (streams_->context->streams[packet.stream_index]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
-    packet.pts = packet.dts = av_rescale_q(*streams_->span.begin, AV_TIME_BASE_Q, time_base);
+    packet.pts = packet.dts = av_rescale_q(*streams_->span.begin, kMicroseconds, time_base);
   }
   return streams_->span.takes(packet, time_base, clocks_.isPaced(packet.stream_index));
 }
 
 void ClipSource::shiftToOrigin(AVPacket& packet) const {
-  const std::int64_t shift = av_rescale_q(origin_, AV_TIME_BASE_Q, timeBaseOf(packet.stream_index));
+  const std::int64_t shift = av_rescale_q(origin_, kMicroseconds, timeBaseOf(packet.stream_index));
   for (std::int64_t* time : {&packet.pts, &packet.dts}) {
     if (*time != AV_NOPTS_VALUE) {
       *time -= shift;

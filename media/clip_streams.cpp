@@ -151,11 +151,11 @@ OpenClip openClip(const fs::path& clip, int decoder_threads) {
 }
 
 bool ClipSpan::endsBefore(std::int64_t time, AVRational time_base) const {
-  return end && time != AV_NOPTS_VALUE && time >= av_rescale_q(*end, AV_TIME_BASE_Q, time_base);
+  return end && time != AV_NOPTS_VALUE && time >= av_rescale_q(*end, kMicroseconds, time_base);
 }
 
 bool ClipSpan::shows(std::int64_t time, std::int64_t duration, std::int64_t usual_duration, AVRational time_base) const {
-  const bool is_late = !begin || time + duration > av_rescale_q(*begin, AV_TIME_BASE_Q, time_base) + usual_duration / 2;
+  const bool is_late = !begin || time + duration > av_rescale_q(*begin, kMicroseconds, time_base) + usual_duration / 2;
   return is_late && !endsBefore(time, time_base);
 }
 
@@ -163,8 +163,8 @@ bool ClipSpan::takes(AVPacket& packet, AVRational time_base, bool is_paced) cons
   if (packet.pts == AV_NOPTS_VALUE) {
     return true;
   }
-  const std::int64_t first = begin ? av_rescale_q(*begin, AV_TIME_BASE_Q, time_base) : packet.pts;
-  const std::int64_t last = end ? av_rescale_q(*end, AV_TIME_BASE_Q, time_base) : std::numeric_limits<std::int64_t>::max();
+  const std::int64_t first = begin ? av_rescale_q(*begin, kMicroseconds, time_base) : packet.pts;
+  const std::int64_t last = end ? av_rescale_q(*end, kMicroseconds, time_base) : std::numeric_limits<std::int64_t>::max();
   if (!is_paced && packet.duration > 0) {
     const std::int64_t packet_end = std::min(packet.pts + packet.duration, last);
     if (packet.pts < first && packet_end > first) {
@@ -208,7 +208,7 @@ void seekBefore(std::int64_t time, const SourceStreams& streams) {
   const std::string_view kind = streams.context->iformat->name;
   if (kind.starts_with("mov") || kind.starts_with("matroska")) { // others are read from their begin
     static_cast<void>(av_seek_frame(streams.context.get(), streams.video_index,
-                                    av_rescale_q(time - kLead, AV_TIME_BASE_Q, streams.video().time_base), AVSEEK_FLAG_BACKWARD));
+                                    av_rescale_q(time - kLead, kMicroseconds, streams.video().time_base), AVSEEK_FLAG_BACKWARD));
   }
 }
 

@@ -25,6 +25,9 @@ extern "C" {
 
 namespace vorin::media {
 
+// AV_TIME_BASE_Q without its compound literal, which is no C++ and which MSVC refuses.
+inline constexpr AVRational kMicroseconds = {1, AV_TIME_BASE};
+
 struct InputCloser {
   void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 };

@@ -138,4 +138,21 @@ __attribute__((visibility("default"))) cl_int CL_API_CALL clInitLayer(cl_uint en
   return CL_SUCCESS;
 }
 
+// Newer loaders, which unload their layers, take a layer only with these two. Debian's header does not declare them yet; the last
+// parameter is a list of properties that ends with 0, of which none is defined.
+__attribute__((visibility("default"))) cl_int CL_API_CALL clInitLayerWithProperties(cl_uint entries,
+                                                                                    const cl_icd_dispatch* target,
+                                                                                    cl_uint* layer_entries,
+                                                                                    const cl_icd_dispatch** layer_dispatch,
+                                                                                    const cl_properties* properties) {
+  if (properties != nullptr && *properties != 0) {
+    return CL_INVALID_PROPERTY;
+  }
+  return clInitLayer(entries, target, layer_entries, layer_dispatch);
+}
+
+__attribute__((visibility("default"))) cl_int CL_API_CALL clDeinitLayer() {
+  return CL_SUCCESS;
+}
+
 } // extern "C"
