@@ -32,6 +32,28 @@ HANDLE handleOf(int descriptor) {
   return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
 }
 
+constexpr DWORD kAnySharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// The volume and the file's number on it.
+using FileIdentity = std::array<DWORD, 3>;
+
+std::optional<FileIdentity> identityOf(HANDLE file) {
+  BY_HANDLE_FILE_INFORMATION information = {};
+  return GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) != FALSE
+             ? std::optional(
+                   FileIdentity{information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow})
+             : std::nullopt;
+}
+
+std::optional<FileIdentity> identityOf(const wchar_t* file) {
+  HANDLE handle = CreateFileW(file, 0, kAnySharing, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const std::optional<FileIdentity> identity = identityOf(handle);
+  if (handle != INVALID_HANDLE_VALUE) {
+    CloseHandle(handle);
+  }
+  return identity;
+}
+
 bool isUtf8(const std::string& name) {
   return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name.data(), static_cast<int>(name.size()), nullptr, 0) != 0;
 }
@@ -79,7 +101,18 @@ bool makeDurable(std::FILE* file) {
   return _commit(_fileno(file)) == 0;
 }
 
+// A library that writes the file has opened it so that it cannot be deleted: it loses its handle first.
 void removeFile(const wchar_t* file) {
+  if (DeleteFileW(file) != FALSE || GetLastError() != ERROR_SHARING_VIOLATION) {
+    return;
+  }
+  const std::optional<FileIdentity> wanted = identityOf(file);
+  constexpr int kMostDescriptors = 2048; // of the C library
+  for (int descriptor = 0; wanted && descriptor < kMostDescriptors; ++descriptor) {
+    if (identityOf(handleOf(descriptor)) == wanted) {
+      CloseHandle(handleOf(descriptor));
+    }
+  }
   DeleteFileW(file);
 }
 
@@ -107,14 +140,26 @@ bool isWritable(const fs::path& folder) {
   return _waccess(folder.c_str(), kWritability) == 0;
 }
 
-bool isStandardInput(const fs::path& /*file*/) {
-  return false;
+bool isStandardInput(const fs::path& file) {
+  const std::optional<FileIdentity> input = identityOf(GetStdHandle(STD_INPUT_HANDLE));
+  return input && input == identityOf(file.c_str());
 }
 
 fs::file_time_type lastUse(const fs::path& file) {
   std::error_code error;
   const fs::file_time_type time = fs::last_write_time(file, error);
   return error ? fs::file_time_type::min() : time;
+}
+
+void touchFolder(const fs::path& folder) {
+  HANDLE handle = CreateFileW(folder.c_str(), FILE_WRITE_ATTRIBUTES, kAnySharing, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle != INVALID_HANDLE_VALUE) {
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
+    SetFileTime(handle, nullptr, nullptr, &now);
+    CloseHandle(handle);
+  }
 }
 
 std::optional<fs::path> userCacheFolder() {
@@ -156,11 +201,21 @@ std::optional<std::uint64_t> availableMemory() {
   return GlobalMemoryStatusEx(&status) != FALSE ? std::optional<std::uint64_t>(status.ullAvailPageFile) : std::nullopt;
 }
 
+void FileLock::removeFile(const fs::path& file) {
+  end();
+  DeleteFileW(file.c_str());
+}
+
 FileLock::~FileLock() {
+  end();
+}
+
+void FileLock::end() {
   if (descriptor_ >= 0) {
     OVERLAPPED place = lockPlace();
     UnlockFileEx(handleOf(descriptor_), 0, 1, 0, &place);
     _close(descriptor_);
+    descriptor_ = -1;
   }
 }
 

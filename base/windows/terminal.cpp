@@ -1,13 +1,17 @@
 #include "../terminal.h"
 
-#include <atomic>
+#include "vorin_error.hpp"
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
 #include <iostream>
 #include <memory>
-#include <span>
+#include <optional>
+#include <system_error>
+#include <thread>
 // The second needs the first.
 // clang-format off
 #include <windows.h>
@@ -22,6 +26,45 @@ std::atomic<UINT> code_page_before = 0; // of the console; 0: nothing to restore
 extern "C" void restoreConsoleAtExit() {
   restoreConsole();
 }
+
+constexpr DWORD kLook_ms = 20; // between two looks at a flag
+
+HANDLE handleOf(int descriptor) {
+  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
+}
+
+// The text that other systems have for the same error.
+std::string errorText(DWORD error) {
+  return std::error_code(static_cast<int>(error), std::system_category()).default_error_condition().message();
+}
+
+// While it lives, ends the calling thread's blocking writes once the flag is set: nothing tells whether a pipe has room.
+class WriteInterrupter {
+public:
+  explicit WriteInterrupter(const std::atomic<bool>& cancelled) : is_done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &writer_, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    watcher_ = std::thread([this, &cancelled] {
+      while (WaitForSingleObject(is_done_, kLook_ms) == WAIT_TIMEOUT) {
+        if (cancelled) { // again at each look, as the first may have come between two writes
+          CancelSynchronousIo(writer_);
+        }
+      }
+    });
+  }
+  ~WriteInterrupter() {
+    SetEvent(is_done_);
+    watcher_.join();
+    CloseHandle(writer_);
+    CloseHandle(is_done_);
+  }
+  WriteInterrupter(const WriteInterrupter&) = delete;
+  WriteInterrupter& operator=(const WriteInterrupter&) = delete;
+
+private:
+  HANDLE is_done_;
+  HANDLE writer_ = nullptr;
+  std::thread watcher_;
+};
 
 std::FILE* fileOf(Stream stream) {
   return stream == Stream::kOutput ? stdout : stderr;
@@ -77,6 +120,54 @@ void restoreConsole() {
   }
 }
 
+// Files are always ready. A console is read at once, since Ctrl-C ends the reading.
+void waitForInput(int descriptor, const std::atomic<bool>& cancelled) {
+  HANDLE input = handleOf(descriptor);
+  DWORD ready_bytes = 0;
+  while (!cancelled && GetFileType(input) == FILE_TYPE_PIPE &&
+         PeekNamedPipe(input, nullptr, 0, nullptr, &ready_bytes, nullptr) != FALSE && ready_bytes == 0) {
+    Sleep(kLook_ms);
+  }
+}
+
+std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
+  constexpr std::size_t kPortion_bytes = std::size_t{1} << 20U;
+  for (waitForInput(descriptor, cancelled); !cancelled; Sleep(kLook_ms)) {
+    DWORD portion = 0;
+    SetLastError(ERROR_SUCCESS);
+    const BOOL is_read = ReadFile(handleOf(descriptor), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes)),
+                                  &portion, nullptr);
+    const DWORD error = GetLastError();
+    if (is_read == FALSE && error != ERROR_BROKEN_PIPE && error != ERROR_OPERATION_ABORTED) {
+      throw Error(ErrorKind::kInputOutput,
+                  "standard input cannot be read (" + errorText(error) + "): check what is connected to it");
+    }
+    if (error != ERROR_OPERATION_ABORTED) { // else by Ctrl-C at a console, which sets the flag in a moment
+      return portion;
+    }
+  }
+  return 0;
+}
+
+bool writeOutput(int descriptor, std::span<const std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
+  constexpr std::size_t kPortion_bytes = std::size_t{1} << 16U;
+  HANDLE output = handleOf(descriptor);
+  std::optional<WriteInterrupter> interrupter;
+  if (GetFileType(output) == FILE_TYPE_PIPE) {
+    interrupter.emplace(cancelled);
+  }
+  while (!bytes.empty() && !cancelled) {
+    DWORD portion = 0;
+    const auto size_bytes = static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes));
+    if (WriteFile(output, bytes.data(), size_bytes, &portion, nullptr) == FALSE && !cancelled) {
+      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + errorText(GetLastError()) +
+                                               "): the program that reads it ended, or the disk is full");
+    }
+    bytes = bytes.subspan(portion);
+  }
+  return bytes.empty();
+}
+
 Quiet::Quiet(Stream stream) : stream_(stream), saved_(-1) {
   const int descriptor = _fileno(fileOf(stream_)); // below 0: the program has no such stream
   const int nowhere = descriptor < 0 ? -1 : _open("NUL", _O_WRONLY | _O_BINARY | _O_NOINHERIT);
@@ -88,7 +179,7 @@ Quiet::Quiet(Stream stream) : stream_(stream), saved_(-1) {
   if (saved_ >= 0) {
     // A library with a C runtime of its own writes to the handle that it found at its start. Were the handle closed, another file
     // could get its number.
-    HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr)
+    HANDLE handle = handleOf(descriptor);
     SetHandleInformation(handle, HANDLE_FLAG_PROTECT_FROM_CLOSE, HANDLE_FLAG_PROTECT_FROM_CLOSE);
     _dup2(nowhere, descriptor);
   }
