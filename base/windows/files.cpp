@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <io.h>
+#include <iterator>
 #include <share.h>
 #include <string_view>
 #include <sys/stat.h>
@@ -34,25 +35,30 @@ HANDLE handleOf(int descriptor) {
 
 constexpr DWORD kAnySharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-// The volume and the file's number on it.
-using FileIdentity = std::array<DWORD, 3>;
-
-std::optional<FileIdentity> identityOf(HANDLE file) {
-  BY_HANDLE_FILE_INFORMATION information = {};
-  return GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) != FALSE
-             ? std::optional(
-                   FileIdentity{information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow})
-             : std::nullopt;
-}
-
-std::optional<FileIdentity> identityOf(const wchar_t* file) {
-  HANDLE handle = CreateFileW(file, 0, kAnySharing, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  const std::optional<FileIdentity> identity = identityOf(handle);
-  if (handle != INVALID_HANDLE_VALUE) {
-    CloseHandle(handle);
+class FileIdentity {
+public:
+  explicit FileIdentity(HANDLE file)
+      : is_known_(GetFileType(file) == FILE_TYPE_DISK &&
+                  GetFileInformationByHandleEx(file, FileIdInfo, &id_, sizeof id_) != FALSE) {}
+  explicit FileIdentity(const wchar_t* file) {
+    HANDLE handle = CreateFileW(file, 0, kAnySharing, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle != INVALID_HANDLE_VALUE) {
+      *this = FileIdentity(handle);
+      CloseHandle(handle);
+    }
   }
-  return identity;
-}
+
+  // Of a stream that another system opened, Wine does not know the volume.
+  bool operator==(const FileIdentity& other) const {
+    const bool is_any_volume = id_.VolumeSerialNumber == 0 || other.id_.VolumeSerialNumber == 0;
+    return is_known_ && other.is_known_ && (is_any_volume || id_.VolumeSerialNumber == other.id_.VolumeSerialNumber) &&
+           std::equal(std::begin(id_.FileId.Identifier), std::end(id_.FileId.Identifier), other.id_.FileId.Identifier);
+  }
+
+private:
+  FILE_ID_INFO id_ = {};
+  bool is_known_ = false;
+};
 
 bool isUtf8(const std::string& name) {
   return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name.data(), static_cast<int>(name.size()), nullptr, 0) != 0;
@@ -106,10 +112,10 @@ void removeFile(const wchar_t* file) {
   if (DeleteFileW(file) != FALSE || GetLastError() != ERROR_SHARING_VIOLATION) {
     return;
   }
-  const std::optional<FileIdentity> wanted = identityOf(file);
+  const FileIdentity wanted(file);
   constexpr int kMostDescriptors = 2048; // of the C library
-  for (int descriptor = 0; wanted && descriptor < kMostDescriptors; ++descriptor) {
-    if (identityOf(handleOf(descriptor)) == wanted) {
+  for (int descriptor = 0; descriptor < kMostDescriptors; ++descriptor) {
+    if (FileIdentity(handleOf(descriptor)) == wanted) {
       CloseHandle(handleOf(descriptor));
     }
   }
@@ -141,8 +147,7 @@ bool isWritable(const fs::path& folder) {
 }
 
 bool isStandardInput(const fs::path& file) {
-  const std::optional<FileIdentity> input = identityOf(GetStdHandle(STD_INPUT_HANDLE));
-  return input && input == identityOf(file.c_str());
+  return FileIdentity(GetStdHandle(STD_INPUT_HANDLE)) == FileIdentity(file.c_str());
 }
 
 fs::file_time_type lastUse(const fs::path& file) {
