@@ -38,33 +38,40 @@ std::string errorText(DWORD error) {
   return std::error_code(static_cast<int>(error), std::system_category()).default_error_condition().message();
 }
 
-// While it lives, ends the calling thread's blocking writes once the flag is set: nothing tells whether a pipe has room.
-class WriteInterrupter {
+// While it lives, ends what blocks the thread that made it once the flag is set: a pipe that is empty or full cannot be waited
+// for.
+class Interrupter {
 public:
-  explicit WriteInterrupter(const std::atomic<bool>& cancelled) : is_done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &writer_, 0, FALSE, DUPLICATE_SAME_ACCESS);
+  explicit Interrupter(const std::atomic<bool>& cancelled) : is_done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread_, 0, FALSE, DUPLICATE_SAME_ACCESS);
     watcher_ = std::thread([this, &cancelled] {
       while (WaitForSingleObject(is_done_, kLook_ms) == WAIT_TIMEOUT) {
-        if (cancelled) { // again at each look, as the first may have come between two writes
-          CancelSynchronousIo(writer_);
+        if (cancelled) { // again at each look, as the first may have come between two calls
+          CancelSynchronousIo(thread_);
         }
       }
     });
   }
-  ~WriteInterrupter() {
+  ~Interrupter() {
     SetEvent(is_done_);
     watcher_.join();
-    CloseHandle(writer_);
+    CloseHandle(thread_);
     CloseHandle(is_done_);
   }
-  WriteInterrupter(const WriteInterrupter&) = delete;
-  WriteInterrupter& operator=(const WriteInterrupter&) = delete;
+  Interrupter(const Interrupter&) = delete;
+  Interrupter& operator=(const Interrupter&) = delete;
 
 private:
   HANDLE is_done_;
-  HANDLE writer_ = nullptr;
+  HANDLE thread_ = nullptr;
   std::thread watcher_;
 };
+
+bool isEmptyPipe(HANDLE input) {
+  DWORD ready_bytes = 0;
+  return GetFileType(input) == FILE_TYPE_PIPE && PeekNamedPipe(input, nullptr, 0, nullptr, &ready_bytes, nullptr) != FALSE &&
+         ready_bytes == 0;
+}
 
 std::FILE* fileOf(Stream stream) {
   return stream == Stream::kOutput ? stdout : stderr;
@@ -122,28 +129,31 @@ void restoreConsole() {
 
 // Files are always ready. A console is read at once, since Ctrl-C ends the reading.
 void waitForInput(int descriptor, const std::atomic<bool>& cancelled) {
-  HANDLE input = handleOf(descriptor);
-  DWORD ready_bytes = 0;
-  while (!cancelled && GetFileType(input) == FILE_TYPE_PIPE &&
-         PeekNamedPipe(input, nullptr, 0, nullptr, &ready_bytes, nullptr) != FALSE && ready_bytes == 0) {
+  while (!cancelled && isEmptyPipe(handleOf(descriptor))) {
     Sleep(kLook_ms);
   }
 }
 
 std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
   constexpr std::size_t kPortion_bytes = std::size_t{1} << 20U;
-  for (waitForInput(descriptor, cancelled); !cancelled; Sleep(kLook_ms)) {
+  HANDLE input = handleOf(descriptor);
+  while (!cancelled) {
+    std::optional<Interrupter> interrupter;
+    if (isEmptyPipe(input)) {
+      interrupter.emplace(cancelled);
+    }
     DWORD portion = 0;
     SetLastError(ERROR_SUCCESS);
-    const BOOL is_read = ReadFile(handleOf(descriptor), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes)),
-                                  &portion, nullptr);
+    const BOOL is_read =
+        ReadFile(input, bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes)), &portion, nullptr);
     const DWORD error = GetLastError();
-    if (is_read == FALSE && error != ERROR_BROKEN_PIPE && error != ERROR_OPERATION_ABORTED) {
+    if (error == ERROR_OPERATION_ABORTED) { // also by Ctrl-C at a console, which sets the flag in a moment
+      Sleep(kLook_ms);
+    } else if (is_read != FALSE || error == ERROR_BROKEN_PIPE) {
+      return portion;
+    } else {
       throw Error(ErrorKind::kInputOutput,
                   "standard input cannot be read (" + errorText(error) + "): check what is connected to it");
-    }
-    if (error != ERROR_OPERATION_ABORTED) { // else by Ctrl-C at a console, which sets the flag in a moment
-      return portion;
     }
   }
   return 0;
@@ -152,7 +162,7 @@ std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::
 bool writeOutput(int descriptor, std::span<const std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
   constexpr std::size_t kPortion_bytes = std::size_t{1} << 16U;
   HANDLE output = handleOf(descriptor);
-  std::optional<WriteInterrupter> interrupter;
+  std::optional<Interrupter> interrupter;
   if (GetFileType(output) == FILE_TYPE_PIPE) {
     interrupter.emplace(cancelled);
   }
