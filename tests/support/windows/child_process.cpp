@@ -76,9 +76,11 @@ std::string nativeText(const std::string& text) {
   return native.ends_with(".exe") ? native.substr(0, native.size() - 4) : native;
 }
 
-std::vector<std::string> throughShell(const std::vector<std::string>& arguments, const fs::path& status) {
-  std::vector<std::string> line = {"Z:\\bin\\sh", "-c", "\"$@\"; echo $? > \"$0.new\" && mv \"$0.new\" \"$0\"",
-                                   nativeText(status.string())};
+// Wine does not give them the standard error that this process would give them either.
+std::vector<std::string> throughShell(const std::vector<std::string>& arguments, const fs::path& status, const fs::path& error) {
+  std::vector<std::string> line = {"Z:\\bin\\sh", "-c",
+                                   "exec 2> \"$1\"; shift; \"$@\"; echo $? > \"$0.new\" && mv \"$0.new\" \"$0\"",
+                                   nativeText(status.string()), nativeText(error.string())};
   std::transform(arguments.begin(), arguments.end(), std::back_inserter(line), nativeText);
   return line;
 }
@@ -205,7 +207,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
     running_->console.emplace();
   }
   running_->is_native = isNative(arguments.front());
-  const std::wstring line = commandLine(running_->is_native ? throughShell(arguments, running_->file("status")) : arguments);
+  const std::wstring line =
+      commandLine(running_->is_native ? throughShell(arguments, running_->file("status"), running_->file("error")) : arguments);
   running_->process = startProgram(line, setting, running_->console ? &*running_->console : nullptr, output.get(), error.get());
 }
 
