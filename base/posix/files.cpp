@@ -81,6 +81,11 @@ fs::file_time_type lastUse(const fs::path& file) {
   return std::max(timeOf(status.st_atim), timeOf(status.st_mtim));
 }
 
+void touchFolder(const fs::path& folder) {
+  std::error_code ignored;
+  fs::last_write_time(folder, fs::file_time_type::clock::now(), ignored);
+}
+
 // Ignores paths that are not absolute, as the XDG base directory rules demand.
 std::optional<fs::path> userCacheFolder() {
   const char* cache = std::getenv("XDG_CACHE_HOME");
@@ -121,9 +126,19 @@ FileLock::FileLock(const fs::path& file, bool waits)
   is_taken_ = result != 0 && errno == EWOULDBLOCK;
 }
 
+void FileLock::removeFile(const fs::path& file) {
+  unlink(file.c_str()); // before another process could lock it
+  end();
+}
+
 FileLock::~FileLock() {
+  end();
+}
+
+void FileLock::end() {
   if (descriptor_ >= 0) {
     close(descriptor_);
+    descriptor_ = -1;
   }
 }
 

@@ -1,5 +1,6 @@
 #include "jobs/job_units.h"
 
+#include "files.h"
 #include "output_file.h"
 #include "processes.h"
 #include "text.h"
@@ -164,8 +165,7 @@ void UnitClaim::showLife() {
   const auto now = std::chrono::steady_clock::now();
   if (now - shown_ >= kOften) {
     shown_ = now;
-    std::error_code ignored;
-    fs::last_write_time(folder_, fs::file_time_type::clock::now(), ignored);
+    base::touchFolder(folder_);
   }
 }
 
