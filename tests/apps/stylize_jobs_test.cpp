@@ -58,6 +58,21 @@ TEST_F(StylizeJob, ProcessesShareTheUnits) {
   expectSameClip("one.mp4", "two.mp4");
 }
 
+// Nobody's half-made unit is left.
+TEST_F(StylizeJob, CancellationReachesTheWorkers) {
+  usualClip();
+  ffmpeg("-stream_loop 15 -i " + run_.file("in.mp4") + " -c copy " + run_.file("long.mp4"));
+  plan("long.mp4", "out.mp4", "job", {"--style", "pencil"});
+  const auto hasBegun = [&] {
+    const std::set<std::string> names = namesIn(run_.folder() / "job" / "units");
+    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return name.ends_with(".ok"); });
+  };
+  const ChildResult result = runAndSignal({StylizeRun::program(), "job", "work", run_.file("job"), "--workers", "2", "-q"},
+                                          StylizeRun::withGpu(), hasBegun);
+  EXPECT_EQ(result.exit_status, 130) << result.standard_error;
+  EXPECT_THAT(namesIn(run_.folder() / "job" / "units"), testing::Not(testing::Contains(testing::EndsWith(".part"))));
+}
+
 // A unit's file that is changed, cut short or missing behind its .ok is found and done again.
 TEST_F(StylizeJob, DamagedUnitsAreDoneAgain) {
   usualClip();
