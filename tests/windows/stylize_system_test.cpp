@@ -48,6 +48,20 @@ TEST(StylizeOnWindows, ModelsMayLieInAFolderOfAnyName) {
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
 }
 
+// The process that is a software device reads it, from its begin.
+TEST(StylizeOnWindows, APipeGoesToTheProcessThatRestyles) {
+  const StylizeRun run;
+  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
+  const std::string line =
+      "ffmpeg -v error -f lavfi -i testsrc2=s=64x48:r=5:d=1 -pix_fmt yuv420p -f yuv4mpegpipe - | $0 - -o - -q "
+      "--style cartoon --device software --models " +
+      package.folder() + " | ffmpeg -v error -i - -f framemd5 -";
+  const ChildResult result = ChildProcess({"/bin/sh", "-c", line, StylizeRun::program()}, StylizeRun::withoutGpu()).wait();
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(result.standard_error, "");
+  EXPECT_NE(result.standard_output.find("\n0,          4,"), std::string::npos) << result.standard_output; // the fifth frame
+}
+
 // The path of the clip has 380 letters, of three alphabets.
 TEST(StylizeOnWindows, AClipMayHaveALongNameOfAnyLetters) {
   const StylizeRun run;
