@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace vorin::base {
 
@@ -25,6 +26,11 @@ bool makeDurable(std::FILE* file);
 // Deletes the file of a process that is about to end, with calls that are safe in a signal handler, though a library is writing
 // it. On Windows a file that makeNewFile opened is deleted once it is closed.
 void removeFile(const std::filesystem::path::value_type* file);
+
+// As std::filesystem's rename and remove_all. On Windows they wait up to a second for others that have such a file open, since it
+// can be neither renamed nor deleted then: processes that share a job, and virus scanners.
+void renameFile(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
+void removeAll(const std::filesystem::path& path, std::error_code& error);
 
 // Whether the system cannot have a file of that UTF-8 name, which must not be empty: on Windows the name of a device, or a name
 // that Windows refuses or changes.

@@ -49,6 +49,14 @@ void removeFile(const char* file) {
   unlink(file);
 }
 
+void renameFile(const fs::path& from, const fs::path& to, std::error_code& error) {
+  fs::rename(from, to, error);
+}
+
+void removeAll(const fs::path& path, std::error_code& error) {
+  fs::remove_all(path, error);
+}
+
 bool isReservedFileName(const std::string& /*name*/) {
   return false;
 }

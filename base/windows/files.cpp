@@ -81,6 +81,17 @@ bool isDevice(const std::string& name) {
          number == "\xC2\xB3";
 }
 
+// Calls until the error is none that an open file causes, for a second.
+template <typename Call> void retryWhileOpen(const Call& call, const std::error_code& error) {
+  constexpr int kMostTries = 50;
+  constexpr DWORD kPause_ms = 20;
+  call();
+  for (int i = 0; i < kMostTries && (error.value() == ERROR_SHARING_VIOLATION || error == std::errc::permission_denied); ++i) {
+    Sleep(kPause_ms);
+    call();
+  }
+}
+
 } // namespace
 
 // Unlike a file that the C library opens, this one can be deleted while it is open, as a cancellation does.
@@ -120,6 +131,14 @@ void removeFile(const wchar_t* file) {
     }
   }
   DeleteFileW(file);
+}
+
+void renameFile(const fs::path& from, const fs::path& to, std::error_code& error) {
+  retryWhileOpen([&] { fs::rename(from, to, error); }, error);
+}
+
+void removeAll(const fs::path& path, std::error_code& error) {
+  retryWhileOpen([&] { fs::remove_all(path, error); }, error);
 }
 
 bool isReservedFileName(const std::string& name) {

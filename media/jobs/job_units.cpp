@@ -157,7 +157,7 @@ UnitClaim::UnitClaim(const fs::path& units, const std::string& id)
 
 UnitClaim::~UnitClaim() {
   std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+  base::removeAll(folder_, ignored);
 }
 
 void UnitClaim::showLife() {

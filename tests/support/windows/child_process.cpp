@@ -76,9 +76,14 @@ std::string nativeText(const std::string& text) {
   return native.ends_with(".exe") ? native.substr(0, native.size() - 4) : native;
 }
 
-std::vector<std::string> throughShell(const std::vector<std::string>& arguments, const fs::path& status) {
-  std::vector<std::string> line = {"Z:\\bin\\sh", "-c", "\"$@\"; echo $? > \"$0.new\" && mv \"$0.new\" \"$0\"",
-                                   nativeText(status.string())};
+// Nor does Wine always give them the standard streams that this process would give them.
+std::vector<std::string> throughShell(const std::vector<std::string>& arguments, const fs::path& status, const fs::path& output,
+                                      const fs::path& error) {
+  std::vector<std::string> line = {
+      "Z:\\bin\\sh", "-c", "exec < /dev/null > \"$1\" 2> \"$2\"; shift 2; \"$@\"; echo $? > \"$0.new\" && mv \"$0.new\" \"$0\""};
+  for (const fs::path& file : {status, output, error}) {
+    line.push_back(nativeText(file.string()));
+  }
   std::transform(arguments.begin(), arguments.end(), std::back_inserter(line), nativeText);
   return line;
 }
@@ -199,13 +204,15 @@ struct ChildProcess::Running {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
     : running_(std::make_unique<Running>()) {
-  const Handle output = openFile(setting.standard_output.value_or(running_->file("output")), GENERIC_WRITE, OPEN_ALWAYS);
+  const fs::path output_file = setting.standard_output.value_or(running_->file("output"));
+  const Handle output = openFile(output_file, GENERIC_WRITE, OPEN_ALWAYS);
   const Handle error = openFile(running_->file("error"), GENERIC_WRITE, CREATE_ALWAYS);
   if (setting.gets_signals) {
     running_->console.emplace();
   }
   running_->is_native = isNative(arguments.front());
-  const std::wstring line = commandLine(running_->is_native ? throughShell(arguments, running_->file("status")) : arguments);
+  const std::wstring line = commandLine(
+      running_->is_native ? throughShell(arguments, running_->file("status"), output_file, running_->file("error")) : arguments);
   running_->process = startProgram(line, setting, running_->console ? &*running_->console : nullptr, output.get(), error.get());
 }
 
