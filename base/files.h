@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace vorin::base {
 
@@ -22,9 +23,14 @@ std::FILE* makeNewFile(const std::filesystem::path& file);
 // Waits until what was written to the file has reached the disk. Returns false and sets errno if it cannot.
 bool makeDurable(std::FILE* file);
 
-// Deletes the file with calls that are safe in a signal handler. On Windows a file that makeNewFile opened is deleted once it is
-// closed.
+// Deletes the file of a process that is about to end, with calls that are safe in a signal handler, though a library is writing
+// it. On Windows a file that makeNewFile opened is deleted once it is closed.
 void removeFile(const std::filesystem::path::value_type* file);
+
+// As std::filesystem's rename and remove_all. On Windows they wait up to a second for others that have such a file open, since it
+// can be neither renamed nor deleted then: processes that share a job, and virus scanners.
+void renameFile(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error);
+void removeAll(const std::filesystem::path& path, std::error_code& error);
 
 // Whether the system cannot have a file of that UTF-8 name, which must not be empty: on Windows the name of a device, or a name
 // that Windows refuses or changes.
@@ -35,11 +41,14 @@ std::filesystem::path programFolder();
 
 bool isWritable(const std::filesystem::path& folder);
 
-// Whether standard input is read from this file, as by "< file". Always false on Windows, where the programs do not read it.
+// Whether standard input is read from this file, as by "< file".
 bool isStandardInput(const std::filesystem::path& file);
 
 // When the file was read or written last. On Windows, which seldom notes reading, and where the system notes none: written.
 std::filesystem::file_time_type lastUse(const std::filesystem::path& file);
+
+// Notes that the folder was written to just now. A failure has no consequence.
+void touchFolder(const std::filesystem::path& folder);
 
 // The user's folder for caches: $XDG_CACHE_HOME, else ~/.cache; on Windows the local application data. It need not exist.
 // Nothing if the user has none.
@@ -65,7 +74,12 @@ public:
 
   bool isTaken() const { return is_taken_; } // another FileLock holds the lock, and this one did not wait
 
+  // Removes the file of the lock, which ends with it: Windows removes no file that is open.
+  void removeFile(const std::filesystem::path& file);
+
 private:
+  void end();
+
   int descriptor_; // -1: nothing is locked
   bool is_taken_ = false;
 };

@@ -102,7 +102,7 @@ bool renameToNew(const fs::path& from, const fs::path& to) {
   std::error_code error;
   fs::create_hard_link(from, to, error);
   if (!error) {
-    fs::remove(from, error);
+    removeAll(from, error);
     return true;
   }
   // Some file systems have no hard links: there, checking before the rename must do.
@@ -178,7 +178,11 @@ TemporaryOutput::~TemporaryOutput() {
 void TemporaryOutput::commit() {
   try {
     if (overwrite_) {
-      fs::rename(temporary_, output_);
+      std::error_code error;
+      renameFile(temporary_, output_, error);
+      if (error) {
+        throw fs::filesystem_error("rename", error);
+      }
     } else if (!renameToNew(temporary_, output_)) {
       throw failure(output_, kExists);
     }

@@ -1,6 +1,10 @@
 // terminal.h: the command line, the standard streams and the terminal, in UTF-8 on every system.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +40,22 @@ void prepareStandardStreams();
 // Undoes what prepareStandardStreams did to the console, which outlives the program. std::exit calls it; call it before any other
 // end of the process. Thread-safety: any thread.
 void restoreConsole();
+
+// The next three pass bytes through a descriptor of the C library: a pipe, a file or a console. Each returns early once the flag
+// is set, though the other end of the pipe stays idle.
+
+// Waits until reading would return at once: there are bytes, the input has ended, or it fails.
+void waitForInput(int descriptor, const std::atomic<bool>& cancelled);
+
+// Waits, and reads what is there, up to the size of bytes. Returns the number of bytes read: 0 at the end of the input and once
+// the flag is set. Throws Error(kInputOutput).
+std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::atomic<bool>& cancelled);
+
+// Writes all bytes. Returns false once the flag is set. Throws Error(kInputOutput).
+bool writeOutput(int descriptor, std::span<const std::uint8_t> bytes, const std::atomic<bool>& cancelled);
+
+constexpr int kStandardInput = 0;
+constexpr int kStandardOutput = 1;
 
 enum class Stream { kOutput, kError };
 

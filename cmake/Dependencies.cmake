@@ -5,6 +5,7 @@ if(MINGW)
   list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/mingw)
   file(GLOB OpenCV_DIR ${PROJECT_SOURCE_DIR}/build/windows-deps/opencv/x64/mingw/staticlib
        ${PROJECT_SOURCE_DIR}/build/windows-deps/opencv/lib/cmake/opencv4)
+  set(ENV{PKG_CONFIG_LIBDIR} ${PROJECT_SOURCE_DIR}/build/windows-deps/libav/lib/pkgconfig)
 endif()
 
 # OpenVINO comes as a wheel, which scripts/setup unpacks into the venv below build/. Another copy may be named with -DOpenVINO_DIR.

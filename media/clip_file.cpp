@@ -89,8 +89,7 @@ ClipFile::ClipFile(std::unique_ptr<base::TemporaryOutput> file, const fs::path& 
     : output_(output), file_(std::move(file)), time_base_(toLibav(source.time_base)) {
   silenceLibav();
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_->path().string()).c_str()) <
-      0) {
+  if (avformat_alloc_output_context2(&context, nullptr, containerOf(output).format, fileUrl(file_->path()).c_str()) < 0) {
     throw std::bad_alloc();
   }
   context_.reset(context);

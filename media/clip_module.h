@@ -1,6 +1,6 @@
 // clip_module.h: what libvorin_media has from the library libvorin_media_clips, which holds all that needs libav or optical flow.
 // It is loaded at the first clip, pipe, or BMP, TIFF or GIF file: libav brings 120 libraries, which take longer to load than an
-// image takes to restyle.
+// image takes to restyle. On Windows, where libav is five libraries, it is linked in.
 //
 // The module has no part of base that holds a state of the process. The unfinished output is therefore made outside, and reached
 // by its virtual functions.
@@ -63,11 +63,7 @@ struct ClipModule {
   decltype(&clips::encodeBmp) encode_bmp;
 };
 
-// Loads the module at the first call.
-const ClipModule& clipModule();
-
-// The one function that the module exports.
-using ClipModuleFunction = const ClipModule*();
-constexpr const char* kClipModuleFunction = "vorin_media_clips";
+// The one function that the module exports; clipModule of library_copy.h calls it.
+extern "C" const ClipModule* vorin_media_clips();
 
 } // namespace vorin::media

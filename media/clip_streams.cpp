@@ -37,7 +37,7 @@ InputHandle openInput(const fs::path& clip) {
   av_dict_set(&options, "protocol_whitelist", "file", 0);
   av_dict_set(&options, "scan_all_pmts", "1", 0); // in joined broadcasts a stream may begin in any part
   AVFormatContext* context = nullptr;
-  const int status = avformat_open_input(&context, fileUrl(clip.string()).c_str(), nullptr, &options);
+  const int status = avformat_open_input(&context, fileUrl(clip).c_str(), nullptr, &options);
   const DictionaryHandle unused_options(options);
   if (status == AVERROR(EACCES)) {
     throw fault(clip, "cannot be opened (" + libavText(status) + "): check its permissions");

@@ -26,7 +26,7 @@ public:
       : name_(file), size_(size), to_leave_out_(warm_up), encoder_(source, size, options, formatFor(output, options)),
         time_base_(toLibav(source.time_base)) {
     AVFormatContext* context = nullptr;
-    if (avformat_alloc_output_context2(&context, nullptr, "nut", fileUrl(file.string()).c_str()) < 0) {
+    if (avformat_alloc_output_context2(&context, nullptr, "nut", fileUrl(file).c_str()) < 0) {
       throw std::bad_alloc();
     }
     context_.reset(context);
@@ -166,7 +166,7 @@ private:
 
   static InputHandle inputOf(const fs::path& file) {
     AVFormatContext* context = nullptr;
-    if (avformat_open_input(&context, fileUrl(file.string()).c_str(), av_find_input_format("nut"), nullptr) < 0) {
+    if (avformat_open_input(&context, fileUrl(file).c_str(), av_find_input_format("nut"), nullptr) < 0) {
       throw unusable(file, "it cannot be read");
     }
     InputHandle input(context);

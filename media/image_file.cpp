@@ -4,12 +4,14 @@
 // and an image that its camera marked as turned is turned upright. Two checks that the decoders lack are made here: the size,
 // since decoding a huge picture takes all memory, and the end of a JPEG or PNG file, since a decoder (that of PNG only on
 // Windows) fills missing rows with grey and reports no error.
+#include "cancellation.h"
 #include "files.h"
 #include "image_bytes.h"
 #include "image_codec.h"
 #include "output_file.h"
 #include "picture_mat.h"
 #include "sources_and_sinks.h"
+#include "terminal.h"
 #include "text.h"
 
 #include <opencv2/core.hpp>
@@ -242,8 +244,8 @@ public:
   void finish() override {
     if (output_) {
       output_->commit();
-    } else {
-      writeStandardOutput(bytes_);
+    } else if (!base::writeOutput(base::kStandardOutput, bytes_, base::cancellationIsDue())) {
+      throw base::Cancelled();
     }
   }
 
@@ -284,7 +286,7 @@ bool isImageFile(const fs::path& file) {
   }
   stream.read(reinterpret_cast<char*>(begin.data()), begin.size());
   const ImageKind kind = imageKindOf(Bytes(begin).first(static_cast<std::size_t>(stream.gcount())));
-  return kind != ImageKind::kNone && (kind != ImageKind::kGif || clipExtensions().empty());
+  return kind != ImageKind::kNone && kind != ImageKind::kGif;
 }
 
 bool isImageName(const fs::path& file) {

@@ -105,9 +105,9 @@ inline Error fault(const std::filesystem::path& clip, const std::string& what) {
   return {ErrorKind::kInputOutput, base::quotedPath(clip) + " " + what};
 }
 
-// libav takes "name:" before a path for a protocol.
-inline std::string fileUrl(const std::string& path) {
-  return "file:" + path;
+// libav takes "name:" before a path for a protocol, and UTF-8 on every system.
+inline std::string fileUrl(const std::filesystem::path& path) {
+  return "file:" + base::utf8Text(path);
 }
 
 inline AVRational toLibav(Rational value) {

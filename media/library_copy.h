@@ -92,9 +92,10 @@ void boundNetworkCache(std::uintmax_t most_bytes);
 // runtime might end the process there.
 void requireRoomForNetwork(std::uintmax_t bytes);
 
-// Loads another library of the project, which lies beside the copies, for the rest of the process. Throws Error, kDevice. Not on
-// Windows.
-void* loadLibrary(std::string_view name);
+// The functions of clip_module.h. The first call loads libvorin_media_clips, which lies beside the copies, for the rest of the
+// process; on Windows it is linked in. Throws Error, kDevice.
+struct ClipModule;
+const ClipModule& clipModule();
 
 // Gives PoCL, which runs the filters of the software device, a folder of the program's own for its compiled kernels, unless
 // POCL_CACHE_DIR names one. It loads them unchecked, and a damaged file ends the process: so the folder is emptied at the next

@@ -6,13 +6,10 @@
 #include "clip_module.h"
 #include "picture_conversion.h"
 #include "sources_and_sinks.h"
+#include "terminal.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <poll.h>
 #include <string_view>
-#include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace vorin::media {
@@ -21,7 +18,6 @@ namespace {
 constexpr std::string_view kInputName = "standard input";
 constexpr std::string_view kFrameWord = "FRAME";
 constexpr std::size_t kLongestLine_bytes = 4096;
-constexpr int kLook_ms = 20; // between two checks of a flag
 
 AVPixelFormat formatOf(RawPixels pixels) {
   switch (pixels) {
@@ -76,10 +72,7 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-std::string errnoText() {
-  return std::generic_category().message(errno);
-}
-
+// Bytes in portions as they come, until interrupted.
 class PipeEnd {
 public:
   // The caller keeps the ownership of the descriptor. begin: what was read from it before.
@@ -89,63 +82,26 @@ public:
   std::size_t read(std::span<std::uint8_t> bytes);
 
   // False when interrupted.
-  bool write(std::span<const std::uint8_t> bytes);
+  bool write(std::span<const std::uint8_t> bytes) const { return base::writeOutput(descriptor_, bytes, interrupted_); }
 
   void interrupt() noexcept { interrupted_ = true; }
   bool isInterrupted() const { return interrupted_; }
 
 private:
-  bool wait(short event) const; // false when interrupted
-
   int descriptor_;
   std::vector<std::uint8_t> begin_; // of what is read next
   std::atomic<bool> interrupted_ = false;
 };
-
-bool PipeEnd::wait(short event) const {
-  while (!interrupted_) {
-    pollfd end = {descriptor_, event, 0};
-    if (poll(&end, 1, kLook_ms) > 0) { // also when the other end is closed: read or write reports it
-      return true;
-    }
-  }
-  return false;
-}
 
 std::size_t PipeEnd::read(std::span<std::uint8_t> bytes) {
   std::size_t done = std::min(bytes.size(), begin_.size());
   const auto end = begin_.begin() + static_cast<std::ptrdiff_t>(done);
   std::copy(begin_.begin(), end, bytes.begin());
   begin_.erase(begin_.begin(), end);
-  while (done < bytes.size() && wait(POLLIN)) {
-    const ssize_t portion = ::read(descriptor_, bytes.data() + done, bytes.size() - done);
-    if (portion == 0) {
-      break;
-    }
-    if (portion < 0 && errno != EINTR && errno != EAGAIN) {
-      throw Error(ErrorKind::kInputOutput, "standard input cannot be read (" + errnoText() + "): check what is connected to it");
-    }
-    done += portion > 0 ? static_cast<std::size_t>(portion) : 0;
+  for (std::size_t portion = 1; portion != 0 && done < bytes.size(); done += portion) {
+    portion = base::readInput(descriptor_, bytes.subspan(done), interrupted_);
   }
   return done;
-}
-
-bool PipeEnd::write(std::span<const std::uint8_t> bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    if (!wait(POLLOUT)) {
-      return false;
-    }
-    // A pipe that is ready may still block a long write; it takes at least this much at once.
-    constexpr std::size_t kPortion_bytes = 4096;
-    const ssize_t portion = ::write(descriptor_, bytes.data() + done, std::min(kPortion_bytes, bytes.size() - done));
-    if (portion < 0 && errno != EINTR && errno != EAGAIN) {
-      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + errnoText() +
-                                               "): the program that reads it ended, or the disk is full");
-    }
-    done += portion > 0 ? static_cast<std::size_t>(portion) : 0;
-  }
-  return true;
 }
 
 class PipeSource final : public Source {

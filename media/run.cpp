@@ -3,6 +3,7 @@
 // Moves frames from the source through the effects to the sink, each on a thread of its own. However long the clip is, only a few
 // frames wait between them.
 #include "sources_and_sinks.h"
+#include "terminal.h"
 #include "text.h"
 
 #include <atomic>
@@ -239,14 +240,11 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
-constexpr int kStandardInput = 0;
-constexpr int kStandardOutput = 1;
-
 } // namespace
 
 std::unique_ptr<Source> openSource(const std::filesystem::path& file, const SourceOptions& options) {
   if (file == kPipeName) {
-    return openPipeSource(kStandardInput, options);
+    return openPipeSource(base::kStandardInput, options);
   }
   return isImageFile(file) ? openImageSource(file, options) : openClipSource(file, options);
 }
@@ -254,7 +252,7 @@ std::unique_ptr<Source> openSource(const std::filesystem::path& file, const Sour
 std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                const SinkOptions& options) {
   if (file == kPipeName && options.image.empty()) {
-    return openPipeSink(kStandardOutput, source, size, options.raw);
+    return openPipeSink(base::kStandardOutput, source, size, options.raw);
   }
   if (file == kPipeName || isImageName(file)) {
     return openImageSink(file, source, size, options);
@@ -266,9 +264,8 @@ std::unique_ptr<Sink> openSink(const std::filesystem::path& file, const SourceIn
 }
 
 Error unknownExtension(const std::filesystem::path& output) {
-  const std::string clips = base::joined(clipExtensions());
   return {ErrorKind::kUsage, "the output " + base::quotedPath(output) + " has no known file extension: use one of " +
-                                 base::joined(imageExtensions()) + (clips.empty() ? "" : "; for a clip " + clips)};
+                                 base::joined(imageExtensions()) + "; for a clip " + base::joined(clipExtensions())};
 }
 
 Size resultSize(const SourceInfo& source, std::span<Effect* const> effects) {

@@ -69,7 +69,7 @@ std::vector<std::string> imageExtensions();
 // The error for an output that is neither an image nor a clip by its name.
 Error unknownExtension(const std::filesystem::path& output);
 
-// Whether the file begins like an image; false if it cannot be read, and for GIF, which is a clip where there are clips.
+// Whether the file begins like an image; false if it cannot be read, and for GIF, which may be a clip.
 bool isImageFile(const std::filesystem::path& file);
 
 // Throws kInputOutput if nothing has this name.
@@ -86,7 +86,7 @@ std::unique_ptr<Source> openPipedImage(std::span<const std::uint8_t> file,
 std::unique_ptr<Sink> openImageSink(const std::filesystem::path& file, const SourceInfo& source, Size size,
                                     const SinkOptions& options);
 
-// ---- Clips and pipes; in a build without them, no name is a clip's, and opening one throws ----
+// ---- Clips and pipes ----
 
 bool isClipName(const std::filesystem::path& file); // a clip that can be written
 std::vector<std::string> clipExtensions();
@@ -103,12 +103,8 @@ std::unique_ptr<Source> openClipSource(const std::filesystem::path& clip, const 
 std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const SourceInfo& source, Size size,
                                    const SinkOptions& options);
 
-// Returns once standard input has bytes or has ended, or the flag is set: opening a pipe waits for its header.
-void waitForStandardInput(const std::atomic<bool>& cancelled);
-
 // An image, or frames. Waits for the first bytes, and for all of an image.
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options);
-void writeStandardOutput(std::span<const std::uint8_t> bytes); // throws kInputOutput
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw);
 
 // The layout of a result of this size: the source's, or BGRA if the source's cannot hold the size.

@@ -23,12 +23,27 @@ std::string codecOf(const SinkOptions& options, const AVOutputFormat& container)
   return !options.codec.empty() ? options.codec : is_webm ? "vp9" : "h264";
 }
 
+// Those of the usual codecs that libavcodec was built with.
+std::string usualCodecs() {
+  std::vector<std::string_view> names;
+  for (const EncoderRow& row : kEncoders) {
+    if (avcodec_find_encoder_by_name(row.encoder) != nullptr) {
+      names.push_back(row.name);
+    }
+  }
+  std::string text;
+  for (const std::string_view& name : names) {
+    text.append(text.empty() ? "" : &name == &names.back() ? " or " : ", ").append(name);
+  }
+  return text;
+}
+
 const AVCodec& findEncoder(const std::string& codec, const AVOutputFormat& container) {
   const EncoderRow* row = findRow(codec);
   const AVCodec* encoder = avcodec_find_encoder_by_name(row != nullptr ? row->encoder : codec.c_str());
   if (encoder == nullptr || encoder->type != AVMEDIA_TYPE_VIDEO) {
-    throw Error(ErrorKind::kUsage, "there is no encoder for --codec '" + codec +
-                                       "': use h264, h265, vp9 or av1, or the name of an encoder of libavcodec");
+    throw Error(ErrorKind::kUsage, "there is no encoder for --codec '" + codec + "': use " + usualCodecs() +
+                                       ", or the name of an encoder of libavcodec");
   }
   if (avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL) != 1) {
     throw Error(ErrorKind::kUsage, "the format " + std::string(container.name) + " cannot hold --codec '" + codec + "': " +

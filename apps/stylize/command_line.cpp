@@ -82,19 +82,17 @@ std::string wrapped(const std::string& text) {
   return result;
 }
 
-Parser::Parser(CommandLine& values) : typed(values), has_clips_(!media::clipExtensions().empty()) {
+Parser::Parser(CommandLine& values) : typed(values) {
   app.allow_windows_style_options(false); // "/name" is a file on every system
   app.get_formatter()->column_width(kNamesColumns);
-  app.add_option("input", typed.inputs,
-                 wrapped(has_clips_ ? "What to restyle: images, clips, folders of them; or - for a pipe"
-                                    : "What to restyle: images, folders of them"))
+  app.add_option("input", typed.inputs, wrapped("What to restyle: images, clips, folders of them; or - for a pipe"))
       ->option_text("FILE");
   addResult(app);
   addRestyling(app, true);
   flag(app, "--version", typed.version, "Print the versions of the program and its library", kOtherSection);
   addCommands();
   app.require_subcommand(0, 1);
-  app.footer(std::string(has_clips_ ? kClipFooter : "") + kFooter); // set after the subcommands, which would inherit it
+  app.footer(std::string(kClipFooter) + kFooter); // set after the subcommands, which would inherit it
   sheet->footer(kSheetFooter);
 }
 
@@ -112,9 +110,7 @@ void Parser::addRestyling(CLI::App& to, bool at_once) {
   addImages(to);
   addLook(to);
   addMany(to, at_once);
-  if (has_clips_) {
-    addClips(to, at_once);
-  }
+  addClips(to, at_once);
   addNeural(to);
   addDevice(to);
   addProgress(to);
@@ -129,10 +125,9 @@ void Parser::addProgress(CLI::App& to) {
 }
 
 void Parser::addResult(CLI::App& to) {
-  const std::string clips = base::joined(media::clipExtensions());
   text(to, "-o,--output", typed.output, "FILE",
        "The file to write; its extension sets the kind:\n" + base::joined(media::imageExtensions()) +
-           (clips.empty() ? "" : ";\na clip: " + clips + "; - for a pipe") + ".\nFor many inputs the folder, made if needed",
+           ";\na clip: " + base::joined(media::clipExtensions()) + "; - for a pipe.\nFor many inputs the folder, made if needed",
        kPictureSection);
   flag(to, "--overwrite", typed.overwrite, "Replace the output if it exists", kPictureSection);
 }

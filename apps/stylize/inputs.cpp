@@ -27,7 +27,7 @@ bool hasOneOf(std::span<const std::string_view> extensions, const fs::path& file
 }
 
 bool hasClipExtension(const fs::path& file) {
-  return !media::clipExtensions().empty() && hasOneOf(kClipExtensions, file);
+  return hasOneOf(kClipExtensions, file);
 }
 
 bool isHidden(const fs::path& file) {

@@ -6,12 +6,12 @@
 #include "progress.h"
 #include "report.h"
 #include "restyling.h"
-#include "sources_and_sinks.h"
+#include "terminal.h"
 #include "text.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -60,10 +60,10 @@ ExitStatus reportWork(const Options& options, const media::JobState& state) {
 // The next line of standard input, which is not read further. Can be cancelled while it waits.
 std::optional<std::string> nextLine() {
   for (std::string line;;) {
-    media::waitForStandardInput(base::cancellationIsDue());
+    std::uint8_t character = 0;
+    const std::size_t bytes = base::readInput(base::kStandardInput, {&character, 1}, base::cancellationIsDue());
     base::throwIfCancelled();
-    const int character = std::getchar();
-    if (character == EOF) {
+    if (bytes == 0) {
       return line.empty() ? std::nullopt : std::optional(line);
     }
     if (character == '\n' && !line.empty()) {
@@ -77,7 +77,6 @@ std::optional<std::string> nextLine() {
 
 // Does the units that another program names, one after the other, with the network kept loaded.
 ExitStatus workOnRequest(const Options& options) {
-  static_cast<void>(std::setvbuf(stdin, nullptr, _IONBF, 0)); // what lies in a buffer cannot be waited for
   media::JobWorker worker(options.job, options.restyler.models, {&base::cancellationIsDue(), {}, {}, {}, prepareQuietly});
   while (const std::optional<std::string> id = nextLine()) {
     const media::JobState::Unit unit = worker.work(*id);

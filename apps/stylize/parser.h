@@ -48,8 +48,6 @@ private:
   void addCommands();
   void addJob();
   CLI::App* addJobCommand(const char* name, const char* description);
-
-  const bool has_clips_;
 };
 
 } // namespace vorin::stylize

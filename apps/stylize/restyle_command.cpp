@@ -1,5 +1,7 @@
 // Restyles one input, or hands many to restyleMany.
 #include "cancellation.h"
+#include "effects/library_object.h"
+#include "library_copy.h"
 #include "many_inputs.h"
 #include "options.h"
 #include "output_file.h"
@@ -136,12 +138,16 @@ ExitStatus restyleOne(const Options& options) {
     resumeClip(options, result, true);
     return reportOne(options, result.restyler, result);
   }
-  // The input is decoded while the device is loaded. Its faults are reported first.
-  auto opening = std::async(std::launch::async, [&] { return openInput(options, result); });
+  // The input is decoded while the device is loaded. Its faults are reported first. Of a pipe, nothing may be read before it is
+  // known that this process goes on.
+  const bool may_restart = isPipe(result.input) && media::softwareNeedsOwnProcess();
+  auto opening = std::async(may_restart ? std::launch::deferred : std::launch::async, [&] { return openInput(options, result); });
   std::exception_ptr device_failure;
   static std::optional<media::Restyling> restyling; // not destroyed: main ends the process without that
   try {
     restyling.emplace(options, prepareQuietly);
+  } catch (const media::NeedsOwnProcess&) {
+    throw;
   } catch (...) {
     device_failure = std::current_exception();
   }

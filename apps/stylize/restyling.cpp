@@ -47,7 +47,7 @@ std::unique_ptr<media::Source> openInput(const Options& options, const InputResu
   if (!isPipe(result.input)) {
     return media::openClipSource(result.input, source);
   }
-  media::waitForStandardInput(base::cancellationIsDue());
+  base::waitForInput(base::kStandardInput, base::cancellationIsDue());
   base::throwIfCancelled();
   std::unique_ptr<media::Source> pipe = media::openSource(result.input, source);
   const bool is_image = pipe->info().frames_expected == 1;

@@ -52,7 +52,7 @@ public:
   ~OnlyRun() {
     std::error_code ignored;
     if (!is_planned_) {
-      fs::remove(file_, ignored);
+      endWithFile();
       fs::remove(job_, ignored);
     }
   }
@@ -60,6 +60,7 @@ public:
   OnlyRun& operator=(const OnlyRun&) = delete;
 
   void notePlan() { is_planned_ = true; }
+  void endWithFile() { lock_->removeFile(file_); }
 
 private:
   const fs::path job_;
@@ -144,6 +145,7 @@ void resumeClip(const Options& options, InputResult& result, bool with_progress)
   result.frames = before.frames;
   result.frames_per_second = elapsed_s > 0 ? static_cast<double>(before.frames - before.frames_done) / elapsed_s : 0;
   (joined.is_damaged ? result.damage : result.warnings) = joined.warnings;
+  only_run.endWithFile();
   removeJobOf(result.output);
 }
 

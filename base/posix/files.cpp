@@ -49,6 +49,14 @@ void removeFile(const char* file) {
   unlink(file);
 }
 
+void renameFile(const fs::path& from, const fs::path& to, std::error_code& error) {
+  fs::rename(from, to, error);
+}
+
+void removeAll(const fs::path& path, std::error_code& error) {
+  fs::remove_all(path, error);
+}
+
 bool isReservedFileName(const std::string& /*name*/) {
   return false;
 }
@@ -79,6 +87,11 @@ fs::file_time_type lastUse(const fs::path& file) {
     return fs::file_time_type::clock::from_sys(std::chrono::sys_time<std::chrono::nanoseconds>(since_1970));
   };
   return std::max(timeOf(status.st_atim), timeOf(status.st_mtim));
+}
+
+void touchFolder(const fs::path& folder) {
+  std::error_code ignored;
+  fs::last_write_time(folder, fs::file_time_type::clock::now(), ignored);
 }
 
 // Ignores paths that are not absolute, as the XDG base directory rules demand.
@@ -121,9 +134,19 @@ FileLock::FileLock(const fs::path& file, bool waits)
   is_taken_ = result != 0 && errno == EWOULDBLOCK;
 }
 
+void FileLock::removeFile(const fs::path& file) {
+  unlink(file.c_str()); // before another process could lock it
+  end();
+}
+
 FileLock::~FileLock() {
+  end();
+}
+
+void FileLock::end() {
   if (descriptor_ >= 0) {
     close(descriptor_);
+    descriptor_ = -1;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <io.h>
+#include <iterator>
 #include <share.h>
 #include <string_view>
 #include <sys/stat.h>
@@ -32,6 +33,33 @@ HANDLE handleOf(int descriptor) {
   return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
 }
 
+constexpr DWORD kAnySharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+class FileIdentity {
+public:
+  explicit FileIdentity(HANDLE file)
+      : is_known_(GetFileType(file) == FILE_TYPE_DISK &&
+                  GetFileInformationByHandleEx(file, FileIdInfo, &id_, sizeof id_) != FALSE) {}
+  explicit FileIdentity(const wchar_t* file) {
+    HANDLE handle = CreateFileW(file, 0, kAnySharing, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle != INVALID_HANDLE_VALUE) {
+      *this = FileIdentity(handle);
+      CloseHandle(handle);
+    }
+  }
+
+  // Of a stream that another system opened, Wine does not know the volume.
+  bool operator==(const FileIdentity& other) const {
+    const bool is_any_volume = id_.VolumeSerialNumber == 0 || other.id_.VolumeSerialNumber == 0;
+    return is_known_ && other.is_known_ && (is_any_volume || id_.VolumeSerialNumber == other.id_.VolumeSerialNumber) &&
+           std::equal(std::begin(id_.FileId.Identifier), std::end(id_.FileId.Identifier), other.id_.FileId.Identifier);
+  }
+
+private:
+  FILE_ID_INFO id_ = {};
+  bool is_known_ = false;
+};
+
 bool isUtf8(const std::string& name) {
   return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name.data(), static_cast<int>(name.size()), nullptr, 0) != 0;
 }
@@ -51,6 +79,17 @@ bool isDevice(const std::string& name) {
   const std::string_view number = is_port ? std::string_view(stem).substr(3) : std::string_view();
   return (number.size() == 1 && number[0] >= '0' && number[0] <= '9') || number == "\xC2\xB9" || number == "\xC2\xB2" ||
          number == "\xC2\xB3";
+}
+
+// Calls until the error is none that an open file causes, for a second.
+template <typename Call> void retryWhileOpen(const Call& call, const std::error_code& error) {
+  constexpr int kMostTries = 50;
+  constexpr DWORD kPause_ms = 20;
+  call();
+  for (int i = 0; i < kMostTries && (error.value() == ERROR_SHARING_VIOLATION || error == std::errc::permission_denied); ++i) {
+    Sleep(kPause_ms);
+    call();
+  }
 }
 
 } // namespace
@@ -79,8 +118,27 @@ bool makeDurable(std::FILE* file) {
   return _commit(_fileno(file)) == 0;
 }
 
+// A library that writes the file has opened it so that it cannot be deleted: it loses its handle first.
 void removeFile(const wchar_t* file) {
+  if (DeleteFileW(file) != FALSE || GetLastError() != ERROR_SHARING_VIOLATION) {
+    return;
+  }
+  const FileIdentity wanted(file);
+  constexpr int kMostDescriptors = 2048; // of the C library
+  for (int descriptor = 0; descriptor < kMostDescriptors; ++descriptor) {
+    if (FileIdentity(handleOf(descriptor)) == wanted) {
+      CloseHandle(handleOf(descriptor));
+    }
+  }
   DeleteFileW(file);
+}
+
+void renameFile(const fs::path& from, const fs::path& to, std::error_code& error) {
+  retryWhileOpen([&] { fs::rename(from, to, error); }, error);
+}
+
+void removeAll(const fs::path& path, std::error_code& error) {
+  retryWhileOpen([&] { fs::remove_all(path, error); }, error);
 }
 
 bool isReservedFileName(const std::string& name) {
@@ -107,14 +165,25 @@ bool isWritable(const fs::path& folder) {
   return _waccess(folder.c_str(), kWritability) == 0;
 }
 
-bool isStandardInput(const fs::path& /*file*/) {
-  return false;
+bool isStandardInput(const fs::path& file) {
+  return FileIdentity(GetStdHandle(STD_INPUT_HANDLE)) == FileIdentity(file.c_str());
 }
 
 fs::file_time_type lastUse(const fs::path& file) {
   std::error_code error;
   const fs::file_time_type time = fs::last_write_time(file, error);
   return error ? fs::file_time_type::min() : time;
+}
+
+void touchFolder(const fs::path& folder) {
+  HANDLE handle = CreateFileW(folder.c_str(), FILE_WRITE_ATTRIBUTES, kAnySharing, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle != INVALID_HANDLE_VALUE) {
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
+    SetFileTime(handle, nullptr, nullptr, &now);
+    CloseHandle(handle);
+  }
 }
 
 std::optional<fs::path> userCacheFolder() {
@@ -156,11 +225,21 @@ std::optional<std::uint64_t> availableMemory() {
   return GlobalMemoryStatusEx(&status) != FALSE ? std::optional<std::uint64_t>(status.ullAvailPageFile) : std::nullopt;
 }
 
+void FileLock::removeFile(const fs::path& file) {
+  end();
+  DeleteFileW(file.c_str());
+}
+
 FileLock::~FileLock() {
+  end();
+}
+
+void FileLock::end() {
   if (descriptor_ >= 0) {
     OVERLAPPED place = lockPlace();
     UnlockFileEx(handleOf(descriptor_), 0, 1, 0, &place);
     _close(descriptor_);
+    descriptor_ = -1;
   }
 }
 

@@ -1,6 +1,7 @@
 #include "../processes.h"
 
-#include "../terminal.h"
+#include "../cancellation.h"
+#include "../exit_status.h"
 #include "../text.h"
 #include "vorin_error.hpp"
 
@@ -128,9 +129,12 @@ int ChildProgram::exitStatus() {
   return static_cast<int>(status);
 }
 
-// A console sends Ctrl-C to all its programs by itself; without one, units are safe against an end at any moment.
+// What cancels this process, an event of the console, has reached the copy too, which ends by itself. Otherwise it is ended at
+// once: units are safe against that.
 void ChildProgram::cancel() {
-  TerminateProcess(state_->process, 130);
+  if (!cancellationIsDue()) {
+    TerminateProcess(state_->process, static_cast<UINT>(ExitStatus::kCancelled));
+  }
 }
 
 } // namespace vorin::base

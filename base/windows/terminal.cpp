@@ -1,13 +1,17 @@
 #include "../terminal.h"
 
-#include <atomic>
+#include "vorin_error.hpp"
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
 #include <iostream>
 #include <memory>
-#include <span>
+#include <optional>
+#include <system_error>
+#include <thread>
 // The second needs the first.
 // clang-format off
 #include <windows.h>
@@ -21,6 +25,52 @@ std::atomic<UINT> code_page_before = 0; // of the console; 0: nothing to restore
 
 extern "C" void restoreConsoleAtExit() {
   restoreConsole();
+}
+
+constexpr DWORD kLook_ms = 20; // between two looks at a flag
+
+HANDLE handleOf(int descriptor) {
+  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
+}
+
+// The text that other systems have for the same error.
+std::string errorText(DWORD error) {
+  return std::error_code(static_cast<int>(error), std::system_category()).default_error_condition().message();
+}
+
+// While it lives, ends what blocks the thread that made it once the flag is set: a pipe that is empty or full cannot be waited
+// for.
+class Interrupter {
+public:
+  explicit Interrupter(const std::atomic<bool>& cancelled) : is_done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread_, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    watcher_ = std::thread([this, &cancelled] {
+      while (WaitForSingleObject(is_done_, kLook_ms) == WAIT_TIMEOUT) {
+        if (cancelled) { // again at each look, as the first may have come between two calls
+          CancelSynchronousIo(thread_);
+        }
+      }
+    });
+  }
+  ~Interrupter() {
+    SetEvent(is_done_);
+    watcher_.join();
+    CloseHandle(thread_);
+    CloseHandle(is_done_);
+  }
+  Interrupter(const Interrupter&) = delete;
+  Interrupter& operator=(const Interrupter&) = delete;
+
+private:
+  HANDLE is_done_;
+  HANDLE thread_ = nullptr;
+  std::thread watcher_;
+};
+
+bool isEmptyPipe(HANDLE input) {
+  DWORD ready_bytes = 0;
+  return GetFileType(input) == FILE_TYPE_PIPE && PeekNamedPipe(input, nullptr, 0, nullptr, &ready_bytes, nullptr) != FALSE &&
+         ready_bytes == 0;
 }
 
 std::FILE* fileOf(Stream stream) {
@@ -77,6 +127,57 @@ void restoreConsole() {
   }
 }
 
+// Files are always ready. A console is read at once, since Ctrl-C ends the reading.
+void waitForInput(int descriptor, const std::atomic<bool>& cancelled) {
+  while (!cancelled && isEmptyPipe(handleOf(descriptor))) {
+    Sleep(kLook_ms);
+  }
+}
+
+std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
+  constexpr std::size_t kPortion_bytes = std::size_t{1} << 20U;
+  HANDLE input = handleOf(descriptor);
+  while (!cancelled) {
+    std::optional<Interrupter> interrupter;
+    if (isEmptyPipe(input)) {
+      interrupter.emplace(cancelled);
+    }
+    DWORD portion = 0;
+    SetLastError(ERROR_SUCCESS);
+    const BOOL is_read =
+        ReadFile(input, bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes)), &portion, nullptr);
+    const DWORD error = GetLastError();
+    if (error == ERROR_OPERATION_ABORTED) { // also by Ctrl-C at a console, which sets the flag in a moment
+      Sleep(kLook_ms);
+    } else if (is_read != FALSE || error == ERROR_BROKEN_PIPE) {
+      return portion;
+    } else {
+      throw Error(ErrorKind::kInputOutput,
+                  "standard input cannot be read (" + errorText(error) + "): check what is connected to it");
+    }
+  }
+  return 0;
+}
+
+bool writeOutput(int descriptor, std::span<const std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
+  constexpr std::size_t kPortion_bytes = std::size_t{1} << 16U;
+  HANDLE output = handleOf(descriptor);
+  std::optional<Interrupter> interrupter;
+  if (GetFileType(output) == FILE_TYPE_PIPE) {
+    interrupter.emplace(cancelled);
+  }
+  while (!bytes.empty() && !cancelled) {
+    DWORD portion = 0;
+    const auto size_bytes = static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes));
+    if (WriteFile(output, bytes.data(), size_bytes, &portion, nullptr) == FALSE && !cancelled) {
+      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + errorText(GetLastError()) +
+                                               "): the program that reads it ended, or the disk is full");
+    }
+    bytes = bytes.subspan(portion);
+  }
+  return bytes.empty();
+}
+
 Quiet::Quiet(Stream stream) : stream_(stream), saved_(-1) {
   const int descriptor = _fileno(fileOf(stream_)); // below 0: the program has no such stream
   const int nowhere = descriptor < 0 ? -1 : _open("NUL", _O_WRONLY | _O_BINARY | _O_NOINHERIT);
@@ -88,7 +189,7 @@ Quiet::Quiet(Stream stream) : stream_(stream), saved_(-1) {
   if (saved_ >= 0) {
     // A library with a C runtime of its own writes to the handle that it found at its start. Were the handle closed, another file
     // could get its number.
-    HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr)
+    HANDLE handle = handleOf(descriptor);
     SetHandleInformation(handle, HANDLE_FLAG_PROTECT_FROM_CLOSE, HANDLE_FLAG_PROTECT_FROM_CLOSE);
     _dup2(nowhere, descriptor);
   }

@@ -1,5 +1,6 @@
 #include "jobs/job_units.h"
 
+#include "files.h"
 #include "output_file.h"
 #include "processes.h"
 #include "text.h"
@@ -156,7 +157,7 @@ UnitClaim::UnitClaim(const fs::path& units, const std::string& id)
 
 UnitClaim::~UnitClaim() {
   std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+  base::removeAll(folder_, ignored);
 }
 
 void UnitClaim::showLife() {
@@ -164,8 +165,7 @@ void UnitClaim::showLife() {
   const auto now = std::chrono::steady_clock::now();
   if (now - shown_ >= kOften) {
     shown_ = now;
-    std::error_code ignored;
-    fs::last_write_time(folder_, fs::file_time_type::clock::now(), ignored);
+    base::touchFolder(folder_);
   }
 }
 

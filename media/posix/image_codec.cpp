@@ -7,6 +7,7 @@
 
 #include "../clip_module.h"
 #include "../image_bytes.h"
+#include "../library_copy.h"
 #include "../sources_and_sinks.h"
 
 #include <opencv2/core.hpp>

@@ -160,8 +160,12 @@ fs::path writableFolder() {
   return folder;
 }
 
-void* loadLibrary(std::string_view name) {
-  return load(ownLibrary(name), RTLD_LAZY);
+const ClipModule& clipModule() {
+  static const ClipModule& loaded = []() -> const ClipModule& {
+    void* const library = load(ownLibrary("libvorin_media_clips.so"), RTLD_LAZY);
+    return *reinterpret_cast<const ClipModule* (*)()>(dlsym(library, "vorin_media_clips"))();
+  }();
+  return loaded;
 }
 
 LibraryCopy& LibraryCopy::get(bool software, std::optional<std::string_view> wanted) {

@@ -16,6 +16,7 @@ _VorinStatus vorin_embedded_create(SttInterface** object);
 _VorinStatus vorin_embedded_destroy(SttInterface* object);
 void vorin_embedded_forget_frames(SttInterface* object);
 std::int32_t vorin_embedded_work_group_edge(const SttInterface* object);
+const vorin::media::ClipModule* vorin_media_clips();
 }
 
 namespace vorin::media {
@@ -153,6 +154,10 @@ LibraryCopy::Object LibraryCopy::create() const {
   SttInterface* object = nullptr;
   functions_.create(&object);
   return {object, {functions_.destroy}};
+}
+
+const ClipModule& clipModule() {
+  return *vorin_media_clips();
 }
 
 void giveKernelsAFolder() {}

@@ -98,6 +98,7 @@ TEST(ClipSound, IsEncodedWhenItsChannelsChange) {
   EXPECT_NEAR(static_cast<double>(samplesOf(output).size()) / 44100, 4, 0.2);
 }
 
+// 0 where the system has no such file.
 std::size_t memory_kib(const std::string& kind) {
   std::ifstream status("/proc/self/status");
   std::string word;

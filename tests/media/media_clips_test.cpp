@@ -7,10 +7,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <fstream>
 #include <set>
-#include <sys/resource.h>
 #include <thread>
 
 namespace vorin::media {
@@ -108,6 +106,9 @@ TEST(MediaClips, CancellationClosesAFileThatPlays) {
   std::set<std::string> names = {"in.mp4"};
   for (const std::string codec : {"h264", "h265", "vp9", "av1"}) { // some look ahead
     for (const int frames : {0, 1, 60}) {
+      if (codec == "av1" && !kEncodesAv1) {
+        continue;
+      }
       std::atomic<bool> cancelled = frames == 0;
       const fs::path output = folder.path() / (codec + std::to_string(frames) + ".mp4");
       const auto cancel = [&](const Progress& progress) {
@@ -228,6 +229,10 @@ TEST(MediaClips, OtherCodecs) {
   for (const auto& [codec, name] : {std::pair("h265", "hevc"), std::pair("vp9", "vp9"), std::pair("av1", "av1"),
                                     std::pair("mpeg4", "mpeg4"), std::pair("ffv1", "ffv1")}) {
     const fs::path output = folder.path() / (std::string(codec) + ".mkv");
+    if (codec == std::string("av1") && !kEncodesAv1) {
+      EXPECT_THAT(errorOf([&] { restyle(clip, output, {.codec = codec}); }).what(), HasSubstr("no encoder for --codec 'av1'"));
+      continue;
+    }
     restyle(clip, output, {.codec = codec});
     EXPECT_EQ(videoEntries(output, "codec_name"), name);
     EXPECT_EQ(frameTimes(output).size(), 5U);
@@ -276,19 +281,6 @@ TEST_F(FailingClip, EachSaysWhatIsWrong) {
   EXPECT_THAT(failure(clip_, out, {.codec = "h999"}), HasSubstr("no encoder for --codec 'h999'"));
   EXPECT_THAT(failure(clip_, out, {.crf = 99}), HasSubstr("--crf 99"));
   EXPECT_THAT(failure(clip_, out, {.codec = "mpeg4", .crf = 5}), HasSubstr("has no --crf"));
-}
-
-TEST_F(FailingClip, AFullDiskIsNamedAndLeavesNothing) {
-  rlimit before{};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  rlimit narrow = before;
-  narrow.rlim_cur = 20000; // as a disk with so much room
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
-  const std::string line = failure(clip_, file("out.mkv"));
-  setrlimit(RLIMIT_FSIZE, &before);
-  static_cast<void>(std::signal(SIGXFSZ, handler));
-  EXPECT_THAT(line, HasSubstr("cannot be written (File too large): make room"));
 }
 
 TEST_F(FailingClip, WhatAnEffectThrowsComesOut) {

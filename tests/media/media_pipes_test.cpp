@@ -1,17 +1,16 @@
-// Raw and Y4M pipes: real ones, with another program at the other end.
+// Raw and Y4M pipes: real ones, with another thread at the other end.
 #include "clip_formats.h"
 #include "sources_and_sinks.h"
 #include "support/media_files.h"
 #include "support/media_way.h"
 #include "support/package_bytes.h"
+#include "support/system.h"
 #include "support/test_environment.h"
+#include "terminal.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdio>
-#include <fcntl.h>
 #include <thread>
-#include <unistd.h>
 
 namespace vorin::media {
 namespace {
@@ -20,17 +19,65 @@ using namespace tests;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-using Pipe = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+const std::atomic<bool> never = false;
 
-// A pipe that another program fills with the file, in portions of an odd length.
-Pipe fedFrom(const std::filesystem::path& file) {
-  return {popen(("dd status=none bs=7919 if=" + file.string()).c_str(), "r"), pclose}; // NOLINT(cert-env33-c)
-}
+// A pipe that is filled with the text, in portions of an odd length, until nobody reads it.
+class FedPipe {
+public:
+  explicit FedPipe(const std::string& text)
+      : feeder_([this, text] {
+          constexpr std::size_t kPortion_bytes = 7919;
+          const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+          for (std::size_t done = 0; done < bytes.size() && !is_over_; done += kPortion_bytes) {
+            base::writeOutput(pipe_.writeEnd(), bytes.subspan(done, std::min(kPortion_bytes, bytes.size() - done)), is_over_);
+          }
+          pipe_.closeWriteEnd();
+        }) {}
+  ~FedPipe() {
+    is_over_ = true;
+    feeder_.join();
+  }
+  FedPipe(const FedPipe&) = delete;
+  FedPipe& operator=(const FedPipe&) = delete;
 
-// The sink writes into it as into a pipe.
-Pipe opened(const std::filesystem::path& file) {
-  return {std::fopen(file.c_str(), "wb"), std::fclose};
-}
+  int descriptor() const { return pipe_.readEnd(); }
+
+private:
+  SystemPipe pipe_;
+  std::atomic<bool> is_over_ = false;
+  std::thread feeder_;
+};
+
+// A pipe whose bytes are collected.
+class ReadPipe {
+public:
+  ReadPipe()
+      : reader_([this] {
+          std::array<std::uint8_t, 4099> portion{};
+          while (const std::size_t bytes = base::readInput(pipe_.readEnd(), portion, never)) {
+            bytes_.append(portion.begin(), portion.begin() + static_cast<std::ptrdiff_t>(bytes));
+          }
+        }) {}
+  ~ReadPipe() { collect(); }
+  ReadPipe(const ReadPipe&) = delete;
+  ReadPipe& operator=(const ReadPipe&) = delete;
+
+  int descriptor() const { return pipe_.writeEnd(); }
+
+  // All bytes; closes the pipe.
+  const std::string& collect() {
+    pipe_.closeWriteEnd();
+    if (reader_.joinable()) {
+      reader_.join();
+    }
+    return bytes_;
+  }
+
+private:
+  SystemPipe pipe_;
+  std::string bytes_;
+  std::thread reader_;
+};
 
 struct Passed {
   std::string bytes;
@@ -40,15 +87,13 @@ struct Passed {
 // raw: empty for Y4M.
 Passed pass(
     const std::string& input, const std::string& raw, const std::function<void(Picture&)>& change = [](Picture&) {}) {
-  const TemporaryFolder folder;
-  writeFile(folder.path() / "in", input);
-  const Pipe in = fedFrom(folder.path() / "in");
-  const Pipe out = opened(folder.path() / "out");
-  const std::unique_ptr<Source> source = openPipeSource(fileno(in.get()), {raw, false});
-  const std::unique_ptr<Sink> sink = openPipeSink(fileno(out.get()), source->info(), source->info().size, raw);
+  const FedPipe in(input);
+  ReadPipe out;
+  const std::unique_ptr<Source> source = openPipeSource(in.descriptor(), {raw, false});
+  const std::unique_ptr<Sink> sink = openPipeSink(out.descriptor(), source->info(), source->info().size, raw);
   FunctionEffect effect(change);
   const RunResult result = run(*source, *sink, std::array<Effect*, 1>{&effect});
-  return {readFile(folder.path() / "out"), result};
+  return {out.collect(), result};
 }
 
 std::string y4m(const std::string& parameters, std::size_t frame_bytes, int frames) {
@@ -142,23 +187,33 @@ TEST(MediaPipes, AClipGoesIntoAPipe) {
   const auto clip = folder.path() / "in.mp4";
   const auto output = folder.path() / "out.y4m";
   ffmpeg("-f lavfi -i testsrc2=s=64x48:r=5:d=1 -pix_fmt yuv420p " + clip.string());
-  const Pipe out = opened(output);
+  ReadPipe out;
   const std::unique_ptr<Source> source = openSource(clip);
-  run(*source, *openPipeSink(fileno(out.get()), source->info(), source->info().size, ""), {});
+  run(*source, *openPipeSink(out.descriptor(), source->info(), source->info().size, ""), {});
+  writeFile(output, out.collect());
   EXPECT_EQ(peakSignalToNoise_db(output, clip), kNoNoise_db); // no codec in between
 }
 
 TEST(MediaPipes, CancellationDoesNotWaitForThePipe) {
-  int ends[2];
-  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0); // nobody writes into it, nor ever closes it
+  const SystemPipe pipe; // nobody writes into it, nor ever closes it
   std::atomic<bool> cancelled = false;
-  const std::unique_ptr<Source> source = openPipeSource(ends[0], {"bgra:8x8@25", false});
-  const std::unique_ptr<Sink> sink = openPipeSink(ends[1], source->info(), source->info().size, "bgra:8x8@25");
+  const std::unique_ptr<Source> source = openPipeSource(pipe.readEnd(), {"bgra:8x8@25", false});
+  const std::unique_ptr<Sink> sink = openPipeSink(pipe.writeEnd(), source->info(), source->info().size, "bgra:8x8@25");
   std::thread user([&] { cancelled = true; });
   EXPECT_TRUE(run(*source, *sink, {}, {&cancelled, {}}).cancelled);
   user.join();
-  ::close(ends[0]);
-  ::close(ends[1]);
+}
+
+TEST(MediaPipes, WritingIntoAFullPipeIsInterrupted) {
+  const SystemPipe full; // nobody reads it
+  const std::vector<std::uint8_t> bytes(std::size_t{1} << 22U);
+  std::atomic<bool> cancelled = false;
+  std::thread user([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    cancelled = true;
+  });
+  EXPECT_FALSE(base::writeOutput(full.writeEnd(), bytes, cancelled));
+  user.join();
 }
 
 } // namespace

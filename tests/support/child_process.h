@@ -1,4 +1,5 @@
-// Runs a program as a user's shell would, and returns its exit status and output.
+// Runs a program as a user's shell would, and returns its exit status and output. Under Wine the program may also be one of the
+// system below it: paths in its arguments are then written as that system has them.
 #pragma once
 
 #include "support/test_environment.h"
@@ -17,7 +18,7 @@ namespace vorin::tests {
 struct ChildSetting {
   std::filesystem::path working_folder;                        // empty: the test's own
   std::map<std::string, std::optional<std::string>> variables; // set, or removed (no value), for the child only
-  std::optional<std::filesystem::path> standard_output = {};   // instead of catching it; not on Windows
+  std::optional<std::filesystem::path> standard_output = {};   // instead of catching it
   bool gets_signals = false;                                   // to be set where signal() is to reach it
 };
 
@@ -36,6 +37,9 @@ public:
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   void signal(int number) const; // as raise() knows it; on Windows it is always Ctrl-C
+  void kill() const;
+  void pause() const;
+  void goOn() const;
   ChildResult wait();
 
 private:

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -64,11 +63,9 @@ protected:
   // Kills a run after a random time of at most so many milliseconds.
   void runAndKill(Words arguments, int most_ms) {
     arguments.insert(arguments.begin(), StylizeRun::program());
-    ChildSetting setting = StylizeRun::withGpu();
-    setting.gets_signals = true;
-    ChildProcess process(arguments, setting);
+    ChildProcess process(arguments, StylizeRun::withGpu());
     std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution(0, most_ms)(random_)));
-    process.signal(SIGKILL);
+    process.kill();
     process.wait();
   }
 

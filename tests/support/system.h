@@ -43,6 +43,25 @@ Restoration setLogSwitch(std::optional<std::uint32_t> value);
 // Gives the user another folder for application data.
 Restoration setAppDataFolder(const std::filesystem::path& folder);
 
+// A pipe of the system; its ends are descriptors of the C library.
+class SystemPipe {
+public:
+  SystemPipe();
+  ~SystemPipe();
+  SystemPipe(const SystemPipe&) = delete;
+  SystemPipe& operator=(const SystemPipe&) = delete;
+
+  int readEnd() const { return ends_[0]; }
+  int writeEnd() const { return ends_[1]; }
+  void closeWriteEnd();
+
+private:
+  int ends_[2] = {-1, -1};
+};
+
+// Whether this system's libav has an encoder for AV1.
+extern const bool kEncodesAv1;
+
 // The file of this program.
 std::filesystem::path programFile();
 

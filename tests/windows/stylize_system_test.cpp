@@ -1,9 +1,11 @@
 // vorin-stylize on Windows: the system's decoders, the code page, and a software device without filters.
 #include "files.h"
 #include "sources_and_sinks.h"
+#include "support/media_files.h"
 #include "support/media_way.h"
 #include "support/stylize_run.h"
 #include "support/test_networks.h"
+#include "text.h"
 
 #include <gtest/gtest.h>
 
@@ -44,6 +46,40 @@ TEST(StylizeOnWindows, ModelsMayLieInAFolderOfAnyName) {
   const ChildResult result =
       StylizeRun::run({run.image("photo.png"), "-o", "out.png", "--style", "cartoon", "--models", "雪 мо"}, setting);
   EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+}
+
+// The process that is a software device reads it, from its begin.
+TEST(StylizeOnWindows, APipeGoesToTheProcessThatRestyles) {
+  const StylizeRun run;
+  const TestPackage package({networkFiles(kCartoon, FixedNetwork{.gain = -1})});
+  const std::string line =
+      "ffmpeg -v error -f lavfi -i testsrc2=s=64x48:r=5:d=1 -pix_fmt yuv420p -f yuv4mpegpipe - | $0 - -o - -q "
+      "--style cartoon --device software --models " +
+      package.folder() + " | ffmpeg -v error -i - -f framemd5 -";
+  const ChildResult result = ChildProcess({"/bin/sh", "-c", line, StylizeRun::program()}, StylizeRun::withoutGpu()).wait();
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_EQ(result.standard_error, "");
+  EXPECT_NE(result.standard_output.find("\n0,          4,"), std::string::npos) << result.standard_output; // the fifth frame
+}
+
+// The path of the clip has 380 letters, of three alphabets.
+TEST(StylizeOnWindows, AClipMayHaveALongNameOfAnyLetters) {
+  const StylizeRun run;
+  ffmpeg("-f lavfi -i testsrc2=s=64x48:r=5:d=1 -f lavfi -i sine=d=1 -c:v libx264 -c:a aac " + run.file("in.mp4"));
+  fs::path folder = run.folder();
+  for (int i = 0; i < 7; ++i) {
+    folder /= base::pathFromUtf8("Größe und Länge einer Möwe, чайка und 雪 im Winter");
+  }
+  fs::create_directories(folder);
+  fs::rename(run.file("in.mp4"), folder / base::pathFromUtf8("Möwe 雪.mp4"));
+  const fs::path output = folder / base::pathFromUtf8("gemalt 雪.mkv");
+  const ChildResult result = StylizeRun::run(
+      {base::utf8Text(folder / base::pathFromUtf8("Möwe 雪.mp4")), "-o", base::utf8Text(output), "--style", "pencil"});
+  EXPECT_EQ(result.exit_status, 0) << result.standard_error;
+  EXPECT_NE(result.standard_error.find("gemalt 雪.mkv: 64x48, pencil, 5 frames"), std::string::npos) << result.standard_error;
+  fs::rename(output, run.file("out.mkv"));
+  EXPECT_EQ(frameTimes(run.file("out.mkv")).size(), 5U);
+  EXPECT_NE(packetHashes(run.file("out.mkv"), 'a'), "");
 }
 
 } // namespace

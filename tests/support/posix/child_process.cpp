@@ -37,7 +37,7 @@ namespace {
 struct ChildProcess::Running {
   ~Running() {
     if (id > 0) {
-      kill(id, SIGKILL);
+      ::kill(id, SIGKILL);
       waitpid(id, nullptr, 0);
     }
   }
@@ -65,7 +65,19 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
 ChildProcess::~ChildProcess() = default;
 
 void ChildProcess::signal(int number) const {
-  kill(running_->id, number);
+  ::kill(running_->id, number);
+}
+
+void ChildProcess::kill() const {
+  signal(SIGKILL);
+}
+
+void ChildProcess::pause() const {
+  signal(SIGSTOP);
+}
+
+void ChildProcess::goOn() const {
+  signal(SIGCONT);
 }
 
 ChildResult ChildProcess::wait() {

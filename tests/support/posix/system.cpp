@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace vorin::tests {
 
 const char* const kTemporaryFolderVariable = "TMPDIR";
+const bool kEncodesAv1 = true;
 
 void setVariable(const std::string& name, const std::optional<std::string>& value) {
   if (value) {
@@ -35,6 +37,22 @@ Restoration setLogSwitch(std::optional<std::uint32_t> value) {
 
 Restoration setAppDataFolder(const std::filesystem::path& folder) {
   return std::make_shared<ScopedVariable>("XDG_DATA_HOME", folder.string());
+}
+
+SystemPipe::SystemPipe() {
+  EXPECT_EQ(::pipe2(ends_, O_CLOEXEC), 0);
+}
+
+SystemPipe::~SystemPipe() {
+  closeWriteEnd();
+  ::close(ends_[0]);
+}
+
+void SystemPipe::closeWriteEnd() {
+  if (ends_[1] >= 0) {
+    ::close(ends_[1]);
+    ends_[1] = -1;
+  }
 }
 
 std::filesystem::path programFile() {

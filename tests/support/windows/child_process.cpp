@@ -3,10 +3,15 @@
 #include "support/test_environment.h"
 
 #include <algorithm>
+#include <cctype>
+#include <chrono>
 #include <cstddef>
+#include <cstdlib>
+#include <iterator>
 #include <list>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 #include <windows.h>
 
@@ -45,6 +50,53 @@ std::wstring commandLine(const std::vector<std::string>& arguments) {
   return line;
 }
 
+// ---- Programs of the system below Wine, which tells nothing of their end: a shell writes their exit status into a file ----
+
+bool isNative(const std::string& program) {
+  return !program.ends_with(".exe");
+}
+
+// The text with each path on a drive as that system has it: drive Z: is all of it, and C: a folder of Wine's own. A program for
+// Windows becomes the script beside it that starts it.
+std::string nativeText(const std::string& text) {
+  std::string native;
+  bool is_path = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto at = [&](std::size_t place) { return place < text.size() ? static_cast<unsigned char>(text[place]) : 0; };
+    if (std::isalpha(at(i)) != 0 && at(i + 1) == ':' && (at(i + 2) == '\\' || at(i + 2) == '/') &&
+        (i == 0 || std::isalnum(at(i - 1)) == 0)) {
+      is_path = true;
+      native += at(i) == 'Z' ? "" : std::string(std::getenv("WINEPREFIX")) + "/drive_c"; // NOLINT(concurrency-mt-unsafe)
+      ++i;
+      continue;
+    }
+    is_path = is_path && std::isspace(at(i)) == 0 && at(i) != '\'' && at(i) != '"';
+    native += is_path && at(i) == '\\' ? '/' : text[i];
+  }
+  return native.ends_with(".exe") ? native.substr(0, native.size() - 4) : native;
+}
+
+// Nor does Wine always give them the standard streams that this process would give them.
+std::vector<std::string> throughShell(const std::vector<std::string>& arguments, const fs::path& status, const fs::path& output,
+                                      const fs::path& error) {
+  std::vector<std::string> line = {
+      "Z:\\bin\\sh", "-c", "exec < /dev/null > \"$1\" 2> \"$2\"; shift 2; \"$@\"; echo $? > \"$0.new\" && mv \"$0.new\" \"$0\""};
+  for (const fs::path& file : {status, output, error}) {
+    line.push_back(nativeText(file.string()));
+  }
+  std::transform(arguments.begin(), arguments.end(), std::back_inserter(line), nativeText);
+  return line;
+}
+
+int statusIn(const fs::path& file) {
+  while (!fs::exists(file)) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return std::stoi(readFile(file));
+}
+
+// ---- Programs for Windows ----
+
 Handle openFile(const fs::path& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   HANDLE handle = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable,
@@ -55,6 +107,11 @@ Handle openFile(const fs::path& path, DWORD access, DWORD disposition) {
   return Handle(handle);
 }
 
+// One that the compiler's headers lack.
+template <typename Function> Function systemFunction(const char* library, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleA(library), name)));
+}
+
 // A console without a window, of the child's own: Ctrl-C reaches whatever has it.
 class Console {
 public:
@@ -63,7 +120,7 @@ public:
     HANDLE output = nullptr;
     CreatePipe(&input, &keys_, nullptr, 0);
     CreatePipe(&screen_, &output, nullptr, 0);
-    const auto create = entry<HRESULT(WINAPI*)(COORD, HANDLE, HANDLE, DWORD, void**)>("CreatePseudoConsole");
+    const auto create = systemFunction<HRESULT(WINAPI*)(COORD, HANDLE, HANDLE, DWORD, void**)>("kernel32", "CreatePseudoConsole");
     if (create == nullptr || FAILED(create({80, 25}, input, output, 0, &console_))) {
       throw std::runtime_error("cannot make a console");
     }
@@ -73,7 +130,7 @@ public:
   ~Console() {
     CloseHandle(screen_); // before the console, which would wait for somebody to read
     CloseHandle(keys_);
-    entry<void(WINAPI*)(void*)>("ClosePseudoConsole")(console_);
+    systemFunction<void(WINAPI*)(void*)>("kernel32", "ClosePseudoConsole")(console_);
   }
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
@@ -81,11 +138,6 @@ public:
   void* get() const { return console_; }
 
 private:
-  // The compiler's headers are older than these functions.
-  template <typename Function> static Function entry(const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleA("kernel32"), name)));
-  }
-
   HANDLE keys_ = nullptr;
   HANDLE screen_ = nullptr;
   void* console_ = nullptr;
@@ -147,17 +199,21 @@ struct ChildProcess::Running {
   TemporaryFolder folder; // of the files that the child writes and the test reads afterwards
   std::optional<Console> console;
   Handle process;
+  bool is_native = false;
 };
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildSetting& setting)
     : running_(std::make_unique<Running>()) {
-  const Handle output = openFile(running_->file("output"), GENERIC_WRITE, CREATE_ALWAYS);
+  const fs::path output_file = setting.standard_output.value_or(running_->file("output"));
+  const Handle output = openFile(output_file, GENERIC_WRITE, OPEN_ALWAYS);
   const Handle error = openFile(running_->file("error"), GENERIC_WRITE, CREATE_ALWAYS);
   if (setting.gets_signals) {
     running_->console.emplace();
   }
-  running_->process =
-      startProgram(commandLine(arguments), setting, running_->console ? &*running_->console : nullptr, output.get(), error.get());
+  running_->is_native = isNative(arguments.front());
+  const std::wstring line = commandLine(
+      running_->is_native ? throughShell(arguments, running_->file("status"), output_file, running_->file("error")) : arguments);
+  running_->process = startProgram(line, setting, running_->console ? &*running_->console : nullptr, output.get(), error.get());
 }
 
 ChildProcess::~ChildProcess() = default;
@@ -177,12 +233,32 @@ void ChildProcess::signal(int /*number*/) const {
   FreeConsole();
 }
 
+void ChildProcess::kill() const {
+  TerminateProcess(running_->process.get(), 1);
+}
+
+void ChildProcess::pause() const {
+  systemFunction<LONG(WINAPI*)(HANDLE)>("ntdll", "NtSuspendProcess")(running_->process.get());
+}
+
+void ChildProcess::goOn() const {
+  systemFunction<LONG(WINAPI*)(HANDLE)>("ntdll", "NtResumeProcess")(running_->process.get());
+}
+
 ChildResult ChildProcess::wait() {
   DWORD status = 0;
-  WaitForSingleObject(running_->process.get(), INFINITE);
-  GetExitCodeProcess(running_->process.get(), &status);
-  running_->process.reset();
-  return {static_cast<int>(status), asText(readFile(running_->file("output"))), asText(readFile(running_->file("error")))};
+  if (running_->is_native) {
+    status = static_cast<DWORD>(statusIn(running_->file("status")));
+  } else {
+    WaitForSingleObject(running_->process.get(), INFINITE);
+    GetExitCodeProcess(running_->process.get(), &status);
+    running_->process.reset();
+  }
+  const auto written = [this](const char* name) {
+    const std::string bytes = readFile(running_->file(name));
+    return running_->is_native ? bytes : asText(bytes);
+  };
+  return {static_cast<int>(status), written("output"), written("error")};
 }
 
 } // namespace vorin::tests

@@ -1,6 +1,8 @@
 #include "support/system.h"
 
 #include <cstdlib>
+#include <fcntl.h>
+#include <io.h>
 #include <mutex>
 #include <stdexcept>
 #include <vector>
@@ -74,6 +76,7 @@ LONG CALLBACK collect(EXCEPTION_POINTERS* exception) {
 } // namespace
 
 const char* const kTemporaryFolderVariable = "TMP";
+const bool kEncodesAv1 = false;
 
 void setVariable(const std::string& name, const std::optional<std::string>& value) {
   SetEnvironmentVariableA(name.c_str(), value ? value->c_str() : nullptr);
@@ -105,6 +108,25 @@ Restoration setAppDataFolder(const std::filesystem::path& folder) {
   return std::make_shared<ScopedRegistryValue>(
       HKEY_CURRENT_USER, "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", "Local AppData",
       RegistryValue{REG_SZ, Bytes(text.c_str(), text.c_str() + text.size() + 1)});
+}
+
+SystemPipe::SystemPipe() {
+  constexpr unsigned kRoomBytes = 4096;
+  if (_pipe(ends_, kRoomBytes, _O_BINARY | _O_NOINHERIT) != 0) {
+    throw std::runtime_error("cannot make a pipe");
+  }
+}
+
+SystemPipe::~SystemPipe() {
+  closeWriteEnd();
+  _close(ends_[0]);
+}
+
+void SystemPipe::closeWriteEnd() {
+  if (ends_[1] >= 0) {
+    _close(ends_[1]);
+    ends_[1] = -1;
+  }
 }
 
 std::filesystem::path programFile() {

@@ -1,7 +1,7 @@
 // The module's table of functions.
-#include "../clip_module.h"
+#include "clip_module.h"
 
-extern "C" __attribute__((visibility("default"))) const vorin::media::ClipModule* vorin_media_clips() {
+extern "C" const vorin::media::ClipModule* vorin_media_clips() {
   using namespace vorin::media;
   static constexpr ClipModule kModule = {
       &clips::checkOptions, &clips::openClipSource, &clips::openClipSink, &clips::openPipeSource,  &clips::openPipeSink,

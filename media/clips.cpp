@@ -1,51 +1,27 @@
 // Clips, pipes and steadying, by the module that is loaded when one of them is first wanted.
-#include "../clip_module.h"
-#include "../library_copy.h"
 #include "cancellation.h"
+#include "clip_module.h"
+#include "library_copy.h"
+#include "terminal.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <dlfcn.h>
-#include <poll.h>
-#include <system_error>
-#include <unistd.h>
 
 namespace vorin::media {
 namespace {
 
-void waitFor(int descriptor, short event, const std::atomic<bool>& cancelled) {
-  constexpr int kLook_ms = 20;
-  pollfd end = {descriptor, event, 0};
-  while (!cancelled && poll(&end, 1, kLook_ms) == 0) {
-  }
-}
-
 // Reads until there are so many bytes, or the other end closes.
 void readPipe(int descriptor, std::size_t most_bytes, std::vector<std::uint8_t>& bytes) {
   constexpr std::size_t kPortion_bytes = std::size_t{1} << 16U;
-  for (ssize_t portion = 1; portion != 0 && bytes.size() < most_bytes;) {
-    waitFor(descriptor, POLLIN, base::cancellationIsDue());
-    base::throwIfCancelled();
+  for (std::size_t portion = 1; portion != 0 && bytes.size() < most_bytes;) {
     const std::size_t before = bytes.size();
     bytes.resize(std::min(most_bytes, before + kPortion_bytes));
-    portion = read(descriptor, bytes.data() + before, bytes.size() - before);
-    bytes.resize(before + (portion > 0 ? static_cast<std::size_t>(portion) : 0));
-    if (portion < 0 && errno != EINTR && errno != EAGAIN) {
-      throw Error(ErrorKind::kInputOutput, "standard input cannot be read (" + std::generic_category().message(errno) +
-                                               "): check what is connected to it");
-    }
+    portion = base::readInput(descriptor, std::span(bytes).subspan(before), base::cancellationIsDue());
+    base::throwIfCancelled();
+    bytes.resize(before + portion);
   }
 }
 
 } // namespace
-
-const ClipModule& clipModule() {
-  static const ClipModule& loaded = []() -> const ClipModule& {
-    void* const library = loadLibrary("libvorin_media_clips.so");
-    return *reinterpret_cast<ClipModuleFunction*>(dlsym(library, kClipModuleFunction))();
-  }();
-  return loaded;
-}
 
 void checkClipOptions(const std::filesystem::path& output, const SinkOptions& options) {
   clipModule().check_options(output, options);
@@ -61,10 +37,6 @@ std::unique_ptr<Sink> openClipSink(const std::filesystem::path& clip, const Sour
                                      options);
 }
 
-void waitForStandardInput(const std::atomic<bool>& cancelled) {
-  waitFor(STDIN_FILENO, POLLIN, cancelled);
-}
-
 std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& options) {
   constexpr std::size_t kTellingBytes = 16;
   constexpr std::size_t kMostBytes = std::size_t{1} << 30;
@@ -77,20 +49,6 @@ std::unique_ptr<Source> openPipeSource(int descriptor, const SourceOptions& opti
   }
   readPipe(descriptor, kMostBytes, begin);
   return openPipedImage(begin, options);
-}
-
-void writeStandardOutput(std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kPortion_bytes = 4096; // a pipe that is ready takes at least this much at once
-  while (!bytes.empty()) {
-    waitFor(STDOUT_FILENO, POLLOUT, base::cancellationIsDue());
-    base::throwIfCancelled();
-    const ssize_t portion = write(STDOUT_FILENO, bytes.data(), std::min(bytes.size(), kPortion_bytes));
-    if (portion < 0 && errno != EINTR && errno != EAGAIN) {
-      throw Error(ErrorKind::kInputOutput, "standard output cannot be written (" + std::generic_category().message(errno) +
-                                               "): the program that reads it ended, or the disk is full");
-    }
-    bytes = bytes.subspan(portion > 0 ? static_cast<std::size_t>(portion) : 0);
-  }
 }
 
 std::unique_ptr<Sink> openPipeSink(int descriptor, const SourceInfo& source, Size size, const std::string& raw) {
