@@ -8,9 +8,10 @@
 namespace vorin::tests {
 namespace {
 
-// Programs find a DLL through PATH.
+// Programs find a DLL through PATH, and copies of them libav's in the build folder.
 std::string pathWith(const fs::path& folder) {
-  return fs::path(folder).make_preferred().string() + ";" + std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): on one thread
+  return fs::path(folder).make_preferred().string() + ";" + fs::path(buildFolder()).make_preferred().string() + ";" +
+         std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): on one thread
 }
 
 } // namespace
