@@ -109,7 +109,10 @@ bool renameToNew(const fs::path& from, const fs::path& to) {
   if (error == std::errc::file_exists || fs::exists(to)) {
     return false;
   }
-  fs::rename(from, to);
+  renameFile(from, to, error);
+  if (error) {
+    throw fs::filesystem_error("rename", from, to, error);
+  }
   return true;
 }
 
@@ -167,7 +170,7 @@ TemporaryOutput::TemporaryOutput(const fs::path& output, bool overwrite)
 
 TemporaryOutput::~TemporaryOutput() {
   std::error_code ignored;
-  fs::remove(temporary_, ignored);
+  removeAll(temporary_, ignored);
   if (unfinished_ != nullptr) {
     unfinished_->is_set = false;
     standStillOnceRemovalHasBegun();

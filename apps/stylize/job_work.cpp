@@ -102,6 +102,7 @@ media::JobState workInProcesses(const Options& options) {
   const media::JobState before = media::jobState(options.job);
   std::vector<std::unique_ptr<base::ChildProgram>> children;
   for (int share = 0; share < options.workers; ++share) {
+    base::throwIfCancelled();
     children.push_back(std::make_unique<base::ChildProgram>(arguments, share, options.workers));
   }
   Progress progress(kindFor(options), "frames", before.frames, before.frames_done);
@@ -124,8 +125,8 @@ media::JobState workInProcesses(const Options& options) {
   progress.finish();
   for (const auto& child : children) {
     const int status = child->exitStatus();
-    const bool has_told =
-        status <= static_cast<int>(ExitStatus::kSomeInputsFailed) || status == static_cast<int>(ExitStatus::kCancelled);
+    const bool has_told = (status >= 0 && status <= static_cast<int>(ExitStatus::kSomeInputsFailed)) || // below 0: a crash
+                          status == static_cast<int>(ExitStatus::kCancelled);
     if (!has_told && media::jobState(options.job).count(UnitState::kOpen) > 0) {
       throw Error(ErrorKind::kInputOutput,
                   "a worker ended with status " + std::to_string(status) + ": see its message above, and go on");

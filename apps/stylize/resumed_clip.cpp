@@ -108,8 +108,9 @@ media::JobJoin workAndJoin(const Options& options, const fs::path& job, bool wit
 void removeJobOf(const fs::path& output) {
   std::error_code ignored;
   if (fs::exists(jobOf(output) / "job.json", ignored) || fs::exists(jobOf(output) / "run", ignored)) {
-    fs::remove_all(jobOf(output) / "units", ignored); // job.json goes last: what a killed run leaves is then known for what it is
-    fs::remove_all(jobOf(output), ignored);
+    base::removeAll(jobOf(output) / "units",
+                    ignored); // job.json goes last: what a killed run leaves is then known for what it is
+    base::removeAll(jobOf(output), ignored);
   }
 }
 

@@ -124,8 +124,8 @@ void removeFile(const wchar_t* file) {
     return;
   }
   const FileIdentity wanted(file);
-  constexpr int kMostDescriptors = 2048; // of the C library
-  for (int descriptor = 0; descriptor < kMostDescriptors; ++descriptor) {
+  constexpr int kMostDescriptors = 2048;                                  // of the C library
+  for (int descriptor = 3; descriptor < kMostDescriptors; ++descriptor) { // after the standard streams
     if (FileIdentity(handleOf(descriptor)) == wanted) {
       CloseHandle(handleOf(descriptor));
     }
@@ -134,7 +134,12 @@ void removeFile(const wchar_t* file) {
 }
 
 void renameFile(const fs::path& from, const fs::path& to, std::error_code& error) {
-  retryWhileOpen([&] { fs::rename(from, to, error); }, error);
+  retryWhileOpen(
+      [&] { // the C++ library's rename says "input/output error" for a file that is open
+        const bool is_renamed = MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
+        error = is_renamed ? std::error_code() : std::error_code(static_cast<int>(GetLastError()), std::system_category());
+      },
+      error);
 }
 
 void removeAll(const fs::path& path, std::error_code& error) {

@@ -129,10 +129,11 @@ int ChildProgram::exitStatus() {
   return static_cast<int>(status);
 }
 
-// What cancels this process, an event of the console, has reached the copy too, which ends by itself. Otherwise it is ended at
-// once: units are safe against that.
+// What cancels this process, an event of the console, reaches the copy too, which ends by itself, but for one that had just been
+// started. Others are ended at once: units are safe against that.
 void ChildProgram::cancel() {
-  if (!cancellationIsDue()) {
+  constexpr DWORD kOwnEnd_ms = 10000;
+  if (!cancellationIsDue() || WaitForSingleObject(state_->process, kOwnEnd_ms) == WAIT_TIMEOUT) {
     TerminateProcess(state_->process, static_cast<UINT>(ExitStatus::kCancelled));
   }
 }

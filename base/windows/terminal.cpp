@@ -136,6 +136,7 @@ void waitForInput(int descriptor, const std::atomic<bool>& cancelled) {
 
 std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::atomic<bool>& cancelled) {
   constexpr std::size_t kPortion_bytes = std::size_t{1} << 20U;
+  constexpr int kLooksForFlag = 50;
   HANDLE input = handleOf(descriptor);
   while (!cancelled) {
     std::optional<Interrupter> interrupter;
@@ -148,7 +149,11 @@ std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::
         ReadFile(input, bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kPortion_bytes)), &portion, nullptr);
     const DWORD error = GetLastError();
     if (error == ERROR_OPERATION_ABORTED) { // also by Ctrl-C at a console, which sets the flag in a moment
-      Sleep(kLook_ms);
+      for (int looks = 0; looks < kLooksForFlag && !cancelled; ++looks) {
+        Sleep(kLook_ms);
+      }
+    } else if (is_read != FALSE && portion == 0 && GetFileType(input) == FILE_TYPE_PIPE) {
+      continue; // the other program wrote no bytes, which is not the end
     } else if (is_read != FALSE || error == ERROR_BROKEN_PIPE) {
       return portion;
     } else {

@@ -146,9 +146,10 @@ void DeviceChoice::replaceForFilter(Style style) {
     throw Error(ErrorKind::kDevice,
                 "the software device does not run the style '" + std::string(nameOf(style)) + "': " + filterAdvice());
   }
-  if (wish_ != Device::kAuto) {
-    throw Error(ErrorKind::kDevice,
-                "the GPU '" + name_ + "' does not run filters: install its OpenCL driver, or use --device software");
+  const bool software_has_filters = !softwareNeedsOwnProcess();
+  if (wish_ != Device::kAuto || !software_has_filters) {
+    throw Error(ErrorKind::kDevice, "the GPU '" + name_ + "' does not run filters: install its OpenCL driver" +
+                                        (software_has_filters ? ", or use --device software" : ""));
   }
   takeSoftware("the GPU '" + name_ + "' does not run filters; this processor is used, which is slower");
 }

@@ -29,7 +29,10 @@ Error unwritable(const fs::path& file, const std::error_code& error) {
 bool giveName(const fs::path& from, const fs::path& to) {
   std::error_code error;
   if (fs::is_directory(from, error)) { // a folder takes the place of an empty one at most
-    fs::rename(from, to, error);
+    if (fs::exists(to, error)) {
+      return false;
+    }
+    base::renameFile(from, to, error);
     if (error == std::errc::directory_not_empty || error == std::errc::file_exists) {
       return false;
     }
@@ -40,7 +43,7 @@ bool giveName(const fs::path& from, const fs::path& to) {
     }
     std::error_code ignored;
     if (error && !fs::exists(to, ignored)) { // a file system without links
-      fs::rename(from, to, error);
+      base::renameFile(from, to, error);
     }
   }
   std::error_code ignored;

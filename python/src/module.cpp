@@ -35,6 +35,8 @@ const char* nameOf(ErrorKind kind) {
   return "VorinError";
 }
 
+PyObject* cancelled_class = nullptr; // Cancelled of vorin_stt.errors, for the life of the process
+
 // Raises the class of vorin_stt.errors by its name; that module turns the text into one about Python.
 void raise(const char* name, const char* text) {
   try {
@@ -52,7 +54,11 @@ void translate(const std::exception_ptr& thrown, void* /*payload*/) {
   } catch (const python::FrameFault& fault) {
     raise("FrameError", fault.what());
   } catch (const python::CallError& error) {
-    raise(error.fault() == python::CallFault::kEnding ? "Cancelled" : "VorinError", error.what());
+    if (error.fault() == python::CallFault::kEnding) {
+      PyErr_SetString(cancelled_class, error.what()); // nothing waits for Python's code any more
+    } else {
+      raise("VorinError", error.what());
+    }
   } catch (const Error& error) {
     raise(nameOf(error.kind()), error.what());
   }
@@ -146,6 +152,8 @@ nb::tuple testItself(const media::RestylerOptions& options, const nb::object& on
 NB_MODULE(_native, module) {
   nb::set_leak_warnings(false); // objects that live until the process ends are no fault
   nb::register_exception_translator(translate);
+  nb::object cancelled = nb::module_::import_("vorin_stt.errors").attr("Cancelled");
+  cancelled_class = cancelled.release().ptr();
   nb::module_::import_("atexit").attr("register")(nb::cpp_function(&python::endCalls));
 
   nb::enum_<media::Style>(module, "Style")

@@ -138,7 +138,10 @@ end = End()
 def work():
     stylizer = vs.Stylizer("pencil")
     while True:
-        stylizer(frame)
+        try:
+            stylizer(frame)
+        except vs.VorinError:
+            pass
 """,
     "in a file": """
 def work():
