@@ -10,7 +10,7 @@ namespace {
 
 // Programs find a DLL through PATH, and copies of them libav's in the build folder.
 std::string pathWith(const fs::path& folder) {
-  return fs::path(folder).make_preferred().string() + ";" + fs::path(buildFolder()).make_preferred().string() + ";" +
+  return fs::path(folder).make_preferred().string() + ";" + StylizeRun::buildFolder().make_preferred().string() + ";" +
          std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): on one thread
 }
 
