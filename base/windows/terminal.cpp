@@ -152,8 +152,6 @@ std::size_t readInput(int descriptor, std::span<std::uint8_t> bytes, const std::
       for (int looks = 0; looks < kLooksForFlag && !cancelled; ++looks) {
         Sleep(kLook_ms);
       }
-    } else if (is_read != FALSE && portion == 0 && GetFileType(input) == FILE_TYPE_PIPE) {
-      continue; // the other program wrote no bytes, which is not the end
     } else if (is_read != FALSE || error == ERROR_BROKEN_PIPE) {
       return portion;
     } else {
