@@ -1,5 +1,7 @@
 #include "../files.h"
 
+#include "handles.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -27,10 +29,6 @@ OVERLAPPED lockPlace() {
   OVERLAPPED place = {};
   place.OffsetHigh = 0x40000000;
   return place;
-}
-
-HANDLE handleOf(int descriptor) {
-  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
 }
 
 constexpr DWORD kAnySharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;

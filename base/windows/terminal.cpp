@@ -1,5 +1,6 @@
 #include "../terminal.h"
 
+#include "handles.h"
 #include "vorin_error.hpp"
 
 #include <algorithm>
@@ -28,10 +29,6 @@ extern "C" void restoreConsoleAtExit() {
 }
 
 constexpr DWORD kLook_ms = 20; // between two looks at a flag
-
-HANDLE handleOf(int descriptor) {
-  return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)); // NOLINT(performance-no-int-to-ptr): so the library has them
-}
 
 // The text that other systems have for the same error.
 std::string errorText(DWORD error) {

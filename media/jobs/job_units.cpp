@@ -32,10 +32,7 @@ bool giveName(const fs::path& from, const fs::path& to) {
     if (fs::exists(to, error)) {
       return false;
     }
-    base::renameFile(from, to, error);
-    if (error == std::errc::directory_not_empty || error == std::errc::file_exists) {
-      return false;
-    }
+    base::renameFile(from, to, error); // what takes the name meanwhile is seen below
   } else {
     fs::create_hard_link(from, to, error);
     if (error == std::errc::file_exists) {
