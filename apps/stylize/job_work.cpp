@@ -127,7 +127,7 @@ media::JobState workInProcesses(const Options& options) {
     const int status = child->exitStatus();
     const bool has_told = (status >= 0 && status <= static_cast<int>(ExitStatus::kSomeInputsFailed)) || // below 0: a crash
                           status == static_cast<int>(ExitStatus::kCancelled);
-    if (!has_told && media::jobState(options.job).count(UnitState::kOpen) > 0) {
+    if (!has_told && !base::cancellationIsDue() && media::jobState(options.job).count(UnitState::kOpen) > 0) {
       throw Error(ErrorKind::kInputOutput,
                   "a worker ended with status " + std::to_string(status) + ": see its message above, and go on");
     }

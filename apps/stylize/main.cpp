@@ -96,7 +96,9 @@ ExitStatus runProgram(int count, char** arguments) {
     return static_cast<ExitStatus>(
         media::runAsSoftwareDevice(options.restyler.precision.value_or(media::Precision::kF32), need.reason()));
   } catch (const Error& error) {
-    return fail(options.json, error);
+    // OpenCL's compiler removes its temporary files at a signal, and fails.
+    const bool is_of_signal = error.kind() == ErrorKind::kDevice && base::cancellationIsDue();
+    return is_of_signal ? cancelled(options.json, false) : fail(options.json, error);
   } catch (const std::bad_alloc&) {
     return fail(options.json, Error(ErrorKind::kInputOutput, "not enough memory: use a smaller image"));
   }

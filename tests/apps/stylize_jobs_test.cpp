@@ -3,7 +3,10 @@
 #include "support/stylize_job.h"
 #include "support/test_networks.h"
 
+#include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace vorin::tests {
 namespace {
@@ -63,12 +66,19 @@ TEST_F(StylizeJob, CancellationReachesTheWorkers) {
   usualClip();
   ffmpeg("-stream_loop 15 -i " + run_.file("in.mp4") + " -c copy " + run_.file("long.mp4"));
   plan("long.mp4", "out.mp4", "job", {"--style", "pencil"});
-  const auto hasBegun = [&] {
-    const std::set<std::string> names = namesIn(run_.folder() / "job" / "units");
-    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return name.ends_with(".ok"); });
+  std::map<std::string, std::set<std::string>> units; // of each worker, by the end of its temporary files' names
+  const auto haveBegun = [&] {                        // with their second units: by then no filter is being compiled
+    for (const std::string& name : namesIn(run_.folder() / "job" / "units")) {
+      if (name.ends_with(".part")) {
+        const std::size_t end = name.find('.');
+        units[name.substr(end)].insert(name.substr(0, end));
+      }
+    }
+    return units.size() == 2 &&
+           std::all_of(units.begin(), units.end(), [](const auto& worker) { return worker.second.size() > 1; });
   };
   const ChildResult result = runAndSignal({StylizeRun::program(), "job", "work", run_.file("job"), "--workers", "2", "-q"},
-                                          StylizeRun::withGpu(), hasBegun);
+                                          StylizeRun::withGpu(), haveBegun);
   EXPECT_EQ(result.exit_status, 130) << result.standard_error;
   EXPECT_THAT(namesIn(run_.folder() / "job" / "units"), testing::Not(testing::Contains(testing::EndsWith(".part"))));
 }
