@@ -121,9 +121,8 @@ public:
     CreatePipe(&input, &keys_, nullptr, 0);
     CreatePipe(&screen_, &output, nullptr, 0);
     const auto create = systemFunction<HRESULT(WINAPI*)(COORD, HANDLE, HANDLE, DWORD, void**)>("kernel32", "CreatePseudoConsole");
-    if (create == nullptr || FAILED(create({80, 25}, input, output, 0, &console_))) {
-      throw std::runtime_error("cannot make a console");
-    }
+    // Wine names a console's pipe by this thread, and the console before may still hold one of that name.
+    waitUntil([&] { return SUCCEEDED(create({80, 25}, input, output, 0, &console_)); });
     CloseHandle(input);
     CloseHandle(output);
   }
