@@ -19,6 +19,9 @@ else()
               -ffp-contract=off # the pixel passes promise the bytes of separate multiplications and additions
               -Wno-sign-conversion # OpenCV counts in int, the standard library in size_t: a cast at each meeting hides more than it shows
               -Werror)
+  foreach(folder IN LISTS PROJECT_SOURCE_DIR OpenCV_INCLUDE_DIRS) # OpenCV's checks name their file, but no folder of this machine
+    target_compile_options(vorin_plain_options INTERFACE -fmacro-prefix-map=${folder}/=)
+  endforeach()
 endif()
 if(MINGW)
   # Links the compiler's own libraries statically, so that a program or DLL needs only Windows' DLLs.
