@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
 #include <iterator>
@@ -122,6 +124,8 @@ void removeFile(const wchar_t* file) {
     return;
   }
   const FileIdentity wanted(file);
+  // A descriptor that is not open is an invalid argument, at which a C library may end the process.
+  _set_invalid_parameter_handler([](const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {});
   constexpr int kMostDescriptors = 2048;                                  // of the C library
   for (int descriptor = 3; descriptor < kMostDescriptors; ++descriptor) { // after the standard streams
     if (FileIdentity(handleOf(descriptor)) == wanted) {
