@@ -3,6 +3,7 @@
 #include "../cancellation.h"
 #include "../exit_status.h"
 #include "../text.h"
+#include "handles.h"
 #include "vorin_error.hpp"
 
 #include <algorithm>
@@ -94,11 +95,8 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments, int share,
   for (const std::string& argument : arguments) {
     line += L" " + quotedArgument(argument);
   }
-  STARTUPINFOW start = {};
-  start.cb = sizeof(start);
   PROCESS_INFORMATION made = {};
-  if (CreateProcessW(program.data(), line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr, nullptr, &start, &made) ==
-      0) {
+  if (!startSuspended(program.data(), line, made)) {
     throw Error(ErrorKind::kInputOutput,
                 "another process cannot be started (error " + std::to_string(GetLastError()) + "): use fewer --workers");
   }

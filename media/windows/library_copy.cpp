@@ -3,6 +3,7 @@
 
 #include "files.h"
 #include "vorin_error.hpp"
+#include "windows/handles.h"
 
 #include <cstdlib>
 #include <memory>
@@ -101,12 +102,8 @@ Handle makeJob() {
 
 DWORD run(const fs::path& program) {
   const Handle job = makeJob();
-  std::wstring command_line = GetCommandLineW();
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
   PROCESS_INFORMATION started = {};
-  if (CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr, nullptr, &startup,
-                     &started) == FALSE) {
+  if (!base::startSuspended(program.c_str(), GetCommandLineW(), started)) {
     throw noStart();
   }
   const Handle process(started.hProcess);
