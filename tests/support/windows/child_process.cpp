@@ -165,8 +165,10 @@ Handle startProgram(std::wstring line, const ChildSetting& setting, const Consol
     variables.emplace_back(name, value);
   }
   PROCESS_INFORMATION process{};
+  // A child that is killed while Wine makes it a console leaves the console's process behind, which holds this program's streams.
+  const DWORD flags = EXTENDED_STARTUPINFO_PRESENT | (console == nullptr ? DETACHED_PROCESS : 0U);
   const BOOL is_started =
-      CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT, nullptr,
+      CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr,
                      setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(), &startup.StartupInfo, &process);
   if (console != nullptr) {
     DeleteProcThreadAttributeList(startup.lpAttributeList);
