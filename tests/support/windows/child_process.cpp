@@ -122,7 +122,10 @@ public:
     CreatePipe(&screen_, &output, nullptr, 0);
     const auto create = systemFunction<HRESULT(WINAPI*)(COORD, HANDLE, HANDLE, DWORD, void**)>("kernel32", "CreatePseudoConsole");
     // Wine names a console's pipe by this thread, and the console before may still hold one of that name.
-    waitUntil([&] { return SUCCEEDED(create({80, 25}, input, output, 0, &console_)); });
+    waitUntil([&] { return create != nullptr && SUCCEEDED(create({80, 25}, input, output, 0, &console_)); });
+    if (console_ == nullptr) {
+      throw std::runtime_error("cannot make a console");
+    }
     CloseHandle(input);
     CloseHandle(output);
   }
