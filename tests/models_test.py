@@ -139,7 +139,7 @@ class Networks(unittest.TestCase):
 
     def test_the_small_networks_draw_as_those_that_they_learned_from(self) -> None:
         # A little below what was measured; networks that are put together wrongly are below 15 dB.
-        for style, (mean_db, worst_db) in {"light grey": (26.9, 23.6), "cartoon": (23.8, 19.8)}.items():
+        for style, (mean_db, worst_db) in {"light grey": (26.9, 23.6), "cartoon": (24.1, 21.1)}.items():
             figures = list(small_and_large.likenesses(small_and_large.PAIRS[style]).values())
             self.assertEqual(len(figures), 13)
             self.assertGreater(sum(figures) / len(figures), mean_db, style)

@@ -32,6 +32,10 @@ DEBIAN = {
         r"(Autumn|BytheWater|ColdRipple|ColorfulCups|DarkestHour|EveningGlow|FallenLeaf|Grey|Kite|MilkyWay|OneStandsOut|Path"
         r"|summer_1am|Altai|SafeLanding|Volna|FlyingKonqui)/contents/images/(2560x1600|5120x2880)\.(jpg|png)$"
     ),
+    "stellarium-data": (
+        r"nebulae/default/((coma|fornax|hercules|hydra|leo|perseus|virgo)_cluster|darkshark-vasey|barnard142-vasey|ic434|m3|m13|m15-vasey|m31|m42"
+        r"|n40|n654|n2170|n2506-vasey|n3079-vasey|n5363-vasey|n6752|n691group-vasey|n7000|pleiades|sh2-188-vasey|smc29-1)\.png$"
+    ),
     "ukui-wallpapers": r"(2004default|calla|goldfish|firstgeneration|rhythm|string|the-mouse|rollpaper)\.(jpg|png)$",
     "tuxpaint-stamps-default": r"\.png$",
 }

@@ -89,6 +89,10 @@ class Trainee:
         options: dict[str, object] = {"capturable": True, "fused": True, "lr": self.rate} if is_cuda else {"lr": LEARNING_RATE}
         self.optimiser = torch.optim.AdamW(self.network.parameters(), betas=(0.9, 0.98), weight_decay=1e-4, **options)
         self.loss = torch.zeros((), device=device)
+        self.is_half = is_cuda
+        # A GPU takes 3.3 instead of 5.3 ms a step in bfloat16 with its small kernels joined, which costs a minute's compilation.
+        if is_cuda and hasattr(torch, "compile"):
+            self.compute_loss = torch.compile(self.compute_loss, dynamic=False)
 
     def start(self, numbers: Mapping[str, np.ndarray], name: str) -> None:
         """Takes an earlier training's numbers."""
@@ -103,10 +107,14 @@ class Trainee:
             for group in self.optimiser.param_groups:
                 group["lr"] = rate
 
+    def compute_loss(self, images: Tensor, target: Tensor, weights: Tensor) -> Tensor:
+        with torch.autocast(images.device.type, torch.bfloat16, enabled=self.is_half, cache_enabled=False):
+            picture = self.network.picture(self.style, images)
+        return loss_of(picture.float(), target, weights, self.course.squared)
+
     def step(self, batch: Batch) -> None:
         self.optimiser.zero_grad(set_to_none=True)
-        picture = self.network.picture(self.style, batch.images)
-        loss = loss_of(picture, batch.targets[self.style], batch.weights, self.course.squared)
+        loss = self.compute_loss(batch.images, batch.targets[self.style], batch.weights)
         loss.backward()
         self.optimiser.step()
         with torch.no_grad():
