@@ -46,8 +46,8 @@ if(TARGET vorin_media)
     EXPORT vorin_sttTargets
     LIBRARY COMPONENT media NAMELINK_COMPONENT development)
   install(
-    FILES ${PROJECT_SOURCE_DIR}/include/vorin_media.hpp ${PROJECT_SOURCE_DIR}/include/vorin_jobs.hpp ${PROJECT_SOURCE_DIR}/include/vorin_picture.hpp
-          ${PROJECT_SOURCE_DIR}/include/vorin_error.hpp
+    FILES ${PROJECT_SOURCE_DIR}/include/vorin_media.hpp ${PROJECT_SOURCE_DIR}/include/vorin_installation.hpp
+          ${PROJECT_SOURCE_DIR}/include/vorin_jobs.hpp ${PROJECT_SOURCE_DIR}/include/vorin_picture.hpp ${PROJECT_SOURCE_DIR}/include/vorin_error.hpp
     TYPE INCLUDE
     COMPONENT development)
   install(TARGETS vorin_stt_embedded vorin_media_clips LIBRARY DESTINATION ${vorin_runtime_dir} COMPONENT media)

@@ -4,6 +4,7 @@
 #include "selftest_expectations.h"
 #include "sources_and_sinks.h"
 #include "text.h"
+#include "vorin_installation.hpp"
 
 #include <opencv2/core.hpp>
 

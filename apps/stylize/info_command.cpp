@@ -4,6 +4,7 @@
 #include "options.h"
 #include "report.h"
 #include "text.h"
+#include "vorin_installation.hpp"
 
 #include <algorithm>
 #include <iostream>

@@ -3,6 +3,7 @@
 #include "command_line.h"
 #include "sources_and_sinks.h"
 #include "text.h"
+#include "vorin_installation.hpp"
 
 #include <algorithm>
 #include <charconv>

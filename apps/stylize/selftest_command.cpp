@@ -5,6 +5,7 @@
 #include "restyling.h"
 #include "selftest_expectations.h"
 #include "text.h"
+#include "vorin_installation.hpp"
 
 #include <iostream>
 #include <nlohmann/json.hpp>

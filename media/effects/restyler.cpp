@@ -6,6 +6,7 @@
 #include "files.h"
 #include "picture_mat.h"
 #include "sources_and_sinks.h"
+#include "vorin_installation.hpp"
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>

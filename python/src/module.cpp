@@ -3,6 +3,7 @@
 #include "media_files.h"
 #include "native_call.h"
 #include "stylizer.h"
+#include "vorin_installation.hpp"
 
 #include <nanobind/nanobind.h>
 #include <nanobind/stl/optional.h>
