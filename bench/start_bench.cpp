@@ -114,7 +114,8 @@ double firstFrameMs(Style style) {
 // The same in a process of its own: this program, started with the style's name.
 double firstFrameMsInNewProcess(Style style) {
   const std::string command = fs::canonical("/proc/self/exe").string() + " " + std::string(media::nameOf(style));
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> result(popen(command.c_str(), "r"), &pclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> result(popen(command.c_str(), "r"), // NOLINT(cert-env33-c): this program
+                                                               &pclose);
   double milliseconds = 0;
   if (!result || std::fscanf(result.get(), "%lf", &milliseconds) != 1) { // NOLINT(cert-err34-c): our own figure
     throw std::runtime_error("this program does not start again");
@@ -158,18 +159,7 @@ void measureFolder(Style style, const fs::path& folder) {
   printRow(style, {before + frames(kImages / 2)}, program, 1.1);
 }
 
-} // namespace
-} // namespace vorin::bench
-
-int main(int count, char** arguments) {
-  using namespace vorin::bench;
-  if (count == 2) {
-    const std::string_view name = arguments[1];
-    const auto style =
-        std::find_if(kStyles.begin(), kStyles.end(), [&](auto each) { return vorin::media::nameOf(each) == name; });
-    std::cout << firstFrameMs(style == kStyles.end() ? kStyles.front() : *style) << '\n';
-    return 0;
-  }
+void measureAll() {
   const fs::path folder = fs::temp_directory_path() / "vorin-start-bench";
   fs::create_directories(folder);
   std::cout << "One image of 1280x720, medians of " << kRounds
@@ -185,5 +175,25 @@ int main(int count, char** arguments) {
     measureFolder(style, folder);
   }
   fs::remove_all(folder);
-  return 0;
+}
+
+} // namespace
+} // namespace vorin::bench
+
+int main(int count, char** arguments) {
+  using namespace vorin::bench;
+  try {
+    if (count == 2) {
+      const std::string_view name = arguments[1];
+      const auto style =
+          std::find_if(kStyles.begin(), kStyles.end(), [&](auto each) { return vorin::media::nameOf(each) == name; });
+      std::cout << firstFrameMs(style == kStyles.end() ? kStyles.front() : *style) << '\n';
+    } else {
+      measureAll();
+    }
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << "vorin_start_bench: " << error.what() << '\n';
+    return 1;
+  }
 }

@@ -147,6 +147,7 @@ bool isClipName(const std::filesystem::path& file) {
 
 std::vector<std::string> clipExtensions() {
   std::vector<std::string> extensions;
+  extensions.reserve(kContainers.size());
   for (const ContainerRow& row : kContainers) {
     extensions.emplace_back(row.extension);
   }

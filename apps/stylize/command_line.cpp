@@ -290,7 +290,9 @@ void requireNothingBefore(const CLI::App& app, const std::string& command) {
   for (const CLI::Option* option : app.get_options()) {
     if (option->count() > 0) {
       const std::string name = option->get_positional() ? option->results().front() : option->get_name();
-      throw usage("'" + name + "' stands before '" + command + "': put it after that, if the command has it");
+      std::string text = "'";
+      text.append(name).append("' stands before '").append(command).append("': put it after that, if the command has it");
+      throw usage(text);
     }
   }
 }

@@ -45,6 +45,7 @@ std::vector<InputResult> planMany(const Options& options) {
   const std::vector<Input> listed = listInputs(options.inputs, options.output, true, &other_kinds);
   if (!options.quiet && !other_kinds.empty()) {
     std::vector<std::string> kinds;
+    kinds.reserve(other_kinds.size());
     for (const auto& [extension, files] : other_kinds) {
       kinds.push_back(std::to_string(files) + ' ' + (extension.empty() ? "without an extension" : extension));
     }
@@ -133,7 +134,7 @@ ExitStatus conclude(const Options& options, const std::vector<InputResult>& resu
 media::RestylerReport restyleAll(const Options& options, std::vector<InputResult>& results) {
   static std::optional<media::Restyling> restyling; // not destroyed: main ends the process without that
   restyling.emplace(options, prepareQuietly);
-  const media::RestylerReport report = restyling->report();
+  media::RestylerReport report = restyling->report();
   if (!options.quiet) {
     printLine(headline(report));
   }
