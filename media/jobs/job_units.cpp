@@ -277,7 +277,7 @@ UnitFailure UnitStore::failure(const PlannedUnit& unit) const {
 }
 
 UnitFailure UnitStore::noteFailure(const PlannedUnit& unit, const std::string& error, bool may_pass) const {
-  const UnitFailure failed = {failure(unit).tries + 1, may_pass, base::oneLine(error)};
+  UnitFailure failed = {failure(unit).tries + 1, may_pass, base::oneLine(error)};
   const Json json = {{"tries", failed.tries}, {"may_pass", failed.may_pass}, {"error", failed.error}};
   const std::string text = json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
   base::OutputFile file(failureFile(unit), true);

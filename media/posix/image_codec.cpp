@@ -199,7 +199,7 @@ std::span<const ImageEncoding> imageEncodings() {
 std::vector<std::uint8_t> pngProfile(Bytes file) {
   PngReader reader(file);
   png_uint_32 bytes = 0;
-  const png_bytep profile = readPngProfile(reader, bytes);
+  const png_byte* const profile = readPngProfile(reader, bytes);
   return profile == nullptr ? std::vector<std::uint8_t>() : std::vector<std::uint8_t>(profile, profile + bytes);
 }
 
