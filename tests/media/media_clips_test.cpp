@@ -230,7 +230,7 @@ TEST(MediaClips, OtherCodecs) {
                                     std::pair("mpeg4", "mpeg4"), std::pair("ffv1", "ffv1")}) {
     const fs::path output = folder.path() / (std::string(codec) + ".mkv");
     if (codec == std::string("av1") && !kEncodesAv1) {
-      EXPECT_THAT(errorOf([&] { restyle(clip, output, {.codec = codec}); }).what(), HasSubstr("no encoder for --codec 'av1'"));
+      EXPECT_THAT(errorOf([&] { restyle(clip, output, {.codec = "av1"}); }).what(), HasSubstr("no encoder for --codec 'av1'"));
       continue;
     }
     restyle(clip, output, {.codec = codec});
@@ -249,7 +249,7 @@ protected:
 
   // Returns the line of the failure, which leaves no file behind.
   std::string failure(const fs::path& clip, const fs::path& output, const SinkOptions& options = {}) {
-    const std::string line = errorOf([&] { restyle(clip, output, options); }).what();
+    std::string line = errorOf([&] { restyle(clip, output, options); }).what();
     EXPECT_EQ(namesIn(folder_.path()), before_) << line;
     return line;
   }
