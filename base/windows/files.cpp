@@ -41,10 +41,9 @@ public:
       : is_known_(GetFileType(file) == FILE_TYPE_DISK &&
                   GetFileInformationByHandleEx(file, FileIdInfo, &id_, sizeof id_) != FALSE) {}
   explicit FileIdentity(const wchar_t* file) {
-    HANDLE handle = CreateFileW(file, 0, kAnySharing, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle != INVALID_HANDLE_VALUE) {
-      *this = FileIdentity(handle);
-      CloseHandle(handle);
+    const Handle handle = fileHandle(CreateFileW(file, 0, kAnySharing, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (handle) {
+      *this = FileIdentity(handle.get());
     }
   }
 
@@ -96,17 +95,17 @@ template <typename Call> void retryWhileOpen(const Call& call, const std::error_
 
 // Unlike a file that the C library opens, this one can be deleted while it is open, as a cancellation does.
 std::FILE* makeNewFile(const fs::path& file) {
-  HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) {
+  Handle handle = fileHandle(CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW,
+                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!handle) {
     errno = std::error_code(static_cast<int>(GetLastError()), std::system_category()).default_error_condition().value();
     return nullptr;
   }
-  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_WRONLY | _O_BINARY);
+  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle.get()), _O_WRONLY | _O_BINARY);
   if (descriptor < 0) {
-    CloseHandle(handle);
     return nullptr;
   }
+  static_cast<void>(handle.release()); // the descriptor has it
   std::FILE* stream = _fdopen(descriptor, "wb");
   if (stream == nullptr) {
     _close(descriptor);
@@ -183,13 +182,12 @@ fs::file_time_type lastUse(const fs::path& file) {
 }
 
 void touchFolder(const fs::path& folder) {
-  HANDLE handle = CreateFileW(folder.c_str(), FILE_WRITE_ATTRIBUTES, kAnySharing, nullptr, OPEN_EXISTING,
-                              FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-  if (handle != INVALID_HANDLE_VALUE) {
+  const Handle handle = fileHandle(CreateFileW(folder.c_str(), FILE_WRITE_ATTRIBUTES, kAnySharing, nullptr, OPEN_EXISTING,
+                                               FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (handle) {
     FILETIME now = {};
     GetSystemTimeAsFileTime(&now);
-    SetFileTime(handle, nullptr, nullptr, &now);
-    CloseHandle(handle);
+    SetFileTime(handle.get(), nullptr, nullptr, &now);
   }
 }
 

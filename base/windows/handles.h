@@ -3,10 +3,21 @@
 #pragma once
 
 #include <io.h>
+#include <memory>
 #include <string>
 #include <windows.h>
 
 namespace vorin::base {
+
+struct HandleCloser {
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<void, HandleCloser>;
+
+// Empty for INVALID_HANDLE_VALUE, which stands for no file.
+inline Handle fileHandle(HANDLE file) {
+  return Handle(file == INVALID_HANDLE_VALUE ? nullptr : file);
+}
 
 // INVALID_HANDLE_VALUE for a descriptor that is not open.
 inline HANDLE handleOf(int descriptor) {

@@ -71,13 +71,11 @@ int processId() {
 }
 
 bool isRunning(int process_id) {
-  const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(process_id));
-  if (process == nullptr) {
+  const Handle process(OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(process_id)));
+  if (!process) {
     return GetLastError() == ERROR_ACCESS_DENIED;
   }
-  const bool is_running = WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
-  CloseHandle(process);
-  return is_running;
+  return WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT;
 }
 
 int processorCount() {
@@ -85,7 +83,7 @@ int processorCount() {
 }
 
 struct ChildProgram::State {
-  HANDLE process = nullptr;
+  Handle process;
 };
 
 ChildProgram::ChildProgram(const std::vector<std::string>& arguments, int share, int shares) : state_(std::make_unique<State>()) {
@@ -100,12 +98,12 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments, int share,
     throw Error(ErrorKind::kInputOutput,
                 "another process cannot be started (error " + std::to_string(GetLastError()) + "): use fewer --workers");
   }
-  state_->process = made.hProcess;
+  state_->process.reset(made.hProcess);
+  const Handle thread(made.hThread);
   if (shares > 1) {
     SetProcessAffinityMask(made.hProcess, maskOfShare(share, shares));
   }
   ResumeThread(made.hThread);
-  CloseHandle(made.hThread);
 }
 
 ChildProgram::~ChildProgram() {
@@ -113,17 +111,16 @@ ChildProgram::~ChildProgram() {
     cancel();
     static_cast<void>(exitStatus());
   }
-  CloseHandle(state_->process);
 }
 
 bool ChildProgram::hasEnded() {
-  return WaitForSingleObject(state_->process, 0) == WAIT_OBJECT_0;
+  return WaitForSingleObject(state_->process.get(), 0) == WAIT_OBJECT_0;
 }
 
 int ChildProgram::exitStatus() {
-  WaitForSingleObject(state_->process, INFINITE);
+  WaitForSingleObject(state_->process.get(), INFINITE);
   DWORD status = 0;
-  GetExitCodeProcess(state_->process, &status);
+  GetExitCodeProcess(state_->process.get(), &status);
   return static_cast<int>(status);
 }
 
@@ -131,8 +128,8 @@ int ChildProgram::exitStatus() {
 // started. Others are ended at once: units are safe against that.
 void ChildProgram::cancel() {
   constexpr DWORD kOwnEnd_ms = 10000;
-  if (!cancellationIsDue() || WaitForSingleObject(state_->process, kOwnEnd_ms) == WAIT_TIMEOUT) {
-    TerminateProcess(state_->process, static_cast<UINT>(ExitStatus::kCancelled));
+  if (!cancellationIsDue() || WaitForSingleObject(state_->process.get(), kOwnEnd_ms) == WAIT_TIMEOUT) {
+    TerminateProcess(state_->process.get(), static_cast<UINT>(ExitStatus::kCancelled));
   }
 }
 

@@ -40,27 +40,27 @@ std::string errorText(DWORD error) {
 class Interrupter {
 public:
   explicit Interrupter(const std::atomic<bool>& cancelled) : is_done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread_, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    HANDLE thread = nullptr;
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    thread_.reset(thread);
     watcher_ = std::thread([this, &cancelled] {
-      while (WaitForSingleObject(is_done_, kLook_ms) == WAIT_TIMEOUT) {
+      while (WaitForSingleObject(is_done_.get(), kLook_ms) == WAIT_TIMEOUT) {
         if (cancelled) { // again at each look, as the first may have come between two calls
-          CancelSynchronousIo(thread_);
+          CancelSynchronousIo(thread_.get());
         }
       }
     });
   }
   ~Interrupter() {
-    SetEvent(is_done_);
+    SetEvent(is_done_.get());
     watcher_.join();
-    CloseHandle(thread_);
-    CloseHandle(is_done_);
   }
   Interrupter(const Interrupter&) = delete;
   Interrupter& operator=(const Interrupter&) = delete;
 
 private:
-  HANDLE is_done_;
-  HANDLE thread_ = nullptr;
+  Handle is_done_;
+  Handle thread_;
   std::thread watcher_;
 };
 

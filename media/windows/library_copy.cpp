@@ -43,12 +43,12 @@ std::string narrowFolder() {
     throw noFolder("'" + folder + "' cannot be made");
   }
   const std::string probe = folder + "\\probe.tmp";
-  HANDLE file = CreateFileA(probe.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                            OPEN_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
+  const base::Handle file =
+      base::fileHandle(CreateFileA(probe.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                   OPEN_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+  if (!file) {
     throw noFolder("'" + folder + "' cannot be written to");
   }
-  CloseHandle(file);
   return folder;
 }
 
@@ -63,10 +63,7 @@ const char* runtimeName(std::string_view precision) {
 
 constexpr const wchar_t* kLibraryFolders = L"PATH";
 
-struct HandleCloser {
-  void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
+using base::Handle;
 
 std::wstring variable(const wchar_t* name) {
   std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');

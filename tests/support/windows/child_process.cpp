@@ -59,6 +59,7 @@ bool isNative(const std::string& program) {
 // The text with each path on a drive as that system has it: drive Z: is all of it, and C: a folder of Wine's own. A program for
 // Windows becomes the script beside it that starts it.
 std::string nativeText(const std::string& text) {
+  const char* wine = std::getenv("WINEPREFIX"); // NOLINT(concurrency-mt-unsafe): nothing here changes the environment
   std::string native;
   bool is_path = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -66,7 +67,7 @@ std::string nativeText(const std::string& text) {
     if (std::isalpha(at(i)) != 0 && at(i + 1) == ':' && (at(i + 2) == '\\' || at(i + 2) == '/') &&
         (i == 0 || std::isalnum(at(i - 1)) == 0)) {
       is_path = true;
-      native += at(i) == 'Z' ? "" : std::string(std::getenv("WINEPREFIX")) + "/drive_c"; // NOLINT(concurrency-mt-unsafe)
+      native += at(i) == 'Z' || wine == nullptr ? "" : std::string(wine) + "/drive_c";
       ++i;
       continue;
     }

@@ -69,7 +69,7 @@ LONG CALLBACK collect(EXCEPTION_POINTERS* exception) {
     return EXCEPTION_CONTINUE_SEARCH;
   }
   const std::lock_guard<std::mutex> lock(guard);
-  collected += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+  collected += reinterpret_cast<const char*>(record.ExceptionInformation[1]); // NOLINT(performance-no-int-to-ptr): as documented
   return EXCEPTION_CONTINUE_EXECUTION;
 }
 
