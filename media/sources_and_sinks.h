@@ -1,5 +1,5 @@
 // sources_and_sinks.h: the kinds of sources and sinks behind openSource and openSink, and the checks of their names and options.
-// Each kind has a file of its own: image_file.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
+// Each kind has a file of its own: image_source.cpp and image_sink.cpp, clip_source.cpp and clip_sink.cpp, pipes.cpp.
 #pragma once
 
 #include "image_codec.h"

@@ -287,13 +287,11 @@ namespace {
 
 // The program's own options belong to restyling: before a command they would be ignored.
 void requireNothingBefore(const CLI::App& app, const std::string& command) {
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->count() > 0) {
-      const std::string name = option->get_positional() ? option->results().front() : option->get_name();
-      std::string text = "'";
-      text.append(name).append("' stands before '").append(command).append("': put it after that, if the command has it");
-      throw usage(text);
-    }
+  const std::vector<const CLI::Option*> options = app.get_options();
+  const auto given = std::find_if(options.begin(), options.end(), [](const CLI::Option* option) { return option->count() > 0; });
+  if (given != options.end()) {
+    const std::string name = (*given)->get_positional() ? (*given)->results().front() : (*given)->get_name();
+    throw usage("'" + name + "' stands before '" + command + "': put it after that, if the command has it");
   }
 }
 

@@ -1,5 +1,5 @@
-// handles.h: the system's handles: behind the C library's descriptors, and those that this process shares with others of the
-// program.
+// handles.h: the system's handles: those that close themselves, those behind the C library's descriptors, and those that this
+// process shares with others of the program.
 #pragma once
 
 #include <io.h>
@@ -9,6 +9,7 @@
 
 namespace vorin::base {
 
+// Closes itself.
 struct HandleCloser {
   void operator()(HANDLE handle) const { CloseHandle(handle); }
 };

@@ -103,7 +103,7 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments, int share,
   if (shares > 1) {
     SetProcessAffinityMask(made.hProcess, maskOfShare(share, shares));
   }
-  ResumeThread(made.hThread);
+  ResumeThread(thread.get());
 }
 
 ChildProgram::~ChildProgram() {

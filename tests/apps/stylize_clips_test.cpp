@@ -88,11 +88,12 @@ TEST_F(StylizeClip, APipeMayCarryAPhoto) {
   const std::string expected = readFile(run_.file("file.bmp"));
   EXPECT_TRUE(shell("cat " + in + " | $0 - -o - --to bmp --style pencil --quiet") == expected);
   EXPECT_TRUE(shell("$0 " + in + " -o - --to bmp --style pencil --quiet | cat") == expected);
+  const std::string onto_itself = "$0 - --style pencil -o " + in + " --overwrite <" + in;
   for (const auto& [command, status, said] :
        {std::tuple("cat " + in + " | $0 - --style pencil -o " + run_.file("out.mp4"), 5, "standard input is an image"),
         {"printf 'YUV4MPEG2 W2 H2\\nFRAME\\n123456' | $0 - --style pencil -o " + run_.file("out.png"), 5,
          "standard input holds frames"},
-        {"$0 - --style pencil -o " + in + " --overwrite <" + in, 2, "is the file of standard input, which is read"},
+        {onto_itself, 2, "is the file of standard input, which is read"},
         {"head -c 500 " + in + " | $0 - --style pencil -o " + run_.file("out.png"), 5, "standard input is truncated"}}) {
     expectFailure(ChildProcess({"/bin/sh", "-c", command, StylizeRun::program()}, StylizeRun::withGpu()).wait(), status, said);
   }

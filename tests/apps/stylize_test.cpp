@@ -34,7 +34,7 @@ TEST(Stylize, WritesTheStylesResultAndReportsIt) {
     EXPECT_THAT(linesOf(result.standard_error),
                 ElementsAre(AllOf(StartsWith("vorin-stylize: style pencil, no network, software device"),
                                   HasSubstr("made active by VORIN_SOFTGPU=1")),
-                            AllOf(HasSubstr(output + ": " + size_text + ", pencil, "), HasSubstr(" ms per frame"))));
+                            AllOf(HasSubstr(output), HasSubstr(": " + size_text + ", pencil, "), HasSubstr(" ms per frame"))));
     EXPECT_EQ(run.names(), std::set<std::string>({"photo.png", output}));
     const cv::Mat picture = loadPicture(run.file(output));
     EXPECT_EQ(picture.size(), size);

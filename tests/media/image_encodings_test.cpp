@@ -71,7 +71,7 @@ TEST(ImageFileKinds, EachIsReadAsByOpenCv) {
   for (const auto& [extension, formats] : kinds) {
     for (const std::string& format : formats) {
       for (const std::string options : {"", "-flags +ildct "}) {
-        SCOPED_TRACE(extension + ' ' + format + ' ' + options);
+        SCOPED_TRACE(testing::Message() << extension << ' ' << format << ' ' << options);
         const fs::path file = folder.path() / ("photo." + extension);
         ffmpeg("-y -f lavfi -i testsrc2=size=53x37 -frames:v 1 -pix_fmt " + format + ' ' + (extension == "png" ? options : "") +
                file.string());
@@ -118,11 +118,12 @@ TEST(ImageFileKinds, OfAnAnimationTheFirstPictureIsRead) {
   const TemporaryFolder folder;
   const std::string input = "-f lavfi -i testsrc2=size=52x36:rate=1 -frames:v ";
   const fs::path first = folder.path() / "first.png";
-  for (const std::string kind :
+  for (const char* kind :
        {"-c:v libwebp_anim -lossless 1 -pix_fmt bgra -f webp", "-pix_fmt rgb24 -f apng", "-vf format=rgb24,format=rgb8 -f gif"}) {
     SCOPED_TRACE(kind);
     const fs::path file = folder.path() / "photo";
-    ffmpeg(input + "1 -vf format=rgb24" + (kind.ends_with("gif") ? ",format=rgb8" : "") + ",format=rgb24 " + first.string());
+    ffmpeg(input + "1 -vf format=rgb24" + (std::string_view(kind).ends_with("gif") ? ",format=rgb8" : "") + ",format=rgb24 " +
+           first.string());
     ffmpeg(input + "3 " + kind + ' ' + file.string());
     const std::unique_ptr<media::Source> source = media::openImageSource(file);
     EXPECT_EQ(source->warnings().size(), 1U);

@@ -88,7 +88,7 @@ TEST(ClipSound, IsEncodedWhenItsChannelsChange) {
   const tests::TemporaryFolder folder;
   const fs::path clip = folder.path() / "in.ts";
   std::string bytes;
-  for (const std::string channels : {"2", "1"}) {
+  for (const char* channels : {"2", "1"}) {
     ffmpeg("-y " + kPictures + "-i sine=d=2 -c:a ac3 -ac " + channels + ' ' + clip.string());
     bytes += tests::readFile(clip);
   }
@@ -191,7 +191,8 @@ TEST(ClipSound, OnlyTheSpanThatIsAskedForIsTaken) {
   using namespace tests;
   const TemporaryFolder folder;
   std::ofstream(folder.path() / "words.srt") << "1\n00:00:00,500 --> 00:00:03,500\nA line.\n";
-  const std::string sources = "-f lavfi -i testsrc2=s=160x120:r=25:d=4 -f lavfi -i sine=d=4 ";
+  const std::string sources =
+      "-f lavfi -i testsrc2=s=160x120:r=25:d=4 -f lavfi -i sine=d=4 -i " + (folder.path() / "words.srt").string();
   const std::string h264 = " -c:v libx264 -crf 10 -g 25 -bf 2 -c:a aac ";
   for (const auto& [name, encoding, begin] : {std::tuple(std::string("in.mp4"), " -c:s mov_text" + h264, 0.0),
                                               {"in.mkv", " -c:s srt" + h264, 0.018},
@@ -199,7 +200,9 @@ TEST(ClipSound, OnlyTheSpanThatIsAskedForIsTaken) {
     SCOPED_TRACE(name);
     const fs::path clip = folder.path() / name;
     const fs::path output = folder.path() / ("out_" + name + ".mkv");
-    ffmpeg(sources + "-i " + (folder.path() / "words.srt").string() + encoding + clip.string());
+    std::string command = sources;
+    command.append(encoding).append(clip.string());
+    ffmpeg(command);
     const std::unique_ptr<Source> source = openSource(clip, {.start_s = 1.605, .end_s = 2.785});
     EXPECT_NEAR(static_cast<double>(source->info().frames_expected.value_or(0)), 30, 2);
     const std::unique_ptr<Sink> sink = openSink(output, source->info(), source->info().size, {.crf = 10});

@@ -11,5 +11,4 @@
 #include <openvino/core/preprocess/pre_post_process.hpp>
 #include <openvino/core/type/element_type.hpp>
 #include <openvino/runtime/core.hpp>
-#include <openvino/runtime/exception.hpp>
 #include <openvino/runtime/properties.hpp>

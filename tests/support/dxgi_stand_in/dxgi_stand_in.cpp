@@ -2,7 +2,7 @@
 // (vendor and device in hexadecimal), or "silent" for one that does not describe itself; "none" makes the factory fail. It counts
 // the objects not yet released in VORIN_TEST_ADAPTERS_OPEN and sets VORIN_TEST_ADAPTERS_LOADED.
 #include <atomic>
-#include <cstdio>
+#include <cstdint>
 #include <cstring>
 #include <dxgi.h>
 #include <sstream>
@@ -59,9 +59,10 @@ public:
   HRESULT WINAPI CheckInterfaceSupport(REFGUID, LARGE_INTEGER*) override { return DXGI_ERROR_UNSUPPORTED; }
   HRESULT WINAPI GetDesc(DXGI_ADAPTER_DESC* description) override {
     *description = {};
-    unsigned long long memory_mib = 0;
-    // NOLINTNEXTLINE(cert-err34-c): a test's own text
-    if (std::sscanf(text_.c_str(), "%x:%x:%llu", &description->VendorId, &description->DeviceId, &memory_mib) != 3) {
+    std::uint64_t memory_mib = 0;
+    char colon = 0;
+    std::istringstream text(text_);
+    if (!(text >> std::hex >> description->VendorId >> colon >> description->DeviceId >> colon >> std::dec >> memory_mib)) {
       return E_FAIL;
     }
     description->DedicatedVideoMemory = memory_mib << 20;

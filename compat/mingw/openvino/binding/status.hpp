@@ -8,7 +8,6 @@
 
 #include <openvino/binding/c_api.hpp>
 #include <openvino/core/except.hpp>
-#include <openvino/runtime/exception.hpp>
 
 #include <memory>
 #include <stdexcept>
@@ -30,13 +29,10 @@ inline std::string lastMessage(ov_status_e status) {
 [[noreturn]] inline void throwStatus(ov_status_e status) {
   switch (status) {
   case GENERAL_ERROR:
-    throw Exception(lastMessage(status));
   case NOT_IMPLEMENTED:
-    throw NotImplemented(lastMessage(status));
   case REQUEST_BUSY:
-    throw Busy(lastMessage(status));
   case INFER_CANCELLED:
-    throw Cancelled(lastMessage(status));
+    throw Exception(lastMessage(status));
   case UNEXPECTED:
   case UNKNOW_EXCEPTION: // not the runtime's exception: the C API loses its type and text
     throw std::runtime_error(lastMessage(status));
