@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdlib>
+#include <iostream>
 #include <iterator>
 #include <list>
 #include <optional>
@@ -171,14 +172,23 @@ Handle startProgram(std::wstring line, const ChildSetting& setting, const Consol
   PROCESS_INFORMATION process{};
   // A child that is killed while Wine makes it a console leaves the console's process behind, which holds this program's streams.
   const DWORD flags = EXTENDED_STARTUPINFO_PRESENT | (console == nullptr ? DETACHED_PROCESS : 0U);
-  const BOOL is_started =
-      CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr,
-                     setting.working_folder.empty() ? nullptr : setting.working_folder.c_str(), &startup.StartupInfo, &process);
+  const wchar_t* folder = setting.working_folder.empty() ? nullptr : setting.working_folder.c_str();
+  BOOL is_started = FALSE;
+  DWORD reason = 0;
+  for (int tries = 0; is_started == FALSE && tries < 3; ++tries) { // under Wine one start in thousands fails
+    is_started =
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, folder, &startup.StartupInfo, &process);
+    if (is_started == FALSE) {
+      reason = GetLastError();
+      std::cerr << "a child process did not start (error " << reason << ")\n";
+      Sleep(100);
+    }
+  }
   if (console != nullptr) {
     DeleteProcThreadAttributeList(startup.lpAttributeList);
   }
   if (is_started == FALSE) {
-    throw std::runtime_error("cannot start a child process: " + fs::path(line).string());
+    throw std::runtime_error("cannot start a child process (error " + std::to_string(reason) + "): " + fs::path(line).string());
   }
   static_cast<void>(Handle(process.hThread));
   return Handle(process.hProcess);
